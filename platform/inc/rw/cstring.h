@@ -1,0 +1,63 @@
+#ifndef KZ_RW_CSTRING_H
+#define KZ_RW_CSTRING_H
+
+#include <cstddef>
+#include <string>
+
+#include "kzplatform_export.h"
+
+/// A value string of bytes. Bytes of any value, 0 included, are kept. Positions and lengths count
+/// bytes; one past the end is clamped to the end. Compatible: one thread at a time per object.
+class KZPLATFORM_EXPORT RWCString {
+public:
+    RWCString() = default;
+    /// Copies the text up to its NUL. A null pointer makes an empty string.
+    RWCString(const char* text) : m_text(text == nullptr ? "" : text) {}
+    RWCString(const char* bytes, std::size_t length) : m_text(bytes, length) {}
+
+    /// The bytes, followed by a NUL. Valid until the string is changed or destroyed.
+    const char* data() const { return m_text.c_str(); }
+    std::size_t length() const { return m_text.size(); }
+    /// True for a string of length 0.
+    bool isNull() const { return m_text.empty(); }
+
+    RWCString& append(const char* text);
+    RWCString& append(const char* bytes, std::size_t length);
+    RWCString& append(const RWCString& other);
+    RWCString& append(char byte);
+    RWCString& prepend(const char* text);
+    RWCString& prepend(const char* bytes, std::size_t length);
+    RWCString& prepend(const RWCString& other);
+    RWCString& operator+=(const char* text) { return append(text); }
+    RWCString& operator+=(const RWCString& other) { return append(other); }
+    RWCString& operator+=(char byte) { return append(byte); }
+
+    /// Removes everything from `position` on, or at most `count` bytes from there.
+    RWCString& remove(std::size_t position);
+    RWCString& remove(std::size_t position, std::size_t count);
+    /// Cuts the string to `length` bytes, or fills it up to that with blanks.
+    void resize(std::size_t length);
+
+    /// Bytes that the string can hold without allocating.
+    std::size_t capacity() const { return m_text.capacity(); }
+    /// Reserves room for `count` bytes, or gives room back down to the larger of `count` and the
+    /// length. Returns the new capacity, which may be more than asked for.
+    std::size_t capacity(std::size_t count);
+
+    /// Below 0, 0 or above 0 as this string sorts before, with or after `other`, byte by byte.
+    int compareTo(const RWCString& other) const { return m_text.compare(other.m_text); }
+    /// Equal strings have equal hashes.
+    unsigned hash() const;
+
+    friend bool operator==(const RWCString& a, const RWCString& b) { return a.m_text == b.m_text; }
+    friend bool operator!=(const RWCString& a, const RWCString& b) { return a.m_text != b.m_text; }
+    friend bool operator==(const RWCString& a, const char* b) { return a == RWCString(b); }
+    friend bool operator!=(const RWCString& a, const char* b) { return a != RWCString(b); }
+    friend bool operator==(const char* a, const RWCString& b) { return RWCString(a) == b; }
+    friend bool operator!=(const char* a, const RWCString& b) { return RWCString(a) != b; }
+
+private:
+    std::string m_text;
+};
+
+#endif

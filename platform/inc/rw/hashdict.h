@@ -1,0 +1,109 @@
+#ifndef KZ_RW_HASHDICT_H
+#define KZ_RW_HASHDICT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "kzplatform_export.h"
+#include "rw/collect.h"
+
+/// Called with each key, its value (which it may replace) and the caller's own pointer.
+using RWapplyKeyAndValue = void (*)(RWCollectable* key, RWCollectable*& value, void* context);
+
+/// A dictionary from keys to values, each key once. Keys are told apart by `hash` and `isEqual`
+/// and must not change while they are in. The dictionary owns neither keys nor values; only the
+/// operations that say so delete them.
+///
+/// Entries are visited in the order of insertion until one is removed; a removal puts the last
+/// entry in its place. The bucket table starts at the given size and grows with the entries, so a
+/// look-up costs the same however many there are.
+///
+/// Compatible: one thread at a time changes a dictionary and no other reads it meanwhile; while
+/// nobody changes it, any number of threads may read it.
+class KZPLATFORM_EXPORT RWHashDictionary : public RWCollectable {
+public:
+    static constexpr std::size_t kDefaultBuckets = 64;
+
+    /// `buckets` is the size of the table at its first entry; 0 is taken as 1.
+    explicit RWHashDictionary(std::size_t buckets = kDefaultBuckets);
+    /// Deletes no contents.
+    ~RWHashDictionary() override;
+    RWHashDictionary(const RWHashDictionary&) = delete;
+    RWHashDictionary& operator=(const RWHashDictionary&) = delete;
+
+    /// Inserts the pair and returns `key`; or, where an equal key is already in, returns null and
+    /// leaves the dictionary as it was.
+    RWCollectable* insertKeyAndValue(RWCollectable* key, RWCollectable* value);
+
+    /// The value under an equal key, or null.
+    RWCollectable* findValue(const RWCollectable* key) const;
+
+    /// The equal key that is in, with its value in `value`; or null, and `value` is left alone.
+    RWCollectable* findKeyAndValue(const RWCollectable* key, RWCollectable*& value) const;
+
+    /// Takes the pair out and returns its key, or null where there is none. Deletes nothing.
+    RWCollectable* remove(const RWCollectable* key);
+
+    /// Takes the pair out and deletes its key and value; an unknown key does nothing.
+    void removeAndDestroy(const RWCollectable* key);
+
+    /// Takes everything out. `clear` deletes nothing, `clearAndDestroy` deletes keys and values.
+    void clear();
+    void clearAndDestroy();
+
+    std::size_t entries() const { return m_entries.size(); }
+    bool isEmpty() const { return m_entries.empty(); }
+
+    void applyToKeyAndValue(RWapplyKeyAndValue function, void* context);
+
+private:
+    friend class RWHashDictionaryIterator;
+
+    using Index = std::uint32_t;
+    static constexpr Index kNone = ~Index{0};
+
+    struct Entry {
+        RWCollectable* key;
+        RWCollectable* value;
+        unsigned hash;
+        Index next;  // in the same bucket
+    };
+
+    Index& BucketOf(unsigned hash);
+    Index Find(const RWCollectable* key) const;
+    Index Find(const RWCollectable* key, unsigned hash) const;
+    void GrowTo(std::size_t buckets);
+    void Unlink(Index index);
+    Entry TakeOut(Index index);
+
+    std::size_t m_initialBuckets;
+    std::vector<Index> m_buckets;  // empty until the first entry, then heads of the chains
+    std::vector<Entry> m_entries;
+};
+
+/// Walks a dictionary. The dictionary must not be changed meanwhile. Owned by the thread that
+/// made it.
+class KZPLATFORM_EXPORT RWHashDictionaryIterator {
+public:
+    /// Stands before the first entry. `dictionary` must outlive the iterator.
+    explicit RWHashDictionaryIterator(const RWHashDictionary& dictionary);
+
+    /// Advances and returns the key, or null past the last entry.
+    RWCollectable* operator()();
+
+    /// The entry at which the iterator stands; null before the first and past the last.
+    RWCollectable* key() const;
+    RWCollectable* value() const;
+
+    /// Stands before the first entry again.
+    void reset();
+
+private:
+    const RWHashDictionary::Entry* Current() const;
+
+    const RWHashDictionary& m_dictionary;
+    std::size_t m_position = 0;  // 1 at the first entry
+};
+
+#endif

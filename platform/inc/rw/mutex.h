@@ -1,0 +1,39 @@
+#ifndef KZ_RW_MUTEX_H
+#define KZ_RW_MUTEX_H
+
+#include <mutex>
+
+#include "ryp/annotations.h"
+
+/// A plain mutex: a thread that holds it must not acquire it again. Safe for concurrent use;
+/// `release` is called by the thread that holds it.
+class RYP_CAPABILITY("mutex") RWMutexLock {
+public:
+    RWMutexLock() = default;
+    RWMutexLock(const RWMutexLock&) = delete;
+    RWMutexLock& operator=(const RWMutexLock&) = delete;
+
+    void acquire() RYP_ACQUIRE() { m_mutex.lock(); }
+    void release() RYP_RELEASE() { m_mutex.unlock(); }
+
+    /// Takes the mutex and returns true, or returns false at once where it is taken.
+    bool tryAcquire() RYP_TRY_ACQUIRE(true) { return m_mutex.try_lock(); }
+
+    /// Holds the mutex while it lives. Owned by the thread that made it.
+    class RYP_SCOPED_CAPABILITY LockGuard {
+    public:
+        explicit LockGuard(RWMutexLock& lock) RYP_ACQUIRE(lock) : m_lock(lock) { lock.acquire(); }
+        ~LockGuard() RYP_RELEASE() { m_lock.release(); }
+        LockGuard(const LockGuard&) = delete;
+        LockGuard& operator=(const LockGuard&) = delete;
+
+    private:
+        RWMutexLock& m_lock;
+    };
+
+private:
+    friend class RyPCondition;
+    std::mutex m_mutex;
+};
+
+#endif

@@ -1,0 +1,46 @@
+#ifndef RYP_CONDITION_H
+#define RYP_CONDITION_H
+
+#include <chrono>
+#include <condition_variable>
+
+#include "kzplatform_export.h"
+#include "rw/mutex.h"
+
+/// The moment at which a timed wait ends, on the process clock. Compatible.
+class KZPLATFORM_EXPORT RyPDeadline {
+public:
+    /// `milliseconds` from now.
+    explicit RyPDeadline(long milliseconds);
+
+private:
+    friend class RyPCondition;
+    std::chrono::steady_clock::time_point m_realTime;
+    double m_testTime;
+};
+
+/// A condition variable whose timed waits run on the process clock. Safe for concurrent use.
+///
+/// A wait may end without cause, so it stands in a loop over the question that it waits for; a
+/// change is announced after it was made under the mutex.
+class KZPLATFORM_EXPORT RyPCondition {
+public:
+    RyPCondition();
+    RyPCondition(const RyPCondition&) = delete;
+    RyPCondition& operator=(const RyPCondition&) = delete;
+
+    void Wait(RWMutexLock& mutex) RYP_REQUIRES(mutex);
+
+    /// Returns false once the deadline has passed.
+    bool WaitUntil(RWMutexLock& mutex, const RyPDeadline& deadline) RYP_REQUIRES(mutex);
+
+    void NotifyAll();
+
+private:
+    friend class RyPTestClock;
+    void WakeWaiters() { m_condition.notify_all(); }
+
+    std::condition_variable m_condition;
+};
+
+#endif

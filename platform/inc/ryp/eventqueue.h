@@ -1,0 +1,45 @@
+#ifndef RYP_EVENTQUEUE_H
+#define RYP_EVENTQUEUE_H
+
+#include <deque>
+
+#include "kzplatform_export.h"
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
+#include "ryp/condition.h"
+
+class RWCollectable;
+
+/// A first-in, first-out queue between threads. It never owns its items. Safe for concurrent use.
+class KZPLATFORM_EXPORT RyPEventQueue {
+public:
+    /// What `waitEvent` reports. A port may tell a release that interrupted a wait
+    /// (`ReleasedWhileWaiting`) from one that came before it; both mean the same to a caller.
+    enum Status { ItemArrived = 0, TimedOut = 1, Released = 2, ReleasedWhileWaiting = 3 };
+
+    RyPEventQueue();
+    RyPEventQueue(const RyPEventQueue&) = delete;
+    RyPEventQueue& operator=(const RyPEventQueue&) = delete;
+
+    /// Appends `item` and wakes a waiting thread.
+    void put(RWCollectable* item);
+
+    /// Takes the oldest item, waiting for one at most `milliseconds`. Sets `status` to
+    /// `ItemArrived` and returns the item; or to `TimedOut` or `Released` and returns null. After
+    /// a release, queued items are still handed out before `Released` is reported.
+    RWCollectable* waitEvent(long milliseconds, int& status);
+
+    /// Releases every present and future wait: it sticks, so a thread that comes to wait only
+    /// afterwards does not block either.
+    void releaseZ72();
+
+    bool isEmpty() const;
+
+private:
+    mutable RWMutexLock m_mutex;
+    RyPCondition m_changed;
+    std::deque<RWCollectable*> m_items RYP_GUARDED_BY(m_mutex);
+    bool m_released RYP_GUARDED_BY(m_mutex) = false;
+};
+
+#endif

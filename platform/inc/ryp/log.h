@@ -1,0 +1,127 @@
+#ifndef RYP_LOG_H
+#define RYP_LOG_H
+
+#include <atomic>
+#include <type_traits>
+
+#include "kzplatform_export.h"
+#include "rw/cstring.h"
+
+/// The levels in the order in which a threshold lets them through: a threshold of `Trace` lets
+/// through everything from `Error` to `Trace`.
+enum class RyPLogLevel {
+    Error,
+    Warning,
+    Execution,
+    Incomplete,
+    Trace,
+    TraceDebugInfo,
+    Performance,
+    PerformanceDetail
+};
+
+/// One entry of the log. `scope` and `file` are borrowed for the time of the call.
+struct RyPLogRecord {
+    RyPLogLevel level;
+    const char* scope;
+    const char* file;  // the bare name of the source file
+    int line;
+    RWCString text;  // may be empty
+};
+
+/// Where records go.
+class KZPLATFORM_EXPORT RyPLogSink {
+public:
+    virtual ~RyPLogSink();
+
+    /// Called for one record at a time, on the thread that logs, with the log's own lock held: it
+    /// must not log and must not set a sink.
+    virtual void Write(const RyPLogRecord& record) = 0;
+};
+
+/// The log of the process. Safe for concurrent use.
+class KZPLATFORM_EXPORT RyPLog {
+public:
+    /// True when a record of this level reaches the sink.
+    static bool IsEnabled(RyPLogLevel level) {
+        return static_cast<int>(level) <= s_threshold.load(std::memory_order_relaxed);
+    }
+
+    /// The most verbose level that is let through. It starts as the environment variable
+    /// "RYP_LOG_LEVEL" names it ("error", "warning", "execution", "incomplete", "trace",
+    /// "trace-debug-info", "performance", "performance-detail"), otherwise as `Error`.
+    static RyPLogLevel Threshold();
+    static void SetThreshold(RyPLogLevel level);
+
+    /// Sends all records to `sink`, which the caller owns and keeps alive until another is set;
+    /// null means standard error. Returns the sink before, null for standard error. Once this
+    /// has returned, no thread is inside the former sink.
+    static RyPLogSink* SetSink(RyPLogSink* sink);
+
+    static void Write(const RyPLogRecord& record);
+
+    /// "error", "warning" and so on.
+    static const char* LevelName(RyPLogLevel level);
+
+private:
+    static std::atomic<int> s_threshold;
+};
+
+/// Builds the texts of records. Doubles are written in the shortest form that reads back to the
+/// same value, a null text as "(null)".
+class KZPLATFORM_EXPORT RyPLogText {
+public:
+    /// The arguments one after the other.
+    template <class... Arguments>
+    static RWCString Concatenate(const Arguments&... arguments) {
+        RWCString text;
+        (AppendValue(text, arguments), ...);
+        return text;
+    }
+
+    /// Format-string mode: the format as written (nothing in it is expanded), then, where there
+    /// are arguments, a tab and each argument followed by a tab.
+    template <class... Arguments>
+    static RWCString Format(const char* format, const Arguments&... arguments) {
+        RWCString text(format);
+        if (sizeof...(arguments) > 0) text += '\t';
+        ((AppendValue(text, arguments), text += '\t'), ...);
+        return text;
+    }
+
+private:
+    template <class Value>
+    static void AppendValue(RWCString& text, const Value& value) {
+        if constexpr (std::is_floating_point_v<Value>) {
+            Append(text, static_cast<double>(value));
+        } else if constexpr (std::is_unsigned_v<Value>) {
+            Append(text, static_cast<unsigned long long>(value));
+        } else if constexpr (std::is_integral_v<Value> || std::is_enum_v<Value>) {
+            Append(text, static_cast<long long>(value));
+        } else {
+            Append(text, value);
+        }
+    }
+    static void Append(RWCString& text, const char* value);
+    static void Append(RWCString& text, const RWCString& value);
+    static void Append(RWCString& text, double value);
+    static void Append(RWCString& text, long long value);
+    static void Append(RWCString& text, unsigned long long value);
+};
+
+// A record that the threshold holds back costs one relaxed load and a branch; its arguments are
+// not evaluated and no text is built. That is what makes these macros.
+#define RYP_LOG_WITH(level, scope, text)                                         \
+    do {                                                                         \
+        if (__builtin_expect(RyPLog::IsEnabled(level), 0))                       \
+            RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
+    } while (false)
+
+/// A record whose text is the arguments one after the other; without any, it carries no text.
+#define RYP_LOG(level, scope, ...) RYP_LOG_WITH(level, scope, RyPLogText::Concatenate(__VA_ARGS__))
+
+/// A trace record in format-string mode.
+#define RYP_TRACE(scope, ...) \
+    RYP_LOG_WITH(RyPLogLevel::Trace, scope, RyPLogText::Format(__VA_ARGS__))
+
+#endif

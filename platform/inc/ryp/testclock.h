@@ -1,0 +1,58 @@
+#ifndef RYP_TESTCLOCK_H
+#define RYP_TESTCLOCK_H
+
+#include <atomic>
+
+#include "kzplatform_export.h"
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
+#include "ryp/condition.h"
+
+/// A process clock that stands still until a test moves it. While an instance exists, `RyPSysTime`,
+/// `RyPMonotonicNanoseconds`, `RyPSleep`, timed waits and timers run on it, so that a test reaches
+/// any moment exactly and without sleeping.
+///
+/// Safe for concurrent use. At most one instance exists at a time; it is made before the threads
+/// that sleep on it start and destroyed after they have ended.
+class KZPLATFORM_EXPORT RyPTestClock {
+public:
+    /// The clock starts at `now` seconds.
+    explicit RyPTestClock(double now);
+    ~RyPTestClock();
+    RyPTestClock(const RyPTestClock&) = delete;
+    RyPTestClock& operator=(const RyPTestClock&) = delete;
+
+    double Now() const { return m_now.load(std::memory_order_acquire); }
+
+    /// Moves the clock to `now`, also backwards, and wakes every sleeper whose time is up.
+    void Set(double now);
+    void Advance(double seconds) {
+        m_now.fetch_add(seconds, std::memory_order_acq_rel);  // keeps what others add meanwhile
+        EndGeneration();
+    }
+
+    /// Blocks (in real time) until `count` threads are asleep on this clock and none of them has
+    /// anything left to do at the present moment.
+    void WaitForSleepers(int count);
+
+    /// The instance in force, or null when the process runs on real time.
+    static RyPTestClock* Current() { return s_current.load(std::memory_order_acquire); }
+
+    /// For the platform's waits: a change of the clock or of anything waited for makes a new
+    /// generation. A waiter takes the generation, finds nothing to do, and blocks until it is over.
+    unsigned long Generation();
+    void BlockWhile(unsigned long generation);
+    void EndGeneration();
+
+private:
+    static std::atomic<RyPTestClock*> s_current;
+
+    std::atomic<double> m_now;
+    RWMutexLock m_mutex;
+    RyPCondition m_generationEnded;
+    RyPCondition m_sleeperArrived;
+    unsigned long m_generation RYP_GUARDED_BY(m_mutex) = 0;
+    int m_sleepers RYP_GUARDED_BY(m_mutex) = 0;  // threads blocked on this generation
+};
+
+#endif

@@ -1,0 +1,65 @@
+#include "ryp/condition.h"
+
+#include <chrono>
+#include <mutex>
+
+#include "ryp/testclock.h"
+
+namespace {
+
+/// The native lock of a mutex that the caller already holds and goes on holding.
+class BorrowedLock {
+public:
+    explicit BorrowedLock(std::mutex& mutex) : lock(mutex, std::adopt_lock) {}
+    ~BorrowedLock() { lock.release(); }
+    BorrowedLock(const BorrowedLock&) = delete;
+    BorrowedLock& operator=(const BorrowedLock&) = delete;
+
+    std::unique_lock<std::mutex> lock;
+};
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// A span past the range of the clock ends where the clock does.
+steady_clock::time_point RealTimeIn(long span) {
+    const auto now = steady_clock::now();
+    const auto longest =
+        std::chrono::duration_cast<milliseconds>(steady_clock::time_point::max() - now);
+    return span < longest.count() ? now + milliseconds(span) : steady_clock::time_point::max();
+}
+
+}  // namespace
+
+RyPDeadline::RyPDeadline(long milliseconds) : m_realTime(RealTimeIn(milliseconds)), m_testTime(0) {
+    if (const RyPTestClock* const clock = RyPTestClock::Current())
+        m_testTime = clock->Now() + static_cast<double>(milliseconds) / 1000.0;
+}
+
+RyPCondition::RyPCondition() = default;
+
+void RyPCondition::Wait(RWMutexLock& mutex) {
+    BorrowedLock borrowed(mutex.m_mutex);
+    m_condition.wait(borrowed.lock);
+}
+
+bool RyPCondition::WaitUntil(RWMutexLock& mutex, const RyPDeadline& deadline) {
+    RyPTestClock* const clock = RyPTestClock::Current();
+    if (clock == nullptr) {
+        BorrowedLock borrowed(mutex.m_mutex);
+        return m_condition.wait_until(borrowed.lock, deadline.m_realTime) !=
+               std::cv_status::timeout;
+    }
+    // Taken while the mutex is still held: a change made after this ends the generation.
+    const unsigned long generation = clock->Generation();
+    if (clock->Now() >= deadline.m_testTime) return false;
+    mutex.release();
+    clock->BlockWhile(generation);
+    mutex.acquire();
+    return true;
+}
+
+void RyPCondition::NotifyAll() {
+    WakeWaiters();
+    if (RyPTestClock* const clock = RyPTestClock::Current()) clock->EndGeneration();
+}

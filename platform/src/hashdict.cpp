@@ -1,0 +1,156 @@
+#include "rw/hashdict.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Spreads `hash` over `buckets` without a division: the multiplication mixes the hash, whose low
+/// bits alone may differ (small integers), and its high part scales it to the table.
+std::size_t BucketNumber(unsigned hash, std::size_t buckets) {
+    const std::uint32_t mixed = static_cast<std::uint32_t>(hash) * 2654435769U;
+    return static_cast<std::size_t>((std::uint64_t{mixed} * buckets) >> 32);
+}
+
+}  // namespace
+
+RWHashDictionary::RWHashDictionary(std::size_t buckets)
+    : m_initialBuckets(std::max<std::size_t>(buckets, 1)) {}
+
+RWHashDictionary::~RWHashDictionary() = default;
+
+RWHashDictionary::Index& RWHashDictionary::BucketOf(unsigned hash) {
+    return m_buckets[BucketNumber(hash, m_buckets.size())];
+}
+
+RWHashDictionary::Index RWHashDictionary::Find(const RWCollectable* key) const {
+    return m_entries.empty() ? kNone : Find(key, key->hash());
+}
+
+RWHashDictionary::Index RWHashDictionary::Find(const RWCollectable* key, unsigned hash) const {
+    if (m_entries.empty()) return kNone;
+    Index index = m_buckets[BucketNumber(hash, m_buckets.size())];
+    while (index != kNone) {
+        const Entry& entry = m_entries[index];
+        if (entry.hash == hash && entry.key->isEqual(key)) return index;
+        index = entry.next;
+    }
+    return kNone;
+}
+
+void RWHashDictionary::GrowTo(std::size_t buckets) {
+    m_buckets.assign(buckets, kNone);
+    for (Index index = 0; index < m_entries.size(); ++index) {
+        Entry& entry = m_entries[index];
+        Index& head = BucketOf(entry.hash);
+        entry.next = head;
+        head = index;
+    }
+}
+
+RWCollectable* RWHashDictionary::insertKeyAndValue(RWCollectable* key, RWCollectable* value) {
+    const unsigned hash = key->hash();
+    if (Find(key, hash) != kNone) return nullptr;
+    if (m_buckets.empty()) {
+        GrowTo(m_initialBuckets);
+    } else if (m_entries.size() >= m_buckets.size()) {
+        GrowTo(m_buckets.size() * 2);
+    }
+    Index& head = BucketOf(hash);
+    m_entries.push_back({key, value, hash, head});
+    head = static_cast<Index>(m_entries.size() - 1);
+    return key;
+}
+
+RWCollectable* RWHashDictionary::findValue(const RWCollectable* key) const {
+    const Index index = Find(key);
+    return index == kNone ? nullptr : m_entries[index].value;
+}
+
+RWCollectable* RWHashDictionary::findKeyAndValue(const RWCollectable* key,
+                                                 RWCollectable*& value) const {
+    const Index index = Find(key);
+    if (index == kNone) return nullptr;
+    value = m_entries[index].value;
+    return m_entries[index].key;
+}
+
+void RWHashDictionary::Unlink(Index index) {
+    const Entry& entry = m_entries[index];
+    Index* link = &BucketOf(entry.hash);
+    while (*link != index) link = &m_entries[*link].next;
+    *link = entry.next;
+}
+
+RWHashDictionary::Entry RWHashDictionary::TakeOut(Index index) {
+    Unlink(index);
+    const Entry taken = m_entries[index];
+    const Index last = static_cast<Index>(m_entries.size() - 1);
+    if (index != last) {
+        Unlink(last);
+        m_entries[index] = m_entries[last];
+        Index& head = BucketOf(m_entries[index].hash);
+        m_entries[index].next = head;
+        head = index;
+    }
+    m_entries.pop_back();
+    return taken;
+}
+
+RWCollectable* RWHashDictionary::remove(const RWCollectable* key) {
+    const Index index = Find(key);
+    return index == kNone ? nullptr : TakeOut(index).key;
+}
+
+void RWHashDictionary::removeAndDestroy(const RWCollectable* key) {
+    const Index index = Find(key);
+    if (index == kNone) return;
+    const Entry taken = TakeOut(index);
+    delete taken.key;
+    delete taken.value;
+}
+
+void RWHashDictionary::clear() {
+    m_entries.clear();
+    m_buckets.clear();
+}
+
+void RWHashDictionary::clearAndDestroy() {
+    std::vector<Entry> taken;
+    taken.swap(m_entries);
+    m_buckets.clear();
+    for (const Entry& entry : taken) {
+        delete entry.key;
+        delete entry.value;
+    }
+}
+
+void RWHashDictionary::applyToKeyAndValue(RWapplyKeyAndValue function, void* context) {
+    for (Entry& entry : m_entries) function(entry.key, entry.value, context);
+}
+
+RWHashDictionaryIterator::RWHashDictionaryIterator(const RWHashDictionary& dictionary)
+    : m_dictionary(dictionary) {}
+
+const RWHashDictionary::Entry* RWHashDictionaryIterator::Current() const {
+    if (m_position == 0 || m_position > m_dictionary.m_entries.size()) return nullptr;
+    return &m_dictionary.m_entries[m_position - 1];
+}
+
+RWCollectable* RWHashDictionaryIterator::operator()() {
+    if (m_position <= m_dictionary.m_entries.size()) ++m_position;
+    return key();
+}
+
+RWCollectable* RWHashDictionaryIterator::key() const {
+    const auto* entry = Current();
+    return entry == nullptr ? nullptr : entry->key;
+}
+
+RWCollectable* RWHashDictionaryIterator::value() const {
+    const auto* entry = Current();
+    return entry == nullptr ? nullptr : entry->value;
+}
+
+void RWHashDictionaryIterator::reset() {
+    m_position = 0;
+}

@@ -1,0 +1,25 @@
+#include "ryp/manualevent.h"
+
+RyPManualEvent::RyPManualEvent() = default;
+
+void RyPManualEvent::signal() {
+    const RWMutexLock::LockGuard guard(m_mutex);
+    m_isSignalled = true;
+    // Under the lock: a woken waiter may destroy the event as soon as it gets the lock.
+    m_signalled.NotifyAll();
+}
+
+void RyPManualEvent::reset() {
+    const RWMutexLock::LockGuard guard(m_mutex);
+    m_isSignalled = false;
+}
+
+bool RyPManualEvent::isSignalled() const {
+    const RWMutexLock::LockGuard guard(m_mutex);
+    return m_isSignalled;
+}
+
+void RyPManualEvent::wait() {
+    const RWMutexLock::LockGuard guard(m_mutex);
+    while (!m_isSignalled) m_signalled.Wait(m_mutex);
+}

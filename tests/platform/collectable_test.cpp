@@ -1,0 +1,336 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <typeinfo>
+
+#include "rw/collect.h"
+#include "rw/collint.h"
+#include "ryp/collectablestring.h"
+
+namespace {
+
+/// The streams are opaque; the operations get an address to pass on and nothing looks behind it.
+template <class Stream>
+Stream& SomeStream() {
+    alignas(std::max_align_t) static char storage[64];
+    return *reinterpret_cast<Stream*>(storage);
+}
+
+/// Overrides everything and tells which operation ran last.
+class Recorder : public RWCollectable {
+public:
+    static inline const char* s_ran = "";
+    static inline bool s_deleted = false;
+
+    static void operator delete(void* memory) {
+        s_deleted = true;
+        ::operator delete(memory);
+    }
+
+    RWCollectable* newSpecies() const override { return Ran("newSpecies", nullptr); }
+    RWCollectable* copy() const override { return Ran("copy", nullptr); }
+    RWClassID isA() const override { return Ran("isA", RWClassID{77}); }
+    RWCollectable* self() override { return Ran("self", this); }
+    const RWCollectable* self() const override { return Ran("self const", this); }
+    ~Recorder() override { s_ran = "destructor"; }
+    RWspace binaryStoreSize() const override { return Ran("binaryStoreSize", RWspace{5}); }
+    int compareTo(const RWCollectable*) const override { return Ran("compareTo", 3); }
+    unsigned hash() const override { return Ran("hash", 9U); }
+    bool isEqual(const RWCollectable*) const override { return Ran("isEqual", true); }
+    void restoreGuts(RWFile&) override { s_ran = "restoreGuts file"; }
+    void restoreGuts(RWvistream&) override { s_ran = "restoreGuts stream"; }
+    void saveGuts(RWFile&) const override { s_ran = "saveGuts file"; }
+    void saveGuts(RWvostream&) const override { s_ran = "saveGuts stream"; }
+
+private:
+    template <class Result>
+    static Result Ran(const char* operation, Result result) {
+        s_ran = operation;
+        return result;
+    }
+};
+
+#if defined(__x86_64__)
+
+using Table = void* const*;
+
+Table TableOf(const RWCollectable& object) {
+    Table table = nullptr;
+    std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
+    return table;
+}
+
+/// Calls what stands in a slot of the table of virtual operations, as a caller compiled elsewhere
+/// does, and tells which operation that was. References travel as pointers.
+template <class Result, class... Arguments>
+std::string RanThroughSlot(std::size_t slot, Arguments... arguments) {
+    Recorder object;
+    Recorder::s_ran = "none";
+    using Operation = Result (*)(const RWCollectable*, Arguments...);
+    const auto operation = reinterpret_cast<Operation>(TableOf(object)[slot]);
+    static_cast<void>(operation(&object, arguments...));
+    return Recorder::s_ran;
+}
+
+TEST(CollectableSlots, StandInTheOrderThatCompiledCallersRelyOn) {
+    const RWCollectable other;
+    RWFile* const file = &SomeStream<RWFile>();
+    RWvistream* const in = &SomeStream<RWvistream>();
+    RWvostream* const out = &SomeStream<RWvostream>();
+    EXPECT_EQ(RanThroughSlot<RWCollectable*>(0), "newSpecies");
+    EXPECT_EQ(RanThroughSlot<RWCollectable*>(1), "copy");
+    EXPECT_EQ(RanThroughSlot<RWClassID>(2), "isA");
+    EXPECT_EQ(RanThroughSlot<RWCollectable*>(3), "self");
+    EXPECT_EQ(RanThroughSlot<const RWCollectable*>(4), "self const");
+    EXPECT_EQ(RanThroughSlot<RWspace>(7), "binaryStoreSize");
+    EXPECT_EQ(RanThroughSlot<int>(8, &other), "compareTo");
+    EXPECT_EQ(RanThroughSlot<unsigned>(9), "hash");
+    EXPECT_EQ(RanThroughSlot<bool>(10, &other), "isEqual");
+    EXPECT_EQ(RanThroughSlot<void>(11, file), "restoreGuts file");
+    EXPECT_EQ(RanThroughSlot<void>(12, in), "restoreGuts stream");
+    EXPECT_EQ(RanThroughSlot<void>(13, file), "saveGuts file");
+    EXPECT_EQ(RanThroughSlot<void>(14, out), "saveGuts stream");
+}
+
+TEST(CollectableSlots, HoldTheCompleteDestructorAtFive) {
+    alignas(Recorder) std::byte storage[sizeof(Recorder)];
+    const auto* const object = ::new (storage) Recorder;
+    Recorder::s_ran = "none";
+    Recorder::s_deleted = false;
+    reinterpret_cast<void (*)(const RWCollectable*)>(TableOf(*object)[5])(object);
+    EXPECT_STREQ(Recorder::s_ran, "destructor");
+    EXPECT_FALSE(Recorder::s_deleted);
+}
+
+TEST(CollectableSlots, HoldTheDeletingDestructorAtSix) {
+    const auto* const object = new Recorder;
+    Recorder::s_ran = "none";
+    Recorder::s_deleted = false;
+    reinterpret_cast<void (*)(const RWCollectable*)>(TableOf(*object)[6])(object);
+    EXPECT_STREQ(Recorder::s_ran, "destructor");
+    EXPECT_TRUE(Recorder::s_deleted);
+}
+
+#endif  // __x86_64__
+
+TEST(Collectable, HoldsNothingButItsTable) {
+    EXPECT_EQ(sizeof(RWCollectable), sizeof(void*));
+}
+
+TEST(Collectable, CallsTheOverridesOfADerivedClass) {
+    Recorder recorder;
+    RWCollectable& object = recorder;
+    const RWCollectable& constant = recorder;
+    EXPECT_EQ(object.newSpecies(), nullptr);
+    EXPECT_EQ(object.copy(), nullptr);
+    EXPECT_EQ(object.isA(), 77);
+    EXPECT_EQ(object.self(), &recorder);
+    EXPECT_STREQ(Recorder::s_ran, "self");
+    EXPECT_EQ(constant.self(), &recorder);
+    EXPECT_STREQ(Recorder::s_ran, "self const");
+    EXPECT_EQ(object.binaryStoreSize(), 5U);
+    EXPECT_EQ(object.compareTo(nullptr), 3);
+    EXPECT_EQ(object.hash(), 9U);
+    EXPECT_TRUE(object.isEqual(nullptr));
+}
+
+TEST(Collectable, CallsTheStreamOverridesOfADerivedClass) {
+    Recorder recorder;
+    RWCollectable& object = recorder;
+    object.restoreGuts(SomeStream<RWFile>());
+    EXPECT_STREQ(Recorder::s_ran, "restoreGuts file");
+    object.restoreGuts(SomeStream<RWvistream>());
+    EXPECT_STREQ(Recorder::s_ran, "restoreGuts stream");
+    object.saveGuts(SomeStream<RWFile>());
+    EXPECT_STREQ(Recorder::s_ran, "saveGuts file");
+    object.saveGuts(SomeStream<RWvostream>());
+    EXPECT_STREQ(Recorder::s_ran, "saveGuts stream");
+}
+
+TEST(Collectable, DestroysADerivedObjectThroughTheBase) {
+    RWCollectable* const object = new Recorder;
+    Recorder::s_ran = "none";
+    Recorder::s_deleted = false;
+    delete object;
+    EXPECT_STREQ(Recorder::s_ran, "destructor");
+    EXPECT_TRUE(Recorder::s_deleted);
+}
+
+TEST(Collectable, IsEqualToItselfOnly) {
+    const RWCollectable object;
+    const RWCollectable other;
+    EXPECT_TRUE(object.isEqual(&object));
+    EXPECT_FALSE(object.isEqual(&other));
+    EXPECT_FALSE(object.isEqual(nullptr));
+}
+
+TEST(Collectable, ComparesByAddress) {
+    const RWCollectable pair[2];
+    EXPECT_EQ(pair[0].compareTo(&pair[0]), 0);
+    EXPECT_LT(pair[0].compareTo(&pair[1]), 0);
+    EXPECT_GT(pair[1].compareTo(&pair[0]), 0);
+}
+
+TEST(Collectable, HashesByAddress) {
+    const RWCollectable pair[2];
+    EXPECT_EQ(pair[0].hash(), pair[0].hash());
+    EXPECT_NE(pair[0].hash(), pair[1].hash());
+}
+
+TEST(Collectable, IsItsOwnSelf) {
+    RWCollectable object;
+    const RWCollectable& constant = object;
+    EXPECT_EQ(object.self(), &object);
+    EXPECT_EQ(constant.self(), &object);
+}
+
+TEST(Collectable, AnswersWithTheCommonClassIdentifier) {
+    EXPECT_EQ(RWCollectable().isA(), RWCollectable::kClassId);
+    EXPECT_EQ(RWCollectableInt(5).isA(), RWCollectable::kClassId);
+}
+
+TEST(Collectable, MakesNewPlainObjects) {
+    const RWCollectable object;
+    const std::unique_ptr<RWCollectable> species(object.newSpecies());
+    const std::unique_ptr<RWCollectable> copied(object.copy());
+    ASSERT_NE(species, nullptr);
+    ASSERT_NE(copied, nullptr);
+    EXPECT_NE(species.get(), &object);
+    EXPECT_NE(copied.get(), &object);
+    EXPECT_NE(species, copied);
+}
+
+TEST(Collectable, MakesPlainObjectsForAClassThatOverridesNeither) {
+    const RWCollectableInt number(5);
+    const std::unique_ptr<RWCollectable> species(number.newSpecies());
+    const std::unique_ptr<RWCollectable> copied(number.copy());
+    const RWCollectable& speciesObject = *species;
+    const RWCollectable& copiedObject = *copied;
+    EXPECT_EQ(typeid(speciesObject), typeid(RWCollectable));
+    EXPECT_EQ(typeid(copiedObject), typeid(RWCollectable));
+}
+
+TEST(Collectable, StoresNothing) {
+    RWCollectable object;
+    object.restoreGuts(SomeStream<RWFile>());
+    object.restoreGuts(SomeStream<RWvistream>());
+    object.saveGuts(SomeStream<RWFile>());
+    object.saveGuts(SomeStream<RWvostream>());
+    EXPECT_EQ(object.binaryStoreSize(), 0U);
+}
+
+TEST(CollectableInt, HoldsAValue) {
+    EXPECT_EQ(RWCollectableInt().value(), 0);
+    RWCollectableInt number(-7);
+    EXPECT_EQ(number.value(), -7);
+    EXPECT_EQ(number.value(INT_MIN), INT_MIN);
+    EXPECT_EQ(number.value(), INT_MIN);
+}
+
+TEST(CollectableInt, IsEqualByValue) {
+    for (const int value : {0, 1, -1, INT_MAX, INT_MIN}) {
+        const RWCollectableInt number(value);
+        const RWCollectableInt same(value);
+        const RWCollectableInt other(value ^ 1);
+        EXPECT_TRUE(number.isEqual(&same)) << value;
+        EXPECT_EQ(number.hash(), same.hash()) << value;
+        EXPECT_EQ(number.compareTo(&same), 0) << value;
+        EXPECT_FALSE(number.isEqual(&other)) << value;
+    }
+}
+
+TEST(CollectableInt, ComparesByValueAcrossTheWholeRange) {
+    const RWCollectableInt rising[] = {RWCollectableInt(INT_MIN), RWCollectableInt(-1),
+                                       RWCollectableInt(0), RWCollectableInt(INT_MAX)};
+    for (std::size_t i = 0; i < 4; ++i) {
+        for (std::size_t j = i + 1; j < 4; ++j) {
+            EXPECT_LT(rising[i].compareTo(&rising[j]), 0) << i << ' ' << j;
+            EXPECT_GT(rising[j].compareTo(&rising[i]), 0) << i << ' ' << j;
+        }
+    }
+}
+
+TEST(CollectableInt, HashesDifferentValuesDifferently) {
+    EXPECT_NE(RWCollectableInt(1).hash(), RWCollectableInt(2).hash());
+    EXPECT_NE(RWCollectableInt(1).hash(), RWCollectableInt(-1).hash());
+}
+
+TEST(CollectableInt, FollowsAChangedValue) {
+    RWCollectableInt number(1);
+    const RWCollectableInt two(2);
+    number.value(2);
+    EXPECT_TRUE(number.isEqual(&two));
+    EXPECT_EQ(number.hash(), two.hash());
+}
+
+TEST(CollectableString, CopyingKeepsATextOfItsOwn) {
+    char source[] = "text";
+    const CKZCollectableString string(source, true);
+    source[0] = 'n';
+    EXPECT_NE(string.data(), source);
+    EXPECT_STREQ(string.data(), "text");
+    EXPECT_EQ(string.length(), 4U);
+}
+
+TEST(CollectableString, CopyingOutlivesTheSource) {
+    auto source = std::make_unique<std::string>("a text too long for a small buffer of any kind");
+    const CKZCollectableString string(source->c_str(), true);
+    source.reset();
+    EXPECT_STREQ(string.data(), "a text too long for a small buffer of any kind");
+}
+
+TEST(CollectableString, BorrowingShowsTheLentTextItself) {
+    char source[] = "text";
+    const CKZCollectableString string(source, false);
+    EXPECT_EQ(string.data(), source);
+    source[0] = 'n';
+    EXPECT_STREQ(string.data(), "next");
+    const CKZCollectableString next("next", true);
+    EXPECT_TRUE(string.isEqual(&next));
+    EXPECT_EQ(string.hash(), next.hash());
+}
+
+TEST(CollectableString, TakesANullPointerForTheEmptyText) {
+    const CKZCollectableString copied(nullptr, true);
+    const CKZCollectableString borrowed(nullptr, false);
+    const CKZCollectableString empty("", true);
+    EXPECT_STREQ(copied.data(), "");
+    EXPECT_STREQ(borrowed.data(), "");
+    EXPECT_EQ(copied.length(), 0U);
+    EXPECT_EQ(borrowed.length(), 0U);
+    EXPECT_TRUE(copied.isEqual(&empty));
+    EXPECT_TRUE(empty.isEqual(&borrowed));
+    EXPECT_EQ(borrowed.hash(), empty.hash());
+}
+
+TEST(CollectableString, IsEqualByItsBytes) {
+    const CKZCollectableString copied("name", true);
+    const CKZCollectableString borrowed("name", false);
+    const CKZCollectableString longer("names", true);
+    const CKZCollectableString other("nAme", true);
+    EXPECT_TRUE(copied.isEqual(&borrowed));
+    EXPECT_TRUE(borrowed.isEqual(&copied));
+    EXPECT_EQ(copied.hash(), borrowed.hash());
+    EXPECT_FALSE(copied.isEqual(&longer));
+    EXPECT_FALSE(copied.isEqual(&other));
+    EXPECT_NE(copied.hash(), other.hash());
+}
+
+TEST(CollectableString, ComparesByteByByte) {
+    const CKZCollectableString a("abc", true);
+    const CKZCollectableString b("abd", false);
+    const CKZCollectableString longer("abcd", true);
+    const CKZCollectableString high("\xff", true);
+    EXPECT_LT(a.compareTo(&b), 0);
+    EXPECT_GT(b.compareTo(&a), 0);
+    EXPECT_EQ(a.compareTo(&a), 0);
+    EXPECT_LT(a.compareTo(&longer), 0);
+    EXPECT_LT(longer.compareTo(&high), 0);
+}
+
+}  // namespace
