@@ -1,0 +1,93 @@
+#ifndef KZSTATGENMEASUREMENT_H
+#define KZSTATGENMEASUREMENT_H
+
+#include "kzstat_export.h"
+#include "kzstatpointtypeenum.h"
+#include "rw/collect.h"
+
+class RWCString;
+
+/// The situation in which one measurement is added into another. Both add in the same way.
+enum AddType : int {
+    AddForDump = 0,   ///< a slice merges its dictionaries into the one that it dumps
+    AddFromSlice = 1  ///< a slice adds the dictionaries of another into its own
+};
+
+/// The aggregate of all values that were reported under one name: the totals, which cover the
+/// measurement's life, and the lasts, which cover the time since they were last reset.
+///
+/// An empty minimum or maximum holds -1. A real value of -1 cannot be told from that mark: the
+/// next value replaces it whatever it is. Counts are whole numbers held in doubles.
+///
+/// The caller holds the dictionary's lock, or is the only thread that uses it.
+class KZSTAT_EXPORT CKZStatGenMeasurement : public RWCollectable {
+public:
+    using PointType = CKZStatPointTypeEnum::PointType;
+
+    /// An empty measurement of `type`. The type plays no part in aggregation.
+    explicit CKZStatGenMeasurement(PointType type);
+    ~CKZStatGenMeasurement() override;
+
+    /// Empties totals and lasts; the type stays.
+    void Reset();
+    /// Empties the lasts.
+    void ResetLasts();
+    /// True when the lasts are empty: minimum and maximum -1, count, sum and sum of squares 0.
+    bool IsResetLasts();
+
+    /// Records one value in totals and lasts. Any double is taken as it comes.
+    void AddLast(double value);
+
+    /// Adds aggregates. Nothing changes where `count` is 0, even with a `lastsCount`; the lasts
+    /// stay where `lastsCount` is 0. An empty maximum takes only a maximum above -1.
+    void AddValues(double minimum, double maximum, int count, double sum, double sumSqr,
+                   double lastsMinimum, double lastsMaximum, int lastsCount, double lastsSum,
+                   double lastsSumSqr, AddType addType);
+    /// The same with the aggregates of `source`, whose counts may exceed an int.
+    void AddValues(const CKZStatGenMeasurement& source, AddType addType);
+
+    /// Overwrites aggregates and type.
+    void SetValues(double minimum, double maximum, int count, double sum, double sumSqr,
+                   double lastsMinimum, double lastsMaximum, int lastsCount, double lastsSum,
+                   double lastsSumSqr, PointType type);
+
+    /// Appends the record of this measurement to `out`: name, type, then minimum, maximum, count,
+    /// sum, sum of squares and average of the totals and the same of the lasts. Each field ends
+    /// with the byte 0x01. Doubles have three decimals, counts none; average = sum / count, or -1
+    /// where the count is 0. `name` is written as it is. REQUIRES: `name` is not null.
+    void AppendDump(RWCString& out, const char* name);
+
+    /// Appends the lasts record: name, type, then minimum, maximum, count, sum and sum of squares
+    /// of the lasts. It has no average. REQUIRES: `name` is not null.
+    void DumpLasts(RWCString& out, const char* name);
+
+    /// Writes two lines to standard output, for debugging.
+    void Print();
+
+private:
+    friend class CKZStatGenMeasurementDictionary;
+
+    struct Aggregate {
+        double minimum;
+        double maximum;
+        double count;
+        double sum;
+        double sumSqr;
+
+        bool IsEmpty() const;
+        double Average() const;
+        void AddValue(double value);
+        void AddAggregate(const Aggregate& other);
+    };
+
+    void AddAggregates(const Aggregate& totals, const Aggregate& lasts);
+
+    Aggregate m_totals;
+    double m_stddev;         // set by Reset only: nobody computes it
+    double m_reservedTotal;  // set by Reset only
+    Aggregate m_lasts;
+    double m_reservedLasts;  // set by Reset and ResetLasts only
+    PointType m_type;
+};
+
+#endif

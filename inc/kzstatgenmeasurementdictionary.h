@@ -1,0 +1,133 @@
+#ifndef KZSTATGENMEASUREMENTDICTIONARY_H
+#define KZSTATGENMEASUREMENTDICTIONARY_H
+
+#include <atomic>
+#include <memory>
+
+#include "kzstat_export.h"
+#include "kzstatgenmeasurement.h"
+#include "rw/hashdict.h"
+#include "rw/mutex.h"
+#include "rw/recursive.h"
+
+class CKZStatGenClient;
+class CKZStatGenSlice;
+class RWCString;
+
+/// The measurements of one client in one slice, or free-standing the merge of many, by name. It
+/// owns its keys and measurements until it is destroyed. A name keeps the type under which it was
+/// first reported; only `SetValues` replaces it. Names are cut to their first 256 bytes.
+///
+/// Values reported one by one go into a small cache first and are aggregated in bulk, when the
+/// cache is full or when a flush is asked for. A dictionary without a slice flushes every value at
+/// once.
+///
+/// Threads. One thread at a time reports (`AddLast`); clients see to that with the generator's
+/// clients lock. Flushing, setting, resetting and dumping take the dictionary's own lock, the
+/// last in the lock order. Queries and `ResetLasts` take none: the caller sees to it that nobody
+/// changes the dictionary meanwhile, as is the case on the pack thread.
+class KZSTAT_EXPORT CKZStatGenMeasurementDictionary : public RWHashDictionary {
+public:
+    using PointType = CKZStatPointTypeEnum::PointType;
+
+    /// A free-standing dictionary.
+    CKZStatGenMeasurementDictionary();
+    /// A dictionary of `slice`, which must outlive it; null makes it free-standing.
+    explicit CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice);
+    /// Makes a client that still holds this dictionary forget it. Cached values are dropped.
+    ~CKZStatGenMeasurementDictionary() override;
+
+    /// Records one value; returns 0 when the slice is closed and the value was refused, else 1.
+    /// If memory runs out while the cache is flushed, the exception passes through and this value
+    /// was not recorded; earlier ones are kept. REQUIRES: `name` is not null.
+    int AddLast(const char* name, double value, PointType type);
+
+    /// Aggregates the cached values, in the order of their arrival. Always returns 1. Values that
+    /// could not be aggregated because memory ran out stay cached.
+    int FlushStatsCache();
+
+    /// Replaces the aggregates and the type of a name. The sums of squares stored are the squares
+    /// of the sums, and `sumSqr` is not used. Nothing changes when the slice is closed.
+    void SetValues(const char* name, double minimum, double maximum, int count, double sum,
+                   double sumSqr, double lastsMinimum, double lastsMaximum, int lastsCount,
+                   double lastsSum, PointType type);
+
+    /// Adds every measurement of `source`, whose lock it takes, into this dictionary, whose own
+    /// lock it does not take. Values cached in `source` are not included.
+    void AddValuesOfDict(CKZStatGenMeasurementDictionary* source, AddType addType);
+
+    /// Empties the measurement of `name`; an unknown name does nothing.
+    void Reset(const char* name);
+    /// Empties the lasts of every measurement.
+    void ResetLasts();
+
+    /// Replaces `text` with the records of all measurements, in no particular order; cached values
+    /// are not part of them.
+    void DumpDict(RWCString& text);
+    /// The same with the lasts records.
+    void DumpLasts(RWCString& text);
+    /// Writes all measurements to standard output, for debugging.
+    void Print();
+
+    /// The measurement of `name`, owned by the dictionary; null for an unknown name.
+    CKZStatGenMeasurement* GetMeasurement(const char* name) const;
+
+    /// Statistics by name, each -1 for an unknown name. Averages are sum / count, or -1 where the
+    /// count is 0; counts are truncated to the range of an int. The standard deviation is never
+    /// computed and so is 0 for every known name.
+    ///
+    /// GetMinimum REQUIRES: the name exists. It is the one query that does not check.
+    double GetMinimum(const char* name) const;
+    double GetMaximum(const char* name) const;
+    int GetCount(const char* name) const;
+    double GetSum(const char* name);
+    double GetSumSqr(const char* name);
+    double GetStddev(const char* name);
+    double GetAverage(const char* name) const;
+    double GetLastsMinimum(const char* name) const;
+    double GetLastsMaximum(const char* name) const;
+    int GetLastsCount(const char* name) const;
+    double GetLastsSum(const char* name);
+    double GetLastsSumSqr(const char* name);
+    double GetLastsAverage(const char* name) const;
+
+private:
+    friend class CKZStatGenClient;
+    friend class CKZStatGenMain;
+    friend class CKZStatGenSlice;
+    friend struct CKZStatGenTestPeer;
+
+    static constexpr int kCacheCapacity = 20;
+    static constexpr int kLongestName = 256;
+
+    // No initialisers: a dictionary is made per client and slice, and its cache is written before
+    // it is read.
+    struct StatsCacheEntry {
+        char name[kLongestName + 1];
+        double value;
+        PointType type;
+    };
+
+    using Lock = RWTRecursiveLock<RWMutexLock>;
+
+    bool RefusesValues() const;
+    int CacheLimit() const;
+    void CacheValue(const char* name, double value, PointType type);
+    void FlushEntries();
+    void DropCachedEntries(int count);
+    CKZStatGenMeasurement* FindOrCreate(const char* name, PointType type);
+    template <class Query>
+    auto Ask(const char* name, Query query) const;
+    template <class Record>
+    void DumpRecords(RWCString& text, Record record);
+
+    const std::unique_ptr<Lock> m_lock;
+    CKZStatGenSlice* m_slice;
+    CKZStatGenClient* m_client;  // guarded by the clients lock of the slice's generator
+    // Written by the reporting thread without m_lock and by a flush under it. The clients lock
+    // keeps the two apart until the slice is closed; afterwards nobody reports any more.
+    std::atomic<int> m_cachedCount;
+    StatsCacheEntry m_statsCache[kCacheCapacity];
+};
+
+#endif

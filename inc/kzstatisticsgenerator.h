@@ -1,0 +1,333 @@
+#ifndef KZSTATISTICSGENERATOR_H
+#define KZSTATISTICSGENERATOR_H
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "kzstat_export.h"
+#include "kzstatgenmeasurementdictionary.h"
+#include "kzstatpointtypeenum.h"
+#include "rw/collect.h"
+#include "rw/cstring.h"
+#include "rw/hashdict.h"
+#include "rw/mutex.h"
+#include "rw/recursive.h"
+#include "ryp/annotations.h"
+#include "ryp/eventqueue.h"
+#include "ryp/manualevent.h"
+#include "ryp/timerobject.h"
+
+// The generator, its slices and its clients. They call one another, so they stand together.
+//
+// Times are seconds in doubles as `RyPSysTime` returns them; an elapsed time is a time minus the
+// generator's start time.
+//
+// Locks, in the only order in which they nest:
+//   1. the generator's clients lock  (CKZStatGenMain::m_clientsLock, plain)
+//   2. the generator's timeline lock (CKZStatGenMain::m_timelineLock, recursive)
+//   3. a slice's lock                (CKZStatGenSlice::m_lock, recursive)
+//   4. a dictionary's lock           (recursive)
+// No hook is called with one of them held.
+
+class CKZStatGenClient;
+class CKZStatGenMain;
+
+/// One slice of time: the dictionaries that clients filled during it, by client id. It counts how
+/// many of them clients still hold. The total slice (id 0 at first) accumulates every finished
+/// slice by client id and takes the id and time of the last one.
+///
+/// A client id may bring several dictionaries (two handles with one id, a client made anew); the
+/// slice keeps and treats them all alike.
+///
+/// Threads. `AddDictionary`, `GetCountZ0`, `DecCountZ0`, `ReleaseDicts`, `IsOpen`: safe for
+/// concurrent use. Everything else: the pack thread, on a slice that is no longer current, or on
+/// the total slice, which is the pack thread's alone.
+class KZSTAT_EXPORT CKZStatGenSlice : public RWHashDictionary {
+public:
+    /// An open slice that ends at `time`. With `ownsDictionaries` it deletes its keys and
+    /// dictionaries when it is destroyed. `main` must outlive it.
+    CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool ownsDictionaries);
+    ~CKZStatGenSlice() override;
+
+    /// Files `dictionary` under `clientId` and counts it as held.
+    void AddDictionary(CKZStatGenMeasurementDictionary* dictionary, int clientId);
+
+    /// Dictionaries that clients still hold.
+    int GetCountZ0();
+    /// Counts one hold less, down to 0; a count that is negative already is logged as an error.
+    void DecCountZ0();
+
+    /// Moves every client that still holds a dictionary of this slice to a new one in the
+    /// generator's current slice. Takes the clients lock.
+    void ReleaseDicts();
+
+    /// Adds the dictionaries of `finished` into this slice, per client id, and takes over its id
+    /// and time. Called on the total slice.
+    void AddDictionarysSlice(CKZStatGenSlice* finished);
+
+    /// Empties the lasts of every dictionary.
+    void ResetLasts();
+
+    /// Merges all dictionaries into a new one, which the caller owns, and replaces `text` with the
+    /// elapsed end time (three decimals), 0x01, the slice id, 0x01 and the merged dump.
+    CKZStatGenMeasurementDictionary* DumpSlice(RWCString& text);
+
+    /// True until the pack loop takes the slice up; a closed slice refuses values.
+    bool IsOpen() const { return m_open.load(std::memory_order_relaxed); }
+    /// Values that a dictionary of this slice caches before it aggregates them.
+    int StatsCacheSize() const;
+
+private:
+    friend class CKZStatGenClient;
+    friend class CKZStatGenMain;
+    friend struct CKZStatGenTestPeer;
+
+    using Lock = RWTRecursiveLock<RWMutexLock>;
+
+    struct FurtherDictionary {
+        int clientId;
+        CKZStatGenMeasurementDictionary* dictionary;
+    };
+
+    template <class Visitor>
+    void ForEachDictionary(Visitor visit) const;
+    std::vector<CKZStatGenMeasurementDictionary*> SnapshotOfDictionaries();
+    void DetachClients();
+    CKZStatGenMeasurementDictionary* FindOrCreate(int clientId);
+    std::unique_ptr<CKZStatGenMeasurementDictionary> MergeDictionaries() const;
+
+    int m_id;
+    // Relaxed: cleared and read by reporters under the clients lock, which orders the two.
+    std::atomic<bool> m_open;
+    double m_time;
+    const std::unique_ptr<Lock> m_lock;
+    int m_countZ0 RYP_GUARDED_BY(*m_lock);
+    const bool m_ownsDictionaries;
+    CKZStatGenMain* const m_main;
+    // Dictionaries under a client id that has one in the map already. Added to under m_lock.
+    std::vector<FurtherDictionary> m_furtherDictionaries;
+};
+
+/// The generator: cuts the run into slices of fixed length, hands clients their dictionaries,
+/// folds each finished slice into running totals and delivers it through the hooks. A host derives
+/// from it, and runs `doPackWork` and `doGarbageWork` on a thread of its own each.
+///
+///     construct, Start, start the two threads, create clients, report values, ...,
+///     Terminate, WaitForTerminateToEnd, join the two threads,
+///     destroy the clients, destroy the generator.
+///
+/// The host joins both threads before it destroys the generator: the done events are signalled
+/// just before the loops return. It destroys every client before the generator: a client that
+/// outlives its generator is the one error that nobody can detect. Slices that were not sent when
+/// `Terminate` was called are not sent any more; see docs/embedding.md for ending a run without
+/// losing the last one.
+///
+/// Safe for concurrent use, except that one thread runs each loop, and the hooks are called on the
+/// pack thread only.
+class KZSTAT_EXPORT CKZStatGenMain {
+public:
+    /// `name` leads every message; null is the empty name. Reads "LGStatsCacheSize" (values
+    /// cached per dictionary, 20 at most and by default; 1 or less caches nothing) and
+    /// "LGStatsCacheFlushInterval" (seconds, 5.0 at most and by default) from the environment.
+    explicit CKZStatGenMain(const char* name);
+
+    // The order of these four is part of the binary interface.
+
+    /// Deletes everything that is left, queued slices included. REQUIRES: both loops have returned
+    /// and every client is destroyed.
+    virtual ~CKZStatGenMain();
+
+    // Hooks, called in this order for each slice, on the pack thread and without any lock held:
+    // SendClientDictionary for every client id, SendTotalDictionary, SendDictionaryString. They
+    // must not throw. They must not keep the dictionaries, which stay the generator's: the merged
+    // one is deleted at the next slice, those per client change with it.
+
+    /// All clients' totals in one dictionary, once per slice. `elapsed` is the slice's end.
+    virtual void SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
+                                     double elapsed) = 0;
+    /// The totals of one client id, once per slice and client id ever seen. Id 1000011 is the
+    /// generator's own: it keeps time when no client reports, and its dictionary is empty.
+    virtual void SendClientDictionary(CKZStatGenMeasurementDictionary* perClient, int clientId,
+                                      double sliceEndTime) = 0;
+    /// The message of one slice: generator name, slice length, elapsed end and slice id, each
+    /// followed by 0x01, then the dump of the merged dictionary. The hook may change `text`. The
+    /// status is handed back by `SendSlice` and otherwise ignored. Does nothing and returns 1 here.
+    virtual int SendDictionaryString(RWCString& text, double elapsed, const char* name);
+
+    /// Begins the timeline: slice 1 covers [startTime, startTime + sliceLength). Logs an error and
+    /// does not start when the generator was started before, when `startTime` is not finite, or
+    /// when `sliceLength` is not positive, not finite or too small to move the end time. Every
+    /// slice length between `startTime` and the present becomes a slice, so `startTime` is
+    /// usually `RyPSysTime()`.
+    void Start(double startTime, double sliceLength);
+
+    /// A new dictionary for `clientId` in the current slice, owned by that slice; `previous`, when
+    /// given, is left. Advances the timeline when the current slice's time is up: the end belongs
+    /// to the next slice, and missed slices are created in turn. Null, with an error logged,
+    /// before `Start`. Called by clients, which hold the clients lock; hosts use
+    /// `CKZStatGenClient::GetNewDictionary`.
+    CKZStatGenMeasurementDictionary* GetNewDictionary(int clientId,
+                                                      CKZStatGenMeasurementDictionary* previous);
+
+    /// Files `slice` under `id` in the timeline.
+    void AddSlice(CKZStatGenSlice* slice, int id) RYP_REQUIRES(*m_timelineLock);
+    /// Takes `slice` out of the timeline and deletes it; clients that still hold one of its
+    /// dictionaries forget it. REQUIRES: `slice` is not the current one.
+    void RemoveSlice(CKZStatGenSlice* slice);
+
+    /// The next finished slice, waiting for it; null once the generator is terminated.
+    CKZStatGenSlice* WaitForSlice();
+    /// Packs and delivers one finished slice and hands it to the garbage loop. Returns the status
+    /// of `SendDictionaryString`. Pack thread only.
+    int SendSlice(CKZStatGenSlice* slice);
+
+    /// The pack loop: delivers finished slices until `Terminate`, ending after the slice in hand.
+    void doPackWork();
+    /// The garbage loop: frees delivered slices, and advances the timeline when no client has
+    /// reported for more than 5.0 seconds past the end of the current slice.
+    void doGarbageWork();
+
+    /// Notes that the run is paused. Nothing in the generator acts on it.
+    void Freeze();
+    /// Ends the pause and leaves `pausedSeconds` out of all elapsed times from now on. The end
+    /// times of slices do not move.
+    void DeFrost(double pausedSeconds);
+
+    /// Ends both loops and the retries of refused values. A second call does nothing.
+    void Terminate();
+    /// After `Terminate`, waits until neither loop is running; returns at once before it.
+    void WaitForTerminateToEnd();
+
+private:
+    friend class CKZStatGenClient;
+    friend class CKZStatGenSlice;
+    friend struct CKZStatGenTestPeer;
+
+    using Lock = RWTRecursiveLock<RWMutexLock>;
+
+    void ReadSettings();
+    bool IsUsableTimeline(double startTime, double sliceLength) const;
+    void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
+    void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
+    void CloseSlice(CKZStatGenSlice* slice);
+    void CallDictionaryHooks(double sliceEndTime);
+    void BuildMessage(RWCString& text, const CKZStatGenSlice& slice);
+    void FreeSlice(CKZStatGenSlice* slice);
+    void KeepTime(CKZStatGenClient& dummyClient);
+    double Elapsed(double time) const;
+
+    const RWCString m_name;
+    std::atomic<double> m_startTime;
+    double m_sliceLength;  // constant once Start has returned
+    int m_sliceCounter RYP_GUARDED_BY(*m_timelineLock);
+    double m_sliceEndOffset RYP_GUARDED_BY(*m_timelineLock);
+    std::atomic<bool> m_terminated;
+    std::atomic<bool> m_stopping;
+    std::atomic<bool> m_frozen;
+    RWHashDictionary m_timeline RYP_GUARDED_BY(*m_timelineLock);
+    const std::unique_ptr<Lock> m_timelineLock;
+    CKZStatGenSlice* m_currentSlice RYP_GUARDED_BY(*m_timelineLock);
+    // The end of the current slice, for those who look at it without the timeline lock: the slice
+    // itself may be freed under them. Infinite before Start.
+    std::atomic<double> m_currentEndTime;
+    RyPEventQueue m_packQueue;
+    std::unique_ptr<CKZStatGenSlice> m_totalSlice;  // made by Start, then the pack thread's
+    std::unique_ptr<CKZStatGenMeasurementDictionary> m_totalDictionary;  // the pack thread's
+    RyPManualEvent m_packDone;
+    RyPManualEvent m_garbageDone;
+    RyPEventQueue m_garbageQueue;
+    // Serialises all client traffic, so that a dictionary is touched by one thread at a time.
+    const std::unique_ptr<RWMutexLock> m_clientsLock;
+    int m_statsCacheSize;              // constant after construction
+    double m_statsCacheFlushInterval;  // constant after construction
+};
+
+/// A named stopwatch of a client. Compatible.
+class KZSTAT_EXPORT CKZStatGenTimer : public RWCollectable {
+public:
+    CKZStatGenTimer();
+    ~CKZStatGenTimer() override;
+
+    void ResetTimer() { m_timer.reset(); }
+    /// Milliseconds since the last reset.
+    double SendTimer() { return m_timer.get(); }
+
+private:
+    RyPTimerObject m_timer;
+};
+
+/// The named timers of a client. Owns its keys and timers. Compatible.
+class KZSTAT_EXPORT CKZStatGenTimerDictionary : public RWHashDictionary {
+public:
+    CKZStatGenTimerDictionary();
+    ~CKZStatGenTimerDictionary() override;
+
+    /// Starts the timer `name` anew, creating it where there is none. REQUIRES: not null.
+    void ResetTimer(const char* name);
+    /// Milliseconds since the last reset of the timer `name`, which goes on running; -1.0 where
+    /// there is none. REQUIRES: not null.
+    double SendTimer(const char* name);
+};
+
+/// A simulated client's handle on the generator: reports values by name into the slice that is
+/// current at that moment, and keeps the client's named timers.
+///
+/// Values: safe for concurrent use; all clients of a generator report one at a time. Timers:
+/// owned by the client's own thread.
+class KZSTAT_EXPORT CKZStatGenClient {
+public:
+    /// `main` must outlive the client. Several clients may share an id; their values are filed
+    /// under it together.
+    CKZStatGenClient(CKZStatGenMain* main, int clientId);
+    /// Values reported so far stay counted.
+    virtual ~CKZStatGenClient();
+    CKZStatGenClient(const CKZStatGenClient&) = delete;
+    CKZStatGenClient& operator=(const CKZStatGenClient&) = delete;
+
+    /// Leaves the current dictionary for a new one in the current slice, advancing the timeline
+    /// when its time is up, and returns it. It belongs to its slice: use it to see that it is
+    /// there, not to report. Null, with an error logged, before `Start`.
+    CKZStatGenMeasurementDictionary* GetNewDictionary();
+
+    /// Forgets the current dictionary, which goes on naming this client as its owner: for a
+    /// dictionary that is about to be destroyed or detached, and for nobody else. The caller holds
+    /// the clients lock, or no other thread is left.
+    void ReleaseDictionary();
+
+    /// The end time of the slice of the current dictionary. REQUIRES: there is one, which is so
+    /// after the first `AddLast` or `GetNewDictionary`.
+    double GetCurrentEndTime() const;
+
+    /// Records one value of `name`. A value that a closing slice refuses is tried again every
+    /// 0.1 second in a new dictionary until it is accepted; it is dropped only when the generator
+    /// is stopping. A null `name` and a generator that was not started log an error and drop the
+    /// value.
+    void AddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
+
+    /// Aggregates the values that this client's dictionary still caches. Returns 1, or 0 where the
+    /// client has no dictionary.
+    int FlushStatsCache();
+
+    /// Starts the timer `name` anew. A null `name` logs an error.
+    void ResetTimer(const char* name);
+    /// Reports the milliseconds since the last `ResetTimer` as a value of type `Timer`, and
+    /// returns them. The timer goes on running. A timer that was never started is reported as
+    /// -1.0. A null `name` logs an error, reports nothing and returns -1.0.
+    double SendTimer(const char* name);
+
+private:
+    friend class CKZStatGenSlice;
+    friend struct CKZStatGenTestPeer;
+
+    CKZStatGenMeasurementDictionary* MoveToNewDictionary() RYP_REQUIRES(*m_main->m_clientsLock);
+    bool NeedsNewDictionary() const RYP_REQUIRES(*m_main->m_clientsLock);
+    double EndTime() const RYP_REQUIRES(*m_main->m_clientsLock);
+
+    CKZStatGenMeasurementDictionary* m_dictionary RYP_GUARDED_BY(*m_main->m_clientsLock);
+    CKZStatGenTimerDictionary m_timers;
+    CKZStatGenMain* const m_main;
+    const int m_clientId;
+};
+
+#endif

@@ -1,0 +1,155 @@
+#include "kzstatgenmeasurement.h"
+
+#include <iostream>
+
+#include "kzstatdumpfield.h"
+#include "kzstatlog.h"
+#include "rw/cstring.h"
+#include "ryp/truncate.h"
+
+namespace {
+
+constexpr double kEmpty = -1;
+constexpr char kRule[] = " ----------------- ";
+
+long long Whole(double value) {
+    return RyPTruncate<long long>(value);
+}
+
+}  // namespace
+
+bool CKZStatGenMeasurement::Aggregate::IsEmpty() const {
+    return minimum == kEmpty && maximum == kEmpty && count == 0 && sum == 0 && sumSqr == 0;
+}
+
+double CKZStatGenMeasurement::Aggregate::Average() const {
+    return count > 0 ? sum / count : kEmpty;
+}
+
+void CKZStatGenMeasurement::Aggregate::AddValue(double value) {
+    if (minimum > value || minimum == kEmpty) minimum = value;
+    if (value > maximum || maximum == kEmpty) maximum = value;
+    count += 1;
+    sum += value;
+    sumSqr += value * value;
+}
+
+void CKZStatGenMeasurement::Aggregate::AddAggregate(const Aggregate& other) {
+    if (minimum > other.minimum || minimum == kEmpty) minimum = other.minimum;
+    // Unlike a single value, an aggregate below the empty mark does not fill an empty maximum.
+    if (other.maximum > maximum) maximum = other.maximum;
+    count += other.count;
+    sum += other.sum;
+    sumSqr += other.sumSqr;
+}
+
+CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : m_type(type) {
+    Reset();
+}
+
+CKZStatGenMeasurement::~CKZStatGenMeasurement() = default;
+
+void CKZStatGenMeasurement::Reset() {
+    m_totals = {kEmpty, kEmpty, 0, 0, 0};
+    m_stddev = 0;
+    m_reservedTotal = kEmpty;
+    ResetLasts();
+}
+
+void CKZStatGenMeasurement::ResetLasts() {
+    m_lasts = {kEmpty, kEmpty, 0, 0, 0};
+    m_reservedLasts = kEmpty;
+}
+
+bool CKZStatGenMeasurement::IsResetLasts() {
+    return m_lasts.IsEmpty();
+}
+
+void CKZStatGenMeasurement::AddLast(double value) {
+    KZ_TRACE(kRule);
+    KZ_TRACE(" CKZStatGenMeasurement::AddLast ( %d )", Whole(value));
+    m_totals.AddValue(value);
+    KZ_TRACE(" tsum = %d    tsumSqr = %d\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
+    KZ_TRACE(kRule);
+    m_lasts.AddValue(value);
+}
+
+void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count, double sum,
+                                      double sumSqr, double lastsMinimum, double lastsMaximum,
+                                      int lastsCount, double lastsSum, double lastsSumSqr,
+                                      AddType) {
+    AddAggregates(
+        {minimum, maximum, static_cast<double>(count), sum, sumSqr},
+        {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr});
+}
+
+void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddType) {
+    AddAggregates(source.m_totals, source.m_lasts);
+}
+
+void CKZStatGenMeasurement::AddAggregates(const Aggregate& totals, const Aggregate& lasts) {
+    KZ_TRACE(kRule);
+    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n", Whole(totals.sum),
+             Whole(totals.sumSqr));
+    if (totals.count == 0) return;
+    m_totals.AddAggregate(totals);
+    KZ_TRACE(" After Add, the values are :");
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+             Whole(m_totals.sumSqr));
+    if (lasts.count == 0) return;
+    m_lasts.AddAggregate(lasts);
+}
+
+void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count, double sum,
+                                      double sumSqr, double lastsMinimum, double lastsMaximum,
+                                      int lastsCount, double lastsSum, double lastsSumSqr,
+                                      PointType type) {
+    KZ_TRACE(kRule);
+    KZ_TRACE(" CKZStatGenMeasurement::SetValues ");
+    m_totals = {minimum, maximum, static_cast<double>(count), sum, sumSqr};
+    m_lasts = {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr};
+    m_type = type;
+    KZ_TRACE(" After Set, the values are :");
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+             Whole(m_totals.sumSqr));
+    KZ_TRACE(kRule);
+}
+
+void CKZStatGenMeasurement::AppendDump(RWCString& out, const char* name) {
+    KZ_TRACE(kRule);
+    KZ_TRACE(" AppendDump NAME = %s ", name);
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+             Whole(m_totals.sumSqr));
+
+    KzAppendField(out, name);
+    KzAppendField(out, CKZStatPointTypeEnum::GetTypeName(m_type));
+    for (const Aggregate* part : {&m_totals, &m_lasts}) {
+        KzAppendField(out, part->minimum);
+        KzAppendField(out, part->maximum);
+        KzAppendField(out, Whole(part->count));
+        KzAppendField(out, part->sum);
+        KzAppendField(out, part->sumSqr);
+        KzAppendField(out, part->Average());
+    }
+
+    KZ_TRACE(" String = %s ", out);
+    KZ_TRACE(kRule);
+}
+
+void CKZStatGenMeasurement::DumpLasts(RWCString& out, const char* name) {
+    KzAppendField(out, name);
+    KzAppendField(out, CKZStatPointTypeEnum::GetTypeName(m_type));
+    KzAppendField(out, m_lasts.minimum);
+    KzAppendField(out, m_lasts.maximum);
+    KzAppendField(out, Whole(m_lasts.count));
+    KzAppendField(out, m_lasts.sum);
+    KzAppendField(out, m_lasts.sumSqr);
+}
+
+void CKZStatGenMeasurement::Print() {
+    std::cout << " Type " << static_cast<int>(m_type) << " minimum = " << m_totals.minimum
+              << " maximum = " << m_totals.maximum << " count = " << m_totals.count
+              << " sum = " << m_totals.sum << std::endl;
+    std::cout << "lasts: minimum = " << m_lasts.minimum << " maximum = " << m_lasts.maximum
+              << " count = " << m_lasts.count << " sum = " << m_lasts.sum << std::endl;
+}

@@ -1,0 +1,541 @@
+#include "kzstatisticsgenerator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+#include "kzstatdumpfield.h"
+#include "kzstatlog.h"
+#include "rw/collint.h"
+#include "ryp/clock.h"
+#include "ryp/collectablestring.h"
+#include "ryp/environment.h"
+#include "ryp/numbertext.h"
+
+namespace {
+
+constexpr std::size_t kBuckets = 33;
+constexpr int kDummyClientId = 1000011;
+constexpr long kQueueTimeOutMilliseconds = 5000;
+constexpr double kSilenceGraceSeconds = 5.0;
+constexpr double kTimekeepingPauseSeconds = 1.0;
+constexpr double kRetryPauseSeconds = 0.1;
+
+constexpr int kLargestCacheSize = 20;
+constexpr double kLongestFlushInterval = 5.0;
+
+int IdOf(const RWCollectable* key) {
+    return static_cast<const RWCollectableInt*>(key)->value();
+}
+
+CKZStatGenMeasurementDictionary* DictionaryOf(RWCollectable* value) {
+    return static_cast<CKZStatGenMeasurementDictionary*>(value);
+}
+
+CKZStatGenSlice* SliceOf(RWCollectable* item) {
+    return static_cast<CKZStatGenSlice*>(item);
+}
+
+bool IsReleased(int queueStatus) {
+    return queueStatus == RyPEventQueue::Released ||
+           queueStatus == RyPEventQueue::ReleasedWhileWaiting;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------- CKZStatGenSlice
+
+CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool ownsDictionaries)
+    : RWHashDictionary(kBuckets),
+      m_id(id),
+      m_open(true),
+      m_time(time),
+      m_lock(std::make_unique<Lock>()),
+      m_countZ0(0),
+      m_ownsDictionaries(ownsDictionaries),
+      m_main(main) {}
+
+CKZStatGenSlice::~CKZStatGenSlice() {
+    if (!m_ownsDictionaries) return;
+    for (const FurtherDictionary& further : m_furtherDictionaries) delete further.dictionary;
+    clearAndDestroy();
+}
+
+int CKZStatGenSlice::StatsCacheSize() const {
+    return m_main->m_statsCacheSize;
+}
+
+template <class Visitor>
+void CKZStatGenSlice::ForEachDictionary(Visitor visit) const {
+    RWHashDictionaryIterator next(*this);
+    while (const RWCollectable* const key = next())
+        if (next.value() != nullptr) visit(IdOf(key), *DictionaryOf(next.value()));
+    for (const FurtherDictionary& further : m_furtherDictionaries)
+        visit(further.clientId, *further.dictionary);
+}
+
+void CKZStatGenSlice::AddDictionary(CKZStatGenMeasurementDictionary* dictionary, int clientId) {
+    auto key = std::make_unique<RWCollectableInt>(clientId);
+    const Lock::LockGuard guard(*m_lock);
+    if (insertKeyAndValue(key.get(), dictionary) != nullptr) {
+        key.release();
+    } else {
+        m_furtherDictionaries.push_back({clientId, dictionary});
+    }
+    m_countZ0 += 1;
+}
+
+int CKZStatGenSlice::GetCountZ0() {
+    const Lock::LockGuard guard(*m_lock);
+    return m_countZ0;
+}
+
+void CKZStatGenSlice::DecCountZ0() {
+    const Lock::LockGuard guard(*m_lock);
+    if (m_countZ0 < 0) KZ_LOG_ERROR();
+    if (m_countZ0 > 0) m_countZ0 -= 1;
+}
+
+std::vector<CKZStatGenMeasurementDictionary*> CKZStatGenSlice::SnapshotOfDictionaries() {
+    const Lock::LockGuard guard(*m_lock);
+    std::vector<CKZStatGenMeasurementDictionary*> dictionaries;
+    dictionaries.reserve(entries() + m_furtherDictionaries.size());
+    ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
+        dictionaries.push_back(&dictionary);
+    });
+    return dictionaries;
+}
+
+/// Unchecked by the analysis, which cannot tell that the clients of this slice's dictionaries are
+/// clients of `m_main` and so share the lock that is taken here.
+void CKZStatGenSlice::ReleaseDicts() RYP_NO_THREAD_SAFETY_ANALYSIS {
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    // A snapshot, since a client that moves within the current slice adds to the map.
+    for (const CKZStatGenMeasurementDictionary* dictionary : SnapshotOfDictionaries())
+        if (dictionary->m_client != nullptr) dictionary->m_client->MoveToNewDictionary();
+}
+
+/// The caller holds the clients lock.
+void CKZStatGenSlice::DetachClients() {
+    ForEachDictionary([](int, CKZStatGenMeasurementDictionary& dictionary) {
+        if (dictionary.m_client == nullptr) return;
+        dictionary.m_client->ReleaseDictionary();
+        dictionary.m_client = nullptr;
+    });
+}
+
+CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(int clientId) {
+    auto key = std::make_unique<RWCollectableInt>(clientId);
+    if (RWCollectable* const known = findValue(key.get())) return DictionaryOf(known);
+    auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
+    insertKeyAndValue(key.get(), dictionary.get());
+    key.release();
+    return dictionary.release();
+}
+
+void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
+    finished->ForEachDictionary([this](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
+        dictionary.FlushStatsCache();
+        FindOrCreate(clientId)->AddValuesOfDict(&dictionary, AddFromSlice);
+    });
+    m_id = finished->m_id;
+    m_time = finished->m_time;
+}
+
+void CKZStatGenSlice::ResetLasts() {
+    ForEachDictionary(
+        [](int, CKZStatGenMeasurementDictionary& dictionary) { dictionary.ResetLasts(); });
+}
+
+std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::MergeDictionaries() const {
+    auto merged = std::make_unique<CKZStatGenMeasurementDictionary>();
+    ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
+        merged->AddValuesOfDict(&dictionary, AddForDump);
+    });
+    return merged;
+}
+
+CKZStatGenMeasurementDictionary* CKZStatGenSlice::DumpSlice(RWCString& text) {
+    auto merged = MergeDictionaries();
+    merged->DumpDict(text);
+    RWCString header;
+    KzAppendField(header, m_main->Elapsed(m_time));
+    KzAppendField(header, static_cast<long long>(m_id));
+    text.prepend(header);
+    return merged.release();
+}
+
+// ----------------------------------------------------------------------------- CKZStatGenMain
+
+CKZStatGenMain::CKZStatGenMain(const char* name)
+    : m_name(name),
+      m_startTime(0),
+      m_sliceLength(0),
+      m_sliceCounter(0),
+      m_sliceEndOffset(0),
+      m_terminated(false),
+      m_stopping(false),
+      m_frozen(false),
+      m_timelineLock(std::make_unique<Lock>()),
+      m_currentSlice(nullptr),
+      m_currentEndTime(std::numeric_limits<double>::infinity()),
+      m_clientsLock(std::make_unique<RWMutexLock>()),
+      m_statsCacheSize(kLargestCacheSize),
+      m_statsCacheFlushInterval(kLongestFlushInterval) {
+    // Signalled at once: nobody waits for a loop that is never run.
+    m_packDone.signal();
+    m_garbageDone.signal();
+    ReadSettings();
+}
+
+void CKZStatGenMain::ReadSettings() {
+    const RyEnvContainerClass environment;
+    RWCString value;
+    if (environment.RyEGetEnv("LGStatsCacheSize", value)) {
+        const long size = std::strtol(value.data(), nullptr, 10);
+        m_statsCacheSize = static_cast<int>(
+            std::clamp<long>(size, std::numeric_limits<int>::min(), kLargestCacheSize));
+    }
+    KZ_TRACE("Stats cache size = %d", m_statsCacheSize);
+
+    if (environment.RyEGetEnv("LGStatsCacheFlushInterval", value)) {
+        const double interval = RyPStringToDouble(value.data());
+        // Written so that a NaN is kept, as is everything that is not above the bound.
+        m_statsCacheFlushInterval =
+            interval > kLongestFlushInterval ? kLongestFlushInterval : interval;
+    }
+    KZ_TRACE("Stats cache flush interval = %f", m_statsCacheFlushInterval);
+}
+
+CKZStatGenMain::~CKZStatGenMain() {
+    // Every slice that is current or was not freed yet stands in the timeline.
+    m_timeline.clearAndDestroy();
+}
+
+int CKZStatGenMain::SendDictionaryString(RWCString&, double, const char*) {
+    return 1;
+}
+
+double CKZStatGenMain::Elapsed(double time) const {
+    return time - m_startTime.load();
+}
+
+bool CKZStatGenMain::IsUsableTimeline(double startTime, double sliceLength) const {
+    if (!std::isfinite(startTime)) {
+        KZ_LOG_ERROR("Start - the start time ", startTime, " is not a finite number of seconds");
+        return false;
+    }
+    // Measured at twice the distance from 0, so that no later end gets stuck either.
+    const double far = 2 * (std::fabs(startTime) + sliceLength);
+    if (!(sliceLength > 0) || !std::isfinite(far) || !(far + sliceLength > far)) {
+        KZ_LOG_ERROR("Start - the slice length ", sliceLength,
+                     " is not a positive number of seconds that moves the end time");
+        return false;
+    }
+    return true;
+}
+
+void CKZStatGenMain::Start(double startTime, double sliceLength) {
+    if (!IsUsableTimeline(startTime, sliceLength)) return;
+    const Lock::LockGuard guard(*m_timelineLock);
+    if (m_currentSlice != nullptr) {
+        KZ_LOG_ERROR("Start - the generator was started before");
+        return;
+    }
+    m_totalSlice = std::make_unique<CKZStatGenSlice>(0, 0.0, this, true);
+    auto first = std::make_unique<CKZStatGenSlice>(1, startTime + sliceLength, this, true);
+    AddSlice(first.get(), 1);
+    m_currentSlice = first.release();
+    m_sliceCounter = 1;
+    m_startTime = startTime;
+    m_sliceLength = sliceLength;
+    m_sliceEndOffset = sliceLength;
+    m_currentEndTime = m_currentSlice->m_time;
+}
+
+CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
+    int clientId, CKZStatGenMeasurementDictionary* previous) {
+    if (previous != nullptr && previous->m_slice != nullptr) previous->m_slice->DecCountZ0();
+
+    // A cheap first test; the one that counts is made under the lock.
+    const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
+    const Lock::LockGuard guard(*m_timelineLock);
+    if (m_currentSlice == nullptr) {
+        KZ_LOG_ERROR("the generator is not started: call Start before clients report values");
+        return nullptr;
+    }
+    if (sliceMayBeOver) AdvanceTimeline();
+
+    auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>(m_currentSlice);
+    m_currentSlice->AddDictionary(dictionary.get(), clientId);
+    return dictionary.release();
+}
+
+void CKZStatGenMain::AdvanceTimeline() {
+    const double now = RyPSysTime();
+    while (now >= m_currentSlice->m_time) BeginNextSlice();
+}
+
+void CKZStatGenMain::BeginNextSlice() {
+    const double end = m_currentSlice->m_time + m_sliceLength;
+    auto next = std::make_unique<CKZStatGenSlice>(m_sliceCounter + 1, end, this, true);
+    AddSlice(next.get(), m_sliceCounter + 1);
+    m_packQueue.put(m_currentSlice);
+    m_currentSlice = next.release();
+    m_sliceCounter += 1;
+    m_sliceEndOffset += m_sliceLength;
+    m_currentEndTime = end;
+    KZ_TRACE("CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\n",
+             m_sliceCounter, Elapsed(RyPSysTime()), Elapsed(end));
+}
+
+void CKZStatGenMain::AddSlice(CKZStatGenSlice* slice, int id) {
+    auto key = std::make_unique<RWCollectableInt>(id);
+    if (m_timeline.insertKeyAndValue(key.get(), slice) != nullptr) key.release();
+}
+
+void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
+    std::unique_ptr<RWCollectable> key;
+    {
+        // The clients lock too: a client that has just left the slice is out of it by then.
+        const RWMutexLock::LockGuard clients(*m_clientsLock);
+        slice->DetachClients();
+        const Lock::LockGuard guard(*m_timelineLock);
+        const RWCollectableInt id(slice->m_id);
+        key.reset(m_timeline.remove(&id));
+    }
+    // Out of reach now, so no client waits while thousands of measurements are freed.
+    if (key != nullptr) delete slice;
+}
+
+CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
+    while (!m_terminated.load()) {
+        int status = RyPEventQueue::TimedOut;
+        RWCollectable* const item = m_packQueue.waitEvent(kQueueTimeOutMilliseconds, status);
+        if (status == RyPEventQueue::ItemArrived) return SliceOf(item);
+        if (IsReleased(status)) return nullptr;
+    }
+    return nullptr;
+}
+
+/// Under the clients lock: a client that has passed its test of the open flag has put its value
+/// into the cache before the slice is folded.
+void CKZStatGenMain::CloseSlice(CKZStatGenSlice* slice) {
+    const RWMutexLock::LockGuard clients(*m_clientsLock);
+    slice->m_open.store(false, std::memory_order_relaxed);
+}
+
+int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
+    CloseSlice(slice);
+    m_totalSlice->AddDictionarysSlice(slice);
+
+    // The former merged dictionary lives until the hooks have seen the new one.
+    const auto formerMerged = std::exchange(m_totalDictionary, m_totalSlice->MergeDictionaries());
+    CallDictionaryHooks(slice->m_time);
+    RWCString text;
+    BuildMessage(text, *slice);
+    m_totalSlice->ResetLasts();
+
+    const int status = SendDictionaryString(text, Elapsed(slice->m_time), m_name.data());
+    m_garbageQueue.put(slice);
+    return status;
+}
+
+void CKZStatGenMain::CallDictionaryHooks(double sliceEndTime) {
+    m_totalSlice->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
+        SendClientDictionary(&dictionary, clientId, sliceEndTime);
+    });
+    SendTotalDictionary(m_totalDictionary.get(), m_sliceLength, Elapsed(sliceEndTime));
+}
+
+void CKZStatGenMain::BuildMessage(RWCString& text, const CKZStatGenSlice& slice) {
+    m_totalDictionary->DumpDict(text);
+    RWCString header(m_name);
+    header += kFieldEnd;
+    KzAppendField(header, m_sliceLength);
+    KzAppendField(header, Elapsed(slice.m_time));
+    KzAppendField(header, static_cast<long long>(slice.m_id));
+    text.prepend(header);
+}
+
+void CKZStatGenMain::doPackWork() {
+    const RyPManualEvent::SetGuard running(m_packDone);
+    while (CKZStatGenSlice* const slice = WaitForSlice()) SendSlice(slice);
+}
+
+void CKZStatGenMain::doGarbageWork() {
+    const RyPManualEvent::SetGuard running(m_garbageDone);
+    CKZStatGenClient dummyClient(this, kDummyClientId);
+    while (!m_terminated.load() || !m_garbageQueue.isEmpty()) {
+        int status = RyPEventQueue::TimedOut;
+        RWCollectable* const item = m_garbageQueue.waitEvent(kQueueTimeOutMilliseconds, status);
+        if (status == RyPEventQueue::ItemArrived) {
+            FreeSlice(SliceOf(item));
+        } else if (IsReleased(status)) {
+            return;
+        } else {
+            KeepTime(dummyClient);
+        }
+    }
+}
+
+void CKZStatGenMain::FreeSlice(CKZStatGenSlice* slice) {
+    if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
+    KZ_TRACE("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, Time: %f)\n", slice->m_id,
+             slice->m_time);
+    RemoveSlice(slice);
+}
+
+/// Begins the slices that are due in a time without client traffic. The grace leaves that to real
+/// clients as long as there are any.
+void CKZStatGenMain::KeepTime(CKZStatGenClient& dummyClient) {
+    const double now = RyPSysTime();
+    const double end = m_currentEndTime.load();
+    if (now > end + kSilenceGraceSeconds && !m_stopping.load()) {
+        KZ_TRACE(
+            "CKZStatGenMain::doGarbageWork, call dummyClient.GetNewDictionary (Time: %f, "
+            "SliceTime:%f)\n",
+            Elapsed(now), Elapsed(end));
+        dummyClient.GetNewDictionary();
+    } else {
+        RyPSleep(kTimekeepingPauseSeconds);
+    }
+}
+
+void CKZStatGenMain::Freeze() {
+    m_frozen = true;
+}
+
+void CKZStatGenMain::DeFrost(double pausedSeconds) {
+    m_frozen = false;
+    m_startTime = m_startTime + pausedSeconds;
+}
+
+void CKZStatGenMain::Terminate() {
+    if (m_terminated.load()) return;
+    m_stopping = true;
+    m_packQueue.releaseZ72();
+    m_terminated = true;
+    m_garbageQueue.releaseZ72();
+}
+
+void CKZStatGenMain::WaitForTerminateToEnd() {
+    if (!m_terminated.load()) return;
+    m_packDone.wait();
+    m_garbageDone.wait();
+}
+
+// --------------------------------------------------------------------------- CKZStatGenClient
+
+CKZStatGenClient::CKZStatGenClient(CKZStatGenMain* main, int clientId)
+    : m_dictionary(nullptr), m_main(main), m_clientId(clientId) {}
+
+CKZStatGenClient::~CKZStatGenClient() {
+    // The garbage loop may be on its way to this client through the dictionary.
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    if (m_dictionary != nullptr) m_dictionary->m_client = nullptr;
+}
+
+CKZStatGenMeasurementDictionary* CKZStatGenClient::GetNewDictionary() {
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    return MoveToNewDictionary();
+}
+
+CKZStatGenMeasurementDictionary* CKZStatGenClient::MoveToNewDictionary() {
+    CKZStatGenMeasurementDictionary* const previous = std::exchange(m_dictionary, nullptr);
+    if (previous != nullptr) previous->m_client = nullptr;
+    m_dictionary = m_main->GetNewDictionary(m_clientId, previous);
+    if (m_dictionary != nullptr) m_dictionary->m_client = this;
+    return m_dictionary;
+}
+
+/// Unchecked: at the end of a generator no lock is left to hold.
+void CKZStatGenClient::ReleaseDictionary() RYP_NO_THREAD_SAFETY_ANALYSIS {
+    m_dictionary = nullptr;
+}
+
+double CKZStatGenClient::EndTime() const {
+    return m_dictionary->m_slice->m_time;
+}
+
+double CKZStatGenClient::GetCurrentEndTime() const {
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    return EndTime();
+}
+
+bool CKZStatGenClient::NeedsNewDictionary() const {
+    // At the very end of the slice the old dictionary still serves: where the slice was closed
+    // meanwhile, it refuses and the value is tried again.
+    return m_dictionary == nullptr || m_dictionary->m_client == nullptr || RyPSysTime() > EndTime();
+}
+
+void CKZStatGenClient::AddLast(const char* name, double value,
+                               CKZStatPointTypeEnum::PointType type) {
+    if (name == nullptr) {
+        KZ_LOG_ERROR("AddLast - a value without a name was dropped");
+        return;
+    }
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    if (NeedsNewDictionary()) MoveToNewDictionary();
+    while (m_dictionary != nullptr && m_dictionary->AddLast(name, value, type) == 0) {
+        if (m_main->m_stopping.load()) return;
+        RyPSleep(kRetryPauseSeconds);
+        MoveToNewDictionary();
+    }
+}
+
+int CKZStatGenClient::FlushStatsCache() {
+    // The clients lock keeps the garbage loop from freeing the dictionary meanwhile.
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    return m_dictionary == nullptr ? 0 : m_dictionary->FlushStatsCache();
+}
+
+void CKZStatGenClient::ResetTimer(const char* name) {
+    if (name == nullptr) {
+        KZ_LOG_ERROR("ResetTimer - a timer without a name was not started");
+        return;
+    }
+    m_timers.ResetTimer(name);
+}
+
+double CKZStatGenClient::SendTimer(const char* name) {
+    if (name == nullptr) {
+        KZ_LOG_ERROR("SendTimer - a timer without a name was not reported");
+        return -1.0;
+    }
+    // Reported even where the timer was never started: the -1 shows the mistake in the results.
+    const double elapsed = m_timers.SendTimer(name);
+    AddLast(name, elapsed, CKZStatPointTypeEnum::Timer);
+    return elapsed;
+}
+
+// ------------------------------------------------------------------------------------- timers
+
+CKZStatGenTimer::CKZStatGenTimer() = default;
+CKZStatGenTimer::~CKZStatGenTimer() = default;
+
+CKZStatGenTimerDictionary::CKZStatGenTimerDictionary() : RWHashDictionary(kBuckets) {}
+CKZStatGenTimerDictionary::~CKZStatGenTimerDictionary() {
+    clearAndDestroy();
+}
+
+void CKZStatGenTimerDictionary::ResetTimer(const char* name) {
+    const CKZCollectableString wanted(name, false);
+    auto* known = static_cast<CKZStatGenTimer*>(findValue(&wanted));
+    if (known == nullptr) {
+        auto key = std::make_unique<CKZCollectableString>(name, true);
+        auto timer = std::make_unique<CKZStatGenTimer>();
+        insertKeyAndValue(key.get(), timer.get());
+        key.release();
+        known = timer.release();
+    }
+    known->ResetTimer();
+}
+
+double CKZStatGenTimerDictionary::SendTimer(const char* name) {
+    const CKZCollectableString wanted(name, false);
+    auto* const known = static_cast<CKZStatGenTimer*>(findValue(&wanted));
+    return known == nullptr ? -1.0 : known->SendTimer();
+}

@@ -1,0 +1,14 @@
+#ifndef KZSTATLOG_H
+#define KZSTATLOG_H
+
+#include "ryp/log.h"
+
+/// The scope under which the whole library logs.
+inline constexpr char kLogScope[] = "KZStatisticGenerator";
+
+#define KZ_TRACE(...) RYP_TRACE(kLogScope, __VA_ARGS__)
+
+/// An error record; without arguments it carries no text, only the scope and its position.
+#define KZ_LOG_ERROR(...) RYP_LOG(RyPLogLevel::Error, kLogScope, __VA_ARGS__)
+
+#endif
