@@ -24,6 +24,7 @@ using std::chrono::steady_clock;
 /// A span past the range of the clock ends where the clock does.
 steady_clock::time_point RealTimeIn(long span) {
     const auto now = steady_clock::now();
+    if (span <= 0) return now;
     const auto longest =
         std::chrono::duration_cast<milliseconds>(steady_clock::time_point::max() - now);
     return span < longest.count() ? now + milliseconds(span) : steady_clock::time_point::max();

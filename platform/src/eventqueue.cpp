@@ -3,10 +3,9 @@
 RyPEventQueue::RyPEventQueue() = default;
 
 void RyPEventQueue::put(RWCollectable* item) {
-    {
-        const RWMutexLock::LockGuard guard(m_mutex);
-        m_items.push_back(item);
-    }
+    const RWMutexLock::LockGuard guard(m_mutex);
+    m_items.push_back(item);
+    // Under the lock: whoever takes the item may destroy the queue as soon as it gets the lock.
     m_changed.NotifyAll();
 }
 
@@ -28,10 +27,8 @@ RWCollectable* RyPEventQueue::waitEvent(long milliseconds, int& status) {
 }
 
 void RyPEventQueue::releaseZ72() {
-    {
-        const RWMutexLock::LockGuard guard(m_mutex);
-        m_released = true;
-    }
+    const RWMutexLock::LockGuard guard(m_mutex);
+    m_released = true;
     m_changed.NotifyAll();
 }
 

@@ -1,0 +1,75 @@
+#include <curl/curl.h>
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+
+#include "demoserver.h"
+#include "loadrun.h"
+#include "messagefile.h"
+#include "options.h"
+#include "report.h"
+#include "simulatedclient.h"
+#include "stopsignal.h"
+#include "terminal.h"
+
+namespace kzload {
+namespace {
+
+constexpr int kFailed = 1;
+
+/// The transfer library, ready for use by any thread while this lives. Made before other threads
+/// start.
+class TransferLibrary {
+public:
+    TransferLibrary() {
+        if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+            throw std::runtime_error("cannot initialise the transfer library");
+    }
+    ~TransferLibrary() { curl_global_cleanup(); }
+    TransferLibrary(const TransferLibrary&) = delete;
+    TransferLibrary& operator=(const TransferLibrary&) = delete;
+};
+
+/// A connection per client takes more open files than a session allows at first.
+void AllowManyOpenFiles() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+int Run(const Options& options) {
+    CatchStopSignals();
+    AllowManyOpenFiles();
+    Terminal terminal(options.quiet);
+    MessageFile messages;
+    if (!options.messagesFile.empty()) terminal.Complain(messages.Open(options.messagesFile));
+
+    std::optional<DemoServer> server;
+    if (options.url.empty()) server.emplace(options.clients);
+    const Target target{server ? server->Url() : options.url, server.has_value()};
+    terminal.PrintIntroduction(Introduction(options, target.url));
+    LoadRun(options, target, terminal, messages).Execute();
+
+    terminal.Complain(messages.Close());
+    terminal.CheckOutput();
+    return terminal.HasComplained() ? kFailed : 0;
+}
+
+}  // namespace
+}  // namespace kzload
+
+int main(int argc, char** argv) {
+    try {
+        const kzload::TransferLibrary transfers;
+        int exitStatus = 0;
+        const auto options = kzload::ReadOptions(argc, argv, exitStatus);
+        return options ? kzload::Run(*options) : exitStatus;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kzload: %s\n", error.what());
+        return kzload::kFailed;
+    }
+}

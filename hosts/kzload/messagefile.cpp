@@ -1,0 +1,70 @@
+#include "messagefile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace kzload {
+namespace {
+
+constexpr mode_t kReadableByAll = 0644;
+
+std::string Frame(std::string_view message) {
+    std::string frame = std::to_string(message.size());
+    frame += ':';
+    frame += message;
+    frame += '\n';
+    return frame;
+}
+
+/// Writes all of `bytes`, in several goes where it must; returns 0 or the error.
+int WriteAll(int file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) return errno;
+        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return 0;
+}
+
+/// Takes back the part of a frame that was written, where the file can be cut: a pipe or a device
+/// cannot, and nothing is left to do there.
+void CutTo(int file, off_t end) {
+    if (end < 0 || ftruncate(file, end) != 0) return;
+}
+
+}  // namespace
+
+MessageFile::~MessageFile() {
+    if (m_file >= 0) close(m_file);
+}
+
+std::string MessageFile::Open(const std::string& path) {
+    m_path = path;
+    m_file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kReadableByAll);
+    return m_file >= 0 ? std::string() : Failed("open", errno);
+}
+
+std::string MessageFile::Append(std::string_view message) {
+    if (m_file < 0) return {};
+    const off_t end = lseek(m_file, 0, SEEK_END);
+    const int error = WriteAll(m_file, Frame(message));
+    if (error == 0) return {};
+    CutTo(m_file, end);
+    return Failed("write", error);
+}
+
+std::string MessageFile::Close() {
+    if (m_file < 0) return {};
+    return close(std::exchange(m_file, -1)) == 0 ? std::string() : Failed("close", errno);
+}
+
+std::string MessageFile::Failed(const char* what, int error) {
+    if (m_file >= 0) close(std::exchange(m_file, -1));
+    return std::string("cannot ") + what + " " + m_path + ": " + std::strerror(error);
+}
+
+}  // namespace kzload

@@ -1,0 +1,81 @@
+#include "options.h"
+
+#include <curl/curl.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <sstream>
+
+namespace kzload {
+namespace {
+
+constexpr int kBadUsage = 2;
+
+/// Written so that a NaN is out of bounds.
+CLI::Validator Between(double least, double most) {
+    const auto check = [least, most](const std::string& text) -> std::string {
+        double value = 0;
+        if (CLI::detail::lexical_cast(text, value) && value >= least && value <= most) return {};
+        std::ostringstream complaint;
+        complaint.precision(10);
+        complaint << "'" << text << "' is not a number from " << least << " to " << most;
+        return complaint.str();
+    };
+    return CLI::Validator(check, "");
+}
+
+/// What is wrong with `url`, or an empty text.
+std::string CheckUrl(const std::string& url) {
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parts(curl_url(), curl_url_cleanup);
+    const CURLUcode status = curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0);
+    if (status != CURLUE_OK) return "'" + url + "': " + curl_url_strerror(status);
+    char* text = nullptr;
+    if (curl_url_get(parts.get(), CURLUPART_SCHEME, &text, 0) != CURLUE_OK) return "no scheme";
+    const std::string scheme(text);
+    curl_free(text);
+    if (scheme == "http" || scheme == "https") return {};
+    return "'" + url + "': only http:// and https:// are loaded";
+}
+
+void Declare(CLI::App& app, Options& options) {
+    app.add_option("URL", options.url, "What to load (default: a demo server in this process)")
+        ->check(CLI::Validator(CheckUrl, ""));
+    app.add_option("--clients", options.clients, "Simulated clients")->check(Between(1, 10000));
+    app.add_option("--threads", options.threads, "Threads that drive them")->check(Between(1, 256));
+    app.add_option("--duration", options.durationSeconds, "Seconds of load")
+        ->check(Between(0.1, 1e6));
+    app.add_option("--slice", options.sliceSeconds, "Seconds per slice of statistics")
+        ->check(Between(0.1, 1e5));
+    app.add_option("--think-time", options.thinkTimeMilliseconds,
+                   "Milliseconds between a client's requests")
+        ->check(Between(0, 3.6e6));
+    app.add_option("--messages", options.messagesFile, "Append the message of each slice to a file")
+        ->type_name("FILE");
+    app.add_flag("--quiet", options.quiet, "Print the final table only");
+}
+
+}  // namespace
+
+std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
+    Options options;
+    CLI::App app("Loads an HTTP server with simulated clients and shows statistics per slice.",
+                 "kzload");
+    app.option_defaults()->always_capture_default();
+    Declare(app, options);
+    try {
+        app.parse(argc, argv);
+        options.threads = std::min(options.threads, options.clients);
+        return options;
+    } catch (const CLI::CallForHelp&) {
+        std::fputs(app.help().c_str(), stdout);
+        exitStatus = 0;
+    } catch (const CLI::ParseError& error) {
+        std::fprintf(stderr, "kzload: %s (see kzload --help)\n", error.what());
+        exitStatus = kBadUsage;
+    }
+    return std::nullopt;
+}
+
+}  // namespace kzload

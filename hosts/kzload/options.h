@@ -1,0 +1,27 @@
+#ifndef KZLOAD_OPTIONS_H
+#define KZLOAD_OPTIONS_H
+
+#include <optional>
+#include <string>
+
+namespace kzload {
+
+/// What the command line asks for. Compatible.
+struct Options {
+    std::string url;  // empty: the demo server of this process
+    int clients = 20;
+    int threads = 2;
+    double durationSeconds = 10;
+    double sliceSeconds = 1;
+    int thinkTimeMilliseconds = 50;
+    std::string messagesFile;  // empty: none
+    bool quiet = false;
+};
+
+/// Reads the command line. Where the process should end instead (help, a mistake), says so to the
+/// user, puts the exit status into `exitStatus` and returns nothing.
+std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus);
+
+}  // namespace kzload
+
+#endif

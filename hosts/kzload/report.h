@@ -1,0 +1,55 @@
+#ifndef KZLOAD_REPORT_H
+#define KZLOAD_REPORT_H
+
+#include <string>
+#include <vector>
+
+#include "kzstatpointtypeenum.h"
+#include "options.h"
+
+namespace kzload {
+
+/// What the user reads, as lines without their ends. These functions are safe for concurrent use.
+
+/// One slice. Times are in milliseconds and mean nothing where no request ended.
+struct SliceRow {
+    double elapsed;
+    double clients;
+    double requestsPerSecond;
+    bool hasTimes;
+    double mean;
+    double minimum;
+    double maximum;
+    long long errors;
+};
+
+/// How far the run has come, in seconds.
+struct Progress {
+    double elapsed;
+    double duration;
+    long long requests;
+};
+
+/// One statistic over the whole run.
+struct Total {
+    std::string name;
+    CKZStatPointTypeEnum::PointType type;
+    int count;
+    double mean;
+    double minimum;
+    double maximum;
+    double sum;
+};
+
+std::vector<std::string> Introduction(const Options& options, const std::string& url);
+std::string RowHeader();
+std::string RowLine(const SliceRow& row);
+/// A line of at most `width` characters.
+std::string ProgressLine(const Progress& progress, std::size_t width);
+/// Sorted by type and name.
+std::vector<std::string> TotalsTable(std::vector<Total> totals);
+std::string RequestsLine(long long made, long long counted);
+
+}  // namespace kzload
+
+#endif

@@ -1,0 +1,176 @@
+#include "simulatedclient.h"
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace kzload {
+namespace {
+
+constexpr long kTimeOutMilliseconds = 10000;
+constexpr unsigned kItems = 1000;
+constexpr unsigned kFewestVisits = 2;
+constexpr unsigned kMostVisits = 5;
+
+std::size_t Discard(char*, std::size_t size, std::size_t count, void*) {
+    return size * count;
+}
+
+template <class Value>
+Value Info(CURL* transfer, CURLINFO what) {
+    Value value{};
+    curl_easy_getinfo(transfer, what, &value);
+    return value;
+}
+
+}  // namespace
+
+SimulatedClient::SimulatedClient(int id, CKZStatGenMain& generator, const Target& target)
+    : m_id(id),
+      m_target(target),
+      m_statistics(&generator, id),
+      m_transfer(curl_easy_init(), curl_easy_cleanup),
+      m_errorText{},
+      m_random(static_cast<unsigned>(id)),
+      m_step(Transaction::Login),
+      m_itemsToBrowse(0),
+      m_inFlight(false),
+      m_couldAlwaysConnect(true) {
+    if (m_transfer == nullptr) throw std::runtime_error("no memory for a client's transfers");
+    SetUpTransfer();
+}
+
+template <class Value>
+void SimulatedClient::Set(CURLoption option, Value value) {
+    const CURLcode status = curl_easy_setopt(m_transfer.get(), option, value);
+    if (status != CURLE_OK)
+        throw std::runtime_error(std::string("cannot set up a transfer: ") +
+                                 curl_easy_strerror(status));
+}
+
+void SimulatedClient::SetUpTransfer() {
+    Set(CURLOPT_PRIVATE, this);
+    Set(CURLOPT_URL, m_target.url.c_str());
+    Set(CURLOPT_PROTOCOLS_STR, "http,https");
+    // One connection per request in flight, and straight to the server: a proxy that the
+    // environment names would be measured in its place.
+    Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    Set(CURLOPT_PROXY, "");
+    Set(CURLOPT_NOSIGNAL, 1L);
+    Set(CURLOPT_TIMEOUT_MS, kTimeOutMilliseconds);
+    Set(CURLOPT_USERAGENT, "kzload");
+    Set(CURLOPT_WRITEFUNCTION, &Discard);
+    Set(CURLOPT_ERRORBUFFER, m_errorText);
+}
+
+SimulatedClient& SimulatedClient::Of(CURL* transfer) {
+    return *static_cast<SimulatedClient*>(Info<void*>(transfer, CURLINFO_PRIVATE));
+}
+
+CURL* SimulatedClient::BeginRequest() {
+    if (m_target.isShop) PrepareShopRequest();
+    m_errorText[0] = '\0';
+    m_inFlight = true;
+    m_statistics.ResetTimer(kRequestTime.name);
+    return m_transfer.get();
+}
+
+void SimulatedClient::PrepareShopRequest() {
+    std::string url = m_target.url + "/" + StatsOf(m_step).name;
+    if (m_step == Transaction::Browse) {
+        url += "?item=" + std::to_string(m_random() % kItems);
+        Set(CURLOPT_HTTPGET, 1L);
+    } else {
+        Set(CURLOPT_COPYPOSTFIELDS, ("user=" + std::to_string(m_id)).c_str());
+    }
+    Set(CURLOPT_URL, url.c_str());
+}
+
+Outcome SimulatedClient::EndRequest(CURLcode result) {
+    Outcome outcome = Judge(result);
+    if (outcome.failure == Failure::Connect)
+        outcome.isFirstConnectFailure = std::exchange(m_couldAlwaysConnect, false);
+    Report(outcome);
+    m_inFlight = false;
+    StepOn();
+    return outcome;
+}
+
+void SimulatedClient::AbortRequest() {
+    Report({Failure::Aborted, 0, "", false});
+    m_inFlight = false;
+}
+
+Outcome SimulatedClient::Judge(CURLcode result) const {
+    const auto status = Info<long>(m_transfer.get(), CURLINFO_RESPONSE_CODE);
+    if (result != CURLE_OK) return {FailureOf(result), 0, CauseOf(result), false};
+    const long statusClass = status / 100;
+    if (statusClass < kLowestClass || statusClass > kHighestClass)
+        return {Failure::Other, 0, "no valid status", false};
+    return {Failure::None, status, "", false};
+}
+
+Failure SimulatedClient::FailureOf(CURLcode result) const {
+    switch (result) {
+        case CURLE_COULDNT_RESOLVE_HOST:
+        case CURLE_COULDNT_CONNECT:
+        case CURLE_SSL_CONNECT_ERROR:
+        case CURLE_PEER_FAILED_VERIFICATION:
+            return Failure::Connect;
+        case CURLE_OPERATION_TIMEDOUT:
+            // The time of the request's own begin is set once there is a connection for it.
+            return Info<curl_off_t>(m_transfer.get(), CURLINFO_PRETRANSFER_TIME_T) == 0
+                       ? Failure::Connect
+                       : Failure::Timeout;
+        default:
+            return Failure::Other;
+    }
+}
+
+std::string SimulatedClient::CauseOf(CURLcode result) const {
+    const auto systemError = Info<long>(m_transfer.get(), CURLINFO_OS_ERRNO);
+    if (result == CURLE_COULDNT_CONNECT && systemError == ECONNREFUSED)
+        return std::string(std::strerror(ECONNREFUSED)) + " - is the server running?";
+    return m_errorText[0] != '\0' ? m_errorText : curl_easy_strerror(result);
+}
+
+double SimulatedClient::BytesReceived() const {
+    const auto body = Info<curl_off_t>(m_transfer.get(), CURLINFO_SIZE_DOWNLOAD_T);
+    const auto header = Info<long>(m_transfer.get(), CURLINFO_HEADER_SIZE);
+    return static_cast<double>(body + header);
+}
+
+void SimulatedClient::Report(const Outcome& outcome) {
+    const double milliseconds = m_statistics.SendTimer(kRequestTime.name);
+    const double bytes = BytesReceived();
+    Add(kRequestBytes, bytes);
+    Add(kBytesRate, bytes);
+    Add(outcome.failure == Failure::None ? ResponseStat(outcome.status)
+                                         : ErrorStat(outcome.failure),
+        1);
+    Add(StatsOf(m_step).time, milliseconds);
+    Add(StatsOf(m_step).count, 1);
+    const std::string reason = ReasonName(m_step, outcome.failure, outcome.status);
+    Add({reason.c_str(), kReasons.type}, 1);
+    // The last of them: where this value is counted, all the others of the request are.
+    Add(kRequestsRate, 1);
+}
+
+void SimulatedClient::StepOn() {
+    switch (m_step) {
+        case Transaction::Login:
+            m_itemsToBrowse =
+                static_cast<int>(kFewestVisits + m_random() % (kMostVisits - kFewestVisits + 1));
+            m_step = Transaction::Browse;
+            return;
+        case Transaction::Browse:
+            if (--m_itemsToBrowse == 0) m_step = Transaction::Logout;
+            return;
+        case Transaction::Logout:
+            m_step = Transaction::Login;
+            return;
+    }
+}
+
+}  // namespace kzload

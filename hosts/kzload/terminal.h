@@ -1,0 +1,59 @@
+#ifndef KZLOAD_TERMINAL_H
+#define KZLOAD_TERMINAL_H
+
+#include <string>
+#include <vector>
+
+#include "report.h"
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
+
+namespace kzload {
+
+/// Standard output and standard error. On a terminal, lines are cut to its width (a '>' at the end
+/// shows that), and the bottom line may show the progress, which is redrawn in place. Elsewhere
+/// there are plain lines only, each written at once.
+///
+/// Safe for concurrent use.
+class Terminal {
+public:
+    /// `quiet` leaves out rows, progress and notes.
+    explicit Terminal(bool quiet);
+
+    void PrintIntroduction(const std::vector<std::string>& lines);
+    /// The first row comes with the header.
+    void PrintRow(const SliceRow& row);
+    void PrintLines(const std::vector<std::string>& lines);
+
+    /// Shown until the next lines that are no rows.
+    void ShowProgress(const Progress& progress);
+
+    /// A line on standard error about what is going on.
+    void Note(const std::string& text);
+    /// A line on standard error about what went wrong; an empty text is no complaint.
+    void Complain(const std::string& text);
+    bool HasComplained() const;
+
+    /// Complains where standard output could not take everything.
+    void CheckOutput();
+
+private:
+    void WriteLine(const std::string& line) RYP_REQUIRES(m_lock);
+    void WriteError(const std::string& text) RYP_REQUIRES(m_lock);
+    void Flush() RYP_REQUIRES(m_lock);
+    void Erase() RYP_REQUIRES(m_lock);
+
+    const bool m_quiet;
+    const bool m_isTerminal;
+    const bool m_canRedraw;
+    mutable RWMutexLock m_lock;
+    bool m_hasHeader RYP_GUARDED_BY(m_lock) = false;
+    std::string m_progressLine RYP_GUARDED_BY(m_lock);  // empty: none is shown
+    bool m_hasComplained RYP_GUARDED_BY(m_lock) = false;
+    int m_outputError RYP_GUARDED_BY(m_lock) = 0;
+    std::string m_pending RYP_GUARDED_BY(m_lock);  // written at once, so that nothing flickers
+};
+
+}  // namespace kzload
+
+#endif

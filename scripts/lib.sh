@@ -1,0 +1,69 @@
+# shellcheck shell=bash
+# What the scripts have in common. Sourced with `set -euo pipefail` in force.
+
+project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# Debian packages: for the library, for the hosts above it, for the tests.
+# shellcheck disable=SC2034
+BUILD_PACKAGES=(g++ cmake ninja-build)
+# shellcheck disable=SC2034
+HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev)
+# shellcheck disable=SC2034
+TEST_PACKAGES=(googletest locales python3)
+
+# fail TEXT: ends the script with one line on standard error.
+fail() {
+    echo "$(basename "$0"): $1" >&2
+    exit 1
+}
+
+# is_installed PACKAGE
+is_installed() {
+    [[ $(dpkg-query --show --showformat '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# quietly COMMAND...: shows the output of the command only where it fails.
+quietly() {
+    local output
+    output=$(mktemp)
+    if ! "$@" >"$output" 2>&1; then
+        cat "$output" >&2
+        rm -f "$output"
+        fail "failed: $*"
+    fi
+    rm -f "$output"
+}
+
+# need_packages PACKAGE...: installs those that are missing.
+need_packages() {
+    local package missing=() as_root=()
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null || fail "install ${missing[*]} first: neither root nor sudo"
+        as_root=(sudo)
+    fi
+    echo "installing ${missing[*]}" >&2
+    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update
+    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install --yes --no-install-recommends "${missing[@]}"
+}
+
+# in_project COMMAND...: runs the command in the project's folder.
+in_project() {
+    (cd "$project_root" && "$@")
+}
+
+# build_preset NAME [TARGET...]: configures the preset and builds the targets, or all.
+build_preset() {
+    local preset=$1
+    shift
+    local targets=()
+    (($#)) && targets=(--target "$@")
+    echo "building $preset${*:+: $*}" >&2
+    quietly in_project cmake --preset "$preset"
+    quietly in_project cmake --build --preset "$preset" "${targets[@]}"
+}

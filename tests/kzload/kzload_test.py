@@ -1,0 +1,387 @@
+"""Tests of the load generator. The environment variable KZLOAD names the program."""
+
+import os
+import resource
+import signal
+import tempfile
+import unittest
+
+import messages
+import runs
+import screen
+import servers
+
+HEADER = "elapsed s  clients  requests/s   mean ms    min ms    max ms   errors"
+
+
+class RunTest(unittest.TestCase):
+    def assert_accounted_for(self, out):
+        made, counted = runs.requests(out)
+        self.assertEqual(made, counted)
+        table = runs.totals(out)
+        self.assertEqual(made, table["requests.rate"].count)
+        self.assertEqual(made, table["request.time"].count)
+        self.assertEqual(made, table["request.bytes"].count)
+        self.assertEqual(made, table["bytes.rate"].count)
+        self.assertEqual(made, runs.counted(table, "responses.") + runs.counted(table, "errors."))
+        self.assertEqual(made, runs.counted(table, "transactions."))
+        self.assertEqual(made, runs.counted(table, "reasons."))
+        return table
+
+    def assert_one_line(self, text, expected):
+        self.assertIn(expected, text)
+        self.assertTrue(text.startswith("kzload: "), text)
+        self.assertEqual(1, len(text.splitlines()), text)
+
+
+class Pipe(RunTest):
+    def test_plain_rows_and_a_table_that_accounts_for_every_request(self):
+        result = runs.run("--duration", 2, "--slice", 0.5)
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertNotIn("\x1b", result.out)
+        self.assertNotIn("\r", result.out)
+        self.assertEqual(1, result.out.splitlines().count(HEADER))
+        self.assertGreaterEqual(len(runs.rows(result.out)), 4)
+        self.assert_accounted_for(result.out)
+
+    def test_rows_and_table_agree(self):
+        result = runs.run("--duration", 2, "--slice", 0.5)
+        rows = runs.rows(result.out)
+        table = runs.totals(result.out)
+        self.assertEqual([f"{0.5 * (i + 1):.2f}" for i in range(len(rows))],
+                         [row.elapsed for row in rows])
+        made = runs.requests(result.out)[0]
+        self.assertEqual(made, round(sum(float(row.rate) * 0.5 for row in rows)))
+        bad = table.get("responses.4xx")
+        self.assertEqual(bad.count if bad else 0, sum(int(row.errors) for row in rows))
+        self.assertEqual(table["request.time"].maximum,
+                         max(float(row.maximum) for row in rows if row.maximum != "-"))
+
+    def test_the_types_of_the_statistics(self):
+        table = runs.totals(runs.run("--duration", 1).out)
+        types = {"request.time": "Timer", "request.bytes": "Measurement",
+                 "responses.2xx": "Counter", "requests.rate": "CounterPerSec",
+                 "bytes.rate": "MeasurementPerSec", "clients.active": "LoadSize",
+                 "login.time": "TransactionTimer", "transactions.browse": "TransactionCounter",
+                 "reasons.login.ok": "TransactionReasonCounter"}
+        self.assertEqual(types, {name: table[name].type for name in types})
+        self.assertNotIn("NotSet", {total.type for total in table.values()})
+
+    def test_a_row_comes_as_soon_as_its_slice_has_ended(self):
+        process = runs.start("--duration", 100, "--slice", 0.2)
+        runs.wait_for_row(process)
+        self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        runs.finish(process)
+
+    def test_full_speed(self):
+        result = runs.run("--duration", 1, "--think-time", 0, "--clients", 10)
+        self.assertEqual(0, result.status)
+        table = self.assert_accounted_for(result.out)
+        self.assertGreaterEqual(table["transactions.login"].count, 10)
+
+    def test_more_clients_than_the_demo_server_has_threads(self):
+        result = runs.run("--duration", 2, "--clients", 400, "--think-time", 100)
+        self.assertEqual(0, result.status)
+        self.assertEqual(0, runs.counted(self.assert_accounted_for(result.out), "errors."))
+
+    def test_more_threads_than_clients(self):
+        result = runs.run("--duration", 1, "--clients", 1, "--threads", 8)
+        self.assertEqual(0, result.status)
+        self.assert_accounted_for(result.out)
+
+    def test_a_slice_longer_than_the_run(self):
+        result = runs.run("--duration", 0.5, "--slice", 4)
+        self.assertEqual(0, result.status)
+        self.assert_one_line(result.err, "waiting for the last slice to end (")
+        self.assertEqual(["4.00"], [row.elapsed for row in runs.rows(result.out)])
+        self.assert_accounted_for(result.out)
+
+    def test_quiet(self):
+        result = runs.run("--duration", 1, "--quiet")
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertNotIn(HEADER, result.out)
+        self.assertEqual([], runs.rows(result.out))
+        self.assertNotIn("loading", result.out)
+        self.assert_accounted_for(result.out)
+
+
+class Terminal(RunTest):
+    def test_rows_scroll_above_a_progress_bar_that_is_gone_at_the_end(self):
+        status, seen, _ = screen.run(100, "--duration", 2, "--slice", 0.5)
+        self.assertEqual(0, status)
+        lines = [line.rstrip() for line in seen.lines]
+        self.assertEqual(1, lines.count(HEADER))
+        self.assertGreaterEqual(len(runs.rows("\n".join(lines))), 4)
+        bars = [line for line in seen.drawn if line.startswith("[")]
+        self.assertGreaterEqual(len(set(bars)), 4, bars)
+        self.assertTrue(any("100%" in bar and "requests" in bar for bar in bars), bars)
+        self.assertFalse(any("%" in line for line in lines), lines)
+        self.assertFalse(seen.wrapped)
+        self.assert_accounted_for("\n".join(lines))
+
+    def test_everything_fits_eighty_columns(self):
+        status, seen, _ = screen.run(80, "--duration", 1)
+        self.assertEqual(0, status)
+        self.assertFalse(seen.wrapped)
+        self.assertFalse(any(line.endswith(">") for line in seen.lines), seen.lines)
+
+    def test_a_narrow_terminal_cuts_lines_and_does_not_wrap(self):
+        for width in (40, 10, 1):
+            status, seen, _ = screen.run(width, "--duration", 0.5, "--slice", 0.25)
+            self.assertEqual(0, status)
+            self.assertFalse(seen.wrapped, seen.lines)
+            self.assertIn(HEADER[:width - 1] + ">", seen.lines)
+
+    def test_a_terminal_that_cannot_redraw_shows_no_progress(self):
+        status, seen, text = screen.run(80, "--duration", 0.5, "--slice", 0.25, term="dumb")
+        self.assertEqual(0, status)
+        self.assertNotIn("\x1b", text)
+        self.assertNotIn("%", text)
+        self.assertTrue(runs.rows("\n".join(seen.lines)))
+
+    def test_quiet(self):
+        status, seen, text = screen.run(80, "--duration", 0.5, "--slice", 0.25, "--quiet")
+        self.assertEqual(0, status)
+        self.assertNotIn("\x1b", text)
+        self.assert_accounted_for("\n".join(seen.lines))
+
+    def test_an_error_stands_on_a_line_of_its_own(self):
+        with servers.refusing() as url:
+            status, seen, _ = screen.run(120, url, "--duration", 1, "--clients", 3)
+        self.assertEqual(1, status)
+        self.assertIn(f"kzload: cannot connect to {url}: Connection refused"
+                      " - is the server running?", seen.lines)
+
+
+class Options(RunTest):
+    def assert_refused(self, expected, *arguments):
+        result = runs.run(*arguments)
+        self.assertEqual((2, ""), (result.status, result.out))
+        self.assert_one_line(result.err, expected)
+
+    def test_bad_values(self):
+        for option in ("--clients", "--threads", "--duration", "--slice"):
+            for value in ("0", "-1", "1e99", "nan", "many", ""):
+                with self.subTest(option=option, value=value):
+                    self.assert_refused(option, f"{option}={value}")
+        self.assert_refused("--think-time", "--think-time", "-1")
+
+    def test_unknown_and_incomplete_options(self):
+        self.assert_refused("--speed", "--speed")
+        self.assert_refused("--messages", "--messages")
+        self.assert_refused("http://b/", "http://a/", "http://b/")
+
+    def test_bad_urls(self):
+        for url in ("nonsense", "127.0.0.1:80", "ftp://127.0.0.1/", "file:///etc/passwd",
+                    "http://", "http://127.0.0.1:99999/", "http://a b/", ""):
+            with self.subTest(url=url):
+                self.assert_refused("URL", url)
+
+    def test_help(self):
+        result = runs.run("--help")
+        self.assertEqual((0, ""), (result.status, result.err))
+        for option in ("--clients", "--threads", "--duration", "--slice", "--think-time",
+                       "--messages", "--quiet"):
+            self.assertIn(option, result.out)
+
+
+class Messages(RunTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = os.path.join(folder.name, "messages")
+
+    def run_with_messages(self, *arguments):
+        return runs.run("--duration", 2, "--slice", 0.5, "--messages", self.path, *arguments)
+
+    def test_the_slices_add_up_to_the_totals(self):
+        result = self.run_with_messages()
+        self.assertEqual(0, result.status)
+        seen = messages.read(self.path)
+        self.assertEqual(len(runs.rows(result.out)), len(seen))
+        last = seen[-1].records
+        sums = {name: sum(message.records[name].lasts_count for message in seen
+                          if name in message.records) for name in last}
+        self.assertEqual({name: record.count for name, record in last.items()}, sums)
+        self.assertEqual({name: total.count
+                          for name, total in self.assert_accounted_for(result.out).items()}, sums)
+        self.assertEqual(runs.requests(result.out)[0], sums["requests.rate"])
+
+    def test_headers_have_no_gap(self):
+        self.run_with_messages()
+        seen = messages.read(self.path)
+        self.assertEqual(list(range(1, len(seen) + 1)), [message.slice_id for message in seen])
+        for message in seen:
+            self.assertEqual(("kzload", 0.5), (message.name, message.slice_length))
+            self.assertEqual(0.5 * message.slice_id, message.elapsed)
+
+    def test_the_level_of_clients_is_reported_once_per_slice(self):
+        self.run_with_messages("--clients", 7)
+        levels = [message.records["clients.active"] for message in messages.read(self.path)
+                  if "clients.active" in message.records]
+        self.assertTrue(all(level.lasts_count <= 1 for level in levels))
+        self.assertIn(7, [level.lasts_sum for level in levels])
+
+    def test_another_run_is_appended(self):
+        self.run_with_messages()
+        first = messages.read(self.path)
+        self.run_with_messages()
+        both = messages.read(self.path)
+        self.assertEqual(first, both[:len(first)])
+        self.assertEqual(1, both[len(first)].slice_id)
+
+    def test_a_path_that_cannot_be_opened(self):
+        self.path = os.path.join(self.path, "below")
+        result = self.run_with_messages()
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, f"cannot open {self.path}: No such file or directory")
+        self.assert_accounted_for(result.out)
+
+    def test_a_full_disk(self):
+        self.path = "/dev/full"
+        result = self.run_with_messages()
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, "cannot write /dev/full: No space left on device")
+        self.assertGreaterEqual(len(runs.rows(result.out)), 4)
+        self.assert_accounted_for(result.out)
+
+    def test_a_message_that_does_not_fit_is_left_out_as_a_whole(self):
+        self.run_with_messages()
+        limit = os.path.getsize(self.path) + 1000
+
+        def limit_size():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+
+        # The signal at the limit is ignored here, and the child inherits that.
+        result = runs.run("--duration", 2, "--messages", self.path, preexec_fn=limit_size,
+                          restore_signals=False)
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, f"cannot write {self.path}: File too large")
+        self.assertTrue(messages.read(self.path))
+        self.assert_accounted_for(result.out)
+
+
+class Signals(RunTest):
+    def stopped_by(self, number):
+        process = runs.start("--duration", 1000, "--slice", 0.3)
+        lines = runs.wait_for_row(process)
+        process.send_signal(number)
+        result = runs.finish(process)
+        return result._replace(out="".join(lines) + result.out)
+
+    def test_a_stopped_run_is_complete(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(signal=number.name):
+                result = self.stopped_by(number)
+                self.assertEqual((0, ""), (result.status, result.err))
+                self.assert_accounted_for(result.out)
+
+    def test_the_second_interrupt_ends_the_process(self):
+        process = runs.start("--duration", 1000, "--slice", 1000)
+        # Nothing comes on standard output before the first slice ends, except this.
+        self.assertIn("clients", process.stdout.readline())
+        process.send_signal(signal.SIGINT)
+        self.assertIn("waiting for the last slice", process.stderr.readline())
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(-signal.SIGINT, runs.finish(process).status)
+
+
+class Connections(RunTest):
+    def assert_connect_failure(self, err, url):
+        self.assert_one_line(err, f"cannot connect to {url}: Connection refused")
+
+    def test_a_server_that_is_not_there_ends_the_run(self):
+        with servers.refusing() as url:
+            result = runs.run(url, "--duration", 1000, "--clients", 5, "--slice", 0.5)
+        self.assertEqual(1, result.status)
+        self.assert_connect_failure(result.err, url)
+        table = self.assert_accounted_for(result.out)
+        self.assertGreaterEqual(table["errors.connect"].count, 5)
+        self.assertGreaterEqual(table["reasons.login.connect"].count, 5)
+        self.assertEqual(table["errors.connect"].count,
+                         sum(int(row.errors) for row in runs.rows(result.out)))
+
+    def test_a_host_without_an_address(self):
+        result = runs.run("http://nowhere.invalid/", "--duration", 1000, "--clients", 2)
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, "cannot connect to http://nowhere.invalid/: ")
+        self.assert_accounted_for(result.out)
+
+    def test_a_server_of_ones_own(self):
+        with servers.answering(200, 200, 302, 404, 500) as (url, answered):
+            result = runs.run(url + "path?x=1", "--duration", 1, "--clients", 5)
+        self.assertEqual((0, ""), (result.status, result.err))
+        table = self.assert_accounted_for(result.out)
+        self.assertEqual(answered.total(), runs.requests(result.out)[0])
+        for status, name in ((200, "2xx"), (302, "3xx"), (404, "4xx"), (500, "5xx")):
+            self.assertGreater(answered[status], 0)
+            self.assertEqual(answered[status], table["responses." + name].count)
+        self.assertEqual(answered[500], sum(runs.counted(table, f"reasons.{name}.http-500")
+                                            for name in ("login", "browse", "logout")))
+        self.assertEqual(answered[404] + answered[500],
+                         sum(int(row.errors) for row in runs.rows(result.out)))
+
+    def test_a_server_that_dies_during_the_run(self):
+        with servers.killable() as (url, server):
+            process = runs.start(url, "--duration", 2, "--slice", 0.5, "--clients", 5)
+            lines = runs.wait_for_row(process)
+            server.kill()
+            result = runs.finish(process)
+        out = "".join(lines) + result.out
+        self.assertEqual(1, result.status)
+        self.assert_connect_failure(result.err, url)
+        table = self.assert_accounted_for(out)
+        self.assertGreater(table["responses.2xx"].count, 0)
+        self.assertGreater(table["errors.connect"].count, 0)
+        self.assertGreaterEqual(float(runs.rows(out)[-1].elapsed), 2)
+
+    def test_requests_without_an_answer_are_aborted_at_the_end(self):
+        with servers.silent() as url:
+            result = runs.run(url, "--duration", 0.5, "--slice", 0.5, "--clients", 5)
+        self.assertEqual((0, ""), (result.status, result.err))
+        table = self.assert_accounted_for(result.out)
+        self.assertEqual(5, table["errors.aborted"].count)
+        self.assertEqual(5, table["reasons.login.aborted"].count)
+
+    def test_the_demo_server_listens_on_the_loopback_address_only(self):
+        process = runs.start("--duration", 1000, "--slice", 0.3)
+        port = "".join(runs.wait_for_row(process)).split("http://127.0.0.1:")[1].split()[0]
+        # Fields: number, local address, remote address, state. 0A is "listens".
+        listening = []
+        for table in ("/proc/net/tcp", "/proc/net/tcp6"):
+            with open(table) as file:
+                listening += [line.split()[1] for line in file.readlines()[1:]
+                              if line.split()[3] == "0A"]
+        process.send_signal(signal.SIGINT)
+        runs.finish(process)
+        self.assertEqual([f"0100007F:{int(port):04X}"],
+                         [address for address in listening
+                          if address.endswith(f":{int(port):04X}")])
+
+    def test_a_proxy_of_the_environment_is_not_used(self):
+        with servers.refusing() as nobody:
+            result = runs.run("--duration", 0.5, "--slice", 0.5,
+                              env={**os.environ, "http_proxy": nobody, "all_proxy": nobody})
+        self.assertEqual((0, ""), (result.status, result.err))
+
+
+class Output(RunTest):
+    def test_standard_output_on_a_full_disk(self):
+        with open("/dev/full", "w") as full:
+            result = runs.run("--duration", 1, stdout=full)
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, "cannot write to standard output: No space left")
+
+    def test_a_reader_that_goes_away(self):
+        process = runs.start("--duration", 1, "--slice", 0.3)
+        process.stdout.readline()
+        process.stdout.close()
+        err = process.stderr.read()
+        process.stderr.close()
+        self.assertEqual(1, process.wait(timeout=runs.TIMEOUT))
+        self.assert_one_line(err, "cannot write to standard output: Broken pipe")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,78 @@
+"""Runs kzload and reads what it prints."""
+
+import os
+import re
+import subprocess
+from collections import namedtuple
+
+KZLOAD = os.environ["KZLOAD"]
+TIMEOUT = 120  # seconds; generous, since instrumented builds on a busy machine are slow
+
+ROW = re.compile(r"^ +(\d+\.\d\d) +(\d+) +(\d+\.\d) +(-|\d+\.\d\d) +(-|\d+\.\d\d) +(-|\d+\.\d\d)"
+                 r" +(\d+)$")
+TOTAL = re.compile(r"^  (\S+) +(\d+) +(\S+) +(\S+) +(\S+) +(\S+)$")
+MADE = re.compile(r"^requests made (\d+), counted (\d+)$", re.MULTILINE)
+
+Row = namedtuple("Row", "elapsed clients rate mean minimum maximum errors")
+Total = namedtuple("Total", "type count mean minimum maximum sum")
+Result = namedtuple("Result", "status out err")
+
+
+def start(*arguments, **options):
+    """kzload with its output in pipes."""
+    settings = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
+                "text": True}
+    settings.update(options)
+    return subprocess.Popen([KZLOAD, *map(str, arguments)], **settings)
+
+
+def finish(process):
+    try:
+        out, err = process.communicate(timeout=TIMEOUT)
+    finally:
+        process.kill()
+    return Result(process.returncode, out, err)
+
+
+def run(*arguments, **options):
+    return finish(start(*arguments, **options))
+
+
+def wait_for_row(process):
+    """Reads lines until the first row has come; returns them."""
+    lines = []
+    for line in process.stdout:
+        lines.append(line)
+        if ROW.match(line.rstrip("\n")):
+            return lines
+    raise AssertionError("no row among " + "".join(lines))
+
+
+def rows(out):
+    matches = (ROW.match(line) for line in out.splitlines())
+    return [Row(*match.groups()) for match in matches if match]
+
+
+def totals(out):
+    """The final table by name."""
+    table = {}
+    point_type = None
+    for line in out.partition("\ntotals ")[2].splitlines()[1:]:
+        match = TOTAL.match(line)
+        if match:
+            name, count, *numbers = match.groups()
+            table[name] = Total(point_type, int(count), *map(float, numbers))
+        elif line and not line.startswith(" "):
+            point_type = line
+    return table
+
+
+def requests(out):
+    """Requests made and requests counted, as the final line gives them."""
+    match = MADE.search(out)
+    assert match, "no line of requests in: " + out
+    return int(match[1]), int(match[2])
+
+
+def counted(table, prefix):
+    return sum(total.count for name, total in table.items() if name.startswith(prefix))
