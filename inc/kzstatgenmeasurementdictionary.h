@@ -16,7 +16,8 @@ class RWCString;
 
 /// The measurements of one client in one slice, or free-standing the merge of many, by name. It
 /// owns its keys and measurements until it is destroyed. A name keeps the type under which it was
-/// first reported; only `SetValues` replaces it. Names are cut to their first 256 bytes.
+/// first reported; only `SetValues` replaces it. `AddLast` cuts names to their first 256 bytes, by
+/// which they are then known; the other operations take a name as it is.
 ///
 /// Values reported one by one go into a small cache first and are aggregated in bulk, when the
 /// cache is full or when a flush is asked for. A dictionary without a slice flushes every value at

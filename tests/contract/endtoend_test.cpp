@@ -19,10 +19,14 @@ constexpr int kValuesPerThread = 50000;
 constexpr int kNames = 10;
 constexpr double kSliceSeconds = 0.005;
 
-std::string NameOf(int index) { return "request." + std::to_string(index); }
+std::string NameOf(int index) {
+    return "request." + std::to_string(index);
+}
 
 /// What one thread reports: whole numbers, so that sums are exact in any order.
-double ValueOf(int thread, int i) { return (thread + 1) * 1000 + i % 97; }
+double ValueOf(int thread, int i) {
+    return (thread + 1) * 1000 + i % 97;
+}
 
 struct Books {
     double count = 0;

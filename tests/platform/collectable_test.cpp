@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -11,6 +10,7 @@
 #include "rw/collect.h"
 #include "rw/collint.h"
 #include "ryp/collectablestring.h"
+#include "support/virtual_slots.h"
 
 namespace {
 
@@ -57,23 +57,12 @@ private:
 
 #if defined(__x86_64__)
 
-using Table = void* const*;
-
-Table TableOf(const RWCollectable& object) {
-    Table table = nullptr;
-    std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
-    return table;
-}
-
-/// Calls what stands in a slot of the table of virtual operations, as a caller compiled elsewhere
-/// does, and tells which operation that was. References travel as pointers.
+/// The operation that stands in a slot.
 template <class Result, class... Arguments>
 std::string RanThroughSlot(std::size_t slot, Arguments... arguments) {
-    Recorder object;
+    const Recorder object;
     Recorder::s_ran = "none";
-    using Operation = Result (*)(const RWCollectable*, Arguments...);
-    const auto operation = reinterpret_cast<Operation>(TableOf(object)[slot]);
-    static_cast<void>(operation(&object, arguments...));
+    static_cast<void>(CallSlot<Result, RWCollectable>(slot, object, arguments...));
     return Recorder::s_ran;
 }
 
@@ -102,7 +91,7 @@ TEST(CollectableSlots, HoldTheCompleteDestructorAtFive) {
     const auto* const object = ::new (storage) Recorder;
     Recorder::s_ran = "none";
     Recorder::s_deleted = false;
-    reinterpret_cast<void (*)(const RWCollectable*)>(TableOf(*object)[5])(object);
+    CallSlot<void, RWCollectable>(5, *object);
     EXPECT_STREQ(Recorder::s_ran, "destructor");
     EXPECT_FALSE(Recorder::s_deleted);
 }
@@ -111,7 +100,7 @@ TEST(CollectableSlots, HoldTheDeletingDestructorAtSix) {
     const auto* const object = new Recorder;
     Recorder::s_ran = "none";
     Recorder::s_deleted = false;
-    reinterpret_cast<void (*)(const RWCollectable*)>(TableOf(*object)[6])(object);
+    CallSlot<void, RWCollectable>(6, *object);
     EXPECT_STREQ(Recorder::s_ran, "destructor");
     EXPECT_TRUE(Recorder::s_deleted);
 }

@@ -34,6 +34,19 @@ inline constexpr MeasurementArrayItem kEmptyRecord = FilledRecord(-1);
 /// Every value another one.
 inline constexpr MeasurementArrayItem kNumberedRecord = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13};
 
+/// As a run of eight values leaves it, four of them in the latest slice.
+inline constexpr MeasurementArrayItem kFullRecord =
+    RecordOf(10, {.min = 2, .max = 9, .count = 8, .sum = 40, .average = 5, .stdev = 1.5},
+             {.min = 3, .max = 7, .count = 4, .sum = 18, .average = 4.5, .stdev = 0.5});
+/// Two further values, and what they make of the full record as further samples. Averages that fit
+/// nothing show that nobody reads them.
+inline constexpr MeasurementArrayItem kFurtherRecord =
+    RecordOf(20, {.min = 1, .max = 12, .count = 2, .sum = 10, .average = 77, .stdev = 0.25},
+             {.min = 2, .max = 8, .count = 1, .sum = 7, .average = 88, .stdev = 0.125});
+inline constexpr MeasurementArrayItem kFullAndFurther =
+    RecordOf(10, {.min = 1, .max = 12, .count = 10, .sum = 50, .average = 5, .stdev = 1.75},
+             {.min = 2, .max = 8, .count = 5, .sum = 25, .average = 5, .stdev = 0.625});
+
 /// One value of a record by its name.
 struct PointField {
     const char* name;

@@ -14,6 +14,7 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -21,6 +22,7 @@
 #include "kzstatisticsgenerator.h"
 #include "rw/collint.h"
 #include "rw/cstring.h"
+#include "ryp/collectablestring.h"
 #include "ryp/testclock.h"
 #include "support/capturing_log.h"
 #include "support/concurrently.h"
@@ -209,6 +211,10 @@ struct CacheSizeRow {
     int reported;
     int cached;
 };
+
+std::ostream& operator<<(std::ostream& out, const CacheSizeRow& row) {
+    return out << (row.setting == nullptr ? "unset" : row.setting) << " after " << row.reported;
+}
 
 class CacheOfSize : public testing::TestWithParam<CacheSizeRow> {};
 
@@ -555,6 +561,16 @@ TEST_F(FreeStandingDictionary, DoesNotFillAnEmptyMaximumByAMergeBelowTheMark) {
     dictionary.AddValuesOfDict(&source, AddForDump);
     EXPECT_EQ(dictionary.GetMinimum("a"), -5.0);
     EXPECT_EQ(dictionary.GetMaximum("a"), -1.0);
+}
+
+TEST_F(FreeStandingDictionary, StopsMergingAtANameWithoutAMeasurement) {
+    Dictionary source;
+    source.AddLast("before", 5, Types::Timer);
+    source.insertKeyAndValue(new CKZCollectableString("without", true), nullptr);
+    source.AddLast("after", 5, Types::Timer);
+    dictionary.AddValuesOfDict(&source, AddForDump);
+    EXPECT_EQ(dictionary.GetCount("before"), 1);
+    EXPECT_EQ(dictionary.entries(), 1U);
 }
 
 TEST_F(FreeStandingDictionary, IsUnchangedByAnEmptyOne) {
@@ -1120,6 +1136,8 @@ protected:
                 operation();
             });
             starting.get_future().wait();
+            // Leaves the processor to an operation that does not wait, so that it misses the value.
+            for (int turn = 0; turn < 10000; ++turn) std::this_thread::yield();
             dictionary.GetMeasurement("a")->AddLast(5);
         });
         ended.get();
@@ -1166,8 +1184,10 @@ TEST_F(DictionaryLock, IsTakenWhenItIsMergedIntoAnother) {
 }
 
 TEST_F(DictionaryLock, IsTakenToFlush) {
-    AddLasts("a", 1);
+    dictionary.AddLast("a", -1, Types::Timer);
     WhileAValueIsAdded([&] { dictionary.FlushStatsCache(); });
+    // A -1 that is flushed too early is replaced by the value that is added.
+    EXPECT_EQ(dictionary.GetMinimum("a"), -1.0);
     EXPECT_EQ(dictionary.GetCount("a"), 3);
 }
 

@@ -230,8 +230,8 @@ TEST_F(Client, LogsAndDropsAValueWithoutAName) {
     client.AddLast(nullptr, 1, Types::Counter);
     client.ResetTimer(nullptr);
     EXPECT_EQ(client.SendTimer(nullptr), -1.0);
-    EXPECT_THAT(log.Texts(), ElementsAre(HasSubstr("AddLast"), HasSubstr("ResetTimer"),
-                                         HasSubstr("SendTimer")));
+    EXPECT_THAT(log.Texts(),
+                ElementsAre(HasSubstr("AddLast"), HasSubstr("ResetTimer"), HasSubstr("SendTimer")));
     EXPECT_EQ(CurrentDictionary(), nullptr);
 }
 

@@ -156,7 +156,9 @@ TEST_F(Generator, ReturnsTheStatusOfTheTextHook) {
 class DictionaryHooksOnly : public CKZStatGenMain {
 public:
     DictionaryHooksOnly() : CKZStatGenMain("quiet") {}
-    void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override { ++totals; }
+    void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override {
+        ++totals;
+    }
     void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override { ++clients; }
     int totals = 0;
     int clients = 0;
@@ -301,6 +303,10 @@ struct BadStart {
     double sliceLength;
 };
 
+std::ostream& operator<<(std::ostream& out, const BadStart& row) {
+    return out << row.what;
+}
+
 class GeneratorStart : public testing::TestWithParam<BadStart> {};
 
 TEST_P(GeneratorStart, LogsAnErrorAndDoesNotStart) {
@@ -354,6 +360,10 @@ struct CacheSizeSetting {
     int stored;
 };
 
+std::ostream& operator<<(std::ostream& out, const CacheSizeSetting& row) {
+    return out << (row.text == nullptr ? "unset" : row.text);
+}
+
 class GeneratorCacheSize : public testing::TestWithParam<CacheSizeSetting> {};
 
 TEST_P(GeneratorCacheSize, IsReadFromTheEnvironment) {
@@ -370,13 +380,16 @@ INSTANTIATE_TEST_SUITE_P(
                     CacheSizeSetting{"", 0}, CacheSizeSetting{"7 values", 7},
                     CacheSizeSetting{"0x10", 0}, CacheSizeSetting{"4294967297", 20},
                     CacheSizeSetting{"99999999999999999999", 20},
-                    CacheSizeSetting{"-99999999999999999999",
-                                     std::numeric_limits<int>::min()}));
+                    CacheSizeSetting{"-99999999999999999999", std::numeric_limits<int>::min()}));
 
 struct IntervalSetting {
     const char* text;
     double stored;
 };
+
+std::ostream& operator<<(std::ostream& out, const IntervalSetting& row) {
+    return out << (row.text == nullptr ? "unset" : row.text);
+}
 
 class GeneratorFlushInterval : public testing::TestWithParam<IntervalSetting> {};
 
@@ -385,14 +398,14 @@ TEST_P(GeneratorFlushInterval, IsReadFromTheEnvironment) {
     EXPECT_EQ(Peer::FlushInterval(RecordingGenerator()), GetParam().stored);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, GeneratorFlushInterval,
-    testing::Values(IntervalSetting{nullptr, 5.0}, IntervalSetting{"9.5", 5.0},
-                    IntervalSetting{"5.0", 5.0}, IntervalSetting{"0.25", 0.25},
-                    IntervalSetting{"0", 0.0}, IntervalSetting{"-2", -2.0},
-                    IntervalSetting{"word", 0.0}, IntervalSetting{"", 0.0},
-                    IntervalSetting{"1.5s", 1.5}, IntervalSetting{"0x2", 2.0},
-                    IntervalSetting{"inf", 5.0}, IntervalSetting{"-inf", -kInfinity}));
+INSTANTIATE_TEST_SUITE_P(Values, GeneratorFlushInterval,
+                         testing::Values(IntervalSetting{nullptr, 5.0}, IntervalSetting{"9.5", 5.0},
+                                         IntervalSetting{"5.0", 5.0}, IntervalSetting{"0.25", 0.25},
+                                         IntervalSetting{"0", 0.0}, IntervalSetting{"-2", -2.0},
+                                         IntervalSetting{"word", 0.0}, IntervalSetting{"", 0.0},
+                                         IntervalSetting{"1.5s", 1.5}, IntervalSetting{"0x2", 2.0},
+                                         IntervalSetting{"inf", 5.0},
+                                         IntervalSetting{"-inf", -kInfinity}));
 
 TEST(GeneratorSettings, KeepAnIntervalThatIsNoNumber) {
     const EnvironmentVariable setting("LGStatsCacheFlushInterval", "nan");

@@ -222,6 +222,10 @@ struct RoundedRow {
     const char* text;
 };
 
+std::ostream& operator<<(std::ostream& out, const RoundedRow& row) {
+    return out << row.value;
+}
+
 class RoundedValue : public testing::TestWithParam<RoundedRow> {};
 
 TEST_P(RoundedValue, IsNamedAsTheNearestBitOnTheLogarithmicScale) {
