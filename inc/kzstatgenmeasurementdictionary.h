@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include "kzstat_export.h"
 #include "kzstatgenmeasurement.h"
@@ -54,7 +55,8 @@ public:
                    double lastsSum, PointType type);
 
     /// Adds every measurement of `source`, whose lock it takes, into this dictionary, whose own
-    /// lock it does not take. Values cached in `source` are not included.
+    /// lock it does not take. Values cached in `source` are not included. If memory runs out, the
+    /// exception passes through and no value was added.
     void AddValuesOfDict(CKZStatGenMeasurementDictionary* source, AddType addType);
 
     /// Empties the measurement of `name`; an unknown name does nothing.
@@ -109,6 +111,11 @@ private:
         PointType type;
     };
 
+    struct Addition {
+        CKZStatGenMeasurement* target;
+        const CKZStatGenMeasurement* source;
+    };
+
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
     bool RefusesValues() const;
@@ -116,6 +123,7 @@ private:
     void CacheValue(const char* name, double value, PointType type);
     void FlushEntries();
     void DropCachedEntries(int count);
+    std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
     CKZStatGenMeasurement* FindOrCreate(const char* name, PointType type);
     template <class Query>
     auto Ask(const char* name, Query query) const;

@@ -63,7 +63,8 @@ public:
     void ReleaseDicts();
 
     /// Adds the dictionaries of `finished` into this slice, per client id, and takes over its id
-    /// and time. Called on the total slice.
+    /// and time. Called on the total slice. If memory runs out, the exception passes through; the
+    /// next call for the same slice goes on where this one ended.
     void AddDictionarysSlice(CKZStatGenSlice* finished);
 
     /// Empties the lasts of every dictionary.
@@ -84,6 +85,12 @@ private:
     friend struct CKZStatGenTestPeer;
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
+
+    /// A fold that was begun: so many dictionaries of the slice are added.
+    struct Fold {
+        const CKZStatGenSlice* finished;
+        int dictionaries;
+    };
 
     struct FurtherDictionary {
         int clientId;
@@ -107,6 +114,7 @@ private:
     CKZStatGenMain* const m_main;
     // Dictionaries under a client id that has one in the map already. Added to under m_lock.
     std::vector<FurtherDictionary> m_furtherDictionaries;
+    Fold m_fold;
 };
 
 /// The generator: cuts the run into slices of fixed length, hands clients their dictionaries,
@@ -140,8 +148,13 @@ public:
 
     // Hooks, called in this order for each slice, on the pack thread and without any lock held:
     // SendClientDictionary for every client id, SendTotalDictionary, SendDictionaryString. They
-    // must not throw. They must not keep the dictionaries, which stay the generator's: the merged
-    // one is deleted at the next slice, those per client change with it.
+    // must not keep the dictionaries, which stay the generator's: the merged one is deleted at the
+    // next slice, those per client change with it.
+    //
+    // An exception from a hook leaves `doPackWork` to the host, with the done event signalled. The
+    // slice stays in hand: a pack loop that is run again takes it up where it was left, and calls
+    // the hook that threw again (after an exception from one of the dictionary hooks, all of
+    // these). Nothing is counted twice and no slice is left out.
 
     /// All clients' totals in one dictionary, once per slice. `elapsed` is the slice's end.
     virtual void SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
@@ -179,13 +192,16 @@ public:
     /// The next finished slice, waiting for it; null once the generator is terminated.
     CKZStatGenSlice* WaitForSlice();
     /// Packs and delivers one finished slice and hands it to the garbage loop. Returns the status
-    /// of `SendDictionaryString`. Pack thread only.
+    /// of `SendDictionaryString`. After an exception, of a hook or for lack of memory, the next
+    /// call for the same slice goes on where this one ended. Pack thread only.
     int SendSlice(CKZStatGenSlice* slice);
 
     /// The pack loop: delivers finished slices until `Terminate`, ending after the slice in hand.
+    /// May be run again after an exception has left it.
     void doPackWork();
     /// The garbage loop: frees delivered slices, and advances the timeline when no client has
-    /// reported for more than 5.0 seconds past the end of the current slice.
+    /// reported for more than 5.0 seconds past the end of the current slice. May be run again
+    /// after an exception, which only a lack of memory causes, has left it.
     void doGarbageWork();
 
     /// Notes that the run is paused. Nothing in the generator acts on it.
@@ -206,14 +222,20 @@ private:
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
+    /// How far the pack thread has come with the slice in hand.
+    enum class PackStage { Taken, Folded, Merged, DictionariesSent, TextSent };
+
     void ReadSettings();
     bool IsUsableTimeline(double startTime, double sliceLength) const;
     void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
     void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
+    std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
+    void TakeInHand(CKZStatGenSlice* slice);
     void CloseSlice(CKZStatGenSlice* slice);
     void CallDictionaryHooks(double sliceEndTime);
     void BuildMessage(RWCString& text, const CKZStatGenSlice& slice);
-    void FreeSlice(CKZStatGenSlice* slice);
+    int SendText(const CKZStatGenSlice& slice);
+    void FreeSliceInHand();
     void KeepTime(CKZStatGenClient& dummyClient);
     double Elapsed(double time) const;
 
@@ -234,6 +256,9 @@ private:
     RyPEventQueue m_packQueue;
     std::unique_ptr<CKZStatGenSlice> m_totalSlice;  // made by Start, then the pack thread's
     std::unique_ptr<CKZStatGenMeasurementDictionary> m_totalDictionary;  // the pack thread's
+    CKZStatGenSlice* m_sliceToSend;                                      // the pack thread's
+    PackStage m_packStage;                                               // the pack thread's
+    CKZStatGenSlice* m_sliceToFree;                                      // the garbage thread's
     RyPManualEvent m_packDone;
     RyPManualEvent m_garbageDone;
     RyPEventQueue m_garbageQueue;

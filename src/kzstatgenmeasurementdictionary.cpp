@@ -53,8 +53,7 @@ int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, Poi
     if (RefusesValues()) return 0;
     KZ_TRACE("Caching stat: %s=%f", name, value);
     CacheValue(name, value, type);
-    const int limit = CacheLimit();
-    if (m_cachedCount.load(std::memory_order_relaxed) < limit) return 1;
+    if (m_cachedCount.load(std::memory_order_relaxed) < CacheLimit()) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
         return FlushStatsCache();
@@ -142,12 +141,24 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
 void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDictionary* source,
                                                       AddType addType) {
     const Lock::LockGuard guard(*source->m_lock);
-    RWHashDictionaryIterator next(*source);
+    // All names first, which may run out of memory, then all values, which cannot: so the source
+    // is added whole or not at all.
+    const std::vector<Addition> additions = PrepareAdditions(*source);
+    for (const Addition& addition : additions)
+        addition.target->AddValues(*addition.source, addType);
+}
+
+std::vector<CKZStatGenMeasurementDictionary::Addition>
+CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDictionary& source) {
+    std::vector<Addition> additions;
+    additions.reserve(source.entries());
+    RWHashDictionaryIterator next(source);
     while (const RWCollectable* const key = next()) {
         const CKZStatGenMeasurement* const added = MeasurementOf(next.value());
-        if (added == nullptr) return;
-        FindOrCreate(NameOf(key), added->m_type)->AddValues(*added, addType);
+        if (added == nullptr) break;
+        additions.push_back({FindOrCreate(NameOf(key), added->m_type), added});
     }
+    return additions;
 }
 
 void CKZStatGenMeasurementDictionary::Reset(const char* name) {

@@ -55,7 +55,8 @@ CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool
       m_lock(std::make_unique<Lock>()),
       m_countZ0(0),
       m_ownsDictionaries(ownsDictionaries),
-      m_main(main) {}
+      m_main(main),
+      m_fold{nullptr, 0} {}
 
 CKZStatGenSlice::~CKZStatGenSlice() {
     if (!m_ownsDictionaries) return;
@@ -136,10 +137,15 @@ CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(int clientId) {
 }
 
 void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
-    finished->ForEachDictionary([this](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
+    if (m_fold.finished != finished) m_fold = {finished, 0};
+    int position = 0;
+    finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
+        if (position++ < m_fold.dictionaries) return;
         dictionary.FlushStatsCache();
         FindOrCreate(clientId)->AddValuesOfDict(&dictionary, AddFromSlice);
+        ++m_fold.dictionaries;
     });
+    m_fold = {nullptr, 0};
     m_id = finished->m_id;
     m_time = finished->m_time;
 }
@@ -181,6 +187,9 @@ CKZStatGenMain::CKZStatGenMain(const char* name)
       m_timelineLock(std::make_unique<Lock>()),
       m_currentSlice(nullptr),
       m_currentEndTime(std::numeric_limits<double>::infinity()),
+      m_sliceToSend(nullptr),
+      m_packStage(PackStage::Taken),
+      m_sliceToFree(nullptr),
       m_clientsLock(std::make_unique<RWMutexLock>()),
       m_statsCacheSize(kLargestCacheSize),
       m_statsCacheFlushInterval(kLongestFlushInterval) {
@@ -282,7 +291,12 @@ void CKZStatGenMain::BeginNextSlice() {
     const double end = m_currentSlice->m_time + m_sliceLength;
     auto next = std::make_unique<CKZStatGenSlice>(m_sliceCounter + 1, end, this, true);
     AddSlice(next.get(), m_sliceCounter + 1);
-    m_packQueue.put(m_currentSlice);
+    try {
+        m_packQueue.put(m_currentSlice);
+    } catch (...) {
+        TakeOutOfTimeline(m_sliceCounter + 1);
+        throw;
+    }
     m_currentSlice = next.release();
     m_sliceCounter += 1;
     m_sliceEndOffset += m_sliceLength;
@@ -296,6 +310,12 @@ void CKZStatGenMain::AddSlice(CKZStatGenSlice* slice, int id) {
     if (m_timeline.insertKeyAndValue(key.get(), slice) != nullptr) key.release();
 }
 
+/// The key, to be deleted with what stood under it; null where nothing did.
+std::unique_ptr<RWCollectable> CKZStatGenMain::TakeOutOfTimeline(int id) {
+    const RWCollectableInt key(id);
+    return std::unique_ptr<RWCollectable>(m_timeline.remove(&key));
+}
+
 void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
     std::unique_ptr<RWCollectable> key;
     {
@@ -303,8 +323,7 @@ void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
         const RWMutexLock::LockGuard clients(*m_clientsLock);
         slice->DetachClients();
         const Lock::LockGuard guard(*m_timelineLock);
-        const RWCollectableInt id(slice->m_id);
-        key.reset(m_timeline.remove(&id));
+        key = TakeOutOfTimeline(slice->m_id);
     }
     // Out of reach now, so no client waits while thousands of measurements are freed.
     if (key != nullptr) delete slice;
@@ -312,6 +331,7 @@ void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
 
 CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
     while (!m_terminated.load()) {
+        if (m_sliceToSend != nullptr) return m_sliceToSend;  // an exception interrupted it
         int status = RyPEventQueue::TimedOut;
         RWCollectable* const item = m_packQueue.waitEvent(kQueueTimeOutMilliseconds, status);
         if (status == RyPEventQueue::ItemArrived) return SliceOf(item);
@@ -327,20 +347,44 @@ void CKZStatGenMain::CloseSlice(CKZStatGenSlice* slice) {
     slice->m_open.store(false, std::memory_order_relaxed);
 }
 
+void CKZStatGenMain::TakeInHand(CKZStatGenSlice* slice) {
+    if (m_sliceToSend == slice) return;
+    m_sliceToSend = slice;
+    m_packStage = PackStage::Taken;
+}
+
 int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
-    CloseSlice(slice);
-    m_totalSlice->AddDictionarysSlice(slice);
-
-    // The former merged dictionary lives until the hooks have seen the new one.
-    const auto formerMerged = std::exchange(m_totalDictionary, m_totalSlice->MergeDictionaries());
-    CallDictionaryHooks(slice->m_time);
-    RWCString text;
-    BuildMessage(text, *slice);
-    m_totalSlice->ResetLasts();
-
-    const int status = SendDictionaryString(text, Elapsed(slice->m_time), m_name.data());
+    TakeInHand(slice);
+    if (m_packStage < PackStage::Folded) {
+        CloseSlice(slice);
+        m_totalSlice->AddDictionarysSlice(slice);
+        m_packStage = PackStage::Folded;
+    }
+    std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
+    if (m_packStage < PackStage::Merged) {
+        // The former merged dictionary lives until the hooks have seen the new one.
+        formerMerged = std::exchange(m_totalDictionary, m_totalSlice->MergeDictionaries());
+        m_packStage = PackStage::Merged;
+    }
+    if (m_packStage < PackStage::DictionariesSent) {
+        CallDictionaryHooks(slice->m_time);
+        m_packStage = PackStage::DictionariesSent;
+    }
+    int status = 1;
+    if (m_packStage < PackStage::TextSent) {
+        status = SendText(*slice);
+        m_packStage = PackStage::TextSent;
+    }
     m_garbageQueue.put(slice);
+    m_sliceToSend = nullptr;
     return status;
+}
+
+int CKZStatGenMain::SendText(const CKZStatGenSlice& slice) {
+    RWCString text;
+    BuildMessage(text, slice);
+    m_totalSlice->ResetLasts();
+    return SendDictionaryString(text, Elapsed(slice.m_time), m_name.data());
 }
 
 void CKZStatGenMain::CallDictionaryHooks(double sliceEndTime) {
@@ -368,11 +412,13 @@ void CKZStatGenMain::doPackWork() {
 void CKZStatGenMain::doGarbageWork() {
     const RyPManualEvent::SetGuard running(m_garbageDone);
     CKZStatGenClient dummyClient(this, kDummyClientId);
+    if (m_sliceToFree != nullptr) FreeSliceInHand();  // an exception interrupted it
     while (!m_terminated.load() || !m_garbageQueue.isEmpty()) {
         int status = RyPEventQueue::TimedOut;
         RWCollectable* const item = m_garbageQueue.waitEvent(kQueueTimeOutMilliseconds, status);
         if (status == RyPEventQueue::ItemArrived) {
-            FreeSlice(SliceOf(item));
+            m_sliceToFree = SliceOf(item);
+            FreeSliceInHand();
         } else if (IsReleased(status)) {
             return;
         } else {
@@ -381,11 +427,13 @@ void CKZStatGenMain::doGarbageWork() {
     }
 }
 
-void CKZStatGenMain::FreeSlice(CKZStatGenSlice* slice) {
+void CKZStatGenMain::FreeSliceInHand() {
+    CKZStatGenSlice* const slice = m_sliceToFree;
     if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
     KZ_TRACE("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, Time: %f)\n", slice->m_id,
              slice->m_time);
     RemoveSlice(slice);
+    m_sliceToFree = nullptr;
 }
 
 /// Begins the slices that are due in a time without client traffic. The grace leaves that to real

@@ -110,11 +110,16 @@ private:
 };
 
 // A record that the threshold holds back costs one relaxed load and a branch; its arguments are
-// not evaluated and no text is built. That is what makes these macros.
-#define RYP_LOG_WITH(level, scope, text)                                         \
-    do {                                                                         \
-        if (__builtin_expect(RyPLog::IsEnabled(level), 0))                       \
-            RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
+// not evaluated and no text is built. That is what makes these macros. A record that cannot be
+// built or written, for lack of memory say, is dropped: logging never breaks off what it tells of.
+#define RYP_LOG_WITH(level, scope, text)                                             \
+    do {                                                                             \
+        if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                         \
+            try {                                                                    \
+                RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
+            } catch (...) {                                                          \
+            }                                                                        \
+        }                                                                            \
     } while (false)
 
 /// A record whose text is the arguments one after the other; without any, it carries no text.

@@ -1,0 +1,63 @@
+#include "faults/failingnew.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr long kNever = 0;
+
+/// Allocations until the one that fails.
+thread_local long t_left = kNever;
+thread_local bool t_hasFailed = false;
+
+void* Allocate(std::size_t size) {
+    if (t_left != kNever && --t_left == kNever) {
+        t_hasFailed = true;
+        throw std::bad_alloc();
+    }
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return Allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+FailingNew::FailingNew(long nth) {
+    t_hasFailed = false;
+    t_left = nth;
+}
+
+FailingNew::~FailingNew() {
+    t_left = kNever;
+}
+
+bool FailingNew::HasFailed() const {
+    return t_hasFailed;
+}
+
+PlentyOfMemory::PlentyOfMemory() : m_left(t_left) {
+    t_left = kNever;
+}
+
+PlentyOfMemory::~PlentyOfMemory() {
+    t_left = m_left;
+}

@@ -1,0 +1,224 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "faults/failingnew.h"
+#include "kzstatisticsgenerator.h"
+#include "ryp/log.h"
+#include "ryp/testclock.h"
+#include "support/message.h"
+#include "support/testpeer.h"
+
+// A run in which the nth allocation fails, for every n until a run has fewer allocations than
+// that: the exception reaches the caller, no lock stays taken, and what was accepted is counted
+// once.
+
+namespace {
+
+using Peer = CKZStatGenTestPeer;
+using Types = CKZStatPointTypeEnum;
+
+/// Keeps the texts, with memory of its own.
+class KeepingGenerator : public CKZStatGenMain {
+public:
+    KeepingGenerator() : CKZStatGenMain("a generator whose name does not fit a small string") {}
+    void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override {}
+    void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override {}
+    int SendDictionaryString(RWCString& text, double, const char*) override {
+        const PlentyOfMemory plenty;
+        texts.push_back(text);
+        return 1;
+    }
+    std::vector<RWCString> texts;
+};
+
+class DiscardingSink : public RyPLogSink {
+public:
+    void Write(const RyPLogRecord&) override {}
+};
+
+/// One run by hand on one thread: clients that come, report, flush, share an id and go, over a few
+/// slices, with a silence in the middle. Whatever fails is tried again, as a host would.
+class Run {
+public:
+    explicit Run(long failingAllocation) : m_failing(failingAllocation) {
+        Try([&] { m_generator = std::make_unique<KeepingGenerator>(); });
+        Try([&] { m_generator->Start(100.0, 10.0); });
+        for (int slice = 0; slice < 3; ++slice) ReportOneSlice(slice);
+        EndSlices();
+    }
+
+    bool HasFailed() const { return m_failing.HasFailed(); }
+
+    void ExpectBalancedBooks() const {
+        const PlentyOfMemory plenty;
+        std::map<std::string, double> sent;
+        for (const RWCString& text : m_generator->texts) {
+            const Message message(text);
+            for (const Record& record : message.records) sent[record.name] += record.lastsSum;
+        }
+        EXPECT_EQ(sent, m_accepted);
+        const Message last(m_generator->texts.back());
+        for (const auto& [name, sum] : m_accepted) EXPECT_EQ(last.Find(name)->sum, sum) << name;
+        for (std::size_t i = 0; i < m_generator->texts.size(); ++i)
+            EXPECT_EQ(Message(m_generator->texts[i]).sliceId, static_cast<int>(i) + 1);
+    }
+
+private:
+    template <class Step>
+    void Try(Step step) {
+        for (;;) {
+            try {
+                step();
+                return;
+            } catch (const std::bad_alloc&) {
+            }
+        }
+    }
+
+    std::unique_ptr<CKZStatGenClient> MakeClient(int id) {
+        std::unique_ptr<CKZStatGenClient> client;
+        Try([&] { client = std::make_unique<CKZStatGenClient>(m_generator.get(), id); });
+        return client;
+    }
+
+    /// Reports one value once. An exception means that it was not accepted.
+    void Report(CKZStatGenClient& client, const char* name, double value) {
+        try {
+            client.AddLast(name, value, Types::Counter);
+        } catch (const std::bad_alloc&) {
+            return;
+        }
+        const PlentyOfMemory plenty;
+        m_accepted[name] += value;
+    }
+
+    void ReportOneSlice(int slice) {
+        const auto first = MakeClient(1);
+        const auto twin = MakeClient(1);
+        const auto idle = MakeClient(2);
+        Report(*idle, "seen once", 1);
+        for (int i = 0; i < 25; ++i) {
+            Report(*first, kNames[i % 4], i);
+            if (i % 10 == 0) Report(*twin, kNames[(i + slice) % 4], 1000);
+        }
+        Try([&] { first->FlushStatsCache(); });
+        Try([&] { first->ResetTimer("a timer whose name does not fit a small string"); });
+        m_clock.Advance(slice == 1 ? 35.0 : 10.5);
+        Report(*first, "after the end", 1);
+        PackAndFree();
+    }
+
+    void EndSlices() {
+        m_clock.Advance(20.0);
+        const auto last = MakeClient(3);
+        Try([&] { last->GetNewDictionary(); });
+        PackAndFree();
+    }
+
+    /// What the loops do. A slice that an exception interrupted is sent again.
+    void PackAndFree() {
+        while (!Peer::PackQueue(*m_generator).isEmpty()) {
+            CKZStatGenSlice* const slice = m_generator->WaitForSlice();
+            Try([&] { m_generator->SendSlice(slice); });
+        }
+        int status = RyPEventQueue::ItemArrived;
+        while (!Peer::GarbageQueue(*m_generator).isEmpty()) {
+            auto* const slice = static_cast<CKZStatGenSlice*>(
+                Peer::GarbageQueue(*m_generator).waitEvent(0, status));
+            Try([&] { slice->ReleaseDicts(); });
+            Try([&] { m_generator->RemoveSlice(slice); });
+        }
+    }
+
+    static constexpr const char* kNames[] = {"a name that does not fit a small string", "b", "c",
+                                             "another name that does not fit a small string"};
+
+    RyPTestClock m_clock{100.0};
+    std::map<std::string, double> m_accepted;
+    std::unique_ptr<KeepingGenerator> m_generator;
+    FailingNew m_failing;
+};
+
+/// Returns the number of runs in which an allocation failed.
+long FailEveryAllocationInTurn() {
+    for (long nth = 1;; ++nth) {
+        const Run run(nth);
+        run.ExpectBalancedBooks();
+        if (testing::Test::HasFailure()) {
+            ADD_FAILURE() << "allocation " << nth;
+            return nth;
+        }
+        if (!run.HasFailed()) return nth - 1;
+    }
+}
+
+TEST(LackOfMemory, LosesAndDoublesNothingWhicheverAllocationFails) {
+    EXPECT_GT(FailEveryAllocationInTurn(), 300);
+}
+
+TEST(LackOfMemory, LosesAndDoublesNothingWhileEverythingIsTraced) {
+    DiscardingSink sink;
+    RyPLog::SetSink(&sink);
+    RyPLog::SetThreshold(RyPLogLevel::Trace);
+    EXPECT_GT(FailEveryAllocationInTurn(), 1000);
+    RyPLog::SetThreshold(RyPLogLevel::Error);
+    RyPLog::SetSink(nullptr);
+}
+
+/// Begins the 70 slices of a long silence, more than the pack queue has room for at first. Returns
+/// whether the allocation failed.
+bool BeginSlicesOfALongSilence(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    clock.Advance(700.0);
+    const FailingNew failing(failingAllocation);
+    CKZStatGenMeasurementDictionary* dictionary = nullptr;
+    while (dictionary == nullptr) {
+        try {
+            dictionary = client.GetNewDictionary();
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    const PlentyOfMemory plenty;
+    EXPECT_EQ(Peer::IdOf(*Peer::SliceOf(*dictionary)), 71);
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 71U);
+    for (int id = 1; id <= 70; ++id) EXPECT_EQ(Peer::IdOf(*generator.WaitForSlice()), id);
+    return failing.HasFailed();
+}
+
+TEST(LackOfMemory, LeavesNoGapInTheTimeline) {
+    long nth = 1;
+    while (BeginSlicesOfALongSilence(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 70 * 3);
+}
+
+TEST(LackOfMemory, LeavesTheLoopsToTheHostWhichRunsThemAgain) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    {
+        CKZStatGenClient client(&generator, 1);
+        client.AddLast("n", 7, Types::Counter);
+        clock.Set(111.0);
+        client.GetNewDictionary();
+        for (long nth = 1; generator.texts.empty(); ++nth) {
+            const FailingNew failing(nth);
+            try {
+                generator.SendSlice(generator.WaitForSlice());
+            } catch (const std::bad_alloc&) {
+            }
+        }
+        EXPECT_TRUE(Peer::PackQueue(generator).isEmpty());
+        EXPECT_EQ(Message(generator.texts.at(0)).Find("n")->sum, 7);
+    }
+    generator.Terminate();
+}
+
+}  // namespace
