@@ -2,9 +2,11 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <limits>
 
 #include "ryp/testclock.h"
 #include "ryp/truncate.h"
@@ -37,6 +39,22 @@ double WallClockOrigin() {
 /// Makes the first call at load time, so that the origin is that of the process start.
 [[maybe_unused]] const double g_originAtLoad = WallClockOrigin();
 
+/// The moment of the monotonic clock that many seconds from now.
+timespec MonotonicTimeIn(double seconds) {
+    constexpr long kNanoseconds = 1000000000;
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    const double whole = std::floor(seconds);
+    time.tv_nsec += RyPTruncate<long>((seconds - whole) * kNanosecondsPerSecond);
+    const time_t carry = time.tv_nsec >= kNanoseconds ? 1 : 0;
+    time.tv_nsec -= carry * kNanoseconds;
+    // A span past the range of the clock ends where the clock does.
+    const time_t latest = std::numeric_limits<time_t>::max();
+    const time_t room = latest - time.tv_sec - carry;
+    time.tv_sec = std::min(RyPTruncate<time_t>(whole), room) + time.tv_sec + carry;
+    return time;
+}
+
 void SleepOnTestClock(RyPTestClock& clock, double seconds) {
     const double deadline = clock.Now() + seconds;
     for (;;) {
@@ -65,11 +83,9 @@ void RyPSleep(double seconds) {
         SleepOnTestClock(*clock, seconds);
         return;
     }
-    const double whole = std::floor(seconds);
-    timespec rest{};
-    rest.tv_sec = RyPTruncate<time_t>(whole);
-    rest.tv_nsec = RyPTruncate<long>((seconds - whole) * kNanosecondsPerSecond);
-    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
-        // A signal ended the sleep early; `rest` holds what is left of it.
+    // To a moment and not for a span: a thread that signals interrupt all the time would begin the
+    // rest of its span over and over and never come to its end.
+    const timespec end = MonotonicTimeIn(seconds);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
     }
 }

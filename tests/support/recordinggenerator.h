@@ -69,11 +69,12 @@ public:
         const RWMutexLock::LockGuard guard(m_lock);
         return std::vector<Message>(m_texts.begin(), m_texts.end());
     }
-    /// REQUIRES: a message was sent.
-    Message LastMessage() const {
+    /// Both REQUIRE: a message was sent.
+    RWCString LastText() const {
         const RWMutexLock::LockGuard guard(m_lock);
-        return Message(m_texts.back());
+        return m_texts.back();
     }
+    Message LastMessage() const { return Message(LastText()); }
     std::string ReadableMessage(std::size_t index) const {
         const RWMutexLock::LockGuard guard(m_lock);
         return Readable(m_texts.at(index));

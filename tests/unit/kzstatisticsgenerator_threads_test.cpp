@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <atomic>
 #include <functional>
@@ -152,6 +154,58 @@ TEST_F(BusyGenerator, KeepsTimersOfDifferentClientsApart) {
             EXPECT_GE(client.SendTimer("t"), 0.0);
         }
     });
+}
+
+/// Interrupts the thread that made it with signals, one after the other, while it lives.
+class SignalStorm {
+public:
+    SignalStorm() : m_target(pthread_self()) {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};  // without SA_RESTART: system calls are interrupted
+        sigaction(SIGUSR1, &action, nullptr);
+        m_sender = std::thread([this] {
+            for (; !m_done; std::this_thread::yield()) pthread_kill(m_target, SIGUSR1);
+        });
+    }
+    ~SignalStorm() {
+        m_done = true;
+        m_sender.join();
+    }
+    SignalStorm(const SignalStorm&) = delete;
+    SignalStorm& operator=(const SignalStorm&) = delete;
+
+private:
+    const pthread_t m_target;
+    std::atomic<bool> m_done{false};
+    std::thread m_sender;
+};
+
+TEST(GeneratorUnderSignals, SendsEverythingThatWasReported) {
+    constexpr int kValues = 2000;
+    RecordingGenerator generator;
+    generator.Start(RyPSysTime(), kSliceSeconds);
+    std::thread pack([&] {
+        const SignalStorm storm;
+        generator.doPackWork();
+    });
+    std::thread garbage([&] {
+        const SignalStorm storm;
+        generator.doGarbageWork();
+    });
+    {
+        const SignalStorm storm;
+        CKZStatGenClient client(&generator, 1);
+        for (int i = 0; i < kValues; ++i) client.AddLast("n", 1, Types::Counter);
+        while (generator.MessageCount() == 0 || generator.LastMessage().records.empty() ||
+               generator.LastMessage().records[0].sum < kValues) {
+            client.GetNewDictionary();
+            RyPSleep(kSliceSeconds);
+        }
+    }
+    generator.Terminate();
+    pack.join();
+    garbage.join();
+    EXPECT_EQ(generator.LastMessage().records[0].sum, kValues);
 }
 
 TEST(GeneratorShutDown, CompletesAtAnyMomentUnderLoad) {

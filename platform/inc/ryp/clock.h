@@ -14,7 +14,8 @@ KZPLATFORM_EXPORT double RyPSysTime();
 /// Nanoseconds on the monotonic clock, from an arbitrary origin. For measuring spans.
 KZPLATFORM_EXPORT long long RyPMonotonicNanoseconds();
 
-/// Blocks the calling thread for `seconds` (nothing at 0 or below). A signal does not shorten it.
+/// Blocks the calling thread for `seconds` (nothing at 0 or below). Signals neither shorten
+/// nor prolong it.
 KZPLATFORM_EXPORT void RyPSleep(double seconds);
 
 #endif
