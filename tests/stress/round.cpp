@@ -1,0 +1,226 @@
+#include "round.h"
+
+#include <stdlib.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "clientthread.h"
+#include "clockdriver.h"
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
+#include "ryp/clock.h"
+#include "ryp/log.h"
+#include "ryp/testclock.h"
+#include "stressgenerator.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr int kSharedClientId = 60;
+constexpr int kControlClientId = 70;
+constexpr double kTestClockStart = 1000;
+constexpr milliseconds kPauseBetweenLooks{1};
+
+/// What is decided before a round begins. Compatible.
+struct Settings {
+    explicit Settings(Dice& dice)
+        : steppedClock(dice.OneIn(2)),
+          cacheSize(dice.OneOf({-5, 0, 1, 2, 7, 19, 20, 1000})),
+          slicesInThePast(dice.Between(0, 5)),
+          clientThreads(static_cast<unsigned>(dice.Between(1, 6))),
+          duration(dice.Between(5, 300)),
+          endsAtOnce(dice.OneIn(3)) {
+        // Powers of two on the stepped clock: its steps then meet the ends of slices exactly. In
+        // the longer ones a refused value is tried again soon, so that many are refused.
+        sliceLength = steppedClock ? dice.OneOf({1.0 / 512, 1.0 / 128, 1.0 / 4, 1.0 / 4})
+                                   : 0.001 * dice.Between(2, 10);
+    }
+
+    bool steppedClock;
+    int cacheSize;
+    int slicesInThePast;
+    unsigned clientThreads;
+    milliseconds duration;
+    bool endsAtOnce;
+    double sliceLength;
+};
+
+/// Takes the log while it lives; in a round there should be no errors. Safe for concurrent use.
+class ErrorLog : public RyPLogSink {
+public:
+    ErrorLog() : m_former(RyPLog::SetSink(this)) {}
+    ~ErrorLog() override { RyPLog::SetSink(m_former); }
+
+    void Write(const RyPLogRecord& record) override {
+        if (record.level != RyPLogLevel::Error) return;
+        const RWMutexLock::LockGuard guard(m_lock);
+        m_findings.Note("log", "no error", std::string(record.scope) + " " + record.text.data());
+    }
+
+    std::optional<Finding> First() const {
+        const RWMutexLock::LockGuard guard(m_lock);
+        return m_findings.First();
+    }
+
+private:
+    RyPLogSink* const m_former;
+    mutable RWMutexLock m_lock;
+    Findings m_findings RYP_GUARDED_BY(m_lock);
+};
+
+/// The two loops of a generator on threads of their own. Owned by the thread that made it.
+class Loops {
+public:
+    explicit Loops(CKZStatGenMain& main)
+        : m_main(main),
+          m_pack([&main] { main.doPackWork(); }),
+          m_garbage([&main] { main.doGarbageWork(); }) {}
+
+    /// Called once.
+    void End() {
+        m_main.Terminate();
+        m_main.WaitForTerminateToEnd();
+        m_pack.join();
+        m_garbage.join();
+    }
+
+private:
+    CKZStatGenMain& m_main;
+    std::thread m_pack;
+    std::thread m_garbage;
+};
+
+/// A thread that pauses the generator now and then until it is destroyed. Owned by the thread that
+/// made it.
+class Pauser {
+public:
+    Pauser(StressGenerator& generator, const RoundKey& key)
+        : m_thread([&generator, dice = Dice(key, PauseDice)](const std::stop_token& stop) mutable {
+              while (!stop.stop_requested()) {
+                  generator.PauseFor(dice.OneIn(2) ? 0 : 0.0001 * dice.Between(0, 10));
+                  std::this_thread::sleep_for(dice.UpToMilliseconds(10));
+              }
+          }) {}
+
+private:
+    std::jthread m_thread;
+};
+
+/// One round on its way. Owned by the thread that made it.
+class Round {
+public:
+    Round(const RoundKey& key, const Settings& settings, Watchdog& watchdog)
+        : m_key(key),
+          m_settings(settings),
+          m_watchdog(watchdog),
+          m_generator(key, settings.sliceLength),
+          m_shared(m_generator, kSharedClientId),
+          m_control(m_generator, kControlClientId) {
+        const double past = settings.slicesInThePast * settings.sliceLength;
+        m_generator.Start(RyPSysTime() - past, settings.sliceLength);
+    }
+
+    /// Returns when no thread of the round is left. `clock` is null on the real clock.
+    void Run(RyPTestClock* clock) {
+        // Ends last of all threads.
+        std::optional<ClockDriver> driver;
+        if (clock != nullptr) driver.emplace(*clock, m_generator, m_key);
+        Loops loops(m_generator);
+        const Pauser pauser(m_generator, m_key);
+        StartClients();
+        m_watchdog.WaitsFor(m_key.round, "the time of the round");
+        std::this_thread::sleep_for(m_settings.duration);
+        if (m_settings.endsAtOnce) {
+            EndLoops(loops);
+            StopClients();
+        } else {
+            StopClients();
+            Drain();
+            EndLoops(loops);
+        }
+        m_watchdog.WaitsFor(m_key.round, "the clock and the pauses to end");
+    }
+
+    /// REQUIRES: `Run` has returned.
+    RoundResult Compare() const {
+        Books books = m_generator.GetBooks();
+        for (const auto& client : m_clients) books.Add(client->GetBooks());
+        Findings findings = m_generator.GetFindings();
+        const Ledger& ledger = m_generator.GetLedger();
+        ledger.CheckThatClientsAddUp(findings);
+        ledger.CheckForNoMoreThan(books, findings);
+        if (!m_settings.endsAtOnce) ledger.CheckAgainst(books, findings);
+        return {books.CountOfAll(), m_generator.MessageCount(), findings.First()};
+    }
+
+private:
+    void StartClients() {
+        for (unsigned i = 0; i < m_settings.clientThreads; ++i)
+            m_clients.push_back(std::make_unique<ClientThread>(m_generator, m_shared, m_key, i));
+    }
+
+    void StopClients() {
+        m_watchdog.WaitsFor(m_key.round, "the client threads to end");
+        for (const auto& client : m_clients) client->Stop();
+        for (const auto& client : m_clients) client->Join();
+    }
+
+    void EndLoops(Loops& loops) {
+        m_watchdog.WaitsFor(m_key.round, "both loops to end");
+        loops.End();
+    }
+
+    /// Until everything that was reported was sent. The first time a hook may still be reporting;
+    /// when it is over, none does any more.
+    void Drain() {
+        m_generator.Quieten();
+        m_watchdog.WaitsFor(m_key.round, "the values of clients to be sent");
+        SendCurrentSlice();
+        m_watchdog.WaitsFor(m_key.round, "the last values of hooks to be sent");
+        SendCurrentSlice();
+    }
+
+    void SendCurrentSlice() {
+        m_control.client->GetNewDictionary();
+        const double end = m_control.client->GetCurrentEndTime();
+        while (m_generator.LastSentEnd() < end) {
+            std::this_thread::sleep_for(kPauseBetweenLooks);
+            m_control.client->GetNewDictionary();
+        }
+    }
+
+    const RoundKey m_key;
+    const Settings m_settings;
+    Watchdog& m_watchdog;
+    StressGenerator m_generator;
+    // Declared after the generator, so that every client is gone before it.
+    Handle m_shared;
+    Handle m_control;
+    std::vector<std::unique_ptr<ClientThread>> m_clients;
+};
+
+}  // namespace
+
+RoundResult RunRound(const RoundKey& key, Watchdog& watchdog) {
+    Dice dice(key, SettingsDice);
+    const Settings settings(dice);
+    setenv("LGStatsCacheSize", std::to_string(settings.cacheSize).c_str(), 1);
+    const ErrorLog log;
+    std::optional<RyPTestClock> clock;
+    if (settings.steppedClock) clock.emplace(kTestClockStart);
+    RoundResult result;
+    {
+        Round round(key, settings, watchdog);
+        round.Run(clock ? &*clock : nullptr);
+        result = round.Compare();
+        watchdog.WaitsFor(key.round, "the generator to be destroyed");
+    }
+    if (!result.finding) result.finding = log.First();
+    return result;
+}

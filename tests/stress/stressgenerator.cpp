@@ -1,0 +1,182 @@
+#include "stressgenerator.h"
+
+#include <thread>
+
+#include "names.h"
+#include "ryp/clock.h"
+
+namespace {
+
+constexpr char kGeneratorName[] = "stress";
+constexpr int kHookClientId = 50;
+// Elapsed times have three decimals, and each slice's end is rounded to what a double can hold.
+constexpr double kElapsedRounding = 0.001;
+constexpr double kEndRoundingPerSlice = 3e-7;
+
+Amount Lasts(const CKZStatMessageRecord& record) {
+    return {record.lasts.count, record.lasts.sum};
+}
+
+Amount Totals(const CKZStatMessageRecord& record) {
+    return {record.totals.count, record.totals.sum};
+}
+
+void EnterDictionary(CKZStatGenMeasurementDictionary& dictionary, int clientId, Ledger& ledger,
+                     Findings& findings) {
+    for (std::size_t i = 0; i < Names().size(); ++i) {
+        const char* const name = Names()[i].text.c_str();
+        if (dictionary.GetMeasurement(name) == nullptr) continue;
+        const Amount lasts{static_cast<double>(dictionary.GetLastsCount(name)),
+                           dictionary.GetLastsSum(name)};
+        const Amount totals{static_cast<double>(dictionary.GetCount(name)),
+                            dictionary.GetSum(name)};
+        ledger.Enter({clientId, i}, lasts, totals, findings);
+    }
+}
+
+}  // namespace
+
+StressGenerator::StressGenerator(const RoundKey& key, double sliceLength)
+    : CKZStatGenMain(kGeneratorName),
+      m_ownSliceLength(sliceLength),
+      m_dice(key, HookDice),
+      m_haste(m_dice.OneOf({30, 300, 3000})),
+      m_client(this, kHookClientId) {}
+
+void StressGenerator::PauseFor(double seconds) {
+    // Noted first: a message that leaves the pause out already is within bounds.
+    m_paused = m_paused + seconds;
+    Freeze();
+    std::this_thread::yield();
+    DeFrost(seconds);
+}
+
+// -------------------------------------------------------------------------------------- hooks
+
+void StressGenerator::SendClientDictionary(Dictionary* perClient, int clientId,
+                                           double sliceEndTime) {
+    m_sliceEnd = sliceEndTime;
+    EnterDictionary(*perClient, clientId, m_ledger, m_findings);
+    if (m_dice.OneIn(8)) AskEverything(*perClient, clientId);
+    DisturbTheRound();
+}
+
+void StressGenerator::SendTotalDictionary(Dictionary* merged, double sliceLength, double) {
+    m_findings.Expect("slice length given to the hook", m_ownSliceLength, sliceLength);
+    if (m_dice.OneIn(2)) AskEverything(*merged, Account::kAllClients);
+    DisturbTheRound();
+}
+
+int StressGenerator::SendDictionaryString(RWCString& text, double, const char* name) {
+    CKZStatMessage message;
+    std::size_t fault = 0;
+    ++m_messageCount;
+    if (message.Read(text, CKZStatMessage::FullRecords, fault)) {
+        CheckHeader(message);
+        EnterRecords(message);
+    } else {
+        m_findings.Note("message", "one that can be read", "a fault at " + std::to_string(fault));
+    }
+    if (RWCString(name) != kGeneratorName) m_findings.Note("name", kGeneratorName, name);
+    m_lastSentEnd = m_sliceEnd;
+    DisturbTheRound();
+    return 1;
+}
+
+// ------------------------------------------------------------------------------------ messages
+
+void StressGenerator::CheckHeader(const CKZStatMessage& message) {
+    if (message.GetGeneratorName() != kGeneratorName)
+        m_findings.Note("generator name", kGeneratorName, message.GetGeneratorName().data());
+    const int id = m_messageCount;
+    m_findings.Expect("slice id", id, message.GetSliceId());
+    m_findings.Expect("slice length", m_ownSliceLength, message.GetSliceLength(), kElapsedRounding);
+    // Pauses are taken off at any moment, so the bounds are as wide as all of them so far.
+    const double paused = m_paused;
+    m_findings.Expect("elapsed time", id * m_ownSliceLength - paused / 2, message.GetElapsed(),
+                      paused / 2 + kElapsedRounding + id * kEndRoundingPerSlice);
+}
+
+void StressGenerator::EnterRecords(const CKZStatMessage& message) {
+    std::size_t known = 0;
+    for (std::size_t i = 0; i < Names().size(); ++i) {
+        const CKZStatMessageRecord* const record = message.FindRecord(Names()[i].text.c_str());
+        if (record == nullptr) continue;
+        ++known;
+        const Account account{Account::kAllClients, i};
+        m_findings.Expect(account, "type", Names()[i].type, record->type);
+        m_ledger.Enter(account, Lasts(*record), Totals(*record), m_findings);
+    }
+    m_findings.Expect("records in the message", static_cast<double>(known),
+                      static_cast<double>(message.GetRecords().size()));
+}
+
+// --------------------------------------------------------------------------------- dictionaries
+
+void StressGenerator::AskEverything(Dictionary& dictionary, int clientId) {
+    for (std::size_t i = 0; i < Names().size(); ++i)
+        if (dictionary.GetMeasurement(Names()[i].text.c_str()) != nullptr)
+            AskForName(dictionary, {clientId, i});
+    AskForUnknownName(dictionary);
+    DumpAndWalk(dictionary);
+}
+
+void StressGenerator::AskForName(Dictionary& dictionary, const Account& account) {
+    const char* const name = Names()[account.name].text.c_str();
+    m_findings.Expect(account, "average", dictionary.GetSum(name) / dictionary.GetCount(name),
+                      dictionary.GetAverage(name));
+    const int lastsCount = dictionary.GetLastsCount(name);
+    m_findings.Expect(account, "average of the slice",
+                      lastsCount > 0 ? dictionary.GetLastsSum(name) / lastsCount : -1,
+                      dictionary.GetLastsAverage(name));
+    m_findings.Expect(account, "standard deviation", 0, dictionary.GetStddev(name));
+    m_findings.ExpectWithin(account, "minimum", dictionary.GetMinimum(name),
+                            dictionary.GetMaximum(name), dictionary.GetMinimum(name));
+    m_findings.ExpectWithin(account, "minimum of the slice", dictionary.GetLastsMinimum(name),
+                            dictionary.GetLastsMaximum(name), dictionary.GetLastsMinimum(name));
+    m_findings.ExpectWithin(account, "sum of squares of the slice", 0, dictionary.GetSumSqr(name),
+                            dictionary.GetLastsSumSqr(name));
+}
+
+void StressGenerator::AskForUnknownName(Dictionary& dictionary) {
+    const char* const name = "unknown";
+    for (const double answer :
+         {dictionary.GetMaximum(name), double(dictionary.GetCount(name)), dictionary.GetSum(name),
+          dictionary.GetSumSqr(name), dictionary.GetStddev(name), dictionary.GetAverage(name),
+          dictionary.GetLastsMinimum(name), dictionary.GetLastsMaximum(name),
+          double(dictionary.GetLastsCount(name)), dictionary.GetLastsSum(name),
+          dictionary.GetLastsSumSqr(name), dictionary.GetLastsAverage(name)})
+        m_findings.Expect("answer for an unknown name", -1, answer);
+}
+
+void StressGenerator::DumpAndWalk(Dictionary& dictionary) {
+    RWCString full;
+    RWCString lasts;
+    dictionary.DumpDict(full);
+    dictionary.DumpLasts(lasts);
+    std::size_t walked = 0;
+    for (RWHashDictionaryIterator next(dictionary); next() != nullptr;) ++walked;
+    m_findings.Expect("names walked over", static_cast<double>(dictionary.entries()),
+                      static_cast<double>(walked));
+    m_findings.Expect("dumps that are empty", walked == 0 ? 2 : 0, full.isNull() + lasts.isNull());
+}
+
+// ----------------------------------------------------------------------------------- nuisances
+
+/// What a hook does besides looking, as its last act. Whatever else a host's hook might do to its
+/// generator belongs here.
+void StressGenerator::DisturbTheRound() {
+    if (m_dice.OneIn(m_haste)) std::this_thread::sleep_for(m_dice.UpToMilliseconds(3));
+    if (m_dice.OneIn(4 * m_haste)) RyPSleep(m_ownSliceLength);
+    if (m_dice.OneIn(4) && !m_isQuiet) ReportValues();
+}
+
+void StressGenerator::ReportValues() {
+    for (int left = m_dice.Between(1, 5); left > 0; --left) {
+        const std::size_t name = m_dice.Index(kWholeNames);
+        const int value = m_dice.Between(-9, 99);
+        m_client.AddLast(Names()[name].text.c_str(), value, Names()[name].type);
+        m_books.Enter(kHookClientId, name, value);
+    }
+    if (m_dice.OneIn(3)) m_client.FlushStatsCache();
+}
