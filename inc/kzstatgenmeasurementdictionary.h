@@ -72,7 +72,8 @@ public:
     /// Writes all measurements to standard output, for debugging.
     void Print();
 
-    /// The measurement of `name`, owned by the dictionary; null for an unknown name.
+    /// The measurement of `name`, owned by the dictionary; null for an unknown name. The caller may
+    /// change it, so the dictionary counts as changed; to read a statistic, ask for it by name.
     CKZStatGenMeasurement* GetMeasurement(const char* name) const;
 
     /// Statistics by name, each -1 for an unknown name. Averages are sum / count, or -1 where the
@@ -124,7 +125,11 @@ private:
     void FlushEntries();
     void DropCachedEntries(int count);
     std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
+    CKZStatGenMeasurement* Find(const char* name) const;
     CKZStatGenMeasurement* FindOrCreate(const char* name, PointType type);
+    bool HasChanged() const { return m_changed.load(std::memory_order_relaxed); }
+    void NoteChange() const { m_changed.store(true, std::memory_order_relaxed); }
+    void NoteMerged() { m_changed.store(false, std::memory_order_relaxed); }
     template <class Query>
     auto Ask(const char* name, Query query) const;
     template <class Record>
@@ -136,6 +141,9 @@ private:
     // Written by the reporting thread without m_lock and by a flush under it. The clients lock
     // keeps the two apart until the slice is closed; afterwards nobody reports any more.
     std::atomic<int> m_cachedCount;
+    // Whether a measurement was handed out for changing since the pack thread merged the values,
+    // which it need not do again otherwise. Relaxed: it reads only what it wrote itself.
+    mutable std::atomic<bool> m_changed;
     StatsCacheEntry m_statsCache[kCacheCapacity];
 };
 

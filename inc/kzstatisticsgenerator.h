@@ -103,6 +103,8 @@ private:
     void DetachClients();
     CKZStatGenMeasurementDictionary* FindOrCreate(int clientId);
     std::unique_ptr<CKZStatGenMeasurementDictionary> MergeDictionaries() const;
+    bool HasChanged() const;
+    void NoteMerged();
 
     int m_id;
     // Relaxed: cleared and read by reporters under the clients lock, which orders the two.
@@ -149,7 +151,9 @@ public:
     // Hooks, called in this order for each slice, on the pack thread and without any lock held:
     // SendClientDictionary for every client id, SendTotalDictionary, SendDictionaryString. They
     // must not keep the dictionaries, which stay the generator's: the merged one is deleted at the
-    // next slice, those per client change with it.
+    // next slice that brings values, those per client change with it. A hook that changes a
+    // dictionary does so by the dictionary's own operations, not through an iterator: while nothing
+    // changes, slices pass on what was merged before.
     //
     // An exception from a hook leaves `doPackWork` to the host, with the done event signalled. The
     // slice stays in hand: a pack loop that is run again takes it up where it was left, and calls
@@ -232,8 +236,12 @@ private:
     std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
     void TakeInHand(CKZStatGenSlice* slice);
     void CloseSlice(CKZStatGenSlice* slice);
+    std::unique_ptr<CKZStatGenMeasurementDictionary> MergeTotals();
+    bool IsMergeCurrent() const;
     void CallDictionaryHooks(double sliceEndTime);
-    void BuildMessage(RWCString& text, const CKZStatGenSlice& slice);
+    void RenderRecords();
+    void ResetLasts();
+    void BuildMessage(RWCString& text, const CKZStatGenSlice& slice) const;
     int SendText(const CKZStatGenSlice& slice);
     void FreeSliceInHand();
     void KeepTime(CKZStatGenClient& dummyClient);
@@ -256,9 +264,12 @@ private:
     RyPEventQueue m_packQueue;
     std::unique_ptr<CKZStatGenSlice> m_totalSlice;  // made by Start, then the pack thread's
     std::unique_ptr<CKZStatGenMeasurementDictionary> m_totalDictionary;  // the pack thread's
-    CKZStatGenSlice* m_sliceToSend;                                      // the pack thread's
-    PackStage m_packStage;                                               // the pack thread's
-    CKZStatGenSlice* m_sliceToFree;                                      // the garbage thread's
+    RWCString m_records;             // the pack thread's: the dump of m_totalDictionary, ...
+    bool m_recordsAreCurrent;        // ... once it was rendered
+    bool m_lastsMayBeSet;            // the pack thread's: in the total slice
+    CKZStatGenSlice* m_sliceToSend;  // the pack thread's
+    PackStage m_packStage;           // the pack thread's
+    CKZStatGenSlice* m_sliceToFree;  // the garbage thread's
     RyPManualEvent m_packDone;
     RyPManualEvent m_garbageDone;
     RyPEventQueue m_garbageQueue;

@@ -34,7 +34,8 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
       m_lock(std::make_unique<Lock>()),
       m_slice(slice),
       m_client(nullptr),
-      m_cachedCount(0) {}
+      m_cachedCount(0),
+      m_changed(true) {}
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
     if (m_client != nullptr) m_client->ReleaseDictionary();
@@ -112,7 +113,8 @@ void CKZStatGenMeasurementDictionary::DropCachedEntries(int count) {
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(const char* name,
                                                                      PointType type) {
-    if (CKZStatGenMeasurement* const known = GetMeasurement(name)) return known;
+    NoteChange();
+    if (CKZStatGenMeasurement* const known = Find(name)) return known;
     auto key = std::make_unique<CKZCollectableString>(name, true);
     auto measurement = std::make_unique<CKZStatGenMeasurement>(type);
     insertKeyAndValue(key.get(), measurement.get());
@@ -168,7 +170,11 @@ void CKZStatGenMeasurementDictionary::Reset(const char* name) {
 
 void CKZStatGenMeasurementDictionary::ResetLasts() {
     RWHashDictionaryIterator next(*this);
-    while (next() != nullptr) MeasurementOf(next.value())->ResetLasts();
+    while (next() != nullptr) {
+        CKZStatGenMeasurement* const measurement = MeasurementOf(next.value());
+        if (!measurement->IsResetLasts()) NoteChange();
+        measurement->ResetLasts();
+    }
 }
 
 template <class Record>
@@ -200,6 +206,11 @@ void CKZStatGenMeasurementDictionary::Print() {
 }
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::GetMeasurement(const char* name) const {
+    NoteChange();
+    return Find(name);
+}
+
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(const char* name) const {
     const CKZCollectableString key(name, false);
     return MeasurementOf(findValue(&key));
 }
@@ -207,13 +218,13 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::GetMeasurement(const cha
 /// What `query` answers for the measurement of `name`, or -1.
 template <class Query>
 auto CKZStatGenMeasurementDictionary::Ask(const char* name, Query query) const {
-    const CKZStatGenMeasurement* const measurement = GetMeasurement(name);
+    const CKZStatGenMeasurement* const measurement = Find(name);
     using Answer = decltype(query(*measurement));
     return measurement == nullptr ? static_cast<Answer>(kUnknown) : query(*measurement);
 }
 
 double CKZStatGenMeasurementDictionary::GetMinimum(const char* name) const {
-    return GetMeasurement(name)->m_totals.minimum;
+    return Find(name)->m_totals.minimum;
 }
 
 double CKZStatGenMeasurementDictionary::GetMaximum(const char* name) const {

@@ -163,6 +163,20 @@ std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::MergeDictionar
     return merged;
 }
 
+/// Whether a dictionary may have other values than at the last `NoteMerged`.
+bool CKZStatGenSlice::HasChanged() const {
+    bool changed = false;
+    ForEachDictionary([&](int, const CKZStatGenMeasurementDictionary& dictionary) {
+        changed = changed || dictionary.HasChanged();
+    });
+    return changed;
+}
+
+void CKZStatGenSlice::NoteMerged() {
+    ForEachDictionary(
+        [](int, CKZStatGenMeasurementDictionary& dictionary) { dictionary.NoteMerged(); });
+}
+
 CKZStatGenMeasurementDictionary* CKZStatGenSlice::DumpSlice(RWCString& text) {
     auto merged = MergeDictionaries();
     merged->DumpDict(text);
@@ -187,6 +201,8 @@ CKZStatGenMain::CKZStatGenMain(const char* name)
       m_timelineLock(std::make_unique<Lock>()),
       m_currentSlice(nullptr),
       m_currentEndTime(std::numeric_limits<double>::infinity()),
+      m_recordsAreCurrent(false),
+      m_lastsMayBeSet(false),
       m_sliceToSend(nullptr),
       m_packStage(PackStage::Taken),
       m_sliceToFree(nullptr),
@@ -363,7 +379,7 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
     if (m_packStage < PackStage::Merged) {
         // The former merged dictionary lives until the hooks have seen the new one.
-        formerMerged = std::exchange(m_totalDictionary, m_totalSlice->MergeDictionaries());
+        if (!IsMergeCurrent()) formerMerged = MergeTotals();
         m_packStage = PackStage::Merged;
     }
     if (m_packStage < PackStage::DictionariesSent) {
@@ -380,10 +396,28 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
     return status;
 }
 
+/// Slices without values change nothing once the lasts are empty: they pass on what was merged and
+/// rendered before, so that hours of silence are caught up with in no time.
+bool CKZStatGenMain::IsMergeCurrent() const {
+    return m_totalDictionary != nullptr && !m_totalDictionary->HasChanged() &&
+           !m_totalSlice->HasChanged();
+}
+
+/// Replaces the merged dictionary and returns the former one.
+std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenMain::MergeTotals() {
+    auto former = std::exchange(m_totalDictionary, m_totalSlice->MergeDictionaries());
+    m_totalDictionary->NoteMerged();
+    m_totalSlice->NoteMerged();
+    m_recordsAreCurrent = false;
+    m_lastsMayBeSet = true;
+    return former;
+}
+
 int CKZStatGenMain::SendText(const CKZStatGenSlice& slice) {
+    if (!m_recordsAreCurrent || m_totalDictionary->HasChanged()) RenderRecords();
     RWCString text;
     BuildMessage(text, slice);
-    m_totalSlice->ResetLasts();
+    if (m_lastsMayBeSet || m_totalSlice->HasChanged()) ResetLasts();
     return SendDictionaryString(text, Elapsed(slice.m_time), m_name.data());
 }
 
@@ -394,14 +428,25 @@ void CKZStatGenMain::CallDictionaryHooks(double sliceEndTime) {
     SendTotalDictionary(m_totalDictionary.get(), m_sliceLength, Elapsed(sliceEndTime));
 }
 
-void CKZStatGenMain::BuildMessage(RWCString& text, const CKZStatGenSlice& slice) {
-    m_totalDictionary->DumpDict(text);
-    RWCString header(m_name);
-    header += kFieldEnd;
-    KzAppendField(header, m_sliceLength);
-    KzAppendField(header, Elapsed(slice.m_time));
-    KzAppendField(header, static_cast<long long>(slice.m_id));
-    text.prepend(header);
+void CKZStatGenMain::RenderRecords() {
+    m_recordsAreCurrent = false;
+    m_totalDictionary->DumpDict(m_records);
+    m_recordsAreCurrent = true;
+}
+
+void CKZStatGenMain::ResetLasts() {
+    m_totalSlice->ResetLasts();
+    m_lastsMayBeSet = false;
+}
+
+void CKZStatGenMain::BuildMessage(RWCString& text, const CKZStatGenSlice& slice) const {
+    text += m_name;
+    text += kFieldEnd;
+    KzAppendField(text, m_sliceLength);
+    KzAppendField(text, Elapsed(slice.m_time));
+    KzAppendField(text, static_cast<long long>(slice.m_id));
+    text.capacity(text.length() + m_records.length());
+    text += m_records;
 }
 
 void CKZStatGenMain::doPackWork() {
