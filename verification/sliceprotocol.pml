@@ -1,0 +1,923 @@
+/*
+ * The life of a slice, from the first value reported into it to its destruction, as the generator,
+ * its slices, its clients and their two queues carry it out. To be read beside
+ * src/kzstatisticsgenerator.cpp: an inline bears the name of the function that it stands for.
+ * README.md tells what is left out and what each check shows.
+ *
+ * What is one step here may be many in the program where no other thread can tell: a run of
+ * accesses to data that others touch only under a lock which the process holds, or that nobody else
+ * touches, with at most one access in it that others see without such a lock. So a lock is taken in
+ * the step that uses it first and let go in the step that used it last. No step holds two accesses
+ * to the clock, a flag, a queue, a cache or its count.
+ */
+
+/* Sizes, and what the environment may do; scripts/verify chooses them for each check. */
+#ifndef SLICES
+#define SLICES 3 /* the last one stays current, so SLICES - 1 of them are packed */
+#endif
+#ifndef CLIENTS
+#define CLIENTS 2
+#endif
+#ifndef VALUES
+#define VALUES 1 /* that each client reports */
+#endif
+#ifndef MOVES
+#define MOVES 0 /* calls of GetNewDictionary by each client */
+#endif
+#ifndef FLUSHES
+#define FLUSHES 0 /* calls of FlushStatsCache by each client */
+#endif
+#ifndef LIVES
+#define LIVES 1 /* handles that each client makes one after another under its id */
+#endif
+#ifndef THROWS
+#define THROWS 0 /* exceptions that end the pack loop, which is then run again */
+#endif
+#ifndef PER_SLICE
+#define PER_SLICE 5 /* dictionaries that a slice has room for; too few is reported */
+#endif
+
+#define CACHE_SIZE 2
+#define NONE 255
+
+#define DICTIONARIES (SLICES * PER_SLICE)
+#define SLICE_OF(d) ((d) / PER_SLICE)
+#define HANDLES (CLIENTS * LIVES + 1)
+#define DUMMY_HANDLE (CLIENTS * LIVES)
+#define ID_OF(handle) ((handle) / LIVES)
+
+#define SET_OF(value) (1 << (value))
+#define ALL_VALUES ((1 << (CLIENTS * VALUES)) - 1)
+#define VALUES_OF(clientId) (((1 << VALUES) - 1) << ((clientId) * VALUES))
+
+/* Two ticks to a slice, so that a moment can be before, at or past its end. */
+#define END_OF(s) (2 * ((s) + 1))
+#define LAST_TICK (END_OF(SLICES - 1) - 1)
+
+/*
+ * The properties. Never 0 and no part of a state: each assertion bears the name of the property that
+ * it belongs to, so that a failure tells what it contradicts.
+ */
+hidden byte values_exact = 1;
+hidden byte no_use_after_free = 1;
+hidden byte holds_exact = 1;
+hidden byte packed_and_freed_once = 1;
+hidden byte lock_order = 1;
+hidden byte model_has_room = 1;
+#define CHECK(property, condition) assert(!property || (condition))
+
+/* ------------------------------------------------------------------------------------- state */
+
+typedef Slice {
+    bit alive;
+    bit open;
+    bit inTimeline;
+    unsigned countZ0 : 4;
+    unsigned dictionaries : 4;
+    byte accepted /* the values that its dictionaries took; only the checks look at it */
+};
+
+typedef Dictionary {
+    byte client; /* the handle that holds it, or NONE */
+    unsigned clientId : 4;
+    bit locked;
+    unsigned cachedCount : 2;
+    unsigned aggregated : 4;
+    byte cache[CACHE_SIZE]
+};
+
+typedef Client {
+    bit alive;
+    byte dictionary
+};
+
+Slice slice[SLICES];
+Dictionary dictionary[DICTIONARIES]; /* those of slice s from s * PER_SLICE on, as they were filed */
+Client client[HANDLES];
+
+byte now = 1;
+bit terminated, stopping;
+byte currentSlice;
+byte currentEndTime = END_OF(0);
+byte clientsLock, timelineLock; /* 0, or one more than the process that has it */
+chan packQueue = [SLICES] of { byte };
+chan garbageQueue = [SLICES] of { byte };
+bit packReleased, garbageReleased;
+bit packDone = 1, garbageDone = 1;
+
+/* What the program has no variable for: values told by messages, values given up, slices sent. */
+byte inMessages, dropped;
+byte sent;
+byte clientsCome, clientsGone;
+bit packJoined, garbageJoined;
+bit ended;
+
+/* Scratch of a step, so no part of a state. */
+hidden byte entry;
+#ifdef DEFECT_FURTHER_DICTIONARY_UNCOUNTED
+hidden byte other, isFurther;
+#endif
+
+/* ------------------------------------------------------------------------------------- locks */
+
+#define CLIENTS_RANK 1
+#define TIMELINE_RANK 2
+#define SLICE_RANK 4
+#define DICTIONARY_RANK 8
+
+/* `ranks` is the sum of the ranks of the locks that the process holds. */
+#define CHECK_RANK(rank) CHECK(lock_order, ranks < rank)
+
+/* Whoever asks for a lock it has already is let in: that shows as a breach of the order. */
+#define IS_FREE(lock) (lock == 0 || lock == _pid + 1)
+
+#define ACQUIRE(lock, rank) \
+    IS_FREE(lock); \
+    CHECK_RANK(rank); \
+    lock = _pid + 1; \
+    ranks = ranks + rank
+
+#define RELEASE(lock, rank) \
+    lock = 0; \
+    ranks = ranks - rank
+
+#define CHECK_SLICE(s) CHECK(no_use_after_free, slice[s].alive)
+#define CHECK_DICTIONARY(d) CHECK(no_use_after_free, slice[SLICE_OF(d)].alive)
+#define CHECK_CLIENT(c) CHECK(no_use_after_free, client[c].alive)
+
+/* ------------------------------------------------------------------------------------- clock */
+
+/* Part of a step. Time passes unseen, so the clock moves when somebody looks at it. */
+inline RyPSysTime() {
+    do
+    :: now < LAST_TICK -> now++
+    :: true -> break
+    od
+}
+
+/* ------------------------------------------------------------------------------------ queues */
+
+#define ItemArrived 0
+#define TimedOut 1
+#define Released 2
+
+/* Part of a step. Queued items are handed out before a release is told. */
+inline Queue_waitEvent(queue, released) {
+    if
+    :: nempty(queue) -> queue ? inHand; status = ItemArrived
+    :: empty(queue) && released -> status = Released
+#ifndef ENDLESS_WAITS
+    :: empty(queue) && !released -> status = TimedOut
+#endif
+    fi
+}
+
+/* ------------------------------------------------------------------------------- dictionaries */
+
+/* FlushStatsCache in two steps: first the values show twice, then the cache is empty. */
+inline Dictionary_beginFlush(d) {
+    CHECK_DICTIONARY(d);
+    if
+    :: dictionary[d].cachedCount > 0 ->
+       !dictionary[d].locked;
+       CHECK_RANK(DICTIONARY_RANK);
+       dictionary[d].locked = 1;
+       isFlushing = 1;
+       entry = 0;
+       do
+       :: entry < dictionary[d].cachedCount ->
+          CHECK(values_exact, !(dictionary[d].aggregated & SET_OF(dictionary[d].cache[entry])));
+          dictionary[d].aggregated =
+              dictionary[d].aggregated | SET_OF(dictionary[d].cache[entry]);
+          entry++
+       :: else -> break
+       od
+    :: else
+    fi
+}
+
+inline Dictionary_endFlush(d) {
+    if
+    :: isFlushing ->
+       CHECK_DICTIONARY(d);
+       dictionary[d].cachedCount = 0;
+       dictionary[d].cache[0] = 0;
+       dictionary[d].cache[1] = 0;
+       dictionary[d].locked = 0;
+       isFlushing = 0
+    :: else
+    fi
+}
+
+/* Part of a step. `cached` was read in an earlier one: the cache has no lock of its own. */
+inline Dictionary_CacheValue(d, value) {
+    CHECK_DICTIONARY(d);
+    dictionary[d].cache[cached] = value;
+    dictionary[d].cachedCount = cached + 1;
+    cached = 0;
+    slice[SLICE_OF(d)].accepted = slice[SLICE_OF(d)].accepted | SET_OF(value)
+}
+
+/* ------------------------------------------------------------------------------------- slices */
+
+/* Part of a step. */
+inline Slice_construct(s) {
+    slice[s].alive = 1;
+    slice[s].open = 1;
+    slice[s].inTimeline = 1
+}
+
+/* Part of a step; leaves the new dictionary in `fresh`. */
+inline Slice_AddDictionary(s, id) {
+    CHECK_SLICE(s);
+    CHECK_RANK(SLICE_RANK);
+    CHECK(model_has_room, slice[s].dictionaries < PER_SLICE);
+    fresh = s * PER_SLICE + slice[s].dictionaries;
+    dictionary[fresh].clientId = id;
+    slice[s].dictionaries++;
+#ifdef DEFECT_FURTHER_DICTIONARY_UNCOUNTED
+    d_step {
+        isFurther = 0;
+        other = s * PER_SLICE;
+        do
+        :: other < fresh -> isFurther = isFurther || dictionary[other].clientId == id; other++
+        :: else -> break
+        od
+    };
+    slice[s].countZ0 = slice[s].countZ0 + 1 - isFurther
+#else
+    slice[s].countZ0++
+#endif
+}
+
+/* Part of a step. The program stops at 0; the check says that this is never needed. */
+inline Slice_DecCountZ0(s) {
+    CHECK_SLICE(s);
+    CHECK_RANK(SLICE_RANK);
+    CHECK(holds_exact, slice[s].countZ0 > 0);
+    slice[s].countZ0--
+}
+
+/* Part of a step, with the clients lock: from `position` on to a dictionary that a client holds. */
+inline Slice_findHeld(s) {
+    CHECK_SLICE(s);
+    do
+    :: position < snapshotEnd && dictionary[position].client == NONE -> position++
+    :: else -> break
+    od
+}
+
+/* The snapshot ends at `snapshotEnd`. */
+inline Slice_ReleaseDicts(s) {
+    atomic {
+        ACQUIRE(clientsLock, CLIENTS_RANK);
+        CHECK_SLICE(s);
+        CHECK_RANK(SLICE_RANK);
+        position = s * PER_SLICE;
+        snapshotEnd = position + slice[s].dictionaries;
+        Slice_findHeld(s)
+    };
+    do
+    :: position < snapshotEnd ->
+       self = dictionary[position].client;
+       Client_MoveToNewDictionary();
+       atomic { Slice_findHeld(s) }
+    :: atomic { position >= snapshotEnd -> position = 0; snapshotEnd = 0; self = 0; break }
+    od;
+    atomic { RELEASE(clientsLock, CLIENTS_RANK) }
+}
+
+/* Part of a step: every client that holds a dictionary of the slice forgets it. */
+inline Slice_forgetClients(s) {
+    CHECK_SLICE(s);
+    position = s * PER_SLICE;
+    do
+    :: position < s * PER_SLICE + slice[s].dictionaries ->
+       if
+       :: dictionary[position].client != NONE ->
+          CHECK_CLIENT(dictionary[position].client);
+          client[dictionary[position].client].dictionary = NONE;
+          dictionary[position].client = NONE
+       :: else
+       fi;
+       position++
+    :: else -> break
+    od;
+    position = 0
+}
+
+/* Part of a step. Nothing of a destroyed slice is left that could tell two states apart. */
+inline Slice_destroy(s) {
+    CHECK(packed_and_freed_once, slice[s].alive);
+    Slice_forgetClients(s);
+    position = s * PER_SLICE;
+    do
+    :: position < s * PER_SLICE + slice[s].dictionaries ->
+       dictionary[position].client = 0;
+       dictionary[position].clientId = 0;
+       dictionary[position].locked = 0;
+       dictionary[position].cachedCount = 0;
+       dictionary[position].cache[0] = 0;
+       dictionary[position].cache[1] = 0;
+       dictionary[position].aggregated = 0;
+       position++
+    :: else -> break
+    od;
+    position = 0;
+    slice[s].alive = 0;
+    slice[s].open = 0;
+    slice[s].dictionaries = 0;
+    slice[s].countZ0 = 0
+}
+
+/* ---------------------------------------------------------------------------------- generator */
+
+/* With the timeline lock. The ended slice is in the pack thread's reach before the new end is. */
+inline Main_BeginNextSlice() {
+    d_step {
+        Slice_construct(currentSlice + 1);
+        packQueue ! currentSlice;
+        currentSlice++
+    };
+    currentEndTime = END_OF(currentSlice)
+}
+
+/*
+ * With the clients lock. `previous` is left for a dictionary of the current slice, in `fresh`.
+ * Whoever waits for a slice's lock may go on before the call that let go of it has returned: so
+ * the slice that was left must still be there one step later.
+ */
+inline Main_GetNewDictionary() {
+    atomic {
+        CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
+        previous = 0;
+        RyPSysTime();
+        sliceMayBeOver = (now >= currentEndTime)
+    };
+    atomic {
+        ACQUIRE(timelineLock, TIMELINE_RANK);
+        if
+        :: sliceMayBeOver -> RyPSysTime(); instant = now; sliceMayBeOver = 0
+        :: else
+        fi
+    };
+    do
+    :: instant >= END_OF(currentSlice) -> Main_BeginNextSlice() /* AdvanceTimeline */
+    :: atomic { instant < END_OF(currentSlice) -> break }
+    od;
+    atomic {
+        instant = 0;
+        Slice_AddDictionary(currentSlice, ID_OF(self));
+        RELEASE(timelineLock, TIMELINE_RANK);
+        Client_take(fresh);
+        fresh = 0
+    }
+}
+
+inline Main_RemoveSlice(s) {
+    atomic {
+#if defined DEFECT_FREED_WITHOUT_CLIENTS_LOCK
+        ACQUIRE(timelineLock, TIMELINE_RANK);
+        d_step { Slice_forgetClients(s) };
+#elif defined DEFECT_TIMELINE_LOCKED_BEFORE_CLIENTS
+        ACQUIRE(timelineLock, TIMELINE_RANK);
+        ACQUIRE(clientsLock, CLIENTS_RANK);
+        d_step { Slice_forgetClients(s) };
+        RELEASE(clientsLock, CLIENTS_RANK);
+#else
+        ACQUIRE(clientsLock, CLIENTS_RANK);
+        d_step { Slice_forgetClients(s) };
+        ACQUIRE(timelineLock, TIMELINE_RANK);
+        RELEASE(clientsLock, CLIENTS_RANK);
+#endif
+#ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
+        slice[s].inTimeline = 0;
+#endif
+        RELEASE(timelineLock, TIMELINE_RANK)
+    };
+    d_step { Slice_destroy(s) }
+}
+
+/* ------------------------------------------------------------------------------------ clients */
+
+/* Part of a step. */
+inline Client_leave() {
+    CHECK_CLIENT(self);
+    previous = client[self].dictionary;
+    client[self].dictionary = NONE;
+    if
+    :: previous != NONE ->
+       CHECK_DICTIONARY(previous);
+       dictionary[previous].client = NONE;
+       Slice_DecCountZ0(SLICE_OF(previous))
+    :: else
+    fi
+}
+
+/* Part of a step. */
+inline Client_take(d) {
+    CHECK_CLIENT(self);
+    client[self].dictionary = d;
+    dictionary[d].client = self;
+    clientsCome = (self != DUMMY_HANDLE && ID_OF(self) == clientsCome -> clientsCome + 1
+                                                                      : clientsCome)
+}
+
+/* With the clients lock, for the handle `self`. */
+inline Client_MoveToNewDictionary() {
+    atomic { Client_leave() };
+    Main_GetNewDictionary()
+}
+
+inline Client_GetNewDictionary() {
+    atomic { ACQUIRE(clientsLock, CLIENTS_RANK); Client_leave() };
+    Main_GetNewDictionary();
+    atomic { RELEASE(clientsLock, CLIENTS_RANK) }
+}
+
+/* Part of a step. */
+inline Client_NeedsNewDictionary() {
+    if
+    :: into == NONE -> needsNew = 1
+    :: else ->
+       CHECK_DICTIONARY(into);
+       RyPSysTime();
+       needsNew = (dictionary[into].client == NONE || now > END_OF(SLICE_OF(into)))
+    fi
+}
+
+/* Part of a step: the test of the slice's flag, which changes under the clients lock only. */
+inline Client_lookAtDictionary() {
+    into = client[self].dictionary;
+    CHECK_DICTIONARY(into);
+    isOpen = slice[SLICE_OF(into)].open;
+    needsNew = 0
+}
+
+inline Client_AddLast(value) {
+    atomic {
+        ACQUIRE(clientsLock, CLIENTS_RANK);
+        into = client[self].dictionary;
+        Client_NeedsNewDictionary();
+        if
+        :: !needsNew -> Client_lookAtDictionary()
+        :: else
+        fi
+    };
+    do
+    :: needsNew ->
+       Client_MoveToNewDictionary();
+       atomic { Client_lookAtDictionary() }
+    :: atomic { isOpen -> CHECK_DICTIONARY(into); cached = dictionary[into].cachedCount; break }
+#ifdef DEFECT_REFUSED_VALUE_STAYS
+    :: atomic { !isOpen && !needsNew -> Client_lookAtDictionary() }
+#else
+    :: atomic { !isOpen && !needsNew && stopping -> dropped = dropped | SET_OF(value); break }
+    :: atomic { !isOpen && !needsNew && !stopping -> needsNew = 1 }
+#endif
+    od;
+    atomic {
+        if
+        :: isOpen ->
+           Dictionary_CacheValue(into, value);
+           if
+           :: dictionary[into].cachedCount >= CACHE_SIZE -> Dictionary_beginFlush(into)
+           :: else
+           fi
+        :: else
+        fi
+    };
+    atomic {
+        Dictionary_endFlush(into);
+        isOpen = 0;
+        into = 0;
+        RELEASE(clientsLock, CLIENTS_RANK)
+    }
+}
+
+inline Client_FlushStatsCache() {
+    atomic {
+#ifndef DEFECT_FLUSHED_WITHOUT_CLIENTS_LOCK
+        ACQUIRE(clientsLock, CLIENTS_RANK);
+#endif
+        into = client[self].dictionary;
+        if
+        :: into != NONE -> Dictionary_beginFlush(into)
+        :: else
+        fi
+    };
+    atomic {
+        Dictionary_endFlush(into);
+        into = 0;
+#ifndef DEFECT_FLUSHED_WITHOUT_CLIENTS_LOCK
+        RELEASE(clientsLock, CLIENTS_RANK)
+#endif
+    }
+}
+
+/* Part of a step. */
+inline Client_construct() {
+    client[self].alive = 1;
+    client[self].dictionary = NONE
+}
+
+inline Client_destroy() {
+    atomic {
+        ACQUIRE(clientsLock, CLIENTS_RANK);
+#ifndef DEFECT_DESTROYED_CLIENT_STAYS_KNOWN
+        if
+        :: client[self].dictionary != NONE ->
+           CHECK_DICTIONARY(client[self].dictionary);
+           dictionary[client[self].dictionary].client = NONE
+        :: else
+        fi;
+#endif
+        RELEASE(clientsLock, CLIENTS_RANK);
+        client[self].alive = 0;
+        client[self].dictionary = 0
+    }
+}
+
+/* ------------------------------------------------------------------------------------ threads */
+
+/* What every thread that moves clients keeps on its stack. */
+#define STACK_OF_A_MOVER \
+    byte self; \
+    unsigned ranks : 4; \
+    byte previous; \
+    byte fresh; \
+    unsigned instant : 4; \
+    bit sliceMayBeOver
+
+/*
+ * Handles under one id, one after another. All that a client may do is done, in every order: one that
+ * stops early is one that is slow. The clients are alike, so whichever takes a dictionary first is
+ * called the first.
+ */
+proctype ClientThread(byte clientId) {
+    STACK_OF_A_MOVER;
+    unsigned reported : 2;
+#if MOVES
+    unsigned moves : 2;
+#endif
+#if FLUSHES
+    unsigned flushes : 2;
+#endif
+    bit needsNew;
+    bit isOpen;
+    bit isFlushing;
+    byte into;
+    unsigned cached : 2;
+
+    atomic {
+        clientId <= clientsCome;
+        self = clientId * LIVES;
+        Client_construct()
+    };
+    do
+    :: atomic { reported < VALUES -> reported++ };
+       Client_AddLast(clientId * VALUES + reported - 1)
+#if MOVES
+    :: moves < MOVES ->
+       moves++;
+       Client_GetNewDictionary()
+#endif
+#if FLUSHES
+    :: flushes < FLUSHES ->
+       flushes++;
+       Client_FlushStatsCache()
+#endif
+#if LIVES > 1
+    :: self < clientId * LIVES + LIVES - 1 ->
+       Client_destroy();
+       atomic { self++; Client_construct() }
+#endif
+    :: else -> break
+    od;
+    Client_destroy();
+    clientsGone++
+}
+
+/* How far the slice in hand is. */
+#define Taken 0
+#define Folded 1
+#define Merged 2
+#define DictionariesSent 3
+#define TextSent 4
+
+/* Memory runs out, or a hook throws. Nothing that others see was done in the step before. */
+#if THROWS
+#define MAY_THROW \
+    if \
+    :: thrown < THROWS -> thrown++; goto interrupted \
+    :: true \
+    fi
+#else
+#define MAY_THROW skip
+#endif
+
+/* Part of a step. */
+inline Main_WaitForSlice() {
+    if
+#ifndef DEFECT_INTERRUPTED_SLICE_FORGOTTEN
+    :: sliceToSend != NONE -> inHand = sliceToSend; status = ItemArrived
+#endif
+    :: else -> Queue_waitEvent(packQueue, packReleased)
+    fi
+}
+
+/* Under the clients lock nothing but the flag is touched. */
+inline Main_CloseSlice(s) {
+    atomic {
+#ifndef DEFECT_CLOSED_WITHOUT_CLIENTS_LOCK
+        clientsLock == 0;
+#endif
+        CHECK_RANK(CLIENTS_RANK);
+        CHECK_SLICE(s);
+        slice[s].open = 0
+    }
+}
+
+/* Part of a step: AddValuesOfDict, from one of the slice's dictionaries into that of its id. */
+inline Slice_addDictionaryInHand() {
+    !dictionary[source].locked;
+    CHECK_DICTIONARY(source);
+    CHECK_RANK(DICTIONARY_RANK);
+    CHECK(values_exact, !(totalLasts & dictionary[source].aggregated));
+    CHECK(values_exact,
+          !(dictionary[source].aggregated & ~VALUES_OF(dictionary[source].clientId)));
+    totalLasts = totalLasts | dictionary[source].aggregated;
+    source = 0;
+    folded++
+}
+
+/* On the total slice. `folded` dictionaries are added; an interrupted fold goes on behind them. */
+inline Slice_AddDictionarysSlice(finished) {
+    do
+    :: atomic {
+           folded < slice[finished].dictionaries && !isFlushing ->
+           CHECK_SLICE(finished);
+           MAY_THROW;
+           source = finished * PER_SLICE + folded;
+           Dictionary_beginFlush(source);
+           if
+           :: !isFlushing -> Slice_addDictionaryInHand()
+           :: else
+           fi
+       }
+    :: atomic { isFlushing -> Dictionary_endFlush(source); Slice_addDictionaryInHand() }
+    :: atomic { folded >= slice[finished].dictionaries -> CHECK_SLICE(finished); folded = 0; stage = Folded; break }
+    od
+}
+
+/* Part of a step. What the message tells of the slice is exactly what the slice accepted. */
+inline Main_SendText(s) {
+    CHECK_SLICE(s);
+#ifndef DEFECT_LASTS_NOT_RESET
+    totalLasts = 0;
+#endif
+    MAY_THROW; /* in SendDictionaryString, which has told nobody by then */
+    CHECK(packed_and_freed_once, s == sent);
+    CHECK(values_exact, !(inMessages & mergedLasts));
+    CHECK(values_exact, mergedLasts == slice[s].accepted);
+    inMessages = inMessages | mergedLasts;
+    sent++
+}
+
+/* Part of a step. */
+inline Main_TakeInHand(s) {
+    if
+    :: sliceToSend != s -> sliceToSend = s; stage = Taken
+    :: else
+    fi
+}
+
+inline Main_SendSlice(s) {
+    if
+    :: stage < Folded ->
+       Main_CloseSlice(s);
+       Slice_AddDictionarysSlice(s)
+    :: stage >= Folded
+    fi;
+    atomic {
+        if
+        :: stage < Merged -> MAY_THROW; mergedLasts = totalLasts; stage = Merged
+        :: else
+        fi;
+        if
+        :: stage < DictionariesSent -> MAY_THROW; stage = DictionariesSent
+        :: else
+        fi;
+        if
+        :: stage < TextSent -> Main_SendText(s); stage = TextSent
+        :: else
+        fi;
+        MAY_THROW;
+        garbageQueue ! s;
+        sliceToSend = NONE;
+        stage = Taken;
+        mergedLasts = 0
+    }
+}
+
+/* The pack thread. The host runs the loop again after an exception. */
+proctype doPackWork() {
+    unsigned ranks : 4;
+    byte inHand;
+    unsigned status : 2;
+    byte sliceToSend = NONE;
+    unsigned stage : 3;
+    unsigned folded : 4;
+    byte source;
+    unsigned totalLasts : 4;
+    unsigned mergedLasts : 4;
+    bit isFlushing;
+#if THROWS
+    bit thrown;
+runAgain:
+#endif
+    packDone = 0;
+nextPass:
+    do
+    :: terminated -> break
+    :: !terminated ->
+       atomic {
+           Main_WaitForSlice();
+           if
+           :: status == ItemArrived -> Main_TakeInHand(inHand)
+           :: status == Released -> status = 0; break
+           :: status == TimedOut -> status = 0; goto nextPass
+           fi
+       };
+       Main_SendSlice(inHand)
+    od;
+    atomic { packDone = 1; packJoined = 1 };
+#if THROWS
+    goto left;
+interrupted:
+    packDone = 1;
+    goto runAgain;
+left:
+#endif
+    skip
+}
+
+inline Main_FreeSliceInHand(s) {
+    atomic {
+        CHECK_SLICE(s);
+        CHECK_RANK(SLICE_RANK);
+        isHeld = (slice[s].countZ0 > 0)
+    };
+    if
+    :: isHeld ->
+       isHeld = 0;
+       Slice_ReleaseDicts(s)
+    :: !isHeld
+    fi;
+    Main_RemoveSlice(s)
+}
+
+/*
+ * Without the grace beyond the end: the dummy client may step in at any moment of silence. A pause
+ * takes time, so that the end of a slice comes in the end.
+ */
+inline Main_KeepTime() {
+    atomic {
+        RyPSysTime();
+        if
+        :: now > currentEndTime && !stopping -> self = DUMMY_HANDLE
+        :: else -> now = (now < LAST_TICK -> now + 1 : now); goto nextPass
+        fi
+    };
+    Client_GetNewDictionary();
+    self = 0
+}
+
+/* The garbage thread. */
+proctype doGarbageWork() {
+    STACK_OF_A_MOVER;
+    byte inHand;
+    unsigned status : 2;
+    bit isHeld;
+    byte position;
+    byte snapshotEnd;
+
+    atomic {
+        garbageDone = 0;
+        self = DUMMY_HANDLE;
+        Client_construct();
+        self = 0
+    };
+nextPass:
+    do
+    :: terminated && empty(garbageQueue) -> break
+    :: !terminated || nempty(garbageQueue) ->
+       atomic {
+           Queue_waitEvent(garbageQueue, garbageReleased);
+           if
+           :: status == ItemArrived
+           :: status == Released -> status = 0; break
+           :: status == TimedOut -> status = 0; goto keepTime
+           fi
+       };
+       Main_FreeSliceInHand(inHand);
+       inHand = 0;
+       goto nextPass;
+keepTime:
+       Main_KeepTime()
+    od;
+    self = DUMMY_HANDLE;
+    Client_destroy();
+#ifndef DEFECT_LOOP_END_NOT_SIGNALLED
+    garbageDone = 1;
+#endif
+    garbageJoined = 1
+}
+
+/* Part of a step. */
+inline Main_Start() {
+    Slice_construct(0)
+}
+
+inline Main_Terminate() {
+    stopping = 1;
+    packReleased = 1;
+    terminated = 1;
+#ifndef DEFECT_GARBAGE_QUEUE_NOT_RELEASED
+    garbageReleased = 1
+#endif
+}
+
+/* And joins the threads. */
+inline Main_WaitForTerminateToEnd() {
+    packDone && garbageDone && packJoined && garbageJoined && clientsGone == CLIENTS
+}
+
+/* Part of a step, the destructor: what still stands in the timeline is deleted. */
+inline Main_destroy() {
+    do
+    :: sliceAt < SLICES ->
+       if
+       :: slice[sliceAt].inTimeline ->
+          slice[sliceAt].inTimeline = 0;
+          Slice_destroy(sliceAt)
+       :: else
+       fi;
+       sliceAt++
+    :: else -> break
+    od;
+    sliceAt = 0
+}
+
+/* Part of a step: what must have come true by the end, whatever happened on the way. */
+inline checkTheEnd() {
+    do
+    :: sliceAt < SLICES ->
+       CHECK(packed_and_freed_once, !slice[sliceAt].alive);
+       CHECK(values_exact, !(accepted & slice[sliceAt].accepted));
+       accepted = accepted | slice[sliceAt].accepted;
+       if
+       :: sliceAt < sent -> told = told | slice[sliceAt].accepted
+       :: else
+       fi;
+       sliceAt++
+    :: else -> break
+    od;
+    CHECK(values_exact, told == inMessages);
+    CHECK(values_exact, !(accepted & dropped));
+    CHECK(values_exact, (accepted | dropped) == ALL_VALUES)
+}
+
+/* The control thread of the host, which may terminate the generator at any moment. */
+init {
+    byte position;
+    byte sliceAt;
+    byte accepted;
+    byte told;
+
+    atomic {
+        Main_Start();
+        run doPackWork();
+        run doGarbageWork();
+        do
+        :: sliceAt < CLIENTS -> run ClientThread(sliceAt); sliceAt++
+        :: else -> break
+        od;
+        sliceAt = 0
+    };
+#ifdef ORDERLY_END
+    /* Every slice that ends is sent, whether or not a client keeps the time. */
+    clientsGone == CLIENTS && sent == SLICES - 1;
+#endif
+    Main_Terminate();
+    Main_WaitForTerminateToEnd();
+    d_step {
+        Main_destroy();
+        checkTheEnd();
+        ended = 1
+    }
+}
+
+#ifdef LIVENESS
+ltl the_end_comes { <> ended }
+#endif
