@@ -7,8 +7,8 @@
  * What is one step here may be many in the program where no other thread can tell: a run of
  * accesses to data that others touch only under a lock which the process holds, or that nobody else
  * touches, with at most one access in it that others see without such a lock. So a lock is taken in
- * the step that uses it first and let go in the step that used it last. No step holds two accesses
- * to the clock, a flag, a queue, a cache or its count.
+ * the step that uses it first and let go in the step that used it last. Where a step holds more
+ * than one access to the clock, a flag, a queue, or a cache and its count, a comment tells why.
  */
 
 /* Sizes, and what the environment may do; scripts/verify chooses them for each check. */
@@ -37,6 +37,10 @@
 #define PER_SLICE 5 /* dictionaries that a slice has room for; too few is reported */
 #endif
 
+#if CLIENTS * VALUES > 4
+#error "sets of values have room for four"
+#endif
+
 #define CACHE_SIZE 2
 #define NONE 255
 
@@ -55,8 +59,8 @@
 #define LAST_TICK (END_OF(SLICES - 1) - 1)
 
 /*
- * The properties. Never 0 and no part of a state: each assertion bears the name of the property that
- * it belongs to, so that a failure tells what it contradicts.
+ * The properties. Never 0 and no part of a state: each assertion bears the name of the property
+ * that it belongs to, so that a failure tells what it contradicts.
  */
 hidden byte values_exact = 1;
 hidden byte no_use_after_free = 1;
@@ -92,7 +96,7 @@ typedef Client {
 };
 
 Slice slice[SLICES];
-Dictionary dictionary[DICTIONARIES]; /* those of slice s from s * PER_SLICE on, as they were filed */
+Dictionary dictionary[DICTIONARIES]; /* those of slice s from s * PER_SLICE on, as filed */
 Client client[HANDLES];
 
 byte now = 1;
@@ -476,6 +480,7 @@ inline Client_AddLast(value) {
     :: atomic { !isOpen && !needsNew && !stopping -> needsNew = 1 }
 #endif
     od;
+    /* The test for a full cache may share the step: a flush tests again what there is to do. */
     atomic {
         if
         :: isOpen ->
@@ -550,9 +555,9 @@ inline Client_destroy() {
     bit sliceMayBeOver
 
 /*
- * Handles under one id, one after another. All that a client may do is done, in every order: one that
- * stops early is one that is slow. The clients are alike, so whichever takes a dictionary first is
- * called the first.
+ * Handles under one id, one after another. All that a client may do is done, in every order: one
+ * that stops early is one that is slow. The clients are alike, so whichever takes a dictionary
+ * first is called the first.
  */
 proctype ClientThread(byte clientId) {
     STACK_OF_A_MOVER;
@@ -666,7 +671,13 @@ inline Slice_AddDictionarysSlice(finished) {
            fi
        }
     :: atomic { isFlushing -> Dictionary_endFlush(source); Slice_addDictionaryInHand() }
-    :: atomic { folded >= slice[finished].dictionaries -> CHECK_SLICE(finished); folded = 0; stage = Folded; break }
+    :: atomic {
+           folded >= slice[finished].dictionaries ->
+           CHECK_SLICE(finished);
+           folded = 0;
+           stage = Folded;
+           break
+       }
     od
 }
 
@@ -778,8 +789,9 @@ inline Main_FreeSliceInHand(s) {
 }
 
 /*
- * Without the grace beyond the end: the dummy client may step in at any moment of silence. A pause
- * takes time, so that the end of a slice comes in the end.
+ * Without the grace beyond the end: the dummy client may step in at any moment of silence. The
+ * three reads may share the step: what changes between them might as well change after the last
+ * one. A pause takes time, so that every slice ends in the end.
  */
 inline Main_KeepTime() {
     atomic {
@@ -809,7 +821,7 @@ proctype doGarbageWork() {
         self = 0
     };
 nextPass:
-    do
+    do /* `terminated` stays as it is once it is set, so that it may share the step */
     :: terminated && empty(garbageQueue) -> break
     :: !terminated || nempty(garbageQueue) ->
        atomic {
