@@ -651,6 +651,7 @@ inline Slice_addDictionaryInHand() {
     CHECK(values_exact, !(totalLasts & dictionary[source].aggregated));
     CHECK(values_exact,
           !(dictionary[source].aggregated & ~VALUES_OF(dictionary[source].clientId)));
+    hasChanged = hasChanged || dictionary[source].aggregated;
     totalLasts = totalLasts | dictionary[source].aggregated;
     source = 0;
     folded++
@@ -681,12 +682,32 @@ inline Slice_AddDictionarysSlice(finished) {
     od
 }
 
-/* Part of a step. What the message tells of the slice is exactly what the slice accepted. */
-inline Main_SendText(s) {
-    CHECK_SLICE(s);
+/* Part of a step. Emptied lasts are merged once more, or the next message tells them again. */
+inline Main_ResetLasts() {
+#ifndef DEFECT_EMPTIED_LASTS_NOT_NOTED
+    hasChanged = hasChanged || totalLasts;
+#endif
 #ifndef DEFECT_LASTS_NOT_RESET
     totalLasts = 0;
 #endif
+    lastsMayBeSet = 0
+}
+
+/* Part of a step. What was merged serves again while nothing has changed (IsMergeCurrent). */
+inline Main_MergeTotals() {
+    if
+    :: hasChanged -> mergedLasts = totalLasts; hasChanged = 0; lastsMayBeSet = 1
+    :: else
+    fi
+}
+
+/* Part of a step. What the message tells of the slice is exactly what the slice accepted. */
+inline Main_SendText(s) {
+    CHECK_SLICE(s);
+    if
+    :: lastsMayBeSet || hasChanged -> Main_ResetLasts()
+    :: else
+    fi;
     MAY_THROW; /* in SendDictionaryString, which has told nobody by then */
     CHECK(packed_and_freed_once, s == sent);
     CHECK(values_exact, !(inMessages & mergedLasts));
@@ -712,7 +733,7 @@ inline Main_SendSlice(s) {
     fi;
     atomic {
         if
-        :: stage < Merged -> MAY_THROW; mergedLasts = totalLasts; stage = Merged
+        :: stage < Merged -> MAY_THROW; Main_MergeTotals(); stage = Merged
         :: else
         fi;
         if
@@ -726,8 +747,7 @@ inline Main_SendSlice(s) {
         MAY_THROW;
         garbageQueue ! s;
         sliceToSend = NONE;
-        stage = Taken;
-        mergedLasts = 0
+        stage = Taken
     }
 }
 
@@ -742,6 +762,8 @@ proctype doPackWork() {
     byte source;
     unsigned totalLasts : 4;
     unsigned mergedLasts : 4;
+    bit hasChanged = 1;
+    bit lastsMayBeSet;
     bit isFlushing;
 #if THROWS
     bit thrown;
