@@ -16,9 +16,10 @@ namespace {
 constexpr double kNanosecondsPerSecond = 1e9;
 
 long long RealMonotonicNanoseconds() {
-    using std::chrono::nanoseconds;
-    using std::chrono::steady_clock;
-    return std::chrono::duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+    constexpr long long kNanoseconds = 1000000000;
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * kNanoseconds + time.tv_nsec;
 }
 
 double WallClockSeconds() {
@@ -27,7 +28,7 @@ double WallClockSeconds() {
 }
 
 double RealMonotonicSeconds() {
-    return static_cast<double>(RealMonotonicNanoseconds()) / kNanosecondsPerSecond;
+    return static_cast<double>(RealMonotonicNanoseconds()) * 1e-9;
 }
 
 /// What the wall clock shows when the monotonic clock shows 0, fixed at the first call.

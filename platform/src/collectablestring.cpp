@@ -3,9 +3,12 @@
 #include <cstring>
 #include <string_view>
 
-#include "texthash.h"
+#include "ryp/texthash.h"
 
 namespace {
+
+/// No text is longer: it fills at most half of the address space.
+constexpr std::size_t kLongest = std::numeric_limits<std::size_t>::max() >> 1;
 
 std::string_view TextOf(const RWCollectable* object) {
     const auto* string = static_cast<const CKZCollectableString*>(object);
@@ -21,7 +24,9 @@ const char* CopyOf(const char* text, std::size_t length) {
 }  // namespace
 
 CKZCollectableString::CKZCollectableString(const char* text, bool copies)
-    : m_text(text == nullptr ? "" : text), m_length(std::strlen(m_text)), m_owned(copies) {
+    : m_text(text == nullptr ? "" : text),
+      m_length(std::strlen(m_text) & kLongest),
+      m_owned(copies) {
     if (m_owned) m_text = CopyOf(m_text, m_length);
 }
 
@@ -34,7 +39,7 @@ int CKZCollectableString::compareTo(const RWCollectable* other) const {
 }
 
 unsigned CKZCollectableString::hash() const {
-    return RyPTextHash(TextOf(this));
+    return RyPTextHash::Of(TextOf(this));
 }
 
 bool CKZCollectableString::isEqual(const RWCollectable* other) const {

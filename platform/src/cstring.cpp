@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "texthash.h"
+#include "ryp/texthash.h"
 
 RWCString& RWCString::append(const char* text) {
     m_text.append(text == nullptr ? "" : text);
@@ -59,5 +59,5 @@ std::size_t RWCString::capacity(std::size_t count) {
 }
 
 unsigned RWCString::hash() const {
-    return RyPTextHash(m_text);
+    return RyPTextHash::Of(m_text);
 }

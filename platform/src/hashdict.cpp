@@ -4,12 +4,7 @@
 
 namespace {
 
-/// Spreads `hash` over `buckets` without a division: the multiplication mixes the hash, whose low
-/// bits alone may differ (small integers), and its high part scales it to the table.
-std::size_t BucketNumber(unsigned hash, std::size_t buckets) {
-    const std::uint32_t mixed = static_cast<std::uint32_t>(hash) * 2654435769U;
-    return static_cast<std::size_t>((std::uint64_t{mixed} * buckets) >> 32);
-}
+constexpr std::size_t kFirstEntries = 4;
 
 }  // namespace
 
@@ -18,23 +13,12 @@ RWHashDictionary::RWHashDictionary(std::size_t buckets)
 
 RWHashDictionary::~RWHashDictionary() = default;
 
-RWHashDictionary::Index& RWHashDictionary::BucketOf(unsigned hash) {
-    return m_buckets[BucketNumber(hash, m_buckets.size())];
-}
-
 RWHashDictionary::Index RWHashDictionary::Find(const RWCollectable* key) const {
     return m_entries.empty() ? kNone : Find(key, key->hash());
 }
 
 RWHashDictionary::Index RWHashDictionary::Find(const RWCollectable* key, unsigned hash) const {
-    if (m_entries.empty()) return kNone;
-    Index index = m_buckets[BucketNumber(hash, m_buckets.size())];
-    while (index != kNone) {
-        const Entry& entry = m_entries[index];
-        if (entry.hash == hash && entry.key->isEqual(key)) return index;
-        index = entry.next;
-    }
-    return kNone;
+    return FindEntry(hash, [key](const RWCollectable* known) { return known->isEqual(key); });
 }
 
 void RWHashDictionary::GrowTo(std::size_t buckets) {
@@ -47,17 +31,30 @@ void RWHashDictionary::GrowTo(std::size_t buckets) {
     }
 }
 
-RWCollectable* RWHashDictionary::insertKeyAndValue(RWCollectable* key, RWCollectable* value) {
-    const unsigned hash = key->hash();
-    if (Find(key, hash) != kNone) return nullptr;
+void RWHashDictionary::Reserve(std::size_t count) {
+    m_entries.reserve(count);
+    // Twice as many, so that few entries share a bucket.
+    if (2 * count > m_buckets.size()) GrowTo(std::max(2 * count, m_initialBuckets));
+}
+
+void RWHashDictionary::InsertNew(RWCollectable* key, RWCollectable* value, unsigned hash) {
     if (m_buckets.empty()) {
         GrowTo(m_initialBuckets);
-    } else if (m_entries.size() >= m_buckets.size()) {
+    } else if (m_entries.size() >= m_buckets.size() / 2) {
         GrowTo(m_buckets.size() * 2);
     }
+    // By half and not to the double: there are as many of these as there are names and clients.
+    if (m_entries.size() == m_entries.capacity())
+        m_entries.reserve(std::max<std::size_t>(kFirstEntries, m_entries.size() * 3 / 2));
     Index& head = BucketOf(hash);
     m_entries.push_back({key, value, hash, head});
     head = static_cast<Index>(m_entries.size() - 1);
+}
+
+RWCollectable* RWHashDictionary::insertKeyAndValue(RWCollectable* key, RWCollectable* value) {
+    const unsigned hash = key->hash();
+    if (Find(key, hash) != kNone) return nullptr;
+    InsertNew(key, value, hash);
     return key;
 }
 

@@ -16,9 +16,9 @@ namespace {
 /// Sign, every digit before the point of the largest double, and the point.
 constexpr std::size_t kLongestWholePart = std::numeric_limits<double>::max_exponent10 + 3;
 
-void WriteFixed(double value, int precision, char* begin, char* end, RWCString& text) {
+void AppendFixed(double value, int precision, char* begin, char* end, RWCString& text) {
     const auto result = std::to_chars(begin, end, value, std::chars_format::fixed, precision);
-    text = RWCString(begin, static_cast<std::size_t>(result.ptr - begin));
+    text.append(begin, static_cast<std::size_t>(result.ptr - begin));
 }
 
 locale_t CLocale() {
@@ -29,25 +29,35 @@ locale_t CLocale() {
 }  // namespace
 
 void RyPDoubleToString(double value, RWCString& text, int precision) {
+    text.remove(0);
+    RyPAppendDouble(value, text, precision);
+}
+
+void RyPAppendDouble(double value, RWCString& text, int precision) {
     if (std::isnan(value)) {
-        text = "nan";  // without the sign that some NaNs carry
+        text += "nan";  // without the sign that some NaNs carry
         return;
     }
     constexpr int kUsualPrecision = 64;
     precision = std::max(precision, 0);
     if (precision <= kUsualPrecision) {
         char buffer[kLongestWholePart + kUsualPrecision];
-        WriteFixed(value, precision, buffer, buffer + sizeof buffer, text);
+        AppendFixed(value, precision, buffer, buffer + sizeof buffer, text);
     } else {
         std::string buffer(kLongestWholePart + static_cast<std::size_t>(precision), '\0');
-        WriteFixed(value, precision, buffer.data(), buffer.data() + buffer.size(), text);
+        AppendFixed(value, precision, buffer.data(), buffer.data() + buffer.size(), text);
     }
 }
 
 void RyPIntToString(long long value, RWCString& text) {
+    text.remove(0);
+    RyPAppendInt(value, text);
+}
+
+void RyPAppendInt(long long value, RWCString& text) {
     char buffer[std::numeric_limits<long long>::digits10 + 3];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    text = RWCString(buffer, static_cast<std::size_t>(result.ptr - buffer));
+    text.append(buffer, static_cast<std::size_t>(result.ptr - buffer));
 }
 
 double RyPStringToDouble(const char* text) {

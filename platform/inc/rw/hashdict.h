@@ -57,8 +57,9 @@ public:
 
     void applyToKeyAndValue(RWapplyKeyAndValue function, void* context);
 
-private:
-    friend class RWHashDictionaryIterator;
+protected:
+    // For derived classes that know the hash of a key and can tell it without virtual calls. Such a
+    // hash is the one that the key's `hash` answers.
 
     using Index = std::uint32_t;
     static constexpr Index kNone = ~Index{0};
@@ -70,7 +71,50 @@ private:
         Index next;  // in the same bucket
     };
 
-    Index& BucketOf(unsigned hash);
+    /// In the order in which an iterator visits them.
+    const std::vector<Entry>& Entries() const { return m_entries; }
+
+    /// The position among `Entries` of the first one with this hash for whose key `isKey(key)` is
+    /// true, or `kNone`.
+    template <class IsKey>
+    Index FindEntry(unsigned hash, const IsKey& isKey) const {
+        for (Index index = FirstInBucket(hash); index != kNone; index = m_entries[index].next) {
+            const Entry& entry = m_entries[index];
+            if (entry.hash == hash && isKey(entry.key)) return index;
+        }
+        return kNone;
+    }
+
+    /// Asks the processor for what `FindEntry` reads first, and for what it reads next: the entry
+    /// at the position that is returned, which is almost always the one, or `kNone`.
+    void PrefetchBucket(unsigned hash) const {
+        __builtin_prefetch(m_buckets.data() + BucketNumber(hash));
+    }
+    Index PrefetchEntry(unsigned hash) const {
+        const Index index = FirstInBucket(hash);
+        if (index != kNone) __builtin_prefetch(m_entries.data() + index);
+        return index;
+    }
+
+    /// Room for so many entries in all without further allocations.
+    void Reserve(std::size_t count);
+    /// Inserts the pair. REQUIRES: no equal key is in.
+    void InsertNew(RWCollectable* key, RWCollectable* value, unsigned hash);
+
+private:
+    friend class RWHashDictionaryIterator;
+
+    /// Spreads `hash` over the buckets without a division: the multiplication mixes the hash, whose
+    /// low bits alone may differ (small integers), and its high part scales it to the table.
+    std::size_t BucketNumber(unsigned hash) const {
+        const std::uint32_t mixed = static_cast<std::uint32_t>(hash) * 2654435769U;
+        return static_cast<std::size_t>((std::uint64_t{mixed} * m_buckets.size()) >> 32);
+    }
+    Index FirstInBucket(unsigned hash) const {
+        return m_entries.empty() ? kNone : m_buckets[BucketNumber(hash)];
+    }
+
+    Index& BucketOf(unsigned hash) { return m_buckets[BucketNumber(hash)]; }
     Index Find(const RWCollectable* key) const;
     Index Find(const RWCollectable* key, unsigned hash) const;
     void GrowTo(std::size_t buckets);

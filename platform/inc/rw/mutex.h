@@ -3,13 +3,14 @@
 
 #include <mutex>
 
+#include "kzplatform_export.h"
 #include "ryp/annotations.h"
 
 /// A plain mutex: a thread that holds it must not acquire it again. Safe for concurrent use;
 /// `release` is called by the thread that holds it.
-class RYP_CAPABILITY("mutex") RWMutexLock {
+class KZPLATFORM_EXPORT RYP_CAPABILITY("mutex") RWMutexLock {
 public:
-    RWMutexLock() = default;
+    RWMutexLock();
     RWMutexLock(const RWMutexLock&) = delete;
     RWMutexLock& operator=(const RWMutexLock&) = delete;
 
@@ -23,6 +24,8 @@ public:
     class RYP_SCOPED_CAPABILITY LockGuard {
     public:
         explicit LockGuard(RWMutexLock& lock) RYP_ACQUIRE(lock) : m_lock(lock) { lock.acquire(); }
+        /// Takes over a mutex that the thread holds already.
+        LockGuard(RWMutexLock& lock, std::adopt_lock_t) RYP_REQUIRES(lock) : m_lock(lock) {}
         ~LockGuard() RYP_RELEASE() { m_lock.release(); }
         LockGuard(const LockGuard&) = delete;
         LockGuard& operator=(const LockGuard&) = delete;

@@ -2,6 +2,7 @@
 #define RYP_COLLECTABLESTRING_H
 
 #include <cstddef>
+#include <limits>
 
 #include "kzplatform_export.h"
 #include "rw/collect.h"
@@ -29,8 +30,9 @@ public:
 
 private:
     const char* m_text;
-    std::size_t m_length;
-    bool m_owned;
+    // Together in one word: there is one of these for every name of every client.
+    std::size_t m_length : std::numeric_limits<std::size_t>::digits - 1;
+    std::size_t m_owned : 1;
 };
 
 #endif

@@ -110,16 +110,21 @@ private:
 };
 
 // A record that the threshold holds back costs one relaxed load and a branch; its arguments are
-// not evaluated and no text is built. That is what makes these macros. A record that cannot be
-// built or written, for lack of memory say, is dropped: logging never breaks off what it tells of.
-#define RYP_LOG_WITH(level, scope, text)                                             \
-    do {                                                                             \
-        if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                         \
-            try {                                                                    \
-                RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
-            } catch (...) {                                                          \
-            }                                                                        \
-        }                                                                            \
+// not evaluated and no text is built. That is what makes these macros. What builds the record is
+// a function of its own, which keeps its variables out of the registers of the one that logs. A
+// record that cannot be built or written, for lack of memory say, is dropped: logging never breaks
+// off what it tells of.
+#define RYP_LOG_WITH(level, scope, text)                                                 \
+    do {                                                                                 \
+        if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                             \
+            [&]() __attribute__((cold, noinline)) {                                      \
+                try {                                                                    \
+                    RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
+                } catch (...) {                                                          \
+                }                                                                        \
+            }                                                                            \
+            ();                                                                          \
+        }                                                                                \
     } while (false)
 
 /// A record whose text is the arguments one after the other; without any, it carries no text.

@@ -15,6 +15,10 @@ KZPLATFORM_EXPORT void RyPDoubleToString(double value, RWCString& text, int prec
 /// Replaces `text` with `value` in decimal.
 KZPLATFORM_EXPORT void RyPIntToString(long long value, RWCString& text);
 
+/// The same, behind what `text` holds already.
+KZPLATFORM_EXPORT void RyPAppendDouble(double value, RWCString& text, int precision);
+KZPLATFORM_EXPORT void RyPAppendInt(long long value, RWCString& text);
+
 /// The number at the start of `text`, as `strtod` reads it in the "C" locale: 0 where there is
 /// none.
 KZPLATFORM_EXPORT double RyPStringToDouble(const char* text);
