@@ -21,6 +21,8 @@ function(kz_add_library name)
 
   add_library(${name}_objects OBJECT ${arg_SOURCES})
   kz_compile_options(${name}_objects)
+  # Calls within a library need no detour over the symbols that it exports.
+  target_compile_options(${name}_objects PRIVATE -fno-semantic-interposition)
   set_target_properties(${name}_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden

@@ -80,7 +80,9 @@ private:
         void AddAggregate(const Aggregate& other);
     };
 
+    void AddLastAndTrace(double value);
     void AddAggregates(const Aggregate& totals, const Aggregate& lasts);
+    void AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts);
 
     Aggregate m_totals;
     double m_stddev;         // set by Reset only: nobody computes it

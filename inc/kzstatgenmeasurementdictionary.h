@@ -3,13 +3,16 @@
 
 #include <atomic>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "kzstat_export.h"
 #include "kzstatgenmeasurement.h"
+#include "kzstatgenstatscache.h"
 #include "rw/hashdict.h"
 #include "rw/mutex.h"
 #include "rw/recursive.h"
+#include "ryp/arena.h"
 
 class CKZStatGenClient;
 class CKZStatGenSlice;
@@ -26,8 +29,9 @@ class RWCString;
 ///
 /// Threads. One thread at a time reports (`AddLast`); clients see to that with the generator's
 /// clients lock. Flushing, setting, resetting and dumping take the dictionary's own lock, the
-/// last in the lock order. Queries and `ResetLasts` take none: the caller sees to it that nobody
-/// changes the dictionary meanwhile, as is the case on the pack thread.
+/// last in the lock order; setting in a dictionary of a slice takes the clients lock before it, so
+/// that no report is under way. Queries and `ResetLasts` take none: the caller sees to it that
+/// nobody changes the dictionary meanwhile, as is the case on the pack thread.
 class KZSTAT_EXPORT CKZStatGenMeasurementDictionary : public RWHashDictionary {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
@@ -101,17 +105,6 @@ private:
     friend class CKZStatGenSlice;
     friend struct CKZStatGenTestPeer;
 
-    static constexpr int kCacheCapacity = 20;
-    static constexpr int kLongestName = 256;
-
-    // No initialisers: a dictionary is made per client and slice, and its cache is written before
-    // it is read.
-    struct StatsCacheEntry {
-        char name[kLongestName + 1];
-        double value;
-        PointType type;
-    };
-
     struct Addition {
         CKZStatGenMeasurement* target;
         const CKZStatGenMeasurement* source;
@@ -119,14 +112,22 @@ private:
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
+    using Name = CKZStatGenStatsCache::Name;
+
+    int AddLast(const Name& name, double value, PointType type);
     bool RefusesValues() const;
-    int CacheLimit() const;
-    void CacheValue(const char* name, double value, PointType type);
-    void FlushEntries();
-    void DropCachedEntries(int count);
+    void FlushValues();
+    void FetchForFlush(int newest);
+    void FetchRest(int count);
+    void PrefetchMeasurement(Index expected) const;
+    CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached,
+                                          Index expected);
     std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
-    CKZStatGenMeasurement* Find(const char* name) const;
-    CKZStatGenMeasurement* FindOrCreate(const char* name, PointType type);
+    CKZStatGenMeasurement* Find(std::string_view name) const;
+    CKZStatGenMeasurement* Find(std::string_view name, unsigned hash) const;
+    CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type);
+    CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type);
+    void ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar);
     bool HasChanged() const { return m_changed.load(std::memory_order_relaxed); }
     void NoteChange() const { m_changed.store(true, std::memory_order_relaxed); }
     void NoteMerged() { m_changed.store(false, std::memory_order_relaxed); }
@@ -135,16 +136,19 @@ private:
     template <class Record>
     void DumpRecords(RWCString& text, Record record);
 
-    const std::unique_ptr<Lock> m_lock;
+    // In the order in which a report reads and writes them.
     CKZStatGenSlice* m_slice;
     CKZStatGenClient* m_client;  // guarded by the clients lock of the slice's generator
+    const int m_cacheLimit;      // values are aggregated once so many are cached
     // Written by the reporting thread without m_lock and by a flush under it. The clients lock
     // keeps the two apart until the slice is closed; afterwards nobody reports any more.
-    std::atomic<int> m_cachedCount;
+    Index m_expected[CKZStatGenStatsCache::kCapacity];  // where cached names should be
+    CKZStatGenStatsCache m_statsCache;
+    const std::unique_ptr<Lock> m_lock;
+    RyPArena m_arena;  // of the names and measurements made here
     // Whether a measurement was handed out for changing since the pack thread merged the values,
     // which it need not do again otherwise. Relaxed: it reads only what it wrote itself.
     mutable std::atomic<bool> m_changed;
-    StatsCacheEntry m_statsCache[kCacheCapacity];
 };
 
 #endif

@@ -82,6 +82,7 @@ public:
 private:
     friend class CKZStatGenClient;
     friend class CKZStatGenMain;
+    friend class CKZStatGenMeasurementDictionary;
     friend struct CKZStatGenTestPeer;
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
@@ -97,11 +98,13 @@ private:
         CKZStatGenMeasurementDictionary* dictionary;
     };
 
+    RWMutexLock& ClientsLock() const;
     template <class Visitor>
     void ForEachDictionary(Visitor visit) const;
     std::vector<CKZStatGenMeasurementDictionary*> SnapshotOfDictionaries();
     void DetachClients();
-    CKZStatGenMeasurementDictionary* FindOrCreate(int clientId);
+    CKZStatGenMeasurementDictionary* FindOrCreate(int clientId,
+                                                  const CKZStatGenMeasurementDictionary& similar);
     std::unique_ptr<CKZStatGenMeasurementDictionary> MergeDictionaries() const;
     bool HasChanged() const;
     void NoteMerged();
@@ -357,13 +360,13 @@ private:
     friend struct CKZStatGenTestPeer;
 
     CKZStatGenMeasurementDictionary* MoveToNewDictionary() RYP_REQUIRES(*m_main->m_clientsLock);
-    bool NeedsNewDictionary() const RYP_REQUIRES(*m_main->m_clientsLock);
+    bool NeedsNewDictionary(double now) const RYP_REQUIRES(*m_main->m_clientsLock);
     double EndTime() const RYP_REQUIRES(*m_main->m_clientsLock);
 
-    CKZStatGenMeasurementDictionary* m_dictionary RYP_GUARDED_BY(*m_main->m_clientsLock);
-    CKZStatGenTimerDictionary m_timers;
     CKZStatGenMain* const m_main;
+    CKZStatGenMeasurementDictionary* m_dictionary RYP_GUARDED_BY(*m_main->m_clientsLock);
     const int m_clientId;
+    CKZStatGenTimerDictionary m_timers;
 };
 
 #endif

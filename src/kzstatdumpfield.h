@@ -13,15 +13,13 @@ inline void KzAppendField(RWCString& out, const char* text) {
 }
 
 inline void KzAppendField(RWCString& out, double value) {
-    RWCString text;
-    RyPDoubleToString(value, text, kFieldDecimals);
-    (out += text) += kFieldEnd;
+    RyPAppendDouble(value, out, kFieldDecimals);
+    out += kFieldEnd;
 }
 
 inline void KzAppendField(RWCString& out, long long value) {
-    RWCString text;
-    RyPIntToString(value, text);
-    (out += text) += kFieldEnd;
+    RyPAppendInt(value, out);
+    out += kFieldEnd;
 }
 
 #endif

@@ -66,6 +66,15 @@ bool CKZStatGenMeasurement::IsResetLasts() {
 }
 
 void CKZStatGenMeasurement::AddLast(double value) {
+    if (KzIsTracing()) {
+        AddLastAndTrace(value);
+        return;
+    }
+    m_totals.AddValue(value);
+    m_lasts.AddValue(value);
+}
+
+void CKZStatGenMeasurement::AddLastAndTrace(double value) {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddLast ( %d )", Whole(value));
     m_totals.AddValue(value);
@@ -88,6 +97,17 @@ void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddTy
 }
 
 void CKZStatGenMeasurement::AddAggregates(const Aggregate& totals, const Aggregate& lasts) {
+    if (KzIsTracing()) {
+        AddAggregatesAndTrace(totals, lasts);
+        return;
+    }
+    if (totals.count == 0) return;
+    m_totals.AddAggregate(totals);
+    if (lasts.count == 0) return;
+    m_lasts.AddAggregate(lasts);
+}
+
+void CKZStatGenMeasurement::AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts) {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n", Whole(totals.sum),
              Whole(totals.sumSqr));

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cstring>
 #include <iostream>
+#include <optional>
 
+#include "kzstatgenentry.h"
 #include "kzstatisticsgenerator.h"
 #include "kzstatlog.h"
 #include "rw/cstring.h"
 #include "ryp/collectablestring.h"
+#include "ryp/texthash.h"
 #include "ryp/truncate.h"
 
 namespace {
@@ -16,8 +19,23 @@ constexpr std::size_t kBuckets = 33;
 constexpr std::size_t kExpectedRecordLength = 128;
 constexpr double kUnknown = -1.0;
 
-const char* NameOf(const RWCollectable* key) {
-    return static_cast<const CKZCollectableString*>(key)->data();
+// In values: about as long as memory takes to answer.
+constexpr int kFetchDistance = 2;
+
+const CKZCollectableString& NameOf(const RWCollectable* key) {
+    return *static_cast<const CKZCollectableString*>(key);
+}
+
+std::string_view TextOf(const RWCollectable* key) {
+    return {NameOf(key).data(), NameOf(key).length()};
+}
+
+std::string_view TextOf(const char* name) {
+    return name == nullptr ? std::string_view() : std::string_view(name);
+}
+
+RWCString Printable(const CKZStatGenStatsCache::Name& name) {
+    return {name.text.data(), name.text.size()};
 }
 
 CKZStatGenMeasurement* MeasurementOf(RWCollectable* value) {
@@ -31,104 +49,155 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary()
 
 CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice)
     : RWHashDictionary(kBuckets),
-      m_lock(std::make_unique<Lock>()),
       m_slice(slice),
       m_client(nullptr),
-      m_cachedCount(0),
+      m_cacheLimit(slice == nullptr ? 0 : slice->StatsCacheSize()),
+      m_lock(std::make_unique<Lock>()),
       m_changed(true) {}
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
     if (m_client != nullptr) m_client->ReleaseDictionary();
-    clearAndDestroy();
+    // What was made here goes with the arena; what others put in is deleted one by one.
+    for (const Entry& entry : Entries()) {
+        if (!m_arena.Holds(entry.key)) delete entry.key;
+        if (!m_arena.Holds(entry.value)) delete entry.value;
+    }
 }
 
 bool CKZStatGenMeasurementDictionary::RefusesValues() const {
     return m_slice != nullptr && !m_slice->IsOpen();
 }
 
-int CKZStatGenMeasurementDictionary::CacheLimit() const {
-    return m_slice == nullptr ? 0 : m_slice->StatsCacheSize();
+int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
+    return AddLast(Name(name), value, type);
 }
 
-int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
+int CKZStatGenMeasurementDictionary::AddLast(const Name& name, double value, PointType type) {
     if (RefusesValues()) return 0;
-    KZ_TRACE("Caching stat: %s=%f", name, value);
-    CacheValue(name, value, type);
-    if (m_cachedCount.load(std::memory_order_relaxed) < CacheLimit()) return 1;
+    // The whole name as it was reported: what was cut off still follows.
+    KZ_TRACE("Caching stat: %s=%f", name.text.data(), value);
+    if (m_statsCache.Count() == 0) m_statsCache.Prefetch();
+    m_statsCache.Add(name, value, type);
+    const int count = m_statsCache.Count();
+    FetchForFlush(count - 1);
+    if (count < m_cacheLimit) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
         return FlushStatsCache();
     } catch (...) {
         // The flush stopped at this value or before it, so it is the last one left: taken back,
         // since its reporter learns that it failed.
-        m_cachedCount.fetch_sub(1, std::memory_order_relaxed);
+        m_statsCache.DropLast();
         throw;
     }
-}
-
-void CKZStatGenMeasurementDictionary::CacheValue(const char* name, double value, PointType type) {
-    const int count = m_cachedCount.load(std::memory_order_relaxed);
-    StatsCacheEntry& entry = m_statsCache[count];
-    const std::size_t length = strnlen(name, kLongestName);
-    std::memcpy(entry.name, name, length);
-    entry.name[length] = '\0';
-    entry.value = value;
-    entry.type = type;
-    m_cachedCount.store(count + 1, std::memory_order_release);
 }
 
 int CKZStatGenMeasurementDictionary::FlushStatsCache() {
     KZ_TRACE("In FlushStatsCache");
-    // Acquire: whoever emptied the cache has aggregated its values before.
-    if (m_cachedCount.load(std::memory_order_acquire) == 0) {
+    // Whoever emptied the cache has aggregated its values before.
+    if (m_statsCache.Count() == 0) {
         KZ_TRACE("Nothing to flush");
         return 1;
     }
     const Lock::LockGuard guard(*m_lock);
-    FlushEntries();
+    FlushValues();
     return 1;
 }
 
-void CKZStatGenMeasurementDictionary::FlushEntries() {
-    const int count = m_cachedCount.load(std::memory_order_acquire);
+void CKZStatGenMeasurementDictionary::FlushValues() {
+    const int count = m_statsCache.Count();
+    FetchRest(count);
+    NoteChange();
     int flushed = 0;
     try {
-        for (; flushed < count; ++flushed) {
-            const StatsCacheEntry& entry = m_statsCache[flushed];
-            KZ_TRACE("Adding stat: %s=%f", entry.name, entry.value);
-            FindOrCreate(entry.name, entry.type)->AddLast(entry.value);
+        for (CKZStatGenStatsCache::Reader next(m_statsCache); flushed < count; ++flushed) {
+            const CKZStatGenStatsCache::Value cached = next();
+            KZ_TRACE("Adding stat: %s=%f", Printable(cached.name), cached.value);
+            MeasurementFor(cached, m_expected[flushed])->AddLast(cached.value);
         }
     } catch (...) {
-        DropCachedEntries(flushed);
+        m_statsCache.DropFirst(flushed);
         throw;
     }
-    m_cachedCount.store(0, std::memory_order_release);
+    m_statsCache.Clear();
 }
 
-void CKZStatGenMeasurementDictionary::DropCachedEntries(int count) {
-    const int cached = m_cachedCount.load(std::memory_order_relaxed);
-    std::move(m_statsCache + count, m_statsCache + cached, m_statsCache);
-    m_cachedCount.store(cached - count, std::memory_order_release);
+/// The measurement of a cached value, which is expected at that position.
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
+    const CKZStatGenStatsCache::Value& cached, Index expected) {
+    if (expected < Entries().size()) {
+        const Entry& entry = Entries()[expected];
+        if (entry.hash == cached.name.hash &&
+            RyPTextHash::AreEqual(TextOf(entry.key), cached.name.text))
+            return MeasurementOf(entry.value);
+    }
+    return FindOrCreate(cached.name.text, cached.name.hash, cached.type);
 }
 
-CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(const char* name,
+/// Fetches what a flush will read while values still come in: the names of a client have mostly
+/// left the processor's caches when its turn comes again. A look-up reads bucket, entry and
+/// measurement one after the other, so each is asked for a few values after the one before.
+/// `newest` is the position of the value that was cached last.
+inline void CKZStatGenMeasurementDictionary::FetchForFlush(int newest) {
+    PrefetchBucket(m_statsCache.HashAt(newest));
+    const int second = newest - kFetchDistance;
+    if (second >= 0) m_expected[second] = PrefetchEntry(m_statsCache.HashAt(second));
+    const int third = second - kFetchDistance;
+    if (third >= 0) PrefetchMeasurement(m_expected[third]);
+}
+
+/// What `FetchForFlush` would do for `count` cached values if more of them came in.
+inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
+    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i)
+        m_expected[i] = PrefetchEntry(m_statsCache.HashAt(i));
+    for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i)
+        PrefetchMeasurement(m_expected[i]);
+}
+
+inline void CKZStatGenMeasurementDictionary::PrefetchMeasurement(Index expected) const {
+    constexpr std::size_t kCacheLine = 64;
+    if (expected >= Entries().size()) return;
+    const Entry& entry = Entries()[expected];
+    const char* const measurement = reinterpret_cast<const char*>(entry.value);
+    __builtin_prefetch(entry.key);
+    __builtin_prefetch(measurement);
+    __builtin_prefetch(measurement + kCacheLine);
+}
+
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(std::string_view name,
+                                                                     unsigned hash,
                                                                      PointType type) {
     NoteChange();
-    if (CKZStatGenMeasurement* const known = Find(name)) return known;
-    auto key = std::make_unique<CKZCollectableString>(name, true);
-    auto measurement = std::make_unique<CKZStatGenMeasurement>(type);
-    insertKeyAndValue(key.get(), measurement.get());
-    key.release();
-    return measurement.release();
+    CKZStatGenMeasurement* const known = Find(name, hash);
+    return known != nullptr ? known : Create(name, hash, type);
+}
+
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view name, unsigned hash,
+                                                               PointType type) {
+    const CKZStatGenEntry made = CKZStatGenEntry::Make(m_arena, name, type);
+    InsertNew(made.name, made.measurement, hash);
+    return made.measurement;
+}
+
+/// Room for as many names as `similar` has. Takes the lock of `similar`.
+void CKZStatGenMeasurementDictionary::ExpectNamesOf(
+    const CKZStatGenMeasurementDictionary& similar) {
+    const Lock::LockGuard guard(*similar.m_lock);
+    Reserve(similar.entries());
+    m_arena.Reserve(similar.m_arena.Used());
 }
 
 void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum, double maximum,
                                                 int count, double sum, double /*sumSqr*/,
                                                 double lastsMinimum, double lastsMaximum,
                                                 int lastsCount, double lastsSum, PointType type) {
+    // A client that reports looks at the map without m_lock, so it is kept out.
+    std::optional<RWMutexLock::LockGuard> clients;
+    if (m_slice != nullptr) clients.emplace(m_slice->ClientsLock());
     const Lock::LockGuard guard(*m_lock);
     if (RefusesValues()) return;
-    CKZStatGenMeasurement* const measurement = FindOrCreate(name, type);
+    CKZStatGenMeasurement* const measurement =
+        FindOrCreate(TextOf(name), RyPTextHash::Of(TextOf(name)), type);
     KZ_TRACE(" ----------------- ");
     KZ_TRACE(" CKZStatGenMeasurementDictionary::SetValues ");
     // The squares of the sums stand in for the sums of squares: consumers rely on it.
@@ -154,11 +223,10 @@ std::vector<CKZStatGenMeasurementDictionary::Addition>
 CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDictionary& source) {
     std::vector<Addition> additions;
     additions.reserve(source.entries());
-    RWHashDictionaryIterator next(source);
-    while (const RWCollectable* const key = next()) {
-        const CKZStatGenMeasurement* const added = MeasurementOf(next.value());
+    for (const Entry& entry : source.Entries()) {
+        const CKZStatGenMeasurement* const added = MeasurementOf(entry.value);
         if (added == nullptr) break;
-        additions.push_back({FindOrCreate(NameOf(key), added->m_type), added});
+        additions.push_back({FindOrCreate(TextOf(entry.key), entry.hash, added->m_type), added});
     }
     return additions;
 }
@@ -184,7 +252,7 @@ void CKZStatGenMeasurementDictionary::DumpRecords(RWCString& text, Record record
     text.capacity(entries() * kExpectedRecordLength);
     RWHashDictionaryIterator next(*this);
     while (const RWCollectable* const key = next())
-        (MeasurementOf(next.value())->*record)(text, NameOf(key));
+        (MeasurementOf(next.value())->*record)(text, NameOf(key).data());
     text.capacity(text.length());
 }
 
@@ -200,31 +268,38 @@ void CKZStatGenMeasurementDictionary::Print() {
     const Lock::LockGuard guard(*m_lock);
     RWHashDictionaryIterator next(*this);
     while (const RWCollectable* const key = next()) {
-        std::cout << NameOf(key) << ":";
+        std::cout << NameOf(key).data() << ":";
         MeasurementOf(next.value())->Print();
     }
 }
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::GetMeasurement(const char* name) const {
     NoteChange();
-    return Find(name);
+    return Find(TextOf(name));
 }
 
-CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(const char* name) const {
-    const CKZCollectableString key(name, false);
-    return MeasurementOf(findValue(&key));
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(std::string_view name) const {
+    return Find(name, RyPTextHash::Of(name));
+}
+
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(std::string_view name,
+                                                             unsigned hash) const {
+    const Index index = FindEntry(hash, [name](const RWCollectable* key) {
+        return RyPTextHash::AreEqual(TextOf(key), name);
+    });
+    return index == kNone ? nullptr : MeasurementOf(Entries()[index].value);
 }
 
 /// What `query` answers for the measurement of `name`, or -1.
 template <class Query>
 auto CKZStatGenMeasurementDictionary::Ask(const char* name, Query query) const {
-    const CKZStatGenMeasurement* const measurement = Find(name);
+    const CKZStatGenMeasurement* const measurement = Find(TextOf(name));
     using Answer = decltype(query(*measurement));
     return measurement == nullptr ? static_cast<Answer>(kUnknown) : query(*measurement);
 }
 
 double CKZStatGenMeasurementDictionary::GetMinimum(const char* name) const {
-    return Find(name)->m_totals.minimum;
+    return Find(TextOf(name))->m_totals.minimum;
 }
 
 double CKZStatGenMeasurementDictionary::GetMaximum(const char* name) const {

@@ -68,6 +68,10 @@ int CKZStatGenSlice::StatsCacheSize() const {
     return m_main->m_statsCacheSize;
 }
 
+RWMutexLock& CKZStatGenSlice::ClientsLock() const {
+    return *m_main->m_clientsLock;
+}
+
 template <class Visitor>
 void CKZStatGenSlice::ForEachDictionary(Visitor visit) const {
     RWHashDictionaryIterator next(*this);
@@ -127,10 +131,13 @@ void CKZStatGenSlice::DetachClients() {
     });
 }
 
-CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(int clientId) {
+CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
+    int clientId, const CKZStatGenMeasurementDictionary& similar) {
+    const RWCollectableInt wanted(clientId);
+    if (RWCollectable* const known = findValue(&wanted)) return DictionaryOf(known);
     auto key = std::make_unique<RWCollectableInt>(clientId);
-    if (RWCollectable* const known = findValue(key.get())) return DictionaryOf(known);
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
+    dictionary->ExpectNamesOf(similar);
     insertKeyAndValue(key.get(), dictionary.get());
     key.release();
     return dictionary.release();
@@ -142,7 +149,7 @@ void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
     finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
         if (position++ < m_fold.dictionaries) return;
         dictionary.FlushStatsCache();
-        FindOrCreate(clientId)->AddValuesOfDict(&dictionary, AddFromSlice);
+        FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
         ++m_fold.dictionaries;
     });
     m_fold = {nullptr, 0};
@@ -294,6 +301,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
     if (sliceMayBeOver) AdvanceTimeline();
 
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>(m_currentSlice);
+    if (previous != nullptr) dictionary->ExpectNamesOf(*previous);
     m_currentSlice->AddDictionary(dictionary.get(), clientId);
     return dictionary.release();
 }
@@ -523,7 +531,7 @@ void CKZStatGenMain::WaitForTerminateToEnd() {
 // --------------------------------------------------------------------------- CKZStatGenClient
 
 CKZStatGenClient::CKZStatGenClient(CKZStatGenMain* main, int clientId)
-    : m_dictionary(nullptr), m_main(main), m_clientId(clientId) {}
+    : m_main(main), m_dictionary(nullptr), m_clientId(clientId) {}
 
 CKZStatGenClient::~CKZStatGenClient() {
     // The garbage loop may be on its way to this client through the dictionary.
@@ -558,10 +566,10 @@ double CKZStatGenClient::GetCurrentEndTime() const {
     return EndTime();
 }
 
-bool CKZStatGenClient::NeedsNewDictionary() const {
+bool CKZStatGenClient::NeedsNewDictionary(double now) const {
     // At the very end of the slice the old dictionary still serves: where the slice was closed
     // meanwhile, it refuses and the value is tried again.
-    return m_dictionary == nullptr || m_dictionary->m_client == nullptr || RyPSysTime() > EndTime();
+    return m_dictionary == nullptr || m_dictionary->m_client == nullptr || now > EndTime();
 }
 
 void CKZStatGenClient::AddLast(const char* name, double value,
@@ -570,9 +578,16 @@ void CKZStatGenClient::AddLast(const char* name, double value,
         KZ_LOG_ERROR("AddLast - a value without a name was dropped");
         return;
     }
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    if (NeedsNewDictionary()) MoveToNewDictionary();
-    while (m_dictionary != nullptr && m_dictionary->AddLast(name, value, type) == 0) {
+    // Both cost less before the lock than behind it. The time is good when the lock was free.
+    double now = RyPSysTime();
+    const CKZStatGenMeasurementDictionary::Name cutName(name);
+    if (!m_main->m_clientsLock->tryAcquire()) {
+        m_main->m_clientsLock->acquire();
+        now = RyPSysTime();
+    }
+    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock, std::adopt_lock);
+    if (NeedsNewDictionary(now)) MoveToNewDictionary();
+    while (m_dictionary != nullptr && m_dictionary->AddLast(cutName, value, type) == 0) {
         if (m_main->m_stopping.load()) return;
         RyPSleep(kRetryPauseSeconds);
         MoveToNewDictionary();

@@ -6,6 +6,11 @@
 /// The scope under which the whole library logs.
 inline constexpr char kLogScope[] = "KZStatisticGenerator";
 
+/// Whether trace records are written, for code that runs so often that it asks once for several.
+inline bool KzIsTracing() {
+    return __builtin_expect(RyPLog::IsEnabled(RyPLogLevel::Trace), 0);
+}
+
 #define KZ_TRACE(...) RYP_TRACE(kLogScope, __VA_ARGS__)
 
 /// An error record; without arguments it carries no text, only the scope and its position.

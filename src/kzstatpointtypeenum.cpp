@@ -1,12 +1,12 @@
 #include "kzstatpointtypeenum.h"
 
-#include <cmath>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 
 #include "kzstatlog.h"
 #include "rw/cstring.h"
-#include "ryp/truncate.h"
 
 const char* const MeasurementTypeNames[12] = {"1",  "2",   "4",   "8",   "16",   "32",
                                               "64", "128", "256", "512", "1024", "2048"};
@@ -20,13 +20,18 @@ const char* const MeasurementTypeStringNames[12] = {"Measurement",       "Timer"
 
 namespace {
 
-/// The entry of `table` for the bit nearest to `type` on the logarithmic scale, or `notSet`.
+/// The bit nearest to `value` on the logarithmic scale, that is log2(value) rounded: the next one
+/// from 2 to the power of `lower` + 1/2 on, whose square is a whole number. REQUIRES: not 0.
+std::size_t NearestBit(unsigned value) {
+    const auto lower = static_cast<unsigned>(std::bit_width(value)) - 1;
+    const std::uint64_t square = std::uint64_t{value} * value;
+    return square < std::uint64_t{1} << (2 * lower + 1) ? lower : lower + 1;
+}
+
 const char* Entry(const char* const (&table)[12], CKZStatPointTypeEnum::PointType type,
                   const char* notSet) {
     if (type == CKZStatPointTypeEnum::NotSet) return notSet;
-    constexpr double kLn2 = 0.6931471805599453;
-    const double bit = std::floor(std::log(static_cast<unsigned>(type)) / kLn2 + 0.5);
-    const auto index = RyPTruncate<std::size_t>(bit);
+    const std::size_t index = NearestBit(static_cast<unsigned>(type));
     return index < std::size(table) ? table[index] : notSet;
 }
 

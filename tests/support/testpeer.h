@@ -7,7 +7,7 @@
 /// caller is the only thread that uses the objects, so it takes no locks.
 struct CKZStatGenTestPeer {
     static int CachedCount(const CKZStatGenMeasurementDictionary& dictionary) {
-        return dictionary.m_cachedCount;
+        return dictionary.m_statsCache.Count();
     }
     static CKZStatGenClient* OwnerOf(const CKZStatGenMeasurementDictionary& dictionary) {
         return dictionary.m_client;

@@ -1,0 +1,126 @@
+#ifndef KZSTATGENSTATSCACHE_H
+#define KZSTATGENSTATSCACHE_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "kzstatpointtypeenum.h"
+#include "ryp/texthash.h"
+
+/// Values that were reported and are not aggregated yet, in the order of their arrival. They lie
+/// close together, each in the bytes that its name takes, so that a burst of reports touches few
+/// lines of the processor's cache.
+///
+/// Written by one thread at a time; `Count` may be asked for by any thread, and who sees it at 0
+/// after a `Clear` sees what was done with the values before that.
+class CKZStatGenStatsCache {
+public:
+    using PointType = CKZStatPointTypeEnum::PointType;
+
+    static constexpr int kCapacity = 20;
+    static constexpr std::size_t kLongestName = 256;
+
+    /// A name cut to its first `kLongestName` bytes, which stay the caller's, and its hash.
+    struct Name {
+        explicit Name(const char* name)
+            : text(name, strnlen(name, kLongestName)), hash(RyPTextHash::Of(text)) {}
+        Name(std::string_view cutText, unsigned hashOfText) : text(cutText), hash(hashOfText) {}
+
+        std::string_view text;
+        unsigned hash;
+    };
+
+    struct Value {
+        Name name;  // in the cache; no NUL follows it
+        double value;
+        PointType type;
+    };
+
+    CKZStatGenStatsCache() : m_count(0), m_end(0), m_lastBegin(0) {}
+    CKZStatGenStatsCache(const CKZStatGenStatsCache&) = delete;
+    CKZStatGenStatsCache& operator=(const CKZStatGenStatsCache&) = delete;
+
+    int Count() const { return m_count.load(std::memory_order_acquire); }
+
+    /// The hash of the name that was added as number `index`.
+    unsigned HashAt(int index) const { return m_hashes[index]; }
+
+    /// Asks the processor for the bytes that the first values will be written to. A client that has
+    /// not reported for a while finds its cache far away, and would wait for each line in turn.
+    void Prefetch() const {
+        for (std::size_t line = 0; line <= kLinesAhead; ++line)
+            __builtin_prefetch(m_bytes + line * kCacheLine, 1);
+    }
+
+    /// Keeps a copy of the name. REQUIRES: `Count` is below `kCapacity`.
+    void Add(const Name& name, double value, PointType type);
+
+    /// Reads the values one after the other. REQUIRES: the cache does not change meanwhile, and no
+    /// more values are read than there are.
+    class Reader {
+    public:
+        explicit Reader(const CKZStatGenStatsCache& cache) : m_cache(cache) {}
+        Value operator()();
+
+    private:
+        const CKZStatGenStatsCache& m_cache;
+        int m_index = 0;
+        std::size_t m_offset = 0;
+    };
+
+    /// Drops the oldest `count` values.
+    void DropFirst(int count);
+    /// Drops the newest value. REQUIRES: it was added last, and nothing was dropped since but
+    /// older values.
+    void DropLast();
+    void Clear();
+
+private:
+    static constexpr std::size_t kCacheLine = 64;
+    static constexpr std::size_t kLinesAhead = 3;
+
+    struct Header {
+        double value;
+        PointType type;
+        unsigned length;
+    };
+
+    static std::size_t BytesFor(std::size_t nameLength) {
+        constexpr std::size_t kAlignment = alignof(Header);
+        return sizeof(Header) + (nameLength + kAlignment - 1) / kAlignment * kAlignment;
+    }
+    const Header* HeaderAt(std::size_t offset) const {
+        return std::launder(reinterpret_cast<const Header*>(m_bytes + offset));
+    }
+
+    std::atomic<int> m_count;
+    unsigned m_end;        // of the bytes in use
+    unsigned m_lastBegin;  // of the newest value
+    // Not initialised: a dictionary is made per client and slice, and what is read was written.
+    unsigned m_hashes[kCapacity];
+    alignas(Header) char m_bytes[kCapacity * (sizeof(Header) + kLongestName)];
+};
+
+inline void CKZStatGenStatsCache::Add(const Name& name, double value, PointType type) {
+    const int count = m_count.load(std::memory_order_relaxed);
+    char* const at = m_bytes + m_end;
+    __builtin_prefetch(at + kLinesAhead * kCacheLine, 1);
+    new (at) Header{value, type, static_cast<unsigned>(name.text.size())};
+    RyPTextHash::Copy(at + sizeof(Header), name.text);
+    m_hashes[count] = name.hash;
+    m_lastBegin = m_end;
+    m_end += static_cast<unsigned>(BytesFor(name.text.size()));
+    m_count.store(count + 1, std::memory_order_release);
+}
+
+inline CKZStatGenStatsCache::Value CKZStatGenStatsCache::Reader::operator()() {
+    const Header* const header = m_cache.HeaderAt(m_offset);
+    const char* const name = m_cache.m_bytes + m_offset + sizeof(Header);
+    m_offset += BytesFor(header->length);
+    return {Name({name, header->length}, m_cache.m_hashes[m_index++]), header->value, header->type};
+}
+
+#endif
