@@ -112,13 +112,25 @@ private:
 // A record that the threshold holds back costs one relaxed load and a branch; its arguments are
 // not evaluated and no text is built. That is what makes these macros. A record that cannot be
 // built or written, for lack of memory say, is dropped: logging never breaks off what it tells of.
+//
+// A host built without exceptions has nothing to catch here.
+#if defined(__cpp_exceptions)
+#define RYP_LOG_TRY try
+#define RYP_LOG_DROP_EXCEPTION \
+    catch (...) {              \
+    }
+#else
+#define RYP_LOG_TRY
+#define RYP_LOG_DROP_EXCEPTION
+#endif
+
 #define RYP_LOG_WITH(level, scope, text)                                             \
     do {                                                                             \
         if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                         \
-            try {                                                                    \
+            RYP_LOG_TRY {                                                            \
                 RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
-            } catch (...) {                                                          \
             }                                                                        \
+            RYP_LOG_DROP_EXCEPTION                                                   \
         }                                                                            \
     } while (false)
 
