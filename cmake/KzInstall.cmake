@@ -46,12 +46,19 @@ function(kz_install_pkgconfig_file name description requires)
     DESTINATION ${kz_pkgconfig_dir} COMPONENT development)
 endfunction()
 
+function(kz_gzip input output)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${input})
+  execute_process(COMMAND gzip -9 --no-name --stdout ${input}
+    OUTPUT_FILE ${output} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
 # Installs the program with its man page, which every program has.
 function(kz_install_program target)
   file(RELATIVE_PATH to_libraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN/${to_libraries}")
   install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
-  install(FILES ${PROJECT_SOURCE_DIR}/docs/man/${target}.1
+  kz_gzip(${PROJECT_SOURCE_DIR}/docs/man/${target}.1 ${CMAKE_CURRENT_BINARY_DIR}/${target}.1.gz)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.1.gz
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
 endfunction()
 
