@@ -97,6 +97,13 @@ kz_gzip(${PROJECT_BINARY_DIR}/changelog ${PROJECT_BINARY_DIR}/changelog.gz)
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   kz_install_package_documents(${component})
 endforeach()
+# What a developer reads, its links to one another included.
+set(developer_documents ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME})
+install(FILES ${PROJECT_SOURCE_DIR}/README.md
+  DESTINATION ${developer_documents} COMPONENT development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
+  DESTINATION ${developer_documents} COMPONENT development
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.cpp" PATTERN "man" EXCLUDE)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/${runtime_package}.lintian-overrides
   DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${runtime_package}
   COMPONENT runtime)
