@@ -12,12 +12,14 @@ function(kz_compile_options target)
     -fmacro-prefix-map=${CMAKE_CURRENT_SOURCE_DIR}/=)
 endfunction()
 
-# kz_add_library(NAME INCLUDE_DIR DIR SOURCES ... LINK ...)
+# kz_add_library(NAME ALIAS NAME DESCRIPTION TEXT INCLUDE_DIR DIR SOURCES ... LINK ...)
 #
-# Makes the shared library NAME with hidden symbols and an export header, and NAME_objects with
-# the same objects, for tests that look inside.
+# Makes the library NAME, known to hosts as kz::ALIAS, with hidden symbols and an export header,
+# and NAME_objects with the same objects, for tests that look inside. Installs it where that is
+# asked for.
 function(kz_add_library name)
-  cmake_parse_arguments(arg "" "INCLUDE_DIR" "SOURCES;LINK;LINK_OBJECTS" ${ARGN})
+  cmake_parse_arguments(arg "" "ALIAS;DESCRIPTION;INCLUDE_DIR" "SOURCES;LINK;LINK_OBJECTS" ${ARGN})
+  set(export_dir ${CMAKE_CURRENT_BINARY_DIR}/export)
 
   add_library(${name}_objects OBJECT ${arg_SOURCES})
   kz_compile_options(${name}_objects)
@@ -28,17 +30,39 @@ function(kz_add_library name)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   generate_export_header(${name}_objects BASE_NAME ${name}
-    EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/export/${name}_export.h)
-  target_include_directories(${name}_objects PUBLIC
-    ${arg_INCLUDE_DIR} ${CMAKE_CURRENT_BINARY_DIR}/export)
+    EXPORT_FILE_NAME ${export_dir}/${name}_export.h)
+  target_include_directories(${name}_objects PUBLIC ${arg_INCLUDE_DIR} ${export_dir})
   target_link_libraries(${name}_objects PUBLIC Threads::Threads ${arg_LINK_OBJECTS})
 
-  add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+  if(KZ_BUILD_SHARED_LIBS)
+    add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+    kz_export_own_symbols_only(${name})
+  else()
+    add_library(${name} STATIC $<TARGET_OBJECTS:${name}_objects>)
+    string(TOUPPER ${name} upper_name)
+    target_compile_definitions(${name}_objects PUBLIC ${upper_name}_STATIC_DEFINE)
+    target_compile_definitions(${name} PUBLIC ${upper_name}_STATIC_DEFINE)
+  endif()
+  add_library(kz::${arg_ALIAS} ALIAS ${name})
   set_target_properties(${name} PROPERTIES
     LINKER_LANGUAGE CXX
+    EXPORT_NAME ${arg_ALIAS}
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_compile_features(${name} PUBLIC cxx_std_17)
   target_include_directories(${name} PUBLIC
-    ${arg_INCLUDE_DIR} ${CMAKE_CURRENT_BINARY_DIR}/export)
+    $<BUILD_INTERFACE:${arg_INCLUDE_DIR}> $<BUILD_INTERFACE:${export_dir}>)
   target_link_libraries(${name} PUBLIC Threads::Threads ${arg_LINK})
+
+  if(KZ_INSTALL)
+    kz_install_library(${name} "${arg_DESCRIPTION}" "${arg_LINK}" ${arg_INCLUDE_DIR} ${export_dir})
+  endif()
+endfunction()
+
+# Hidden visibility does not reach instantiations of the standard library's templates, and which
+# of these a compiler leaves behind varies; the linker keeps them inside.
+function(kz_export_own_symbols_only target)
+  set(map ${PROJECT_SOURCE_DIR}/cmake/own_symbols.map)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${map})
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
 endfunction()

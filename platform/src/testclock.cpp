@@ -15,6 +15,11 @@ void RyPTestClock::Set(double now) {
     EndGeneration();
 }
 
+void RyPTestClock::Advance(double seconds) {
+    m_now.fetch_add(seconds, std::memory_order_acq_rel);  // keeps what others add meanwhile
+    EndGeneration();
+}
+
 void RyPTestClock::WaitForSleepers(int count) {
     const RWMutexLock::LockGuard guard(m_mutex);
     while (m_sleepers < count) m_sleeperArrived.Wait(m_mutex);

@@ -114,18 +114,30 @@ private:
 // a function of its own, which keeps its variables out of the registers of the one that logs. A
 // record that cannot be built or written, for lack of memory say, is dropped: logging never breaks
 // off what it tells of.
-#define RYP_LOG_WITH(level, scope, text)                                                 \
-    do {                                                                                 \
-        if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                             \
-            [&]() __attribute__((cold, noinline)) {                                      \
-                try {                                                                    \
-                    RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
-                } catch (...) {                                                          \
-                }                                                                        \
-            }                                                                            \
-            ();                                                                          \
-        }                                                                                \
-    } while (false)
+//
+// A host built without exceptions has nothing to catch here.
+#if defined(__cpp_exceptions)
+#define RYP_LOG_TRY try
+#define RYP_LOG_DROP_EXCEPTION \
+    catch (...) {              \
+    }
+#else
+#define RYP_LOG_TRY
+#define RYP_LOG_DROP_EXCEPTION
+#endif
+
+#define RYP_LOG_WITH(level, scope, text)                                                         \
+    do {                                                                                         \
+        if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                                     \
+            const auto write = [&]() __attribute__((cold, noinline)){                            \
+                RYP_LOG_TRY{RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
+        }                                                                                        \
+        RYP_LOG_DROP_EXCEPTION                                                                   \
+    };                                                                                           \
+    write();                                                                                     \
+    }                                                                                            \
+    }                                                                                            \
+    while (false)
 
 /// A record whose text is the arguments one after the other; without any, it carries no text.
 #define RYP_LOG(level, scope, ...) RYP_LOG_WITH(level, scope, RyPLogText::Concatenate(__VA_ARGS__))

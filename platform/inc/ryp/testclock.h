@@ -26,10 +26,7 @@ public:
 
     /// Moves the clock to `now`, also backwards, and wakes every sleeper whose time is up.
     void Set(double now);
-    void Advance(double seconds) {
-        m_now.fetch_add(seconds, std::memory_order_acq_rel);  // keeps what others add meanwhile
-        EndGeneration();
-    }
+    void Advance(double seconds);
 
     /// Blocks (in real time) until `count` threads are asleep on this clock and none of them has
     /// anything left to do at the present moment.
