@@ -8,6 +8,7 @@
 
 #include "journalfile.h"
 #include "kzjournalreader.h"
+#include "ryp/truncate.h"
 
 namespace kzjournal {
 namespace {
@@ -43,7 +44,7 @@ void BindAggregate(SQLite::Statement& statement, int column,
                    const CKZStatMessageRecord::Aggregate& aggregate) {
     statement.bind(column, aggregate.minimum);
     statement.bind(column + 1, aggregate.maximum);
-    statement.bind(column + 2, static_cast<int64_t>(aggregate.count));
+    statement.bind(column + 2, RyPTruncate<int64_t>(aggregate.count));
     statement.bind(column + 3, aggregate.sum);
     statement.bind(column + 4, aggregate.sumSqr);
 }

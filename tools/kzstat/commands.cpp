@@ -1,0 +1,9 @@
+#include "commands.h"
+
+namespace kzstat {
+
+void DeclareCommands(CLI::App& app, Action& action) {
+    DeclareShow(app, action);
+}
+
+}  // namespace kzstat
