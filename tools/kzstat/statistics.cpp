@@ -15,15 +15,12 @@ constexpr int kTimers = Types::Timer | Types::TransactionTimer;
 constexpr int kSums = Types::Counter | Types::Accumulator | Types::TransactionCounter |
                       Types::TransactionReasonCounter | Types::MeasurementPerSec |
                       Types::CounterPerSec | Types::AccumulatorPerSec;
-constexpr int kPerSecond =
-    Types::MeasurementPerSec | Types::CounterPerSec | Types::AccumulatorPerSec;
 
 /// What a message's three decimals may hide.
 constexpr double kRounding = 0.0005;
 
 const char* UnitOf(Types::PointType type) {
-    if (type & kTimers) return "ms";
-    return type & kPerSecond ? "/s" : "";
+    return type & kTimers ? "ms" : "";
 }
 
 std::optional<double> RateOf(const CKZStatMessageRecord& record, double seconds) {

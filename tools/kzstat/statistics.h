@@ -25,7 +25,7 @@ Deviation StandardDeviation(const CKZStatMessageRecord::Aggregate& aggregate);
 struct Statistics {
     std::string name;
     CKZStatPointTypeEnum::PointType type;
-    const char* unit;
+    const char* unit;  ///< of the values; empty where it is unknown
     std::optional<double> count;
     std::optional<double> rate;  ///< per second: the values of timers, the sums of counters
     std::optional<double> minimum;

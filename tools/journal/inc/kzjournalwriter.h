@@ -38,6 +38,8 @@ public:
     /// and `Close` do nothing.
     std::string Open(const std::string& path, const Run& run);
 
+    bool IsOpen() const { return m_worker != nullptr; }
+
     /// Keeps one slice. A slice that is there already stays as it is.
     std::string Append(std::string_view message);
 

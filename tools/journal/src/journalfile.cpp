@@ -124,11 +124,17 @@ std::string Cause(const SQLite::Exception& error, int systemError) {
 }  // namespace
 
 void CreateTables(SQLite::Database& database, const std::string& path) {
-    if (!IsEmpty(database))
-        throw Error("cannot keep a run in " + path + ": it is in use already; choose another path");
+    const auto refuseOneInUse = [&] {
+        if (!IsEmpty(database))
+            throw Error("cannot keep a run in " + path +
+                        ": it is in use already; choose another path");
+    };
+    refuseOneInUse();
     // With these, a commit is on the disk when it returns.
     database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    // Once more, since another process may have come first.
+    refuseOneInUse();
     database.exec("PRAGMA application_id = " + std::to_string(kApplicationId) +
                   "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" + Schema());
     transaction.commit();
