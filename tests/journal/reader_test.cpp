@@ -181,6 +181,18 @@ TEST_F(Reader, RefusesOlderAndNewerSchemas) {
         ErrorOnOpening());
 }
 
+TEST_F(Reader, RefusesADamagedFile) {
+    AppendFourSlices();
+    writer.Close();
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    constexpr int kHeader = 100;  // which still says what the file is
+    file.seekp(kHeader);
+    file << std::string(20000, 'x');
+    file.close();
+    EXPECT_EQ("cannot read " + path + ": it is damaged (database disk image is malformed)",
+              ErrorOnOpening());
+}
+
 TEST_F(Reader, TellsWhichSliceIsDamaged) {
     AppendFourSlices();
     Execute("UPDATE slices SET message = substr(message, 1, 30) WHERE slice_id = 2");

@@ -96,10 +96,6 @@ bool IsEmpty(SQLite::Database& database) {
     return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() == 0;
 }
 
-std::string SystemText(int systemError) {
-    return systemError != 0 ? std::strerror(systemError) : "the disk does not work";
-}
-
 std::string Cause(const SQLite::Exception& error, int systemError) {
     switch (error.getErrorCode()) {
         case SQLITE_BUSY:
@@ -114,8 +110,9 @@ std::string Cause(const SQLite::Exception& error, int systemError) {
         case SQLITE_READONLY:
             return "it may not be written; choose another path or change its permissions";
         case SQLITE_IOERR:
+            return "the disk does not work; check it";
         case SQLITE_CANTOPEN:
-            return SystemText(systemError);
+            return std::strerror(systemError);
         default:
             return error.what();
     }

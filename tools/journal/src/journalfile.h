@@ -24,9 +24,10 @@ void CreateTables(SQLite::Database& database, const std::string& path);
 /// Throws `Error` unless the database is a journal of this schema.
 void CheckIsJournal(SQLite::Database& database, const std::string& path);
 
-/// A line for the user about what the database said.
+/// A line for the user about what the database said. `systemError` tells why a file could not be
+/// opened.
 std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error,
-                    int systemError);
+                    int systemError = 0);
 
 }  // namespace kzjournal
 

@@ -21,7 +21,8 @@ std::string Worker::Append(std::string_view message) {
     if (m_queuedBytes + message.size() > kMostQueuedBytes) {
         ++m_settled;
         ++m_lost;
-        return TellOnce("cannot keep more slices for " + m_path + " in memory; they are lost");
+        m_complaint = "cannot keep more slices for " + m_path + " in memory; they are lost";
+        return TellOnce();
     }
     m_queue.emplace_back(message);
     m_queuedBytes += message.size();
@@ -34,13 +35,13 @@ std::string Worker::Append(std::string_view message) {
     while (m_settled < number && m_failures == failures && !m_isStuck)
         m_isStuck = !m_newsCame.WaitUntil(m_lock, deadline);
 
-    if (m_failures != failures) return TellOnce(m_complaint);
-    if (m_settled < number)
-        return TellOnce("cannot write " + m_path +
-                        " in time: the disk hangs; slices wait in"
-                        " memory");
-    m_hasTold = false;
-    return {};
+    if (m_failures == failures && m_settled >= number) {
+        m_hasTold = false;
+        return {};
+    }
+    if (m_failures == failures)
+        m_complaint = "cannot write " + m_path + ": the disk hangs; slices wait in memory";
+    return TellOnce();
 }
 
 std::string Worker::Close(long long& lostSlices) {
@@ -57,12 +58,12 @@ std::string Worker::Close(long long& lostSlices) {
     if (lostSlices > 0)
         return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
                " slices are lost: " + m_complaint;
-    return m_isDone ? m_endFailure : "cannot close " + m_path + " in time: the disk hangs";
+    return m_isDone ? m_endFailure : "cannot close " + m_path + ": the disk hangs";
 }
 
 /// A trouble is told when it begins.
-std::string Worker::TellOnce(const std::string& complaint) {
-    return std::exchange(m_hasTold, true) ? std::string() : complaint;
+std::string Worker::TellOnce() {
+    return std::exchange(m_hasTold, true) ? std::string() : m_complaint;
 }
 
 void Worker::Run() {

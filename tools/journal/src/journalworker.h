@@ -33,7 +33,7 @@ private:
     void Fail(const std::string& failure);
     void Tidy();
     void End();
-    std::string TellOnce(const std::string& complaint) RYP_REQUIRES(m_lock);
+    std::string TellOnce() RYP_REQUIRES(m_lock);
 
     const std::string m_path;
     SliceStore m_store;  // the writing thread's
@@ -51,7 +51,7 @@ private:
     long long m_settled RYP_GUARDED_BY(m_lock) = 0;  // written, or refused for good
     long long m_lost RYP_GUARDED_BY(m_lock) = 0;
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
-    std::string m_complaint RYP_GUARDED_BY(m_lock);  // of the last failure
+    std::string m_complaint RYP_GUARDED_BY(m_lock);  // about the latest trouble
     std::string m_endFailure RYP_GUARDED_BY(m_lock);
     bool m_hasTold RYP_GUARDED_BY(m_lock) = false;  // of the present trouble
 };

@@ -1,7 +1,6 @@
 #include "kzjournalreader.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -75,7 +74,7 @@ struct Reader::State {
         try {
             return action();
         } catch (const SQLite::Exception& error) {
-            throw Error(Explain("read", path, error, sqlite3_system_errno(database.getHandle())));
+            throw Error(Explain("read", path, error));
         }
     }
 

@@ -70,7 +70,7 @@ void SliceStore::Guarded(Action action) {
     } catch (const SQLite::Exception& error) {
         // A rolled back slice takes the names that it brought with it.
         m_nameIds.clear();
-        throw Error(Explain("write", m_path, error, sqlite3_system_errno(m_database.getHandle())));
+        throw Error(Explain("write", m_path, error));
     }
 }
 
