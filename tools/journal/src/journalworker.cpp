@@ -91,7 +91,7 @@ void Worker::WriteNext() {
     }
     std::string refusal;
     try {
-        m_store.Write(message, refusal);
+        m_store.Write(message, {}, refusal);
         Settle(refusal);
     } catch (const std::exception& error) {
         Fail(error.what());

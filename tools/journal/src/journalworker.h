@@ -18,7 +18,8 @@ namespace kzjournal {
 class Worker {
 public:
     /// Throws `Error`.
-    Worker(const std::string& path, const kzjournal::Run& run) : m_path(path), m_store(path, run) {}
+    Worker(const std::string& path, const kzjournal::Run& run)
+        : m_path(path), m_store(path, run, SliceStore::SafeAtOnce) {}
 
     /// The writing thread: returns once the journal is closed.
     void Run();

@@ -49,6 +49,17 @@ Aggregate AggregateAt(SQLite::Statement& row, int column) {
     return aggregate;
 }
 
+/// REQUIRES: `from` has values.
+void Add(Aggregate& into, const Aggregate& from) {
+    const bool isFirst = !(into.count > 0);
+    if (isFirst || from.minimum < into.minimum) into.minimum = from.minimum;
+    if (isFirst || from.maximum > into.maximum) into.maximum = from.maximum;
+    into.count += from.count;
+    into.sum += from.sum;
+    into.sumSqr += from.sumSqr;
+    into.average = into.sum / into.count;
+}
+
 Run RunAt(SQLite::Statement& row) {
     return {row.getColumn(0).getString(), row.getColumn(1).getString(),
             row.getColumn(2).getDouble(), row.getColumn(3).getDouble(),
@@ -83,6 +94,8 @@ struct Reader::State {
     void VisitPoints(const char* table, const std::string& name, const TimeRange& range,
                      const std::function<void(const SeriesPoint&)>& visit);
     std::unordered_map<std::string, Aggregate> SumsOf(const TimeRange& range);
+    void AddSums(const char* table, const TimeRange& range,
+                 std::unordered_map<std::string, Aggregate>& sums);
 
     const std::string path;
     SQLite::Database database;
@@ -126,15 +139,24 @@ void Reader::State::VisitPoints(const char* table, const std::string& name, cons
 
 /// Per name what the slices of the range add up to.
 std::unordered_map<std::string, Aggregate> Reader::State::SumsOf(const TimeRange& range) {
-    SQLite::Statement query(
-        database,
-        "SELECT name, min(last_minimum), max(last_maximum), sum(last_count), sum(last_sum),"
-        " sum(last_sum_of_squares) FROM statistics WHERE last_count > 0"
-        " AND elapsed BETWEEN ? AND ? GROUP BY name");
-    BindRange(query, 1, range);
+    // One view of both tables, as in `ForEachPoint`.
+    const SQLite::Transaction view(database);
     std::unordered_map<std::string, Aggregate> sums;
-    while (query.executeStep()) sums[query.getColumn(0).getString()] = AggregateAt(query, 1);
+    for (const char* const table : kRecordTables) AddSums(table, range, sums);
     return sums;
+}
+
+void Reader::State::AddSums(const char* table, const TimeRange& range,
+                            std::unordered_map<std::string, Aggregate>& sums) {
+    // Name by name, which is the order of the records: nothing needs sorting.
+    SQLite::Statement query(
+        database, std::string("SELECT name, min(last_minimum), max(last_maximum), sum(last_count),"
+                              " sum(last_sum), sum(last_sum_of_squares) FROM names n CROSS JOIN ") +
+                      table +
+                      " r ON r.name_id = n.name_id AND r.elapsed BETWEEN ? AND ?"
+                      " WHERE last_count > 0 GROUP BY n.name_id");
+    BindRange(query, 1, range);
+    while (query.executeStep()) Add(sums[query.getColumn(0).getString()], AggregateAt(query, 1));
 }
 
 Reader::Reader(const std::string& path) : m_state(std::make_unique<State>(path)) {

@@ -51,13 +51,16 @@ void BindAggregate(SQLite::Statement& statement, int column,
 
 }  // namespace
 
-SliceStore::SliceStore(const std::string& path, const Run& run)
+SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     : m_path(path),
       m_generator(run.generator),
       m_database(OpenNew(path)),
       m_insertSlice(m_database, kInsertSlice),
       m_insertRecord(m_database, kInsertRecord) {
-    Guarded([&] { InsertRun(run); });
+    Guarded([&] {
+        if (safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
+        InsertRun(run);
+    });
     // Emptied by `Tidy` instead, when nobody waits.
     sqlite3_wal_hook(m_database.getHandle(), NoteWalPages, &m_walPages);
 }
@@ -74,6 +77,19 @@ void SliceStore::Guarded(Action action) {
     }
 }
 
+void SliceStore::SetSources(const std::vector<Run>& sources) {
+    Guarded([&] {
+        SQLite::Statement insert(m_database, "INSERT INTO sources VALUES (?, ?, ?, ?, ?, ?, ?)");
+        int number = 0;
+        for (const Run& source : sources) {
+            insert.reset();
+            SQLite::bind(insert, number++, source.id, source.generator, source.startTime,
+                         source.sliceLength, source.host, source.commandLine);
+            insert.exec();
+        }
+    });
+}
+
 void SliceStore::InsertRun(const Run& run) {
     SQLite::Statement insert(m_database,
                              "INSERT INTO run (run_id, generator, start_time, slice_length, host,"
@@ -83,7 +99,8 @@ void SliceStore::InsertRun(const Run& run) {
     insert.exec();
 }
 
-bool SliceStore::Write(std::string_view text, std::string& complaint) {
+bool SliceStore::Write(std::string_view text, const std::vector<int>& sources,
+                       std::string& complaint) {
     CKZStatMessage message;
     std::size_t fault = 0;
     if (!message.Read(text.data(), text.size(), CKZStatMessage::FullRecords, fault)) {
@@ -97,14 +114,16 @@ bool SliceStore::Write(std::string_view text, std::string& complaint) {
                     ": it holds a run of " + m_generator;
         return false;
     }
-    Guarded([&] { WriteWhole(message, text); });
+    Guarded([&] { WriteWhole(message, text, sources); });
     return true;
 }
 
-void SliceStore::WriteWhole(const CKZStatMessage& message, std::string_view text) {
+void SliceStore::WriteWhole(const CKZStatMessage& message, std::string_view text,
+                            const std::vector<int>& sources) {
     SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
     if (!InsertSlice(message, text)) return;
     for (const CKZStatMessageRecord& record : message.GetRecords()) InsertRecord(message, record);
+    for (const int source : sources) InsertSource(message.GetSliceId(), source);
     transaction.commit();
     ++m_recentSlices;
 }
@@ -115,6 +134,12 @@ bool SliceStore::InsertSlice(const CKZStatMessage& message, std::string_view tex
     m_insertSlice.bind(2, message.GetElapsed());
     m_insertSlice.bindNoCopy(3, text.data(), static_cast<int>(text.size()));
     return m_insertSlice.exec() > 0;
+}
+
+void SliceStore::InsertSource(int sliceId, int source) {
+    SQLite::Statement insert(m_database, "INSERT INTO slice_sources VALUES (?, ?)");
+    SQLite::bind(insert, sliceId, source);
+    insert.exec();
 }
 
 void SliceStore::InsertRecord(const CKZStatMessage& message, const CKZStatMessageRecord& record) {
