@@ -4,6 +4,10 @@ namespace kzstat {
 
 void DeclareCommands(CLI::App& app, Action& action) {
     DeclareShow(app, action);
+    DeclareCompare(app, action);
+    DeclareExport(app, action);
+    DeclareMerge(app, action);
+    DeclareCheck(app, action);
 }
 
 }  // namespace kzstat

@@ -16,6 +16,10 @@ using Action = std::function<ExitStatus(Output&)>;
 void DeclareCommands(CLI::App& app, Action& action);
 
 // Each declares one.
+void DeclareCheck(CLI::App& app, Action& action);
+void DeclareCompare(CLI::App& app, Action& action);
+void DeclareExport(CLI::App& app, Action& action);
+void DeclareMerge(CLI::App& app, Action& action);
 void DeclareShow(CLI::App& app, Action& action);
 
 }  // namespace kzstat

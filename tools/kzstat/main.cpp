@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -44,6 +45,8 @@ ExitStatus Run(int argc, char** argv) {
 }  // namespace kzstat
 
 int main(int argc, char** argv) {
+    // For the characters of the terminal; numbers keep their decimal point.
+    std::setlocale(LC_CTYPE, "");
     // A reader that goes away is seen when writing instead.
     std::signal(SIGPIPE, SIG_IGN);
     try {

@@ -14,6 +14,10 @@ namespace {
 constexpr winsize kUsualSize = {24, 80, 0, 0};
 constexpr std::size_t kPendingWorthAWrite = 65536;
 
+constexpr char kBold[] = "\x1b[1m";
+constexpr char kRed[] = "\x1b[31m";
+constexpr char kAsUsual[] = "\x1b[m";
+
 bool TerminalCanRedraw() {
     const char* const kind = std::getenv("TERM");
     return kind != nullptr && std::strcmp(kind, "dumb") != 0;
@@ -42,8 +46,11 @@ void Output::Write(std::string_view text) {
     if (m_pending.size() >= kPendingWorthAWrite) Flush();
 }
 
-void Output::WriteLine(std::string_view line) {
+void Output::WriteLine(std::string_view line, Style style) {
+    const bool isStyled = style != Plain && m_hasColours;
+    if (isStyled) Write(style == Bad ? kRed : kBold);
     Write(line);
+    if (isStyled) Write(kAsUsual);
     Write("\n");
 }
 

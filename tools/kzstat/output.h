@@ -17,7 +17,9 @@ public:
     Output();
 
     void Write(std::string_view text);
-    void WriteLine(std::string_view line);
+    /// How a line stands out, on a terminal with colours.
+    enum Style { Plain, Striking, Bad };
+    void WriteLine(std::string_view line, Style style = Plain);
     void Flush();
 
     bool IsTerminal() const { return m_isTerminal; }

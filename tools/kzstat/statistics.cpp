@@ -1,5 +1,6 @@
 #include "statistics.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -30,9 +31,36 @@ std::optional<double> RateOf(const CKZStatMessageRecord& record, double seconds)
     return std::nullopt;
 }
 
-bool IsOfSlice(StatisticsDataType statistic) {
-    return statistic >= StatLastMin;
-}
+/// A record as a point of its kind, which knows what is meaningful.
+class PointStatistics {
+public:
+    PointStatistics(const CKZStatMessageRecord& record, double time) : m_record(record) {
+        if (record.type != Types::NotSet)
+            m_point.reset(CKZStatPointBuilder::BuildPoint(record.type, record.GetItem(time)));
+    }
+
+    /// Nothing for a statistic that is not meaningful or has no value.
+    std::optional<double> Get(StatisticsDataType statistic) const {
+        const bool isOfSlice = statistic >= StatLastMin;
+        const double count = isOfSlice ? m_record.lasts.count : m_record.totals.count;
+        if (!m_point || !(count > 0) || (m_point->GetMask() >> statistic & 1) == 0)
+            return std::nullopt;
+        return m_point->GetValueByType(statistic);
+    }
+
+    std::optional<double> Current() const {
+        return m_point ? Get(m_point->GetCurrentValueIndex()) : std::nullopt;
+    }
+
+    /// Values that are samples spread; those that are added up do not.
+    bool HasSamples() const {
+        return Get(StatAverage) && m_point->GetCurrentValueIndex() == StatLastAverage;
+    }
+
+private:
+    const CKZStatMessageRecord& m_record;
+    std::unique_ptr<CKZStatPoint> m_point;
+};
 
 }  // namespace
 
@@ -55,37 +83,24 @@ Deviation StandardDeviation(const CKZStatMessageRecord::Aggregate& aggregate) {
     return {static_cast<double>(deviation), static_cast<double>(deviationError)};
 }
 
-Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
-    Statistics statistics{{record.name.data(), record.name.length()},
-                          record.type,
-                          UnitOf(record.type),
-                          {},
-                          {},
-                          {},
-                          {},
-                          {},
-                          {},
-                          {},
-                          {}};
-    if (record.type == Types::NotSet) return statistics;
+std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
+    return PointStatistics(record, 0).Current();
+}
 
-    const std::unique_ptr<CKZStatPoint> point(
-        CKZStatPointBuilder::BuildPoint(record.type, record.GetItem(seconds)));
-    const auto meaningful = [&](StatisticsDataType statistic) -> std::optional<double> {
-        const double count = IsOfSlice(statistic) ? record.lasts.count : record.totals.count;
-        if (!(count > 0) || (point->GetMask() >> statistic & 1) == 0) return std::nullopt;
-        return point->GetValueByType(statistic);
-    };
-    statistics.count = meaningful(StatCount);
+Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
+    const PointStatistics point(record, seconds);
+    Statistics statistics;
+    statistics.name.assign(record.name.data(), record.name.length());
+    statistics.type = record.type;
+    statistics.unit = UnitOf(record.type);
+    statistics.count = point.Get(StatCount);
     statistics.rate = RateOf(record, seconds);
-    statistics.minimum = meaningful(StatMin);
-    statistics.average = meaningful(StatAverage);
-    statistics.maximum = meaningful(StatMax);
-    statistics.sum = meaningful(StatSum);
-    statistics.current = meaningful(point->GetCurrentValueIndex());
-    // Values that are samples spread; those that are added up do not.
-    if (meaningful(StatAverage) && point->GetCurrentValueIndex() == StatLastAverage)
-        statistics.deviation = StandardDeviation(record.totals);
+    statistics.minimum = point.Get(StatMin);
+    statistics.average = point.Get(StatAverage);
+    statistics.maximum = point.Get(StatMax);
+    statistics.sum = point.Get(StatSum);
+    statistics.current = point.Current();
+    if (point.HasSamples()) statistics.deviation = StandardDeviation(record.totals);
     return statistics;
 }
 

@@ -24,8 +24,8 @@ Deviation StandardDeviation(const CKZStatMessageRecord::Aggregate& aggregate);
 /// those that have no value.
 struct Statistics {
     std::string name;
-    CKZStatPointTypeEnum::PointType type;
-    const char* unit;  ///< of the values; empty where it is unknown
+    CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
+    const char* unit = "";  ///< of the values; empty where it is unknown
     std::optional<double> count;
     std::optional<double> rate;  ///< per second: the values of timers, the sums of counters
     std::optional<double> minimum;
@@ -35,6 +35,9 @@ struct Statistics {
     std::optional<double> sum;
     std::optional<double> current;  ///< of the last slice
 };
+
+/// Of the last slice, what the record's kind calls its current value.
+std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
 
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "texts.h"
+
 namespace kzstat {
 namespace {
 
@@ -32,12 +34,6 @@ std::vector<std::string> Table::Lines() const {
     std::vector<std::string> lines{lineOf(titles)};
     for (const auto& row : m_rows) lines.push_back(lineOf(row));
     return lines;
-}
-
-std::size_t WidthOf(const std::string& text) {
-    // Bytes 10xxxxxx go on with a character.
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xc0) != 0x80; }));
 }
 
 }  // namespace kzstat

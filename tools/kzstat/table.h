@@ -28,9 +28,6 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
-/// The columns that `text` takes on a terminal, as far as UTF-8 and single-width characters go.
-std::size_t WidthOf(const std::string& text);
-
 }  // namespace kzstat
 
 #endif

@@ -74,8 +74,9 @@ public:
     /// In the order of time.
     void ForEachSlice(const TimeRange& range,
                       const std::function<void(const CKZStatMessage&)>& visit);
-    /// Those with a higher id than `sliceId`, in the order of the ids.
-    void ForEachSliceAfter(int sliceId, const std::function<void(const CKZStatMessage&)>& visit);
+    /// Those with a higher id than `sliceId`, in the order of the ids; at most so many.
+    void ForEachSliceAfter(int sliceId, const std::function<void(const CKZStatMessage&)>& visit,
+                           int most = std::numeric_limits<int>::max());
     /// One name through time. Reads nothing of other names.
     void ForEachPoint(const std::string& name, const TimeRange& range,
                       const std::function<void(const SeriesPoint&)>& visit);

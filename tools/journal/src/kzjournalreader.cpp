@@ -258,13 +258,14 @@ void Reader::ForEachSlice(const TimeRange& range,
     });
 }
 
-void Reader::ForEachSliceAfter(int sliceId,
-                               const std::function<void(const CKZStatMessage&)>& visit) {
+void Reader::ForEachSliceAfter(int sliceId, const std::function<void(const CKZStatMessage&)>& visit,
+                               int most) {
     m_state->Guarded([&] {
         SQLite::Statement query(
             m_state->database,
-            "SELECT slice_id, message FROM slices WHERE slice_id > ? ORDER BY slice_id");
+            "SELECT slice_id, message FROM slices WHERE slice_id > ? ORDER BY slice_id LIMIT ?");
         query.bind(1, sliceId);
+        query.bind(2, most);
         while (query.executeStep()) visit(m_state->MessageAt(query));
     });
 }
