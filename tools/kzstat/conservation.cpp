@@ -3,6 +3,7 @@
 #include <cmath>
 #include <set>
 
+#include "numbers.h"
 #include "rw/cstring.h"
 #include "ryp/numbertext.h"
 #include "texts.h"
@@ -60,12 +61,14 @@ std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
     sums.count += record.lasts.count;
     sums.sum += record.lasts.sum;
     sums.sumSqr += record.lasts.sumSqr;
-    const auto violation = [&](const char* what, double total, double sum) {
-        return "the " + std::string(what) + " of " + Printable(name) + " is " + Exact(total) +
-               " for the run, but its slices add up to " + Exact(sum);
+    const auto violation = [&](const char* what, double total, double sum,
+                               std::string (*textOf)(double) = Exact) {
+        return "the " + std::string(what) + " of " + Printable(name) + " is " + textOf(total) +
+               " for the run, but its slices add up to " + textOf(sum);
     };
     const Aggregate& totals = record.totals;
-    if (totals.count != sums.count) return violation("count", totals.count, sums.count);
+    if (totals.count != sums.count)
+        return violation("count", totals.count, sums.count, ReadableNumber);
     // A sum of parts of either sign may be near 0 while they are not: the squares know.
     const double size = std::sqrt(totals.count * totals.sumSqr);
     if (std::abs(totals.sum - sums.sum) > Tolerance(size, m_sliceId, totals.count))

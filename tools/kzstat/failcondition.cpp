@@ -25,23 +25,24 @@ std::string TakeLastWord(std::string& text) {
     return word;
 }
 
-/// With a sign in front; true where all of the text is one.
-bool ReadChange(std::string_view text, double& change) {
-    const bool isUp = text.starts_with('+');
-    if (!isUp && !text.starts_with('-')) return false;
-    text.remove_prefix(isUp ? 1 : 0);
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), change);
-    return read.ec == std::errc() && read.ptr == text.data() + text.size() && std::isfinite(change);
+/// A number without a sign; true where all of the text is one.
+bool ReadLimit(std::string_view text, double& limit) {
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), limit);
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() &&
+           std::isfinite(limit) && !std::signbit(limit);
 }
 
 }  // namespace
 
 FailCondition::FailCondition(const std::string& text) : m_text(text), m_name(text) {
-    std::string change = TakeLastWord(m_name);
+    const std::string change = TakeLastWord(m_name);
     m_statistic = TakeLastWord(m_name);
+    m_isDownwards = change.starts_with('-');
     m_isRelative = change.ends_with('%');
-    if (m_isRelative) change.pop_back();
-    if (m_name.empty() || !IsNumberColumn(m_statistic) || !ReadChange(change, m_limit))
+    const bool hasSign = m_isDownwards || change.starts_with('+');
+    const std::string limit = change.substr(0, change.size() - (m_isRelative ? 1 : 0));
+    if (m_name.empty() || !IsNumberColumn(m_statistic) || !hasSign ||
+        !ReadLimit(limit.substr(1), m_limit))
         Refuse(text);
 }
 
@@ -61,7 +62,7 @@ std::optional<std::string> FailCondition::Check(const ComparedRun& before,
     const double from = ValueIn(before, "first");
     const double to = ValueIn(after, "second");
     const double limit = m_isRelative ? std::abs(from) * m_limit / 100 : m_limit;
-    const bool isWithin = m_limit < 0 ? to - from >= limit : to - from <= limit;
+    const bool isWithin = (m_isDownwards ? from - to : to - from) <= limit;
     if (isWithin) return std::nullopt;
     return m_text + ": " + ReadableNumber(from) + " became " + ReadableNumber(to);
 }

@@ -25,7 +25,8 @@ private:
     std::string m_text;
     std::string m_name;
     std::string m_statistic;
-    double m_limit = 0;  // negative: downwards
+    bool m_isDownwards = false;
+    double m_limit = 0;
     bool m_isRelative = false;
 };
 
