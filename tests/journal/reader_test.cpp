@@ -158,6 +158,11 @@ TEST_F(Reader, RefusesAFileThatIsNotThere) {
     EXPECT_EQ("cannot read " + path + ": No such file or directory", ErrorOnOpening());
 }
 
+TEST_F(Reader, RefusesAFolder) {
+    path = folder.Path("");
+    EXPECT_EQ("cannot read " + path + ": it is a folder", ErrorOnOpening());
+}
+
 TEST_F(Reader, RefusesAFileThatIsNoJournal) {
     path = folder.Path("notes.txt");
     std::ofstream(path) << "These are notes. They are long enough to be looked at by a database.\n";

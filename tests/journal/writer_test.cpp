@@ -72,6 +72,11 @@ TEST_F(Writer, RefusesAFolderThatIsNotThere) {
     EXPECT_EQ("cannot open " + path + ": No such file or directory", Open());
 }
 
+TEST_F(Writer, RefusesAFolder) {
+    path = folder.Path("");
+    EXPECT_EQ("cannot open " + path + ": it is a folder", Open());
+}
+
 TEST_F(Writer, RefusesADamagedMessageAndKeepsTheOthers) {
     Open();
     const std::string whole = messages.NextSlice({{"logins", Types::Counter, {1}}});

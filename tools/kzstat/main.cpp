@@ -24,6 +24,7 @@ ExitStatus Run(int argc, char** argv) {
     CLI::App app("Shows, checks, compares and exports the statistics that a journal keeps.",
                  "kzstat");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "kzstat " KZSTAT_VERSION);
     Action action;
     DeclareCommands(app, action);
     Output output;
@@ -34,6 +35,10 @@ ExitStatus Run(int argc, char** argv) {
         return status;
     } catch (const CLI::CallForHelp&) {
         output.Write(app.help());
+        output.Flush();
+        return kDone;
+    } catch (const CLI::CallForVersion& version) {
+        output.WriteLine(version.what());
         output.Flush();
         return kDone;
     } catch (const CLI::ParseError& error) {

@@ -1,7 +1,11 @@
 #include "journalfile.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "kzjournalreader.h"
@@ -96,7 +100,7 @@ bool IsEmpty(SQLite::Database& database) {
     return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() == 0;
 }
 
-std::string Cause(const SQLite::Exception& error, int systemError) {
+std::string Cause(const SQLite::Exception& error) {
     switch (error.getErrorCode()) {
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
@@ -111,11 +115,20 @@ std::string Cause(const SQLite::Exception& error, int systemError) {
             return "it may not be written; choose another path or change its permissions";
         case SQLITE_IOERR:
             return "the disk does not work; check it";
-        case SQLITE_CANTOPEN:
-            return std::strerror(systemError);
         default:
             return error.what();
     }
+}
+
+/// What the system says to whoever opens the file, or an empty text. The database tries several
+/// ways and keeps what it heard last.
+std::string SystemsCause(const std::string& path, int flags) {
+    struct stat facts = {};
+    if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return "it is a folder";
+    const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
+    if (file < 0) return std::strerror(errno);
+    close(file);
+    return {};
 }
 
 }  // namespace
@@ -151,9 +164,29 @@ void CheckIsJournal(SQLite::Database& database, const std::string& path) {
                     "; read it with a newer release");
 }
 
-std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error,
-                    int systemError) {
-    return std::string("cannot ") + what + " " + path + ": " + Cause(error, systemError);
+std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error) {
+    return std::string("cannot ") + what + " " + path + ": " + Cause(error);
+}
+
+std::string ExplainMaking(const std::string& path, const SQLite::Exception& error) {
+    // Only where the database could not open it: whoever closes a file that the process has open
+    // elsewhere takes that one's locks away.
+    const bool couldNotOpen = error.getErrorCode() == SQLITE_CANTOPEN;
+    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDWR | O_CREAT) : "";
+    return cause.empty() ? Explain("open", path, error) : "cannot open " + path + ": " + cause;
+}
+
+std::string ExplainReading(const std::string& path, const SQLite::Exception& error) {
+    const int code = error.getErrorCode();
+    const bool couldNotOpen = code == SQLITE_CANTOPEN || code == SQLITE_IOERR;
+    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDONLY) : "";
+    if (!cause.empty()) return "cannot read " + path + ": " + cause;
+    if (couldNotOpen || code == SQLITE_READONLY)
+        return "cannot read " + path +
+               ": its run has not ended and its folder may not be written; copy it elsewhere "
+               "with " +
+               path + "-wal";
+    return Explain("read", path, error);
 }
 
 }  // namespace kzjournal

@@ -24,10 +24,11 @@ void CreateTables(SQLite::Database& database, const std::string& path);
 /// Throws `Error` unless the database is a journal of this schema.
 void CheckIsJournal(SQLite::Database& database, const std::string& path);
 
-/// A line for the user about what the database said. `systemError` tells why a file could not be
-/// opened.
-std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error,
-                    int systemError = 0);
+// Lines for the user about what the database said: at work, when making a journal, and when opening
+// one that is there.
+std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error);
+std::string ExplainMaking(const std::string& path, const SQLite::Exception& error);
+std::string ExplainReading(const std::string& path, const SQLite::Exception& error);
 
 }  // namespace kzjournal
 

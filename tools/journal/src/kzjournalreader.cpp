@@ -3,7 +3,6 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <unordered_map>
 
@@ -20,13 +19,12 @@ constexpr double kTimeTolerance = 0.0015;
 constexpr int kAggregateColumns = 5;
 
 SQLite::Database OpenExisting(const std::string& path) {
-    errno = 0;
     try {
         SQLite::Database database(path, SQLite::OPEN_READONLY, kLockWaitMilliseconds);
         CheckIsJournal(database, path);
         return database;
     } catch (const SQLite::Exception& error) {
-        throw Error(Explain("read", path, error, errno));
+        throw Error(ExplainReading(path, error));
     }
 }
 

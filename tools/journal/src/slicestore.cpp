@@ -3,7 +3,6 @@
 #include <SQLiteCpp/VariadicBind.h>
 #include <sqlite3.h>
 
-#include <cerrno>
 #include <utility>
 
 #include "journalfile.h"
@@ -23,14 +22,13 @@ constexpr char kInsertRecord[] =
     " ON CONFLICT DO NOTHING";
 
 SQLite::Database OpenNew(const std::string& path) {
-    errno = 0;
     try {
         SQLite::Database database(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
                                   kLockWaitMilliseconds);
         CreateTables(database, path);
         return database;
     } catch (const SQLite::Exception& error) {
-        throw Error(Explain("open", path, error, errno));
+        throw Error(ExplainMaking(path, error));
     }
 }
 
