@@ -31,10 +31,13 @@ void DeclareExport(CLI::App& app, Action& action) {
     CLI::App* const command =
         app.add_subcommand("export", "Write every record of a run on standard output");
     const auto options = std::make_shared<ExportOptions>();
-    command->add_option("RUN", options->journal, "The journal of the run")->required();
+    command->add_option("RUN", options->journal, "The journal of the run")
+        ->required()
+        ->type_name("FILE");
     command->add_option("--format", options->format, "csv, json (a line each) or influx")
         ->required()
-        ->check(CLI::IsMember(ExportFormatNames()));
+        ->check(CLI::IsMember(ExportFormatNames()))
+        ->type_name("FORMAT");
     options->range.Declare(*command);
     command->footer("Example: kzstat export run.kzj --format csv > run.csv");
     command->final_callback([options, &action] {

@@ -77,7 +77,8 @@ void DeclareMerge(CLI::App& app, Action& action) {
     const auto options = std::make_shared<MergeOptions>();
     command->add_option("RUNS", options->journals, "The journals of the runs")
         ->required()
-        ->expected(2, -1);
+        ->expected(2, -1)
+        ->type_name("FILE");
     command->add_option("-o,--output", options->merged, "The journal to make; a new file")
         ->required()
         ->type_name("FILE");

@@ -115,11 +115,14 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
 void DeclareShow(CLI::App& app, Action& action) {
     CLI::App* const command = app.add_subcommand("show", "Print a table of every name of a run");
     const auto options = std::make_shared<ShowOptions>();
-    command->add_option("RUN", options->journal, "The journal of the run")->required();
+    command->add_option("RUN", options->journal, "The journal of the run")
+        ->required()
+        ->type_name("FILE");
     command
         ->add_option("--sort", options->sortColumn,
                      "The column to sort by; numbers from the largest on")
-        ->check(CLI::IsMember(SortableColumns()));
+        ->check(CLI::IsMember(SortableColumns()))
+        ->type_name("COLUMN");
     command->add_flag("--follow", options->follows,
                       "Go on until the run ends: redraw the table on a terminal, elsewhere write a"
                       " line per name and slice");
