@@ -91,7 +91,7 @@ void Worker::WriteNext() {
     }
     std::string refusal;
     try {
-        m_store.Write(message, {}, refusal);
+        m_store->Write(message, {}, refusal);
         Settle(refusal);
     } catch (const std::exception& error) {
         Fail(error.what());
@@ -126,7 +126,7 @@ void Worker::Fail(const std::string& failure) {
 /// Its failures lose nothing: the next slice meets the same trouble and tells it.
 void Worker::Tidy() {
     try {
-        m_store.Tidy();
+        m_store->Tidy();
     } catch (const Error&) {
     }
 }
@@ -139,10 +139,12 @@ void Worker::End() {
     }
     std::string failure;
     try {
-        m_store.End(RyPSysTime(), lost);
+        m_store->End(RyPSysTime(), lost);
     } catch (const Error& error) {
         failure = error.what();
     }
+    // Whoever has closed the journal may open it as they like.
+    m_store.reset();
     const RWMutexLock::LockGuard guard(m_lock);
     m_endFailure = failure;
     m_isDone = true;

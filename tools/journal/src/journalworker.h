@@ -2,8 +2,10 @@
 #define KZJOURNALWORKER_H
 
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
@@ -19,7 +21,7 @@ class Worker {
 public:
     /// Throws `Error`.
     Worker(const std::string& path, const kzjournal::Run& run)
-        : m_path(path), m_store(path, run, SliceStore::SafeAtOnce) {}
+        : m_path(path), m_store(std::in_place, path, run, SliceStore::SafeAtOnce) {}
 
     /// The writing thread: returns once the journal is closed.
     void Run();
@@ -37,7 +39,7 @@ private:
     std::string TellOnce() RYP_REQUIRES(m_lock);
 
     const std::string m_path;
-    SliceStore m_store;  // the writing thread's
+    std::optional<SliceStore> m_store;  // the writing thread's; none once the run has ended
 
     RWMutexLock m_lock;
     RyPCondition m_workCame;
