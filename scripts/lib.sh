@@ -7,9 +7,10 @@ project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck disable=SC2034
 BUILD_PACKAGES=(g++ cmake ninja-build)
 # shellcheck disable=SC2034
-HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev)
+HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev libsqlite3-dev
+               libsqlitecpp-dev libboost-math-dev nlohmann-json3-dev)
 # shellcheck disable=SC2034
-TEST_PACKAGES=(googletest locales python3)
+TEST_PACKAGES=(googletest locales python3 tmux)
 
 # fail TEXT: ends the script with one line on standard error.
 fail() {

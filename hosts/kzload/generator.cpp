@@ -59,8 +59,12 @@ std::vector<Total> TotalsOf(Dictionary& merged) {
 
 }  // namespace
 
-Generator::Generator(Terminal& terminal, MessageFile& messages)
-    : CKZStatGenMain("kzload"), m_terminal(terminal), m_messages(messages), m_requestsCounted(0) {}
+Generator::Generator(Terminal& terminal, MessageFile& messages, kzjournal::Writer& journal)
+    : CKZStatGenMain(kGeneratorName),
+      m_terminal(terminal),
+      m_messages(messages),
+      m_journal(journal),
+      m_requestsCounted(0) {}
 
 std::vector<Total> Generator::Totals() const {
     const RWMutexLock::LockGuard guard(m_lock);
@@ -80,9 +84,12 @@ void Generator::SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, dou
 }
 
 int Generator::SendDictionaryString(RWCString& text, double, const char*) {
-    const std::string failure = m_messages.Append({text.data(), text.length()});
-    m_terminal.Complain(failure);
-    return failure.empty() ? 1 : 0;
+    const std::string_view message(text.data(), text.length());
+    const std::string messagesFailure = m_messages.Append(message);
+    const std::string journalFailure = m_journal.Append(message);
+    m_terminal.Complain(messagesFailure);
+    m_terminal.Complain(journalFailure);
+    return messagesFailure.empty() && journalFailure.empty() ? 1 : 0;
 }
 
 GeneratorLoops::GeneratorLoops(CKZStatGenMain& generator) : m_generator(generator) {

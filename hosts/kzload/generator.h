@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "kzjournalwriter.h"
 #include "kzstatisticsgenerator.h"
 #include "messagefile.h"
 #include "report.h"
@@ -14,14 +15,17 @@
 
 namespace kzload {
 
-/// The generator of this host: shows a row per slice, keeps the totals and appends the messages
-/// to a file.
+inline constexpr char kGeneratorName[] = "kzload";
+
+/// The generator of this host: shows a row per slice, keeps the totals hands the messages to a
+/// file and to the journal.
 ///
 /// Safe for concurrent use; the hooks run on the pack thread.
 class Generator : public CKZStatGenMain {
 public:
-    /// Both must outlive the generator; `messages` is the pack thread's while the loops run.
-    Generator(Terminal& terminal, MessageFile& messages);
+    /// All must outlive the generator; `messages` and `journal` are the pack thread's while the
+    /// loops run.
+    Generator(Terminal& terminal, MessageFile& messages, kzjournal::Writer& journal);
 
     /// Requests that are part of the totals sent so far.
     long long RequestsCounted() const { return m_requestsCounted; }
@@ -37,6 +41,7 @@ public:
 private:
     Terminal& m_terminal;
     MessageFile& m_messages;
+    kzjournal::Writer& m_journal;
     std::atomic<long long> m_requestsCounted;
     mutable RWMutexLock m_lock;
     std::vector<Total> m_totals RYP_GUARDED_BY(m_lock);

@@ -18,8 +18,12 @@ constexpr double kDrainGraceSeconds = 10;
 }  // namespace
 
 LoadRun::LoadRun(const Options& options, const Target& target, Terminal& terminal,
-                 MessageFile& messages)
-    : m_options(options), m_target(target), m_terminal(terminal), m_generator(terminal, messages) {
+                 MessageFile& messages, kzjournal::Writer& journal)
+    : m_options(options),
+      m_target(target),
+      m_terminal(terminal),
+      m_journal(journal),
+      m_generator(terminal, messages, journal) {
     MakeLoadThreads();
 }
 
@@ -37,6 +41,7 @@ void LoadRun::MakeLoadThreads() {
 
 void LoadRun::Execute() {
     m_startTime = RyPSysTime();
+    OpenJournal();
     m_generator.Start(m_startTime, m_options.sliceSeconds);
     m_loops.emplace(m_generator);
     m_sliceKeeper.emplace(m_generator, m_options.sliceSeconds);
@@ -47,6 +52,13 @@ void LoadRun::Execute() {
     WaitForLastSlice();
     m_loops.reset();
     PrintResults();
+}
+
+void LoadRun::OpenJournal() {
+    if (m_options.journalFile.empty()) return;
+    const kzjournal::Run run =
+        kzjournal::RunOfThisProcess(kGeneratorName, m_startTime, m_options.sliceSeconds);
+    m_terminal.Complain(m_journal.Open(m_options.journalFile, run));
 }
 
 bool LoadRun::LoadIsOver() const {

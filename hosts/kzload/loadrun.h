@@ -20,15 +20,16 @@ namespace kzload {
 /// Owned by the control thread.
 class LoadRun {
 public:
-    /// All three must outlive the run.
-    LoadRun(const Options& options, const Target& target, Terminal& terminal,
-            MessageFile& messages);
+    /// All must outlive the run.
+    LoadRun(const Options& options, const Target& target, Terminal& terminal, MessageFile& messages,
+            kzjournal::Writer& journal);
 
     /// Loads the target until the time is up or a stop is asked for, and prints the results.
     void Execute();
 
 private:
     void MakeLoadThreads();
+    void OpenJournal();
     bool LoadIsOver() const;
     void StopLoad();
     void WaitForLastSlice();
@@ -39,6 +40,7 @@ private:
     const Options& m_options;
     const Target& m_target;
     Terminal& m_terminal;
+    kzjournal::Writer& m_journal;
     LoadState m_state;
     double m_startTime = 0;
     bool m_complainedAboutConnections = false;

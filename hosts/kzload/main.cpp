@@ -41,6 +41,12 @@ void AllowManyOpenFiles() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+void CloseJournal(kzjournal::Writer& journal, const Options& options, Terminal& terminal) {
+    const bool isKept = journal.IsOpen();
+    terminal.Complain(journal.Close());
+    if (isKept) terminal.PrintFrame(WhereTheRunIs(options.journalFile));
+}
+
 int Run(const Options& options) {
     CatchStopSignals();
     AllowManyOpenFiles();
@@ -51,10 +57,12 @@ int Run(const Options& options) {
     std::optional<DemoServer> server;
     if (options.url.empty()) server.emplace(options.clients);
     const Target target{server ? server->Url() : options.url, server.has_value()};
-    terminal.PrintIntroduction(Introduction(options, target.url));
-    LoadRun(options, target, terminal, messages).Execute();
+    terminal.PrintFrame(Introduction(options, target.url));
+    kzjournal::Writer journal;
+    LoadRun(options, target, terminal, messages, journal).Execute();
 
     terminal.Complain(messages.Close());
+    CloseJournal(journal, options, terminal);
     terminal.CheckOutput();
     return terminal.HasComplained() ? kFailed : 0;
 }

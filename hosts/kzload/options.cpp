@@ -1,10 +1,13 @@
 #include "options.h"
 
 #include <curl/curl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
+#include <iomanip>
 #include <memory>
 #include <sstream>
 
@@ -39,6 +42,16 @@ std::string CheckUrl(const std::string& url) {
     return "'" + url + "': only http:// and https:// are loaded";
 }
 
+/// Tells runs apart that begin in one folder, also at the same time.
+std::string NewJournalName() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    std::ostringstream name;
+    name << "kzload-" << std::put_time(&utc, "%Y%m%d-%H%M%S-") << getpid() << ".kzj";
+    return name.str();
+}
+
 void Declare(CLI::App& app, Options& options) {
     app.add_option("URL", options.url, "What to load (default: a demo server in this process)")
         ->check(CLI::Validator(CheckUrl, ""));
@@ -53,6 +66,12 @@ void Declare(CLI::App& app, Options& options) {
         ->check(Between(0, 3.6e6));
     app.add_option("--messages", options.messagesFile, "Append the message of each slice to a file")
         ->type_name("FILE");
+    const auto journal =
+        app.add_option("--journal", options.journalFile, "Keep the run in a new file")
+            ->type_name("FILE");
+    app.add_flag_callback(
+           "--no-journal", [&options] { options.journalFile.clear(); }, "Keep no journal")
+        ->excludes(journal);
     app.add_flag("--quiet", options.quiet, "Print the final table only");
 }
 
@@ -60,6 +79,7 @@ void Declare(CLI::App& app, Options& options) {
 
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
     Options options;
+    options.journalFile = NewJournalName();
     CLI::App app("Loads an HTTP server with simulated clients and shows statistics per slice.",
                  "kzload");
     app.option_defaults()->always_capture_default();

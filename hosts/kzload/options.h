@@ -15,6 +15,7 @@ struct Options {
     double sliceSeconds = 1;
     int thinkTimeMilliseconds = 50;
     std::string messagesFile;  // empty: none
+    std::string journalFile;   // empty: none
     bool quiet = false;
 };
 

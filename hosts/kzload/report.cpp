@@ -81,6 +81,10 @@ std::vector<std::string> TotalsTable(std::vector<Total> totals) {
     return lines;
 }
 
+std::vector<std::string> WhereTheRunIs(const std::string& journalFile) {
+    return {"the run is in " + journalFile, "look at it with: kzstat show " + journalFile};
+}
+
 std::string RequestsLine(long long made, long long counted) {
     return Text("requests made %lld, counted %lld", made, counted);
 }

@@ -48,6 +48,8 @@ std::string RowLine(const SliceRow& row);
 std::string ProgressLine(const Progress& progress, std::size_t width);
 /// Sorted by type and name.
 std::vector<std::string> TotalsTable(std::vector<Total> totals);
+/// Where to go on looking.
+std::vector<std::string> WhereTheRunIs(const std::string& journalFile);
 std::string RequestsLine(long long made, long long counted);
 
 }  // namespace kzload

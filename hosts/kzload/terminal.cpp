@@ -38,7 +38,7 @@ Terminal::Terminal(bool quiet)
       m_isTerminal(isatty(STDOUT_FILENO) != 0),
       m_canRedraw(m_isTerminal && CanRedraw()) {}
 
-void Terminal::PrintIntroduction(const std::vector<std::string>& lines) {
+void Terminal::PrintFrame(const std::vector<std::string>& lines) {
     if (!m_quiet) PrintLines(lines);
 }
 

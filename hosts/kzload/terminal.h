@@ -20,7 +20,8 @@ public:
     /// `quiet` leaves out rows, progress and notes.
     explicit Terminal(bool quiet);
 
-    void PrintIntroduction(const std::vector<std::string>& lines);
+    /// Lines around the figures, which a quiet run leaves out.
+    void PrintFrame(const std::vector<std::string>& lines);
     /// The first row comes with the header.
     void PrintRow(const SliceRow& row);
     void PrintLines(const std::vector<std::string>& lines);

@@ -1,9 +1,12 @@
 """Tests of the load generator. The environment variable KZLOAD names the program."""
 
+import contextlib
 import os
 import resource
 import signal
+import sqlite3
 import tempfile
+import time
 import unittest
 
 import messages
@@ -182,7 +185,7 @@ class Options(RunTest):
         result = runs.run("--help")
         self.assertEqual((0, ""), (result.status, result.err))
         for option in ("--clients", "--threads", "--duration", "--slice", "--think-time",
-                       "--messages", "--quiet"):
+                       "--messages", "--journal", "--no-journal", "--quiet"):
             self.assertIn(option, result.out)
 
 
@@ -260,6 +263,82 @@ class Messages(RunTest):
         self.assert_one_line(result.err, f"cannot write {self.path}: File too large")
         self.assertTrue(messages.read(self.path))
         self.assert_accounted_for(result.out)
+
+
+class Journal(RunTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.path = os.path.join(folder.name, "run.kzj")
+
+    def query(self, sql):
+        with contextlib.closing(sqlite3.connect(f"file:{self.path}?mode=ro", uri=True)) as journal:
+            return journal.execute(sql).fetchall()
+
+    def test_a_run_is_kept_unless_told_otherwise(self):
+        result = runs.run("--duration", 1, journal=runs.DEFAULT_JOURNAL, cwd=self.folder)
+        self.assertEqual((0, ""), (result.status, result.err))
+        (name,) = os.listdir(self.folder)
+        self.assertRegex(name, r"^kzload-\d{8}-\d{6}-\d+\.kzj$")
+        self.assertTrue(result.out.endswith(
+            f"the run is in {name}\nlook at it with: kzstat show {name}\n"), result.out)
+
+    def test_no_journal(self):
+        result = runs.run("--duration", 1, cwd=self.folder)
+        self.assertEqual([], os.listdir(self.folder))
+        self.assertNotIn("the run is in", result.out)
+
+    def test_the_journal_holds_what_the_table_shows(self):
+        result = runs.run("--duration", 2, "--slice", 0.5, journal=self.path)
+        table = self.assert_accounted_for(result.out)
+        kept = self.query("SELECT name, max(count), sum(last_count) FROM statistics GROUP BY name")
+        self.assertEqual({name: (total.count,) * 2 for name, total in table.items()},
+                         {name: (count, last_count) for name, count, last_count in kept})
+
+    def test_the_journal_holds_the_messages_as_they_were_sent(self):
+        path = os.path.join(self.folder, "messages")
+        runs.run("--duration", 1, "--slice", 0.5, "--messages", path, journal=self.path)
+        self.assertEqual(list(messages.frames(path)), [message for (message,) in self.query(
+            "SELECT message FROM slices ORDER BY slice_id")])
+
+    def test_the_facts_of_the_run(self):
+        before = time.time()
+        runs.run("--duration", 0.5, "--slice", 0.25, journal=self.path)
+        ((generator, start, length, host, command_line, end),) = self.query(
+            "SELECT generator, start_time, slice_length, host, command_line, end_time FROM run")
+        self.assertEqual(("kzload", 0.25, os.uname().nodename), (generator, length, host))
+        self.assertTrue(before - 1 < start < end < time.time() + 1, (before, start, end))
+        self.assertTrue(command_line.endswith(f"--journal {self.path} --duration 0.5 --slice 0.25"),
+                        command_line)
+
+    def test_a_killed_run_keeps_every_slice_that_it_has_shown(self):
+        process = runs.start("--duration", 1000, "--slice", 0.2, journal=self.path)
+        runs.wait_for_row(process)
+        runs.wait_for_row(process)
+        process.kill()
+        runs.finish(process)
+        # A row is shown a moment before its slice is kept.
+        self.assertGreaterEqual(len(self.query("SELECT * FROM slices")), 1)
+        self.assertEqual([("ok",)], self.query("PRAGMA integrity_check"))
+        self.assertEqual([(None,)], self.query("SELECT end_time FROM run"))
+
+    def test_a_path_that_cannot_be_opened(self):
+        self.path = os.path.join(self.path, "below")
+        result = runs.run("--duration", 1, journal=self.path)
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, f"cannot open {self.path}: No such file or directory")
+        self.assertNotIn("the run is in", result.out)
+        self.assert_accounted_for(result.out)
+
+    def test_a_run_is_not_overwritten(self):
+        runs.run("--duration", 0.5, "--slice", 0.5, journal=self.path)
+        before = self.query("SELECT run_id FROM run")
+        result = runs.run("--duration", 0.5, "--slice", 0.5, journal=self.path)
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, f"cannot keep a run in {self.path}: it is in use already;"
+                                         " choose another path")
+        self.assertEqual(before, self.query("SELECT run_id FROM run"))
 
 
 class Signals(RunTest):

@@ -6,6 +6,7 @@ import subprocess
 from collections import namedtuple
 
 KZLOAD = os.environ["KZLOAD"]
+DEFAULT_JOURNAL = object()  # the one that kzload chooses
 TIMEOUT = 120  # seconds; generous, since instrumented builds on a busy machine are slow
 
 ROW = re.compile(r"^ +(\d+\.\d\d) +(\d+) +(\d+\.\d) +(-|\d+\.\d\d) +(-|\d+\.\d\d) +(-|\d+\.\d\d)"
@@ -18,8 +19,12 @@ Total = namedtuple("Total", "type count mean minimum maximum sum")
 Result = namedtuple("Result", "status out err")
 
 
-def start(*arguments, **options):
-    """kzload with its output in pipes."""
+def start(*arguments, journal=None, **options):
+    """kzload with its output in pipes, and without a journal where none is named."""
+    if journal is None:
+        arguments = ("--no-journal",) + arguments
+    elif journal is not DEFAULT_JOURNAL:
+        arguments = ("--journal", journal) + arguments
     settings = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
                 "text": True}
     settings.update(options)

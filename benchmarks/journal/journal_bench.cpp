@@ -1,0 +1,154 @@
+// What a journal costs: the hook of a slice, with the disk's own flush beside it, and opening the
+// run of a day.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kzjournalbulkwriter.h"
+#include "kzjournalwriter.h"
+#include "ryp/clock.h"
+#include "support/messagemaker.h"
+
+namespace {
+
+using Types = CKZStatPointTypeEnum;
+
+constexpr int kNamesPerSlice = 100;
+constexpr int kSlicesOfADay = 86400;
+constexpr int kNamesOfADay = 50;
+
+/// In the folder of JOURNALBENCH_FOLDER, so that any disk can be measured, or in the present
+/// one. Gone with its companions when this is destroyed.
+class BenchmarkFile {
+public:
+    explicit BenchmarkFile(const char* name) {
+        const char* const folder = std::getenv("JOURNALBENCH_FOLDER");
+        m_path = std::string(folder == nullptr ? "." : folder) + "/" + name;
+        Remove();
+    }
+    ~BenchmarkFile() { Remove(); }
+    BenchmarkFile(const BenchmarkFile&) = delete;
+    BenchmarkFile& operator=(const BenchmarkFile&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+private:
+    void Remove() {
+        for (const char* const end : {"", "-wal", "-shm"}) std::filesystem::remove(m_path + end);
+    }
+
+    std::string m_path;
+};
+
+std::vector<Reported> ReportedBy(int names, int slice) {
+    std::vector<Reported> reported;
+    for (int name = 0; name < names; ++name) {
+        std::vector<double> values;
+        for (int i = 0; i < 5; ++i)
+            values.push_back(10 + (slice * 31 + name * 7 + i * 13) % 97 / 9.0);
+        reported.push_back({"transaction." + std::to_string(name), Types::Timer, values});
+    }
+    return reported;
+}
+
+kzjournal::Run RunOfTheBenchmark() {
+    return kzjournal::RunOfThisProcess("load", 1.7e9, 1);
+}
+
+void CheckThat(const std::string& complaint) {
+    if (!complaint.empty()) throw std::runtime_error(complaint);
+}
+
+double SecondsOf(const std::function<void()>& operation) {
+    const long long begin = RyPMonotonicNanoseconds();
+    operation();
+    return static_cast<double>(RyPMonotonicNanoseconds() - begin) / 1e9;
+}
+
+/// Shows what one call costs. The time that the benchmark itself shows is the mean.
+void ReportPercentiles(benchmark::State& state, std::vector<double> seconds) {
+    std::sort(seconds.begin(), seconds.end());
+    const auto percentile = [&](std::size_t percent) {
+        return 1e3 * seconds[(seconds.size() - 1) * percent / 100];
+    };
+    state.counters["median_ms"] = percentile(50);
+    state.counters["p99_ms"] = percentile(99);
+    state.counters["max_ms"] = percentile(100);
+}
+
+/// The hook of a slice of 100 names, from call to return.
+void BM_Writer_Append(benchmark::State& state) {
+    const BenchmarkFile file("journalbench.kzj");
+    kzjournal::Writer writer;
+    CheckThat(writer.Open(file.Path(), RunOfTheBenchmark()));
+    MessageMaker messages;
+    std::vector<double> seconds;
+    for (auto _ : state) {
+        const std::string message =
+            messages.NextSlice(ReportedBy(kNamesPerSlice, messages.SliceId()));
+        seconds.push_back(SecondsOf([&] { CheckThat(writer.Append(message)); }));
+        state.SetIterationTime(seconds.back());
+    }
+    CheckThat(writer.Close());
+    ReportPercentiles(state, seconds);
+}
+BENCHMARK(BM_Writer_Append)->UseManualTime()->Iterations(1000)->Unit(benchmark::kMillisecond);
+
+/// What the disk alone takes to keep as many bytes as a slice of 100 names has.
+void BM_Disk_WriteAndFlush(benchmark::State& state) {
+    const BenchmarkFile file("journalbench.disk");
+    const int disk = open(file.Path().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::string bytes(std::size_t{32} << 10, 'x');
+    std::vector<double> seconds;
+    for (auto _ : state) {
+        seconds.push_back(SecondsOf([&] {
+            if (write(disk, bytes.data(), bytes.size()) < 0 || fdatasync(disk) != 0)
+                CheckThat("cannot write");
+        }));
+        state.SetIterationTime(seconds.back());
+    }
+    close(disk);
+    ReportPercentiles(state, seconds);
+}
+BENCHMARK(BM_Disk_WriteAndFlush)->UseManualTime()->Iterations(1000)->Unit(benchmark::kMillisecond);
+
+/// The run of a day in slices of a second, made once.
+const std::string& RunOfADay() {
+    static const BenchmarkFile file("journalbench-day.kzj");
+    static const bool isMade = [] {
+        kzjournal::BulkWriter writer(file.Path(), RunOfTheBenchmark());
+        MessageMaker messages;
+        for (int slice = 0; slice < kSlicesOfADay; ++slice)
+            writer.Append(messages.NextSlice(ReportedBy(kNamesOfADay, slice)));
+        writer.Close(1.7e9 + kSlicesOfADay, 0);
+        return true;
+    }();
+    static_cast<void>(isMade);
+    return file.Path();
+}
+
+/// The program as a user calls it, on the run of a day.
+void BM_Kzstat(benchmark::State& state, const char* arguments) {
+    const std::string command =
+        std::string(KZSTAT) + " " + arguments + " " + RunOfADay() + " >/dev/null";
+    for (auto _ : state)
+        if (std::system(command.c_str()) != 0) CheckThat("failed: " + command);
+    state.counters["file_MB"] = static_cast<double>(std::filesystem::file_size(RunOfADay())) / 1e6;
+}
+BENCHMARK_CAPTURE(BM_Kzstat, show, "show")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Kzstat, show_second_half, "show --from 12h")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

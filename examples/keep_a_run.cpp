@@ -1,0 +1,67 @@
+// A host that keeps its run in a journal: three lines do it, marked below.
+
+#include <kzjournalreader.h>
+#include <kzjournalwriter.h>
+#include <kzstatisticsgenerator.h>
+#include <ryp/clock.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+constexpr double kSliceSeconds = 0.05;
+
+/// Tells what went wrong, where anything did. The load goes on.
+void Tell(const std::string& complaint) {
+    if (!complaint.empty()) std::fprintf(stderr, "%s\n", complaint.c_str());
+}
+
+class Host : public CKZStatGenMain {
+public:
+    explicit Host(const std::string& path) : CKZStatGenMain("my-load") {
+        const double now = RyPSysTime();
+        Tell(
+            m_journal.Open(path, kzjournal::RunOfThisProcess("my-load", now, kSliceSeconds)));  // 1
+        Start(now, kSliceSeconds);
+    }
+    ~Host() override { Tell(m_journal.Close()); }  // 3
+
+    void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override {}
+    void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override {}
+    int SendDictionaryString(RWCString& text, double, const char*) override {
+        Tell(m_journal.Append({text.data(), text.length()}));  // 2
+        return 1;
+    }
+
+private:
+    kzjournal::Writer m_journal;
+};
+
+/// One slice of load. This host runs no loops: it packs its only slice itself.
+void LoadForOneSlice(Host& host) {
+    CKZStatGenClient client(&host, 1);
+    for (const double time : {10, 30, 50})
+        client.AddLast("login.time", time, CKZStatPointTypeEnum::Timer);
+    RyPSleep(client.GetCurrentEndTime() - RyPSysTime());
+    client.GetNewDictionary();
+    host.SendSlice(host.WaitForSlice());
+}
+
+}  // namespace
+
+int main() {
+    const std::string path = (std::filesystem::temp_directory_path() / "keep_a_run.kzj").string();
+    std::filesystem::remove(path);
+    {
+        Host host(path);
+        LoadForOneSlice(host);
+    }
+    kzjournal::Reader journal(path);
+    for (const CKZStatMessageRecord& record : journal.Summary())
+        std::printf("%s: %g values, mean %g\n", record.name.data(), record.totals.count,
+                    record.totals.average);
+    std::filesystem::remove(path);
+    return 0;
+}

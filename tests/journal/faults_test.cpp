@@ -1,0 +1,132 @@
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <atomic>
+
+#include "journal/faultydisk.h"
+#include "journal/journalfixture.h"
+#include "ryp/testclock.h"
+#include "support/clocked_thread.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class Faults : public JournalTest {
+protected:
+    void SetUp() override {
+        ASSERT_EQ("", Open());
+        ASSERT_EQ("", AppendLogins({1}));
+    }
+
+    FaultyDisk disk;
+};
+
+TEST_F(Faults, AFullDiskIsToldOnceAndLosesNothingWhenThereIsRoomAgain) {
+    disk.Fail(ENOSPC);
+    EXPECT_EQ("cannot write " + path + ": the disk is full; make room on it", AppendLogins({2}));
+    EXPECT_EQ("", AppendLogins({3}));
+    disk.Work();
+    EXPECT_EQ("", AppendLogins({4}));
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ("", writer.Close());
+}
+
+TEST_F(Faults, ATroubleThatComesBackIsToldAgain) {
+    disk.Fail(ENOSPC);
+    EXPECT_NE("", AppendLogins({2}));
+    disk.Work();
+    EXPECT_EQ("", AppendLogins({3}));
+    disk.Fail(EIO);
+    EXPECT_EQ("cannot write " + path + ": the disk does not work; check it", AppendLogins({4}));
+}
+
+TEST_F(Faults, WhatADiskNeverTakesIsCountedAtTheEnd) {
+    disk.Fail(EIO);
+    AppendLogins({2});
+    AppendLogins({3});
+    EXPECT_EQ("2 of 3 slices are lost: cannot write " + path + ": the disk does not work; check it",
+              writer.Close());
+    EXPECT_EQ(2, writer.LostSlices());
+    disk.Work();
+    EXPECT_THAT(SliceIds(), ElementsAre(1));
+}
+
+TEST_F(Faults, AFileThatAnotherHoldsLockedLosesNothingWhenItIsFreeAgain) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+    EXPECT_EQ("cannot write " + path + ": another program holds it locked; close that program",
+              AppendLogins({2}));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr));
+    sqlite3_close(other);
+    EXPECT_EQ("", AppendLogins({3}));
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
+}
+
+TEST_F(Faults, AFileThatIsDestroyedUnderTheRunIsToldAndTheRunGoesOn) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "DROP TABLE slices", nullptr, nullptr, nullptr));
+    sqlite3_close(other);
+    EXPECT_EQ("cannot write " + path + ": no such table: slices", AppendLogins({2}));
+    EXPECT_EQ("", AppendLogins({3}));
+    EXPECT_EQ("2 of 3 slices are lost: cannot write " + path + ": no such table: slices",
+              writer.Close());
+}
+
+/// On a clock that stands still until it is moved.
+class HangingDisk : public Faults {
+protected:
+    std::string AppendTakingSeconds(double seconds) {
+        return OnTheClock(seconds, [this] { return AppendLogins({2}); });
+    }
+    std::string CloseTakingSeconds(double seconds) {
+        return OnTheClock(seconds, [this] { return writer.Close(); });
+    }
+
+    RyPTestClock clock{1000};
+
+private:
+    /// Fails where the operation returns before that time is up.
+    template <class Operation>
+    std::string OnTheClock(double seconds, Operation operation) {
+        std::atomic<bool> hasReturned = false;
+        std::string complaint;
+        {
+            ClockedThread thread(clock, [&] {
+                complaint = operation();
+                hasReturned = true;
+            });
+            clock.WaitForSleepers(1);
+            clock.Advance(0.99 * seconds);
+            clock.WaitForSleepers(1);
+            EXPECT_FALSE(hasReturned);
+            clock.Advance(0.01 * seconds);
+            clock.WaitForSleepers(1);
+            EXPECT_TRUE(hasReturned);
+        }
+        return complaint;
+    }
+};
+
+TEST_F(HangingDisk, HoldsTheHookForHalfASecondAndOnlyOnce) {
+    disk.Hang();
+    EXPECT_EQ("cannot write " + path + ": the disk hangs; slices wait in memory",
+              AppendTakingSeconds(0.5));
+    EXPECT_EQ("", AppendLogins({3}));
+    disk.Work();
+    EXPECT_EQ("", writer.Close());
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
+}
+
+TEST_F(HangingDisk, HoldsTheEndOfTheRunForTwoSeconds) {
+    disk.Hang();
+    AppendTakingSeconds(0.5);
+    EXPECT_THAT(CloseTakingSeconds(2), HasSubstr("1 of 2 slices are lost: cannot write " + path));
+    EXPECT_EQ(1, writer.LostSlices());
+    disk.Work();
+}
+
+}  // namespace

@@ -1,0 +1,64 @@
+// journalmaker PATH GENERATOR START_TIME SLICE_LENGTH: makes a journal as standard input says, and
+// answers each "slice" with its id once it is kept. Lines of fields with tabs between them:
+//
+//     value NAME TYPE NUMBER ...    reported in the slice that is ended next
+//     slice                         ends a slice and keeps it
+//     end                           ends the run
+//
+// Without an end the run is left as by a process that was killed.
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+
+#include "kzjournalwriter.h"
+#include "support/messagemaker.h"
+
+namespace {
+
+std::vector<std::string> FieldsOf(const std::string& line) {
+    std::istringstream stream(line);
+    std::vector<std::string> fields;
+    for (std::string field; std::getline(stream, field, '\t');) fields.push_back(field);
+    return fields;
+}
+
+Reported ValuesOf(const std::vector<std::string>& fields) {
+    Reported reported{fields.at(1), CKZStatPointTypeEnum::NotSet, {}};
+    CKZStatPointTypeEnum::GetEnumTypeFromString(fields.at(2).c_str(), reported.type);
+    for (std::size_t i = 3; i < fields.size(); ++i)
+        reported.values.push_back(std::strtod(fields[i].c_str(), nullptr));
+    return reported;
+}
+
+void FailUnlessEmpty(const std::string& complaint) {
+    if (complaint.empty()) return;
+    std::cerr << complaint << '\n';
+    _exit(1);
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+    const std::string generator = arguments[2];
+    const double sliceLength = std::strtod(arguments[4], nullptr);
+    kzjournal::Writer journal;
+    FailUnlessEmpty(journal.Open(
+        arguments[1],
+        kzjournal::RunOfThisProcess(generator, std::strtod(arguments[3], nullptr), sliceLength)));
+    MessageMaker messages(generator, sliceLength);
+    std::vector<Reported> reported;
+    for (std::string line; std::getline(std::cin, line);) {
+        const std::vector<std::string> fields = FieldsOf(line);
+        if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
+        if (fields.at(0) == "slice") {
+            FailUnlessEmpty(journal.Append(messages.NextSlice(reported)));
+            reported.clear();
+            std::cout << messages.SliceId() << std::endl;
+        }
+        if (fields.at(0) == "end") FailUnlessEmpty(journal.Close());
+    }
+    _exit(0);
+}

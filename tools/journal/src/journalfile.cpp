@@ -1,0 +1,192 @@
+#include "journalfile.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "kzjournalreader.h"
+
+namespace kzjournal {
+namespace {
+
+// A slice's records go into `recent_records`, at its end, where the hook waits for few pages only;
+// from there they move in bulk to `records`, which lies in the order of name and time. Users see
+// both as one, as `statistics`.
+constexpr char kRecordColumns[] =
+    " name_id INTEGER NOT NULL,"
+    " elapsed REAL NOT NULL,"
+    " slice_id INTEGER NOT NULL,"
+    " type INTEGER NOT NULL,"
+    " last_minimum REAL,"
+    " last_maximum REAL,"
+    " last_count INTEGER NOT NULL,"
+    " last_sum REAL,"
+    " last_sum_of_squares REAL,"
+    " minimum REAL,"
+    " maximum REAL,"
+    " count INTEGER NOT NULL,"
+    " sum REAL,"
+    " sum_of_squares REAL,";
+
+constexpr char kTables[] =
+    "CREATE TABLE run ("
+    " run_id TEXT NOT NULL,"
+    " generator TEXT NOT NULL,"
+    " start_time REAL NOT NULL,"
+    " slice_length REAL NOT NULL,"
+    " host TEXT NOT NULL,"
+    " command_line TEXT NOT NULL,"
+    " end_time REAL,"
+    " lost_slices INTEGER NOT NULL DEFAULT 0);"
+
+    "CREATE TABLE names (name_id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
+
+    "CREATE TABLE slices ("
+    " slice_id INTEGER PRIMARY KEY,"
+    " elapsed REAL NOT NULL,"
+    " message BLOB NOT NULL);"
+    "CREATE INDEX slices_by_time ON slices (elapsed);"
+
+    "CREATE TABLE sources ("
+    " source_id INTEGER PRIMARY KEY,"
+    " run_id TEXT NOT NULL,"
+    " generator TEXT NOT NULL,"
+    " start_time REAL NOT NULL,"
+    " slice_length REAL NOT NULL,"
+    " host TEXT NOT NULL,"
+    " command_line TEXT NOT NULL);"
+
+    "CREATE TABLE slice_sources ("
+    " slice_id INTEGER NOT NULL,"
+    " source_id INTEGER NOT NULL,"
+    " PRIMARY KEY (slice_id, source_id)) WITHOUT ROWID;";
+
+std::string RecordsTable(const char* name, const char* key) {
+    return std::string("CREATE TABLE ") + name + " (" + kRecordColumns + " PRIMARY KEY (" + key +
+           ")) WITHOUT ROWID;";
+}
+
+/// Without a value a minimum, maximum or average is NULL here.
+std::string StatisticsFrom(const char* table) {
+    return std::string(
+               "SELECT run_id AS run, generator, slice_id, elapsed, name, type,"
+               " CASE WHEN count > 0 THEN minimum END AS minimum,"
+               " CASE WHEN count > 0 THEN maximum END AS maximum,"
+               " count, sum, sum_of_squares,"
+               " CASE WHEN count > 0 THEN sum / count END AS average,"
+               " CASE WHEN last_count > 0 THEN last_minimum END AS last_minimum,"
+               " CASE WHEN last_count > 0 THEN last_maximum END AS last_maximum,"
+               " last_count, last_sum, last_sum_of_squares,"
+               " CASE WHEN last_count > 0 THEN last_sum / last_count END AS last_average"
+               " FROM run CROSS JOIN ") +
+           table + " JOIN names USING (name_id)";
+}
+
+std::string Schema() {
+    return kTables + RecordsTable("records", "name_id, elapsed, slice_id") +
+           RecordsTable("recent_records", "slice_id, name_id") + "CREATE VIEW statistics AS " +
+           StatisticsFrom("records") + " UNION ALL " + StatisticsFrom("recent_records") + ";";
+}
+
+int Pragma(SQLite::Database& database, const char* name) {
+    return database.execAndGet(std::string("PRAGMA ") + name).getInt();
+}
+
+bool IsEmpty(SQLite::Database& database) {
+    return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() == 0;
+}
+
+std::string Cause(const SQLite::Exception& error) {
+    switch (error.getErrorCode()) {
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return "another program holds it locked; close that program";
+        case SQLITE_FULL:
+            return "the disk is full; make room on it";
+        case SQLITE_NOTADB:
+            return "it is not a journal";
+        case SQLITE_CORRUPT:
+            return "it is damaged (" + std::string(error.what()) + ")";
+        case SQLITE_READONLY:
+            return "it may not be written; choose another path or change its permissions";
+        case SQLITE_IOERR:
+            return "the disk does not work; check it";
+        default:
+            return error.what();
+    }
+}
+
+/// What the system says to whoever opens the file, or an empty text. The database tries several
+/// ways and keeps what it heard last.
+std::string SystemsCause(const std::string& path, int flags) {
+    struct stat facts = {};
+    if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return "it is a folder";
+    const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
+    if (file < 0) return std::strerror(errno);
+    close(file);
+    return {};
+}
+
+}  // namespace
+
+void CreateTables(SQLite::Database& database, const std::string& path) {
+    const auto refuseOneInUse = [&] {
+        if (!IsEmpty(database))
+            throw Error("cannot keep a run in " + path +
+                        ": it is in use already; choose another path");
+    };
+    refuseOneInUse();
+    // With these, a commit is on the disk when it returns.
+    database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    // Once more, since another process may have come first.
+    refuseOneInUse();
+    database.exec("PRAGMA application_id = " + std::to_string(kApplicationId) +
+                  "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" + Schema());
+    transaction.commit();
+}
+
+void CheckIsJournal(SQLite::Database& database, const std::string& path) {
+    if (Pragma(database, "application_id") != kApplicationId)
+        throw Error("cannot read " + path + ": it is not a journal");
+    const int version = Pragma(database, "user_version");
+    if (version < kSchemaVersion)
+        throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
+                    " is older than " + std::to_string(kSchemaVersion) +
+                    "; read it with the release that wrote it");
+    if (version > kSchemaVersion)
+        throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
+                    " is newer than " + std::to_string(kSchemaVersion) +
+                    "; read it with a newer release");
+}
+
+std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error) {
+    return std::string("cannot ") + what + " " + path + ": " + Cause(error);
+}
+
+std::string ExplainMaking(const std::string& path, const SQLite::Exception& error) {
+    // Only where the database could not open it: whoever closes a file that the process has open
+    // elsewhere takes that one's locks away.
+    const bool couldNotOpen = error.getErrorCode() == SQLITE_CANTOPEN;
+    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDWR | O_CREAT) : "";
+    return cause.empty() ? Explain("open", path, error) : "cannot open " + path + ": " + cause;
+}
+
+std::string ExplainReading(const std::string& path, const SQLite::Exception& error) {
+    const int code = error.getErrorCode();
+    const bool couldNotOpen = code == SQLITE_CANTOPEN || code == SQLITE_IOERR;
+    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDONLY) : "";
+    if (!cause.empty()) return "cannot read " + path + ": " + cause;
+    if (couldNotOpen || code == SQLITE_READONLY)
+        return "cannot read " + path +
+               ": its run has not ended and its folder may not be written; copy it elsewhere "
+               "with " +
+               path + "-wal";
+    return Explain("read", path, error);
+}
+
+}  // namespace kzjournal

@@ -1,0 +1,35 @@
+#ifndef KZJOURNALFILE_H
+#define KZJOURNALFILE_H
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <string>
+
+namespace kzjournal {
+
+/// The tables and views are described in docs/journal.md. The number grows with every change that
+/// a reader must know of.
+inline constexpr int kSchemaVersion = 1;
+
+/// Marks the file as a journal, in the database's own header.
+inline constexpr int kApplicationId = 0x4b5a6a31;
+
+/// How long a database call waits for another process that holds the file locked.
+inline constexpr int kLockWaitMilliseconds = 200;
+
+/// Makes an empty journal of the file, which must be new or empty. Throws `Error` and
+/// `SQLite::Exception`.
+void CreateTables(SQLite::Database& database, const std::string& path);
+
+/// Throws `Error` unless the database is a journal of this schema.
+void CheckIsJournal(SQLite::Database& database, const std::string& path);
+
+// Lines for the user about what the database said: at work, when making a journal, and when opening
+// one that is there.
+std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error);
+std::string ExplainMaking(const std::string& path, const SQLite::Exception& error);
+std::string ExplainReading(const std::string& path, const SQLite::Exception& error);
+
+}  // namespace kzjournal
+
+#endif

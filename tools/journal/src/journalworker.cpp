@@ -1,0 +1,154 @@
+#include "journalworker.h"
+
+#include <exception>
+#include <utility>
+
+#include "kzjournalreader.h"
+#include "ryp/clock.h"
+
+namespace kzjournal {
+namespace {
+
+constexpr long kAppendBoundMilliseconds = 500;
+constexpr long kCloseBoundMilliseconds = 2000;
+constexpr std::size_t kMostQueuedBytes = std::size_t{64} << 20;
+
+}  // namespace
+
+std::string Worker::Append(std::string_view message) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    ++m_appended;
+    if (m_queuedBytes + message.size() > kMostQueuedBytes) {
+        ++m_settled;
+        ++m_lost;
+        m_complaint = "cannot keep more slices for " + m_path + " in memory; they are lost";
+        return TellOnce();
+    }
+    m_queue.emplace_back(message);
+    m_queuedBytes += message.size();
+    m_isWorthATry = true;
+    m_workCame.NotifyAll();
+
+    const long long number = m_appended;
+    const long long failures = m_failures;
+    const RyPDeadline deadline(kAppendBoundMilliseconds);
+    while (m_settled < number && m_failures == failures && !m_isStuck)
+        m_isStuck = !m_newsCame.WaitUntil(m_lock, deadline);
+
+    if (m_failures == failures && m_settled >= number) {
+        m_hasTold = false;
+        return {};
+    }
+    if (m_failures == failures)
+        m_complaint = "cannot write " + m_path + ": the disk hangs; slices wait in memory";
+    return TellOnce();
+}
+
+std::string Worker::Close(long long& lostSlices) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_isClosing = true;
+    m_isWorthATry = true;
+    m_workCame.NotifyAll();
+
+    const RyPDeadline deadline(kCloseBoundMilliseconds);
+    while (!m_isDone)
+        if (!m_newsCame.WaitUntil(m_lock, deadline)) break;
+
+    lostSlices = m_lost + static_cast<long long>(m_queue.size());
+    if (lostSlices > 0)
+        return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
+               " slices are lost: " + m_complaint;
+    return m_isDone ? m_endFailure : "cannot close " + m_path + ": the disk hangs";
+}
+
+/// A trouble is told when it begins.
+std::string Worker::TellOnce() {
+    return std::exchange(m_hasTold, true) ? std::string() : m_complaint;
+}
+
+void Worker::Run() {
+    while (WaitForWork()) {
+        WriteNext();
+        Tidy();
+    }
+    End();
+}
+
+/// Waits for a slice to write: a new one, or an old one with a new reason to try it. Returns false
+/// once the journal is closed and there is none.
+bool Worker::WaitForWork() {
+    const RWMutexLock::LockGuard guard(m_lock);
+    while (!(m_isWorthATry && !m_queue.empty()) && !m_isClosing) m_workCame.Wait(m_lock);
+    return m_isWorthATry && !m_queue.empty();
+}
+
+void Worker::WriteNext() {
+    std::string_view message;
+    {
+        const RWMutexLock::LockGuard guard(m_lock);
+        // Others only add behind it, which moves no element of a deque.
+        message = m_queue.front();
+    }
+    std::string refusal;
+    try {
+        m_store->Write(message, {}, refusal);
+        Settle(refusal);
+    } catch (const std::exception& error) {
+        Fail(error.what());
+    }
+}
+
+/// The slice in front is written, or refused for good.
+void Worker::Settle(const std::string& refusal) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_queuedBytes -= m_queue.front().size();
+    m_queue.pop_front();
+    ++m_settled;
+    m_isStuck = false;
+    if (!refusal.empty()) {
+        ++m_lost;
+        ++m_failures;
+        m_complaint = refusal;
+    }
+    m_newsCame.NotifyAll();
+}
+
+/// The slice in front stays there for another try.
+void Worker::Fail(const std::string& failure) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_isWorthATry = false;
+    m_isStuck = false;
+    ++m_failures;
+    m_complaint = failure;
+    m_newsCame.NotifyAll();
+}
+
+/// Its failures lose nothing: the next slice meets the same trouble and tells it.
+void Worker::Tidy() {
+    try {
+        m_store->Tidy();
+    } catch (const Error&) {
+    }
+}
+
+void Worker::End() {
+    long long lost = 0;
+    {
+        const RWMutexLock::LockGuard guard(m_lock);
+        lost = m_lost + static_cast<long long>(m_queue.size());
+    }
+    std::string failure;
+    try {
+        m_store->End(RyPSysTime(), lost);
+    } catch (const Error& error) {
+        failure = error.what();
+    }
+    // Whoever has closed the journal may open it as they like.
+    m_store.reset();
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_endFailure = failure;
+    m_isDone = true;
+    m_newsCame.NotifyAll();
+}
+
+}  // namespace kzjournal

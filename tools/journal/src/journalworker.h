@@ -1,0 +1,64 @@
+#ifndef KZJOURNALWORKER_H
+#define KZJOURNALWORKER_H
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
+#include "ryp/condition.h"
+#include "slicestore.h"
+
+namespace kzjournal {
+
+/// Hands slices to the thread that writes them, and waits for it no longer than stated.
+///
+/// Safe for concurrent use: `Run` is the writing thread's, the rest the writer's.
+class Worker {
+public:
+    /// Throws `Error`.
+    Worker(const std::string& path, const kzjournal::Run& run)
+        : m_path(path), m_store(std::in_place, path, run, SliceStore::SafeAtOnce) {}
+
+    /// The writing thread: returns once the journal is closed.
+    void Run();
+
+    std::string Append(std::string_view message);
+    std::string Close(long long& lostSlices);
+
+private:
+    bool WaitForWork();
+    void WriteNext();
+    void Settle(const std::string& refusal);
+    void Fail(const std::string& failure);
+    void Tidy();
+    void End();
+    std::string TellOnce() RYP_REQUIRES(m_lock);
+
+    const std::string m_path;
+    std::optional<SliceStore> m_store;  // the writing thread's; none once the run has ended
+
+    RWMutexLock m_lock;
+    RyPCondition m_workCame;
+    RyPCondition m_newsCame;
+    std::deque<std::string> m_queue RYP_GUARDED_BY(m_lock);
+    std::size_t m_queuedBytes RYP_GUARDED_BY(m_lock) = 0;
+    bool m_isWorthATry RYP_GUARDED_BY(m_lock) = false;  // nothing has failed since news came
+    bool m_isStuck RYP_GUARDED_BY(m_lock) = false;  // a wait was in vain, and nothing came since
+    bool m_isClosing RYP_GUARDED_BY(m_lock) = false;
+    bool m_isDone RYP_GUARDED_BY(m_lock) = false;
+    long long m_appended RYP_GUARDED_BY(m_lock) = 0;
+    long long m_settled RYP_GUARDED_BY(m_lock) = 0;  // written, or refused for good
+    long long m_lost RYP_GUARDED_BY(m_lock) = 0;
+    long long m_failures RYP_GUARDED_BY(m_lock) = 0;
+    std::string m_complaint RYP_GUARDED_BY(m_lock);  // about the latest trouble
+    std::string m_endFailure RYP_GUARDED_BY(m_lock);
+    bool m_hasTold RYP_GUARDED_BY(m_lock) = false;  // of the present trouble
+};
+
+}  // namespace kzjournal
+
+#endif

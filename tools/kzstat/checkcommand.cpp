@@ -1,0 +1,50 @@
+#include <memory>
+
+#include "commands.h"
+#include "conservation.h"
+#include "kzjournalreader.h"
+
+namespace kzstat {
+namespace {
+
+/// Ends the walk through the slices at the first violation.
+struct Violation {
+    std::string text;
+};
+
+ExitStatus Check(const std::string& path, Output& output) {
+    kzjournal::Reader journal(path);
+    Conservation conservation(journal.Facts().sliceLength);
+    try {
+        journal.ForEachSliceAfter(0, [&](const CKZStatMessage& slice) {
+            const std::string violation = conservation.Check(slice);
+            if (!violation.empty()) throw Violation{violation};
+        });
+    } catch (const Violation& violation) {
+        output.WriteLine(violation.text);
+        return kDoesNotHold;
+    }
+    const std::string slices = std::to_string(conservation.Slices());
+    if (const long long lost = journal.LostSlices(); lost > 0) {
+        output.WriteLine("after slice " + slices + ": " + std::to_string(lost) +
+                         " slices could not be kept");
+        return kDoesNotHold;
+    }
+    output.WriteLine(slices + " slices, every value accounted for");
+    return kDone;
+}
+
+}  // namespace
+
+void DeclareCheck(CLI::App& app, Action& action) {
+    CLI::App* const command = app.add_subcommand(
+        "check", "See whether a run is whole: nothing missing, nothing counted twice");
+    const auto journal = std::make_shared<std::string>();
+    command->add_option("RUN", *journal, "The journal of the run")->required()->type_name("FILE");
+    command->footer("Example: kzstat check run.kzj || echo 'do not trust this run'");
+    command->final_callback([journal, &action] {
+        action = [journal](Output& output) { return Check(*journal, output); };
+    });
+}
+
+}  // namespace kzstat

@@ -1,0 +1,13 @@
+#include "commands.h"
+
+namespace kzstat {
+
+void DeclareCommands(CLI::App& app, Action& action) {
+    DeclareShow(app, action);
+    DeclareCompare(app, action);
+    DeclareExport(app, action);
+    DeclareMerge(app, action);
+    DeclareCheck(app, action);
+}
+
+}  // namespace kzstat

@@ -1,0 +1,33 @@
+# Completion of kzstat for bash. Source this file, or put it into a folder of bash-completion.
+
+_kzstat() {
+    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local command=${COMP_WORDS[1]} words=
+    local range='--from --to --skip-warmup'
+    COMPREPLY=()
+
+    if ((COMP_CWORD == 1)); then
+        words='show compare export merge check --help --version'
+    elif [[ $previous == --sort ]]; then
+        words='name type count rate min mean max stddev sum last'
+    elif [[ $previous == --format ]]; then
+        words='csv json influx'
+    elif [[ $previous == --from || $previous == --to || $previous == --fail-if ]]; then
+        return
+    elif [[ $word == -* ]]; then
+        case $command in
+            show) words="--sort --follow $range --help" ;;
+            compare) words="--fail-if $range --help" ;;
+            export) words="--format $range --help" ;;
+            merge) words='--output --help' ;;
+            check) words='--help' ;;
+        esac
+    else
+        mapfile -t COMPREPLY < <(compgen -o filenames -f -X '!*.kzj' -- "$word"; compgen -d -- "$word")
+        compopt -o filenames 2>/dev/null
+        return
+    fi
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+}
+
+complete -F _kzstat kzstat

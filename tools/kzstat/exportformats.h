@@ -1,0 +1,30 @@
+#ifndef KZSTAT_EXPORTFORMATS_H
+#define KZSTAT_EXPORTFORMATS_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kzjournalrun.h"
+#include "kzstatmessage.h"
+
+namespace kzstat {
+
+/// Turns records into the text of a format. Numbers read back to the same double. Compatible.
+class ExportFormat {
+public:
+    virtual ~ExportFormat() = default;
+    /// What comes before the first record.
+    virtual std::string Begin() const { return {}; }
+    virtual std::string RecordText(const CKZStatMessage& slice,
+                                   const CKZStatMessageRecord& record) const = 0;
+};
+
+std::vector<std::string> ExportFormatNames();
+
+/// REQUIRES: one of the names.
+std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run);
+
+}  // namespace kzstat
+
+#endif

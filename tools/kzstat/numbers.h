@@ -1,0 +1,13 @@
+#ifndef KZSTAT_NUMBERS_H
+#define KZSTAT_NUMBERS_H
+
+#include <string>
+
+namespace kzstat {
+
+/// For people: whole numbers as they are, others with as many decimals as their size deserves.
+std::string ReadableNumber(double value);
+
+}  // namespace kzstat
+
+#endif

@@ -1,0 +1,61 @@
+#include "rangeoptions.h"
+
+#include <algorithm>
+#include <map>
+
+namespace kzstat {
+namespace {
+
+using Types = CKZStatPointTypeEnum;
+
+/// Per slice of the run the load: the sum of all load sizes.
+std::map<double, double> LoadThroughTime(kzjournal::Reader& journal) {
+    std::map<double, double> load;
+    for (const kzjournal::Name& name : journal.Names()) {
+        if (name.type != Types::LoadSize) continue;
+        journal.ForEachPoint(name.name, {}, [&](const kzjournal::SeriesPoint& point) {
+            load[point.elapsed] += point.lasts.sum;
+        });
+    }
+    return load;
+}
+
+/// The moment from which on the load has been at its highest once.
+double EndOfWarmUp(kzjournal::Reader& journal) {
+    const std::map<double, double> load = LoadThroughTime(journal);
+    const auto top = std::max_element(
+        load.begin(), load.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (top == load.end())
+        throw kzjournal::Error("cannot tell the warm-up: no load size was reported; use --from");
+    return top->first - journal.Facts().sliceLength;
+}
+
+CLI::AsNumberWithUnit Duration() {
+    CLI::AsNumberWithUnit duration(std::map<std::string, double>{{"s", 1}, {"m", 60}, {"h", 3600}},
+                                   CLI::AsNumberWithUnit::CASE_SENSITIVE);
+    // The option names what it takes.
+    duration.description("");
+    return duration;
+}
+
+}  // namespace
+
+void RangeOptions::Declare(CLI::App& command) {
+    command.add_option("--from", from, "Leave out what was before TIME of the run (90, 90s, 1.5m)")
+        ->transform(Duration())
+        ->type_name("TIME");
+    command.add_option("--to", to, "Leave out what was after TIME of the run")
+        ->transform(Duration())
+        ->type_name("TIME");
+    command.add_flag("--skip-warmup", skipsWarmUp,
+                     "Leave out what was before the load size came to its highest");
+}
+
+kzjournal::TimeRange RangeOptions::RangeOf(kzjournal::Reader& journal) const {
+    kzjournal::TimeRange range;
+    range.from = skipsWarmUp ? std::max(from, EndOfWarmUp(journal)) : from;
+    if (to) range.to = *to;
+    return range;
+}
+
+}  // namespace kzstat
