@@ -57,8 +57,12 @@ function(kz_install_program target)
   file(RELATIVE_PATH to_libraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN/${to_libraries}")
   install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
-  kz_gzip(${PROJECT_SOURCE_DIR}/docs/man/${target}.1 ${CMAKE_CURRENT_BINARY_DIR}/${target}.1.gz)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.1.gz
+  get_target_property(name ${target} OUTPUT_NAME)
+  if(NOT name)
+    set(name ${target})
+  endif()
+  kz_gzip(${PROJECT_SOURCE_DIR}/docs/man/${name}.1 ${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
 endfunction()
 

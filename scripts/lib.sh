@@ -10,6 +10,8 @@ BUILD_PACKAGES=(g++ cmake ninja-build)
 HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev libsqlite3-dev
                libsqlitecpp-dev libboost-math-dev nlohmann-json3-dev)
 # shellcheck disable=SC2034
+BENCHMARK_PACKAGES=(libbenchmark-dev)
+# shellcheck disable=SC2034
 TEST_PACKAGES=(googletest locales python3 tmux)
 
 # fail TEXT: ends the script with one line on standard error.

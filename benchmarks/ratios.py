@@ -1,0 +1,92 @@
+"""Prints the medians of a run of kzbench, and the ratios that matter with their bounds."""
+
+import json
+import statistics
+import sys
+from typing import NamedTuple
+
+
+class Ratio(NamedTuple):
+    what: str
+    numerator: str
+    denominator: str
+    bound: str  # "<= 2.0": how large the ratio may be, or ">= 1.7": how small
+    aim: str
+    counter: str = ""  # a counter instead of the time of one item
+
+
+CLIENTS = "/1000/real_time/threads:"
+FEW = "/20/real_time/threads:"
+RATIOS = [
+    Ratio("AddLast, 1,000 clients / floor", "BM_Client_AddLast" + CLIENTS + "1",
+          "BM_Floor_AddLast" + CLIENTS + "1", "<= 2.0", "<= 1.4"),
+    Ratio("AddLast, 20 clients / floor", "BM_Client_AddLast" + FEW + "1",
+          "BM_Floor_AddLast" + FEW + "1", "<= 1.5", "<= 1.25"),
+    Ratio("hand-written / AddLast, 1 thread", "BM_Handwritten_AddLast" + CLIENTS + "1",
+          "BM_Client_AddLast" + CLIENTS + "1", ">= 1.7", ">= 2.5"),
+    Ratio("AddLast, 1 thread / 2 threads", "BM_Client_AddLast" + CLIENTS + "1",
+          "BM_Client_AddLast" + CLIENTS + "2", ">= 0.6", ">= 0.85"),
+    Ratio("hand-written / AddLast, 2 threads", "BM_Handwritten_AddLast" + CLIENTS + "2",
+          "BM_Client_AddLast" + CLIENTS + "2", ">= 3", ">= 5"),
+    Ratio("SendSlice / hand-written roll-up", "BM_Main_SendSlice/1000/50/real_time",
+          "BM_Handwritten_RollUp/1000/50/real_time", "<= 2.5", "<= 1.2"),
+    Ratio("fold of a pair / hand-written look-up", "BM_Dictionary_AddValuesOfDict/real_time",
+          "BM_Handwritten_LookUp/real_time", "<= 1.5", "<= 1"),
+    Ratio("dump of a record / ten to_chars", "BM_Dictionary_DumpDict/real_time",
+          "BM_ToChars_Record/real_time", "<= 1.3", "<= 1.1"),
+    Ratio("turnover / hand-written map", "BM_Dictionary_Turnover/real_time",
+          "BM_Handwritten_Turnover/real_time", "<= 1.2", "<= 0.6"),
+    Ratio("memory of a pair / hand-written map", "BM_Memory_PairInDictionary/iterations:1",
+          "BM_Memory_PairInHandwrittenMap/iterations:1", "<= 1.3", "<= 0.8", "bytes"),
+]
+NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def cost_of_item(run: dict, counter: str) -> float:
+    """Nanoseconds per item, or the counter."""
+    if counter:
+        return run[counter]
+    if "items_per_second" in run:
+        return 1e9 / run["items_per_second"]
+    return run["real_time"] * NANOSECONDS[run["time_unit"]]
+
+
+def medians(runs: list, counter: str) -> dict:
+    costs: dict = {}
+    for run in runs:
+        if run["run_type"] == "iteration" and (not counter or counter in run):
+            costs.setdefault(run["run_name"], []).append(cost_of_item(run, counter))
+    return {name: statistics.median(values) for name, values in costs.items()}
+
+
+def is_kept(ratio: float, bound: str) -> bool:
+    relation, limit = bound.split()
+    return ratio <= float(limit) if relation == "<=" else ratio >= float(limit)
+
+
+def print_times(times: dict) -> None:
+    print(f"{'benchmark':<62} {'ns per item':>14}")
+    for name, cost in times.items():
+        print(f"{name.replace('/real_time', ''):<62} {cost:>14,.1f}")
+
+
+def print_ratios(runs: list) -> None:
+    print(f"\n{'ratio':<42} {'measured':>9}  {'bound':<8} {'aim':<8}")
+    for ratio in RATIOS:
+        costs = medians(runs, ratio.counter)
+        if ratio.numerator not in costs or ratio.denominator not in costs:
+            continue
+        value = costs[ratio.numerator] / costs[ratio.denominator]
+        verdict = "" if is_kept(value, ratio.bound) else "missed"
+        print(f"{ratio.what:<42} {value:>9.2f}  {ratio.bound:<8} {ratio.aim:<8} {verdict}".rstrip())
+
+
+def main() -> None:
+    with open(sys.argv[1], encoding="utf-8") as file:
+        runs = json.load(file)["benchmarks"]
+    print_times(medians(runs, ""))
+    print_ratios(runs)
+
+
+if __name__ == "__main__":
+    main()
