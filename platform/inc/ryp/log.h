@@ -60,6 +60,23 @@ public:
 
     static void Write(const RyPLogRecord& record);
 
+    /// Writes a record with the text that `makeText()` answers. One that cannot be built or
+    /// written, for lack of memory say, is dropped: logging never breaks off what it tells of. Not
+    /// inline, which keeps its variables out of the registers of the function that logs.
+    template <class MakeText>
+    __attribute__((cold, noinline)) static void WriteText(RyPLogLevel level, const char* scope,
+                                                          const char* file, int line,
+                                                          const MakeText& makeText) {
+#if defined(__cpp_exceptions)
+        try {
+            Write(RyPLogRecord{level, scope, file, line, makeText()});
+        } catch (...) {
+        }
+#else
+        Write(RyPLogRecord{level, scope, file, line, makeText()});
+#endif
+    }
+
     /// "error", "warning" and so on.
     static const char* LevelName(RyPLogLevel level);
 
@@ -110,34 +127,12 @@ private:
 };
 
 // A record that the threshold holds back costs one relaxed load and a branch; its arguments are
-// not evaluated and no text is built. That is what makes these macros. What builds the record is
-// a function of its own, which keeps its variables out of the registers of the one that logs. A
-// record that cannot be built or written, for lack of memory say, is dropped: logging never breaks
-// off what it tells of.
-//
-// A host built without exceptions has nothing to catch here.
-#if defined(__cpp_exceptions)
-#define RYP_LOG_TRY try
-#define RYP_LOG_DROP_EXCEPTION \
-    catch (...) {              \
-    }
-#else
-#define RYP_LOG_TRY
-#define RYP_LOG_DROP_EXCEPTION
-#endif
-
-#define RYP_LOG_WITH(level, scope, text)                                                         \
-    do {                                                                                         \
-        if (__builtin_expect(RyPLog::IsEnabled(level), 0)) {                                     \
-            const auto write = [&]() __attribute__((cold, noinline)){                            \
-                RYP_LOG_TRY{RyPLog::Write(RyPLogRecord{level, scope, __FILE__, __LINE__, text}); \
-        }                                                                                        \
-        RYP_LOG_DROP_EXCEPTION                                                                   \
-    };                                                                                           \
-    write();                                                                                     \
-    }                                                                                            \
-    }                                                                                            \
-    while (false)
+// not evaluated and no text is built. That is what makes these macros.
+#define RYP_LOG_WITH(level, scope, text)                                               \
+    do {                                                                               \
+        if (__builtin_expect(RyPLog::IsEnabled(level), 0))                             \
+            RyPLog::WriteText(level, scope, __FILE__, __LINE__, [&] { return text; }); \
+    } while (false)
 
 /// A record whose text is the arguments one after the other; without any, it carries no text.
 #define RYP_LOG(level, scope, ...) RYP_LOG_WITH(level, scope, RyPLogText::Concatenate(__VA_ARGS__))
