@@ -114,7 +114,10 @@ private:
 
     using Name = CKZStatGenStatsCache::Name;
 
-    int AddLast(const Name& name, double value, PointType type);
+    /// `AddLast` for a client, which holds the clients lock.
+    int AddLastOfClient(const Name& name, double value, PointType type);
+    bool Cache(const Name& name, double value, PointType type);
+    int FlushWhereFull();
     bool RefusesValues() const;
     void FlushValues();
     void FetchForFlush(int newest);

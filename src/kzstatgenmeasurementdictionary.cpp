@@ -69,18 +69,30 @@ bool CKZStatGenMeasurementDictionary::RefusesValues() const {
 }
 
 int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
-    return AddLast(Name(name), value, type);
+    if (!Cache(Name(name), value, type)) return 0;
+    // Looked up at the flush: who reports here holds no lock that would allow it sooner.
+    m_expected[m_statsCache.Count() - 1] = kNone;
+    return FlushWhereFull();
 }
 
-int CKZStatGenMeasurementDictionary::AddLast(const Name& name, double value, PointType type) {
-    if (RefusesValues()) return 0;
+int CKZStatGenMeasurementDictionary::AddLastOfClient(const Name& name, double value,
+                                                     PointType type) {
+    if (!Cache(name, value, type)) return 0;
+    FetchForFlush(m_statsCache.Count() - 1);
+    return FlushWhereFull();
+}
+
+inline bool CKZStatGenMeasurementDictionary::Cache(const Name& name, double value, PointType type) {
+    if (RefusesValues()) return false;
     // The whole name as it was reported: what was cut off still follows.
     KZ_TRACE("Caching stat: %s=%f", name.text.data(), value);
     if (m_statsCache.Count() == 0) m_statsCache.Prefetch();
     m_statsCache.Add(name, value, type);
-    const int count = m_statsCache.Count();
-    FetchForFlush(count - 1);
-    if (count < m_cacheLimit) return 1;
+    return true;
+}
+
+inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
+    if (m_statsCache.Count() < m_cacheLimit) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
         return FlushStatsCache();

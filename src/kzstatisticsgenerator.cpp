@@ -587,7 +587,7 @@ void CKZStatGenClient::AddLast(const char* name, double value,
     }
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock, std::adopt_lock);
     if (NeedsNewDictionary(now)) MoveToNewDictionary();
-    while (m_dictionary != nullptr && m_dictionary->AddLast(cutName, value, type) == 0) {
+    while (m_dictionary != nullptr && m_dictionary->AddLastOfClient(cutName, value, type) == 0) {
         if (m_main->m_stopping.load()) return;
         RyPSleep(kRetryPauseSeconds);
         MoveToNewDictionary();
