@@ -50,6 +50,19 @@ TEST_F(Writer, LeavesOneFileWhenTheRunHasEnded) {
     EXPECT_TRUE(kzjournal::Reader(path).HasEnded());
 }
 
+TEST_F(Writer, HasAllInOneFileWhenTheRunHasEndedAlsoWhileSomebodyReads) {
+    Open();
+    AppendLogins({10});
+    kzjournal::Reader reader(path);
+    EXPECT_EQ(1, reader.LastSliceId());
+    AppendLogins({20});
+    EXPECT_EQ("", writer.Close());
+    const std::string copy = folder.Path("copy.kzj");
+    std::filesystem::copy_file(path, copy);
+    EXPECT_EQ(2, kzjournal::Reader(copy).LastSliceId());
+    EXPECT_TRUE(kzjournal::Reader(copy).HasEnded());
+}
+
 TEST_F(Writer, RefusesAFileThatHoldsARun) {
     Open();
     AppendLogins({10});

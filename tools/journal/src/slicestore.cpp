@@ -190,7 +190,9 @@ void SliceStore::End(double time, long long lostSlices) {
         SQLite::bind(update, time, static_cast<int64_t>(lostSlices));
         update.exec();
     });
-    // Refused while somebody reads; the file is as good then, but keeps its companions for now.
+    // All into the one file. Its companions go as well unless somebody has it open; they are empty
+    // then.
+    m_database.tryExec("PRAGMA wal_checkpoint(TRUNCATE)");
     m_database.tryExec("PRAGMA journal_mode = DELETE");
 }
 
