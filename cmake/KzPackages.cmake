@@ -1,6 +1,6 @@
 # The Debian packages: `cpack` in a build folder of the preset package or package-x86.
 #
-#   libkzstat1      the two shared libraries; its name carries the soname, so that releases with
+#   libkzstat1      the shared libraries; its name carries the soname, so that releases with
 #                   different ones stand side by side
 #   libkzstat-dev   what a host is built with
 #   kzload          the programs
@@ -39,6 +39,9 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # Stated rather than looked up, since the look-up needs the libraries of the architecture to be
 # installed; these are the versions of the system that packages are made on.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
+if(TARGET kzjournal)
+  string(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ", libsqlite3-0 (>= 3.40)")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/packaging/shlibs.in shlibs @ONLY)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/triggers ${PROJECT_BINARY_DIR}/shlibs)
@@ -62,10 +65,11 @@ set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "${runtime_package} (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-  ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/platform)
+  ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/platform ${PROJECT_BINARY_DIR}/tools/journal)
 set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "load generator for HTTP with statistics per slice of time
 Simulated clients load a web server; every slice of time gives a row of
-statistics, and the run ends with a table in which every request is counted.")
+statistics, and the run ends with a table in which every request is counted.
+kzstat shows, compares, exports, merges and checks the statistics of runs.")
 
 # The newest release of CHANGELOG.md in Debian's form.
 function(kz_make_debian_changelog output)
