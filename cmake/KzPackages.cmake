@@ -42,7 +42,13 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6 (>= 2.36), libgcc-s1 (>= 12), li
 if(TARGET kzjournal)
   string(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ", libsqlite3-0 (>= 3.40)")
 endif()
-configure_file(${PROJECT_SOURCE_DIR}/packaging/shlibs.in shlibs @ONLY)
+foreach(library kzplatform kzstat kzjournal)
+  if(TARGET ${library})
+    string(APPEND shlibs "lib${library} ${PROJECT_VERSION_MAJOR} ${runtime_package} \
+(>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\n")
+  endif()
+endforeach()
+file(CONFIGURE OUTPUT shlibs CONTENT "${shlibs}" @ONLY)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/triggers ${PROJECT_BINARY_DIR}/shlibs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "statistics generator for load-generating processes
