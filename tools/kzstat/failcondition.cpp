@@ -20,7 +20,7 @@ namespace {
 std::string TakeLastWord(std::string& text) {
     const std::size_t blank = text.find_last_of(' ');
     if (blank == std::string::npos) return {};
-    const std::string word = text.substr(blank + 1);
+    std::string word = text.substr(blank + 1);
     text.erase(text.find_last_not_of(' ', blank) + 1);
     return word;
 }

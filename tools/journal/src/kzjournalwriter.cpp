@@ -31,7 +31,7 @@ std::string Writer::Append(std::string_view message) {
 
 std::string Writer::Close() {
     if (!m_worker) return {};
-    const std::string complaint = m_worker->Close(m_lostSlices);
+    std::string complaint = m_worker->Close(m_lostSlices);
     m_worker.reset();
     return complaint;
 }

@@ -31,7 +31,7 @@ public:
     /// was not merged. A slice that is there already stays as it is. Returns false where the text
     /// is no whole message of this generator, with the reason in `complaint`: trying again is of no
     /// use then.
-    bool Write(std::string_view message, const std::vector<int>& sources, std::string& complaint);
+    bool Write(std::string_view text, const std::vector<int>& sources, std::string& complaint);
 
     /// The work that may wait until nobody waits for the writer.
     void Tidy();
