@@ -48,5 +48,5 @@ function(kz_compile_code_block target block)
   # A stranger's flags, and the oldest language level that headers promise to work with.
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
   set_target_properties(${target} PROPERTIES CXX_STANDARD 17 CXX_EXTENSIONS OFF)
-  target_link_libraries(${target} PRIVATE kz::stat)
+  target_link_libraries(${target} PRIVATE kz::stat $<TARGET_NAME_IF_EXISTS:kz::journal>)
 endfunction()

@@ -139,7 +139,7 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
     const CKZStatGenStatsCache::Value& cached, Index expected) {
     if (expected < Entries().size()) {
         const Entry& entry = Entries()[expected];
-        if (entry.hash == cached.name.hash &&
+        if (entry.hash == cached.name.hash && entry.value != nullptr &&
             RyPTextHash::AreEqual(TextOf(entry.key), cached.name.text))
             return MeasurementOf(entry.value);
     }

@@ -221,4 +221,68 @@ TEST(LackOfMemory, LeavesTheLoopsToTheHostWhichRunsThemAgain) {
     generator.Terminate();
 }
 
+/// Sends the 100 slices of a long silence and frees none, so that the queue of slices to free grows
+/// beyond the room it has at first. Returns whether the allocation failed.
+bool SendSlicesOfALongSilence(long failingAllocation) {
+    constexpr int kSlices = 100;
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    clock.Advance(kSlices * 10.0);
+    client.GetNewDictionary();
+    const FailingNew failing(failingAllocation);
+    for (int sent = 0; sent < kSlices;) {
+        try {
+            generator.SendSlice(generator.WaitForSlice());
+            ++sent;
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    const PlentyOfMemory plenty;
+    EXPECT_EQ(generator.texts.size(), static_cast<std::size_t>(kSlices));
+    for (int id = 1; id <= kSlices; ++id)
+        EXPECT_EQ(Message(generator.texts.at(id - 1)).sliceId, id);
+    return failing.HasFailed();
+}
+
+TEST(LackOfMemory, SendsEverySliceOnceThoughItCannotBeQueuedForFreeing) {
+    long nth = 1;
+    while (SendSlicesOfALongSilence(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 100);
+}
+
+/// Runs the garbage loop, again after an exception, while a client holds a dictionary of the slice
+/// that is to be freed. Returns whether the allocation failed.
+bool FreeASliceThatAClientHolds(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient holder(&generator, 1);
+    CKZStatGenClient other(&generator, 2);
+    holder.AddLast("n", 7, Types::Counter);
+    clock.Set(111.0);
+    other.GetNewDictionary();
+    generator.SendSlice(generator.WaitForSlice());
+    generator.Terminate();
+    const FailingNew failing(failingAllocation);
+    for (bool done = false; !done;) {
+        try {
+            generator.doGarbageWork();
+            done = true;
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    const PlentyOfMemory plenty;
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+    EXPECT_EQ(holder.GetCurrentEndTime(), 120.0);
+    return failing.HasFailed();
+}
+
+TEST(LackOfMemory, LeavesNoSliceUnfreedByAGarbageLoopThatIsRunAgain) {
+    long nth = 1;
+    while (FreeASliceThatAClientHolds(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 2);
+}
+
 }  // namespace

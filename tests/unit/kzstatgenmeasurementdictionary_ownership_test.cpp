@@ -83,6 +83,13 @@ TEST_F(DictionaryAsCollection, LetsOthersDestroyAllEntries) {
     EXPECT_EQ(dictionary->GetSum("own"), 2);
 }
 
+TEST_F(DictionaryAsCollection, GivesANameThatOthersPutInWithoutAMeasurementOneOfItsOwn) {
+    dictionary->insertKeyAndValue(new CKZCollectableString("bare", true), nullptr);
+    EXPECT_EQ(dictionary->GetSum("bare"), -1);
+    dictionary->AddLast("bare", 4, Types::Timer);
+    EXPECT_EQ(dictionary->GetSum("bare"), 4);
+}
+
 /// Cached values expect their names where they were when the values came.
 TEST(DictionaryOfASlice, FindsItsNamesWhereverOthersMovedThem) {
     RyPTestClock clock{100.0};

@@ -152,7 +152,7 @@ TEST(StatMessage, ReadsNothingPastItsInput) {
 
 struct Fault {
     const char* what;
-    const char* text;
+    std::string text;
 };
 
 std::ostream& operator<<(std::ostream& out, const Fault& row) {
@@ -183,6 +183,8 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"SliceLengthIsHexadecimal", "gen|#0x1.8p3|30.000|3|"},
         Fault{"SliceLengthHasAnExponent", "gen|#1.0e3|30.000|3|"},
         Fault{"ElapsedIsASignOnly", "gen|10.000|#-|3|"},
+        Fault{"ElapsedIsTooLarge", std::string("gen|10.000|#" + std::string(400, '9') + ".000|3|")},
+        Fault{"SliceIdIsEmpty", "gen|10.000|30.000|#|"},
         Fault{"SliceIdHasDecimals", "gen|10.000|30.000|#3.0|"},
         Fault{"SliceIdIsNegative", "gen|10.000|30.000|#-3|"},
         Fault{"SliceIdIsTooLarge", "gen|10.000|30.000|#2147483648|"},
@@ -203,6 +205,12 @@ INSTANTIATE_TEST_SUITE_P(
               "gen|10.000|30.000|3|n|2|1.500|4.000|2|5.500|18.250|2.750|1.500|1.500|1|1.500|2.250|"
               "1.500|m|2|1.000|#1.0"}),
     [](const auto& test) { return std::string(test.param.what); });
+
+TEST(StatMessage, RefusesALastsRecordAtItsFault) {
+    const Reading reading(kHeader + "login|2|1.000|4.000|two|", CKZStatMessage::LastsRecords);
+    EXPECT_FALSE(reading.accepted);
+    EXPECT_EQ(reading.fault, (kHeader + "login|2|1.000|4.000|").size());
+}
 
 // ---- into points
 
