@@ -275,6 +275,7 @@ bool FreeASliceThatAClientHolds(long failingAllocation) {
     }
     const PlentyOfMemory plenty;
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+    holder.AddLast("n", 1, Types::Counter);
     EXPECT_EQ(holder.GetCurrentEndTime(), 120.0);
     return failing.HasFailed();
 }
