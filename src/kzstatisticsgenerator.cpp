@@ -313,20 +313,21 @@ void CKZStatGenMain::AdvanceTimeline() {
 
 void CKZStatGenMain::BeginNextSlice() {
     const double end = m_currentSlice->m_time + m_sliceLength;
-    auto next = std::make_unique<CKZStatGenSlice>(m_sliceCounter + 1, end, this, true);
-    AddSlice(next.get(), m_sliceCounter + 1);
+    const int id = m_sliceCounter + 1;
+    auto next = std::make_unique<CKZStatGenSlice>(id, end, this, true);
+    AddSlice(next.get(), id);
     try {
         m_packQueue.put(m_currentSlice);
     } catch (...) {
-        TakeOutOfTimeline(m_sliceCounter + 1);
+        TakeOutOfTimeline(id);
         throw;
     }
     m_currentSlice = next.release();
-    m_sliceCounter += 1;
+    m_sliceCounter = id;
     m_sliceEndOffset += m_sliceLength;
     m_currentEndTime = end;
     KZ_TRACE("CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\n",
-             m_sliceCounter, Elapsed(RyPSysTime()), Elapsed(end));
+             id, Elapsed(RyPSysTime()), Elapsed(end));
 }
 
 void CKZStatGenMain::AddSlice(CKZStatGenSlice* slice, int id) {
