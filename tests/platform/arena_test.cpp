@@ -54,7 +54,7 @@ TEST(Arena, TellsHowMuchItHandedOut) {
     RyPArena arena;
     EXPECT_EQ(arena.Used(), 0U);
     arena.Allocate(8);
-    arena.Allocate(9);
+    arena.Allocate(16);
     EXPECT_EQ(arena.Used(), 24U);
 }
 
