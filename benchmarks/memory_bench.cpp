@@ -24,31 +24,30 @@ double BytesInUse() {
 /// Enough of them that what the allocator keeps back does not count.
 constexpr std::size_t kDictionaries = 1000;
 
-/// What a name and its measurement take in one dictionary, the empty dictionary aside.
+/// Bytes that a name and its values take in a map, the empty map aside, where `add(map, name)` adds
+/// one.
+template <class Map, class Add>
+double BytesOfPair(Add add) {
+    std::vector<Map> maps(kDictionaries);
+    const double empty = BytesInUse();
+    for (Map& map : maps)
+        for (const std::string& name : UsualNames()) add(map, name);
+    return (BytesInUse() - empty) / kDictionaries / kUsualNames;
+}
+
 void BM_Memory_PairInDictionary(benchmark::State& state) {
-    double bytes = 0;
-    for (auto _ : state) {
-        std::vector<CKZStatGenMeasurementDictionary> dictionaries(kDictionaries);
-        const double empty = BytesInUse();
-        for (CKZStatGenMeasurementDictionary& dictionary : dictionaries)
-            for (const std::string& name : UsualNames())
+    for (auto _ : state)
+        state.counters["bytes"] = BytesOfPair<CKZStatGenMeasurementDictionary>(
+            [](CKZStatGenMeasurementDictionary& dictionary, const std::string& name) {
                 dictionary.AddLast(name.c_str(), 1.5, CKZStatPointTypeEnum::Measurement);
-        bytes = BytesInUse() - empty;
-    }
-    state.counters["bytes"] = bytes / kDictionaries / kUsualNames;
+            });
 }
 BENCHMARK(BM_Memory_PairInDictionary)->Iterations(1);
 
 void BM_Memory_PairInHandwrittenMap(benchmark::State& state) {
-    double bytes = 0;
-    for (auto _ : state) {
-        std::vector<HandwrittenMap> maps(kDictionaries);
-        const double empty = BytesInUse();
-        for (HandwrittenMap& map : maps)
-            for (const std::string& name : UsualNames()) AddValue(map, name, 1.5);
-        bytes = BytesInUse() - empty;
-    }
-    state.counters["bytes"] = bytes / kDictionaries / kUsualNames;
+    for (auto _ : state)
+        state.counters["bytes"] = BytesOfPair<HandwrittenMap>(
+            [](HandwrittenMap& map, const std::string& name) { AddValue(map, name, 1.5); });
 }
 BENCHMARK(BM_Memory_PairInHandwrittenMap)->Iterations(1);
 
