@@ -37,8 +37,7 @@ struct Name {
 struct SeriesPoint {
     int sliceId;
     double elapsed;
-    CKZStatMessageRecord::Aggregate lasts;   ///< of the slice
-    CKZStatMessageRecord::Aggregate totals;  ///< of the run so far
+    CKZStatMessageRecord::Aggregate lasts;
 };
 
 /// Reads the journal of a run, also while the run goes on: each call sees the slices that are
