@@ -8,11 +8,13 @@ project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 BUILD_PACKAGES=(g++ cmake ninja-build)
 # shellcheck disable=SC2034
 HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev libsqlite3-dev
-               libsqlitecpp-dev libboost-math-dev nlohmann-json3-dev)
+               libsqlitecpp-dev libboost-math-dev nlohmann-json3-dev libutfcpp-dev nodejs npm)
 # shellcheck disable=SC2034
 BENCHMARK_PACKAGES=(libbenchmark-dev)
 # shellcheck disable=SC2034
 TEST_PACKAGES=(googletest locales python3 tmux)
+# The page is looked at on 64 bits only: it is the same everywhere.
+[[ $(dpkg --print-architecture) == i386 ]] || TEST_PACKAGES+=(chromium)
 
 # fail TEXT: ends the script with one line on standard error.
 fail() {
@@ -20,9 +22,10 @@ fail() {
     exit 1
 }
 
-# is_installed PACKAGE
+# is_installed PACKAGE: also where the command of that name came another way.
 is_installed() {
-    [[ $(dpkg-query --show --showformat '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+    [[ $(dpkg-query --show --showformat '${db:Status-Status}' "$1" 2>/dev/null) == installed ]] ||
+        command -v "$1" >/dev/null
 }
 
 # quietly COMMAND...: shows the output of the command only where it fails.

@@ -148,6 +148,9 @@ BENCHMARK_CAPTURE(BM_Kzstat, show, "show")->UseRealTime()->Unit(benchmark::kMill
 BENCHMARK_CAPTURE(BM_Kzstat, show_second_half, "show --from 12h")
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Kzstat, report, "report -o -")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -20,6 +20,7 @@ void DeclareCheck(CLI::App& app, Action& action);
 void DeclareCompare(CLI::App& app, Action& action);
 void DeclareExport(CLI::App& app, Action& action);
 void DeclareMerge(CLI::App& app, Action& action);
+void DeclareReport(CLI::App& app, Action& action);
 void DeclareShow(CLI::App& app, Action& action);
 
 }  // namespace kzstat

@@ -25,10 +25,9 @@ const char* UnitOf(Types::PointType type) {
 }
 
 std::optional<double> RateOf(const CKZStatMessageRecord& record, double seconds) {
-    if (!(seconds > 0)) return std::nullopt;
-    if (record.type & kTimers) return record.totals.count / seconds;
-    if (record.type & kSums) return record.totals.sum / seconds;
-    return std::nullopt;
+    const double flow = FlowOf(record.type, record.totals);
+    if (!(seconds > 0) || std::isnan(flow) || record.type == Types::LoadSize) return std::nullopt;
+    return flow / seconds;
 }
 
 /// A record as a point of its kind, which knows what is meaningful.
@@ -52,10 +51,7 @@ public:
         return m_point ? Get(m_point->GetCurrentValueIndex()) : std::nullopt;
     }
 
-    /// Values that are samples spread; those that are added up do not.
-    bool HasSamples() const {
-        return Get(StatAverage) && m_point->GetCurrentValueIndex() == StatLastAverage;
-    }
+    bool HasSamples() const { return Get(StatAverage) && IsSampled(m_record.type); }
 
 private:
     const CKZStatMessageRecord& m_record;
@@ -85,6 +81,18 @@ Deviation StandardDeviation(const CKZStatMessageRecord::Aggregate& aggregate) {
 
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
     return PointStatistics(record, 0).Current();
+}
+
+bool IsSampled(Types::PointType type) {
+    if (type == Types::NotSet) return false;
+    const std::unique_ptr<CKZStatPoint> point(CKZStatPointBuilder::BuildPoint(type));
+    return point->GetCurrentValueIndex() == StatLastAverage;
+}
+
+double FlowOf(Types::PointType type, const CKZStatMessageRecord::Aggregate& aggregate) {
+    if (type & kTimers) return aggregate.count;
+    if (type & (kSums | Types::LoadSize)) return aggregate.sum;
+    return std::numeric_limits<double>::quiet_NaN();
 }
 
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {

@@ -39,6 +39,14 @@ struct Statistics {
 /// Of the last slice, what the record's kind calls its current value.
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
 
+/// True for kinds whose values are samples, which spread; those of the others are added up.
+bool IsSampled(CKZStatPointTypeEnum::PointType type);
+
+/// What runs through a slice, so that it is drawn per second: the number of values of timers, the
+/// sums of what is counted. The load size is a level and drawn as it is. NaN for the other kinds.
+double FlowOf(CKZStatPointTypeEnum::PointType type,
+              const CKZStatMessageRecord::Aggregate& aggregate);
+
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
 

@@ -7,7 +7,7 @@ _kzstat() {
     COMPREPLY=()
 
     if ((COMP_CWORD == 1)); then
-        words='show compare export merge check --help --version'
+        words='show report compare export merge check --help --version'
     elif [[ $previous == --sort ]]; then
         words='name type count rate min mean max stddev sum last'
     elif [[ $previous == --format ]]; then
@@ -17,6 +17,7 @@ _kzstat() {
     elif [[ $word == -* ]]; then
         case $command in
             show) words="--sort --follow $range --help" ;;
+            report) words="--output $range --help" ;;
             compare) words="--fail-if $range --help" ;;
             export) words="--format $range --help" ;;
             merge) words='--output --help' ;;

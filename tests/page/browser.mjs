@@ -1,0 +1,65 @@
+// A browser, and what a reader sees in it.
+
+import assert from 'node:assert/strict';
+import {createRequire} from 'node:module';
+import {after, before} from 'node:test';
+import {lastRecords} from './runs.mjs';
+
+const {chromium} = createRequire(`${process.env.PACKAGES}/package.json`)('playwright-core');
+
+// One browser for all tests of a file, since it takes seconds to start.
+let browser;
+before(async () => { browser = await chromium.launch({executablePath: process.env.CHROMIUM}); });
+after(() => browser.close());
+
+// A page whose errors fail the test.
+export async function newPage(test, options = {}) {
+  const page = await browser.newPage({viewport: {width: 1280, height: 900}, ...options});
+  page.on('pageerror', (error) => { throw error; });
+  test.after(() => page.close());
+  return page;
+}
+
+// The page once it has drawn something.
+export async function open(test, url, options) {
+  const page = await newPage(test, options);
+  await page.goto(url);
+  await page.waitForSelector('.card canvas');
+  return page;
+}
+
+export function cell(page, name, column) {
+  return page.locator('#table tbody tr').filter({has: page.getByRole('link', {name, exact: true})}).locator(`[data-column="${column}"]`);
+}
+
+// The value behind a cell, in full.
+export async function figure(page, name, column) {
+  const text = await cell(page, name, column).getAttribute('title');
+  return text === '' ? null : Number(text);
+}
+
+export async function assertFiguresOf(page, path) {
+  for (const [name, record] of lastRecords(path)) {
+    assert.equal(await figure(page, name, 'min'), record.minimum, `min of ${name}`);
+    assert.equal(await figure(page, name, 'max'), record.maximum, `max of ${name}`);
+    assert.equal(await figure(page, name, 'mean'), record.average, `mean of ${name}`);
+    if (record.type === 'Timer') assert.equal(await figure(page, name, 'count'), record.count, `count of ${name}`);
+    if (record.type === 'Counter') assert.equal(await figure(page, name, 'sum'), record.sum, `sum of ${name}`);
+  }
+}
+
+// How many pixels of the card's first canvas are of the colour of the lines.
+export function drawnPixels(page, name) {
+  return page.locator('.card').filter({has: page.getByRole('heading', {name})}).locator('canvas').first().evaluate((canvas) => {
+    const probe = document.createElement('canvas').getContext('2d');
+    probe.fillStyle = getComputedStyle(document.documentElement).getPropertyValue('--accent');
+    probe.fillRect(0, 0, 1, 1);
+    const [red, green, blue] = probe.getImageData(0, 0, 1, 1).data;
+    const {data} = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+    let count = 0;
+    for (let i = 0; i < data.length; i += 4) {
+      if (data[i] === red && data[i + 1] === green && data[i + 2] === blue && data[i + 3] === 255) ++count;
+    }
+    return count;
+  });
+}

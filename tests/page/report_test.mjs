@@ -1,0 +1,148 @@
+import assert from 'node:assert/strict';
+import {readFileSync} from 'node:fs';
+import {dirname, join} from 'node:path';
+import {test} from 'node:test';
+import {assertFiguresOf, drawnPixels, newPage, open} from './browser.mjs';
+import {Journal, kzstat, NASTY, shopRun} from './runs.mjs';
+
+const SLICES = 60;
+
+function reportOf(path, ...args) {
+  const page = join(dirname(path), 'report.html');
+  const {status, stdout, stderr} = kzstat('report', path, '-o', page, ...args);
+  assert.deepEqual([status, stdout, stderr], [0, '', '']);
+  return page;
+}
+
+const dataOf = (page) => JSON.parse(/<script id="data"[^>]*>(.*?)<\/script>/.exec(readFileSync(page, 'utf8'))[1]);
+
+async function runOfManyNames(test, names) {
+  const journal = new Journal(test);
+  const reported = Object.fromEntries([...Array(names).keys()].map((i) => [`step.${i}`, ['Timer', i]]));
+  await journal.slice(reported);
+  await journal.slice(reported);
+  await journal.end();
+  return journal.path;
+}
+
+test('lists every name and draws its charts', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, SLICES))}`);
+  const names = await page.locator('#table tbody th').allTextContents();
+  assert.deepEqual(names.sort(), ['clients', 'page.time', 'pages.sent', 'queue.length', NASTY].sort());
+  for (const name of ['clients', 'page.time']) assert.ok(await drawnPixels(page, name) > 100, name);
+});
+
+test('shows the figures of the journal', async (t) => {
+  const path = await shopRun(t, SLICES);
+  await assertFiguresOf(await open(t, `file://${reportOf(path)}`), path);
+});
+
+test('shows markup in a name as text', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, 3))}`);
+  assert.equal(await page.locator('img').count(), 0);
+  assert.equal(await page.getByRole('heading', {name: NASTY}).count(), 1);
+});
+
+test('asks for nothing but itself', async (t) => {
+  const page = await newPage(t);
+  const asked = [];
+  page.on('request', (request) => asked.push(request.url()));
+  const url = `file://${reportOf(await shopRun(t, 3))}`;
+  await page.goto(url);
+  await page.waitForSelector('.card canvas');
+  assert.deepEqual(asked.filter((each) => !each.startsWith('data:')), [url]);
+});
+
+test('finds one of 500 names and draws only what is near', async (t) => {
+  const page = await open(t, `file://${reportOf(await runOfManyNames(t, 500))}`);
+  assert.equal(await page.locator('.card').count(), 500);
+  assert.ok(await page.locator('canvas').count() < 60);
+  await page.getByRole('searchbox').fill('step.417');
+  assert.deepEqual(await page.locator('.card:visible h2 b').allTextContents(), ['step.417']);
+  assert.equal(await page.locator('#shown').textContent(), '1 of 500 names');
+  await page.waitForSelector('.card:visible canvas');
+});
+
+test('sorts names and charts by a column', async (t) => {
+  const page = await open(t, `file://${reportOf(await runOfManyNames(t, 12))}`);
+  await page.getByRole('button', {name: 'max', exact: true}).click();
+  assert.equal(await page.locator('#table tbody th').first().textContent(), 'step.11');
+  assert.equal(await page.locator('.card h2 b').first().textContent(), 'step.11');
+});
+
+test('keeps a single slow value of a long run', async (t) => {
+  const journal = new Journal(t);
+  for (let slice = 1; slice <= 1100; ++slice) await journal.slice({wait: ['Timer', slice === 777 ? 987.5 : 10]});
+  await journal.end();
+  const {names: [{course}], grid} = dataOf(reportOf(journal.path));
+  assert.equal(grid.width, 2);
+  assert.equal(course.maximum.length, 550);
+  assert.equal(course.maximum[388], 987.5);
+  assert.equal(Math.min(...course.minimum), 10);
+});
+
+test('shows a chosen part of the run', async (t) => {
+  const path = await shopRun(t, SLICES);
+  const {names, grid, slices} = dataOf(reportOf(path, '--from', '50'));
+  assert.deepEqual([grid.first, slices], [50, 10]);
+  assert.equal(names.find(({name}) => name === 'page.time').figures.count, 30);
+});
+
+test('is dark where the system is, and light where the reader wants it', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, 3))}`, {colorScheme: 'dark'});
+  const brightness = () => page.evaluate(() => Number(/\d+/.exec(getComputedStyle(document.body).backgroundColor)[0]));
+  assert.ok(await brightness() < 60);
+  await page.getByRole('button', {name: 'Colour theme'}).click();
+  assert.ok(await brightness() > 200);
+  assert.ok(await drawnPixels(page, 'page.time') > 0);
+});
+
+test('looks closer where the reader drags', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, SLICES))}`);
+  const plot = await page.locator('.u-over').first();
+  await plot.scrollIntoViewIfNeeded();
+  const {x, y, width} = await plot.boundingBox();
+  await page.mouse.move(x + width / 4, y + 20);
+  await page.mouse.down();
+  await page.mouse.move(x + width / 2, y + 20, {steps: 4});
+  await page.mouse.up();
+  const whole = page.getByRole('button', {name: 'Show the whole run'});
+  await whole.click();
+  assert.equal(await whole.isVisible(), false);
+});
+
+test('names the moments by the clock', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, 10))}`, {timezoneId: 'UTC'});
+  await page.getByRole('button', {name: 'Clock'}).click();
+  const plot = page.locator('.u-over').first();
+  const {width} = await plot.boundingBox();
+  await plot.hover({position: {x: width - 1, y: 20}});
+  assert.equal(await page.locator('.u-legend .u-value').first().textContent(), '2023-11-14 22:13:30');
+});
+
+test('is printed with all of its charts', async (t) => {
+  const page = await open(t, `file://${reportOf(await runOfManyNames(t, 40))}`);
+  await page.evaluate(() => dispatchEvent(new Event('beforeprint')));
+  assert.equal(await page.locator('canvas').count(), 80);
+  await page.evaluate(() => dispatchEvent(new Event('afterprint')));
+  assert.ok(await page.locator('canvas').count() < 80);
+});
+
+test('fits a narrow screen', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, 10))}`, {viewport: {width: 380, height: 800}});
+  assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 380);
+});
+
+test('of an empty run says that nothing was reported', async (t) => {
+  const journal = new Journal(t);
+  await journal.end();
+  const page = await newPage(t);
+  await page.goto(`file://${reportOf(journal.path)}`);
+  assert.equal(await page.locator('#nothing').textContent(), 'Nothing was reported yet.');
+});
+
+test('that cannot be written is one line of complaint', async (t) => {
+  const {status, stderr} = kzstat('report', await shopRun(t, 1), '-o', '/nowhere/report.html');
+  assert.equal(status, 2);
+  assert.equal(stderr, 'kzstat: cannot write /nowhere/report.html: No such file or directory\n');
+});

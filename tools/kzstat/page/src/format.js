@@ -1,0 +1,41 @@
+// Numbers and times for people.
+
+const MOST_READABLE = 1e15;
+
+function decimalsOf(size) {
+  if (Number.isInteger(size) || size >= 1000) return 0;
+  if (size >= 100) return 1;
+  return size >= 1 ? 2 : 3;
+}
+
+// As `kzstat show` writes them: as many decimals as the size deserves.
+export function number(value) {
+  if (value === null || value === undefined) return '–';
+  const size = Math.abs(value);
+  return size >= MOST_READABLE ? value.toExponential(3) : value.toFixed(decimalsOf(size));
+}
+
+const two = (value) => String(value).padStart(2, '0');
+
+// 3725 is 1:02:05.
+export function elapsed(seconds) {
+  const whole = Math.floor(seconds);
+  const rest = Math.round((seconds - whole) * 1000);
+  const hours = Math.floor(whole / 3600);
+  const minutes = Math.floor(whole / 60) % 60;
+  const text = hours > 0 ? `${hours}:${two(minutes)}:${two(whole % 60)}` : `${minutes}:${two(whole % 60)}`;
+  return rest > 0 ? `${text}.${String(rest).padStart(3, '0').replace(/0+$/, '')}` : text;
+}
+
+export function duration(seconds) {
+  if (seconds < 60) return `${number(seconds)} s`;
+  const parts = [[Math.floor(seconds / 3600), 'h'], [Math.floor(seconds / 60) % 60, 'm'], [Math.floor(seconds % 60), 's']];
+  const first = parts.findIndex(([amount]) => amount > 0);
+  return parts.slice(first).map(([amount, unit]) => `${amount}${unit}`).join(' ');
+}
+
+export function clock(secondsSince1970) {
+  const moment = new Date(secondsSince1970 * 1000);
+  return `${moment.getFullYear()}-${two(moment.getMonth() + 1)}-${two(moment.getDate())} ` +
+    `${two(moment.getHours())}:${two(moment.getMinutes())}:${two(moment.getSeconds())}`;
+}

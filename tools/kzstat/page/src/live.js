@@ -1,0 +1,51 @@
+// Follows a run through the server's events.
+
+const PATIENCE = 1000;  // milliseconds before the next try
+const SILENCE = 15000;  // the server says something more often than that
+
+export function follow(onData, onState) {
+  let source;
+  let timer;
+  // What the server calls the last event that has come: it goes on from there.
+  let lastId = '';
+
+  const connect = () => {
+    clearTimeout(timer);
+    source?.close();
+    source = new EventSource(`api/events?after=${encodeURIComponent(lastId)}`);
+    source.onmessage = heard;
+    source.addEventListener('alive', stillThere);
+    source.addEventListener('ended', ended);
+    source.onopen = stillThere;
+    source.onerror = away;
+    listen();
+  };
+
+  const listen = () => {
+    clearTimeout(timer);
+    timer = setTimeout(away, SILENCE);
+  };
+  const stillThere = () => {
+    onState('live');
+    listen();
+  };
+  const heard = (event) => {
+    onData(JSON.parse(event.data));
+    lastId = event.lastEventId;
+    stillThere();
+  };
+  const ended = () => {
+    clearTimeout(timer);
+    source.close();
+    onState('ended');
+  };
+  // The browser gives up on some errors, so that this does not leave it to the browser.
+  const away = () => {
+    onState('away');
+    source.close();
+    clearTimeout(timer);
+    timer = setTimeout(connect, PATIENCE);
+  };
+
+  connect();
+}

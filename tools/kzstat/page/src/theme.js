@@ -1,0 +1,57 @@
+// Light or dark, as the system has it unless the reader chooses.
+
+const THEMES = ['auto', 'light', 'dark'];
+const KEY = 'kzstat-theme';
+
+// A page opened from disk may be denied a memory.
+function remembered() {
+  try {
+    return localStorage.getItem(KEY) ?? 'auto';
+  } catch {
+    return 'auto';
+  }
+}
+
+function remember(theme) {
+  try {
+    localStorage.setItem(KEY, theme);
+  } catch {
+    // Chosen for this visit only.
+  }
+}
+
+export function offerThemes(button, onChanged) {
+  let theme = remembered();
+  const apply = () => {
+    if (theme === 'auto') delete document.documentElement.dataset.theme;
+    else document.documentElement.dataset.theme = theme;
+    button.textContent = `Theme: ${theme}`;
+  };
+  apply();
+  button.addEventListener('click', () => {
+    theme = THEMES[(THEMES.indexOf(theme) + 1) % THEMES.length];
+    remember(theme);
+    apply();
+    onChanged();
+  });
+  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', onChanged);
+}
+
+// Paper is white.
+export function offerPrinting(charts) {
+  const root = document.documentElement;
+  let theme;
+  addEventListener('beforeprint', () => {
+    theme = root.dataset.theme;
+    root.dataset.theme = 'light';
+    root.classList.add('printing');
+    document.querySelector('.facts').open = true;
+    charts.drawAll();
+  });
+  addEventListener('afterprint', () => {
+    if (theme === undefined) delete root.dataset.theme;
+    else root.dataset.theme = theme;
+    root.classList.remove('printing');
+    charts.drawNear();
+  });
+}

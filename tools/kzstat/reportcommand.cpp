@@ -1,0 +1,61 @@
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+#include "commands.h"
+#include "kzjournalreader.h"
+#include "pagejson.h"
+#include "rangeoptions.h"
+#include "runhistory.h"
+
+namespace kzstat {
+namespace {
+
+struct ReportOptions {
+    std::string journal;
+    std::string page;
+    RangeOptions range;
+};
+
+void WriteFile(const std::string& path, const std::string& text) {
+    errno = 0;
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+}
+
+ExitStatus Report(const ReportOptions& options, Output& output) {
+    kzjournal::Reader journal(options.journal);
+    const RunHistory history(options.journal, options.range.RangeOf(journal));
+    const std::string page = PageWith(PageJson(history));
+    if (options.page == "-")
+        output.Write(page);
+    else
+        WriteFile(options.page, page);
+    return kDone;
+}
+
+}  // namespace
+
+void DeclareReport(CLI::App& app, Action& action) {
+    CLI::App* const command =
+        app.add_subcommand("report", "Make a page of charts and tables for a browser");
+    const auto options = std::make_shared<ReportOptions>();
+    command->add_option("RUN", options->journal, "The journal of the run")
+        ->required()
+        ->type_name("FILE");
+    command
+        ->add_option("-o,--output", options->page, "The HTML file to make (- for standard output)")
+        ->required()
+        ->type_name("PAGE");
+    options->range.Declare(*command);
+    command->footer("Example: kzstat report run.kzj -o run.html");
+    command->final_callback([options, &action] {
+        action = [options](Output& output) { return Report(*options, output); };
+    });
+}
+
+}  // namespace kzstat
