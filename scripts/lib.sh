@@ -12,7 +12,7 @@ HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev l
 # shellcheck disable=SC2034
 BENCHMARK_PACKAGES=(libbenchmark-dev)
 # shellcheck disable=SC2034
-TEST_PACKAGES=(googletest locales python3 tmux)
+TEST_PACKAGES=(googletest locales python3 tmux prometheus)
 # The page is looked at on 64 bits only: it is the same everywhere.
 [[ $(dpkg --print-architecture) == i386 ]] || TEST_PACKAGES+=(chromium)
 

@@ -21,6 +21,7 @@ void DeclareCompare(CLI::App& app, Action& action);
 void DeclareExport(CLI::App& app, Action& action);
 void DeclareMerge(CLI::App& app, Action& action);
 void DeclareReport(CLI::App& app, Action& action);
+void DeclareServe(CLI::App& app, Action& action);
 void DeclareShow(CLI::App& app, Action& action);
 
 }  // namespace kzstat

@@ -7,17 +7,19 @@ _kzstat() {
     COMPREPLY=()
 
     if ((COMP_CWORD == 1)); then
-        words='show report compare export merge check --help --version'
+        words='show report serve compare export merge check --help --version'
     elif [[ $previous == --sort ]]; then
         words='name type count rate min mean max stddev sum last'
     elif [[ $previous == --format ]]; then
         words='csv json influx'
-    elif [[ $previous == --from || $previous == --to || $previous == --fail-if ]]; then
+    elif [[ $previous == --from || $previous == --to || $previous == --fail-if ||
+            $previous == --port || $previous == --bind ]]; then
         return
     elif [[ $word == -* ]]; then
         case $command in
             show) words="--sort --follow $range --help" ;;
             report) words="--output $range --help" ;;
+            serve) words='--port --bind --help' ;;
             compare) words="--fail-if $range --help" ;;
             export) words="--format $range --help" ;;
             merge) words='--output --help' ;;

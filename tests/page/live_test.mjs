@@ -1,0 +1,87 @@
+import {test} from 'node:test';
+import {assertFiguresOf, cell, drawnPixels, figure, open} from './browser.mjs';
+import {Journal, Server, shop} from './runs.mjs';
+import assert from 'node:assert/strict';
+
+async function writing(test, slices) {
+  const journal = new Journal(test);
+  for (let slice = 1; slice <= slices; ++slice) await journal.slice(shop(slice));
+  return journal;
+}
+
+// Waits until the page has the slice, which it counts.
+async function hasSlices(page, count) {
+  await page.locator('.tile').filter({hasText: 'slices'}).getByText(String(count), {exact: true}).waitFor();
+}
+
+const says = (page, text) => page.locator('#state').getByText(text).waitFor();
+
+test('shows the history, then each slice as it comes', async (t) => {
+  const journal = await writing(t, 20);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await says(page, 'live');
+  await hasSlices(page, 20);
+  assert.ok(await drawnPixels(page, 'page.time') > 20);
+
+  for (let slice = 21; slice <= 24; ++slice) await journal.slice(shop(slice));
+  await hasSlices(page, 24);
+  await assertFiguresOf(page, journal.path);
+});
+
+test('draws what has come', async (t) => {
+  const journal = await writing(t, 2);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await hasSlices(page, 2);
+  const before = await drawnPixels(page, 'queue.length');
+  for (let slice = 3; slice <= 40; ++slice) await journal.slice(shop(slice));
+  await hasSlices(page, 40);
+  assert.ok(await drawnPixels(page, 'queue.length') > before + 100);
+});
+
+test('goes on after the server was restarted', async (t) => {
+  const journal = await writing(t, 5);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await hasSlices(page, 5);
+
+  assert.equal(await server.stop(), 0);
+  await says(page, 'trying again');
+  await journal.slice(shop(6));
+  await Server.start(t, journal.path, '--port', String(server.port));
+  await hasSlices(page, 6);
+  await says(page, 'live');
+  await assertFiguresOf(page, journal.path);
+});
+
+test('says that the run has ended', async (t) => {
+  const journal = await writing(t, 3);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await says(page, 'live');
+  await journal.end();
+  await says(page, 'ended');
+});
+
+test('shows a name that comes late', async (t) => {
+  const journal = await writing(t, 3);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await journal.slice({...shop(4), late: ['Counter', 7]});
+  await cell(page, 'late', 'sum').waitFor();
+  assert.equal(await figure(page, 'late', 'sum'), 7);
+});
+
+test('goes on when the run outgrows its points', async (t) => {
+  const journal = new Journal(t);
+  const slice = (value) => journal.slice({wait: ['Timer', value]});
+  for (let i = 0; i < 998; ++i) await slice(5);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await hasSlices(page, 998);
+  for (const value of [5, 80, 5, 5]) await slice(value);
+  await hasSlices(page, 1002);
+  assert.match(await page.locator('#facts').textContent(), /a point for 2 slices/);
+  await assertFiguresOf(page, journal.path);
+});
