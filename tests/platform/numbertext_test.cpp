@@ -134,6 +134,29 @@ TEST(DoubleToString, AgreesWithTheCLibraryOnRandomTimings) {
     }
 }
 
+/// Values around the multiples of a half of the last decimal, where rounding turns.
+TEST(DoubleToString, AgreesWithTheCLibraryWhereRoundingTurns) {
+    std::mt19937_64 random(5);
+    for (int i = 0; i < 5000; ++i) {
+        const int digits = static_cast<int>(random() % 16);
+        const double half = static_cast<double>(random() % 100000) * 0.0005;
+        const double near = half * std::pow(10.0, digits);
+        for (const double value :
+             {std::nextafter(near, 0.0), near, std::nextafter(near, kInfinity)})
+            for (int precision = 0; precision <= 4; ++precision)
+                ASSERT_EQ(TextOf(value, precision), Printed(value, precision));
+    }
+}
+
+TEST(DoubleToString, AgreesWithTheCLibraryAtEveryPowerOfTwo) {
+    for (int exponent = -80; exponent <= 80; ++exponent) {
+        const double power = std::ldexp(1.0, exponent);
+        for (const double value : {power, -power, power * 1.5, std::nextafter(power, 0.0)})
+            for (int precision = 0; precision <= 4; ++precision)
+                ASSERT_EQ(TextOf(value, precision), Printed(value, precision)) << "2^" << exponent;
+    }
+}
+
 TEST(DoubleToString, WritesAPointUnderADecimalCommaLocale) {
     const DecimalCommaLocale locale;
     ASSERT_TRUE(locale.IsInForce()) << locale.Problem();
