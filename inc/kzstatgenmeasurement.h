@@ -67,6 +67,8 @@ public:
 private:
     friend class CKZStatGenMeasurementDictionary;
 
+    static constexpr double kEmpty = -1;
+
     struct Aggregate {
         double minimum;
         double maximum;
@@ -80,16 +82,31 @@ private:
         void AddAggregate(const Aggregate& other);
     };
 
+    void AddLastQuietly(double value);
     void AddLastAndTrace(double value);
     void AddAggregates(const Aggregate& totals, const Aggregate& lasts);
     void AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts);
 
-    Aggregate m_totals;
     double m_stddev;         // set by Reset only: nobody computes it
     double m_reservedTotal;  // set by Reset only
-    Aggregate m_lasts;
     double m_reservedLasts;  // set by Reset and ResetLasts only
     PointType m_type;
+    // Side by side: every value changes both. Last: a dictionary puts the name behind them.
+    Aggregate m_totals;
+    Aggregate m_lasts;
 };
+
+inline void CKZStatGenMeasurement::Aggregate::AddValue(double value) {
+    if (minimum > value || minimum == kEmpty) minimum = value;
+    if (value > maximum || maximum == kEmpty) maximum = value;
+    count += 1;
+    sum += value;
+    sumSqr += value * value;
+}
+
+inline void CKZStatGenMeasurement::AddLastQuietly(double value) {
+    m_totals.AddValue(value);
+    m_lasts.AddValue(value);
+}
 
 #endif

@@ -117,12 +117,15 @@ private:
     /// `AddLast` for a client, which holds the clients lock.
     int AddLastOfClient(const Name& name, double value, PointType type);
     bool Cache(const Name& name, double value, PointType type);
+    void PrefetchForBurst() const;
     int FlushWhereFull();
     bool RefusesValues() const;
     void FlushValues();
+    static void AddAndTrace(const CKZStatGenStatsCache::Value& cached,
+                            CKZStatGenMeasurement& measurement);
     void FetchForFlush(int newest);
     void FetchRest(int count);
-    void PrefetchMeasurement(Index expected) const;
+    void FetchMeasurement(int position);
     CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached,
                                           Index expected);
     std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);

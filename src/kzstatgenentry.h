@@ -21,11 +21,25 @@ public:
     static void operator delete(void*) {}
 };
 
+/// Its name follows it: whoever adds a value compares the name first, and then has both at hand.
 class CKZStatGenArenaMeasurement final : public CKZStatGenMeasurement {
 public:
-    using CKZStatGenMeasurement::CKZStatGenMeasurement;
+    /// There is room for the name and a NUL behind the object.
+    CKZStatGenArenaMeasurement(PointType type, std::string_view name)
+        : CKZStatGenMeasurement(type), m_nameLength(static_cast<unsigned>(name.size())) {
+        std::memcpy(Text(), name.data(), name.size());
+        Text()[name.size()] = '\0';
+    }
     static void* operator new(std::size_t, void* memory) { return memory; }
     static void operator delete(void*) {}
+
+    std::string_view Name() const { return {Text(), m_nameLength}; }
+
+private:
+    char* Text() { return reinterpret_cast<char*>(this + 1); }
+    const char* Text() const { return reinterpret_cast<const char*>(this + 1); }
+
+    const unsigned m_nameLength;
 };
 
 struct CKZStatGenEntry {
@@ -35,15 +49,11 @@ struct CKZStatGenEntry {
     /// Throws std::bad_alloc where the arena does.
     static CKZStatGenEntry Make(RyPArena& arena, std::string_view name,
                                 CKZStatPointTypeEnum::PointType type) {
-        constexpr std::size_t kAlignment = alignof(CKZStatGenArenaMeasurement);
-        const std::size_t roomForText = (name.size() + kAlignment) / kAlignment * kAlignment;
         char* const memory = static_cast<char*>(arena.Allocate(
-            sizeof(CKZStatGenArenaName) + roomForText + sizeof(CKZStatGenArenaMeasurement)));
-        char* const text = memory + sizeof(CKZStatGenArenaName);
-        std::memcpy(text, name.data(), name.size());
-        text[name.size()] = '\0';
-        return {new (memory) CKZStatGenArenaName(text),
-                new (text + roomForText) CKZStatGenArenaMeasurement(type)};
+            sizeof(CKZStatGenArenaName) + sizeof(CKZStatGenArenaMeasurement) + name.size() + 1));
+        auto* const measurement =
+            new (memory + sizeof(CKZStatGenArenaName)) CKZStatGenArenaMeasurement(type, name);
+        return {new (memory) CKZStatGenArenaName(measurement->Name().data()), measurement};
     }
 };
 

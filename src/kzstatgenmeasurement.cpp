@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr double kEmpty = -1;
 constexpr char kRule[] = " ----------------- ";
 
 long long Whole(double value) {
@@ -24,14 +23,6 @@ bool CKZStatGenMeasurement::Aggregate::IsEmpty() const {
 
 double CKZStatGenMeasurement::Aggregate::Average() const {
     return count > 0 ? sum / count : kEmpty;
-}
-
-void CKZStatGenMeasurement::Aggregate::AddValue(double value) {
-    if (minimum > value || minimum == kEmpty) minimum = value;
-    if (value > maximum || maximum == kEmpty) maximum = value;
-    count += 1;
-    sum += value;
-    sumSqr += value * value;
 }
 
 void CKZStatGenMeasurement::Aggregate::AddAggregate(const Aggregate& other) {
@@ -66,12 +57,10 @@ bool CKZStatGenMeasurement::IsResetLasts() {
 }
 
 void CKZStatGenMeasurement::AddLast(double value) {
-    if (KzIsTracing()) {
+    if (KzIsTracing())
         AddLastAndTrace(value);
-        return;
-    }
-    m_totals.AddValue(value);
-    m_lasts.AddValue(value);
+    else
+        AddLastQuietly(value);
 }
 
 void CKZStatGenMeasurement::AddLastAndTrace(double value) {

@@ -58,6 +58,7 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
     if (m_client != nullptr) m_client->ReleaseDictionary();
     // What was made here goes with the arena; what others put in is deleted one by one.
+    if (!MayHoldOthers()) return;
     for (const Entry& entry : Entries()) {
         if (!m_arena.Holds(entry.key)) delete entry.key;
         if (!m_arena.Holds(entry.value)) delete entry.value;
@@ -86,9 +87,15 @@ inline bool CKZStatGenMeasurementDictionary::Cache(const Name& name, double valu
     if (RefusesValues()) return false;
     // The whole name as it was reported: what was cut off still follows.
     KZ_TRACE("Caching stat: %s=%f", name.text.data(), value);
-    if (m_statsCache.Count() == 0) m_statsCache.Prefetch();
+    if (m_statsCache.Count() == 0) PrefetchForBurst();
     m_statsCache.Add(name, value, type);
     return true;
+}
+
+/// A client that has not reported for a while finds its dictionary far away.
+inline void CKZStatGenMeasurementDictionary::PrefetchForBurst() const {
+    m_statsCache.Prefetch();
+    __builtin_prefetch(m_lock.get(), 1);
 }
 
 inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
@@ -120,12 +127,16 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
     const int count = m_statsCache.Count();
     FetchRest(count);
     NoteChange();
+    const bool isTracing = KzIsTracing();
     int flushed = 0;
     try {
         for (CKZStatGenStatsCache::Reader next(m_statsCache); flushed < count; ++flushed) {
             const CKZStatGenStatsCache::Value cached = next();
-            KZ_TRACE("Adding stat: %s=%f", Printable(cached.name), cached.value);
-            MeasurementFor(cached, m_expected[flushed])->AddLast(cached.value);
+            CKZStatGenMeasurement* const measurement = MeasurementFor(cached, m_expected[flushed]);
+            if (isTracing)
+                AddAndTrace(cached, *measurement);
+            else
+                measurement->AddLastQuietly(cached.value);
         }
     } catch (...) {
         m_statsCache.DropFirst(flushed);
@@ -134,14 +145,18 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
     m_statsCache.Clear();
 }
 
+void CKZStatGenMeasurementDictionary::AddAndTrace(const CKZStatGenStatsCache::Value& cached,
+                                                  CKZStatGenMeasurement& measurement) {
+    KZ_TRACE("Adding stat: %s=%f", Printable(cached.name), cached.value);
+    measurement.AddLast(cached.value);
+}
+
 /// The measurement of a cached value, which is expected at that position.
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
     const CKZStatGenStatsCache::Value& cached, Index expected) {
-    if (expected < Entries().size()) {
-        const Entry& entry = Entries()[expected];
-        if (entry.hash == cached.name.hash && entry.value != nullptr &&
-            RyPTextHash::AreEqual(TextOf(entry.key), cached.name.text))
-            return MeasurementOf(entry.value);
+    if (expected < Entries().size() && !MayHoldOthers()) {
+        auto* const made = static_cast<CKZStatGenArenaMeasurement*>(Entries()[expected].value);
+        if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
     }
     return FindOrCreate(cached.name.text, cached.name.hash, cached.type);
 }
@@ -155,25 +170,29 @@ inline void CKZStatGenMeasurementDictionary::FetchForFlush(int newest) {
     const int second = newest - kFetchDistance;
     if (second >= 0) m_expected[second] = PrefetchEntry(m_statsCache.HashAt(second));
     const int third = second - kFetchDistance;
-    if (third >= 0) PrefetchMeasurement(m_expected[third]);
+    if (third >= 0) FetchMeasurement(third);
 }
 
 /// What `FetchForFlush` would do for `count` cached values if more of them came in.
 inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
     for (int i = std::max(count - kFetchDistance, 0); i < count; ++i)
         m_expected[i] = PrefetchEntry(m_statsCache.HashAt(i));
-    for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i)
-        PrefetchMeasurement(m_expected[i]);
+    for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i) FetchMeasurement(i);
 }
 
-inline void CKZStatGenMeasurementDictionary::PrefetchMeasurement(Index expected) const {
+/// The aggregates and the name of the cached value at `position`. They take two lines, or three
+/// where they begin behind the first quarter of one.
+inline void CKZStatGenMeasurementDictionary::FetchMeasurement(int position) {
     constexpr std::size_t kCacheLine = 64;
-    if (expected >= Entries().size()) return;
-    const Entry& entry = Entries()[expected];
-    const char* const measurement = reinterpret_cast<const char*>(entry.value);
-    __builtin_prefetch(entry.key);
-    __builtin_prefetch(measurement);
-    __builtin_prefetch(measurement + kCacheLine);
+    constexpr std::size_t kUsualName = 24;
+    const Index found = SameHashFrom(m_expected[position], m_statsCache.HashAt(position));
+    m_expected[position] = found;
+    if (found >= Entries().size() || MayHoldOthers()) return;
+    const auto* const made = static_cast<const CKZStatGenArenaMeasurement*>(Entries()[found].value);
+    const char* const aggregates = reinterpret_cast<const char*>(&made->m_totals);
+    __builtin_prefetch(aggregates, 1);
+    __builtin_prefetch(aggregates + kCacheLine, 1);
+    __builtin_prefetch(reinterpret_cast<const char*>(made + 1) + kUsualName);
 }
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(std::string_view name,

@@ -55,6 +55,7 @@ RWCollectable* RWHashDictionary::insertKeyAndValue(RWCollectable* key, RWCollect
     const unsigned hash = key->hash();
     if (Find(key, hash) != kNone) return nullptr;
     InsertNew(key, value, hash);
+    m_mayHoldOthers = true;
     return key;
 }
 
@@ -122,6 +123,7 @@ void RWHashDictionary::clearAndDestroy() {
 }
 
 void RWHashDictionary::applyToKeyAndValue(RWapplyKeyAndValue function, void* context) {
+    m_mayHoldOthers = true;  // the function may replace values
     for (Entry& entry : m_entries) function(entry.key, entry.value, context);
 }
 

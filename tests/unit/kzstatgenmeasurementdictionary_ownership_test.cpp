@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -91,32 +92,65 @@ TEST_F(DictionaryAsCollection, GivesANameThatOthersPutInWithoutAMeasurementOneOf
 }
 
 /// Cached values expect their names where they were when the values came.
-TEST(DictionaryOfASlice, FindsItsNamesWhereverOthersMovedThem) {
+class DictionaryOfASlice : public testing::Test {
+protected:
+    DictionaryOfASlice() {
+        generator.Start(100.0, 10.0);
+        client = std::make_unique<CKZStatGenClient>(&generator, 1);
+        Report({"a", "b", "c", "d"});
+        client->FlushStatsCache();
+        dictionary = client->GetNewDictionary();
+        Report({"a", "b", "c", "d"});
+        client->FlushStatsCache();
+    }
+    /// One value per name.
+    void Report(std::initializer_list<const char*> names) {
+        for (const char* const name : names) client->AddLast(name, 1, Types::Timer);
+    }
+
     RyPTestClock clock{100.0};
     RecordingGenerator generator;
-    generator.Start(100.0, 10.0);
-    CKZStatGenClient client(&generator, 1);
-    for (const char* const name : {"a", "b", "c", "d"}) client.AddLast(name, 1, Types::Timer);
-    client.FlushStatsCache();
-    Dictionary* const dictionary = client.GetNewDictionary();
-    for (const char* const name : {"a", "b", "c", "d"}) client.AddLast(name, 1, Types::Timer);
-    client.FlushStatsCache();
+    std::unique_ptr<CKZStatGenClient> client;
+    Dictionary* dictionary = nullptr;
+};
 
-    for (const char* const name : {"a", "b", "c", "d", "d", "d", "d"})
-        client.AddLast(name, 1, Types::Timer);
+TEST_F(DictionaryOfASlice, FindsItsNamesWhereverOthersMovedThem) {
+    Report({"a", "b", "c", "d", "d", "d", "d"});
     const CKZCollectableString first("a", false);
     dictionary->removeAndDestroy(&first);
-    client.FlushStatsCache();
+    client->FlushStatsCache();
     EXPECT_EQ(dictionary->GetCount("a"), 1);
     EXPECT_EQ(dictionary->GetCount("b"), 2);
     EXPECT_EQ(dictionary->GetCount("d"), 5);
 
-    for (const char* const name : {"a", "b", "c", "d", "d", "d", "d"})
-        client.AddLast(name, 1, Types::Timer);
+    Report({"a", "b", "c", "d", "d", "d", "d"});
     dictionary->clearAndDestroy();
-    client.FlushStatsCache();
+    client->FlushStatsCache();
     EXPECT_EQ(dictionary->GetCount("a"), 1);
     EXPECT_EQ(dictionary->GetCount("d"), 4);
+}
+
+TEST_F(DictionaryOfASlice, AddsToMeasurementsThatOthersPutIn) {
+    Report({"a", "b", "foreign"});
+    dictionary->insertKeyAndValue(new CKZCollectableString("foreign", true),
+                                  new CKZStatGenMeasurement(Types::Timer));
+    client->FlushStatsCache();
+    Report({"foreign", "a", "foreign", "b", "foreign", "c", "foreign", "d"});
+    client->FlushStatsCache();
+    EXPECT_EQ(dictionary->GetCount("a"), 3);
+    EXPECT_EQ(dictionary->GetCount("d"), 2);
+    EXPECT_EQ(dictionary->GetCount("foreign"), 5);
+}
+
+TEST_F(DictionaryOfASlice, AddsToMeasurementsThatOthersPutInPlaceOfItsOwn) {
+    Report({"a", "b", "c", "d", "a", "a", "a", "a"});
+    dictionary->applyToKeyAndValue([](RWCollectable*, RWCollectable*& value,
+                                      void*) { value = new CKZStatGenMeasurement(Types::Timer); },
+                                   nullptr);
+    client->FlushStatsCache();
+    EXPECT_EQ(dictionary->GetCount("a"), 5);
+    EXPECT_EQ(dictionary->GetCount("b"), 1);
+    EXPECT_EQ(dictionary->entries(), 4U);
 }
 
 }  // namespace

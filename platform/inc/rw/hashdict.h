@@ -74,6 +74,10 @@ protected:
     /// In the order in which an iterator visits them.
     const std::vector<Entry>& Entries() const { return m_entries; }
 
+    /// False as long as all keys and values came by `InsertNew`, so that the derived class knows
+    /// what they are.
+    bool MayHoldOthers() const { return m_mayHoldOthers; }
+
     /// The position among `Entries` of the first one with this hash for whose key `isKey(key)` is
     /// true, or `kNone`.
     template <class IsKey>
@@ -85,14 +89,23 @@ protected:
         return kNone;
     }
 
-    /// Asks the processor for what `FindEntry` reads first, and for what it reads next: the entry
-    /// at the position that is returned, which is almost always the one, or `kNone`.
+    // A look-up in three steps, each of which asks the processor for what the next one reads: other
+    // work in between hides that memory is slow.
+
     void PrefetchBucket(unsigned hash) const {
         __builtin_prefetch(m_buckets.data() + BucketNumber(hash));
     }
+    /// The position of an entry from which `SameHashFrom` may start, or `kNone`.
     Index PrefetchEntry(unsigned hash) const {
         const Index index = FirstInBucket(hash);
         if (index != kNone) __builtin_prefetch(m_entries.data() + index);
+        return index;
+    }
+    /// The position of the first entry with this hash, or `kNone`. Takes a position of the past for
+    /// what it is worth.
+    Index SameHashFrom(Index index, unsigned hash) const {
+        while (index < m_entries.size() && m_entries[index].hash != hash)
+            index = m_entries[index].next;
         return index;
     }
 
@@ -124,6 +137,7 @@ private:
     std::size_t m_initialBuckets;
     std::vector<Index> m_buckets;  // empty until the first entry, then heads of the chains
     std::vector<Entry> m_entries;
+    bool m_mayHoldOthers = false;
 };
 
 /// Walks a dictionary. The dictionary must not be changed meanwhile. Owned by the thread that
