@@ -29,18 +29,21 @@ struct Figures {
     std::uint64_t rounds = 0;
     double values = 0;
     std::uint64_t messages = 0;
+    std::uint64_t throws = 0;
     std::uint64_t failed = 0;
 
     void Add(const RoundResult& result) {
         rounds += 1;
         values += result.values;
         messages += static_cast<std::uint64_t>(result.messages);
+        throws += static_cast<std::uint64_t>(result.throws);
         failed += result.finding ? 1 : 0;
     }
 
     void Print() const {
-        std::printf("rounds %" PRIu64 ", values %.0f, messages %" PRIu64 ", ", rounds, values,
-                    messages);
+        std::printf("rounds %" PRIu64 ", values %.0f, messages %" PRIu64
+                    ", hooks that threw %" PRIu64 ", ",
+                    rounds, values, messages, throws);
         if (failed == 0) {
             std::puts("balanced");
         } else {

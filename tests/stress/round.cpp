@@ -74,12 +74,24 @@ private:
     Findings m_findings RYP_GUARDED_BY(m_lock);
 };
 
+/// A hook that throws ends the loop; run again, it goes on with the slice in hand.
+void RunPackLoop(CKZStatGenMain& main) {
+    for (bool isRunning = true; isRunning;) {
+        try {
+            main.doPackWork();
+            isRunning = false;
+        } catch (const HookFailure&) {
+            std::this_thread::yield();
+        }
+    }
+}
+
 /// The two loops of a generator on threads of their own. Owned by the thread that made it.
 class Loops {
 public:
     explicit Loops(CKZStatGenMain& main)
         : m_main(main),
-          m_pack([&main] { main.doPackWork(); }),
+          m_pack([&main] { RunPackLoop(main); }),
           m_garbage([&main] { main.doGarbageWork(); }) {}
 
     /// Called once.
@@ -156,7 +168,8 @@ public:
         ledger.CheckThatClientsAddUp(findings);
         ledger.CheckForNoMoreThan(books, findings);
         if (!m_settings.endsAtOnce) ledger.CheckAgainst(books, findings);
-        return {books.CountOfAll(), m_generator.MessageCount(), findings.First()};
+        return {books.CountOfAll(), m_generator.MessageCount(), m_generator.Throws(),
+                findings.First()};
     }
 
 private:

@@ -11,6 +11,7 @@
 struct RoundResult {
     double values = 0;
     int messages = 0;
+    int throws = 0;  // by hooks
     std::optional<Finding> finding;
 };
 

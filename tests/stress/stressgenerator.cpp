@@ -21,19 +21,6 @@ Amount Totals(const CKZStatMessageRecord& record) {
     return {record.totals.count, record.totals.sum};
 }
 
-void EnterDictionary(CKZStatGenMeasurementDictionary& dictionary, int clientId, Ledger& ledger,
-                     Findings& findings) {
-    for (std::size_t i = 0; i < Names().size(); ++i) {
-        const char* const name = Names()[i].text.c_str();
-        if (dictionary.GetMeasurement(name) == nullptr) continue;
-        const Amount lasts{static_cast<double>(dictionary.GetLastsCount(name)),
-                           dictionary.GetLastsSum(name)};
-        const Amount totals{static_cast<double>(dictionary.GetCount(name)),
-                            dictionary.GetSum(name)};
-        ledger.Enter({clientId, i}, lasts, totals, findings);
-    }
-}
-
 }  // namespace
 
 StressGenerator::StressGenerator(const RoundKey& key, double sliceLength)
@@ -41,6 +28,7 @@ StressGenerator::StressGenerator(const RoundKey& key, double sliceLength)
       m_ownSliceLength(sliceLength),
       m_dice(key, HookDice),
       m_haste(m_dice.OneOf({30, 300, 3000})),
+      m_patience(m_dice.OneOf({50, 500, 5000})),
       m_client(this, kHookClientId) {}
 
 void StressGenerator::PauseFor(double seconds) {
@@ -56,7 +44,7 @@ void StressGenerator::PauseFor(double seconds) {
 void StressGenerator::SendClientDictionary(Dictionary* perClient, int clientId,
                                            double sliceEndTime) {
     m_sliceEnd = sliceEndTime;
-    EnterDictionary(*perClient, clientId, m_ledger, m_findings);
+    NoteDictionary(*perClient, clientId);
     if (m_dice.OneIn(8)) AskEverything(*perClient, clientId);
     DisturbTheRound();
 }
@@ -67,19 +55,22 @@ void StressGenerator::SendTotalDictionary(Dictionary* merged, double sliceLength
     DisturbTheRound();
 }
 
+/// Is a nuisance first, unlike the other hooks: a message whose hook threw is given again and
+/// counts once.
 int StressGenerator::SendDictionaryString(RWCString& text, double, const char* name) {
+    DisturbTheRound();
     CKZStatMessage message;
     std::size_t fault = 0;
     ++m_messageCount;
     if (message.Read(text, CKZStatMessage::FullRecords, fault)) {
         CheckHeader(message);
+        EnterDictionaries();
         EnterRecords(message);
     } else {
         m_findings.Note("message", "one that can be read", "a fault at " + std::to_string(fault));
     }
     if (RWCString(name) != kGeneratorName) m_findings.Note("name", kGeneratorName, name);
     m_lastSentEnd = m_sliceEnd;
-    DisturbTheRound();
     return 1;
 }
 
@@ -112,6 +103,24 @@ void StressGenerator::EnterRecords(const CKZStatMessage& message) {
 }
 
 // --------------------------------------------------------------------------------- dictionaries
+
+/// Noted only, since a hook that throws has all dictionaries given again: what they say then takes
+/// the place of what they said.
+void StressGenerator::NoteDictionary(Dictionary& dictionary, int clientId) {
+    for (std::size_t i = 0; i < Names().size(); ++i) {
+        const char* const name = Names()[i].text.c_str();
+        if (dictionary.GetMeasurement(name) == nullptr) continue;
+        m_sliceInHand[{clientId, i}] = {
+            {static_cast<double>(dictionary.GetLastsCount(name)), dictionary.GetLastsSum(name)},
+            {static_cast<double>(dictionary.GetCount(name)), dictionary.GetSum(name)}};
+    }
+}
+
+void StressGenerator::EnterDictionaries() {
+    for (const auto& [account, noted] : m_sliceInHand)
+        m_ledger.Enter(account, noted.lasts, noted.totals, m_findings);
+    m_sliceInHand.clear();
+}
 
 void StressGenerator::AskEverything(Dictionary& dictionary, int clientId) {
     for (std::size_t i = 0; i < Names().size(); ++i)
@@ -163,12 +172,16 @@ void StressGenerator::DumpAndWalk(Dictionary& dictionary) {
 
 // ----------------------------------------------------------------------------------- nuisances
 
-/// What a hook does besides looking, as its last act. Whatever else a host's hook might do to its
-/// generator belongs here.
+/// What a hook does besides looking. Whatever else a host's hook might do to its generator belongs
+/// here.
 void StressGenerator::DisturbTheRound() {
     if (m_dice.OneIn(m_haste)) std::this_thread::sleep_for(m_dice.UpToMilliseconds(3));
     if (m_dice.OneIn(4 * m_haste)) RyPSleep(m_ownSliceLength);
     if (m_dice.OneIn(4) && !m_isQuiet) ReportValues();
+    if (m_dice.OneIn(m_patience)) {
+        ++m_throws;
+        throw HookFailure();
+    }
 }
 
 void StressGenerator::ReportValues() {

@@ -2,6 +2,8 @@
 #define KZ_STRESS_STRESSGENERATOR_H
 
 #include <atomic>
+#include <exception>
+#include <map>
 
 #include "books.h"
 #include "dice.h"
@@ -9,6 +11,9 @@
 #include "kzstatisticsgenerator.h"
 #include "kzstatmessage.h"
 #include "ledger.h"
+
+/// What a hook throws, and nothing else in a round does.
+class HookFailure : public std::exception {};
 
 /// A host whose hooks enter what they receive into a ledger, ask the dictionaries everything and
 /// make a nuisance of themselves. `Quieten`, `PauseFor`, `LastSentEnd` and `MessageCount` are safe
@@ -33,6 +38,8 @@ public:
     /// it has returned.
     double LastSentEnd() const { return m_lastSentEnd; }
     int MessageCount() const { return m_messageCount; }
+    /// How many hooks threw.
+    int Throws() const { return m_throws; }
     double SliceLength() const { return m_ownSliceLength; }
 
     const Ledger& GetLedger() const { return m_ledger; }
@@ -42,6 +49,14 @@ public:
 private:
     using Dictionary = CKZStatGenMeasurementDictionary;
 
+    /// What a dictionary says of one name.
+    struct Noted {
+        Amount lasts;
+        Amount totals;
+    };
+
+    void NoteDictionary(Dictionary& dictionary, int clientId);
+    void EnterDictionaries();
     void EnterRecords(const CKZStatMessage& message);
     void CheckHeader(const CKZStatMessage& message);
     void AskEverything(Dictionary& dictionary, int clientId);
@@ -59,8 +74,13 @@ private:
 
     // The rest is the pack thread's.
     Dice m_dice;
-    const int m_haste;  // a hook is slow once in so many calls
+    const int m_haste;     // a hook is slow once in so many calls
+    const int m_patience;  // a hook throws once in so many calls
+    int m_throws = 0;
     double m_sliceEnd = 0;
+    // Enters the ledger with the message: a slice that is dropped between the two, at the end of
+    // a round, is told by none.
+    std::map<Account, Noted> m_sliceInHand;
     Ledger m_ledger;
     Books m_books;
     Findings m_findings;
