@@ -50,7 +50,8 @@ public:
     CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool ownsDictionaries);
     ~CKZStatGenSlice() override;
 
-    /// Files `dictionary` under `clientId` and counts it as held.
+    /// Files `dictionary` under `clientId` and counts it as held. A null one counts, and is passed
+    /// over by all that visits dictionaries.
     void AddDictionary(CKZStatGenMeasurementDictionary* dictionary, int clientId);
 
     /// Dictionaries that clients still hold.

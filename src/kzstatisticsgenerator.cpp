@@ -86,7 +86,7 @@ void CKZStatGenSlice::AddDictionary(CKZStatGenMeasurementDictionary* dictionary,
     const Lock::LockGuard guard(*m_lock);
     if (insertKeyAndValue(key.get(), dictionary) != nullptr) {
         key.release();
-    } else {
+    } else if (dictionary != nullptr) {
         m_furtherDictionaries.push_back({clientId, dictionary});
     }
     m_countZ0 += 1;
@@ -135,6 +135,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
     int clientId, const CKZStatGenMeasurementDictionary& similar) {
     const RWCollectableInt wanted(clientId);
     if (RWCollectable* const known = findValue(&wanted)) return DictionaryOf(known);
+    const std::unique_ptr<RWCollectable> keyOfNull(remove(&wanted));  // would be in the way
     auto key = std::make_unique<RWCollectableInt>(clientId);
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
     dictionary->ExpectNamesOf(similar);

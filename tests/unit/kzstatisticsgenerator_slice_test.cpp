@@ -147,6 +147,23 @@ TEST_F(Slice, ResetsAndDumpsASecondDictionaryOfTheSameClientIdToo) {
     EXPECT_EQ(second->GetLastsCount("n"), 0);
 }
 
+TEST_F(Slice, CountsANullDictionaryAndPassesOverIt) {
+    slice.AddDictionary(nullptr, 5);
+    slice.AddDictionary(nullptr, 5);
+    Fill(slice, 5, 1);
+    EXPECT_EQ(slice.GetCountZ0(), 3);
+    total.AddDictionarysSlice(&slice);
+    EXPECT_EQ(Find(total, 5)->GetSum("n"), 1);
+}
+
+TEST_F(Slice, FoldsIntoADictionaryInPlaceOfANullOne) {
+    total.AddDictionary(nullptr, 5);
+    Fill(slice, 5, 1);
+    total.AddDictionarysSlice(&slice);
+    ASSERT_NE(Find(total, 5), nullptr);
+    EXPECT_EQ(Find(total, 5)->GetSum("n"), 1);
+}
+
 TEST_F(Slice, LeavesDictionariesItDoesNotOwn) {
     auto* const key = new RWCollectableInt(5);
     Dictionary kept;
