@@ -219,6 +219,21 @@ TEST(TestClock, WaitsForSleepersUntilTheyHaveNothingLeftToDo) {
     EXPECT_EQ(rounds, 100);
 }
 
+TEST(TestClock, TakesNoWaiterWhoseGenerationIsOverForASleeper) {
+    // Often, since a clock moved too early may still meet a sleeper that was quick.
+    for (int time = 0; time < 20; ++time) {
+        RyPTestClock clock(100);
+        const unsigned long over = clock.Generation();
+        clock.EndGeneration();
+        clock.BlockWhile(over);
+        const Sleeper sleeper(clock, 10);
+        clock.WaitForSleepers(1);
+        clock.Set(110);
+        clock.WaitForSleepers(1);
+        ASSERT_EQ(sleeper.WokeAt(), 110.0);
+    }
+}
+
 TEST(TestClock, WaitsForNoSleepersWithoutBlocking) {
     RyPTestClock clock(100);
     clock.WaitForSleepers(0);

@@ -207,6 +207,15 @@ TEST(HashDictionary, DeletesKeyAndValueOnRemoveAndDestroy) {
     EXPECT_TRUE(dictionary.isEmpty());
 }
 
+TEST(HashDictionary, DeletesTheKeyOfANullValueOnRemoveAndDestroy) {
+    RWHashDictionary dictionary;
+    Counted* const key = new Counted(1);
+    dictionary.insertKeyAndValue(key, nullptr);
+    dictionary.removeAndDestroy(key);
+    EXPECT_EQ(Counted::s_alive, 0);
+    EXPECT_TRUE(dictionary.isEmpty());
+}
+
 TEST(HashDictionary, IgnoresAnUnknownKeyOnRemoveAndDestroy) {
     RWHashDictionary dictionary;
     Counted key(1);

@@ -45,8 +45,8 @@ std::string Formatted(const char* format, const Arguments&... arguments) {
 
 /// The threshold with which a process starts, as the exit status of a fresh one. The death test
 /// style makes that run this program anew, so that it reads its environment when it is loaded.
-#define EXPECT_START_THRESHOLD(level)                              \
-    EXPECT_EXIT(std::_Exit(static_cast<int>(RyPLog::Threshold())), \
+#define EXPECT_START_THRESHOLD(level)                             \
+    EXPECT_EXIT(std::exit(static_cast<int>(RyPLog::Threshold())), \
                 testing::ExitedWithCode(static_cast<int>(level)), "")
 
 class LogDeathTest : public testing::Test {
@@ -76,6 +76,11 @@ TEST_F(LogDeathTest, StartsAtErrorWhenTheEnvironmentNamesNoLevel) {
 TEST(Log, NamesItsLevels) {
     for (int i = 0; i < kLevelCount; ++i)
         EXPECT_STREQ(RyPLog::LevelName(kLevels[i]), kLevelNames[i]);
+}
+
+TEST(Log, NamesALevelOutsideTheScaleUnknown) {
+    for (const int level : {-1, kLevelCount})
+        EXPECT_STREQ(RyPLog::LevelName(static_cast<RyPLogLevel>(level)), "unknown") << level;
 }
 
 TEST(Log, KeepsTheThresholdThatWasSet) {

@@ -37,6 +37,10 @@ struct CKZStatGenTestPeer {
     static std::size_t SlicesInTimeline(const CKZStatGenMain& main) RYP_NO_THREAD_SAFETY_ANALYSIS {
         return main.m_timeline.entries();
     }
+    static void AddSlice(CKZStatGenMain& main, CKZStatGenSlice& slice,
+                         int id) RYP_NO_THREAD_SAFETY_ANALYSIS {
+        main.AddSlice(&slice, id);
+    }
     static RyPEventQueue& PackQueue(CKZStatGenMain& main) { return main.m_packQueue; }
     static RyPEventQueue& GarbageQueue(CKZStatGenMain& main) { return main.m_garbageQueue; }
     static int CacheSize(const CKZStatGenMain& main) { return main.m_statsCacheSize; }

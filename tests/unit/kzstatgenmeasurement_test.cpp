@@ -14,6 +14,7 @@
 #include "support/capturing_log.h"
 #include "support/decimal_comma_locale.h"
 #include "support/fields.h"
+#include "support/quietening_log.h"
 
 namespace {
 
@@ -27,6 +28,8 @@ constexpr int kLargestInt = std::numeric_limits<int>::max();
 const std::string kRule = " ----------------- ";
 /// Minimum, maximum, count, sum, sum of squares and average of no value at all.
 const std::string kEmptyPart = "-1.000|-1.000|0|0.000|0.000|-1.000|";
+/// The same of a single 5.
+const std::string kFivePart = "5.000|5.000|1|5.000|25.000|5.000|";
 
 static_assert(sizeof(AddType) == 4 && std::is_convertible_v<AddType, int>);
 static_assert(AddForDump == 0 && AddFromSlice == 1);
@@ -663,6 +666,26 @@ TEST_F(Measurement, TracesItsDumpWithTheWholeTextSoFar) {
     EXPECT_EQ(log.Texts(), (Texts{kRule, " AppendDump NAME = %s \tn%s\t",
                                   " array[tsum] = %d    array[tsumSqr] = %d\n\t2\t6\t",
                                   " String = %s \t" + BytesOf(text) + "\t", kRule}));
+}
+
+TEST_F(Measurement, CountsAValueWhoseTraceIsCutOff) {
+    for (int records = 1; records <= 3; ++records) {
+        measurement.Reset();
+        const QuieteningLog log(records);
+        AddLast({5});
+        EXPECT_EQ(log.Written(), records);
+        EXPECT_EQ(DumpOf(measurement), TimerDump(kFivePart, kFivePart)) << records;
+    }
+}
+
+TEST_F(Measurement, AddsAggregatesWhoseTraceIsCutOff) {
+    for (int records = 1; records <= 3; ++records) {
+        measurement.Reset();
+        const QuieteningLog log(records);
+        Add({5, 5, 1, 5, 25}, {5, 5, 1, 5, 25});
+        EXPECT_EQ(log.Written(), records);
+        EXPECT_EQ(DumpOf(measurement), TimerDump(kFivePart, kFivePart)) << records;
+    }
 }
 
 TEST_F(Measurement, TracesNothingElse) {

@@ -29,6 +29,7 @@
 #include "support/decimal_comma_locale.h"
 #include "support/environment.h"
 #include "support/fields.h"
+#include "support/quietening_log.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
 
@@ -156,6 +157,15 @@ TEST_F(MeasurementDictionary, AggregatesInTheOrderOfArrival) {
     for (const std::string& text : log.Texts())
         if (text.starts_with("Adding stat")) added.push_back(text);
     EXPECT_EQ(added, expected);
+}
+
+TEST_F(MeasurementDictionary, AggregatesEveryValueOfAFlushWhoseTraceIsCutOff) {
+    AddLasts("a", 3);
+    const QuieteningLog log(3);
+    dictionary.FlushStatsCache();
+    EXPECT_EQ(log.Written(), 3);
+    EXPECT_EQ(dictionary.GetCount("a"), 3);
+    EXPECT_EQ(dictionary.GetSum("a"), 6.0);
 }
 
 TEST_F(MeasurementDictionary, AggregatesInTheOrderThatTheEmptyMarkDependsOn) {
@@ -890,6 +900,12 @@ static_assert(kAsksAConstDictionary<decltype(&Dictionary::GetLastsCount)>);
 static_assert(!kAsksAConstDictionary<decltype(&Dictionary::GetLastsSum)>);
 static_assert(!kAsksAConstDictionary<decltype(&Dictionary::GetLastsSumSqr)>);
 static_assert(kAsksAConstDictionary<decltype(&Dictionary::GetLastsAverage)>);
+
+TEST_F(FreeStandingDictionary, TakesANullNameForTheEmptyOne) {
+    EXPECT_EQ(dictionary.GetSum(nullptr), -1.0);
+    SetUnlike(dictionary, "");
+    EXPECT_EQ(dictionary.GetSum(nullptr), 9.0);
+}
 
 TEST_F(FreeStandingDictionary, AnswersNullForTheMeasurementOfAnUnknownName) {
     EXPECT_EQ(dictionary.GetMeasurement("a"), nullptr);

@@ -206,6 +206,27 @@ TEST_F(Generator, RemovesASliceFromTheTimeline) {
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
 }
 
+TEST_F(Generator, LeavesASliceThatIsNotInItsTimeline) {
+    CKZStatGenSlice stranger(77, 110.0, &generator, true);
+    generator.RemoveSlice(&stranger);
+    EXPECT_TRUE(stranger.IsOpen());
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+}
+
+TEST_F(Generator, FilesNoSliceUnderAnIdThatIsTaken) {
+    CKZStatGenSlice second(1, 110.0, &generator, true);
+    Peer::AddSlice(generator, second, 1);
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+}
+
+TEST_F(Generator, GivesADictionaryInPlaceOfAFreeStandingOne) {
+    CKZStatGenMeasurementDictionary previous;
+    const auto* const dictionary = generator.GetNewDictionary(5, &previous);
+    ASSERT_NE(dictionary, nullptr);
+    EXPECT_EQ(Peer::SliceOf(*dictionary), Peer::CurrentSlice(generator));
+    EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1);
+}
+
 TEST_F(Generator, RemovingASliceMakesItsHoldersForgetTheirDictionaries) {
     CKZStatGenClient holder(&generator, 5);
     CKZStatGenClient other(&generator, 6);

@@ -127,6 +127,15 @@ TEST_F(Silence, SendsWhatAHookAddsToTheMergedDictionaryOncePerSlice) {
     EXPECT_EQ(RecordOf(5), record);
 }
 
+TEST_F(Silence, SendsWhatAHookAddsOnceItsRecordsAreRendered) {
+    SendUntil(130.0);
+    Dictionary more;
+    more.AddLast("n", 1, Types::Counter);
+    generator.withMerged = [&](Dictionary& merged) { merged.AddValuesOfDict(&more, AddForDump); };
+    SendUntil(140.0);
+    EXPECT_EQ(RecordOf(4), "n|4|1.000|7.000|2|8.000|50.000|4.000|1.000|1.000|1|1.000|1.000|1.000|");
+}
+
 TEST_F(Silence, KeepsItsRecordsFromAHookThatChangesTheText) {
     class SpoilingGenerator : public RecordingGenerator {
     public:
