@@ -836,11 +836,12 @@ protected:
     /// Writes the values of `point`, as they are then, when the process is ended.
     static void ShowAtTheEnd(const CKZStatPoint& point) {
         s_shown = &point;
-        std::signal(SIGABRT, [](int) {
+        s_formerHandler = std::signal(SIGABRT, [](int signal) {
             std::fputs("at the end:", stderr);
             for (const PointField& field : kPointFields)
                 std::fprintf(stderr, " %g", s_shown->GetValues().*field.value);
             std::fputs(";\n", stderr);
+            if (s_formerHandler != SIG_DFL) s_formerHandler(signal);
         });
     }
 
@@ -850,6 +851,7 @@ protected:
 
 private:
     static inline const CKZStatPoint* s_shown = nullptr;
+    static inline void (*s_formerHandler)(int) = SIG_DFL;
 };
 
 class StatPointAverageDeathTest : public StatPointEndsTheProcess,
