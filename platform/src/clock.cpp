@@ -6,10 +6,14 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
+#include <fstream>
 #include <limits>
+#include <string>
 
 #include "ryp/testclock.h"
 #include "ryp/truncate.h"
+#include "tickclock.h"
 
 namespace {
 
@@ -27,18 +31,46 @@ double WallClockSeconds() {
         .count();
 }
 
-double RealMonotonicSeconds() {
-    return static_cast<double>(RealMonotonicNanoseconds()) * 1e-9;
+double SecondsOf(long long nanoseconds) {
+    return static_cast<double>(nanoseconds) * 1e-9;
 }
 
-/// What the wall clock shows when the monotonic clock shows 0, fixed at the first call.
-double WallClockOrigin() {
-    static const double origin = WallClockSeconds() - RealMonotonicSeconds();
-    return origin;
+struct Processor {
+    static long long Nanoseconds() { return RealMonotonicNanoseconds(); }
+#ifdef __x86_64__
+    static std::uint64_t Ticks() {
+        return __builtin_ia32_rdtsc();
+    }
+    /// The kernel has found the counter the same on all processors, and neither stopped by sleep
+    /// nor changed with their frequency.
+    static bool IsSteady() {
+        std::ifstream source("/sys/devices/system/clocksource/clocksource0/current_clocksource");
+        std::string name;
+        return std::getline(source, name) && name == "tsc";
+    }
+#else
+    static std::uint64_t Ticks() {
+        return 0;
+    }
+    static bool IsSteady() {
+        return false;
+    }
+#endif
+};
+
+struct ProcessClock {
+    RyPTickClock<Processor> ticks;
+    /// What the wall clock shows when the monotonic clock shows 0.
+    double origin = WallClockSeconds() - SecondsOf(RealMonotonicNanoseconds());
+};
+
+ProcessClock& TheClock() {
+    static ProcessClock clock;
+    return clock;
 }
 
-/// Makes the first call at load time, so that the origin is that of the process start.
-[[maybe_unused]] const double g_originAtLoad = WallClockOrigin();
+/// Made at load time, so that the origin is that of the process start.
+[[maybe_unused]] const ProcessClock& g_clockAtLoad = TheClock();
 
 /// The moment of the monotonic clock that many seconds from now.
 timespec MonotonicTimeIn(double seconds) {
@@ -69,7 +101,8 @@ void SleepOnTestClock(RyPTestClock& clock, double seconds) {
 
 double RyPSysTime() {
     if (const RyPTestClock* const clock = RyPTestClock::Current()) return clock->Now();
-    return WallClockOrigin() + RealMonotonicSeconds();
+    ProcessClock& clock = TheClock();
+    return clock.origin + SecondsOf(clock.ticks.Now());
 }
 
 long long RyPMonotonicNanoseconds() {
