@@ -65,6 +65,7 @@ public:
     void Print();
 
 private:
+    friend class CKZStatGenArenaMeasurement;
     friend class CKZStatGenMeasurementDictionary;
 
     static constexpr double kEmpty = -1;
@@ -91,6 +92,7 @@ private:
     double m_reservedTotal;  // set by Reset only
     double m_reservedLasts;  // set by Reset and ResetLasts only
     PointType m_type;
+    unsigned m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
     Aggregate m_totals;
     Aggregate m_lasts;

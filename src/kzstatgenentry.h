@@ -26,7 +26,8 @@ class CKZStatGenArenaMeasurement final : public CKZStatGenMeasurement {
 public:
     /// There is room for the name and a NUL behind the object.
     CKZStatGenArenaMeasurement(PointType type, std::string_view name)
-        : CKZStatGenMeasurement(type), m_nameLength(static_cast<unsigned>(name.size())) {
+        : CKZStatGenMeasurement(type) {
+        m_nameLength = static_cast<unsigned>(name.size());
         std::memcpy(Text(), name.data(), name.size());
         Text()[name.size()] = '\0';
     }
@@ -38,8 +39,6 @@ public:
 private:
     char* Text() { return reinterpret_cast<char*>(this + 1); }
     const char* Text() const { return reinterpret_cast<const char*>(this + 1); }
-
-    const unsigned m_nameLength;
 };
 
 struct CKZStatGenEntry {

@@ -6,15 +6,18 @@
 #include "kzplatform_export.h"
 #include "ryp/annotations.h"
 
-/// A plain mutex: a thread that holds it must not acquire it again. Safe for concurrent use;
-/// `release` is called by the thread that holds it.
+/// A plain mutex: a thread that holds it must not acquire it again. A thread that finds it taken
+/// looks again for some microseconds before it goes to sleep. Safe for concurrent use; `release` is
+/// called by the thread that holds it.
 class KZPLATFORM_EXPORT RYP_CAPABILITY("mutex") RWMutexLock {
 public:
-    RWMutexLock();
+    RWMutexLock() = default;
     RWMutexLock(const RWMutexLock&) = delete;
     RWMutexLock& operator=(const RWMutexLock&) = delete;
 
-    void acquire() RYP_ACQUIRE() { m_mutex.lock(); }
+    void acquire() RYP_ACQUIRE() RYP_NO_THREAD_SAFETY_ANALYSIS {
+        if (!m_mutex.try_lock()) AcquireTaken();
+    }
     void release() RYP_RELEASE() { m_mutex.unlock(); }
 
     /// Takes the mutex and returns true, or returns false at once where it is taken.
@@ -36,6 +39,9 @@ public:
 
 private:
     friend class RyPCondition;
+
+    void AcquireTaken();
+
     std::mutex m_mutex;
 };
 
