@@ -108,6 +108,27 @@ struct Shared {
     inline static std::unique_ptr<Target> target;
 };
 
+/// A generator of its own for each thread: what to do where one lock is not enough.
+class OwnGenerator {
+public:
+    OwnGenerator(int firstClient, int clients) : m_firstClient(firstClient), m_library(clients) {}
+
+    void AddLast(int client, const char* name, double value) {
+        m_library.AddLast(client - m_firstClient, name, value);
+    }
+
+private:
+    const int m_firstClient;
+    Library m_library;
+};
+
+void BM_OwnGenerator_AddLast(benchmark::State& state) {
+    const int clients = static_cast<int>(state.range(0)) / state.threads();
+    OwnGenerator target(clients * state.thread_index(), clients);
+    AddValues(state, target);
+}
+BENCHMARK(BM_OwnGenerator_AddLast)->Arg(kManyClients)->ThreadRange(1, 4)->UseRealTime();
+
 template <class Target>
 void Register(const char* name) {
     benchmark::RegisterBenchmark(name, &Shared<Target>::Run)

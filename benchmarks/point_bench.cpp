@@ -1,8 +1,15 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
+#include "kzstatmessage.h"
 #include "kzstatpointbuilder.h"
+#include "rw/cstring.h"
+#include "ryp/testclock.h"
+#include "support/silenthost.h"
+#include "support/workload.h"
 
 // What consumers of the statistics do with points, per operation.
 
@@ -39,5 +46,52 @@ void BM_Point_OperatorPlus(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(&(*point + *other));
 }
 BENCHMARK(BM_Point_OperatorPlus);
+
+/// Keeps the text of the last message.
+class Sender : public SilentHost {
+public:
+    int SendDictionaryString(RWCString& text, double, const char*) override {
+        lastText = text;
+        return 1;
+    }
+    RWCString lastText;
+};
+
+RWCString MessageOfOneSlice() {
+    RyPTestClock clock(0);
+    Sender sender;
+    sender.Start(0, 1);
+    CKZStatGenClient client(&sender, 1);
+    for (const std::string& name : UsualNames()) client.AddLast(name.c_str(), 12.5, Types::Timer);
+    clock.Advance(1);
+    client.GetNewDictionary();
+    sender.SendSlice(sender.WaitForSlice());
+    return sender.lastText;
+}
+
+std::vector<std::unique_ptr<CKZStatPoint>> PointsOf(const RWCString& text) {
+    CKZStatMessage message;
+    std::size_t fault = 0;
+    message.Read(text, CKZStatMessage::FullRecords, fault);
+    std::vector<std::unique_ptr<CKZStatPoint>> points;
+    for (const CKZStatMessageRecord& record : message.GetRecords())
+        points.emplace_back(
+            CKZStatPointBuilder::BuildPoint(record.type, record.GetItem(message.GetElapsed())));
+    return points;
+}
+
+/// What the messages of two generators take to become one: read, made into points, merged. Per name
+/// of a slice.
+void BM_Messages_Merge(benchmark::State& state) {
+    const RWCString text = MessageOfOneSlice();
+    for (auto _ : state) {
+        const auto points = PointsOf(text);
+        const auto others = PointsOf(text);
+        for (std::size_t i = 0; i < points.size(); ++i)
+            benchmark::DoNotOptimize(&(*points[i] + *others[i]));
+    }
+    state.SetItemsProcessed(state.iterations() * kUsualNames);
+}
+BENCHMARK(BM_Messages_Merge);
 
 }  // namespace
