@@ -31,7 +31,7 @@ std::string_view TextOf(const RWCollectable* key) {
 }
 
 std::string_view TextOf(const char* name) {
-    return name == nullptr ? std::string_view() : std::string_view(name);
+    return name == nullptr ? "" : name;
 }
 
 RWCString Printable(const CKZStatGenStatsCache::Name& name) {

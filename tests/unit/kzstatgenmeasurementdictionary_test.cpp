@@ -903,8 +903,9 @@ static_assert(kAsksAConstDictionary<decltype(&Dictionary::GetLastsAverage)>);
 
 TEST_F(FreeStandingDictionary, TakesANullNameForTheEmptyOne) {
     EXPECT_EQ(dictionary.GetSum(nullptr), -1.0);
-    SetUnlike(dictionary, "");
+    SetUnlike(dictionary, nullptr);
     EXPECT_EQ(dictionary.GetSum(nullptr), 9.0);
+    EXPECT_EQ(dictionary.GetSum(""), 9.0);
 }
 
 TEST_F(FreeStandingDictionary, AnswersNullForTheMeasurementOfAnUnknownName) {
