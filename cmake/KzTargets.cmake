@@ -2,6 +2,8 @@
 
 include(GenerateExportHeader)
 
+set(KZ_LIBRARY_FLAGS "" CACHE STRING "Compiler flags for the libraries alone")
+
 # Warnings, the language level and bare file names in __FILE__, for the project's own sources only.
 function(kz_compile_options target)
   target_compile_features(${target} PRIVATE cxx_std_20)
@@ -23,8 +25,9 @@ function(kz_add_library name)
 
   add_library(${name}_objects OBJECT ${arg_SOURCES})
   kz_compile_options(${name}_objects)
+  separate_arguments(library_flags UNIX_COMMAND "${KZ_LIBRARY_FLAGS}")
   # Calls within a library need no detour over the symbols that it exports.
-  target_compile_options(${name}_objects PRIVATE -fno-semantic-interposition)
+  target_compile_options(${name}_objects PRIVATE -fno-semantic-interposition ${library_flags})
   set_target_properties(${name}_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden
