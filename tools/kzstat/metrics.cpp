@@ -100,11 +100,12 @@ void AddSummary(Exposition& text, const std::vector<Sample>& samples,
     }
     const auto addGauge = [&](const char* which, const char* help,
                               std::optional<double> Statistics::*value) {
-        text.Family(stem + which + unitName, "gauge", help);
+        std::string gauge = stem;
+        gauge.append(which).append(unitName);
+        text.Family(gauge, "gauge", help);
         for (const Sample& sample : samples)
             if ((sample.*isOfIt)() && sample.statistics.*value)
-                text.Line(stem + which + unitName, sample.labels,
-                          *(sample.statistics.*value) / unit);
+                text.Line(gauge, sample.labels, *(sample.statistics.*value) / unit);
     };
     addGauge("_min", "The smallest value of the run.", &Statistics::minimum);
     addGauge("_max", "The largest value of the run.", &Statistics::maximum);
