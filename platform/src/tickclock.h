@@ -20,8 +20,9 @@
 /// `Source` has static functions: `Ticks`, the counter; `Nanoseconds`, the kernel's clock; and
 /// `IsSteady`, whether the counter may be used at all.
 ///
-/// Safe for concurrent use. No thread ever sees the clock run backward, nor does it fall behind
-/// what another thread has seen before.
+/// Safe for concurrent use. No thread ever sees the clock run backward. It may fall behind what
+/// another thread has seen by less than `kLargestError`: the processor reads its counter ahead of
+/// older instructions, and a fence against that would cost as much as the reading itself.
 template <class Source>
 class RyPTickClock {
 public:
