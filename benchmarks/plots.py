@@ -5,9 +5,10 @@ import os
 import re
 import statistics
 import sys
-from typing import Callable, NamedTuple
+from typing import NamedTuple
 
 import matplotlib
+from ratios import NANOSECONDS
 
 matplotlib.use("svg")
 matplotlib.rcParams["svg.hashsalt"] = "kzbench"  # the same file for the same figures
@@ -19,18 +20,20 @@ class Curve(NamedTuple):
     title: str
     axis: str
     pattern: str  # of the benchmarks; its group is the place on the axis
-    unit: str
-    scale: Callable[[float], float]
 
 
 CURVES = [
     Curve("clients.svg", "One SendSlice, 1 name per client", "clients",
-          r"BM_Main_SendSlice/(\d+)/1/", "ms", lambda ns: ns / 1e6),
+          r"BM_Main_SendSlice/(\d+)/1/"),
     Curve("names.svg", "One SendSlice, 20 clients", "names",
-          r"BM_Main_SendSlice/20/(\d+)/", "ms", lambda ns: ns / 1e6),
+          r"BM_Main_SendSlice/20/(\d+)/"),
     Curve("slices.svg", "Catching up, 100 clients of 50 names", "missed slices",
-          r"BM_Main_CatchUp/(\d+)/", "ms", lambda ns: ns / 1e6),
+          r"BM_Main_CatchUp/(\d+)/"),
 ]
+
+
+def milliseconds(run: dict) -> float:
+    return run["real_time"] * NANOSECONDS[run["time_unit"]] / NANOSECONDS["ms"]
 
 
 def points_of(curve: Curve, runs: list) -> list:
@@ -38,8 +41,7 @@ def points_of(curve: Curve, runs: list) -> list:
     for run in runs:
         found = re.match(curve.pattern, run["name"])
         if found and run["run_type"] == "iteration":
-            nanoseconds = run["real_time"] * {"ns": 1, "us": 1e3, "ms": 1e6}[run["time_unit"]]
-            times.setdefault(int(found.group(1)), []).append(curve.scale(nanoseconds))
+            times.setdefault(int(found.group(1)), []).append(milliseconds(run))
     return sorted((place, statistics.median(values)) for place, values in times.items())
 
 
@@ -49,7 +51,7 @@ def draw(curve: Curve, points: list, folder: str) -> None:
     axes.loglog(places, times, "o-", label="measured")
     in_proportion = [times[-1] * place / places[-1] for place in places]
     axes.loglog(places, in_proportion, "--", color="grey", label="in proportion")
-    axes.set(title=curve.title, xlabel=curve.axis, ylabel=curve.unit)
+    axes.set(title=curve.title, xlabel=curve.axis, ylabel="ms")
     axes.grid(True, which="major", alpha=0.3)
     axes.legend()
     figure.tight_layout()
@@ -65,7 +67,7 @@ def main() -> None:
     for curve in CURVES:
         points = points_of(curve, runs)
         draw(curve, points, folder)
-        print(f"{curve.file}: " + ", ".join(f"{p}: {t:.3g} {curve.unit}" for p, t in points))
+        print(f"{curve.file}: " + ", ".join(f"{p}: {t:.3g} ms" for p, t in points))
 
 
 if __name__ == "__main__":

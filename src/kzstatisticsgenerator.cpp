@@ -134,8 +134,10 @@ void CKZStatGenSlice::DetachClients() {
 CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
     int clientId, const CKZStatGenMeasurementDictionary& similar) {
     const RWCollectableInt wanted(clientId);
-    if (RWCollectable* const known = findValue(&wanted)) return DictionaryOf(known);
-    const std::unique_ptr<RWCollectable> keyOfNull(remove(&wanted));  // would be in the way
+    RWCollectable* known = nullptr;
+    const bool isFiled = findKeyAndValue(&wanted, known) != nullptr;
+    if (known != nullptr) return DictionaryOf(known);
+    if (isFiled) removeAndDestroy(&wanted);  // the key of a null dictionary, which is in the way
     auto key = std::make_unique<RWCollectableInt>(clientId);
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
     dictionary->ExpectNamesOf(similar);

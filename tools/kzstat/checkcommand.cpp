@@ -40,7 +40,7 @@ void DeclareCheck(CLI::App& app, Action& action) {
     CLI::App* const command = app.add_subcommand(
         "check", "See whether a run is whole: nothing missing, nothing counted twice");
     const auto journal = std::make_shared<std::string>();
-    command->add_option("RUN", *journal, "The journal of the run")->required()->type_name("FILE");
+    DeclareJournal(*command, "RUN", *journal);
     command->footer("Example: kzstat check run.kzj || echo 'do not trust this run'");
     command->final_callback([journal, &action] {
         action = [journal](Output& output) { return Check(*journal, output); };

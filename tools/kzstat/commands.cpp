@@ -12,4 +12,9 @@ void DeclareCommands(CLI::App& app, Action& action) {
     DeclareCheck(app, action);
 }
 
+void DeclareJournal(CLI::App& command, const char* name, std::string& path,
+                    const char* description) {
+    command.add_option(name, path, description)->required()->type_name("FILE");
+}
+
 }  // namespace kzstat

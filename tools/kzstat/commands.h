@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <string>
 
 #include "exitstatus.h"
 #include "output.h"
@@ -23,6 +24,10 @@ void DeclareMerge(CLI::App& app, Action& action);
 void DeclareReport(CLI::App& app, Action& action);
 void DeclareServe(CLI::App& app, Action& action);
 void DeclareShow(CLI::App& app, Action& action);
+
+/// Declares an argument of `command` that must be there: the journal of a run.
+void DeclareJournal(CLI::App& command, const char* name, std::string& path,
+                    const char* description = "The journal of the run");
 
 }  // namespace kzstat
 

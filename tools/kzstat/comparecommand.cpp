@@ -115,12 +115,8 @@ void DeclareCompare(CLI::App& app, Action& action) {
     CLI::App* const command =
         app.add_subcommand("compare", "Compare two runs name by name and mark what changed");
     const auto options = std::make_shared<CompareOptions>();
-    command->add_option("FIRST", options->before, "The journal of the first run")
-        ->required()
-        ->type_name("FILE");
-    command->add_option("SECOND", options->after, "The journal of the second run")
-        ->required()
-        ->type_name("FILE");
+    DeclareJournal(*command, "FIRST", options->before, "The journal of the first run");
+    DeclareJournal(*command, "SECOND", options->after, "The journal of the second run");
     command
         ->add_option("--fail-if", options->conditions,
                      "Exit with status 1 where a statistic changed by more than that")

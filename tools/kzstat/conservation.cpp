@@ -56,7 +56,7 @@ std::string Conservation::CheckPlace(const CKZStatMessage& slice) {
 }
 
 std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
-    const std::string name(record.name.data(), record.name.length());
+    const std::string name = TextOf(record.name);
     Aggregate& sums = m_sums[name];
     sums.count += record.lasts.count;
     sums.sum += record.lasts.sum;
@@ -83,7 +83,7 @@ std::string Conservation::CheckMissingNames(const CKZStatMessage& slice) const {
     if (slice.GetRecords().size() == m_sums.size()) return {};
     std::set<std::string> present;
     for (const CKZStatMessageRecord& record : slice.GetRecords())
-        present.insert({record.name.data(), record.name.length()});
+        present.insert(TextOf(record.name));
     for (const auto& [name, sums] : m_sums)
         if (present.count(name) == 0) return Printable(name) + " is missing";
     return "a name stands in it twice";

@@ -31,9 +31,7 @@ void DeclareExport(CLI::App& app, Action& action) {
     CLI::App* const command =
         app.add_subcommand("export", "Write every record of a run on standard output");
     const auto options = std::make_shared<ExportOptions>();
-    command->add_option("RUN", options->journal, "The journal of the run")
-        ->required()
-        ->type_name("FILE");
+    DeclareJournal(*command, "RUN", options->journal);
     command->add_option("--format", options->format, "csv, json (a line each) or influx")
         ->required()
         ->check(CLI::IsMember(ExportFormatNames()))

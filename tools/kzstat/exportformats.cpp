@@ -4,14 +4,12 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "texts.h"
+
 namespace kzstat {
 namespace {
 
 using Aggregate = CKZStatMessageRecord::Aggregate;
-
-std::string TextOf(const RWCString& text) {
-    return {text.data(), text.length()};
-}
 
 std::string TypeText(const CKZStatMessageRecord& record) {
     return CKZStatPointTypeEnum::GetStringFromEnumType(record.type);

@@ -21,7 +21,7 @@ void LatestValues::Update(kzjournal::Reader& journal) {
 void LatestValues::Take(const CKZStatMessage& slice) {
     m_lastSliceId = slice.GetSliceId();
     for (const CKZStatMessageRecord& record : slice.GetRecords()) {
-        auto& values = m_values[{record.name.data(), record.name.length()}];
+        auto& values = m_values[TextOf(record.name)];
         values.push_back(CurrentValueOf(record).value_or(std::numeric_limits<double>::quiet_NaN()));
         if (values.size() > kLatest) values.pop_front();
     }

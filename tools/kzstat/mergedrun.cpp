@@ -8,6 +8,7 @@
 #include "rw/cstring.h"
 #include "ryp/numbertext.h"
 #include "ryp/truncate.h"
+#include "texts.h"
 
 namespace kzstat {
 namespace {
@@ -175,7 +176,7 @@ std::vector<int> MergedRun::TakeSlice(int id) {
         // More than one after a pause, which moves times to earlier ones.
         for (; slice != nullptr && source.MergedId() <= id; slice = source.Front()) {
             for (const Record& record : slice->GetRecords()) {
-                Record& known = source.records[{record.name.data(), record.name.length()}];
+                Record& known = source.records[TextOf(record.name)];
                 Aggregate lasts = known.lasts;
                 Add(lasts, record.lasts);
                 known = record;

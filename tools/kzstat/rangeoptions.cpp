@@ -3,26 +3,14 @@
 #include <algorithm>
 #include <map>
 
+#include "load.h"
+
 namespace kzstat {
 namespace {
 
-using Types = CKZStatPointTypeEnum;
-
-/// Per slice of the run the load: the sum of all load sizes.
-std::map<double, double> LoadThroughTime(kzjournal::Reader& journal) {
-    std::map<double, double> load;
-    for (const kzjournal::Name& name : journal.Names()) {
-        if (name.type != Types::LoadSize) continue;
-        journal.ForEachPoint(name.name, {}, [&](const kzjournal::SeriesPoint& point) {
-            load[point.elapsed] += point.lasts.sum;
-        });
-    }
-    return load;
-}
-
 /// The moment from which on the load has been at its highest once.
 double EndOfWarmUp(kzjournal::Reader& journal) {
-    const std::map<double, double> load = LoadThroughTime(journal);
+    const std::map<double, double> load = LoadThroughTime(journal, {});
     const auto top = std::max_element(
         load.begin(), load.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
     if (top == load.end())

@@ -44,9 +44,7 @@ void DeclareReport(CLI::App& app, Action& action) {
     CLI::App* const command =
         app.add_subcommand("report", "Make a page of charts and tables for a browser");
     const auto options = std::make_shared<ReportOptions>();
-    command->add_option("RUN", options->journal, "The journal of the run")
-        ->required()
-        ->type_name("FILE");
+    DeclareJournal(*command, "RUN", options->journal);
     command
         ->add_option("-o,--output", options->page, "The HTML file to make (- for standard output)")
         ->required()

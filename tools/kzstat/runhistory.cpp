@@ -6,7 +6,9 @@
 #include <future>
 #include <thread>
 
+#include "load.h"
 #include "statistics.h"
+#include "texts.h"
 
 namespace kzstat {
 namespace {
@@ -22,10 +24,6 @@ constexpr std::size_t kBucketsOfAllNames = 200000;
 std::size_t BucketsPerName(std::size_t names) {
     return std::clamp(kBucketsOfAllNames / std::max<std::size_t>(names, 1), kLeastBuckets,
                       kMostBuckets);
-}
-
-std::string NameOf(const CKZStatMessageRecord& record) {
-    return {record.name.data(), record.name.length()};
 }
 
 }  // namespace
@@ -48,7 +46,7 @@ RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
     const kzjournal::TimeRange known{range.from, m_elapsed};
     m_slices = journal.CountSlices(known);
     for (const CKZStatMessageRecord& record : journal.Summary(known))
-        m_names[NameOf(record)].latest = record;
+        m_names[TextOf(record.name)].latest = record;
     MakeRoomFor(m_elapsed);
     ReadCourses(path, known);
     ReadLoad(journal, known);
@@ -102,13 +100,7 @@ void RunHistory::ReadCourse(kzjournal::Reader& journal, const std::string& name,
 }
 
 void RunHistory::ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    std::map<double, double> load;
-    for (const auto& [name, entry] : m_names)
-        if (entry.latest.type == Types::LoadSize)
-            journal.ForEachPoint(name, range, [&](const kzjournal::SeriesPoint& point) {
-                load[point.elapsed] += point.lasts.sum;
-            });
-    for (const auto& [elapsed, size] : load)
+    for (const auto& [elapsed, size] : LoadThroughTime(journal, range))
         if (m_grid.Holds(elapsed)) m_load.Add(m_grid.BucketOf(elapsed), {{}, size});
 }
 
@@ -120,7 +112,7 @@ void RunHistory::Add(const CKZStatMessage& slice) {
     if (isDrawn) MakeRoomFor(m_elapsed);
     double load = kNoValue;
     for (const CKZStatMessageRecord& record : slice.GetRecords()) {
-        Entry& entry = m_names[NameOf(record)];
+        Entry& entry = m_names[TextOf(record.name)];
         entry.latest = record;
         const double flow = FlowOf(record.type, record.lasts);
         if (isDrawn) entry.course.Add(m_grid.BucketOf(m_elapsed), {record.lasts, flow});

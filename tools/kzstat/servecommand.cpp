@@ -55,9 +55,7 @@ void DeclareServe(CLI::App& app, Action& action) {
     CLI::App* const command =
         app.add_subcommand("serve", "Show a run in a browser while it goes on");
     const auto options = std::make_shared<ServeOptions>();
-    command->add_option("RUN", options->journal, "The journal of the run")
-        ->required()
-        ->type_name("FILE");
+    DeclareJournal(*command, "RUN", options->journal);
     command->add_option("--port", options->port, "The port to listen on, 0 for any that is free")
         ->check(CLI::Range(0, kHighestPort))
         ->type_name("PORT")

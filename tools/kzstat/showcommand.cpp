@@ -70,9 +70,8 @@ void FollowOnScreen(kzjournal::Reader& journal, const ShowOptions& options, Outp
 
 std::string LineOf(const CKZStatMessage& slice, const CKZStatMessageRecord& record) {
     const auto number = [](double value) { return " " + ReadableNumber(value); };
-    std::string line = ReadableNumber(slice.GetElapsed()) + " " +
-                       Printable({record.name.data(), record.name.length()}) + " count" +
-                       number(record.lasts.count);
+    std::string line = ReadableNumber(slice.GetElapsed()) + " " + Printable(TextOf(record.name)) +
+                       " count" + number(record.lasts.count);
     if (record.lasts.count > 0)
         line += " min" + number(record.lasts.minimum) + " mean" + number(record.lasts.average) +
                 " max" + number(record.lasts.maximum) + " sum" + number(record.lasts.sum);
@@ -115,9 +114,7 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
 void DeclareShow(CLI::App& app, Action& action) {
     CLI::App* const command = app.add_subcommand("show", "Print a table of every name of a run");
     const auto options = std::make_shared<ShowOptions>();
-    command->add_option("RUN", options->journal, "The journal of the run")
-        ->required()
-        ->type_name("FILE");
+    DeclareJournal(*command, "RUN", options->journal);
     command
         ->add_option("--sort", options->sortColumn,
                      "The column to sort by; numbers from the largest on")

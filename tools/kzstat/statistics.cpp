@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "kzstatpointbuilder.h"
+#include "texts.h"
 
 namespace kzstat {
 namespace {
@@ -98,7 +99,7 @@ double FlowOf(Types::PointType type, const CKZStatMessageRecord::Aggregate& aggr
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     const PointStatistics point(record, seconds);
     Statistics statistics;
-    statistics.name.assign(record.name.data(), record.name.length());
+    statistics.name = TextOf(record.name);
     statistics.type = record.type;
     statistics.unit = UnitOf(record.type);
     statistics.count = point.Get(StatCount);

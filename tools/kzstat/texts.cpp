@@ -40,6 +40,10 @@ std::size_t LevelOf(double value, double least, double greatest) {
 
 }  // namespace
 
+std::string TextOf(const RWCString& text) {
+    return {text.data(), text.length()};
+}
+
 std::string Printable(const std::string& text) {
     std::string printable;
     for (std::size_t at = 0; at < text.size(); ++at) {

@@ -4,7 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "rw/cstring.h"
+
 namespace kzstat {
+
+std::string TextOf(const RWCString& text);
 
 /// With a '?' for each control character, so that a name neither breaks a line nor steers a
 /// terminal.

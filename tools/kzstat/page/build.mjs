@@ -32,10 +32,12 @@ async function bundled(entry) {
 // Functions as replacements, since a text would have its $ interpreted.
 async function page() {
   const style = await bundled('src/style.css');
+  const dark = await bundled('src/dark.css');
   const script = licenceOf('uplot') + await bundled('src/main.js');
   if (script.includes('</script')) throw new Error('the script would end its own element');
   return readFileSync(here('src/index.html'), 'utf8')
     .replace('/*STYLE*/', () => style)
+    .replace('/*DARK*/', () => dark)
     .replace('/*SCRIPT*/', () => script);
 }
 

@@ -1,6 +1,9 @@
 // Light or dark, as the system has it unless the reader chooses.
 
 const THEMES = ['auto', 'light', 'dark'];
+// When the dark colours are laid over the light ones.
+const MEDIA = {auto: '(prefers-color-scheme: dark)', light: 'not all', dark: 'all'};
+const dark = document.getElementById('dark');
 const KEY = 'kzstat-theme';
 
 // A page opened from disk may be denied a memory.
@@ -23,8 +26,7 @@ function remember(theme) {
 export function offerThemes(button, onChanged) {
   let theme = remembered();
   const apply = () => {
-    if (theme === 'auto') delete document.documentElement.dataset.theme;
-    else document.documentElement.dataset.theme = theme;
+    dark.media = MEDIA[theme];
     button.textContent = `Theme: ${theme}`;
   };
   apply();
@@ -40,17 +42,16 @@ export function offerThemes(button, onChanged) {
 // Paper is white.
 export function offerPrinting(charts) {
   const root = document.documentElement;
-  let theme;
+  let media;
   addEventListener('beforeprint', () => {
-    theme = root.dataset.theme;
-    root.dataset.theme = 'light';
+    media = dark.media;
+    dark.media = MEDIA.light;
     root.classList.add('printing');
     document.querySelector('.facts').open = true;
     charts.drawAll();
   });
   addEventListener('afterprint', () => {
-    if (theme === undefined) delete root.dataset.theme;
-    else root.dataset.theme = theme;
+    dark.media = media;
     root.classList.remove('printing');
     charts.drawNear();
   });

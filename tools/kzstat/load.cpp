@@ -1,0 +1,17 @@
+#include "load.h"
+
+namespace kzstat {
+
+std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
+                                         const kzjournal::TimeRange& range) {
+    std::map<double, double> load;
+    for (const kzjournal::Name& name : journal.Names()) {
+        if (name.type != CKZStatPointTypeEnum::LoadSize) continue;
+        journal.ForEachPoint(name.name, range, [&](const kzjournal::SeriesPoint& point) {
+            load[point.elapsed] += point.lasts.sum;
+        });
+    }
+    return load;
+}
+
+}  // namespace kzstat
