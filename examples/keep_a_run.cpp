@@ -61,7 +61,7 @@ int main() {
     kzjournal::Reader journal(path);
     for (const CKZStatMessageRecord& record : journal.Summary())
         std::printf("%s: %g values, mean %g\n", record.name.data(), record.totals.count,
-                    record.totals.average);
+                    record.totals.Average());
     std::filesystem::remove(path);
     return 0;
 }

@@ -2,6 +2,7 @@
 #define KZSTATGENMEASUREMENT_H
 
 #include "kzstat_export.h"
+#include "kzstataggregate.h"
 #include "kzstatpointtypeenum.h"
 #include "rw/collect.h"
 
@@ -61,6 +62,13 @@ public:
     /// of the lasts. It has no average. REQUIRES: `name` is not null.
     void DumpLasts(RWCString& out, const char* name);
 
+    /// The type under which the name was first reported, or that of the last `SetValues`.
+    PointType GetType() const { return m_type; }
+    /// What was recorded since the measurement was made or reset. Changes with it.
+    const CKZStatAggregate& GetTotals() const { return m_totals; }
+    /// What was recorded since the lasts were reset. Changes with the measurement.
+    const CKZStatAggregate& GetLasts() const { return m_lasts; }
+
     /// Writes two lines to standard output, for debugging.
     void Print();
 
@@ -70,23 +78,13 @@ private:
 
     static constexpr double kEmpty = -1;
 
-    struct Aggregate {
-        double minimum;
-        double maximum;
-        double count;
-        double sum;
-        double sumSqr;
-
-        bool IsEmpty() const;
-        double Average() const;
-        void AddValue(double value);
-        void AddAggregate(const Aggregate& other);
-    };
+    static void TakeValue(CKZStatAggregate& aggregate, double value);
+    static void TakeAggregate(CKZStatAggregate& aggregate, const CKZStatAggregate& other);
 
     void AddLastQuietly(double value);
     void AddLastAndTrace(double value);
-    void AddAggregates(const Aggregate& totals, const Aggregate& lasts);
-    void AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts);
+    void AddAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
+    void AddAggregatesAndTrace(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
 
     double m_stddev;         // set by Reset only: nobody computes it
     double m_reservedTotal;  // set by Reset only
@@ -94,21 +92,22 @@ private:
     PointType m_type;
     unsigned m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
-    Aggregate m_totals;
-    Aggregate m_lasts;
+    CKZStatAggregate m_totals;
+    CKZStatAggregate m_lasts;
 };
 
-inline void CKZStatGenMeasurement::Aggregate::AddValue(double value) {
-    if (minimum > value || minimum == kEmpty) minimum = value;
-    if (value > maximum || maximum == kEmpty) maximum = value;
-    count += 1;
-    sum += value;
-    sumSqr += value * value;
+/// Goes by the mark of -1, unlike `CKZStatAggregate::Add`, which goes by the count.
+inline void CKZStatGenMeasurement::TakeValue(CKZStatAggregate& aggregate, double value) {
+    if (aggregate.minimum > value || aggregate.minimum == kEmpty) aggregate.minimum = value;
+    if (value > aggregate.maximum || aggregate.maximum == kEmpty) aggregate.maximum = value;
+    aggregate.count += 1;
+    aggregate.sum += value;
+    aggregate.sumSqr += value * value;
 }
 
 inline void CKZStatGenMeasurement::AddLastQuietly(double value) {
-    m_totals.AddValue(value);
-    m_lasts.AddValue(value);
+    TakeValue(m_totals, value);
+    TakeValue(m_lasts, value);
 }
 
 #endif

@@ -2,6 +2,7 @@
 #define KZSTATGENMEASUREMENTDICTIONARY_H
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -80,6 +81,9 @@ public:
     /// change it, so the dictionary counts as changed; to read a statistic, ask for it by name.
     CKZStatGenMeasurement* GetMeasurement(const char* name) const;
 
+    /// The type of `name`; `NotSet` for an unknown name.
+    PointType GetType(const char* name) const;
+
     /// Statistics by name, each -1 for an unknown name. Averages are sum / count, or -1 where the
     /// count is 0; counts are truncated to the range of an int. The standard deviation is never
     /// computed and so is 0 for every known name.
@@ -103,6 +107,7 @@ private:
     friend class CKZStatGenClient;
     friend class CKZStatGenMain;
     friend class CKZStatGenSlice;
+    friend class CKZStatSliceValues;
     friend struct CKZStatGenTestPeer;
 
     struct Addition {
@@ -137,6 +142,8 @@ private:
     bool HasChanged() const { return m_changed.load(std::memory_order_relaxed); }
     void NoteChange() const { m_changed.store(true, std::memory_order_relaxed); }
     void NoteMerged() { m_changed.store(false, std::memory_order_relaxed); }
+    void ForEachMeasurement(
+        const std::function<void(std::string_view, const CKZStatGenMeasurement&)>& visit) const;
     template <class Query>
     auto Ask(const char* name, Query query) const;
     template <class Record>

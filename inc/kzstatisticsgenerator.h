@@ -8,6 +8,7 @@
 #include "kzstat_export.h"
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatpointtypeenum.h"
+#include "kzstatslicevalues.h"
 #include "rw/collect.h"
 #include "rw/cstring.h"
 #include "rw/hashdict.h"
@@ -146,18 +147,18 @@ public:
     /// "LGStatsCacheFlushInterval" (seconds, 5.0 at most and by default) from the environment.
     explicit CKZStatGenMain(const char* name);
 
-    // The order of these four is part of the binary interface.
+    // The order of these five is part of the binary interface.
 
     /// Deletes everything that is left, queued slices included. REQUIRES: both loops have returned
     /// and every client is destroyed.
     virtual ~CKZStatGenMain();
 
     // Hooks, called in this order for each slice, on the pack thread and without any lock held:
-    // SendClientDictionary for every client id, SendTotalDictionary, SendDictionaryString. They
-    // must not keep the dictionaries, which stay the generator's: the merged one is deleted at the
-    // next slice that brings values, those per client change with it. A hook that changes a
-    // dictionary does so by the dictionary's own operations, not through an iterator: while nothing
-    // changes, slices pass on what was merged before.
+    // SendClientDictionary for every client id, SendTotalDictionary, SendSliceValues,
+    // SendDictionaryString. They must not keep the dictionaries, which stay the generator's: the
+    // merged one is deleted at the next slice that brings values, those per client change with it.
+    // A hook that changes a dictionary does so by the dictionary's own operations, not through an
+    // iterator: while nothing changes, slices pass on what was merged before.
     //
     // An exception from a hook leaves `doPackWork` to the host, with the done event signalled. The
     // slice stays in hand: a pack loop that is run again takes it up where it was left, and calls
@@ -175,6 +176,9 @@ public:
     /// followed by 0x01, then the dump of the merged dictionary. The hook may change `text`. The
     /// status is handed back by `SendSlice` and otherwise ignored. Does nothing and returns 1 here.
     virtual int SendDictionaryString(RWCString& text, double elapsed, const char* name);
+    /// The slice with its exact values and its message as it was rendered, once per slice, between
+    /// the two before. The view ends with the call. Does nothing here.
+    virtual void SendSliceValues(const CKZStatSliceValues& slice);
 
     /// Begins the timeline: slice 1 covers [startTime, startTime + sliceLength). Logs an error and
     /// does not start when the generator was started before, when `startTime` is not finite, or
@@ -231,7 +235,7 @@ private:
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
     /// How far the pack thread has come with the slice in hand.
-    enum class PackStage { Taken, Folded, Merged, DictionariesSent, TextSent };
+    enum class PackStage { Taken, Folded, Merged, DictionariesSent, ValuesSent, TextSent };
 
     void ReadSettings();
     bool IsUsableTimeline(double startTime, double sliceLength) const;

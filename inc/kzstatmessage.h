@@ -2,34 +2,62 @@
 #define KZSTATMESSAGE_H
 
 #include <cstddef>
+#include <string_view>
 #include <vector>
 
 #include "kzstat_export.h"
+#include "kzstataggregate.h"
+#include "kzstatnameindex.h"
 #include "kzstatpoint.h"
 #include "kzstatpointtypeenum.h"
 #include "rw/cstring.h"
 
-/// One record of a message: what was reported under one name. A minimum, maximum or average that
-/// has no value holds -1. Counts are whole numbers. Compatible.
+/// One record: what was reported under one name. Compatible.
 struct KZSTAT_EXPORT CKZStatMessageRecord {
     RWCString name;
     CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
+    CKZStatAggregate totals;  ///< of the run; empty in a lasts record
+    CKZStatAggregate lasts;   ///< of the slice
 
-    /// Minimum, maximum, count, sum, sum of squares and average of a span of time.
-    struct Aggregate {
-        double minimum = -1;
-        double maximum = -1;
-        double count = 0;
-        double sum = 0;
-        double sumSqr = 0;
-        double average = -1;
-    };
-    Aggregate totals;  ///< of the run; empty in a lasts record
-    Aggregate lasts;   ///< of the slice
-
-    /// The record as a point takes it, at the moment `time`. The standard deviations are
-    /// sqrt(max(0, sum of squares / count - (sum / count)^2)), or -1 where the count is 0.
+    /// The record as a point takes it, at the moment `time`. Averages and standard deviations are
+    /// those of the aggregates: -1 where there are no values.
     MeasurementArrayItem GetItem(double time) const;
+};
+
+/// Writes messages: appends header and records to a text, each field followed by 0x01. Doubles have
+/// three decimals; counts are truncated to whole numbers. Names are written as they are: one that
+/// holds 0x01 makes fields of its own.
+///
+/// Compatible: one thread at a time per object.
+class KZSTAT_EXPORT CKZStatMessageWriter {
+public:
+    using PointType = CKZStatPointTypeEnum::PointType;
+
+    /// `text` must outlive the writer.
+    explicit CKZStatMessageWriter(RWCString& text) : m_text(text) {}
+
+    /// The header of a message. Times in seconds; `elapsed` is the end of the slice since the start
+    /// of the generator.
+    void WriteHeader(const RWCString& generatorName, double sliceLength, double elapsed,
+                     int sliceId);
+    /// The part of a header that tells the slice: `elapsed` and `sliceId`.
+    void WriteSlice(double elapsed, int sliceId);
+
+    /// A record of a message: name, type, then minimum, maximum, count, sum, sum of squares and
+    /// average of the totals and the same of the lasts.
+    void WriteRecord(std::string_view name, PointType type, const CKZStatAggregate& totals,
+                     const CKZStatAggregate& lasts);
+    /// A lasts record: name, type, then the lasts without an average.
+    void WriteLastsRecord(std::string_view name, PointType type, const CKZStatAggregate& lasts);
+
+private:
+    void WriteNameAndType(std::string_view name, PointType type);
+    void WriteAggregate(const CKZStatAggregate& aggregate);
+    void WriteText(std::string_view field);
+    void WriteDouble(double field);
+    void WriteWhole(long long field);
+
+    RWCString& m_text;
 };
 
 /// A message of the generator taken apart. Compatible: one thread at a time per object.
@@ -41,14 +69,17 @@ public:
 
     /// Takes `length` bytes of `text` apart and returns true. Returns false where they are no whole
     /// message, leaves this object as it was and puts the offset of the field at fault into
-    /// `faultPosition`; for a text that ends early that is the offset of the field or record that
-    /// is not whole.
+    /// `faultPosition`: of the first field that cannot be what stands at its place, or of the one
+    /// at which the text ends early. What is wrong may stand before it, where the text was cut and
+    /// joined or a name holds 0x01.
     ///
     /// A message is whole when every field ends with 0x01, every record has all of its fields,
-    /// counts and the slice id are decimal digits, other numbers are decimals with a point (or
-    /// "nan", "inf", "-inf") and every type is one of the table. The bytes of a name that holds
-    /// 0x01 fail that, since its remainder stands where the type belongs. No byte beyond `length`
-    /// is read.
+    /// counts and the slice id are decimal digits with or without a minus, other numbers are
+    /// decimals with a point (or "nan", "inf", "-inf") and every type is one of the table. So
+    /// everything is read that `CKZStatMessageWriter` writes. A name that holds 0x01 shifts the
+    /// fields behind it, which mostly fails; a name made to imitate records is read as those.
+    /// Averages are checked and left aside: the aggregates compute them from the sums, which lose
+    /// less by the three decimals. No byte beyond `length` is read.
     bool Read(const char* text, std::size_t length, RecordForm form, std::size_t& faultPosition);
     bool Read(const RWCString& text, RecordForm form, std::size_t& faultPosition) {
         return Read(text.data(), text.length(), form, faultPosition);
@@ -62,15 +93,20 @@ public:
     int GetSliceId() const { return m_sliceId; }
     /// In the order of the message. Valid until this object is changed or destroyed.
     const std::vector<CKZStatMessageRecord>& GetRecords() const { return m_records; }
-    /// The record of `name`, owned by this object; null where there is none.
+    /// The first record of `name`, owned by this object; null where there is none. Takes constant
+    /// time.
     const CKZStatMessageRecord* FindRecord(const char* name) const;
 
 private:
+    void Add(CKZStatMessageRecord&& record);
+    std::size_t PositionOf(std::string_view name) const;
+
     RWCString m_generatorName;
     double m_sliceLength = 0;
     double m_elapsed = 0;
     int m_sliceId = 0;
     std::vector<CKZStatMessageRecord> m_records;
+    CKZStatNameIndex m_index;  // of the first record of each name
 };
 
 #endif

@@ -2,8 +2,8 @@
 
 #include <iostream>
 
-#include "kzstatdumpfield.h"
 #include "kzstatlog.h"
+#include "kzstatmessage.h"
 #include "rw/cstring.h"
 #include "ryp/truncate.h"
 
@@ -17,21 +17,15 @@ long long Whole(double value) {
 
 }  // namespace
 
-bool CKZStatGenMeasurement::Aggregate::IsEmpty() const {
-    return minimum == kEmpty && maximum == kEmpty && count == 0 && sum == 0 && sumSqr == 0;
-}
-
-double CKZStatGenMeasurement::Aggregate::Average() const {
-    return count > 0 ? sum / count : kEmpty;
-}
-
-void CKZStatGenMeasurement::Aggregate::AddAggregate(const Aggregate& other) {
-    if (minimum > other.minimum || minimum == kEmpty) minimum = other.minimum;
+void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
+                                          const CKZStatAggregate& other) {
+    if (aggregate.minimum > other.minimum || aggregate.minimum == kEmpty)
+        aggregate.minimum = other.minimum;
     // Unlike a single value, an aggregate below the empty mark does not fill an empty maximum.
-    if (other.maximum > maximum) maximum = other.maximum;
-    count += other.count;
-    sum += other.sum;
-    sumSqr += other.sumSqr;
+    if (other.maximum > aggregate.maximum) aggregate.maximum = other.maximum;
+    aggregate.count += other.count;
+    aggregate.sum += other.sum;
+    aggregate.sumSqr += other.sumSqr;
 }
 
 CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : m_type(type) {
@@ -41,19 +35,20 @@ CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : m_type(type) {
 CKZStatGenMeasurement::~CKZStatGenMeasurement() = default;
 
 void CKZStatGenMeasurement::Reset() {
-    m_totals = {kEmpty, kEmpty, 0, 0, 0};
+    m_totals = {};
     m_stddev = 0;
     m_reservedTotal = kEmpty;
     ResetLasts();
 }
 
 void CKZStatGenMeasurement::ResetLasts() {
-    m_lasts = {kEmpty, kEmpty, 0, 0, 0};
+    m_lasts = {};
     m_reservedLasts = kEmpty;
 }
 
 bool CKZStatGenMeasurement::IsResetLasts() {
-    return m_lasts.IsEmpty();
+    return m_lasts.minimum == kEmpty && m_lasts.maximum == kEmpty && m_lasts.count == 0 &&
+           m_lasts.sum == 0 && m_lasts.sumSqr == 0;
 }
 
 void CKZStatGenMeasurement::AddLast(double value) {
@@ -66,10 +61,10 @@ void CKZStatGenMeasurement::AddLast(double value) {
 void CKZStatGenMeasurement::AddLastAndTrace(double value) {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddLast ( %d )", Whole(value));
-    m_totals.AddValue(value);
+    TakeValue(m_totals, value);
     KZ_TRACE(" tsum = %d    tsumSqr = %d\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
     KZ_TRACE(kRule);
-    m_lasts.AddValue(value);
+    TakeValue(m_lasts, value);
 }
 
 void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count, double sum,
@@ -85,28 +80,30 @@ void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddTy
     AddAggregates(source.m_totals, source.m_lasts);
 }
 
-void CKZStatGenMeasurement::AddAggregates(const Aggregate& totals, const Aggregate& lasts) {
+void CKZStatGenMeasurement::AddAggregates(const CKZStatAggregate& totals,
+                                          const CKZStatAggregate& lasts) {
     if (KzIsTracing()) {
         AddAggregatesAndTrace(totals, lasts);
         return;
     }
     if (totals.count == 0) return;
-    m_totals.AddAggregate(totals);
+    TakeAggregate(m_totals, totals);
     if (lasts.count == 0) return;
-    m_lasts.AddAggregate(lasts);
+    TakeAggregate(m_lasts, lasts);
 }
 
-void CKZStatGenMeasurement::AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts) {
+void CKZStatGenMeasurement::AddAggregatesAndTrace(const CKZStatAggregate& totals,
+                                                  const CKZStatAggregate& lasts) {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n", Whole(totals.sum),
              Whole(totals.sumSqr));
     if (totals.count == 0) return;
-    m_totals.AddAggregate(totals);
+    TakeAggregate(m_totals, totals);
     KZ_TRACE(" After Add, the values are :");
     KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
     if (lasts.count == 0) return;
-    m_lasts.AddAggregate(lasts);
+    TakeAggregate(m_lasts, lasts);
 }
 
 void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count, double sum,
@@ -130,29 +127,14 @@ void CKZStatGenMeasurement::AppendDump(RWCString& out, const char* name) {
     KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
 
-    KzAppendField(out, name);
-    KzAppendField(out, CKZStatPointTypeEnum::GetTypeName(m_type));
-    for (const Aggregate* part : {&m_totals, &m_lasts}) {
-        KzAppendField(out, part->minimum);
-        KzAppendField(out, part->maximum);
-        KzAppendField(out, Whole(part->count));
-        KzAppendField(out, part->sum);
-        KzAppendField(out, part->sumSqr);
-        KzAppendField(out, part->Average());
-    }
+    CKZStatMessageWriter(out).WriteRecord(name, m_type, m_totals, m_lasts);
 
     KZ_TRACE(" String = %s ", out);
     KZ_TRACE(kRule);
 }
 
 void CKZStatGenMeasurement::DumpLasts(RWCString& out, const char* name) {
-    KzAppendField(out, name);
-    KzAppendField(out, CKZStatPointTypeEnum::GetTypeName(m_type));
-    KzAppendField(out, m_lasts.minimum);
-    KzAppendField(out, m_lasts.maximum);
-    KzAppendField(out, Whole(m_lasts.count));
-    KzAppendField(out, m_lasts.sum);
-    KzAppendField(out, m_lasts.sumSqr);
+    CKZStatMessageWriter(out).WriteLastsRecord(name, m_type, m_lasts);
 }
 
 void CKZStatGenMeasurement::Print() {

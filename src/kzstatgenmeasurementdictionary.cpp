@@ -287,6 +287,12 @@ void CKZStatGenMeasurementDictionary::DumpRecords(RWCString& text, Record record
     text.capacity(text.length());
 }
 
+void CKZStatGenMeasurementDictionary::ForEachMeasurement(
+    const std::function<void(std::string_view, const CKZStatGenMeasurement&)>& visit) const {
+    for (const Entry& entry : Entries())
+        if (entry.value != nullptr) visit(TextOf(entry.key), *MeasurementOf(entry.value));
+}
+
 void CKZStatGenMeasurementDictionary::DumpDict(RWCString& text) {
     DumpRecords(text, &CKZStatGenMeasurement::AppendDump);
 }
@@ -307,6 +313,11 @@ void CKZStatGenMeasurementDictionary::Print() {
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::GetMeasurement(const char* name) const {
     NoteChange();
     return Find(TextOf(name));
+}
+
+CKZStatPointTypeEnum::PointType CKZStatGenMeasurementDictionary::GetType(const char* name) const {
+    const CKZStatGenMeasurement* const measurement = Find(TextOf(name));
+    return measurement == nullptr ? CKZStatPointTypeEnum::NotSet : measurement->m_type;
 }
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(std::string_view name) const {

@@ -6,8 +6,8 @@
 #include <limits>
 #include <utility>
 
-#include "kzstatdumpfield.h"
 #include "kzstatlog.h"
+#include "kzstatmessage.h"
 #include "rw/collint.h"
 #include "ryp/clock.h"
 #include "ryp/collectablestring.h"
@@ -191,8 +191,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenSlice::DumpSlice(RWCString& text) {
     auto merged = MergeDictionaries();
     merged->DumpDict(text);
     RWCString header;
-    KzAppendField(header, m_main->Elapsed(m_time));
-    KzAppendField(header, static_cast<long long>(m_id));
+    CKZStatMessageWriter(header).WriteSlice(m_main->Elapsed(m_time), m_id);
     text.prepend(header);
     return merged.release();
 }
@@ -252,6 +251,8 @@ CKZStatGenMain::~CKZStatGenMain() {
 int CKZStatGenMain::SendDictionaryString(RWCString&, double, const char*) {
     return 1;
 }
+
+void CKZStatGenMain::SendSliceValues(const CKZStatSliceValues&) {}
 
 double CKZStatGenMain::Elapsed(double time) const {
     return time - m_startTime.load();
@@ -388,13 +389,12 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
         m_totalSlice->AddDictionarysSlice(slice);
         m_packStage = PackStage::Folded;
     }
+    // The former merged dictionary lives until the hooks have seen the new one.
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
-    if (m_packStage < PackStage::Merged) {
-        // The former merged dictionary lives until the hooks have seen the new one.
-        if (!IsMergeCurrent()) formerMerged = MergeTotals();
-        m_packStage = PackStage::Merged;
-    }
     if (m_packStage < PackStage::DictionariesSent) {
+        // Merged anew where a hook threw that may have changed it: it is called again for it.
+        if (m_packStage == PackStage::Merged || !IsMergeCurrent()) formerMerged = MergeTotals();
+        m_packStage = PackStage::Merged;
         CallDictionaryHooks(slice->m_time);
         m_packStage = PackStage::DictionariesSent;
     }
@@ -429,6 +429,12 @@ int CKZStatGenMain::SendText(const CKZStatGenSlice& slice) {
     if (!m_recordsAreCurrent || m_totalDictionary->HasChanged()) RenderRecords();
     RWCString text;
     BuildMessage(text, slice);
+    if (m_packStage < PackStage::ValuesSent) {
+        SendSliceValues({{m_name, m_sliceLength, slice.m_id, Elapsed(slice.m_time), slice.m_time},
+                         text,
+                         *m_totalDictionary});
+        m_packStage = PackStage::ValuesSent;
+    }
     if (m_lastsMayBeSet || m_totalSlice->HasChanged()) ResetLasts();
     return SendDictionaryString(text, Elapsed(slice.m_time), m_name.data());
 }
@@ -452,11 +458,8 @@ void CKZStatGenMain::ResetLasts() {
 }
 
 void CKZStatGenMain::BuildMessage(RWCString& text, const CKZStatGenSlice& slice) const {
-    text += m_name;
-    text += kFieldEnd;
-    KzAppendField(text, m_sliceLength);
-    KzAppendField(text, Elapsed(slice.m_time));
-    KzAppendField(text, static_cast<long long>(slice.m_id));
+    CKZStatMessageWriter(text).WriteHeader(m_name, m_sliceLength, Elapsed(slice.m_time),
+                                           slice.m_id);
     text.capacity(text.length() + m_records.length());
     text += m_records;
 }

@@ -2,32 +2,38 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <cstring>
 #include <iterator>
-#include <limits>
 #include <string_view>
 #include <utility>
 
-#include "kzstatdumpfield.h"
+#include "ryp/numbertext.h"
+#include "ryp/truncate.h"
 
 namespace {
+
+/// Follows each field, the last one too.
+constexpr char kFieldEnd = '\x01';
+constexpr int kDecimals = 3;
 
 bool IsDigits(std::string_view text) {
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
-/// Digits, a point and digits, with a sign before them or not.
-bool IsDecimal(std::string_view text) {
-    if (!text.empty() && text.front() == '-') text.remove_prefix(1);
+std::string_view WithoutMinus(std::string_view text) {
+    return !text.empty() && text.front() == '-' ? text.substr(1) : text;
+}
+
+/// Digits, a point and digits, with a minus before them or not.
+bool IsDecimal(std::string_view field) {
+    const std::string_view text = WithoutMinus(field);
     const std::size_t point = text.find('.');
     return point != std::string_view::npos && IsDigits(text.substr(0, point)) &&
            IsDigits(text.substr(point + 1));
 }
 
 template <class Number>
-bool ParseWhole(std::string_view text, Number& number) {
+bool Parse(std::string_view text, Number& number) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number);
     return result.ec == std::errc() && result.ptr == end;
@@ -62,20 +68,20 @@ public:
         std::string_view field;
         if (!Read(field)) return false;
         const bool isSpecial = field == "nan" || field == "inf" || field == "-inf";
-        return (isSpecial || IsDecimal(field)) && ParseWhole(field, number);
+        return (isSpecial || IsDecimal(field)) && Parse(field, number);
+    }
+
+    template <class Whole>
+    bool ReadWhole(Whole& number) {
+        std::string_view field;
+        return Read(field) && IsDigits(WithoutMinus(field)) && Parse(field, number);
     }
 
     bool ReadCount(double& count) {
-        std::string_view field;
         long long whole = 0;
-        if (!Read(field) || !IsDigits(field) || !ParseWhole(field, whole)) return false;
+        if (!ReadWhole(whole)) return false;
         count = static_cast<double>(whole);
         return true;
-    }
-
-    bool ReadId(int& id) {
-        std::string_view field;
-        return Read(field) && IsDigits(field) && ParseWhole(field, id);
     }
 
     bool ReadType(CKZStatPointTypeEnum::PointType& type) {
@@ -98,7 +104,7 @@ private:
     std::size_t m_position = 0;
 };
 
-bool ReadAggregate(FieldReader& reader, CKZStatMessageRecord::Aggregate& aggregate) {
+bool ReadAggregate(FieldReader& reader, CKZStatAggregate& aggregate) {
     return reader.ReadDecimal(aggregate.minimum) && reader.ReadDecimal(aggregate.maximum) &&
            reader.ReadCount(aggregate.count) && reader.ReadDecimal(aggregate.sum) &&
            reader.ReadDecimal(aggregate.sumSqr);
@@ -107,21 +113,14 @@ bool ReadAggregate(FieldReader& reader, CKZStatMessageRecord::Aggregate& aggrega
 bool ReadRecord(FieldReader& reader, CKZStatMessage::RecordForm form,
                 CKZStatMessageRecord& record) {
     if (!reader.Read(record.name) || !reader.ReadType(record.type)) return false;
-    if (form == CKZStatMessage::LastsRecords) {
-        if (!ReadAggregate(reader, record.lasts)) return false;
-        // Lasts records carry no average: the one that a full record would have.
-        if (record.lasts.count > 0) record.lasts.average = record.lasts.sum / record.lasts.count;
-        return true;
-    }
-    return ReadAggregate(reader, record.totals) && reader.ReadDecimal(record.totals.average) &&
-           ReadAggregate(reader, record.lasts) && reader.ReadDecimal(record.lasts.average);
+    if (form == CKZStatMessage::LastsRecords) return ReadAggregate(reader, record.lasts);
+    double average = 0;
+    return ReadAggregate(reader, record.totals) && reader.ReadDecimal(average) &&
+           ReadAggregate(reader, record.lasts) && reader.ReadDecimal(average);
 }
 
-double StandardDeviation(const CKZStatMessageRecord::Aggregate& aggregate) {
-    if (!(aggregate.count > 0)) return -1;
-    const double mean = aggregate.sum / aggregate.count;
-    const double variance = aggregate.sumSqr / aggregate.count - mean * mean;
-    return variance < 0 ? 0 : std::sqrt(variance);  // below 0 only by rounding
+std::string_view TextOf(const RWCString& text) {
+    return {text.data(), text.length()};
 }
 
 }  // namespace
@@ -132,14 +131,69 @@ MeasurementArrayItem CKZStatMessageRecord::GetItem(double time) const {
             totals.maximum,
             totals.count,
             totals.sum,
-            totals.average,
-            StandardDeviation(totals),
+            totals.Average(),
+            totals.Deviation().value,
             lasts.minimum,
             lasts.maximum,
             lasts.count,
             lasts.sum,
-            lasts.average,
-            StandardDeviation(lasts)};
+            lasts.Average(),
+            lasts.Deviation().value};
+}
+
+void CKZStatMessageWriter::WriteHeader(const RWCString& generatorName, double sliceLength,
+                                       double elapsed, int sliceId) {
+    WriteText(TextOf(generatorName));
+    WriteDouble(sliceLength);
+    WriteSlice(elapsed, sliceId);
+}
+
+void CKZStatMessageWriter::WriteSlice(double elapsed, int sliceId) {
+    WriteDouble(elapsed);
+    WriteWhole(sliceId);
+}
+
+void CKZStatMessageWriter::WriteRecord(std::string_view name, PointType type,
+                                       const CKZStatAggregate& totals,
+                                       const CKZStatAggregate& lasts) {
+    WriteNameAndType(name, type);
+    WriteAggregate(totals);
+    WriteDouble(totals.Average());
+    WriteAggregate(lasts);
+    WriteDouble(lasts.Average());
+}
+
+void CKZStatMessageWriter::WriteLastsRecord(std::string_view name, PointType type,
+                                            const CKZStatAggregate& lasts) {
+    WriteNameAndType(name, type);
+    WriteAggregate(lasts);
+}
+
+void CKZStatMessageWriter::WriteNameAndType(std::string_view name, PointType type) {
+    WriteText(name);
+    WriteText(CKZStatPointTypeEnum::GetTypeName(type));
+}
+
+void CKZStatMessageWriter::WriteAggregate(const CKZStatAggregate& aggregate) {
+    WriteDouble(aggregate.minimum);
+    WriteDouble(aggregate.maximum);
+    WriteWhole(RyPTruncate<long long>(aggregate.count));
+    WriteDouble(aggregate.sum);
+    WriteDouble(aggregate.sumSqr);
+}
+
+void CKZStatMessageWriter::WriteText(std::string_view field) {
+    m_text.append(field.data(), field.size()).append(kFieldEnd);
+}
+
+void CKZStatMessageWriter::WriteDouble(double field) {
+    RyPAppendDouble(field, m_text, kDecimals);
+    m_text += kFieldEnd;
+}
+
+void CKZStatMessageWriter::WriteWhole(long long field) {
+    RyPAppendInt(field, m_text);
+    m_text += kFieldEnd;
 }
 
 bool CKZStatMessage::Read(const char* text, std::size_t length, RecordForm form,
@@ -147,11 +201,11 @@ bool CKZStatMessage::Read(const char* text, std::size_t length, RecordForm form,
     FieldReader reader(std::string_view(text, length));
     CKZStatMessage read;
     bool isWhole = reader.Read(read.m_generatorName) && reader.ReadDecimal(read.m_sliceLength) &&
-                   reader.ReadDecimal(read.m_elapsed) && reader.ReadId(read.m_sliceId);
+                   reader.ReadDecimal(read.m_elapsed) && reader.ReadWhole(read.m_sliceId);
     while (isWhole && !reader.AtEnd()) {
         CKZStatMessageRecord record;
         isWhole = ReadRecord(reader, form, record);
-        if (isWhole) read.m_records.push_back(std::move(record));
+        if (isWhole) read.Add(std::move(record));
     }
     if (!isWhole) {
         faultPosition = reader.Position();
@@ -161,9 +215,17 @@ bool CKZStatMessage::Read(const char* text, std::size_t length, RecordForm form,
     return true;
 }
 
+void CKZStatMessage::Add(CKZStatMessageRecord&& record) {
+    const std::string_view name = TextOf(record.name);
+    if (PositionOf(name) == CKZStatNameIndex::kNone) m_index.Add(name, m_records.size());
+    m_records.push_back(std::move(record));
+}
+
+std::size_t CKZStatMessage::PositionOf(std::string_view name) const {
+    return m_index.Find(name, [this](std::size_t at) { return TextOf(m_records[at].name); });
+}
+
 const CKZStatMessageRecord* CKZStatMessage::FindRecord(const char* name) const {
-    const RWCString wanted(name);
-    for (const CKZStatMessageRecord& record : m_records)
-        if (record.name == wanted) return &record;
-    return nullptr;
+    const std::size_t position = PositionOf(name == nullptr ? "" : name);
+    return position == CKZStatNameIndex::kNone ? nullptr : &m_records[position];
 }

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "kzstatlog.h"
+#include "kzstatpointkind.h"
 #include "rw/collint.h"
 #include "ryp/truncate.h"
 
@@ -27,49 +28,42 @@ enum class FakeForTotal { Range, LastMinimum, None, Own };
 struct Facts {
     Types::PointType type;
     const char* name;
-    int mask;
-    StatisticsDataType current;
     FakeForTotal fake;
 };
-
-constexpr int Bit(StatisticsDataType statistic) {
-    return 1 << statistic;
-}
-
-// The masks that several kinds share.
-constexpr int kSampled = Bit(StatMin) | Bit(StatMax) | Bit(StatAverage) | Bit(StatLastAverage);
-constexpr int kTimed = kSampled | Bit(StatCount);
-constexpr int kLevel = Bit(StatMin) | Bit(StatMax) | Bit(StatAverage) | Bit(StatLastSum);
-constexpr int kCounted = kLevel | Bit(StatSum);
 
 template <class Kind>
 constexpr Facts kFacts{};
 
+template <class Kind>
+const CKZStatPointKind& KindOf() {
+    return *CKZStatPointKind::Find(kFacts<Kind>.type);
+}
+
 // clang-format off
 template <> constexpr Facts kFacts<CKZStatPointMeasurement> =
-    {Types::Measurement, "CKZStatPointMeasurement", kSampled, StatLastAverage, FakeForTotal::Range};
+    {Types::Measurement, "CKZStatPointMeasurement", FakeForTotal::Range};
 template <> constexpr Facts kFacts<CKZStatPointTimer> =
-    {Types::Timer, "CKZStatPointTimer", kTimed, StatLastAverage, FakeForTotal::Range};
+    {Types::Timer, "CKZStatPointTimer", FakeForTotal::Range};
 template <> constexpr Facts kFacts<CKZStatPointCounter> =
-    {Types::Counter, "CKZStatPointCounter", kCounted, StatLastSum, FakeForTotal::Range};
+    {Types::Counter, "CKZStatPointCounter", FakeForTotal::Range};
 template <> constexpr Facts kFacts<CKZStatPointAccumulator> =
-    {Types::Accumulator, "CKZStatPointAccumulator", kCounted, StatLastSum, FakeForTotal::LastMinimum};
+    {Types::Accumulator, "CKZStatPointAccumulator", FakeForTotal::LastMinimum};
 template <> constexpr Facts kFacts<CKZStatPointLoadSize> =
-    {Types::LoadSize, "CKZStatPointLoadSize", kLevel, StatLastSum, FakeForTotal::Own};
+    {Types::LoadSize, "CKZStatPointLoadSize", FakeForTotal::Own};
 template <> constexpr Facts kFacts<CKZStatPointTransactionCounter> =
-    {Types::TransactionCounter, "CKZStatPointTransactionCounter", kCounted, StatLastSum, FakeForTotal::LastMinimum};
+    {Types::TransactionCounter, "CKZStatPointTransactionCounter", FakeForTotal::LastMinimum};
 template <> constexpr Facts kFacts<CKZStatPointTransactionTimer> =
-    {Types::TransactionTimer, "CKZStatPointTransactionTimer", kTimed, StatLastAverage, FakeForTotal::LastMinimum};
+    {Types::TransactionTimer, "CKZStatPointTransactionTimer", FakeForTotal::LastMinimum};
 template <> constexpr Facts kFacts<CKZStatPointTransactionReasonCounter> =
-    {Types::TransactionReasonCounter, "CKZStatPointTransactionReasonCounter", kCounted, StatLastSum, FakeForTotal::LastMinimum};
+    {Types::TransactionReasonCounter, "CKZStatPointTransactionReasonCounter", FakeForTotal::LastMinimum};
 template <> constexpr Facts kFacts<CKZStatPointMeasurementPerSec> =
-    {Types::MeasurementPerSec, "CKZStatPointMeasurementPerSec", kSampled, StatLastAverage, FakeForTotal::None};
+    {Types::MeasurementPerSec, "CKZStatPointMeasurementPerSec", FakeForTotal::None};
 template <> constexpr Facts kFacts<CKZStatPointCounterPerSec> =
-    {Types::CounterPerSec, "CKZStatPointCounterPerSec", kLevel, StatLastSum, FakeForTotal::None};
+    {Types::CounterPerSec, "CKZStatPointCounterPerSec", FakeForTotal::None};
 template <> constexpr Facts kFacts<CKZStatPointPerfMon> =
-    {Types::NTPerformance, "CKZStatPointPerfMon", kSampled, StatLastAverage, FakeForTotal::None};
+    {Types::NTPerformance, "CKZStatPointPerfMon", FakeForTotal::None};
 template <> constexpr Facts kFacts<CKZStatPointAccumulatorPerSec> =
-    {Types::AccumulatorPerSec, "CKZStatPointAccumulatorPerSec", kLevel, StatLastSum, FakeForTotal::None};
+    {Types::AccumulatorPerSec, "CKZStatPointAccumulatorPerSec", FakeForTotal::None};
 // clang-format on
 
 // ------------------------------------------------------------------------- rules of folding
@@ -333,17 +327,17 @@ CKZStatPoint* CKZStatPointOf<Kind>::CloneFakeForTotal(double time) {
 
 template <class Kind>
 double CKZStatPointOf<Kind>::GetCurrentValue() {
-    return kFacts<Kind>.current == StatLastSum ? GetLastSum() : GetLastAverage();
+    return KindOf<Kind>().reading == CKZStatPointKind::Sampled ? GetLastAverage() : GetLastSum();
 }
 
 template <class Kind>
 StatisticsDataType CKZStatPointOf<Kind>::GetCurrentValueIndex() {
-    return kFacts<Kind>.current;
+    return KindOf<Kind>().reading == CKZStatPointKind::Sampled ? StatLastAverage : StatLastSum;
 }
 
 template <class Kind>
 int CKZStatPointOf<Kind>::GetMask() {
-    return kFacts<Kind>.mask;
+    return KindOf<Kind>().mask;
 }
 
 template <class Kind>

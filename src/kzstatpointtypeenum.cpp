@@ -11,13 +11,6 @@
 const char* const MeasurementTypeNames[12] = {"1",  "2",   "4",   "8",   "16",   "32",
                                               "64", "128", "256", "512", "1024", "2048"};
 
-const char* const MeasurementTypeStringNames[12] = {"Measurement",       "Timer",
-                                                    "Counter",           "Accumulator",
-                                                    "LoadSize",          "TransactionCounter",
-                                                    "TransactionTimer",  "TransactionReasonCounter",
-                                                    "MeasurementPerSec", "CounterPerSec",
-                                                    "NTPerformance",     "AccumulatorPerSec"};
-
 namespace {
 
 /// The bit nearest to `value` on the logarithmic scale, that is log2(value) rounded: the next one

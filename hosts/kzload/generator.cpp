@@ -1,60 +1,51 @@
 #include "generator.h"
 
-#include <algorithm>
-
 #include "rw/cstring.h"
-#include "ryp/collectablestring.h"
 #include "ryp/truncate.h"
 #include "statnames.h"
 
 namespace kzload {
 namespace {
 
-using Dictionary = CKZStatGenMeasurementDictionary;
-
-/// Values of `stat` in the slice: none where the name is not known yet.
-int CountInSlice(const Dictionary& merged, const Stat& stat) {
-    return std::max(merged.GetLastsCount(stat.name), 0);
+/// What the slice says of `stat`: nothing where the name is not known yet.
+CKZStatAggregate LastsOf(const CKZStatSliceValues& slice, const Stat& stat) {
+    const CKZStatSliceValues::Record* const record = slice.FindRecord(stat.name);
+    return record == nullptr ? CKZStatAggregate() : record->lasts;
 }
 
-long long ErrorsInSlice(const Dictionary& merged) {
-    long long errors = 0;
-    for (const Stat& error : kErrors) errors += CountInSlice(merged, error);
+double ErrorsIn(const CKZStatSliceValues& slice) {
+    double errors = 0;
+    for (const Stat& error : kErrors) errors += LastsOf(slice, error).count;
     for (long status = kLowestBadStatus; status / 100 <= kHighestClass; status += 100)
-        errors += CountInSlice(merged, ResponseStat(status));
+        errors += LastsOf(slice, ResponseStat(status)).count;
     return errors;
 }
 
-SliceRow RowOf(Dictionary& merged, double sliceLength, double elapsed) {
+SliceRow RowOf(const CKZStatSliceValues& slice) {
+    const CKZStatAggregate times = LastsOf(slice, kRequestTime);
     SliceRow row{};
-    row.elapsed = elapsed;
-    row.clients = std::max(merged.GetLastsSum(kClientsActive.name), 0.0);
-    row.requestsPerSecond = std::max(merged.GetLastsSum(kRequestsRate.name), 0.0) / sliceLength;
-    row.hasTimes = CountInSlice(merged, kRequestTime) > 0;
-    row.mean = merged.GetLastsAverage(kRequestTime.name);
-    row.minimum = merged.GetLastsMinimum(kRequestTime.name);
-    row.maximum = merged.GetLastsMaximum(kRequestTime.name);
-    row.errors = ErrorsInSlice(merged);
+    row.elapsed = slice.GetElapsed();
+    row.clients = LastsOf(slice, kClientsActive).sum;
+    row.requestsPerSecond = LastsOf(slice, kRequestsRate).sum / slice.GetSliceLength();
+    row.hasTimes = times.HasValues();
+    row.mean = times.Average();
+    row.minimum = times.minimum;
+    row.maximum = times.maximum;
+    row.errors = RyPTruncate<long long>(ErrorsIn(slice));
     return row;
 }
 
-Total TotalOf(Dictionary& merged, const char* name) {
-    return {name,
-            TypeOfStat(name),
-            merged.GetCount(name),
-            merged.GetAverage(name),
-            merged.GetMinimum(name),
-            merged.GetMaximum(name),
-            merged.GetSum(name)};
+std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
+    std::vector<Total> totals;
+    totals.reserve(slice.GetRecords().size());
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        totals.push_back({std::string(record.name), record.type, record.totals});
+    return totals;
 }
 
-std::vector<Total> TotalsOf(Dictionary& merged) {
-    std::vector<Total> totals;
-    totals.reserve(merged.entries());
-    RWHashDictionaryIterator next(merged);
-    while (const RWCollectable* const key = next())
-        totals.push_back(TotalOf(merged, static_cast<const CKZCollectableString*>(key)->data()));
-    return totals;
+long long RequestsIn(const CKZStatSliceValues& slice) {
+    const CKZStatSliceValues::Record* const record = slice.FindRecord(kRequestsRate.name);
+    return record == nullptr ? 0 : RyPTruncate<long long>(record->totals.count);
 }
 
 }  // namespace
@@ -71,16 +62,14 @@ std::vector<Total> Generator::Totals() const {
     return m_totals;
 }
 
-void Generator::SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
-                                    double elapsed) {
-    m_terminal.PrintRow(RowOf(*merged, sliceLength, elapsed));
-    std::vector<Total> totals = TotalsOf(*merged);
+void Generator::SendSliceValues(const CKZStatSliceValues& slice) {
+    m_terminal.PrintRow(RowOf(slice));
+    std::vector<Total> totals = TotalsOf(slice);
     {
         const RWMutexLock::LockGuard guard(m_lock);
         m_totals.swap(totals);
     }
-    // A sum rather than a count, which ends at the largest int.
-    m_requestsCounted = RyPTruncate<long long>(std::max(merged->GetSum(kRequestsRate.name), 0.0));
+    m_requestsCounted = RequestsIn(slice);
 }
 
 int Generator::SendDictionaryString(RWCString& text, double, const char*) {

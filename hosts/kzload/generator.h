@@ -17,7 +17,7 @@ namespace kzload {
 
 inline constexpr char kGeneratorName[] = "kzload";
 
-/// The generator of this host: shows a row per slice, keeps the totals hands the messages to a
+/// The generator of this host: shows a row per slice, keeps the totals, hands the messages to a
 /// file and to the journal.
 ///
 /// Safe for concurrent use; the hooks run on the pack thread.
@@ -32,10 +32,10 @@ public:
     /// The totals of the slice sent last.
     std::vector<Total> Totals() const;
 
-    void SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
-                             double elapsed) override;
-    /// Nothing: this host shows all clients together.
+    // Nothing: this host looks at the exact values of all clients together.
     void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override {}
+    void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override {}
+    void SendSliceValues(const CKZStatSliceValues& slice) override;
     int SendDictionaryString(RWCString& text, double elapsed, const char* name) override;
 
 private:

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <tuple>
 
+#include "kzstatpointkind.h"
 #include "ryp/truncate.h"
 
 namespace kzload {
@@ -23,14 +24,17 @@ constexpr std::size_t kWidestBar = 40;
     return buffer;
 }
 
-bool IsTime(Type::PointType type) {
-    return type == Type::Timer || type == Type::TransactionTimer;
+bool IsDuration(Type::PointType type) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
+    return kind != nullptr && kind->isDuration;
 }
 
 std::string TotalLine(const Total& total) {
-    const int digits = IsTime(total.type) ? 2 : 0;
-    return Text("  %-23s %8d %10.2f %9.*f %9.*f %14.*f", total.name.c_str(), total.count,
-                total.mean, digits, total.minimum, digits, total.maximum, digits, total.sum);
+    const int digits = IsDuration(total.type) ? 2 : 0;
+    const CKZStatAggregate& values = total.values;
+    return Text("  %-23s %8.0f %10.2f %9.*f %9.*f %14.*f", total.name.c_str(), values.count,
+                values.Average(), digits, values.minimum, digits, values.maximum, digits,
+                values.sum);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kzstataggregate.h"
 #include "kzstatpointtypeenum.h"
 #include "options.h"
 
@@ -34,11 +35,7 @@ struct Progress {
 struct Total {
     std::string name;
     CKZStatPointTypeEnum::PointType type;
-    int count;
-    double mean;
-    double minimum;
-    double maximum;
-    double sum;
+    CKZStatAggregate values;
 };
 
 std::vector<std::string> Introduction(const Options& options, const std::string& url);

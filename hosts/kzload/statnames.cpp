@@ -27,20 +27,4 @@ std::string ReasonName(Transaction transaction, Failure failure, long status) {
            OutcomeName(failure, status);
 }
 
-Type::PointType TypeOfStat(std::string_view name) {
-    if (name.starts_with(kReasons.name)) return kReasons.type;
-    for (const Stat& stat :
-         {kRequestTime, kRequestBytes, kBytesRate, kRequestsRate, kClientsActive})
-        if (name == stat.name) return stat.type;
-    for (const Stat& stat : kResponses)
-        if (name == stat.name) return stat.type;
-    for (const Stat& stat : kErrors)
-        if (name == stat.name) return stat.type;
-    for (const TransactionStats& transaction : kTransactions) {
-        if (name == transaction.time.name) return transaction.time.type;
-        if (name == transaction.count.name) return transaction.count.type;
-    }
-    return Type::NotSet;
-}
-
 }  // namespace kzload

@@ -76,9 +76,6 @@ inline constexpr Stat kReasons{"reasons.", Type::TransactionReasonCounter};
 
 std::string ReasonName(Transaction transaction, Failure failure, long status);
 
-/// The type under which `name` is reported; `NotSet` for a name that is not one of these.
-Type::PointType TypeOfStat(std::string_view name);
-
 }  // namespace kzload
 
 #endif

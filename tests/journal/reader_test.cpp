@@ -100,7 +100,7 @@ TEST_F(Reader, SumsUpTheSlicesOfARangeOnly) {
     EXPECT_EQ(5, record.totals.minimum);
     EXPECT_EQ(5, record.totals.maximum);
     EXPECT_EQ(25, record.totals.sumSqr);
-    EXPECT_EQ(5, record.totals.average);
+    EXPECT_EQ(5, record.totals.Average());
     EXPECT_EQ(0, record.lasts.count);
 }
 
@@ -109,7 +109,7 @@ TEST_F(Reader, ShowsANameThatWasSilentInTheRangeAsEmpty) {
     const CKZStatMessageRecord record = Summary("login.time", {2, 3});
     EXPECT_EQ(0, record.totals.count);
     EXPECT_EQ(-1, record.totals.minimum);
-    EXPECT_EQ(-1, record.totals.average);
+    EXPECT_EQ(-1, record.totals.Average());
 }
 
 TEST_F(Reader, GivesTheSeriesOfAName) {

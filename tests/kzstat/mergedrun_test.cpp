@@ -32,8 +32,8 @@ protected:
     struct Seen {
         int id;
         std::vector<int> sources;
-        Record::Aggregate totals;
-        Record::Aggregate lasts;
+        CKZStatAggregate totals;
+        CKZStatAggregate lasts;
     };
     std::vector<Seen> Merge() {
         kzstat::MergedRun run(journals);
@@ -69,7 +69,7 @@ TEST_F(MergedRun, AddsSlicesOfOneMoment) {
     EXPECT_EQ(100 + 900 + 400, seen[0].lasts.sumSqr);
     EXPECT_EQ(6, seen[1].totals.count);
     EXPECT_EQ(300, seen[1].totals.sum);
-    EXPECT_EQ(50, seen[1].totals.average);
+    EXPECT_EQ(50, seen[1].totals.Average());
 }
 
 TEST_F(MergedRun, AlignsSlicesByTheWallClock) {
@@ -101,7 +101,7 @@ TEST_F(MergedRun, KeepsValuesThatPointsDoNotMerge) {
     EXPECT_EQ(-7, seen[0].totals.minimum);
     EXPECT_EQ(0, seen[0].totals.maximum);
     EXPECT_EQ(-12, seen[0].lasts.sum);
-    EXPECT_EQ(-4, seen[0].lasts.average);
+    EXPECT_EQ(-4, seen[0].lasts.Average());
 }
 
 TEST_F(MergedRun, KeepsAMinimumOfZero) {

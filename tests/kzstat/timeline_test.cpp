@@ -13,7 +13,7 @@ using kzstat::Grid;
 using testing::ElementsAre;
 
 Drawn SliceOf(double minimum, double maximum, double count, double sum, double flow) {
-    return {{minimum, maximum, count, sum, 0, sum / count}, flow};
+    return {{minimum, maximum, count, sum, 0}, flow};
 }
 
 Drawn SliceWithoutValues() {

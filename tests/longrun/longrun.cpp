@@ -68,9 +68,9 @@ const char* RecordsOf(const RWCString& message) {
     return at;
 }
 
-bool IsEmpty(const CKZStatMessageRecord::Aggregate& part) {
+bool IsEmpty(const CKZStatAggregate& part) {
     return part.minimum == -1 && part.maximum == -1 && part.count == 0 && part.sum == 0 &&
-           part.sumSqr == 0 && part.average == -1;
+           part.sumSqr == 0;
 }
 
 }  // namespace

@@ -30,7 +30,13 @@ public:
     void SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
                              double elapsed) override {
         RecordingGenerator::SendTotalDictionary(merged, sliceLength, elapsed);
+        if (changesTotals) merged->AddLast("mark", 1, Types::Counter);
         ThrowFrom("total");
+    }
+    void SendSliceValues(const CKZStatSliceValues& slice) override {
+        RecordingGenerator::SendSliceValues(slice);
+        ++valuesCalls;
+        ThrowFrom("values");
     }
     int SendDictionaryString(RWCString& text, double elapsed, const char* name) override {
         if (throwing == "text") text = "spoilt";
@@ -39,6 +45,8 @@ public:
     }
 
     std::string throwing;
+    bool changesTotals = false;
+    int valuesCalls = 0;
 
 private:
     void ThrowFrom(const char* hook) {
@@ -118,7 +126,7 @@ TEST_P(HookThatThrows, MayBeLeftAtThatWhenTheGeneratorEnds) {
     EXPECT_EQ(generator.MessageCount(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(From, HookThatThrows, testing::Values("client", "total", "text"),
+INSTANTIATE_TEST_SUITE_P(From, HookThatThrows, testing::Values("client", "total", "values", "text"),
                          [](const auto& test) { return std::string(test.param); });
 
 using DictionaryHookThatThrows = HookThatThrows;
@@ -133,12 +141,35 @@ TEST_P(DictionaryHookThatThrows, HasTheDictionaryHooksCalledAgain) {
 INSTANTIATE_TEST_SUITE_P(From, DictionaryHookThatThrows, testing::Values("client", "total"),
                          [](const auto& test) { return std::string(test.param); });
 
+TEST_P(DictionaryHookThatThrows, FindsNothingOfWhatItChangedBefore) {
+    generator.changesTotals = true;
+    RunPackLoopUntilItThrows();
+    RunPackLoopToItsEnd(1);
+    EXPECT_EQ(generator.LastMessage().Find("mark")->count, 1);
+    EXPECT_EQ(generator.LastMessage().Find("n")->count, 1);
+}
+
+using ValuesHookThatThrows = HookThatThrows;
+
+TEST_P(ValuesHookThatThrows, IsCalledAgainWithoutThoseBeforeIt) {
+    generator.changesTotals = true;
+    RunPackLoopUntilItThrows();
+    RunPackLoopToItsEnd(1);
+    EXPECT_THAT(generator.Hooks(), ElementsAre("client 5", "total", "text"));
+    EXPECT_EQ(generator.valuesCalls, 2);
+    EXPECT_EQ(generator.LastMessage().Find("mark")->count, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(From, ValuesHookThatThrows, testing::Values("values"),
+                         [](const auto& test) { return std::string(test.param); });
+
 using TextHookThatThrows = HookThatThrows;
 
 TEST_P(TextHookThatThrows, IsTheOnlyOneCalledAgain) {
     RunPackLoopUntilItThrows();
     RunPackLoopToItsEnd(1);
     EXPECT_THAT(generator.Hooks(), ElementsAre("client 5", "total", "text"));
+    EXPECT_EQ(generator.valuesCalls, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(From, TextHookThatThrows, testing::Values("text"),

@@ -11,9 +11,9 @@ namespace {
 
 using Types = CKZStatPointTypeEnum;
 
-Sample SampleOf(const CKZStatMessageRecord::Aggregate& aggregate) {
+Sample SampleOf(const CKZStatAggregate& aggregate) {
     if (!(aggregate.count > 0)) return {};
-    const double deviation = StandardDeviation(aggregate).value;
+    const double deviation = aggregate.Deviation().value;
     const double variance =
         aggregate.count > 1 ? deviation * deviation * aggregate.count / (aggregate.count - 1) : 0;
     return {aggregate.count, aggregate.sum / aggregate.count, variance};
@@ -23,7 +23,7 @@ Sample SampleOf(const CKZStatMessageRecord::Aggregate& aggregate) {
 Sample SampleOfSlices(kzjournal::Reader& journal, const Statistics& row,
                       const kzjournal::TimeRange& range) {
     const double length = row.type == Types::LoadSize ? 1 : journal.Facts().sliceLength;
-    CKZStatMessageRecord::Aggregate sums;
+    CKZStatAggregate sums;
     journal.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
         const double value = point.lasts.sum / length;
         sums.count += 1;

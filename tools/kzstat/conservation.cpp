@@ -11,7 +11,7 @@
 namespace kzstat {
 namespace {
 
-using Aggregate = CKZStatMessageRecord::Aggregate;
+using Aggregate = CKZStatAggregate;
 
 // Messages carry thousandths.
 constexpr double kRounding = 0.0005;

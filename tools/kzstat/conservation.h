@@ -23,7 +23,7 @@ public:
     int Slices() const { return m_sliceId; }
 
 private:
-    using Aggregate = CKZStatMessageRecord::Aggregate;
+    using Aggregate = CKZStatAggregate;
 
     std::string CheckPlace(const CKZStatMessage& slice);
     std::string CheckRecord(const CKZStatMessageRecord& record);

@@ -9,8 +9,6 @@
 namespace kzstat {
 namespace {
 
-using Aggregate = CKZStatMessageRecord::Aggregate;
-
 std::string TypeText(const CKZStatMessageRecord& record) {
     return CKZStatPointTypeEnum::GetStringFromEnumType(record.type);
 }
@@ -28,12 +26,13 @@ struct Field {
     bool isThere;
 };
 
-void AddFields(const std::string& prefix, const Aggregate& aggregate, std::vector<Field>& fields) {
-    const bool hasValues = aggregate.count > 0;
+void AddFields(const std::string& prefix, const CKZStatAggregate& aggregate,
+               std::vector<Field>& fields) {
+    const bool hasValues = aggregate.HasValues();
     fields.push_back({prefix + "count", aggregate.count, true});
     fields.push_back({prefix + "minimum", aggregate.minimum, hasValues});
     fields.push_back({prefix + "maximum", aggregate.maximum, hasValues});
-    fields.push_back({prefix + "average", aggregate.average, hasValues});
+    fields.push_back({prefix + "average", aggregate.Average(), hasValues});
     fields.push_back({prefix + "sum", aggregate.sum, true});
     fields.push_back({prefix + "sum_of_squares", aggregate.sumSqr, true});
 }

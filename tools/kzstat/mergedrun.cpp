@@ -14,7 +14,7 @@ namespace kzstat {
 namespace {
 
 using Record = CKZStatMessageRecord;
-using Aggregate = Record::Aggregate;
+using Aggregate = CKZStatAggregate;
 
 constexpr char kGeneratorName[] = "merged";
 constexpr char kFieldEnd = '\x01';
@@ -34,17 +34,6 @@ void CheckLengths(const std::vector<std::unique_ptr<kzjournal::Reader>>& journal
             throw kzjournal::Error(
                 "cannot merge: the runs have slices of " + std::to_string(length) + " s and of " +
                 std::to_string(journal->Facts().sliceLength) + " s; merge runs of one length");
-}
-
-void Add(Aggregate& into, const Aggregate& from) {
-    if (!(from.count > 0)) return;
-    const bool isFirst = !(into.count > 0);
-    if (isFirst || from.minimum < into.minimum) into.minimum = from.minimum;
-    if (isFirst || from.maximum > into.maximum) into.maximum = from.maximum;
-    into.count += from.count;
-    into.sum += from.sum;
-    into.sumSqr += from.sumSqr;
-    into.average = into.sum / into.count;
 }
 
 /// Points take -1 for no value, pass over minima below 0 and end the process where an average is
@@ -114,8 +103,8 @@ CKZStatMessageRecord MergeRecords(const std::vector<CKZStatMessageRecord>& recor
     merged.name = records.front().name;
     merged.type = records.front().type;
     for (const Record& record : records) {
-        Add(merged.totals, record.totals);
-        Add(merged.lasts, record.lasts);
+        merged.totals.Add(record.totals);
+        merged.lasts.Add(record.lasts);
     }
     if (PointsCanMerge(records)) MergePoints(records, time, merged);
     return merged;
@@ -178,7 +167,7 @@ std::vector<int> MergedRun::TakeSlice(int id) {
             for (const Record& record : slice->GetRecords()) {
                 Record& known = source.records[TextOf(record.name)];
                 Aggregate lasts = known.lasts;
-                Add(lasts, record.lasts);
+                lasts.Add(record.lasts);
                 known = record;
                 known.lasts = lasts;
             }

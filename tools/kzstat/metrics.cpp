@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "kzstatpointkind.h"
 #include "statistics.h"
 #include "utf8text.h"
 
@@ -34,11 +35,16 @@ struct Sample {
     const CKZStatMessageRecord& record;
     Statistics statistics;
     std::string labels;
+    const CKZStatPointKind* kind;  // null where the type has none
 
-    bool IsTime() const { return std::string(statistics.unit) == "ms"; }
-    bool IsValue() const { return IsSampled(statistics.type) && !IsTime(); }
-    bool IsLoad() const { return statistics.type == Types::LoadSize; }
-    bool IsSum() const { return !IsTime() && !IsValue() && !IsLoad(); }
+    bool IsTime() const { return kind != nullptr && kind->isDuration; }
+    bool IsValue() const { return Is(CKZStatPointKind::Sampled) && !IsTime(); }
+    bool IsLoad() const { return Is(CKZStatPointKind::Level); }
+    bool IsSum() const { return kind == nullptr || Is(CKZStatPointKind::AddedUp); }
+
+    bool Is(CKZStatPointKind::Reading reading) const {
+        return kind != nullptr && kind->reading == reading;
+    }
 };
 
 class Exposition {
@@ -66,7 +72,8 @@ std::vector<Sample> SamplesOf(const RunHistory& history) {
     for (const auto& [name, entry] : history.Names()) {
         const std::string type = Types::GetStringFromEnumType(entry.latest.type);
         samples.push_back({entry.latest, StatisticsOf(entry.latest, history.Seconds()),
-                           Label("name", name) + "," + Label("type", type)});
+                           Label("name", name) + "," + Label("type", type),
+                           CKZStatPointKind::Find(entry.latest.type)});
     }
     return samples;
 }

@@ -73,7 +73,7 @@ std::string LineOf(const CKZStatMessage& slice, const CKZStatMessageRecord& reco
     std::string line = ReadableNumber(slice.GetElapsed()) + " " + Printable(TextOf(record.name)) +
                        " count" + number(record.lasts.count);
     if (record.lasts.count > 0)
-        line += " min" + number(record.lasts.minimum) + " mean" + number(record.lasts.average) +
+        line += " min" + number(record.lasts.minimum) + " mean" + number(record.lasts.Average()) +
                 " max" + number(record.lasts.maximum) + " sum" + number(record.lasts.sum);
     return line;
 }

@@ -21,7 +21,7 @@ std::string Cell(const Number& value) {
 }
 
 /// A deviation that rounding may have made up is shown as the bound that it stays below.
-std::string Cell(const std::optional<Deviation>& deviation) {
+std::string Cell(const std::optional<CKZStatDeviation>& deviation) {
     if (!deviation) return "-";
     if (deviation->value <= deviation->error && deviation->error > 0)
         return std::string("<").append(ReadableNumber(deviation->value + deviation->error));

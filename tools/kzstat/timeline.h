@@ -13,7 +13,7 @@ constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
 /// What one slice says about one name, as far as it is drawn.
 struct Drawn {
-    CKZStatMessageRecord::Aggregate lasts;
+    CKZStatAggregate lasts;
     double flow = kNoValue;  ///< what `FlowOf` says of it
 };
 

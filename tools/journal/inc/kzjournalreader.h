@@ -37,7 +37,7 @@ struct Name {
 struct SeriesPoint {
     int sliceId;
     double elapsed;
-    CKZStatMessageRecord::Aggregate lasts;
+    CKZStatAggregate lasts;
 };
 
 /// Reads the journal of a run, also while the run goes on: each call sees the slices that are

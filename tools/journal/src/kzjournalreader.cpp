@@ -11,7 +11,7 @@
 namespace kzjournal {
 namespace {
 
-using Aggregate = CKZStatMessageRecord::Aggregate;
+using Aggregate = CKZStatAggregate;
 
 // Times in messages are rounded to a thousandth.
 constexpr double kTimeTolerance = 0.0015;
@@ -43,19 +43,7 @@ Aggregate AggregateAt(SQLite::Statement& row, int column) {
     if (!(aggregate.count > 0)) return aggregate;
     aggregate.minimum = DoubleAt(row, column);
     aggregate.maximum = DoubleAt(row, column + 1);
-    aggregate.average = aggregate.sum / aggregate.count;
     return aggregate;
-}
-
-/// REQUIRES: `from` has values.
-void Add(Aggregate& into, const Aggregate& from) {
-    const bool isFirst = !(into.count > 0);
-    if (isFirst || from.minimum < into.minimum) into.minimum = from.minimum;
-    if (isFirst || from.maximum > into.maximum) into.maximum = from.maximum;
-    into.count += from.count;
-    into.sum += from.sum;
-    into.sumSqr += from.sumSqr;
-    into.average = into.sum / into.count;
 }
 
 Run RunAt(SQLite::Statement& row) {
@@ -153,7 +141,7 @@ void Reader::State::AddSums(const char* table, const TimeRange& range,
                       " r ON r.name_id = n.name_id AND r.elapsed BETWEEN ? AND ?"
                       " WHERE last_count > 0 GROUP BY n.name_id");
     BindRange(query, 1, range);
-    while (query.executeStep()) Add(sums[query.getColumn(0).getString()], AggregateAt(query, 1));
+    while (query.executeStep()) sums[query.getColumn(0).getString()].Add(AggregateAt(query, 1));
 }
 
 Reader::Reader(const std::string& path) : m_state(std::make_unique<State>(path)) {

@@ -38,8 +38,7 @@ int NoteWalPages(void* pages, sqlite3*, const char*, int count) {
     return SQLITE_OK;
 }
 
-void BindAggregate(SQLite::Statement& statement, int column,
-                   const CKZStatMessageRecord::Aggregate& aggregate) {
+void BindAggregate(SQLite::Statement& statement, int column, const CKZStatAggregate& aggregate) {
     statement.bind(column, aggregate.minimum);
     statement.bind(column + 1, aggregate.maximum);
     statement.bind(column + 2, RyPTruncate<int64_t>(aggregate.count));

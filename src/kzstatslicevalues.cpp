@@ -1,0 +1,57 @@
+#include "kzstatslicevalues.h"
+
+#include <utility>
+
+#include "kzstatgenmeasurementdictionary.h"
+#include "kzstatmessage.h"
+
+CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
+                                       const CKZStatGenMeasurementDictionary& merged)
+    : m_facts(std::move(facts)), m_message(message), m_merged(&merged), m_given(nullptr) {}
+
+CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
+                                       const std::vector<CKZStatMessageRecord>& records)
+    : m_facts(std::move(facts)), m_message(message), m_merged(nullptr), m_given(&records) {}
+
+CKZStatSliceValues::~CKZStatSliceValues() = default;
+
+const std::vector<CKZStatSliceValues::Record>& CKZStatSliceValues::GetRecords() const {
+    if (!m_isListed) ListRecords();
+    return m_records;
+}
+
+void CKZStatSliceValues::ListRecords() const {
+    m_records.clear();  // of what a lack of memory left
+    if (m_merged != nullptr) {
+        m_records.reserve(m_merged->entries());
+        m_merged->ForEachMeasurement(
+            [this](std::string_view name, const CKZStatGenMeasurement& measurement) {
+                m_records.push_back(
+                    {name, measurement.GetType(), measurement.GetTotals(), measurement.GetLasts()});
+            });
+    } else {
+        m_records.reserve(m_given->size());
+        for (const CKZStatMessageRecord& record : *m_given)
+            m_records.push_back({{record.name.data(), record.name.length()},
+                                 record.type,
+                                 record.totals,
+                                 record.lasts});
+    }
+    m_isListed = true;
+}
+
+const CKZStatSliceValues::Record* CKZStatSliceValues::FindRecord(std::string_view name) const {
+    const std::vector<Record>& records = GetRecords();
+    const auto positionOf = [&](std::string_view wanted) {
+        return m_index.Find(wanted, [&](std::size_t at) { return records[at].name; });
+    };
+    if (!m_isIndexed) {
+        m_index.Clear();
+        for (std::size_t i = 0; i < records.size(); ++i)
+            if (positionOf(records[i].name) == CKZStatNameIndex::kNone)
+                m_index.Add(records[i].name, i);
+        m_isIndexed = true;
+    }
+    const std::size_t position = positionOf(name);
+    return position == CKZStatNameIndex::kNone ? nullptr : &records[position];
+}
