@@ -1,4 +1,5 @@
 #include <memory>
+#include <string>
 
 #include "commands.h"
 #include "conservation.h"
@@ -36,15 +37,13 @@ ExitStatus Check(const std::string& path, Output& output) {
 
 }  // namespace
 
-void DeclareCheck(CLI::App& app, Action& action) {
-    CLI::App* const command = app.add_subcommand(
+void DeclareCheck(CommandLine& line) {
+    Command command = line.AddCommand(
         "check", "See whether a run is whole: nothing missing, nothing counted twice");
     const auto journal = std::make_shared<std::string>();
-    DeclareJournal(*command, "RUN", *journal);
-    command->footer("Example: kzstat check run.kzj || echo 'do not trust this run'");
-    command->final_callback([journal, &action] {
-        action = [journal](Output& output) { return Check(*journal, output); };
-    });
+    DeclareJournal(command, "RUN", *journal);
+    command.Footer("Example: kzstat check run.kzj || echo 'do not trust this run'");
+    command.Does([journal](Output& output) { return Check(*journal, output); });
 }
 
 }  // namespace kzstat

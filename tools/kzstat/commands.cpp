@@ -2,19 +2,19 @@
 
 namespace kzstat {
 
-void DeclareCommands(CLI::App& app, Action& action) {
-    DeclareShow(app, action);
-    DeclareReport(app, action);
-    DeclareServe(app, action);
-    DeclareCompare(app, action);
-    DeclareExport(app, action);
-    DeclareMerge(app, action);
-    DeclareCheck(app, action);
+void DeclareCommands(CommandLine& line) {
+    DeclareShow(line);
+    DeclareReport(line);
+    DeclareServe(line);
+    DeclareCompare(line);
+    DeclareExport(line);
+    DeclareMerge(line);
+    DeclareCheck(line);
 }
 
-void DeclareJournal(CLI::App& command, const char* name, std::string& path,
+void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description) {
-    command.add_option(name, path, description)->required()->type_name("FILE");
+    command.Add(name, path, description).Required().ValueName("FILE");
 }
 
 }  // namespace kzstat

@@ -1,32 +1,26 @@
 #ifndef KZSTAT_COMMANDS_H
 #define KZSTAT_COMMANDS_H
 
-#include <CLI/CLI.hpp>
-#include <functional>
 #include <string>
 
-#include "exitstatus.h"
-#include "output.h"
+#include "commandline.h"
 
 namespace kzstat {
 
-/// What the subcommand of the command line does, set when it has been read.
-using Action = std::function<ExitStatus(Output&)>;
-
-/// Declares all subcommands.
-void DeclareCommands(CLI::App& app, Action& action);
+/// Declares all commands.
+void DeclareCommands(CommandLine& line);
 
 // Each declares one.
-void DeclareCheck(CLI::App& app, Action& action);
-void DeclareCompare(CLI::App& app, Action& action);
-void DeclareExport(CLI::App& app, Action& action);
-void DeclareMerge(CLI::App& app, Action& action);
-void DeclareReport(CLI::App& app, Action& action);
-void DeclareServe(CLI::App& app, Action& action);
-void DeclareShow(CLI::App& app, Action& action);
+void DeclareCheck(CommandLine& line);
+void DeclareCompare(CommandLine& line);
+void DeclareExport(CommandLine& line);
+void DeclareMerge(CommandLine& line);
+void DeclareReport(CommandLine& line);
+void DeclareServe(CommandLine& line);
+void DeclareShow(CommandLine& line);
 
 /// Declares an argument of `command` that must be there: the journal of a run.
-void DeclareJournal(CLI::App& command, const char* name, std::string& path,
+void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description = "The journal of the run");
 
 }  // namespace kzstat

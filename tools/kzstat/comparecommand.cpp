@@ -1,5 +1,9 @@
+#include <cmath>
 #include <memory>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "comparison.h"
@@ -33,7 +37,7 @@ std::string ProbabilityText(const std::optional<double>& probability) {
 }
 
 std::string Signed(double value) {
-    return (value > 0 ? "+" : "") + ReadableNumber(value);
+    return std::string(value > 0 ? "+" : "").append(ReadableNumber(value));
 }
 
 std::string ShareText(double from, double to) {
@@ -105,33 +109,29 @@ std::vector<FailCondition> ConditionsOf(const CompareOptions& options) {
     try {
         return {options.conditions.begin(), options.conditions.end()};
     } catch (const std::invalid_argument& error) {
-        throw CLI::ValidationError("--fail-if", error.what());
+        throw UsageError("--fail-if", error.what());
     }
 }
 
 }  // namespace
 
-void DeclareCompare(CLI::App& app, Action& action) {
-    CLI::App* const command =
-        app.add_subcommand("compare", "Compare two runs name by name and mark what changed");
+void DeclareCompare(CommandLine& line) {
+    Command command =
+        line.AddCommand("compare", "Compare two runs name by name and mark what changed");
     const auto options = std::make_shared<CompareOptions>();
-    DeclareJournal(*command, "FIRST", options->before, "The journal of the first run");
-    DeclareJournal(*command, "SECOND", options->after, "The journal of the second run");
+    DeclareJournal(command, "FIRST", options->before, "The journal of the first run");
+    DeclareJournal(command, "SECOND", options->after, "The journal of the second run");
     command
-        ->add_option("--fail-if", options->conditions,
-                     "Exit with status 1 where a statistic changed by more than that")
-        ->type_name("CONDITION")
-        ->expected(1)
-        ->take_all();
-    options->range.Declare(*command);
-    command->footer(
+        .Add("--fail-if", options->conditions,
+             "Exit with status 1 where a statistic changed by more than that")
+        .ValueName("CONDITION")
+        .Repeatable();
+    options->range.Declare(command);
+    command.Footer(
         "A '*' marks what changed with a probability p of less than 0.01 for chance alone.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time mean +10%'");
-    command->final_callback([options, &action] {
-        action = [options, conditions = ConditionsOf(*options)](Output& output) {
-            return Compare(*options, conditions, output);
-        };
-    });
+    command.Does(
+        [options](Output& output) { return Compare(*options, ConditionsOf(*options), output); });
 }
 
 }  // namespace kzstat

@@ -1,4 +1,5 @@
 #include <memory>
+#include <string>
 
 #include "commands.h"
 #include "exportformats.h"
@@ -27,20 +28,17 @@ ExitStatus Export(const ExportOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareExport(CLI::App& app, Action& action) {
-    CLI::App* const command =
-        app.add_subcommand("export", "Write every record of a run on standard output");
+void DeclareExport(CommandLine& line) {
+    Command command = line.AddCommand("export", "Write every record of a run on standard output");
     const auto options = std::make_shared<ExportOptions>();
-    DeclareJournal(*command, "RUN", options->journal);
-    command->add_option("--format", options->format, "csv, json (a line each) or influx")
-        ->required()
-        ->check(CLI::IsMember(ExportFormatNames()))
-        ->type_name("FORMAT");
-    options->range.Declare(*command);
-    command->footer("Example: kzstat export run.kzj --format csv > run.csv");
-    command->final_callback([options, &action] {
-        action = [options](Output& output) { return Export(*options, output); };
-    });
+    DeclareJournal(command, "RUN", options->journal);
+    command.Add("--format", options->format, "csv, json (a line each) or influx")
+        .Required()
+        .OneOf(ExportFormatNames())
+        .ValueName("FORMAT");
+    options->range.Declare(command);
+    command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
+    command.Does([options](Output& output) { return Export(*options, output); });
 }
 
 }  // namespace kzstat

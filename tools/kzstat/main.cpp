@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -14,35 +13,17 @@ ExitStatus Complain(const char* text) {
     return kFailed;
 }
 
-ExitStatus ComplainAboutUsage(const CLI::App& app, const CLI::ParseError& error) {
-    const auto chosen = app.get_subcommands();
-    const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
-    return Complain((std::string(error.what()) + " (see kzstat" + command + " --help)").c_str());
-}
-
 ExitStatus Run(int argc, char** argv) {
-    CLI::App app("Shows, checks, compares and exports the statistics that a journal keeps.",
-                 "kzstat");
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "kzstat " KZSTAT_VERSION);
-    Action action;
-    DeclareCommands(app, action);
+    CommandLine line("Shows, checks, compares and exports the statistics that a journal keeps.",
+                     "kzstat", "kzstat " KZSTAT_VERSION);
+    DeclareCommands(line);
     Output output;
     try {
-        app.parse(argc, argv);
-        const ExitStatus status = action(output);
+        const ExitStatus status = line.Parse(argc, argv)(output);
         output.Flush();
         return status;
-    } catch (const CLI::CallForHelp&) {
-        output.Write(app.help());
-        output.Flush();
-        return kDone;
-    } catch (const CLI::CallForVersion& version) {
-        output.WriteLine(version.what());
-        output.Flush();
-        return kDone;
-    } catch (const CLI::ParseError& error) {
-        return ComplainAboutUsage(app, error);
+    } catch (const UsageError& error) {
+        return Complain(line.Explain(error).c_str());
     }
 }
 

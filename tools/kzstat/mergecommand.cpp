@@ -1,4 +1,6 @@
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "kzjournalbulkwriter.h"
@@ -71,21 +73,19 @@ ExitStatus Merge(const MergeOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareMerge(CLI::App& app, Action& action) {
-    CLI::App* const command = app.add_subcommand(
-        "merge", "Merge the runs of several generators of one test into one run");
+void DeclareMerge(CommandLine& line) {
+    Command command =
+        line.AddCommand("merge", "Merge the runs of several generators of one test into one run");
     const auto options = std::make_shared<MergeOptions>();
-    command->add_option("RUNS", options->journals, "The journals of the runs")
-        ->required()
-        ->expected(2, -1)
-        ->type_name("FILE");
-    command->add_option("-o,--output", options->merged, "The journal to make; a new file")
-        ->required()
-        ->type_name("FILE");
-    command->footer("Example: kzstat merge one.kzj two.kzj -o both.kzj");
-    command->final_callback([options, &action] {
-        action = [options](Output& output) { return Merge(*options, output); };
-    });
+    command.Add("RUNS", options->journals, "The journals of the runs")
+        .Required()
+        .AtLeast(2)
+        .ValueName("FILE");
+    command.Add("-o,--output", options->merged, "The journal to make; a new file")
+        .Required()
+        .ValueName("FILE");
+    command.Footer("Example: kzstat merge one.kzj two.kzj -o both.kzj");
+    command.Does([options](Output& output) { return Merge(*options, output); });
 }
 
 }  // namespace kzstat

@@ -18,25 +18,17 @@ double EndOfWarmUp(kzjournal::Reader& journal) {
     return top->first - journal.Facts().sliceLength;
 }
 
-CLI::AsNumberWithUnit Duration() {
-    CLI::AsNumberWithUnit duration(std::map<std::string, double>{{"s", 1}, {"m", 60}, {"h", 3600}},
-                                   CLI::AsNumberWithUnit::CASE_SENSITIVE);
-    // The option names what it takes.
-    duration.description("");
-    return duration;
-}
-
 }  // namespace
 
-void RangeOptions::Declare(CLI::App& command) {
-    command.add_option("--from", from, "Leave out what was before TIME of the run (90, 90s, 1.5m)")
-        ->transform(Duration())
-        ->type_name("TIME");
-    command.add_option("--to", to, "Leave out what was after TIME of the run")
-        ->transform(Duration())
-        ->type_name("TIME");
-    command.add_flag("--skip-warmup", skipsWarmUp,
-                     "Leave out what was before the load size came to its highest");
+void RangeOptions::Declare(Command& command) {
+    command.Add("--from", from, "Leave out what was before TIME of the run (90, 90s, 1.5m)")
+        .Duration()
+        .ValueName("TIME");
+    command.Add("--to", to, "Leave out what was after TIME of the run")
+        .Duration()
+        .ValueName("TIME");
+    command.AddFlag("--skip-warmup", skipsWarmUp,
+                    "Leave out what was before the load size came to its highest");
 }
 
 kzjournal::TimeRange RangeOptions::RangeOf(kzjournal::Reader& journal) const {

@@ -1,9 +1,9 @@
 #ifndef KZSTAT_RANGEOPTIONS_H
 #define KZSTAT_RANGEOPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 
+#include "commandline.h"
 #include "kzjournalreader.h"
 
 namespace kzstat {
@@ -14,7 +14,7 @@ struct RangeOptions {
     std::optional<double> to;
     bool skipsWarmUp = false;
 
-    void Declare(CLI::App& command);
+    void Declare(Command& command);
     kzjournal::TimeRange RangeOf(kzjournal::Reader& journal) const;
 };
 

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include "commands.h"
 #include "kzjournalreader.h"
@@ -40,20 +41,16 @@ ExitStatus Report(const ReportOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareReport(CLI::App& app, Action& action) {
-    CLI::App* const command =
-        app.add_subcommand("report", "Make a page of charts and tables for a browser");
+void DeclareReport(CommandLine& line) {
+    Command command = line.AddCommand("report", "Make a page of charts and tables for a browser");
     const auto options = std::make_shared<ReportOptions>();
-    DeclareJournal(*command, "RUN", options->journal);
-    command
-        ->add_option("-o,--output", options->page, "The HTML file to make (- for standard output)")
-        ->required()
-        ->type_name("PAGE");
-    options->range.Declare(*command);
-    command->footer("Example: kzstat report run.kzj -o run.html");
-    command->final_callback([options, &action] {
-        action = [options](Output& output) { return Report(*options, output); };
-    });
+    DeclareJournal(command, "RUN", options->journal);
+    command.Add("-o,--output", options->page, "The HTML file to make (- for standard output)")
+        .Required()
+        .ValueName("PAGE");
+    options->range.Declare(command);
+    command.Footer("Example: kzstat report run.kzj -o run.html");
+    command.Does([options](Output& output) { return Report(*options, output); });
 }
 
 }  // namespace kzstat

@@ -1,5 +1,6 @@
 #include <csignal>
 #include <memory>
+#include <string>
 
 #include "commands.h"
 #include "pageserver.h"
@@ -51,24 +52,21 @@ ExitStatus Serve(const ServeOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareServe(CLI::App& app, Action& action) {
-    CLI::App* const command =
-        app.add_subcommand("serve", "Show a run in a browser while it goes on");
+void DeclareServe(CommandLine& line) {
+    Command command = line.AddCommand("serve", "Show a run in a browser while it goes on");
     const auto options = std::make_shared<ServeOptions>();
-    DeclareJournal(*command, "RUN", options->journal);
-    command->add_option("--port", options->port, "The port to listen on, 0 for any that is free")
-        ->check(CLI::Range(0, kHighestPort))
-        ->type_name("PORT")
-        ->capture_default_str();
+    DeclareJournal(command, "RUN", options->journal);
+    command.Add("--port", options->port, "The port to listen on, 0 for any that is free")
+        .Between(0, kHighestPort)
+        .ValueName("PORT")
+        .ShowsDefault();
     command
-        ->add_option("--bind", options->address,
-                     "The address to listen on; others than this machine's own let others in")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    command->footer("Example: kzstat serve run.kzj --port 8090");
-    command->final_callback([options, &action] {
-        action = [options](Output& output) { return Serve(*options, output); };
-    });
+        .Add("--bind", options->address,
+             "The address to listen on; others than this machine's own let others in")
+        .ValueName("ADDRESS")
+        .ShowsDefault();
+    command.Footer("Example: kzstat serve run.kzj --port 8090");
+    command.Does([options](Output& output) { return Serve(*options, output); });
 }
 
 }  // namespace kzstat

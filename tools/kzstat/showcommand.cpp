@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "kzjournalreader.h"
@@ -69,7 +72,7 @@ void FollowOnScreen(kzjournal::Reader& journal, const ShowOptions& options, Outp
 }
 
 std::string LineOf(const CKZStatMessage& slice, const CKZStatMessageRecord& record) {
-    const auto number = [](double value) { return " " + ReadableNumber(value); };
+    const auto number = [](double value) { return std::string(" ").append(ReadableNumber(value)); };
     std::string line = ReadableNumber(slice.GetElapsed()) + " " + Printable(TextOf(record.name)) +
                        " count" + number(record.lasts.count);
     if (record.lasts.count > 0)
@@ -111,23 +114,19 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareShow(CLI::App& app, Action& action) {
-    CLI::App* const command = app.add_subcommand("show", "Print a table of every name of a run");
+void DeclareShow(CommandLine& line) {
+    Command command = line.AddCommand("show", "Print a table of every name of a run");
     const auto options = std::make_shared<ShowOptions>();
-    DeclareJournal(*command, "RUN", options->journal);
-    command
-        ->add_option("--sort", options->sortColumn,
-                     "The column to sort by; numbers from the largest on")
-        ->check(CLI::IsMember(SortableColumns()))
-        ->type_name("COLUMN");
-    command->add_flag("--follow", options->follows,
-                      "Go on until the run ends: redraw the table on a terminal, elsewhere write a"
-                      " line per name and slice");
-    options->range.Declare(*command);
-    command->footer("Example: kzstat show run.kzj --sort mean --skip-warmup");
-    command->final_callback([options, &action] {
-        action = [options](Output& output) { return Show(*options, output); };
-    });
+    DeclareJournal(command, "RUN", options->journal);
+    command.Add("--sort", options->sortColumn, "The column to sort by; numbers from the largest on")
+        .OneOf(SortableColumns())
+        .ValueName("COLUMN");
+    command.AddFlag("--follow", options->follows,
+                    "Go on until the run ends: redraw the table on a terminal, elsewhere write a"
+                    " line per name and slice");
+    options->range.Declare(command);
+    command.Footer("Example: kzstat show run.kzj --sort mean --skip-warmup");
+    command.Does([options](Output& output) { return Show(*options, output); });
 }
 
 }  // namespace kzstat
