@@ -19,6 +19,26 @@ void Check(bool holds) {
     if (!holds) std::abort();
 }
 
+/// What was read is written so that it can be read.
+void WriteAndRead(const CKZStatMessage& message) {
+    RWCString text;
+    CKZStatMessageWriter writer(text);
+    writer.WriteHeader(message.GetGeneratorName(), message.GetSliceLength(), message.GetElapsed(),
+                       message.GetSliceId());
+    for (const CKZStatMessageRecord& record : message.GetRecords())
+        writer.WriteRecord({record.name.data(), record.name.length()}, record.type, record.totals,
+                           record.lasts);
+    CKZStatMessage again;
+    std::size_t fault = 0;
+    Check(again.Read(text, CKZStatMessage::FullRecords, fault));
+    Check(again.GetSliceId() == message.GetSliceId());
+    Check(again.GetRecords().size() == message.GetRecords().size());
+    for (std::size_t i = 0; i < again.GetRecords().size(); ++i) {
+        Check(again.GetRecords()[i].name == message.GetRecords()[i].name);
+        Check(again.GetRecords()[i].totals.count == message.GetRecords()[i].totals.count);
+    }
+}
+
 void ReadAs(CKZStatMessage::RecordForm form, std::ptrdiff_t fieldsPerRecord, const char* text,
             std::size_t length) {
     CKZStatMessage message;
@@ -38,11 +58,11 @@ void ReadAs(CKZStatMessage::RecordForm form, std::ptrdiff_t fieldsPerRecord, con
     const auto records = static_cast<std::ptrdiff_t>(message.GetRecords().size());
     Check(std::count(text, text + length, kFieldEnd) == kHeaderFields + fieldsPerRecord * records);
     for (const CKZStatMessageRecord& record : message.GetRecords()) {
-        Check(record.totals.count >= 0 && record.lasts.count >= 0);
         Check(message.FindRecord(record.name.data()) != nullptr ||
               std::memchr(record.name.data(), 0, record.name.length()) != nullptr);
         record.GetItem(message.GetElapsed());
     }
+    if (form == CKZStatMessage::FullRecords) WriteAndRead(message);
 }
 
 }  // namespace

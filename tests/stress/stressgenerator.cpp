@@ -9,7 +9,9 @@ namespace {
 
 constexpr char kGeneratorName[] = "stress";
 constexpr int kHookClientId = 50;
-// Elapsed times have three decimals, and each slice's end is rounded to what a double can hold.
+// Messages have three decimals.
+constexpr double kRounding = 0.0006;
+// So have elapsed times, and each slice's end is rounded to what a double can hold.
 constexpr double kElapsedRounding = 0.001;
 constexpr double kEndRoundingPerSlice = 3e-7;
 
@@ -55,6 +57,15 @@ void StressGenerator::SendTotalDictionary(Dictionary* merged, double sliceLength
     DisturbTheRound();
 }
 
+void StressGenerator::SendSliceValues(const CKZStatSliceValues& slice) {
+    m_findings.Expect("slice id of the values", m_messageCount + 1, slice.GetSliceId());
+    m_valuesInHand.clear();
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        m_valuesInHand[std::string(record.name)] = {{record.lasts.count, record.lasts.sum},
+                                                    {record.totals.count, record.totals.sum}};
+    DisturbTheRound();
+}
+
 /// Is a nuisance first, unlike the other hooks: a message whose hook threw is given again and
 /// counts once.
 int StressGenerator::SendDictionaryString(RWCString& text, double, const char* name) {
@@ -65,6 +76,7 @@ int StressGenerator::SendDictionaryString(RWCString& text, double, const char* n
     if (message.Read(text, CKZStatMessage::FullRecords, fault)) {
         CheckHeader(message);
         EnterDictionaries();
+        CompareWithValues(message);
         EnterRecords(message);
     } else {
         m_findings.Note("message", "one that can be read", "a fault at " + std::to_string(fault));
@@ -86,6 +98,19 @@ void StressGenerator::CheckHeader(const CKZStatMessage& message) {
     const double paused = m_paused;
     m_findings.Expect("elapsed time", id * m_ownSliceLength - paused / 2, message.GetElapsed(),
                       paused / 2 + kElapsedRounding + id * kEndRoundingPerSlice);
+}
+
+void StressGenerator::CompareWithValues(const CKZStatMessage& message) {
+    m_findings.Expect("names among the values", static_cast<double>(message.GetRecords().size()),
+                      static_cast<double>(m_valuesInHand.size()));
+    for (const CKZStatMessageRecord& record : message.GetRecords()) {
+        const Noted& values = m_valuesInHand[record.name.data()];
+        m_findings.Expect("count of the values", record.totals.count, values.totals.count);
+        m_findings.Expect("sum of the values", record.totals.sum, values.totals.sum, kRounding);
+        m_findings.Expect("count of the slice's values", record.lasts.count, values.lasts.count);
+        m_findings.Expect("sum of the slice's values", record.lasts.sum, values.lasts.sum,
+                          kRounding);
+    }
 }
 
 void StressGenerator::EnterRecords(const CKZStatMessage& message) {

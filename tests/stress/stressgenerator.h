@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 #include <map>
+#include <string>
 
 #include "books.h"
 #include "dice.h"
@@ -27,6 +28,7 @@ public:
                               double sliceEndTime) override;
     void SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
                              double elapsed) override;
+    void SendSliceValues(const CKZStatSliceValues& slice) override;
     int SendDictionaryString(RWCString& text, double elapsed, const char* name) override;
 
     /// Hooks that begin after this report no values any more.
@@ -57,6 +59,7 @@ private:
 
     void NoteDictionary(Dictionary& dictionary, int clientId);
     void EnterDictionaries();
+    void CompareWithValues(const CKZStatMessage& message);
     void EnterRecords(const CKZStatMessage& message);
     void CheckHeader(const CKZStatMessage& message);
     void AskEverything(Dictionary& dictionary, int clientId);
@@ -81,6 +84,7 @@ private:
     // Enters the ledger with the message: a slice that is dropped between the two, at the end of
     // a round, is told by none.
     std::map<Account, Noted> m_sliceInHand;
+    std::map<std::string, Noted> m_valuesInHand;
     Ledger m_ledger;
     Books m_books;
     Findings m_findings;
