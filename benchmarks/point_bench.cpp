@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kzstatmerge.h"
 #include "kzstatmessage.h"
 #include "kzstatpointbuilder.h"
 #include "rw/cstring.h"
@@ -69,29 +70,40 @@ RWCString MessageOfOneSlice() {
     return sender.lastText;
 }
 
-std::vector<std::unique_ptr<CKZStatPoint>> PointsOf(const RWCString& text) {
+CKZStatMessage Read(const RWCString& text) {
     CKZStatMessage message;
     std::size_t fault = 0;
     message.Read(text, CKZStatMessage::FullRecords, fault);
-    std::vector<std::unique_ptr<CKZStatPoint>> points;
-    for (const CKZStatMessageRecord& record : message.GetRecords())
-        points.emplace_back(
-            CKZStatPointBuilder::BuildPoint(record.type, record.GetItem(message.GetElapsed())));
-    return points;
+    return message;
 }
 
-/// What the messages of two generators take to become one: read, made into points, merged. Per name
-/// of a slice.
+/// What the messages of two generators take to become one: read and merged. Per name of a slice.
 void BM_Messages_Merge(benchmark::State& state) {
     const RWCString text = MessageOfOneSlice();
     for (auto _ : state) {
-        const auto points = PointsOf(text);
-        const auto others = PointsOf(text);
-        for (std::size_t i = 0; i < points.size(); ++i)
-            benchmark::DoNotOptimize(&(*points[i] + *others[i]));
+        CKZStatMerge merge;
+        merge.Add(Read(text));
+        merge.Add(Read(text));
+        benchmark::DoNotOptimize(merge.GetRecords().data());
     }
     state.SetItemsProcessed(state.iterations() * kUsualNames);
 }
 BENCHMARK(BM_Messages_Merge);
+
+/// Records of two generators, by the number of names: the time per name should not grow.
+void BM_Merge_Add(benchmark::State& state) {
+    std::vector<CKZStatMessageRecord> records;
+    for (int i = 0; i < state.range(0); ++i)
+        records.push_back({("transaction." + std::to_string(i)).c_str(), Types::Timer,
+                           {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}});
+    for (auto _ : state) {
+        CKZStatMerge merge;
+        for (int generator = 0; generator < 2; ++generator)
+            for (const CKZStatMessageRecord& record : records) merge.Add(record);
+        benchmark::DoNotOptimize(merge.GetRecords().data());
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_Merge_Add)->RangeMultiplier(10)->Range(100, 100000);
 
 }  // namespace
