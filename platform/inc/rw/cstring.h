@@ -2,6 +2,7 @@
 #define KZ_RW_CSTRING_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "kzplatform_export.h"
@@ -56,8 +57,17 @@ public:
     friend bool operator==(const char* a, const RWCString& b) { return RWCString(a) == b; }
     friend bool operator!=(const char* a, const RWCString& b) { return RWCString(a) != b; }
 
+    /// The order of `compareTo`.
+    friend bool operator<(const RWCString& a, const RWCString& b) { return a.m_text < b.m_text; }
+
 private:
     std::string m_text;
+};
+
+/// For unordered containers.
+template <>
+struct std::hash<RWCString> {
+    std::size_t operator()(const RWCString& text) const { return text.hash(); }
 };
 
 #endif
