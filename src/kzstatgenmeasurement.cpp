@@ -67,7 +67,7 @@ void CKZStatGenMeasurement::AddLastAndTrace(double value) {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddLast ( %d )", Whole(value));
     m_totals.AddValue(value);
-    KZ_TRACE(" tsum = %d    tsumSqr = %d\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
+    KZ_TRACE(" tsum = %d    tsumSqr = %d\\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
     KZ_TRACE(kRule);
     m_lasts.AddValue(value);
 }
@@ -98,12 +98,12 @@ void CKZStatGenMeasurement::AddAggregates(const Aggregate& totals, const Aggrega
 
 void CKZStatGenMeasurement::AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts) {
     KZ_TRACE(kRule);
-    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n", Whole(totals.sum),
+    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n", Whole(totals.sum),
              Whole(totals.sumSqr));
     if (totals.count == 0) return;
     m_totals.AddAggregate(totals);
     KZ_TRACE(" After Add, the values are :");
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
     if (lasts.count == 0) return;
     m_lasts.AddAggregate(lasts);
@@ -119,7 +119,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
     m_lasts = {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr};
     m_type = type;
     KZ_TRACE(" After Set, the values are :");
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
     KZ_TRACE(kRule);
 }
@@ -127,7 +127,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
 void CKZStatGenMeasurement::AppendDump(RWCString& out, const char* name) {
     KZ_TRACE(kRule);
     KZ_TRACE(" AppendDump NAME = %s ", name);
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
 
     KzAppendField(out, name);

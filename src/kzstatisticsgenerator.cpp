@@ -329,8 +329,9 @@ void CKZStatGenMain::BeginNextSlice() {
     m_sliceCounter = id;
     m_sliceEndOffset += m_sliceLength;
     m_currentEndTime = end;
-    KZ_TRACE("CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\n",
-             id, Elapsed(RyPSysTime()), Elapsed(end));
+    KZ_TRACE(
+        "CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\\n", id,
+        Elapsed(RyPSysTime()), Elapsed(end));
 }
 
 void CKZStatGenMain::AddSlice(CKZStatGenSlice* slice, int id) {
@@ -487,7 +488,7 @@ void CKZStatGenMain::doGarbageWork() {
 void CKZStatGenMain::FreeSliceInHand() {
     CKZStatGenSlice* const slice = m_sliceToFree;
     if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
-    KZ_TRACE("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, Time: %f)\n", slice->m_id,
+    KZ_TRACE("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, Time: %f)\\n", slice->m_id,
              slice->m_time);
     RemoveSlice(slice);
     m_sliceToFree = nullptr;
@@ -501,7 +502,7 @@ void CKZStatGenMain::KeepTime(CKZStatGenClient& dummyClient) {
     if (now > end + kSilenceGraceSeconds && !m_stopping.load()) {
         KZ_TRACE(
             "CKZStatGenMain::doGarbageWork, call dummyClient.GetNewDictionary (Time: %f, "
-            "SliceTime:%f)\n",
+            "SliceTime:%f)\\n",
             Elapsed(now), Elapsed(end));
         dummyClient.GetNewDictionary();
     } else {

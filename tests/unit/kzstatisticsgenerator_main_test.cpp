@@ -306,7 +306,7 @@ TEST_F(Generator, TracesEachNewSliceWithItsTimes) {
     client.GetNewDictionary();
     EXPECT_THAT(log.Texts(),
                 ElementsAre("CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, "
-                            "SliceTime: %f)\n\t2\t12.5\t20\t"));
+                            "SliceTime: %f)\\n\t2\t12.5\t20\t"));
 }
 
 TEST_F(Generator, IgnoresASecondStart) {
@@ -534,9 +534,9 @@ TEST_F(GeneratorLoops, TraceTheKeepingOfTime) {
     EXPECT_THAT(log.Texts(),
                 testing::IsSupersetOf(
                     {std::string("CKZStatGenMain::doGarbageWork, call dummyClient."
-                                 "GetNewDictionary (Time: %f, SliceTime:%f)\n\t18\t10\t"),
+                                 "GetNewDictionary (Time: %f, SliceTime:%f)\\n\t18\t10\t"),
                      std::string("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, "
-                                 "Time: %f)\n\t1\t110\t")}));
+                                 "Time: %f)\\n\t1\t110\t")}));
 }
 
 TEST_F(GeneratorLoops, CarryTheTimekeeperAsAnEmptyClientFromThenOn) {
