@@ -68,7 +68,7 @@ const char* CKZStatPointTypeEnum::GetStringFromEnumType(PointType type) {
     return Entry(MeasurementTypeStringNames, type, "NotSet");
 }
 
-void CKZStatPointTypeEnum::GetEnumTypeFromString(const RWCString& text, PointType& type) {
+void CKZStatPointTypeEnum::GetEnumTypeFromString(const RWCString& text, PointType& type) noexcept {
     for (const AcceptedForm& form : kAcceptedForms) {
         if (text == form.text) {
             type = form.type;

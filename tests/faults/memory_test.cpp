@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <new>
@@ -191,6 +192,21 @@ bool BeginSlicesOfALongSilence(long failingAllocation) {
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 71U);
     for (int id = 1; id <= 70; ++id) EXPECT_EQ(Peer::IdOf(*generator.WaitForSlice()), id);
     return failing.HasFailed();
+}
+
+TEST(LackOfMemory, ConvertsPointTypesWithoutAllocating) {
+    testing::internal::CaptureStderr();
+    for (const char* const text : {"TransactionReasonCounter", "AccumulatorPerSec", "Stat",
+                                   "a form that does not fit a small string", ""}) {
+        const RWCString form(text);
+        Types::PointType type = Types::NotSet;
+        const FailingNew failing(1);
+        static_assert(noexcept(Types::GetEnumTypeFromString(form, type)));
+        Types::GetEnumTypeFromString(form, type);
+        EXPECT_FALSE(failing.HasFailed()) << text;
+    }
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 2) << errors;
 }
 
 TEST(LackOfMemory, LeavesNoGapInTheTimeline) {

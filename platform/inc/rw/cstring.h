@@ -52,10 +52,12 @@ public:
 
     friend bool operator==(const RWCString& a, const RWCString& b) { return a.m_text == b.m_text; }
     friend bool operator!=(const RWCString& a, const RWCString& b) { return a.m_text != b.m_text; }
-    friend bool operator==(const RWCString& a, const char* b) { return a == RWCString(b); }
-    friend bool operator!=(const RWCString& a, const char* b) { return a != RWCString(b); }
-    friend bool operator==(const char* a, const RWCString& b) { return RWCString(a) == b; }
-    friend bool operator!=(const char* a, const RWCString& b) { return RWCString(a) != b; }
+    friend bool operator==(const RWCString& a, const char* b) {
+        return a.m_text == (b == nullptr ? "" : b);
+    }
+    friend bool operator!=(const RWCString& a, const char* b) { return !(a == b); }
+    friend bool operator==(const char* a, const RWCString& b) { return b == a; }
+    friend bool operator!=(const char* a, const RWCString& b) { return !(b == a); }
 
     /// The order of `compareTo`.
     friend bool operator<(const RWCString& a, const RWCString& b) { return a.m_text < b.m_text; }
