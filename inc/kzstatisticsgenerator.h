@@ -193,8 +193,10 @@ public:
 
     /// Files `slice` under `id` in the timeline.
     void AddSlice(CKZStatGenSlice* slice, int id) RYP_REQUIRES(*m_timelineLock);
-    /// Takes `slice` out of the timeline and deletes it; clients that still hold one of its
-    /// dictionaries forget it. REQUIRES: `slice` is not the current one.
+    /// Takes what stands under the id of `slice` out of the timeline and deletes it: `slice`,
+    /// unless the host made another one with the same id. Clients that still hold one of its
+    /// dictionaries forget it. REQUIRES: that is neither the current slice nor the one that is
+    /// being sent.
     void RemoveSlice(CKZStatGenSlice* slice);
 
     /// The next finished slice, waiting for it; null once the generator is terminated.

@@ -346,16 +346,18 @@ std::unique_ptr<RWCollectable> CKZStatGenMain::TakeOutOfTimeline(int id) {
 }
 
 void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
+    const RWCollectableInt id(slice->m_id);
     std::unique_ptr<RWCollectable> key;
+    std::unique_ptr<CKZStatGenSlice> removed;
     {
         // The clients lock too: a client that has just left the slice is out of it by then.
         const RWMutexLock::LockGuard clients(*m_clientsLock);
-        slice->DetachClients();
         const Lock::LockGuard guard(*m_timelineLock);
-        key = TakeOutOfTimeline(slice->m_id);
+        removed.reset(SliceOf(m_timeline.findValue(&id)));
+        if (removed != nullptr) removed->DetachClients();
+        key = TakeOutOfTimeline(id.value());
     }
     // Out of reach now, so no client waits while thousands of measurements are freed.
-    if (key != nullptr) delete slice;
 }
 
 CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {

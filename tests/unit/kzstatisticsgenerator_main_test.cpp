@@ -213,6 +213,19 @@ TEST_F(Generator, LeavesASliceThatIsNotInItsTimeline) {
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
 }
 
+TEST_F(Generator, RemovesTheSliceThatStandsUnderTheId) {
+    CKZStatGenClient holder(&generator, 5);
+    CKZStatGenClient other(&generator, 6);
+    holder.AddLast("n", 1, Types::Counter);
+    clock.Set(110.0);
+    other.GetNewDictionary();
+    CKZStatGenSlice namesake(1, 110.0, &generator, true);
+    generator.RemoveSlice(&namesake);
+    EXPECT_TRUE(namesake.isEmpty());
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+    EXPECT_EQ(Peer::DictionaryOf(holder), nullptr);
+}
+
 TEST_F(Generator, FilesNoSliceUnderAnIdThatIsTaken) {
     CKZStatGenSlice second(1, 110.0, &generator, true);
     Peer::AddSlice(generator, second, 1);
