@@ -2,6 +2,7 @@
 #define KZSTATISTICSGENERATOR_H
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -88,9 +89,9 @@ private:
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
-    /// A fold that was begun: so many dictionaries of the slice are added.
+    /// A fold that was begun: so many dictionaries of the slice with that number are added.
     struct Fold {
-        const CKZStatGenSlice* finished;
+        std::uint64_t number;
         int dictionaries;
     };
 
@@ -120,6 +121,9 @@ private:
     CKZStatGenMain* const m_main;
     // Dictionaries under a client id that has one in the map already. Added to under m_lock.
     std::vector<FurtherDictionary> m_furtherDictionaries;
+    // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
+    // is used again.
+    const std::uint64_t m_number;
     Fold m_fold;
 };
 

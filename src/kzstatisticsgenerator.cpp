@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -38,6 +39,12 @@ CKZStatGenSlice* SliceOf(RWCollectable* item) {
     return static_cast<CKZStatGenSlice*>(item);
 }
 
+/// 0 is nobody's.
+std::uint64_t NextSliceNumber() {
+    static std::atomic<std::uint64_t> slices{0};
+    return slices.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 bool IsReleased(int queueStatus) {
     return queueStatus == RyPEventQueue::Released ||
            queueStatus == RyPEventQueue::ReleasedWhileWaiting;
@@ -56,7 +63,8 @@ CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool
       m_countZ0(0),
       m_ownsDictionaries(ownsDictionaries),
       m_main(main),
-      m_fold{nullptr, 0} {}
+      m_number(NextSliceNumber()),
+      m_fold{0, 0} {}
 
 CKZStatGenSlice::~CKZStatGenSlice() {
     if (!m_ownsDictionaries) return;
@@ -147,7 +155,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
 }
 
 void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
-    if (m_fold.finished != finished) m_fold = {finished, 0};
+    if (m_fold.number != finished->m_number) m_fold = {finished->m_number, 0};
     int position = 0;
     finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
         if (position++ < m_fold.dictionaries) return;
@@ -155,7 +163,7 @@ void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
         FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
         ++m_fold.dictionaries;
     });
-    m_fold = {nullptr, 0};
+    m_fold = {0, 0};
     m_id = finished->m_id;
     m_time = finished->m_time;
 }
