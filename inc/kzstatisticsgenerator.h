@@ -2,6 +2,7 @@
 #define KZSTATISTICSGENERATOR_H
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -89,9 +90,9 @@ private:
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
-    /// A fold that was begun: so many dictionaries of the slice are added.
+    /// A fold that was begun: so many dictionaries of the slice with that number are added.
     struct Fold {
-        const CKZStatGenSlice* finished;
+        std::uint64_t number;
         int dictionaries;
     };
 
@@ -121,6 +122,9 @@ private:
     CKZStatGenMain* const m_main;
     // Dictionaries under a client id that has one in the map already. Added to under m_lock.
     std::vector<FurtherDictionary> m_furtherDictionaries;
+    // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
+    // is used again.
+    const std::uint64_t m_number;
     Fold m_fold;
 };
 
@@ -197,8 +201,10 @@ public:
 
     /// Files `slice` under `id` in the timeline.
     void AddSlice(CKZStatGenSlice* slice, int id) RYP_REQUIRES(*m_timelineLock);
-    /// Takes `slice` out of the timeline and deletes it; clients that still hold one of its
-    /// dictionaries forget it. REQUIRES: `slice` is not the current one.
+    /// Takes what stands under the id of `slice` out of the timeline and deletes it: `slice`,
+    /// unless the host made another one with the same id. Clients that still hold one of its
+    /// dictionaries forget it. REQUIRES: that is neither the current slice nor the one that is
+    /// being sent.
     void RemoveSlice(CKZStatGenSlice* slice);
 
     /// The next finished slice, waiting for it; null once the generator is terminated.

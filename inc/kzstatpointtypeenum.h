@@ -39,8 +39,9 @@ public:
     static const char* GetStringFromEnumType(PointType type);
 
     /// Sets `type` from its readable form; "Stat" is a second form of `Counter`. The match is
-    /// exact. An unknown text, "NotSet" included, leaves `type` alone and logs an error.
-    static void GetEnumTypeFromString(const RWCString& text, PointType& type);
+    /// exact. An unknown text, "NotSet" included, leaves `type` alone and logs an error. Allocates
+    /// nothing.
+    static void GetEnumTypeFromString(const RWCString& text, PointType& type) noexcept;
 };
 
 /// The decimal and the readable forms of the twelve types, indexed by bit position.

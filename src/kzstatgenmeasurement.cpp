@@ -62,7 +62,7 @@ void CKZStatGenMeasurement::AddLastAndTrace(double value) {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddLast ( %d )", Whole(value));
     TakeValue(m_totals, value);
-    KZ_TRACE(" tsum = %d    tsumSqr = %d\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
+    KZ_TRACE(" tsum = %d    tsumSqr = %d\\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
     KZ_TRACE(kRule);
     TakeValue(m_lasts, value);
 }
@@ -95,12 +95,12 @@ void CKZStatGenMeasurement::AddAggregates(const CKZStatAggregate& totals,
 void CKZStatGenMeasurement::AddAggregatesAndTrace(const CKZStatAggregate& totals,
                                                   const CKZStatAggregate& lasts) {
     KZ_TRACE(kRule);
-    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n", Whole(totals.sum),
+    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n", Whole(totals.sum),
              Whole(totals.sumSqr));
     if (totals.count == 0) return;
     TakeAggregate(m_totals, totals);
     KZ_TRACE(" After Add, the values are :");
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
     if (lasts.count == 0) return;
     TakeAggregate(m_lasts, lasts);
@@ -116,7 +116,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
     m_lasts = {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr};
     m_type = type;
     KZ_TRACE(" After Set, the values are :");
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
     KZ_TRACE(kRule);
 }
@@ -124,7 +124,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
 void CKZStatGenMeasurement::AppendDump(RWCString& out, const char* name) {
     KZ_TRACE(kRule);
     KZ_TRACE(" AppendDump NAME = %s ", name);
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\n", Whole(m_totals.sum),
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
              Whole(m_totals.sumSqr));
 
     CKZStatMessageWriter(out).WriteRecord(name, m_type, m_totals, m_lasts);

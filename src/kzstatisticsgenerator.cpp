@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -38,6 +39,12 @@ CKZStatGenSlice* SliceOf(RWCollectable* item) {
     return static_cast<CKZStatGenSlice*>(item);
 }
 
+/// 0 is nobody's.
+std::uint64_t NextSliceNumber() {
+    static std::atomic<std::uint64_t> slices{0};
+    return slices.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 bool IsReleased(int queueStatus) {
     return queueStatus == RyPEventQueue::Released ||
            queueStatus == RyPEventQueue::ReleasedWhileWaiting;
@@ -56,7 +63,8 @@ CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool
       m_countZ0(0),
       m_ownsDictionaries(ownsDictionaries),
       m_main(main),
-      m_fold{nullptr, 0} {}
+      m_number(NextSliceNumber()),
+      m_fold{0, 0} {}
 
 CKZStatGenSlice::~CKZStatGenSlice() {
     if (!m_ownsDictionaries) return;
@@ -147,7 +155,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
 }
 
 void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
-    if (m_fold.finished != finished) m_fold = {finished, 0};
+    if (m_fold.number != finished->m_number) m_fold = {finished->m_number, 0};
     int position = 0;
     finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
         if (position++ < m_fold.dictionaries) return;
@@ -155,7 +163,7 @@ void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
         FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
         ++m_fold.dictionaries;
     });
-    m_fold = {nullptr, 0};
+    m_fold = {0, 0};
     m_id = finished->m_id;
     m_time = finished->m_time;
 }
@@ -330,8 +338,9 @@ void CKZStatGenMain::BeginNextSlice() {
     m_sliceCounter = id;
     m_sliceEndOffset += m_sliceLength;
     m_currentEndTime = end;
-    KZ_TRACE("CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\n",
-             id, Elapsed(RyPSysTime()), Elapsed(end));
+    KZ_TRACE(
+        "CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\\n", id,
+        Elapsed(RyPSysTime()), Elapsed(end));
 }
 
 void CKZStatGenMain::AddSlice(CKZStatGenSlice* slice, int id) {
@@ -346,16 +355,18 @@ std::unique_ptr<RWCollectable> CKZStatGenMain::TakeOutOfTimeline(int id) {
 }
 
 void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
+    const RWCollectableInt id(slice->m_id);
     std::unique_ptr<RWCollectable> key;
+    std::unique_ptr<CKZStatGenSlice> removed;
     {
         // The clients lock too: a client that has just left the slice is out of it by then.
         const RWMutexLock::LockGuard clients(*m_clientsLock);
-        slice->DetachClients();
         const Lock::LockGuard guard(*m_timelineLock);
-        key = TakeOutOfTimeline(slice->m_id);
+        removed.reset(SliceOf(m_timeline.findValue(&id)));
+        if (removed != nullptr) removed->DetachClients();
+        key = TakeOutOfTimeline(id.value());
     }
     // Out of reach now, so no client waits while thousands of measurements are freed.
-    if (key != nullptr) delete slice;
 }
 
 CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
@@ -490,7 +501,7 @@ void CKZStatGenMain::doGarbageWork() {
 void CKZStatGenMain::FreeSliceInHand() {
     CKZStatGenSlice* const slice = m_sliceToFree;
     if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
-    KZ_TRACE("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, Time: %f)\n", slice->m_id,
+    KZ_TRACE("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, Time: %f)\\n", slice->m_id,
              slice->m_time);
     RemoveSlice(slice);
     m_sliceToFree = nullptr;
@@ -504,7 +515,7 @@ void CKZStatGenMain::KeepTime(CKZStatGenClient& dummyClient) {
     if (now > end + kSilenceGraceSeconds && !m_stopping.load()) {
         KZ_TRACE(
             "CKZStatGenMain::doGarbageWork, call dummyClient.GetNewDictionary (Time: %f, "
-            "SliceTime:%f)\n",
+            "SliceTime:%f)\\n",
             Elapsed(now), Elapsed(end));
         dummyClient.GetNewDictionary();
     } else {

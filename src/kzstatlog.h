@@ -11,6 +11,7 @@ inline bool KzIsTracing() {
     return __builtin_expect(RyPLog::IsEnabled(RyPLogLevel::Trace), 0);
 }
 
+/// Whoever reads traces knows these texts by their bytes: some end with a backslash and an n.
 #define KZ_TRACE(...) RYP_TRACE(kLogScope, __VA_ARGS__)
 
 /// An error record; without arguments it carries no text, only the scope and its position.

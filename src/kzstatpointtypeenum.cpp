@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "kzstatlog.h"
+#include "kzstatpointkind.h"
 #include "rw/cstring.h"
 
 const char* const MeasurementTypeNames[12] = {"1",  "2",   "4",   "8",   "16",   "32",
@@ -28,26 +29,8 @@ const char* Entry(const char* const (&table)[12], CKZStatPointTypeEnum::PointTyp
     return index < std::size(table) ? table[index] : notSet;
 }
 
-struct AcceptedForm {
-    const char* text;
-    CKZStatPointTypeEnum::PointType type;
-};
-
-constexpr AcceptedForm kAcceptedForms[] = {
-    {"Timer", CKZStatPointTypeEnum::Timer},
-    {"Counter", CKZStatPointTypeEnum::Counter},
-    {"Stat", CKZStatPointTypeEnum::Counter},
-    {"LoadSize", CKZStatPointTypeEnum::LoadSize},
-    {"Measurement", CKZStatPointTypeEnum::Measurement},
-    {"NTPerformance", CKZStatPointTypeEnum::NTPerformance},
-    {"CounterPerSec", CKZStatPointTypeEnum::CounterPerSec},
-    {"MeasurementPerSec", CKZStatPointTypeEnum::MeasurementPerSec},
-    {"TransactionCounter", CKZStatPointTypeEnum::TransactionCounter},
-    {"TransactionTimer", CKZStatPointTypeEnum::TransactionTimer},
-    {"TransactionReasonCounter", CKZStatPointTypeEnum::TransactionReasonCounter},
-    {"Accumulator", CKZStatPointTypeEnum::Accumulator},
-    {"AccumulatorPerSec", CKZStatPointTypeEnum::AccumulatorPerSec},
-};
+/// A second readable form of `Counter`, without a way back.
+constexpr char kSecondFormOfCounter[] = "Stat";
 
 }  // namespace
 
@@ -61,12 +44,16 @@ const char* CKZStatPointTypeEnum::GetStringFromEnumType(PointType type) {
     return Entry(MeasurementTypeStringNames, type, "NotSet");
 }
 
-void CKZStatPointTypeEnum::GetEnumTypeFromString(const RWCString& text, PointType& type) {
-    for (const AcceptedForm& form : kAcceptedForms) {
-        if (text == form.text) {
-            type = form.type;
+void CKZStatPointTypeEnum::GetEnumTypeFromString(const RWCString& text, PointType& type) noexcept {
+    for (const CKZStatPointKind& kind : CKZStatPointKind::All()) {
+        if (text == kind.name) {
+            type = kind.type;
             return;
         }
+    }
+    if (text == kSecondFormOfCounter) {
+        type = Counter;
+        return;
     }
     KZ_LOG_ERROR();
 }

@@ -1,6 +1,7 @@
 #include "ryp/condition.h"
 
 #include <chrono>
+#include <limits>
 #include <mutex>
 
 #include "ryp/testclock.h"
@@ -21,13 +22,13 @@ public:
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// A span past the range of the clock ends where the clock does.
+constexpr auto kNever = steady_clock::time_point::max();
+
 steady_clock::time_point RealTimeIn(long span) {
     const auto now = steady_clock::now();
     if (span <= 0) return now;
-    const auto longest =
-        std::chrono::duration_cast<milliseconds>(steady_clock::time_point::max() - now);
-    return span < longest.count() ? now + milliseconds(span) : steady_clock::time_point::max();
+    const auto longest = std::chrono::duration_cast<milliseconds>(kNever - now);
+    return span < longest.count() ? now + milliseconds(span) : kNever;
 }
 
 }  // namespace
@@ -35,6 +36,13 @@ steady_clock::time_point RealTimeIn(long span) {
 RyPDeadline::RyPDeadline(long milliseconds) : m_realTime(RealTimeIn(milliseconds)), m_testTime(0) {
     if (const RyPTestClock* const clock = RyPTestClock::Current())
         m_testTime = clock->Now() + static_cast<double>(milliseconds) / 1000.0;
+}
+
+RyPDeadline::RyPDeadline(std::chrono::steady_clock::time_point realTime, double testTime)
+    : m_realTime(realTime), m_testTime(testTime) {}
+
+RyPDeadline RyPDeadline::Never() {
+    return {kNever, std::numeric_limits<double>::infinity()};
 }
 
 RyPCondition::RyPCondition() = default;
@@ -47,6 +55,11 @@ void RyPCondition::Wait(RWMutexLock& mutex) {
 bool RyPCondition::WaitUntil(RWMutexLock& mutex, const RyPDeadline& deadline) {
     RyPTestClock* const clock = RyPTestClock::Current();
     if (clock == nullptr) {
+        // Not every system's time reaches as far as the clock's type.
+        if (deadline.m_realTime == kNever) {
+            Wait(mutex);
+            return true;
+        }
         BorrowedLock borrowed(mutex.m_mutex);
         return m_condition.wait_until(borrowed.lock, deadline.m_realTime) !=
                std::cv_status::timeout;

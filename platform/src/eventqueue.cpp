@@ -10,7 +10,8 @@ void RyPEventQueue::put(RWCollectable* item) {
 }
 
 RWCollectable* RyPEventQueue::waitEvent(long milliseconds, int& status) {
-    const RyPDeadline deadline(milliseconds);
+    const RyPDeadline deadline =
+        milliseconds < 0 ? RyPDeadline::Never() : RyPDeadline(milliseconds);
     const RWMutexLock::LockGuard guard(m_mutex);
     bool timedOut = false;
     while (m_items.empty() && !m_released && !timedOut)

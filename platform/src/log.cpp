@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
@@ -24,7 +25,7 @@ public:
 };
 
 /// Made at the first use and never destroyed: static objects of the host may log at the end of
-/// the process.
+/// the process. Not on the heap either, so that a lack of memory can be logged.
 struct SinkHolder {
     RWMutexLock lock;
     StandardErrorSink standardError;
@@ -32,7 +33,8 @@ struct SinkHolder {
 };
 
 SinkHolder& Holder() {
-    static SinkHolder* const holder = new SinkHolder;
+    alignas(SinkHolder) static unsigned char memory[sizeof(SinkHolder)];
+    static SinkHolder* const holder = new (memory) SinkHolder;
     return *holder;
 }
 

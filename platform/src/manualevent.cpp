@@ -5,6 +5,7 @@ RyPManualEvent::RyPManualEvent() = default;
 void RyPManualEvent::signal() {
     const RWMutexLock::LockGuard guard(m_mutex);
     m_isSignalled = true;
+    ++m_signals;
     // Under the lock: a woken waiter may destroy the event as soon as it gets the lock.
     m_signalled.NotifyAll();
 }
@@ -21,5 +22,6 @@ bool RyPManualEvent::isSignalled() const {
 
 void RyPManualEvent::wait() {
     const RWMutexLock::LockGuard guard(m_mutex);
-    while (!m_isSignalled) m_signalled.Wait(m_mutex);
+    const std::uint64_t before = m_signals;
+    while (!m_isSignalled && m_signals == before) m_signalled.Wait(m_mutex);
 }

@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "faults/failingnew.h"
 #include "kzstatisticsgenerator.h"
+#include "rw/collint.h"
 #include "ryp/log.h"
 #include "ryp/testclock.h"
 #include "support/message.h"
@@ -193,6 +196,21 @@ bool BeginSlicesOfALongSilence(long failingAllocation) {
     return failing.HasFailed();
 }
 
+TEST(LackOfMemory, ConvertsPointTypesWithoutAllocating) {
+    testing::internal::CaptureStderr();
+    for (const char* const text : {"TransactionReasonCounter", "AccumulatorPerSec", "Stat",
+                                   "a form that does not fit a small string", ""}) {
+        const RWCString form(text);
+        Types::PointType type = Types::NotSet;
+        const FailingNew failing(1);
+        static_assert(noexcept(Types::GetEnumTypeFromString(form, type)));
+        Types::GetEnumTypeFromString(form, type);
+        EXPECT_FALSE(failing.HasFailed()) << text;
+    }
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 2) << errors;
+}
+
 TEST(LackOfMemory, LeavesNoGapInTheTimeline) {
     long nth = 1;
     while (BeginSlicesOfALongSilence(nth) && !HasFailure()) ++nth;
@@ -219,6 +237,46 @@ TEST(LackOfMemory, LeavesTheLoopsToTheHostWhichRunsThemAgain) {
         EXPECT_EQ(Message(generator.texts.at(0)).Find("n")->sum, 7);
     }
     generator.Terminate();
+}
+
+/// A slice in which clients 1 and 2 have one value each.
+void MakeFilled(std::optional<CKZStatGenSlice>& slice, CKZStatGenMain& main, double value) {
+    slice.emplace(1, 110.0, &main, true);
+    for (const int id : {1, 2}) {
+        auto* const dictionary = new CKZStatGenMeasurementDictionary(&*slice);
+        slice->AddDictionary(dictionary, id);
+        dictionary->AddLast("n", value, Types::Counter);
+    }
+}
+
+/// Returns whether the allocation failed.
+bool FoldTwoSlicesThatStandInTheSamePlace(long failingAllocation) {
+    KeepingGenerator generator;
+    CKZStatGenSlice total(0, 0.0, &generator, true);
+    std::optional<CKZStatGenSlice> slice;
+    MakeFilled(slice, generator, 1);
+    bool hasFailed = false;
+    try {
+        const FailingNew failing(failingAllocation);
+        total.AddDictionarysSlice(&*slice);
+    } catch (const std::bad_alloc&) {
+        hasFailed = true;
+    }
+    MakeFilled(slice, generator, 10);
+    total.AddDictionarysSlice(&*slice);
+    for (const int id : {1, 2}) {
+        const RWCollectableInt key(id);
+        const auto* const dictionary =
+            static_cast<CKZStatGenMeasurementDictionary*>(total.findValue(&key));
+        EXPECT_EQ(dictionary->GetLastsMaximum("n"), 10) << failingAllocation;
+    }
+    return hasFailed;
+}
+
+TEST(LackOfMemory, TakesNoNewSliceForTheOneWhoseFoldItInterrupted) {
+    long nth = 1;
+    while (FoldTwoSlicesThatStandInTheSamePlace(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 10);
 }
 
 /// Sends the 100 slices of a long silence and frees none, so that the queue of slices to free grows

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 namespace {
 
@@ -228,6 +229,23 @@ TEST(CString, IsEqualToPlainTextsOnEitherSide) {
     EXPECT_FALSE("abc" != text);
     EXPECT_FALSE(WithZeroByte() == "a");
     EXPECT_TRUE("a" != WithZeroByte());
+}
+
+TEST(CString, SortsAsItCompares) {
+    EXPECT_TRUE(RWCString("abc") < RWCString("abd"));
+    EXPECT_FALSE(RWCString("abc") < RWCString("abc"));
+    EXPECT_TRUE(RWCString("a") < RWCString("\xff"));
+    EXPECT_TRUE(RWCString("a") < WithZeroByte());
+    EXPECT_TRUE(WithZeroByte() < RWCString("a\0c", 3));
+    EXPECT_EQ(*std::set<RWCString>({"b", "", "a"}).begin(), "");
+}
+
+TEST(CString, IsAKeyOfUnorderedContainers) {
+    const std::unordered_set<RWCString> texts = {"b", "a", "b", WithZeroByte()};
+    EXPECT_EQ(texts.size(), 3U);
+    EXPECT_EQ(texts.count(RWCString("a")), 1U);
+    EXPECT_EQ(texts.count(RWCString("a\0b", 3)), 1U);
+    EXPECT_EQ(std::hash<RWCString>()(WithZeroByte()), WithZeroByte().hash());
 }
 
 TEST(CString, HashesEqualStringsEqually) {

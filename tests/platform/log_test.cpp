@@ -157,7 +157,7 @@ TEST(Log, IsASingleStatement) {
             RYP_LOG(RyPLogLevel::Error, "Scope", "taken");
         else
             RYP_TRACE("Scope", "not taken");
-    EXPECT_THAT(log.Texts(), ElementsAre("taken", "not taken"));
+    EXPECT_THAT(log.Texts(), ElementsAre("taken", "not taken\t"));
 }
 
 TEST(Log, WritesOnTheThreadThatLogs) {
@@ -218,9 +218,9 @@ TEST(LogText, JoinsItsArguments) {
     EXPECT_EQ(Concatenated("one ", 2, " three ", RWCString("four")), "one 2 three four");
 }
 
-TEST(LogText, FormatsATextWithoutArgumentsAsItIs) {
-    EXPECT_EQ(Formatted("text"), "text");
-    EXPECT_EQ(Formatted(""), "");
+TEST(LogText, FormatsATextWithoutArgumentsWithItsTab) {
+    EXPECT_EQ(Formatted("text"), "text\t");
+    EXPECT_EQ(Formatted(""), "\t");
 }
 
 TEST(LogText, FormatsArgumentsBehindTabs) {
@@ -231,7 +231,7 @@ TEST(LogText, FormatsArgumentsBehindTabs) {
 
 TEST(LogText, ExpandsNothingInAFormat) {
     EXPECT_EQ(Formatted("%s took %5.2f\\n%%\n", "a", 1), "%s took %5.2f\\n%%\n\ta\t1\t");
-    EXPECT_EQ(Formatted("{} %n"), "{} %n");
+    EXPECT_EQ(Formatted("{} %n"), "{} %n\t");
 }
 
 TEST(LogText, WritesDoublesInTheShortestForm) {

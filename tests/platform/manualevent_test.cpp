@@ -1,9 +1,12 @@
 #include "ryp/manualevent.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -51,6 +54,34 @@ TEST(ManualEvent, WakesEveryWaiter) {
     event.signal();
     for (std::thread& waiter : waiters) waiter.join();
     EXPECT_EQ(passed, 4);
+}
+
+/// Whether that thread of this process is blocked.
+bool IsAsleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string status;
+    std::getline(file, status);
+    const std::size_t endOfName = status.rfind(") ");
+    return endOfName != std::string::npos && status[endOfName + 2] == 'S';
+}
+
+TEST(ManualEvent, ReleasesWhoWaitedAtTheSignalThoughItIsResetAtOnce) {
+    RyPManualEvent event;
+    std::atomic<pid_t> waiting = 0;
+    std::atomic<bool> passed = false;
+    std::thread waiter([&] {
+        waiting = gettid();
+        event.wait();
+        passed = true;
+    });
+    while (waiting == 0 || !IsAsleep(waiting)) std::this_thread::yield();
+    event.signal();
+    event.reset();
+    while (!passed && !IsAsleep(waiting)) std::this_thread::yield();
+    EXPECT_TRUE(passed);
+    EXPECT_FALSE(event.isSignalled());
+    event.signal();  // lets the test end in any case
+    waiter.join();
 }
 
 TEST(ManualEvent, WakesWaitersOnAStandingTestClock) {

@@ -25,7 +25,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kLargestInt = std::numeric_limits<int>::max();
 
-const std::string kRule = " ----------------- ";
+const std::string kRule = " ----------------- \t";
 /// Minimum, maximum, count, sum, sum of squares and average of no value at all.
 const std::string kEmptyPart = "-1.000|-1.000|0|0.000|0.000|-1.000|";
 /// The same of a single 5.
@@ -586,7 +586,7 @@ TEST_F(Measurement, TracesASingleValueAroundTheTotals) {
     CapturingLog log(RyPLogLevel::Trace);
     AddLast({-4.75});
     EXPECT_EQ(log.Texts(), (Texts{kRule, " CKZStatGenMeasurement::AddLast ( %d )\t-4\t",
-                                  " tsum = %d    tsumSqr = %d\n\t-2\t28\t", kRule}));
+                                  " tsum = %d    tsumSqr = %d\\n\t-2\t28\t", kRule}));
 }
 
 TEST_F(Measurement, TracesUnderTheLibrarysScopeAndItsOwnFile) {
@@ -609,7 +609,7 @@ TEST_F(Measurement, TracesNumbersThatNoIntegerHolds) {
     Add({1e308, 1e308, 1, 1e308, -1e308}, kNone);
     EXPECT_EQ(log.Texts()[1], " CKZStatGenMeasurement::AddLast ( %d )\t0\t");
     EXPECT_EQ(log.Texts()[5],
-              " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n"
+              " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n"
               "\t9223372036854775807\t-9223372036854775808\t");
 }
 
@@ -618,25 +618,25 @@ TEST_F(Measurement, TracesAddedAggregatesBeforeAndAfter) {
     CapturingLog log(RyPLogLevel::Trace);
     Add({1, 1, 1, 3.9, -5.9}, {1, 1, 1, 1, 1});
     EXPECT_EQ(log.Texts(),
-              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n\t3\t-5\t",
-                     " After Add, the values are :",
-                     " array[tsum] = %d    array[tsumSqr] = %d\n\t5\t-1\t"}));
+              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n\t3\t-5\t",
+                     " After Add, the values are :\t",
+                     " array[tsum] = %d    array[tsumSqr] = %d\\n\t5\t-1\t"}));
 }
 
 TEST_F(Measurement, TracesAddedAggregatesWithoutLastsAlike) {
     CapturingLog log(RyPLogLevel::Trace);
     Add({1, 1, 1, 3, 5}, kNone);
     EXPECT_EQ(log.Texts(),
-              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n\t3\t5\t",
-                     " After Add, the values are :",
-                     " array[tsum] = %d    array[tsumSqr] = %d\n\t3\t5\t"}));
+              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n\t3\t5\t",
+                     " After Add, the values are :\t",
+                     " array[tsum] = %d    array[tsumSqr] = %d\\n\t3\t5\t"}));
 }
 
 TEST_F(Measurement, TracesOnlyTheBeginningWhereThereIsNothingToAdd) {
     CapturingLog log(RyPLogLevel::Trace);
     Add({1, 1, 0, 3, 5}, {1, 1, 1, 1, 1});
     EXPECT_EQ(log.Texts(),
-              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n\t3\t5\t"}));
+              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n\t3\t5\t"}));
 }
 
 TEST_F(Measurement, TracesAnotherMeasurementThatIsAddedAlike) {
@@ -645,17 +645,17 @@ TEST_F(Measurement, TracesAnotherMeasurementThatIsAddedAlike) {
     CapturingLog log(RyPLogLevel::Trace);
     measurement.AddValues(source, AddFromSlice);
     EXPECT_EQ(log.Texts(),
-              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n\t3\t9\t",
-                     " After Add, the values are :",
-                     " array[tsum] = %d    array[tsumSqr] = %d\n\t3\t9\t"}));
+              (Texts{kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n\t3\t9\t",
+                     " After Add, the values are :\t",
+                     " array[tsum] = %d    array[tsumSqr] = %d\\n\t3\t9\t"}));
 }
 
 TEST_F(Measurement, TracesThatItIsOverwritten) {
     CapturingLog log(RyPLogLevel::Trace);
     Set({1, 5, 3, 9.5, 35.5}, {2, 4, 2, 6, 20});
-    EXPECT_EQ(log.Texts(),
-              (Texts{kRule, " CKZStatGenMeasurement::SetValues ", " After Set, the values are :",
-                     " array[tsum] = %d    array[tsumSqr] = %d\n\t9\t35\t", kRule}));
+    EXPECT_EQ(log.Texts(), (Texts{kRule, " CKZStatGenMeasurement::SetValues \t",
+                                  " After Set, the values are :\t",
+                                  " array[tsum] = %d    array[tsumSqr] = %d\\n\t9\t35\t", kRule}));
 }
 
 TEST_F(Measurement, TracesItsDumpWithTheWholeTextSoFar) {
@@ -664,7 +664,7 @@ TEST_F(Measurement, TracesItsDumpWithTheWholeTextSoFar) {
     RWCString text("before");
     measurement.AppendDump(text, "n%s");
     EXPECT_EQ(log.Texts(), (Texts{kRule, " AppendDump NAME = %s \tn%s\t",
-                                  " array[tsum] = %d    array[tsumSqr] = %d\n\t2\t6\t",
+                                  " array[tsum] = %d    array[tsumSqr] = %d\\n\t2\t6\t",
                                   " String = %s \t" + BytesOf(text) + "\t", kRule}));
 }
 

@@ -48,7 +48,7 @@ constexpr int kLargestInt = std::numeric_limits<int>::max();
 constexpr int kSmallestInt = std::numeric_limits<int>::min();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-const std::string kRule = " ----------------- ";
+const std::string kRule = " ----------------- \t";
 /// Minimum, maximum, count, sum, sum of squares and average of no value at all, and of a single 5.
 const std::string kEmptyPart = "-1.000|-1.000|0|0.000|0.000|-1.000|";
 const std::string kFivePart = "5.000|5.000|1|5.000|25.000|5.000|";
@@ -943,7 +943,7 @@ TEST_F(FreeStandingDictionary, HasNoAverageWhereTheCountIsBelowZero) {
 
 const Texts kFirstFiveAdded = {"Adding stat: %s=%f\ta\t5\t", kRule,
                                " CKZStatGenMeasurement::AddLast ( %d )\t5\t",
-                               " tsum = %d    tsumSqr = %d\n\t5\t25\t", kRule};
+                               " tsum = %d    tsumSqr = %d\\n\t5\t25\t", kRule};
 
 Texts WithFirstFiveAdded(Texts before) {
     before.insert(before.end(), kFirstFiveAdded.begin(), kFirstFiveAdded.end());
@@ -969,13 +969,13 @@ TEST_F(MeasurementDictionary, TracesAFlushOnDemand) {
     dictionary.AddLast("a", 5, Types::Timer);
     CapturingLog log(RyPLogLevel::Trace);
     dictionary.FlushStatsCache();
-    EXPECT_EQ(log.Texts(), WithFirstFiveAdded({"In FlushStatsCache"}));
+    EXPECT_EQ(log.Texts(), WithFirstFiveAdded({"In FlushStatsCache\t"}));
 }
 
 TEST_F(MeasurementDictionary, TracesAFlushOfAnEmptyCache) {
     CapturingLog log(RyPLogLevel::Trace);
     dictionary.FlushStatsCache();
-    EXPECT_THAT(log.Texts(), ElementsAre("In FlushStatsCache", "Nothing to flush"));
+    EXPECT_THAT(log.Texts(), ElementsAre("In FlushStatsCache\t", "Nothing to flush\t"));
 }
 
 TEST(DictionaryWithAFullCache, TracesWhyItFlushes) {
@@ -983,25 +983,25 @@ TEST(DictionaryWithAFullCache, TracesWhyItFlushes) {
     CapturingLog log(RyPLogLevel::Trace);
     tested.dictionary.AddLast("a", 5, Types::Timer);
     EXPECT_EQ(log.Texts(),
-              WithFirstFiveAdded({"Caching stat: %s=%f\ta\t5\t", "Flushing stats due to cache full",
-                                  "In FlushStatsCache"}));
+              WithFirstFiveAdded({"Caching stat: %s=%f\ta\t5\t",
+                                  "Flushing stats due to cache full\t", "In FlushStatsCache\t"}));
 }
 
 TEST_F(FreeStandingDictionary, TracesItsFlushWithoutAReason) {
     CapturingLog log(RyPLogLevel::Trace);
     dictionary.AddLast("a", 5, Types::Timer);
     EXPECT_EQ(log.Texts(),
-              WithFirstFiveAdded({"Caching stat: %s=%f\ta\t5\t", "In FlushStatsCache"}));
+              WithFirstFiveAdded({"Caching stat: %s=%f\ta\t5\t", "In FlushStatsCache\t"}));
 }
 
 TEST_F(MeasurementDictionary, TracesValuesThatAreSetAroundTheMeasurement) {
     CapturingLog log(RyPLogLevel::Trace);
     dictionary.SetValues("a", 1, 5, 3, -9.5, 999, 1, 5, 3, 9, Types::Timer);
-    EXPECT_THAT(log.Texts(),
-                ElementsAre(kRule, " CKZStatGenMeasurementDictionary::SetValues ", kRule,
-                            " CKZStatGenMeasurement::SetValues ", " After Set, the values are :",
-                            " array[tsum] = %d    array[tsumSqr] = %d\n\t-9\t90\t", kRule,
-                            "Sum =  %d     SumSqr = %d \t-9\t90\t", kRule));
+    EXPECT_THAT(log.Texts(), ElementsAre(kRule, " CKZStatGenMeasurementDictionary::SetValues \t",
+                                         kRule, " CKZStatGenMeasurement::SetValues \t",
+                                         " After Set, the values are :\t",
+                                         " array[tsum] = %d    array[tsumSqr] = %d\\n\t-9\t90\t",
+                                         kRule, "Sum =  %d     SumSqr = %d \t-9\t90\t", kRule));
 }
 
 TEST_F(MeasurementDictionary, TracesUnderTheLibrarysScopeAndItsOwnFile) {
@@ -1029,9 +1029,9 @@ TEST_F(FreeStandingDictionary, TracesOnlyItsMeasurementsWhenItIsMerged) {
     dictionary.AddValuesOfDict(&source, AddForDump);
     EXPECT_THAT(
         log.Texts(),
-        ElementsAre(
-            kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\n\t5\t25\t",
-            " After Add, the values are :", " array[tsum] = %d    array[tsumSqr] = %d\n\t5\t25\t"));
+        ElementsAre(kRule, " CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n\t5\t25\t",
+                    " After Add, the values are :\t",
+                    " array[tsum] = %d    array[tsumSqr] = %d\\n\t5\t25\t"));
 }
 
 TEST_F(FreeStandingDictionary, TracesOnlyItsMeasurementsWhenItIsDumped) {
@@ -1039,7 +1039,7 @@ TEST_F(FreeStandingDictionary, TracesOnlyItsMeasurementsWhenItIsDumped) {
     CapturingLog log(RyPLogLevel::Trace);
     const std::string dump = DumpOf(dictionary);
     EXPECT_THAT(log.Texts(), ElementsAre(kRule, " AppendDump NAME = %s \ta\t",
-                                         " array[tsum] = %d    array[tsumSqr] = %d\n\t5\t25\t",
+                                         " array[tsum] = %d    array[tsumSqr] = %d\\n\t5\t25\t",
                                          " String = %s \t" + dump + "\t", kRule));
 }
 

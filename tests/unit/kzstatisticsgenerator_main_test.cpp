@@ -213,6 +213,19 @@ TEST_F(Generator, LeavesASliceThatIsNotInItsTimeline) {
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
 }
 
+TEST_F(Generator, RemovesTheSliceThatStandsUnderTheId) {
+    CKZStatGenClient holder(&generator, 5);
+    CKZStatGenClient other(&generator, 6);
+    holder.AddLast("n", 1, Types::Counter);
+    clock.Set(110.0);
+    other.GetNewDictionary();
+    CKZStatGenSlice namesake(1, 110.0, &generator, true);
+    generator.RemoveSlice(&namesake);
+    EXPECT_TRUE(namesake.isEmpty());
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+    EXPECT_EQ(Peer::DictionaryOf(holder), nullptr);
+}
+
 TEST_F(Generator, FilesNoSliceUnderAnIdThatIsTaken) {
     CKZStatGenSlice second(1, 110.0, &generator, true);
     Peer::AddSlice(generator, second, 1);
@@ -306,7 +319,7 @@ TEST_F(Generator, TracesEachNewSliceWithItsTimes) {
     client.GetNewDictionary();
     EXPECT_THAT(log.Texts(),
                 ElementsAre("CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, "
-                            "SliceTime: %f)\n\t2\t12.5\t20\t"));
+                            "SliceTime: %f)\\n\t2\t12.5\t20\t"));
 }
 
 TEST_F(Generator, IgnoresASecondStart) {
@@ -534,9 +547,9 @@ TEST_F(GeneratorLoops, TraceTheKeepingOfTime) {
     EXPECT_THAT(log.Texts(),
                 testing::IsSupersetOf(
                     {std::string("CKZStatGenMain::doGarbageWork, call dummyClient."
-                                 "GetNewDictionary (Time: %f, SliceTime:%f)\n\t18\t10\t"),
+                                 "GetNewDictionary (Time: %f, SliceTime:%f)\\n\t18\t10\t"),
                      std::string("CKZStatGenMain::doGarbageWork, RemoveSlice (Slice Id: %u, "
-                                 "Time: %f)\n\t1\t110\t")}));
+                                 "Time: %f)\\n\t1\t110\t")}));
 }
 
 TEST_F(GeneratorLoops, CarryTheTimekeeperAsAnEmptyClientFromThenOn) {

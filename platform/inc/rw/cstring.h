@@ -2,6 +2,7 @@
 #define KZ_RW_CSTRING_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "kzplatform_export.h"
@@ -51,13 +52,24 @@ public:
 
     friend bool operator==(const RWCString& a, const RWCString& b) { return a.m_text == b.m_text; }
     friend bool operator!=(const RWCString& a, const RWCString& b) { return a.m_text != b.m_text; }
-    friend bool operator==(const RWCString& a, const char* b) { return a == RWCString(b); }
-    friend bool operator!=(const RWCString& a, const char* b) { return a != RWCString(b); }
-    friend bool operator==(const char* a, const RWCString& b) { return RWCString(a) == b; }
-    friend bool operator!=(const char* a, const RWCString& b) { return RWCString(a) != b; }
+    friend bool operator==(const RWCString& a, const char* b) {
+        return a.m_text == (b == nullptr ? "" : b);
+    }
+    friend bool operator!=(const RWCString& a, const char* b) { return !(a == b); }
+    friend bool operator==(const char* a, const RWCString& b) { return b == a; }
+    friend bool operator!=(const char* a, const RWCString& b) { return !(b == a); }
+
+    /// The order of `compareTo`.
+    friend bool operator<(const RWCString& a, const RWCString& b) { return a.m_text < b.m_text; }
 
 private:
     std::string m_text;
+};
+
+/// For unordered containers.
+template <>
+struct std::hash<RWCString> {
+    std::size_t operator()(const RWCString& text) const { return text.hash(); }
 };
 
 #endif

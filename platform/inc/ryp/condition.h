@@ -12,9 +12,13 @@ class KZPLATFORM_EXPORT RyPDeadline {
 public:
     /// `milliseconds` from now.
     explicit RyPDeadline(long milliseconds);
+    /// For a wait that only ends when what it waits for has come.
+    static RyPDeadline Never();
 
 private:
     friend class RyPCondition;
+    RyPDeadline(std::chrono::steady_clock::time_point realTime, double testTime);
+
     std::chrono::steady_clock::time_point m_realTime;
     double m_testTime;
 };

@@ -24,9 +24,10 @@ public:
     /// Appends `item` and wakes a waiting thread.
     void put(RWCollectable* item);
 
-    /// Takes the oldest item, waiting for one at most `milliseconds`. Sets `status` to
-    /// `ItemArrived` and returns the item; or to `TimedOut` or `Released` and returns null. After
-    /// a release, queued items are still handed out before `Released` is reported.
+    /// Takes the oldest item, waiting for one at most `milliseconds`, or without an end where they
+    /// are negative. Sets `status` to `ItemArrived` and returns the item; or to `TimedOut` or
+    /// `Released` and returns null. After a release, queued items are still handed out before
+    /// `Released` is reported.
     RWCollectable* waitEvent(long milliseconds, int& status);
 
     /// Releases every present and future wait: it sticks, so a thread that comes to wait only

@@ -96,12 +96,12 @@ public:
         return text;
     }
 
-    /// Format-string mode: the format as written (nothing in it is expanded), then, where there
-    /// are arguments, a tab and each argument followed by a tab.
+    /// Format-string mode: the format as written (nothing in it is expanded), a tab, then each
+    /// argument followed by a tab.
     template <class... Arguments>
     static RWCString Format(const char* format, const Arguments&... arguments) {
         RWCString text(format);
-        if (sizeof...(arguments) > 0) text += '\t';
+        text += '\t';
         ((AppendValue(text, arguments), text += '\t'), ...);
         return text;
     }

@@ -1,6 +1,8 @@
 #ifndef RYP_MANUALEVENT_H
 #define RYP_MANUALEVENT_H
 
+#include <cstdint>
+
 #include "kzplatform_export.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
@@ -14,6 +16,7 @@ public:
     RyPManualEvent(const RyPManualEvent&) = delete;
     RyPManualEvent& operator=(const RyPManualEvent&) = delete;
 
+    /// Releases every thread that waits at this moment, also where a `reset` follows at once.
     void signal();
     void reset();
     bool isSignalled() const;
@@ -38,6 +41,7 @@ private:
     mutable RWMutexLock m_mutex;
     RyPCondition m_signalled;
     bool m_isSignalled RYP_GUARDED_BY(m_mutex) = false;
+    std::uint64_t m_signals RYP_GUARDED_BY(m_mutex) = 0;  // so far
 };
 
 #endif
