@@ -12,9 +12,11 @@ struct CKZStatDeviation {
 /// What is kept of a number of values: of one name in one slice, in a run, or of many together.
 ///
 /// Whether there are values is told by the count alone, never by a mark, so that every double may
-/// be a value: negative ones, -1, zero, infinities, NaN. Without values, minimum and maximum hold
-/// -1. A measurement of the generator replaces a minimum or maximum of -1 by the next value; the
-/// aggregates that come from one inherit that.
+/// be a value: negative ones, -1, zero, infinities, NaN. Minimum and maximum mean nothing without
+/// values; those that `Add` leaves hold -1 then. A measurement of the generator goes by that mark
+/// instead, and the aggregates that come from one inherit what follows: its minimum or maximum may
+/// have lost a value of exactly -1, its maximum is -1 where all values lie below, and a NaN that
+/// came first stays.
 ///
 /// Compatible: one thread at a time per object.
 struct KZSTAT_EXPORT CKZStatAggregate {
@@ -31,9 +33,10 @@ struct KZSTAT_EXPORT CKZStatAggregate {
 
     /// sqrt(max(0, sumSqr / count - (sum / count)^2)), computed in extended precision, so that the
     /// formula adds nothing to the error of its terms. Where the values lie close together far from
-    /// 0 the terms nearly cancel out; the error says what is left of the truth then. It covers the
-    /// additions of doubles by which the sums were made, in any order, and nothing that happened to
-    /// the sums afterwards, such as the rounding to three decimals in a message.
+    /// 0 the terms nearly cancel out; the error says what is left of the truth then, and is
+    /// infinite where a term overflows. It covers the additions by which the sums were made of that
+    /// many values, in any order. It covers neither sums from elsewhere (`SetValues`, a message of
+    /// three decimals) nor values that were taken away again by a negative count.
     CKZStatDeviation Deviation() const;
 
     /// Takes one more value. A NaN counts and makes the sums NaN; minimum and maximum pass it over
@@ -42,7 +45,8 @@ struct KZSTAT_EXPORT CKZStatAggregate {
 
     /// Takes the values of `other`: its count, sum and sum of squares are added, which rounds as
     /// additions of doubles do, and so depends on their order. Nothing changes where the count of
-    /// `other` is 0; minimum and maximum stay where it is negative.
+    /// `other` is 0. A negative count takes values away and knows nothing of minimum and maximum:
+    /// these stay while there are values.
     void Add(const CKZStatAggregate& other);
 };
 

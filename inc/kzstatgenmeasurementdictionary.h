@@ -2,7 +2,6 @@
 #define KZSTATGENMEASUREMENTDICTIONARY_H
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "rw/mutex.h"
 #include "rw/recursive.h"
 #include "ryp/arena.h"
+#include "ryp/collectablestring.h"
 
 class CKZStatGenClient;
 class CKZStatGenSlice;
@@ -142,8 +142,8 @@ private:
     bool HasChanged() const { return m_changed.load(std::memory_order_relaxed); }
     void NoteChange() const { m_changed.store(true, std::memory_order_relaxed); }
     void NoteMerged() { m_changed.store(false, std::memory_order_relaxed); }
-    void ForEachMeasurement(
-        const std::function<void(std::string_view, const CKZStatGenMeasurement&)>& visit) const;
+    template <class Visitor>
+    void ForEachMeasurement(Visitor visit) const;
     template <class Query>
     auto Ask(const char* name, Query query) const;
     template <class Record>
@@ -163,5 +163,16 @@ private:
     // which it need not do again otherwise. Relaxed: it reads only what it wrote itself.
     mutable std::atomic<bool> m_changed;
 };
+
+/// Names and measurements; what others put in without a measurement is passed over.
+template <class Visitor>
+void CKZStatGenMeasurementDictionary::ForEachMeasurement(Visitor visit) const {
+    for (const Entry& entry : Entries()) {
+        if (entry.value == nullptr) continue;
+        const auto& name = *static_cast<const CKZCollectableString*>(entry.key);
+        visit(std::string_view(name.data(), name.length()),
+              *static_cast<const CKZStatGenMeasurement*>(entry.value));
+    }
+}
 
 #endif

@@ -160,14 +160,16 @@ public:
     // Hooks, called in this order for each slice, on the pack thread and without any lock held:
     // SendClientDictionary for every client id, SendTotalDictionary, SendSliceValues,
     // SendDictionaryString. They must not keep the dictionaries, which stay the generator's: the
-    // merged one is deleted at the next slice that brings values, those per client change with it.
-    // A hook that changes a dictionary does so by the dictionary's own operations, not through an
-    // iterator: while nothing changes, slices pass on what was merged before.
+    // merged one is deleted at the next slice that brings values, or when the hooks are called
+    // again after an exception; those per client change with each slice. A hook that changes a
+    // dictionary does so by the dictionary's own operations, not through an iterator: while nothing
+    // changes, slices pass on what was merged before.
     //
     // An exception from a hook leaves `doPackWork` to the host, with the done event signalled. The
     // slice stays in hand: a pack loop that is run again takes it up where it was left, and calls
     // the hook that threw again (after an exception from one of the dictionary hooks, all of
-    // these). Nothing is counted twice and no slice is left out.
+    // these, with the totals merged anew). No value is counted twice and no slice is left out. What
+    // a hook itself added to the dictionary of a client stays there, and is in that merge.
 
     /// All clients' totals in one dictionary, once per slice. `elapsed` is the slice's end.
     virtual void SendTotalDictionary(CKZStatGenMeasurementDictionary* merged, double sliceLength,
@@ -283,6 +285,9 @@ private:
     bool m_lastsMayBeSet;            // the pack thread's: in the total slice
     CKZStatGenSlice* m_sliceToSend;  // the pack thread's
     PackStage m_packStage;           // the pack thread's
+    // The pack thread's. Fixed before the message is built, so that message, view and argument
+    // agree even where a pause ends in between or a hook throws.
+    double m_elapsedOfText;
     CKZStatGenSlice* m_sliceToFree;  // the garbage thread's
     RyPManualEvent m_packDone;
     RyPManualEvent m_garbageDone;

@@ -13,10 +13,12 @@
 #include "kzstatslicevalues.h"
 
 /// Merges records by name: those of several generators at one moment, say. Takes time in proportion
-/// to the records added, however many names there are. Counts are exact up to 2^53.
+/// to the records added, however many names there are, unless names were chosen so that their
+/// hashes collide. Counts are exact up to 2^53.
 ///
-/// Sums of doubles depend on the order of the additions: records are added in the order in which
-/// they are given, so that the same records in the same order give the same result to the bit.
+/// Sums of doubles depend on the order of the additions, as do minimum and maximum where counts are
+/// negative: records are added in the order in which they are given, so that the same records in
+/// the same order give the same result to the bit.
 ///
 /// A name has one type. A record of another type than the one under which its name came first is
 /// not merged; it is noted as a conflict.
@@ -33,8 +35,9 @@ public:
         PointType refused;  ///< of the record
     };
 
-    /// Adds one record. Returns false for a conflict. If memory runs out, the exception passes
-    /// through and the record is not added.
+    // If memory runs out, the exception passes through and no value was added; names may have been.
+
+    /// Adds one record. Returns false for a conflict.
     bool Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
              const CKZStatAggregate& lasts);
     bool Add(const CKZStatMessageRecord& record);
@@ -52,7 +55,9 @@ public:
 
 private:
     std::size_t PositionOf(std::string_view name) const;
-    CKZStatMessageRecord& RecordOf(std::string_view name, PointType type);
+    std::size_t FindOrCreate(std::string_view name, PointType type);
+    template <class Records, class NameOf>
+    void AddAll(const Records& records, const NameOf& nameOf);
 
     std::vector<CKZStatMessageRecord> m_records;
     CKZStatNameIndex m_index;

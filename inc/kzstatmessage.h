@@ -68,10 +68,10 @@ public:
     enum RecordForm { FullRecords, LastsRecords };
 
     /// Takes `length` bytes of `text` apart and returns true. Returns false where they are no whole
-    /// message, leaves this object as it was and puts the offset of the field at fault into
-    /// `faultPosition`: of the first field that cannot be what stands at its place, or of the one
-    /// at which the text ends early. What is wrong may stand before it, where the text was cut and
-    /// joined or a name holds 0x01.
+    /// message, leaves this object as it was and puts an offset into `faultPosition`: that of the
+    /// first field that cannot be what its place asks for, or of the field at which the text ends
+    /// early. The cause may lie before it: a field that is missing or a name with 0x01 shifts all
+    /// that follows.
     ///
     /// A message is whole when every field ends with 0x01, every record has all of its fields,
     /// counts and the slice id are decimal digits with or without a minus, other numbers are
@@ -94,8 +94,8 @@ public:
     /// In the order of the message. Valid until this object is changed or destroyed.
     const std::vector<CKZStatMessageRecord>& GetRecords() const { return m_records; }
     /// The first record of `name`, owned by this object; null where there is none. Takes constant
-    /// time.
-    const CKZStatMessageRecord* FindRecord(const char* name) const;
+    /// time, unless names were chosen so that their hashes collide.
+    const CKZStatMessageRecord* FindRecord(std::string_view name) const;
 
 private:
     void Add(CKZStatMessageRecord&& record);

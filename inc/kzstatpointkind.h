@@ -5,6 +5,7 @@
 
 #include "kzstat_export.h"
 #include "kzstataggregate.h"
+#include "kzstatpoint.h"
 #include "kzstatpointtypeenum.h"
 
 /// What a point type means: the one table that all ask who show, merge or draw statistics.
@@ -31,6 +32,11 @@ struct KZSTAT_EXPORT CKZStatPointKind {
     Reading reading;
     Rate rate;
     int mask;  ///< the meaningful statistics: bit k for the one numbered k in `StatisticsDataType`
+
+    /// Which statistic is the value of a slice: `StatLastAverage` or `StatLastSum`.
+    StatisticsDataType CurrentValueIndex() const {
+        return reading == Sampled ? StatLastAverage : StatLastSum;
+    }
 
     /// What went through in a span of time, for a rate or a chart: the count or the sum of the
     /// aggregate; of a level the level itself, and NaN where nothing is counted.

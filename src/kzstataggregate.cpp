@@ -12,14 +12,17 @@ CKZStatDeviation CKZStatAggregate::Deviation() const {
     const long double variance = std::max(meanSquare - mean * mean, 0.0L);
 
     // Each of the n additions may have rounded by half a unit in the last place; the squares were
-    // rounded before.
-    const long double unit = std::numeric_limits<double>::epsilon() / 2;
-    const long double squaresError = (n + 1) * unit * meanSquare;
+    // rounded before, or underflowed.
+    using Limits = std::numeric_limits<double>;
+    const long double unit = Limits::epsilon() / 2;
+    const long double squaresError = (n + 1) * unit * meanSquare + Limits::denorm_min();
     const long double meanError = n * unit * std::sqrt(meanSquare);
     const long double varianceError =
         squaresError + 2 * std::abs(mean) * meanError + meanError * meanError;
 
     const long double deviation = std::sqrt(variance);
+    if (!std::isfinite(varianceError) || !std::isfinite(deviation))
+        return {static_cast<double>(deviation), Limits::infinity()};
     // From |sqrt(a) - sqrt(b)| <= |a - b| / sqrt(a) and <= sqrt(|a - b|).
     const long double error =
         variance > varianceError ? varianceError / deviation : std::sqrt(varianceError);
@@ -40,4 +43,5 @@ void CKZStatAggregate::Add(const CKZStatAggregate& other) {
     count += other.count;
     sum += other.sum;
     sumSqr += other.sumSqr;
+    if (!HasValues()) minimum = maximum = -1;
 }

@@ -287,12 +287,6 @@ void CKZStatGenMeasurementDictionary::DumpRecords(RWCString& text, Record record
     text.capacity(text.length());
 }
 
-void CKZStatGenMeasurementDictionary::ForEachMeasurement(
-    const std::function<void(std::string_view, const CKZStatGenMeasurement&)>& visit) const {
-    for (const Entry& entry : Entries())
-        if (entry.value != nullptr) visit(TextOf(entry.key), *MeasurementOf(entry.value));
-}
-
 void CKZStatGenMeasurementDictionary::DumpDict(RWCString& text) {
     DumpRecords(text, &CKZStatGenMeasurement::AppendDump);
 }

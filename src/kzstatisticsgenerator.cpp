@@ -222,6 +222,7 @@ CKZStatGenMain::CKZStatGenMain(const char* name)
       m_lastsMayBeSet(false),
       m_sliceToSend(nullptr),
       m_packStage(PackStage::Taken),
+      m_elapsedOfText(0),
       m_sliceToFree(nullptr),
       m_clientsLock(std::make_unique<RWMutexLock>()),
       m_statsCacheSize(kLargestCacheSize),
@@ -403,10 +404,11 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
     // The former merged dictionary lives until the hooks have seen the new one.
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
     if (m_packStage < PackStage::DictionariesSent) {
-        // Merged anew where a hook threw that may have changed it: it is called again for it.
+        // Merged anew where a hook threw: it may have changed the merge, and is called again.
         if (m_packStage == PackStage::Merged || !IsMergeCurrent()) formerMerged = MergeTotals();
         m_packStage = PackStage::Merged;
         CallDictionaryHooks(slice->m_time);
+        m_elapsedOfText = Elapsed(slice->m_time);
         m_packStage = PackStage::DictionariesSent;
     }
     int status = 1;
@@ -441,13 +443,13 @@ int CKZStatGenMain::SendText(const CKZStatGenSlice& slice) {
     RWCString text;
     BuildMessage(text, slice);
     if (m_packStage < PackStage::ValuesSent) {
-        SendSliceValues({{m_name, m_sliceLength, slice.m_id, Elapsed(slice.m_time), slice.m_time},
+        SendSliceValues({{m_name, m_sliceLength, slice.m_id, m_elapsedOfText, slice.m_time},
                          text,
                          *m_totalDictionary});
         m_packStage = PackStage::ValuesSent;
     }
     if (m_lastsMayBeSet || m_totalSlice->HasChanged()) ResetLasts();
-    return SendDictionaryString(text, Elapsed(slice.m_time), m_name.data());
+    return SendDictionaryString(text, m_elapsedOfText, m_name.data());
 }
 
 void CKZStatGenMain::CallDictionaryHooks(double sliceEndTime) {
@@ -469,8 +471,7 @@ void CKZStatGenMain::ResetLasts() {
 }
 
 void CKZStatGenMain::BuildMessage(RWCString& text, const CKZStatGenSlice& slice) const {
-    CKZStatMessageWriter(text).WriteHeader(m_name, m_sliceLength, Elapsed(slice.m_time),
-                                           slice.m_id);
+    CKZStatMessageWriter(text).WriteHeader(m_name, m_sliceLength, m_elapsedOfText, slice.m_id);
     text.capacity(text.length() + m_records.length());
     text += m_records;
 }

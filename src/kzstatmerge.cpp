@@ -1,16 +1,11 @@
 #include "kzstatmerge.h"
 
-namespace {
-
-std::string_view TextOf(const RWCString& text) {
-    return {text.data(), text.length()};
-}
-
-}  // namespace
+#include <algorithm>
+#include <iterator>
 
 bool CKZStatMerge::Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
                        const CKZStatAggregate& lasts) {
-    CKZStatMessageRecord& known = RecordOf(name, type);
+    CKZStatMessageRecord& known = m_records[FindOrCreate(name, type)];
     if (known.type != type) {
         m_conflicts.push_back({known.name, known.type, type});
         return false;
@@ -21,16 +16,40 @@ bool CKZStatMerge::Add(std::string_view name, PointType type, const CKZStatAggre
 }
 
 bool CKZStatMerge::Add(const CKZStatMessageRecord& record) {
-    return Add(TextOf(record.name), record.type, record.totals, record.lasts);
+    return Add(record.name.view(), record.type, record.totals, record.lasts);
 }
 
 void CKZStatMerge::Add(const CKZStatMessage& message) {
-    for (const CKZStatMessageRecord& record : message.GetRecords()) Add(record);
+    AddAll(message.GetRecords(),
+           [](const CKZStatMessageRecord& record) { return record.name.view(); });
 }
 
 void CKZStatMerge::Add(const CKZStatSliceValues& slice) {
-    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
-        Add(record.name, record.type, record.totals, record.lasts);
+    AddAll(slice.GetRecords(),
+           [](const CKZStatSliceValues::Record& record) { return record.name; });
+}
+
+/// All names and conflicts first, which may run out of memory, then all values, which cannot.
+template <class Records, class NameOf>
+void CKZStatMerge::AddAll(const Records& records, const NameOf& nameOf) {
+    std::vector<std::size_t> positions;
+    positions.reserve(records.size());
+    std::vector<Conflict> conflicts;
+    for (const auto& record : records) {
+        positions.push_back(FindOrCreate(nameOf(record), record.type));
+        const CKZStatMessageRecord& known = m_records[positions.back()];
+        if (known.type != record.type) conflicts.push_back({known.name, known.type, record.type});
+    }
+    m_conflicts.reserve(m_conflicts.size() + conflicts.size());
+    std::move(conflicts.begin(), conflicts.end(), std::back_inserter(m_conflicts));
+
+    std::size_t next = 0;
+    for (const auto& record : records) {
+        CKZStatMessageRecord& known = m_records[positions[next++]];
+        if (known.type != record.type) continue;
+        known.totals.Add(record.totals);
+        known.lasts.Add(record.lasts);
+    }
 }
 
 const CKZStatMessageRecord* CKZStatMerge::FindRecord(std::string_view name) const {
@@ -39,12 +58,12 @@ const CKZStatMessageRecord* CKZStatMerge::FindRecord(std::string_view name) cons
 }
 
 std::size_t CKZStatMerge::PositionOf(std::string_view name) const {
-    return m_index.Find(name, [this](std::size_t at) { return TextOf(m_records[at].name); });
+    return m_index.Find(name, [this](std::size_t at) { return m_records[at].name.view(); });
 }
 
-CKZStatMessageRecord& CKZStatMerge::RecordOf(std::string_view name, PointType type) {
+std::size_t CKZStatMerge::FindOrCreate(std::string_view name, PointType type) {
     const std::size_t known = PositionOf(name);
-    if (known != CKZStatNameIndex::kNone) return m_records[known];
+    if (known != CKZStatNameIndex::kNone) return known;
     m_records.push_back({RWCString(name.data(), name.size()), type, {}, {}});
     try {
         m_index.Add(name, m_records.size() - 1);
@@ -52,5 +71,5 @@ CKZStatMessageRecord& CKZStatMerge::RecordOf(std::string_view name, PointType ty
         m_records.pop_back();
         throw;
     }
-    return m_records.back();
+    return m_records.size() - 1;
 }

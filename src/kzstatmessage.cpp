@@ -119,10 +119,6 @@ bool ReadRecord(FieldReader& reader, CKZStatMessage::RecordForm form,
            ReadAggregate(reader, record.lasts) && reader.ReadDecimal(average);
 }
 
-std::string_view TextOf(const RWCString& text) {
-    return {text.data(), text.length()};
-}
-
 }  // namespace
 
 MeasurementArrayItem CKZStatMessageRecord::GetItem(double time) const {
@@ -143,7 +139,7 @@ MeasurementArrayItem CKZStatMessageRecord::GetItem(double time) const {
 
 void CKZStatMessageWriter::WriteHeader(const RWCString& generatorName, double sliceLength,
                                        double elapsed, int sliceId) {
-    WriteText(TextOf(generatorName));
+    WriteText(generatorName.view());
     WriteDouble(sliceLength);
     WriteSlice(elapsed, sliceId);
 }
@@ -216,16 +212,16 @@ bool CKZStatMessage::Read(const char* text, std::size_t length, RecordForm form,
 }
 
 void CKZStatMessage::Add(CKZStatMessageRecord&& record) {
-    const std::string_view name = TextOf(record.name);
+    const std::string_view name = record.name.view();
     if (PositionOf(name) == CKZStatNameIndex::kNone) m_index.Add(name, m_records.size());
     m_records.push_back(std::move(record));
 }
 
 std::size_t CKZStatMessage::PositionOf(std::string_view name) const {
-    return m_index.Find(name, [this](std::size_t at) { return TextOf(m_records[at].name); });
+    return m_index.Find(name, [this](std::size_t at) { return m_records[at].name.view(); });
 }
 
-const CKZStatMessageRecord* CKZStatMessage::FindRecord(const char* name) const {
-    const std::size_t position = PositionOf(name == nullptr ? "" : name);
+const CKZStatMessageRecord* CKZStatMessage::FindRecord(std::string_view name) const {
+    const std::size_t position = PositionOf(name);
     return position == CKZStatNameIndex::kNone ? nullptr : &m_records[position];
 }

@@ -327,12 +327,12 @@ CKZStatPoint* CKZStatPointOf<Kind>::CloneFakeForTotal(double time) {
 
 template <class Kind>
 double CKZStatPointOf<Kind>::GetCurrentValue() {
-    return KindOf<Kind>().reading == CKZStatPointKind::Sampled ? GetLastAverage() : GetLastSum();
+    return KindOf<Kind>().CurrentValueIndex() == StatLastSum ? GetLastSum() : GetLastAverage();
 }
 
 template <class Kind>
 StatisticsDataType CKZStatPointOf<Kind>::GetCurrentValueIndex() {
-    return KindOf<Kind>().reading == CKZStatPointKind::Sampled ? StatLastAverage : StatLastSum;
+    return KindOf<Kind>().CurrentValueIndex();
 }
 
 template <class Kind>

@@ -3,8 +3,6 @@
 #include <bit>
 #include <limits>
 
-#include "kzstatpoint.h"
-
 namespace {
 
 using Types = CKZStatPointTypeEnum;

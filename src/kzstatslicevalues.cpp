@@ -21,7 +21,7 @@ const std::vector<CKZStatSliceValues::Record>& CKZStatSliceValues::GetRecords() 
 }
 
 void CKZStatSliceValues::ListRecords() const {
-    m_records.clear();  // of what a lack of memory left
+    m_records.clear();  // an earlier call may have run out of memory
     if (m_merged != nullptr) {
         m_records.reserve(m_merged->entries());
         m_merged->ForEachMeasurement(
@@ -32,10 +32,7 @@ void CKZStatSliceValues::ListRecords() const {
     } else {
         m_records.reserve(m_given->size());
         for (const CKZStatMessageRecord& record : *m_given)
-            m_records.push_back({{record.name.data(), record.name.length()},
-                                 record.type,
-                                 record.totals,
-                                 record.lasts});
+            m_records.push_back({record.name.view(), record.type, record.totals, record.lasts});
     }
     m_isListed = true;
 }

@@ -10,6 +10,7 @@
 
 #include "faults/failingnew.h"
 #include "kzstatisticsgenerator.h"
+#include "kzstatmerge.h"
 #include "rw/collint.h"
 #include "ryp/log.h"
 #include "ryp/testclock.h"
@@ -31,12 +32,20 @@ public:
     KeepingGenerator() : CKZStatGenMain("a generator whose name does not fit a small string") {}
     void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override {}
     void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override {}
+    void SendSliceValues(const CKZStatSliceValues& slice) override {
+        slice.FindRecord("b");
+        CKZStatMerge merge;
+        merge.Add(slice);
+        valuesOfSlice = merge.GetRecords().size();
+    }
     int SendDictionaryString(RWCString& text, double, const char*) override {
         const PlentyOfMemory plenty;
         texts.push_back(text);
+        EXPECT_EQ(valuesOfSlice, Message(text).records.size());
         return 1;
     }
     std::vector<RWCString> texts;
+    std::size_t valuesOfSlice = 0;
 };
 
 class DiscardingSink : public RyPLogSink {
@@ -209,6 +218,35 @@ TEST(LackOfMemory, ConvertsPointTypesWithoutAllocating) {
     }
     const std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 2) << errors;
+}
+
+TEST(LackOfMemory, LeavesAMergeThatASecondAttemptCompletes) {
+    std::vector<CKZStatMessageRecord> records;
+    for (int i = 0; i < 40; ++i)
+        records.push_back({("a name that does not fit a small string " + std::to_string(i)).c_str(),
+                           i % 2 == 0 ? Types::Timer : Types::Counter,
+                           {1, 1, 1, 1, 1},
+                           {1, 1, 1, 1, 1}});
+    const RWCString message;
+    bool hasFailed = true;
+    for (long n = 1; hasFailed; ++n) {
+        const CKZStatSliceValues slice({"gen", 1, 1, 1, 1}, message, records);
+        CKZStatMerge merge;
+        merge.Add("a name that does not fit a small string 1", Types::Timer, {}, {});
+        {
+            const FailingNew failing(n);
+            try {
+                merge.Add(slice);
+            } catch (const std::bad_alloc&) {
+            }
+            hasFailed = failing.HasFailed();
+        }
+        if (hasFailed) merge.Add(slice);
+        for (const CKZStatMessageRecord& record : merge.GetRecords())
+            ASSERT_LE(record.totals.count, 1) << n;
+        ASSERT_EQ(merge.GetRecords().size(), 40U);
+        ASSERT_EQ(merge.GetConflicts().size(), 1U) << n;
+    }
 }
 
 TEST(LackOfMemory, LeavesNoGapInTheTimeline) {

@@ -94,6 +94,14 @@ TEST(Aggregate, AddsNegativeCountsWithoutExtremes) {
     ExpectEqual(sum, {1, 5, 1, 5, 25});
 }
 
+TEST(Aggregate, HasNoExtremesOnceItsValuesAreTakenAway) {
+    CKZStatAggregate sum = Of({2, 9});
+    sum.Add({-1, -1, -2, -11, -85});
+    ExpectEqual(sum, {-1, -1, 0, 0, 0});
+    sum.Add(Of({5}));
+    ExpectEqual(sum, Of({5}));
+}
+
 TEST(Aggregate, CountsBeyondAnInt) {
     CKZStatAggregate sum{1, 1, 2e9, 2e9, 2e9};
     sum.Add({1, 1, 2e9, 2e9, 2e9});
@@ -148,6 +156,18 @@ TEST(AggregateDeviation, StaysWithinItsErrorWhereTheTermsCancelOut) {
     for (const double mean : {-1e8, 1e3, 1e6, 1e9})
         for (const double spread : {1e-4, 1e-2, 1.0, 100.0})
             ExpectWithinItsError(RandomValues(mean, spread, 5000));
+}
+
+TEST(AggregateDeviation, StaysWithinItsErrorWhereSquaresUnderflow) {
+    ExpectWithinItsError({1e-170, 3e-170});
+    ExpectWithinItsError({1e-162, 3e-162});
+    ExpectWithinItsError({5e-324, 0, 1e-160});
+}
+
+TEST(AggregateDeviation, HasAnInfiniteErrorWhereATermOverflows) {
+    EXPECT_EQ(Of({1e308, -1e308}).Deviation().error, kInfinity);
+    EXPECT_EQ(Of({kInfinity, 1}).Deviation().error, kInfinity);
+    EXPECT_EQ(Of({kNaN, 1}).Deviation().error, kInfinity);
 }
 
 TEST(AggregateDeviation, IsNeverBelowZero) {

@@ -91,7 +91,8 @@ TEST(Merge, TakesMessagesAndSlices) {
 
     CKZStatMerge merge;
     merge.Add(message);
-    merge.Add(CKZStatSliceValues({"gen", 1, 1, 1, 1}, text, dictionary));
+    const CKZStatSliceValues slice({"gen", 1, 1, 1, 1}, text, dictionary);
+    merge.Add(slice);
     ASSERT_EQ(merge.GetRecords().size(), 2U);
     EXPECT_EQ(merge.FindRecord("a")->totals.count, 2);
     EXPECT_EQ(merge.FindRecord("b")->lasts.sum, 4);

@@ -3,10 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
-#include <string>
-
-#include "kzstatpointbuilder.h"
 
 namespace {
 
@@ -28,18 +24,24 @@ TEST(PointKind, IsMissingForWhatIsNoType) {
         EXPECT_EQ(Kind::Find(static_cast<Types::PointType>(type)), nullptr) << type;
 }
 
-TEST(PointKind, HasTheNameOfItsType) {
-    for (const Kind& kind : Kind::All())
-        EXPECT_STREQ(kind.name, Types::GetStringFromEnumType(kind.type));
+TEST(PointKind, HasItsName) {
+    const char* const names[] = {"Measurement",       "Timer",
+                                 "Counter",           "Accumulator",
+                                 "LoadSize",          "TransactionCounter",
+                                 "TransactionTimer",  "TransactionReasonCounter",
+                                 "MeasurementPerSec", "CounterPerSec",
+                                 "NTPerformance",     "AccumulatorPerSec"};
+    for (std::size_t i = 0; i < 12; ++i) {
+        EXPECT_STREQ(Kind::All()[i].name, names[i]);
+        EXPECT_STREQ(MeasurementTypeStringNames[i], names[i]);
+    }
 }
 
-TEST(PointKind, HasWhatItsPointsHave) {
-    for (const Kind& kind : Kind::All()) {
-        const std::unique_ptr<CKZStatPoint> point(CKZStatPointBuilder::BuildPoint(kind.type));
-        EXPECT_EQ(kind.mask, point->GetMask()) << kind.name;
-        const bool isSampled = point->GetCurrentValueIndex() == StatLastAverage;
-        EXPECT_EQ(kind.reading == Kind::Sampled, isSampled) << kind.name;
-    }
+TEST(PointKind, TakesTheValueOfASliceFromItsReading) {
+    EXPECT_EQ(Kind::Find(Types::Timer)->CurrentValueIndex(), StatLastAverage);
+    EXPECT_EQ(Kind::Find(Types::MeasurementPerSec)->CurrentValueIndex(), StatLastAverage);
+    EXPECT_EQ(Kind::Find(Types::Counter)->CurrentValueIndex(), StatLastSum);
+    EXPECT_EQ(Kind::Find(Types::LoadSize)->CurrentValueIndex(), StatLastSum);
 }
 
 TEST(PointKind, MeasuresDurationsInMilliseconds) {

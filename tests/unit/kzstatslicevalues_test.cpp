@@ -39,8 +39,11 @@ public:
 class SliceValues : public testing::Test {
 protected:
     SliceValues() { generator.Start(100.0, 10.0); }
+    /// What a test expects of the view was looked at.
+    ~SliceValues() override { EXPECT_EQ(generator.calls.empty(), !endsSlices); }
 
     void EndSlice() {
+        endsSlices = true;
         clock.Advance(10.0);
         client.GetNewDictionary();
         generator.PackAll(Peer::PackQueue(generator));
@@ -49,6 +52,7 @@ protected:
     RyPTestClock clock{100.0};
     ViewingGenerator generator;
     CKZStatGenClient client{&generator, 5};
+    bool endsSlices = false;
 };
 
 TEST_F(SliceValues, ComeBetweenTheTotalAndTheText) {
@@ -155,6 +159,32 @@ TEST_F(SliceValues, AreNoChangeOfTheDictionaries) {
     const CKZStatGenMeasurementDictionary* const silent = generator.total;
     EndSlice();
     EXPECT_EQ(generator.total, silent);
+}
+
+TEST_F(SliceValues, InheritTheMarkOfMinimumAndMaximum) {
+    client.AddLast("below", -5, Types::Timer);
+    client.AddLast("below", -4, Types::Timer);
+    client.AddLast("minus one", -1, Types::Timer);
+    client.AddLast("minus one", 7, Types::Timer);
+    generator.look = [](const CKZStatSliceValues& slice) {
+        EXPECT_EQ(slice.FindRecord("below")->totals.minimum, -5);
+        EXPECT_EQ(slice.FindRecord("below")->totals.maximum, -1);
+        EXPECT_EQ(slice.FindRecord("below")->totals.sum, -9);
+        EXPECT_EQ(slice.FindRecord("minus one")->totals.minimum, 7);
+        EXPECT_EQ(slice.FindRecord("minus one")->totals.count, 2);
+    };
+    EndSlice();
+}
+
+TEST_F(SliceValues, AgreeWithTheTextThoughAPauseEndsBetweenThem) {
+    generator.look = [this](const CKZStatSliceValues& slice) {
+        EXPECT_EQ(slice.GetElapsed(), 10);
+        generator.DeFrost(4);
+    };
+    client.AddLast("n", 7, Types::Counter);
+    EndSlice();
+    EXPECT_EQ(generator.LastMessage().elapsed, 10);
+    EXPECT_EQ(generator.TextElapsed().back(), 10);
 }
 
 TEST_F(SliceValues, FindNothingUnderAnUnknownName) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "kzplatform_export.h"
 
@@ -19,6 +20,8 @@ public:
     /// The bytes, followed by a NUL. Valid until the string is changed or destroyed.
     const char* data() const { return m_text.c_str(); }
     std::size_t length() const { return m_text.size(); }
+    /// The bytes without the NUL. Valid until the string is changed or destroyed.
+    std::string_view view() const { return m_text; }
     /// True for a string of length 0.
     bool isNull() const { return m_text.empty(); }
 
