@@ -2,6 +2,7 @@
 #define KZSTATGENMEASUREMENTDICTIONARY_H
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -152,6 +153,10 @@ private:
     CKZStatGenStatsCache m_statsCache;
     const std::unique_ptr<Lock> m_lock;
     RyPArena m_arena;  // of the names and measurements made here
+    // Entries, and bytes of the arena, as of the last flush, for readers without m_lock. Relaxed:
+    // an estimate is enough for them.
+    std::atomic<std::size_t> m_namesAtFlush;
+    std::atomic<std::size_t> m_bytesAtFlush;
     // Whether a measurement was handed out for changing since the pack thread merged the values,
     // which it need not do again otherwise. Relaxed: it reads only what it wrote itself.
     mutable std::atomic<bool> m_changed;

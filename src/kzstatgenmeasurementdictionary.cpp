@@ -53,6 +53,8 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
       m_client(nullptr),
       m_cacheLimit(slice == nullptr ? 0 : slice->StatsCacheSize()),
       m_lock(std::make_unique<Lock>()),
+      m_namesAtFlush(0),
+      m_bytesAtFlush(0),
       m_changed(true) {}
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
@@ -143,6 +145,8 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
         throw;
     }
     m_statsCache.Clear();
+    m_namesAtFlush.store(entries(), std::memory_order_relaxed);
+    m_bytesAtFlush.store(m_arena.Used(), std::memory_order_relaxed);
 }
 
 void CKZStatGenMeasurementDictionary::AddAndTrace(const CKZStatGenStatsCache::Value& cached,
@@ -210,12 +214,12 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
     return made.measurement;
 }
 
-/// Room for as many names as `similar` has. Takes the lock of `similar`.
+/// Room for as many names as `similar` has. Does not wait for its lock: the pack thread may hold it
+/// for long, and whoever makes this dictionary keeps every client waiting.
 void CKZStatGenMeasurementDictionary::ExpectNamesOf(
     const CKZStatGenMeasurementDictionary& similar) {
-    const Lock::LockGuard guard(*similar.m_lock);
-    Reserve(similar.entries());
-    m_arena.Reserve(similar.m_arena.Used());
+    Reserve(similar.m_namesAtFlush.load(std::memory_order_relaxed));
+    m_arena.Reserve(similar.m_bytesAtFlush.load(std::memory_order_relaxed));
 }
 
 void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum, double maximum,

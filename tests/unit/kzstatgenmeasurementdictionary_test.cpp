@@ -22,6 +22,7 @@
 #include "kzstatisticsgenerator.h"
 #include "rw/collint.h"
 #include "rw/cstring.h"
+#include "ryp/clock.h"
 #include "ryp/collectablestring.h"
 #include "ryp/testclock.h"
 #include "support/capturing_log.h"
@@ -1192,6 +1193,11 @@ TEST_F(DictionaryLock, IsNotTakenWhenAnotherIsMergedIntoIt) {
     SetAlike(source, "a", 5, 1);
     EXPECT_TRUE(NeedsNoLock(dictionary, [&] { dictionary.AddValuesOfDict(&source, AddForDump); }));
     EXPECT_EQ(dictionary.GetCount("a"), 2);
+}
+
+TEST_F(DictionaryLock, IsNotTakenToMakeTheDictionaryThatFollows) {
+    generator.Start(RyPSysTime(), 1e6);
+    EXPECT_TRUE(NeedsNoLock(dictionary, [&] { generator.GetNewDictionary(5, &dictionary); }));
 }
 
 TEST_F(DictionaryLock, IsTakenWhenItIsMergedIntoAnother) {
