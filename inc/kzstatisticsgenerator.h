@@ -256,6 +256,7 @@ private:
     void FreeSliceInHand();
     void KeepTime(CKZStatGenClient& dummyClient);
     double Elapsed(double time) const;
+    double CurrentEndTime() const;
 
     const RWCString m_name;
     std::atomic<double> m_startTime;
@@ -341,8 +342,10 @@ public:
     /// the clients lock, or no other thread is left.
     void ReleaseDictionary();
 
-    /// The end time of the slice of the current dictionary. REQUIRES: there is one, which is so
-    /// after the first `AddLast` or `GetNewDictionary`.
+    /// The end time of the slice that this client reports into: of its current dictionary, or of
+    /// the generator's current slice where it has none yet. It may have passed, since the next
+    /// slice begins when somebody asks for a dictionary. Infinity, with an error logged, before
+    /// `Start`.
     double GetCurrentEndTime() const;
 
     /// Records one value of `name`. A value that a closing slice refuses is tried again every

@@ -24,6 +24,9 @@ constexpr double kSilenceGraceSeconds = 5.0;
 constexpr double kTimekeepingPauseSeconds = 1.0;
 constexpr double kRetryPauseSeconds = 0.1;
 
+constexpr char kNotStarted[] =
+    "the generator is not started: call Start before clients report values";
+
 constexpr int kLargestCacheSize = 20;
 constexpr double kLongestFlushInterval = 5.0;
 
@@ -261,6 +264,12 @@ int CKZStatGenMain::SendDictionaryString(RWCString&, double, const char*) {
     return 1;
 }
 
+double CKZStatGenMain::CurrentEndTime() const {
+    const double end = m_currentEndTime.load();
+    if (std::isinf(end)) KZ_LOG_ERROR(kNotStarted);
+    return end;
+}
+
 double CKZStatGenMain::Elapsed(double time) const {
     return time - m_startTime.load();
 }
@@ -306,7 +315,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
     const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
     const Lock::LockGuard guard(*m_timelineLock);
     if (m_currentSlice == nullptr) {
-        KZ_LOG_ERROR("the generator is not started: call Start before clients report values");
+        KZ_LOG_ERROR(kNotStarted);
         return nullptr;
     }
     if (sliceMayBeOver) AdvanceTimeline();
@@ -578,7 +587,7 @@ double CKZStatGenClient::EndTime() const {
 
 double CKZStatGenClient::GetCurrentEndTime() const {
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    return EndTime();
+    return m_dictionary != nullptr ? EndTime() : m_main->CurrentEndTime();
 }
 
 bool CKZStatGenClient::NeedsNewDictionary(double now) const {

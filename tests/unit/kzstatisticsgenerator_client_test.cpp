@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -140,6 +141,23 @@ TEST_F(Client, ReleasesItsDictionaryWithoutTouchingTheHold) {
     Peer::ClearOwner(*first);  // as the dictionary's end does
 }
 
+TEST_F(Client, AnswersTheEndOfTheCurrentSliceBeforeItsFirstValue) {
+    EXPECT_EQ(client.GetCurrentEndTime(), 110.0);
+    CKZStatGenClient other(&generator, 6);
+    clock.Set(125.0);
+    other.GetNewDictionary();
+    EXPECT_EQ(client.GetCurrentEndTime(), 130.0);
+    EXPECT_EQ(CurrentDictionary(), nullptr);
+}
+
+TEST_F(Client, AnswersTheEndOfItsOwnSliceOnceItHasADictionary) {
+    client.AddLast("n", 1, Types::Counter);
+    CKZStatGenClient other(&generator, 6);
+    clock.Set(110.0);
+    other.GetNewDictionary();
+    EXPECT_EQ(client.GetCurrentEndTime(), 110.0);
+}
+
 TEST_F(Client, FlushesItsCache) {
     client.AddLast("n", 1, Types::Counter);
     EXPECT_EQ(Peer::CachedCount(*CurrentDictionary()), 1);
@@ -243,6 +261,14 @@ TEST(ClientOfAGeneratorNotStarted, LogsAndDropsItsValues) {
     EXPECT_EQ(client.GetNewDictionary(), nullptr);
     EXPECT_EQ(client.FlushStatsCache(), 0);
     EXPECT_THAT(log.Texts(), ElementsAre(HasSubstr("call Start"), HasSubstr("call Start")));
+}
+
+TEST(ClientOfAGeneratorNotStarted, LogsAnErrorAndAnswersThatItsSliceNeverEnds) {
+    RecordingGenerator generator;
+    const CKZStatGenClient client(&generator, 5);
+    CapturingLog log(RyPLogLevel::Error);
+    EXPECT_EQ(client.GetCurrentEndTime(), std::numeric_limits<double>::infinity());
+    EXPECT_THAT(log.Texts(), ElementsAre(HasSubstr("call Start")));
 }
 
 TEST(ClientOfAGeneratorNotStarted, CountsOnceItIsStarted) {
