@@ -104,7 +104,7 @@ inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
     if (m_statsCache.Count() < m_cacheLimit) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
-        return FlushStatsCache();
+        return FlushWhileNobodyReports();
     } catch (...) {
         // The flush stopped at this value or before it, so it is the last one left: taken back,
         // since its reporter learns that it failed.
@@ -113,13 +113,26 @@ inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
     }
 }
 
-int CKZStatGenMeasurementDictionary::FlushStatsCache() {
+bool CKZStatGenMeasurementDictionary::HasNothingToFlush() const {
     KZ_TRACE("In FlushStatsCache");
     // Whoever emptied the cache has aggregated its values before.
-    if (m_statsCache.Count() == 0) {
-        KZ_TRACE("Nothing to flush");
-        return 1;
-    }
+    if (m_statsCache.Count() > 0) return false;
+    KZ_TRACE("Nothing to flush");
+    return true;
+}
+
+int CKZStatGenMeasurementDictionary::FlushStatsCache() {
+    if (HasNothingToFlush()) return 1;
+    // A client that reports adds to the cache without m_lock, so it is kept out.
+    std::optional<RWMutexLock::LockGuard> clients;
+    if (m_slice != nullptr) clients.emplace(m_slice->ClientsLock());
+    const Lock::LockGuard guard(*m_lock);
+    FlushValues();
+    return 1;
+}
+
+int CKZStatGenMeasurementDictionary::FlushWhileNobodyReports() {
+    if (HasNothingToFlush()) return 1;
     const Lock::LockGuard guard(*m_lock);
     FlushValues();
     return 1;

@@ -162,7 +162,7 @@ void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
     int position = 0;
     finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
         if (position++ < m_fold.dictionaries) return;
-        dictionary.FlushStatsCache();
+        dictionary.FlushWhileNobodyReports();
         FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
         ++m_fold.dictionaries;
     });
@@ -621,7 +621,7 @@ void CKZStatGenClient::AddLast(const char* name, double value,
 int CKZStatGenClient::FlushStatsCache() {
     // The clients lock keeps the garbage loop from freeing the dictionary meanwhile.
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    return m_dictionary == nullptr ? 0 : m_dictionary->FlushStatsCache();
+    return m_dictionary == nullptr ? 0 : m_dictionary->FlushWhileNobodyReports();
 }
 
 void CKZStatGenClient::ResetTimer(const char* name) {

@@ -1240,8 +1240,8 @@ TEST_F(DictionaryLock, IsTakenToDumpLasts) {
 TEST_F(DictionaryLock, IsTakenAgainByTheThreadThatHoldsIt) {
     std::string dump;
     AddLasts("a", 1);
+    dictionary.FlushStatsCache();
     WithLockHeld(dictionary, [&] {
-        dictionary.FlushStatsCache();
         dictionary.AddValuesOfDict(&dictionary, AddForDump);
         dump = DumpOf(dictionary);
     });

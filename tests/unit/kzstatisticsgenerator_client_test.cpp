@@ -100,6 +100,24 @@ TEST_F(Client, TriesARefusedValueAgainAfterATenthOfASecond) {
     EXPECT_EQ(Flushed().GetSum("n"), 10);
 }
 
+TEST_F(Client, KeepsEveryDictionaryFromBeingFlushedWhileItReports) {
+    CKZStatGenClient other(&generator, 6);
+    other.AddLast("n", 1, Types::Counter);
+    auto* const dictionary = Peer::DictionaryOf(other);
+    client.AddLast("n", 1, Types::Counter);
+    Peer::CloseSlice(*Peer::CurrentSlice(generator));
+    std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
+    clock.WaitForSleepers(1);  // refused, and about to try again
+    std::thread flusher([&] { dictionary->FlushStatsCache(); });
+    // Leaves the processor to a flush that does not wait.
+    for (int turn = 0; turn < 10000; ++turn) std::this_thread::yield();
+    EXPECT_EQ(Peer::CachedCount(*dictionary), 1);
+    clock.Set(110.2);
+    reporter.join();
+    flusher.join();
+    EXPECT_EQ(Peer::CachedCount(*dictionary), 0);
+}
+
 TEST_F(Client, DropsARefusedValueAtOnceWhenTheGeneratorIsStopping) {
     client.AddLast("n", 1, Types::Counter);
     Peer::CloseSlice(*Peer::CurrentSlice(generator));
