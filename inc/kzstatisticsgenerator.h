@@ -348,10 +348,10 @@ public:
     /// `Start`.
     double GetCurrentEndTime() const;
 
-    /// Records one value of `name`. A value that a closing slice refuses is tried again every
-    /// 0.1 second in a new dictionary until it is accepted; it is dropped only when the generator
-    /// is stopping. A null `name` and a generator that was not started log an error and drop the
-    /// value.
+    /// Records one value of `name`. A value that a closed slice refuses is tried again in a new
+    /// dictionary until it is accepted: at once where the slice is over, every 0.1 second where it
+    /// is not. It is dropped only when the generator is stopping. A null `name` and a generator
+    /// that was not started log an error and drop the value.
     void AddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
 
     /// Aggregates the values that this client's dictionary still caches. Returns 1, or 0 where the

@@ -10,6 +10,7 @@
 #include "rw/collint.h"
 #include "ryp/testclock.h"
 #include "support/capturing_log.h"
+#include "support/clocked_thread.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
 
@@ -81,17 +82,45 @@ TEST_F(Client, StillUsesItsOpenDictionaryAtExactlyTheEnd) {
     EXPECT_EQ(Flushed().GetSum("n"), 11);
 }
 
-TEST_F(Client, TriesARefusedValueAgainAfterATenthOfASecond) {
+TEST_F(Client, MovesOnAtOnceWithAValueThatWasRefusedAtTheEndOfItsSlice) {
     client.AddLast("n", 1, Types::Counter);
     CKZStatGenClient other(&generator, 6);
     clock.Set(110.0);
     other.GetNewDictionary();
     generator.SendSlice(generator.WaitForSlice());  // closes slice 1
+    {
+        const ClockedThread reporter(clock, [&] { client.AddLast("n", 10, Types::Counter); });
+        clock.WaitForSleepers(1);
+        EXPECT_EQ(clock.Now(), 110.0);
+        EXPECT_EQ(SliceIdOfClient(), 2);
+    }
+    EXPECT_EQ(Flushed().GetSum("n"), 10);
+}
 
+TEST_F(Client, TriesARefusedValueAgainAfterATenthOfASecondBeforeTheEndOfItsSlice) {
+    client.AddLast("n", 1, Types::Counter);
+    Peer::CloseSlice(*Peer::CurrentSlice(generator));
+    clock.Set(109.95);
     std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
     clock.WaitForSleepers(1);
     EXPECT_EQ(SliceIdOfClient(), 1);
-    clock.Advance(0.0999);
+    clock.Set(110.0499);  // the slice is over, the pause is not
+    clock.WaitForSleepers(1);
+    EXPECT_EQ(SliceIdOfClient(), 1);
+    clock.Set(110.0501);
+    reporter.join();
+    EXPECT_EQ(SliceIdOfClient(), 2);
+    EXPECT_EQ(Flushed().GetSum("n"), 10);
+}
+
+TEST_F(Client, GoesOnTryingWhileItsSliceIsNeitherOverNorOpen) {
+    client.AddLast("n", 1, Types::Counter);
+    Peer::CloseSlice(*Peer::CurrentSlice(generator));
+    std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
+    for (const double now : {100.1, 100.2, 105.0, 109.99}) {
+        clock.WaitForSleepers(1);
+        clock.Set(now + 0.0001);
+    }
     clock.WaitForSleepers(1);
     EXPECT_EQ(SliceIdOfClient(), 1);
     clock.Set(110.2);
