@@ -2,6 +2,7 @@
 #define KZSTATGENMEASUREMENTDICTIONARY_H
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -30,9 +31,10 @@ class RWCString;
 ///
 /// Threads. One thread at a time reports (`AddLast`); clients see to that with the generator's
 /// clients lock. Flushing, setting, resetting and dumping take the dictionary's own lock, the
-/// last in the lock order; setting in a dictionary of a slice takes the clients lock before it, so
-/// that no report is under way. Queries and `ResetLasts` take none: the caller sees to it that
-/// nobody changes the dictionary meanwhile, as is the case on the pack thread.
+/// last in the lock order; flushing and setting in a dictionary of a slice take the clients lock
+/// before it, so that no client's report is under way. Queries and `ResetLasts` take none: the
+/// caller sees to it that nobody changes the dictionary meanwhile, as is the case on the pack
+/// thread.
 class KZSTAT_EXPORT CKZStatGenMeasurementDictionary : public RWHashDictionary {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
@@ -50,7 +52,7 @@ public:
     int AddLast(const char* name, double value, PointType type);
 
     /// Aggregates the cached values, in the order of their arrival. Always returns 1. Values that
-    /// could not be aggregated because memory ran out stay cached.
+    /// could not be aggregated because memory ran out stay cached. Takes no lock where none are.
     int FlushStatsCache();
 
     /// Replaces the aggregates and the type of a name. The sums of squares stored are the squares
@@ -125,6 +127,10 @@ private:
     void PrefetchForBurst() const;
     int FlushWhereFull();
     bool RefusesValues() const;
+    /// `FlushStatsCache` for a caller who holds the clients lock, is the one that reports, or has
+    /// closed the slice.
+    int FlushWhileNobodyReports();
+    bool HasNothingToFlush() const;
     void FlushValues();
     static void AddAndTrace(const CKZStatGenStatsCache::Value& cached,
                             CKZStatGenMeasurement& measurement);
@@ -159,6 +165,10 @@ private:
     CKZStatGenStatsCache m_statsCache;
     const std::unique_ptr<Lock> m_lock;
     RyPArena m_arena;  // of the names and measurements made here
+    // Entries, and bytes of the arena, as of the last flush, for readers without m_lock. Relaxed:
+    // an estimate is enough for them.
+    std::atomic<std::size_t> m_namesAtFlush;
+    std::atomic<std::size_t> m_bytesAtFlush;
     // Whether a measurement was handed out for changing since the pack thread merged the values,
     // which it need not do again otherwise. Relaxed: it reads only what it wrote itself.
     mutable std::atomic<bool> m_changed;

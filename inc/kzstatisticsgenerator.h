@@ -262,6 +262,7 @@ private:
     void FreeSliceInHand();
     void KeepTime(CKZStatGenClient& dummyClient);
     double Elapsed(double time) const;
+    double CurrentEndTime() const;
 
     const RWCString m_name;
     std::atomic<double> m_startTime;
@@ -350,14 +351,16 @@ public:
     /// the clients lock, or no other thread is left.
     void ReleaseDictionary();
 
-    /// The end time of the slice of the current dictionary. REQUIRES: there is one, which is so
-    /// after the first `AddLast` or `GetNewDictionary`.
+    /// The end time of the slice that this client reports into: of its current dictionary, or of
+    /// the generator's current slice where it has none yet. It may have passed, since the next
+    /// slice begins when somebody asks for a dictionary. Infinity, with an error logged, before
+    /// `Start`.
     double GetCurrentEndTime() const;
 
-    /// Records one value of `name`. A value that a closing slice refuses is tried again every
-    /// 0.1 second in a new dictionary until it is accepted; it is dropped only when the generator
-    /// is stopping. A null `name` and a generator that was not started log an error and drop the
-    /// value.
+    /// Records one value of `name`. A value that a closed slice refuses is tried again in a new
+    /// dictionary until it is accepted: at once where the slice is over, every 0.1 second where it
+    /// is not. It is dropped only when the generator is stopping. A null `name` and a generator
+    /// that was not started log an error and drop the value.
     void AddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
 
     /// Aggregates the values that this client's dictionary still caches. Returns 1, or 0 where the

@@ -53,6 +53,8 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
       m_client(nullptr),
       m_cacheLimit(slice == nullptr ? 0 : slice->StatsCacheSize()),
       m_lock(std::make_unique<Lock>()),
+      m_namesAtFlush(0),
+      m_bytesAtFlush(0),
       m_changed(true) {}
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
@@ -102,7 +104,7 @@ inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
     if (m_statsCache.Count() < m_cacheLimit) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
-        return FlushStatsCache();
+        return FlushWhileNobodyReports();
     } catch (...) {
         // The flush stopped at this value or before it, so it is the last one left: taken back,
         // since its reporter learns that it failed.
@@ -111,13 +113,26 @@ inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
     }
 }
 
-int CKZStatGenMeasurementDictionary::FlushStatsCache() {
+bool CKZStatGenMeasurementDictionary::HasNothingToFlush() const {
     KZ_TRACE("In FlushStatsCache");
     // Whoever emptied the cache has aggregated its values before.
-    if (m_statsCache.Count() == 0) {
-        KZ_TRACE("Nothing to flush");
-        return 1;
-    }
+    if (m_statsCache.Count() > 0) return false;
+    KZ_TRACE("Nothing to flush");
+    return true;
+}
+
+int CKZStatGenMeasurementDictionary::FlushStatsCache() {
+    if (HasNothingToFlush()) return 1;
+    // A client that reports adds to the cache without m_lock, so it is kept out.
+    std::optional<RWMutexLock::LockGuard> clients;
+    if (m_slice != nullptr) clients.emplace(m_slice->ClientsLock());
+    const Lock::LockGuard guard(*m_lock);
+    FlushValues();
+    return 1;
+}
+
+int CKZStatGenMeasurementDictionary::FlushWhileNobodyReports() {
+    if (HasNothingToFlush()) return 1;
     const Lock::LockGuard guard(*m_lock);
     FlushValues();
     return 1;
@@ -143,6 +158,8 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
         throw;
     }
     m_statsCache.Clear();
+    m_namesAtFlush.store(entries(), std::memory_order_relaxed);
+    m_bytesAtFlush.store(m_arena.Used(), std::memory_order_relaxed);
 }
 
 void CKZStatGenMeasurementDictionary::AddAndTrace(const CKZStatGenStatsCache::Value& cached,
@@ -210,12 +227,12 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
     return made.measurement;
 }
 
-/// Room for as many names as `similar` has. Takes the lock of `similar`.
+/// Room for as many names as `similar` has. Does not wait for its lock: the pack thread may hold it
+/// for long, and whoever makes this dictionary keeps every client waiting.
 void CKZStatGenMeasurementDictionary::ExpectNamesOf(
     const CKZStatGenMeasurementDictionary& similar) {
-    const Lock::LockGuard guard(*similar.m_lock);
-    Reserve(similar.entries());
-    m_arena.Reserve(similar.m_arena.Used());
+    Reserve(similar.m_namesAtFlush.load(std::memory_order_relaxed));
+    m_arena.Reserve(similar.m_bytesAtFlush.load(std::memory_order_relaxed));
 }
 
 void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum, double maximum,

@@ -24,6 +24,9 @@ constexpr double kSilenceGraceSeconds = 5.0;
 constexpr double kTimekeepingPauseSeconds = 1.0;
 constexpr double kRetryPauseSeconds = 0.1;
 
+constexpr char kNotStarted[] =
+    "the generator is not started: call Start before clients report values";
+
 constexpr int kLargestCacheSize = 20;
 constexpr double kLongestFlushInterval = 5.0;
 
@@ -159,7 +162,7 @@ void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
     int position = 0;
     finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
         if (position++ < m_fold.dictionaries) return;
-        dictionary.FlushStatsCache();
+        dictionary.FlushWhileNobodyReports();
         FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
         ++m_fold.dictionaries;
     });
@@ -263,6 +266,12 @@ int CKZStatGenMain::SendDictionaryString(RWCString&, double, const char*) {
 
 void CKZStatGenMain::SendSliceValues(const CKZStatSliceValues&) {}
 
+double CKZStatGenMain::CurrentEndTime() const {
+    const double end = m_currentEndTime.load();
+    if (std::isinf(end)) KZ_LOG_ERROR(kNotStarted);
+    return end;
+}
+
 double CKZStatGenMain::Elapsed(double time) const {
     return time - m_startTime.load();
 }
@@ -308,7 +317,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
     const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
     const Lock::LockGuard guard(*m_timelineLock);
     if (m_currentSlice == nullptr) {
-        KZ_LOG_ERROR("the generator is not started: call Start before clients report values");
+        KZ_LOG_ERROR(kNotStarted);
         return nullptr;
     }
     if (sliceMayBeOver) AdvanceTimeline();
@@ -582,7 +591,7 @@ double CKZStatGenClient::EndTime() const {
 
 double CKZStatGenClient::GetCurrentEndTime() const {
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    return EndTime();
+    return m_dictionary != nullptr ? EndTime() : m_main->CurrentEndTime();
 }
 
 bool CKZStatGenClient::NeedsNewDictionary(double now) const {
@@ -608,7 +617,9 @@ void CKZStatGenClient::AddLast(const char* name, double value,
     if (NeedsNewDictionary(now)) MoveToNewDictionary();
     while (m_dictionary != nullptr && m_dictionary->AddLastOfClient(cutName, value, type) == 0) {
         if (m_main->m_stopping.load()) return;
-        RyPSleep(kRetryPauseSeconds);
+        // Mostly the slice ended and was closed since the clock was read: then the next one takes
+        // the value. All clients wait meanwhile, so there is no pause without need.
+        if (RyPSysTime() < EndTime()) RyPSleep(kRetryPauseSeconds);
         MoveToNewDictionary();
     }
 }
@@ -616,7 +627,7 @@ void CKZStatGenClient::AddLast(const char* name, double value,
 int CKZStatGenClient::FlushStatsCache() {
     // The clients lock keeps the garbage loop from freeing the dictionary meanwhile.
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    return m_dictionary == nullptr ? 0 : m_dictionary->FlushStatsCache();
+    return m_dictionary == nullptr ? 0 : m_dictionary->FlushWhileNobodyReports();
 }
 
 void CKZStatGenClient::ResetTimer(const char* name) {

@@ -22,6 +22,7 @@
 #include "kzstatisticsgenerator.h"
 #include "rw/collint.h"
 #include "rw/cstring.h"
+#include "ryp/clock.h"
 #include "ryp/collectablestring.h"
 #include "ryp/testclock.h"
 #include "support/capturing_log.h"
@@ -1194,6 +1195,11 @@ TEST_F(DictionaryLock, IsNotTakenWhenAnotherIsMergedIntoIt) {
     EXPECT_EQ(dictionary.GetCount("a"), 2);
 }
 
+TEST_F(DictionaryLock, IsNotTakenToMakeTheDictionaryThatFollows) {
+    generator.Start(RyPSysTime(), 1e6);
+    EXPECT_TRUE(NeedsNoLock(dictionary, [&] { generator.GetNewDictionary(5, &dictionary); }));
+}
+
 TEST_F(DictionaryLock, IsTakenWhenItIsMergedIntoAnother) {
     Dictionary merged;
     WhileAValueIsAdded([&] { merged.AddValuesOfDict(&dictionary, AddForDump); });
@@ -1234,8 +1240,8 @@ TEST_F(DictionaryLock, IsTakenToDumpLasts) {
 TEST_F(DictionaryLock, IsTakenAgainByTheThreadThatHoldsIt) {
     std::string dump;
     AddLasts("a", 1);
+    dictionary.FlushStatsCache();
     WithLockHeld(dictionary, [&] {
-        dictionary.FlushStatsCache();
         dictionary.AddValuesOfDict(&dictionary, AddForDump);
         dump = DumpOf(dictionary);
     });

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -9,6 +10,7 @@
 #include "rw/collint.h"
 #include "ryp/testclock.h"
 #include "support/capturing_log.h"
+#include "support/clocked_thread.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
 
@@ -80,23 +82,69 @@ TEST_F(Client, StillUsesItsOpenDictionaryAtExactlyTheEnd) {
     EXPECT_EQ(Flushed().GetSum("n"), 11);
 }
 
-TEST_F(Client, TriesARefusedValueAgainAfterATenthOfASecond) {
+TEST_F(Client, MovesOnAtOnceWithAValueThatWasRefusedAtTheEndOfItsSlice) {
     client.AddLast("n", 1, Types::Counter);
     CKZStatGenClient other(&generator, 6);
     clock.Set(110.0);
     other.GetNewDictionary();
     generator.SendSlice(generator.WaitForSlice());  // closes slice 1
+    {
+        const ClockedThread reporter(clock, [&] { client.AddLast("n", 10, Types::Counter); });
+        clock.WaitForSleepers(1);
+        EXPECT_EQ(clock.Now(), 110.0);
+        EXPECT_EQ(SliceIdOfClient(), 2);
+    }
+    EXPECT_EQ(Flushed().GetSum("n"), 10);
+}
 
+TEST_F(Client, TriesARefusedValueAgainAfterATenthOfASecondBeforeTheEndOfItsSlice) {
+    client.AddLast("n", 1, Types::Counter);
+    Peer::CloseSlice(*Peer::CurrentSlice(generator));
+    clock.Set(109.95);
     std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
     clock.WaitForSleepers(1);
     EXPECT_EQ(SliceIdOfClient(), 1);
-    clock.Advance(0.0999);
+    clock.Set(110.0499);  // the slice is over, the pause is not
+    clock.WaitForSleepers(1);
+    EXPECT_EQ(SliceIdOfClient(), 1);
+    clock.Set(110.0501);
+    reporter.join();
+    EXPECT_EQ(SliceIdOfClient(), 2);
+    EXPECT_EQ(Flushed().GetSum("n"), 10);
+}
+
+TEST_F(Client, GoesOnTryingWhileItsSliceIsNeitherOverNorOpen) {
+    client.AddLast("n", 1, Types::Counter);
+    Peer::CloseSlice(*Peer::CurrentSlice(generator));
+    std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
+    for (const double now : {100.1, 100.2, 105.0, 109.99}) {
+        clock.WaitForSleepers(1);
+        clock.Set(now + 0.0001);
+    }
     clock.WaitForSleepers(1);
     EXPECT_EQ(SliceIdOfClient(), 1);
     clock.Set(110.2);
     reporter.join();
     EXPECT_EQ(SliceIdOfClient(), 2);
     EXPECT_EQ(Flushed().GetSum("n"), 10);
+}
+
+TEST_F(Client, KeepsEveryDictionaryFromBeingFlushedWhileItReports) {
+    CKZStatGenClient other(&generator, 6);
+    other.AddLast("n", 1, Types::Counter);
+    auto* const dictionary = Peer::DictionaryOf(other);
+    client.AddLast("n", 1, Types::Counter);
+    Peer::CloseSlice(*Peer::CurrentSlice(generator));
+    std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
+    clock.WaitForSleepers(1);  // refused, and about to try again
+    std::thread flusher([&] { dictionary->FlushStatsCache(); });
+    // Leaves the processor to a flush that does not wait.
+    for (int turn = 0; turn < 10000; ++turn) std::this_thread::yield();
+    EXPECT_EQ(Peer::CachedCount(*dictionary), 1);
+    clock.Set(110.2);
+    reporter.join();
+    flusher.join();
+    EXPECT_EQ(Peer::CachedCount(*dictionary), 0);
 }
 
 TEST_F(Client, DropsARefusedValueAtOnceWhenTheGeneratorIsStopping) {
@@ -138,6 +186,23 @@ TEST_F(Client, ReleasesItsDictionaryWithoutTouchingTheHold) {
     EXPECT_EQ(Peer::OwnerOf(*first), &client);
     EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1);
     Peer::ClearOwner(*first);  // as the dictionary's end does
+}
+
+TEST_F(Client, AnswersTheEndOfTheCurrentSliceBeforeItsFirstValue) {
+    EXPECT_EQ(client.GetCurrentEndTime(), 110.0);
+    CKZStatGenClient other(&generator, 6);
+    clock.Set(125.0);
+    other.GetNewDictionary();
+    EXPECT_EQ(client.GetCurrentEndTime(), 130.0);
+    EXPECT_EQ(CurrentDictionary(), nullptr);
+}
+
+TEST_F(Client, AnswersTheEndOfItsOwnSliceOnceItHasADictionary) {
+    client.AddLast("n", 1, Types::Counter);
+    CKZStatGenClient other(&generator, 6);
+    clock.Set(110.0);
+    other.GetNewDictionary();
+    EXPECT_EQ(client.GetCurrentEndTime(), 110.0);
 }
 
 TEST_F(Client, FlushesItsCache) {
@@ -243,6 +308,14 @@ TEST(ClientOfAGeneratorNotStarted, LogsAndDropsItsValues) {
     EXPECT_EQ(client.GetNewDictionary(), nullptr);
     EXPECT_EQ(client.FlushStatsCache(), 0);
     EXPECT_THAT(log.Texts(), ElementsAre(HasSubstr("call Start"), HasSubstr("call Start")));
+}
+
+TEST(ClientOfAGeneratorNotStarted, LogsAnErrorAndAnswersThatItsSliceNeverEnds) {
+    RecordingGenerator generator;
+    const CKZStatGenClient client(&generator, 5);
+    CapturingLog log(RyPLogLevel::Error);
+    EXPECT_EQ(client.GetCurrentEndTime(), std::numeric_limits<double>::infinity());
+    EXPECT_THAT(log.Texts(), ElementsAre(HasSubstr("call Start")));
 }
 
 TEST(ClientOfAGeneratorNotStarted, CountsOnceItIsStarted) {

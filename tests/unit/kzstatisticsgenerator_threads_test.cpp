@@ -106,6 +106,25 @@ TEST_F(BusyGenerator, FlushesOneClientFromAnotherThreadWithoutLoss) {
     EXPECT_EQ(SumOfLasts("n"), kValues);
 }
 
+TEST(GeneratorInOneSlice, FlushesADictionaryWhoseClientReportsWithoutLoss) {
+    constexpr int kValues = 200000;
+    RecordingGenerator generator;
+    generator.Start(RyPSysTime(), 1e6);
+    CKZStatGenClient client(&generator, 1);
+    CKZStatGenMeasurementDictionary* const dictionary = client.GetNewDictionary();
+    std::atomic<bool> done{false};
+    std::thread flusher([&] {
+        while (!done) dictionary->FlushStatsCache();
+    });
+    for (int i = 0; i < kValues; ++i)
+        client.AddLast(i % 2 == 0 ? "even" : "odd", 1, Types::Counter);
+    done = true;
+    flusher.join();
+    dictionary->FlushStatsCache();
+    EXPECT_EQ(dictionary->GetCount("even"), kValues / 2);
+    EXPECT_EQ(dictionary->GetCount("odd"), kValues / 2);
+}
+
 TEST_F(BusyGenerator, MovesIdleClientsWhileOthersReportAndIdleOnesAreDestroyed) {
     constexpr int kRounds = 40;
     OnThreads(kReporters, [&](int id) {
