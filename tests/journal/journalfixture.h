@@ -9,7 +9,7 @@
 #include "journal/temporaryfolder.h"
 #include "kzjournalreader.h"
 #include "kzjournalwriter.h"
-#include "support/messagemaker.h"
+#include "support/slicemaker.h"
 
 /// A run of the generator "load" with slices of one second, being written to a journal.
 class JournalTest : public testing::Test {
@@ -18,7 +18,7 @@ protected:
 
     std::string Open() { return writer.Open(path, run); }
     std::string Append(const std::vector<Reported>& reported) {
-        return writer.Append(messages.NextSlice(reported));
+        return writer.Append(slices.NextSlice(reported).View());
     }
     /// One slice in which logins took as long as `times` say.
     std::string AppendLogins(const std::vector<double>& times) {
@@ -36,14 +36,14 @@ protected:
     std::vector<int> SliceIds(const kzjournal::TimeRange& range = {}) {
         std::vector<int> ids;
         kzjournal::Reader(path).ForEachSlice(
-            range, [&](const CKZStatMessage& slice) { ids.push_back(slice.GetSliceId()); });
+            range, [&](const kzjournal::Slice& slice) { ids.push_back(slice.id); });
         return ids;
     }
 
     TemporaryFolder folder;
     std::string path = folder.Path("run.kzj");
     kzjournal::Run run = kzjournal::RunOfThisProcess("load", 1.7e9, 1);
-    MessageMaker messages{"load", 1};
+    SliceMaker slices{"load", 1, 1.7e9};
     kzjournal::Writer writer;
 };
 

@@ -53,7 +53,9 @@ private:
     MadeSlice Made() const {
         const double elapsed = m_sliceLength * m_sliceId;
         MadeSlice slice{
-            {m_generator.c_str(), m_sliceLength, m_sliceId, elapsed, m_startTime + elapsed}, {}, {}};
+            {m_generator.c_str(), m_sliceLength, m_sliceId, elapsed, m_startTime + elapsed},
+            {},
+            {}};
         CKZStatMessageWriter writer(slice.message);
         writer.WriteHeader(slice.facts.generatorName, m_sliceLength, elapsed, m_sliceId);
         for (const auto& [name, measurement] : m_measurements) {

@@ -1,6 +1,7 @@
 #ifndef KZJOURNALBULKWRITER_H
 #define KZJOURNALBULKWRITER_H
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,12 +43,16 @@ public:
     void CloseSource(int source, std::optional<double> endTime, long long lostSlices,
                      long long expectedSlices);
 
-    /// `endTime` in seconds since 1970-01-01 UTC.
+    /// Ends the run: `endTime` in seconds since 1970-01-01 UTC. The file should hold those that
+    /// were appended, and those that were lost.
     void Close(double endTime, long long lostSlices);
 
 private:
+    void Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources);
+
     const std::string m_path;
     std::unique_ptr<SliceStore> m_store;
+    std::map<int, long long> m_keptSlices;  // by run
     bool m_isComplete = false;
 };
 

@@ -87,8 +87,7 @@ public:
     std::optional<Slice> LastSlice(const TimeRange& range = {});
     /// In the order of time. Each slice is verified by its checksum: one that is damaged ends the
     /// walk with an `Error` that names it.
-    void ForEachSlice(const TimeRange& range,
-                      const std::function<void(const Slice&)>& visit);
+    void ForEachSlice(const TimeRange& range, const std::function<void(const Slice&)>& visit);
     /// Those with a higher id than `sliceId`, in the order of the ids; at most so many. Verified as
     /// above.
     void ForEachSliceAfter(int sliceId, const std::function<void(const Slice&)>& visit,

@@ -16,7 +16,8 @@ struct Run {
     double sliceLength = 0;  ///< seconds
     std::string host;
     std::string commandLine;
-    std::string testName;  ///< what was tested, in the words of the host; empty where it says nothing
+    std::string
+        testName;  ///< what was tested, in the words of the host; empty where it says nothing
     // When the load began and ended, in seconds since the start of the run. Nothing where the host
     // does not say.
     std::optional<double> loadBegin;
