@@ -15,17 +15,14 @@ namespace {
 /// A look-up costs as much as reading a few records in their order.
 constexpr int kRecordsPerLookUp = 4;
 
-#define RECORD_COLUMNS                                                                  \
-    "SELECT r.slice_id, r.name_id, r.type, r.elapsed,"                                  \
-    " r.last_minimum, r.last_maximum, r.last_count, r.last_sum, r.last_sum_of_squares," \
-    " r.minimum, r.maximum, r.count, r.sum, r.sum_of_squares"
-constexpr char kRecentRecords[] =
-    RECORD_COLUMNS " FROM recent_records r WHERE run_number = ? AND slice_id = ?";
-constexpr char kChunk[] = RECORD_COLUMNS " FROM records r WHERE run_number = ? AND chunk = ?";
-constexpr char kRecordsInChunk[] = RECORD_COLUMNS
-    " FROM names n CROSS JOIN records r ON r.run_number = ? AND r.chunk = ?"
-    " AND r.name_id = n.name_id AND r.slice_id = ?";
-#undef RECORD_COLUMNS
+/// What `AddRecord` reads, of the table `r`.
+std::string SelectRecords(const char* from) {
+    return std::string(
+               "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
+               " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
+               " r.sum, r.sum_of_squares ") +
+           from;
+}
 
 }  // namespace
 
@@ -96,14 +93,17 @@ int SliceLoader::SlicesInChunk(int chunk) {
 }
 
 void SliceLoader::ReadRecent(Slice& slice) {
-    SQLite::Statement query(m_database, kRecentRecords);
+    SQLite::Statement query(
+        m_database, SelectRecords("FROM recent_records r WHERE run_number = ? AND slice_id = ?"));
     SQLite::bind(query, m_run, slice.id);
     while (query.executeStep()) AddRecord(slice, query);
 }
 
 /// Name by name, since the records of a slice lie apart.
 void SliceLoader::ReadFromChunk(Slice& slice, int chunk) {
-    SQLite::Statement query(m_database, kRecordsInChunk);
+    SQLite::Statement query(
+        m_database, SelectRecords("FROM names n CROSS JOIN records r ON r.run_number = ?"
+                                  " AND r.chunk = ? AND r.name_id = n.name_id AND r.slice_id = ?"));
     SQLite::bind(query, m_run, chunk, slice.id);
     while (query.executeStep()) AddRecord(slice, query);
 }
@@ -111,7 +111,8 @@ void SliceLoader::ReadFromChunk(Slice& slice, int chunk) {
 void SliceLoader::ReadWholeChunk(Batch& batch) {
     std::unordered_map<int, Slice*> slices;
     for (Slice& slice : batch.slices) slices.emplace(slice.id, &slice);
-    SQLite::Statement query(m_database, kChunk);
+    SQLite::Statement query(m_database,
+                            SelectRecords("FROM records r WHERE run_number = ? AND chunk = ?"));
     SQLite::bind(query, m_run, batch.chunk);
     while (query.executeStep()) {
         const auto slice = slices.find(query.getColumn(0).getInt());
