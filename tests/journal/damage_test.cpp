@@ -33,12 +33,6 @@ TEST_P(DamagedSlice, IsRefusedByItsId) {
     }
 }
 
-TEST_P(DamagedSlice, LeavesSlicesOfOtherChunksReadable) {
-    Execute(GetParam().sql);
-    EXPECT_EQ(4, kzjournal::Reader(path).CountSlices());
-    EXPECT_EQ(4, kzjournal::Reader(path).ExpectedSlices());
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Of, DamagedSlice,
     testing::Values(

@@ -41,6 +41,7 @@ TEST_F(Reader, KnowsTheFactsOfTheRun) {
     EXPECT_EQ(run.commandLine, reader.Facts().commandLine);
     EXPECT_FALSE(reader.HasEnded());
     EXPECT_EQ(0, reader.LostSlices());
+    EXPECT_EQ(0, reader.ExpectedSlices());
     EXPECT_THAT(reader.Sources(), IsEmpty());
 }
 

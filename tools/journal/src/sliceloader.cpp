@@ -28,7 +28,9 @@ std::string SelectRecords(const char* from) {
 
 double DoubleAt(SQLite::Statement& row, int column) {
     const SQLite::Column value = row.getColumn(column);
-    return value.isNull() ? std::nan("") : value.getDouble();
+    const double number = value.getDouble();
+    // NULL reads as 0, and whether it is one costs as much as its reading.
+    return number == 0 && value.isNull() ? std::nan("") : number;
 }
 
 CKZStatAggregate AggregateAt(SQLite::Statement& row, int column) {
