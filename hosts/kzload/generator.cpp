@@ -70,15 +70,13 @@ void Generator::SendSliceValues(const CKZStatSliceValues& slice) {
         m_totals.swap(totals);
     }
     m_requestsCounted = RequestsIn(slice);
+    m_terminal.Complain(m_journal.Append(slice));
 }
 
 int Generator::SendDictionaryString(RWCString& text, double, const char*) {
-    const std::string_view message(text.data(), text.length());
-    const std::string messagesFailure = m_messages.Append(message);
-    const std::string journalFailure = m_journal.Append(message);
-    m_terminal.Complain(messagesFailure);
-    m_terminal.Complain(journalFailure);
-    return messagesFailure.empty() && journalFailure.empty() ? 1 : 0;
+    const std::string failure = m_messages.Append({text.data(), text.length()});
+    m_terminal.Complain(failure);
+    return failure.empty() ? 1 : 0;
 }
 
 GeneratorLoops::GeneratorLoops(CKZStatGenMain& generator) : m_generator(generator) {

@@ -17,8 +17,8 @@ namespace kzload {
 
 inline constexpr char kGeneratorName[] = "kzload";
 
-/// The generator of this host: shows a row per slice, keeps the totals, hands the messages to a
-/// file and to the journal.
+/// The generator of this host: shows a row per slice, keeps the totals, hands each slice to the
+/// journal and its message to a file.
 ///
 /// Safe for concurrent use; the hooks run on the pack thread.
 class Generator : public CKZStatGenMain {

@@ -67,13 +67,14 @@ protected:
     void ExpectWholeSlicesUpTo(int lastKept) {
         kzjournal::Reader journal(path);
         int expected = 0;
-        journal.ForEachSlice({}, [&](const CKZStatMessage& slice) {
-            EXPECT_EQ(++expected, slice.GetSliceId());
-            EXPECT_EQ(kNames, slice.GetRecords().size());
+        journal.ForEachSlice({}, [&](const kzjournal::Slice& slice) {
+            EXPECT_EQ(++expected, slice.id);
+            EXPECT_EQ(kNames, slice.records.size());
         });
         EXPECT_GE(expected, lastKept);
         // The slice in hand may be there as well, without its hook having returned.
         EXPECT_LE(expected, lastKept + 1);
+        EXPECT_EQ(expected, journal.ExpectedSlices());
         for (const char* const name : {"login.time", "logins", "clients"}) {
             int points = 0;
             journal.ForEachPoint(name, {}, [&](const kzjournal::SeriesPoint&) { ++points; });

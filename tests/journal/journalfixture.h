@@ -2,6 +2,7 @@
 #define KZ_TESTS_JOURNALFIXTURE_H
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <string>
 #include <vector>
@@ -9,7 +10,7 @@
 #include "journal/temporaryfolder.h"
 #include "kzjournalreader.h"
 #include "kzjournalwriter.h"
-#include "support/messagemaker.h"
+#include "support/slicemaker.h"
 
 /// A run of the generator "load" with slices of one second, being written to a journal.
 class JournalTest : public testing::Test {
@@ -18,7 +19,7 @@ protected:
 
     std::string Open() { return writer.Open(path, run); }
     std::string Append(const std::vector<Reported>& reported) {
-        return writer.Append(messages.NextSlice(reported));
+        return writer.Append(slices.NextSlice(reported).View());
     }
     /// One slice in which logins took as long as `times` say.
     std::string AppendLogins(const std::vector<double>& times) {
@@ -36,14 +37,33 @@ protected:
     std::vector<int> SliceIds(const kzjournal::TimeRange& range = {}) {
         std::vector<int> ids;
         kzjournal::Reader(path).ForEachSlice(
-            range, [&](const CKZStatMessage& slice) { ids.push_back(slice.GetSliceId()); });
+            range, [&](const kzjournal::Slice& slice) { ids.push_back(slice.id); });
         return ids;
     }
+
+    /// The rows of a query as the database shows them: columns end with '|', "-" is NULL.
+    std::string Rows(const std::string& sql) {
+        sqlite3* database = nullptr;
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &database));
+        std::string text;
+        const auto keep = [](void* rows, int columns, char** values, char**) {
+            for (int i = 0; i < columns; ++i)
+                *static_cast<std::string*>(rows) +=
+                    values[i] == nullptr ? "-|" : values[i] + std::string("|");
+            *static_cast<std::string*>(rows) += "\n";
+            return 0;
+        };
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, sql.c_str(), keep, &text, nullptr))
+            << sqlite3_errmsg(database);
+        sqlite3_close(database);
+        return text;
+    }
+    void Execute(const std::string& sql) { EXPECT_EQ("", Rows(sql)); }
 
     TemporaryFolder folder;
     std::string path = folder.Path("run.kzj");
     kzjournal::Run run = kzjournal::RunOfThisProcess("load", 1.7e9, 1);
-    MessageMaker messages{"load", 1};
+    SliceMaker slices{"load", 1, 1.7e9};
     kzjournal::Writer writer;
 };
 

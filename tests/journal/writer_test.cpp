@@ -18,24 +18,15 @@ TEST_F(Writer, KeepsASliceBeforeAppendReturns) {
     EXPECT_EQ(40, Summary("login.time").lasts.sum);
 }
 
-TEST_F(Writer, KeepsTheMessageAsItWasSent) {
-    Open();
-    const std::string sent = messages.NextSlice({{"login.time", Types::Timer, {10, 30.5}}});
-    writer.Append(sent);
-    const auto slice = kzjournal::Reader(path).LastSlice();
-    ASSERT_TRUE(slice);
-    EXPECT_EQ(1, slice->GetSliceId());
-    EXPECT_EQ(40.5, slice->FindRecord("login.time")->totals.sum);
-}
-
 TEST_F(Writer, KeepsASliceThatIsWrittenTwiceOnce) {
     Open();
-    const std::string slice = messages.NextSlice({{"logins", Types::Counter, {1}}});
-    EXPECT_EQ("", writer.Append(slice));
-    EXPECT_EQ("", writer.Append(slice));
+    const MadeSlice slice = slices.NextSlice({{"logins", Types::Counter, {1}}});
+    EXPECT_EQ("", writer.Append(slice.View()));
+    EXPECT_EQ("", writer.Append(slice.View()));
     AppendLogins({10});
     EXPECT_EQ("", writer.Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
+    EXPECT_EQ(2, kzjournal::Reader(path).ExpectedSlices());
     EXPECT_EQ(0, writer.LostSlices());
 }
 
@@ -70,7 +61,7 @@ TEST_F(Writer, RefusesAFileThatHoldsARun) {
     kzjournal::Writer second;
     EXPECT_EQ("cannot keep a run in " + path + ": it is in use already; choose another path",
               second.Open(path, run));
-    EXPECT_EQ("", second.Append("anything"));
+    EXPECT_EQ("", second.Append(slices.NextSlice({}).View()));
     EXPECT_EQ("", second.Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1));
 }
@@ -90,22 +81,35 @@ TEST_F(Writer, RefusesAFolder) {
     EXPECT_EQ("cannot open " + path + ": it is a folder", Open());
 }
 
-TEST_F(Writer, RefusesADamagedMessageAndKeepsTheOthers) {
+TEST_F(Writer, RefusesASliceWithoutAMomentAndKeepsTheOthers) {
     Open();
-    const std::string whole = messages.NextSlice({{"logins", Types::Counter, {1}}});
-    EXPECT_THAT(writer.Append(whole.substr(0, whole.size() - 1)),
-                HasSubstr("its message is damaged at byte "));
-    EXPECT_EQ("", writer.Append(whole));
+    MadeSlice slice = slices.NextSlice({{"logins", Types::Counter, {1}}});
+    slice.facts.endTime = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ("cannot keep slice 1 in " + path + ": its end is no moment in time",
+              writer.Append(slice.View()));
+    slice.facts.endTime = run.startTime + 1;
+    EXPECT_EQ("", writer.Append(slice.View()));
     EXPECT_THAT(writer.Close(), HasSubstr("1 of 2 slices are lost: "));
     EXPECT_EQ(1, writer.LostSlices());
     EXPECT_EQ(1, kzjournal::Reader(path).LostSlices());
+    EXPECT_EQ(2, kzjournal::Reader(path).ExpectedSlices());
 }
 
-TEST_F(Writer, RefusesAnotherGeneratorsMessage) {
+TEST_F(Writer, RefusesASliceThatHasANameTwice) {
     Open();
-    MessageMaker others("other");
+    MadeSlice slice = slices.NextSlice({{"logins", Types::Counter, {1}}});
+    slice.records.push_back(slice.records.front());
+    EXPECT_EQ("cannot keep slice 1 in " + path + ": it has two records of logins",
+              writer.Append(slice.View()));
+    EXPECT_EQ("", AppendLogins({10}));
+    EXPECT_THAT(SliceIds(), ElementsAre(2));
+}
+
+TEST_F(Writer, RefusesAnotherGeneratorsSlice) {
+    Open();
+    SliceMaker others("other");
     EXPECT_EQ("cannot keep a slice of the generator other in " + path + ": it holds a run of load",
-              writer.Append(others.NextSlice({})));
+              writer.Append(others.NextSlice({}).View()));
 }
 
 TEST_F(Writer, TakesNamesOfAnyBytes) {

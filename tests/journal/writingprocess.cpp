@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "kzjournalwriter.h"
-#include "support/messagemaker.h"
+#include "support/slicemaker.h"
 
 namespace {
 
@@ -21,14 +21,15 @@ int Fail(const std::string& complaint) {
 
 int main(int, char** argv) {
     kzjournal::Writer journal;
-    MessageMaker messages("load", 1);
+    SliceMaker slices("load", 1, 1.7e9);
     std::string complaint = journal.Open(argv[1], kzjournal::RunOfThisProcess("load", 1.7e9, 1));
     while (complaint.empty()) {
-        const double value = messages.SliceId();
-        complaint = journal.Append(messages.NextSlice({{"login.time", Types::Timer, {value}},
-                                                       {"logins", Types::Counter, {1}},
-                                                       {"clients", Types::LoadSize, {value}}}));
-        const int id = messages.SliceId();
+        const double value = slices.SliceId();
+        const MadeSlice slice = slices.NextSlice({{"login.time", Types::Timer, {value}},
+                                                  {"logins", Types::Counter, {1}},
+                                                  {"clients", Types::LoadSize, {value}}});
+        complaint = journal.Append(slice.View());
+        const int id = slices.SliceId();
         if (complaint.empty() && write(STDOUT_FILENO, &id, sizeof id) != sizeof id) return 1;
     }
     return Fail(complaint);

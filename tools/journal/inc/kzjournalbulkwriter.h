@@ -1,13 +1,15 @@
 #ifndef KZJOURNALBULKWRITER_H
 #define KZJOURNALBULKWRITER_H
 
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "kzjournal_export.h"
 #include "kzjournalrun.h"
+#include "kzstatslicevalues.h"
 
 namespace kzjournal {
 
@@ -26,18 +28,31 @@ public:
     BulkWriter(const BulkWriter&) = delete;
     BulkWriter& operator=(const BulkWriter&) = delete;
 
-    /// What the run is made of.
-    void SetSources(const std::vector<Run>& sources);
+    /// Adds a run that this one is made of. `parent` is the number of the merged run that it came
+    /// within, 0 where it was given directly. Returns its number, from 1. A run that is among the
+    /// sources already, or is this one, is refused by its id.
+    int AddSource(const Run& run, int parent, bool isMerged);
 
-    /// `sources` are indices into the vector given to `SetSources`.
-    void Append(std::string_view message, const std::vector<int>& sources = {});
+    /// Keeps a slice of a source as it came.
+    void AppendToSource(int source, const CKZStatSliceValues& slice);
 
-    /// `endTime` in seconds since 1970-01-01 UTC.
+    /// Keeps a slice of the run. `sources` are the numbers of those that have a slice in it.
+    void Append(const CKZStatSliceValues& slice, const std::vector<int>& sources = {});
+
+    /// Ends a source: `endTime` in seconds since 1970-01-01 UTC, nothing where the run did not end.
+    void CloseSource(int source, std::optional<double> endTime, long long lostSlices,
+                     long long expectedSlices);
+
+    /// Ends the run: `endTime` in seconds since 1970-01-01 UTC. The file should hold those that
+    /// were appended, and those that were lost.
     void Close(double endTime, long long lostSlices);
 
 private:
+    void Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources);
+
     const std::string m_path;
     std::unique_ptr<SliceStore> m_store;
+    std::map<int, long long> m_keptSlices;  // by run
     bool m_isComplete = false;
 };
 

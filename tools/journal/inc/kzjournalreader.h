@@ -11,6 +11,7 @@
 
 #include "kzjournal_export.h"
 #include "kzjournalrun.h"
+#include "kzjournalslice.h"
 #include "kzstatmessage.h"
 
 namespace kzjournal {
@@ -22,7 +23,8 @@ public:
     ~Error() override;
 };
 
-/// Seconds since the start of the run. Chooses the slices that lie within it as a whole.
+/// Seconds since the start of the run. Chooses the slices that lie within it as a whole; from 0 or
+/// less it chooses all that end by `to`.
 struct TimeRange {
     double from = 0;
     double to = std::numeric_limits<double>::infinity();
@@ -33,11 +35,19 @@ struct Name {
     CKZStatPointTypeEnum::PointType type;
 };
 
-/// What one slice says about one name. Averages are sum / count, -1 where there is no value.
+/// What one slice says about one name.
 struct SeriesPoint {
     int sliceId;
     double elapsed;
     CKZStatAggregate lasts;
+};
+
+/// A run that a merged run was made of, directly or through another merged run.
+struct Source {
+    int number;  ///< from 1; `Reader` opens the run by it
+    int parent;  ///< the number of the merged run that it is a part of; 0 for the run of the file
+    Run run;
+    bool isMerged;  ///< made of others itself: those have the slices, this one has none
 };
 
 /// Reads the journal of a run, also while the run goes on: each call sees the slices that are
@@ -47,7 +57,9 @@ struct SeriesPoint {
 /// read one file.
 class KZJOURNAL_EXPORT Reader {
 public:
-    explicit Reader(const std::string& path);
+    /// `source` is the number of a source whose slices are to be read, which a merged run keeps as
+    /// they came; 0 is the run of the file itself.
+    explicit Reader(const std::string& path, int source = 0);
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
@@ -57,9 +69,13 @@ public:
     bool HasEnded();
     /// Slices that the writer could not keep; 0 until the run has ended.
     long long LostSlices();
-    /// The runs that a merged run was made of; empty for a run as it was written.
-    std::vector<Run> Sources();
-    /// Indices into `Sources()` of those that have a part in the slice.
+    /// Slices that the file should hold as far as its writer knew: those that the host had handed
+    /// over by the last one that is in the file, and by the end of the run once it has ended.
+    long long ExpectedSlices();
+    /// What a merged run was made of, through all levels, in the order of the numbers; empty for a
+    /// run as it was written.
+    std::vector<Source> Sources();
+    /// The numbers of the sources that have a slice in this one.
     std::vector<int> SourcesOfSlice(int sliceId);
 
     /// The highest slice id; 0 where there is no slice.
@@ -69,12 +85,13 @@ public:
     std::vector<Name> Names();
 
     /// The last slice in the range; nothing where there is none.
-    std::optional<CKZStatMessage> LastSlice(const TimeRange& range = {});
-    /// In the order of time.
-    void ForEachSlice(const TimeRange& range,
-                      const std::function<void(const CKZStatMessage&)>& visit);
-    /// Those with a higher id than `sliceId`, in the order of the ids; at most so many.
-    void ForEachSliceAfter(int sliceId, const std::function<void(const CKZStatMessage&)>& visit,
+    std::optional<Slice> LastSlice(const TimeRange& range = {});
+    /// In the order of time. Each slice is verified by its checksum: one that is damaged ends the
+    /// walk with an `Error` that names it.
+    void ForEachSlice(const TimeRange& range, const std::function<void(const Slice&)>& visit);
+    /// Those with a higher id than `sliceId`, in the order of the ids; at most so many. Verified as
+    /// above.
+    void ForEachSliceAfter(int sliceId, const std::function<void(const Slice&)>& visit,
                            int most = std::numeric_limits<int>::max());
     /// One name through time. Reads nothing of other names.
     void ForEachPoint(const std::string& name, const TimeRange& range,

@@ -1,6 +1,7 @@
 #ifndef KZJOURNALRUN_H
 #define KZJOURNALRUN_H
 
+#include <optional>
 #include <string>
 
 #include "kzjournal_export.h"
@@ -15,11 +16,17 @@ struct Run {
     double sliceLength = 0;  ///< seconds
     std::string host;
     std::string commandLine;
+    std::string
+        testName;  ///< what was tested, in the words of the host; empty where it says nothing
+    // When the load began and ended, in seconds since the start of the run. Nothing where the host
+    // does not say.
+    std::optional<double> loadBegin;
+    std::optional<double> loadEnd;
 };
 
 /// The facts of a run of this process under a new id. Safe for concurrent use.
 KZJOURNAL_EXPORT Run RunOfThisProcess(const std::string& generator, double startTime,
-                                      double sliceLength);
+                                      double sliceLength, const std::string& testName = "");
 
 }  // namespace kzjournal
 

@@ -3,17 +3,17 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "kzjournal_export.h"
 #include "kzjournalrun.h"
+#include "kzstatslicevalues.h"
 
 namespace kzjournal {
 
 class Worker;
 
-/// Keeps a run in a file: each message that the generator's hook hands over becomes one
-/// transaction, the message itself and its records. What `Append` has taken without a complaint
+/// Keeps a run in a file: each slice that the generator's hook `SendSliceValues` hands over becomes
+/// one transaction, its message and its exact values. What `Append` has taken without a complaint
 /// outlives the process and the power supply.
 ///
 /// A thread of the writer does the writing, so that a disk that hangs holds nobody up: `Append`
@@ -41,7 +41,7 @@ public:
     bool IsOpen() const { return m_worker != nullptr; }
 
     /// Keeps one slice. A slice that is there already stays as it is.
-    std::string Append(std::string_view message);
+    std::string Append(const CKZStatSliceValues& slice);
 
     /// Ends the run and returns how many slices were lost, as a line, where any were. A second
     /// call does nothing.

@@ -13,65 +13,94 @@
 namespace kzjournal {
 namespace {
 
-// A slice's records go into `recent_records`, at its end, where the hook waits for few pages only;
-// from there they move in bulk to `records`, which lies in the order of name and time. Users see
-// both as one, as `statistics`.
-constexpr char kRecordColumns[] =
-    " name_id INTEGER NOT NULL,"
-    " elapsed REAL NOT NULL,"
-    " slice_id INTEGER NOT NULL,"
-    " type INTEGER NOT NULL,"
-    " last_minimum REAL,"
-    " last_maximum REAL,"
-    " last_count INTEGER NOT NULL,"
-    " last_sum REAL,"
-    " last_sum_of_squares REAL,"
-    " minimum REAL,"
-    " maximum REAL,"
-    " count INTEGER NOT NULL,"
-    " sum REAL,"
-    " sum_of_squares REAL,";
-
 constexpr char kTables[] =
-    "CREATE TABLE run ("
-    " run_id TEXT NOT NULL,"
+    "CREATE TABLE runs ("
+    " number INTEGER PRIMARY KEY,"
+    " parent INTEGER REFERENCES runs,"
+    " run_id TEXT NOT NULL UNIQUE,"
     " generator TEXT NOT NULL,"
+    " test_name TEXT NOT NULL,"
     " start_time REAL NOT NULL,"
     " slice_length REAL NOT NULL,"
     " host TEXT NOT NULL,"
     " command_line TEXT NOT NULL,"
+    " load_begin REAL,"
+    " load_end REAL,"
     " end_time REAL,"
-    " lost_slices INTEGER NOT NULL DEFAULT 0);"
+    " expected_slices INTEGER NOT NULL DEFAULT 0,"
+    " lost_slices INTEGER NOT NULL DEFAULT 0,"
+    " is_merged INTEGER NOT NULL);"
+
+    // The message stands last, since what stands behind it is read through all of its pages.
+    "CREATE TABLE slices ("
+    " run_number INTEGER NOT NULL,"
+    " slice_id INTEGER NOT NULL,"
+    " elapsed REAL NOT NULL,"
+    " end_time REAL NOT NULL,"
+    " chunk INTEGER NOT NULL,"
+    " checksum INTEGER NOT NULL,"
+    " cost REAL,"
+    " message BLOB NOT NULL,"
+    " PRIMARY KEY (run_number, slice_id));"
+    "CREATE INDEX slices_by_time ON slices (run_number, elapsed, slice_id);"
 
     "CREATE TABLE names (name_id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
 
-    "CREATE TABLE slices ("
-    " slice_id INTEGER PRIMARY KEY,"
-    " elapsed REAL NOT NULL,"
-    " message BLOB NOT NULL);"
-    "CREATE INDEX slices_by_time ON slices (elapsed);"
-
-    "CREATE TABLE sources ("
-    " source_id INTEGER PRIMARY KEY,"
-    " run_id TEXT NOT NULL,"
-    " generator TEXT NOT NULL,"
-    " start_time REAL NOT NULL,"
-    " slice_length REAL NOT NULL,"
-    " host TEXT NOT NULL,"
-    " command_line TEXT NOT NULL);"
+    "CREATE TABLE chunks ("
+    " run_number INTEGER NOT NULL,"
+    " chunk INTEGER NOT NULL,"
+    " slices INTEGER NOT NULL,"
+    " first_elapsed REAL NOT NULL,"
+    " last_elapsed REAL NOT NULL,"
+    " PRIMARY KEY (run_number, chunk)) WITHOUT ROWID;"
 
     "CREATE TABLE slice_sources ("
     " slice_id INTEGER NOT NULL,"
-    " source_id INTEGER NOT NULL,"
-    " PRIMARY KEY (slice_id, source_id)) WITHOUT ROWID;";
+    " run_number INTEGER NOT NULL,"
+    " PRIMARY KEY (slice_id, run_number)) WITHOUT ROWID;"
 
+    "CREATE TABLE notes ("
+    " note_id INTEGER PRIMARY KEY,"
+    " run_number INTEGER NOT NULL,"
+    " time REAL NOT NULL,"
+    " text TEXT NOT NULL);"
+
+    "CREATE TABLE conditions ("
+    " condition_id INTEGER PRIMARY KEY,"
+    " text TEXT NOT NULL,"
+    " measured REAL,"
+    " holds INTEGER);";
+
+// A slice's records go into `recent_records`, at its end, where the hook waits for few pages only;
+// from there they move in bulk to `records`, where those of a name lie side by side within each
+// chunk. Users see both as one, as `statistics`. Counts have the affinity INTEGER: a whole number
+// is kept as one, whatever its size, and any other as the double that it is.
 std::string RecordsTable(const char* name, const char* key) {
-    return std::string("CREATE TABLE ") + name + " (" + kRecordColumns + " PRIMARY KEY (" + key +
-           ")) WITHOUT ROWID;";
+    return std::string("CREATE TABLE ") + name +
+           " ("
+           " run_number INTEGER NOT NULL,"
+           " chunk INTEGER NOT NULL,"
+           " name_id INTEGER NOT NULL,"
+           " slice_id INTEGER NOT NULL,"
+           " elapsed REAL NOT NULL,"
+           " type INTEGER NOT NULL,"
+           " last_minimum REAL,"
+           " last_maximum REAL,"
+           " last_count INTEGER,"
+           " last_sum REAL,"
+           " last_sum_of_squares REAL,"
+           " minimum REAL,"
+           " maximum REAL,"
+           " count INTEGER,"
+           " sum REAL,"
+           " sum_of_squares REAL,"
+           " distribution BLOB,"
+           " PRIMARY KEY (" +
+           key + ")) WITHOUT ROWID;";
 }
 
 /// Without a value a minimum, maximum or average is NULL here.
-std::string StatisticsFrom(const char* table) {
+std::string StatisticsFrom(const char* tables) {
     return std::string(
                "SELECT run_id AS run, generator, slice_id, elapsed, name, type,"
                " CASE WHEN count > 0 THEN minimum END AS minimum,"
@@ -82,14 +111,24 @@ std::string StatisticsFrom(const char* table) {
                " CASE WHEN last_count > 0 THEN last_maximum END AS last_maximum,"
                " last_count, last_sum, last_sum_of_squares,"
                " CASE WHEN last_count > 0 THEN last_sum / last_count END AS last_average"
-               " FROM run CROSS JOIN ") +
-           table + " JOIN names USING (name_id)";
+               " FROM runs CROSS JOIN ") +
+           tables + " WHERE runs.number = 0";
 }
 
 std::string Schema() {
-    return kTables + RecordsTable("records", "name_id, elapsed, slice_id") +
-           RecordsTable("recent_records", "slice_id, name_id") + "CREATE VIEW statistics AS " +
-           StatisticsFrom("records") + " UNION ALL " + StatisticsFrom("recent_records") + ";";
+    // Chunk by chunk, so that the records of a name are found by the key.
+    return kTables + RecordsTable("records", "run_number, chunk, name_id, slice_id") +
+           RecordsTable("recent_records", "run_number, slice_id, name_id") +
+           "CREATE VIEW statistics AS " +
+           StatisticsFrom(
+               "chunks ON chunks.run_number = runs.number CROSS JOIN names CROSS JOIN records r"
+               " ON r.run_number = runs.number AND r.chunk = chunks.chunk"
+               " AND r.name_id = names.name_id") +
+           " UNION ALL " +
+           StatisticsFrom(
+               "recent_records r ON r.run_number = runs.number CROSS JOIN names"
+               " ON names.name_id = r.name_id") +
+           ";";
 }
 
 int Pragma(SQLite::Database& database, const char* name) {

@@ -9,10 +9,14 @@ namespace kzjournal {
 
 /// The tables and views are described in docs/journal.md. The number grows with every change that
 /// a reader must know of.
-inline constexpr int kSchemaVersion = 1;
+inline constexpr int kSchemaVersion = 2;
 
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;
+
+/// Slices whose records move together from `recent_records` to `records`, so that a page there is
+/// written once for many slices.
+inline constexpr int kChunkSlices = 256;
 
 /// How long a database call waits for another process that holds the file locked.
 inline constexpr int kLockWaitMilliseconds = 200;

@@ -1,6 +1,7 @@
 #include "journalworker.h"
 
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "kzjournalreader.h"
@@ -15,17 +16,44 @@ constexpr std::size_t kMostQueuedBytes = std::size_t{64} << 20;
 
 }  // namespace
 
-std::string Worker::Append(std::string_view message) {
+std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
+    std::size_t bytes = sizeof(WaitingSlice) + slice.GetMessage().length();
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        bytes += sizeof(CKZStatMessageRecord) + record.name.size();
+    return bytes;
+}
+
+Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice) {
+    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, BytesOf(slice)};
+    copy.records.reserve(slice.GetRecords().size());
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        copy.records.push_back({RWCString(record.name.data(), record.name.size()), record.type,
+                                record.totals, record.lasts});
+    return copy;
+}
+
+/// Returns false where there is no room for the slice in memory.
+bool Worker::Enqueue(const CKZStatSliceValues& slice) {
+    try {
+        const std::size_t bytes = BytesOf(slice);
+        if (m_queuedBytes + bytes > kMostQueuedBytes) return false;
+        m_queue.push_back(CopyOf(slice));
+        m_queuedBytes += bytes;
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+std::string Worker::Append(const CKZStatSliceValues& slice) {
     const RWMutexLock::LockGuard guard(m_lock);
     ++m_appended;
-    if (m_queuedBytes + message.size() > kMostQueuedBytes) {
+    if (!Enqueue(slice)) {
         ++m_settled;
         ++m_lost;
         m_complaint = "cannot keep more slices for " + m_path + " in memory; they are lost";
         return TellOnce();
     }
-    m_queue.emplace_back(message);
-    m_queuedBytes += message.size();
     m_isWorthATry = true;
     m_workCame.NotifyAll();
 
@@ -83,29 +111,37 @@ bool Worker::WaitForWork() {
 }
 
 void Worker::WriteNext() {
-    std::string_view message;
+    const WaitingSlice* slice = nullptr;
+    long long expected = 0;
     {
         const RWMutexLock::LockGuard guard(m_lock);
         // Others only add behind it, which moves no element of a deque.
-        message = m_queue.front();
+        slice = &m_queue.front();
+        expected = ExpectedSlices();
     }
     std::string refusal;
     try {
-        m_store->Write(message, {}, refusal);
-        Settle(refusal);
+        Settle(Write(*slice, expected, refusal), refusal);
     } catch (const std::exception& error) {
         Fail(error.what());
     }
 }
 
+SliceStore::Outcome Worker::Write(const WaitingSlice& slice, long long expected,
+                                  std::string& refusal) {
+    const CKZStatSliceValues view(slice.facts, slice.message, slice.records);
+    return m_store->Write(0, view, {}, expected, refusal);
+}
+
 /// The slice in front is written, or refused for good.
-void Worker::Settle(const std::string& refusal) {
+void Worker::Settle(SliceStore::Outcome outcome, const std::string& refusal) {
     const RWMutexLock::LockGuard guard(m_lock);
-    m_queuedBytes -= m_queue.front().size();
+    m_queuedBytes -= m_queue.front().bytes;
     m_queue.pop_front();
     ++m_settled;
     m_isStuck = false;
-    if (!refusal.empty()) {
+    if (outcome == SliceStore::Outcome::WasThere) ++m_repeated;
+    if (outcome == SliceStore::Outcome::Refused) {
         ++m_lost;
         ++m_failures;
         m_complaint = refusal;
@@ -133,13 +169,15 @@ void Worker::Tidy() {
 
 void Worker::End() {
     long long lost = 0;
+    long long expected = 0;
     {
         const RWMutexLock::LockGuard guard(m_lock);
+        expected = ExpectedSlices();
         lost = m_lost + static_cast<long long>(m_queue.size());
     }
     std::string failure;
     try {
-        m_store->End(RyPSysTime(), lost);
+        m_store->End(RyPSysTime(), lost, expected);
     } catch (const Error& error) {
         failure = error.what();
     }

@@ -1,12 +1,15 @@
 #ifndef KZJOURNALWORKER_H
 #define KZJOURNALWORKER_H
 
+#include <cstddef>
 #include <deque>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
+#include <vector>
 
+#include "kzstatmessage.h"
+#include "kzstatslicevalues.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
 #include "ryp/condition.h"
@@ -26,13 +29,26 @@ public:
     /// The writing thread: returns once the journal is closed.
     void Run();
 
-    std::string Append(std::string_view message);
+    std::string Append(const CKZStatSliceValues& slice);
     std::string Close(long long& lostSlices);
 
 private:
+    /// A copy of what a host showed, waiting for the disk.
+    struct WaitingSlice {
+        CKZStatSliceFacts facts;
+        RWCString message;
+        std::vector<CKZStatMessageRecord> records;
+        std::size_t bytes;
+    };
+
+    static std::size_t BytesOf(const CKZStatSliceValues& slice);
+    static WaitingSlice CopyOf(const CKZStatSliceValues& slice);
+    bool Enqueue(const CKZStatSliceValues& slice) RYP_REQUIRES(m_lock);
+    long long ExpectedSlices() const RYP_REQUIRES(m_lock) { return m_appended - m_repeated; }
     bool WaitForWork();
     void WriteNext();
-    void Settle(const std::string& refusal);
+    SliceStore::Outcome Write(const WaitingSlice& slice, long long expected, std::string& refusal);
+    void Settle(SliceStore::Outcome outcome, const std::string& refusal);
     void Fail(const std::string& failure);
     void Tidy();
     void End();
@@ -44,14 +60,15 @@ private:
     RWMutexLock m_lock;
     RyPCondition m_workCame;
     RyPCondition m_newsCame;
-    std::deque<std::string> m_queue RYP_GUARDED_BY(m_lock);
+    std::deque<WaitingSlice> m_queue RYP_GUARDED_BY(m_lock);
     std::size_t m_queuedBytes RYP_GUARDED_BY(m_lock) = 0;
     bool m_isWorthATry RYP_GUARDED_BY(m_lock) = false;  // nothing has failed since news came
     bool m_isStuck RYP_GUARDED_BY(m_lock) = false;  // a wait was in vain, and nothing came since
     bool m_isClosing RYP_GUARDED_BY(m_lock) = false;
     bool m_isDone RYP_GUARDED_BY(m_lock) = false;
     long long m_appended RYP_GUARDED_BY(m_lock) = 0;
-    long long m_settled RYP_GUARDED_BY(m_lock) = 0;  // written, or refused for good
+    long long m_settled RYP_GUARDED_BY(m_lock) = 0;   // written, or refused for good
+    long long m_repeated RYP_GUARDED_BY(m_lock) = 0;  // of those: were in the file already
     long long m_lost RYP_GUARDED_BY(m_lock) = 0;
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
     std::string m_complaint RYP_GUARDED_BY(m_lock);  // about the latest trouble

@@ -16,18 +16,34 @@ BulkWriter::~BulkWriter() {
     if (!m_isComplete) std::filesystem::remove(m_path, ignored);
 }
 
-void BulkWriter::SetSources(const std::vector<Run>& sources) {
-    m_store->SetSources(sources);
+int BulkWriter::AddSource(const Run& run, int parent, bool isMerged) {
+    return m_store->AddSource(run, parent, isMerged);
 }
 
-void BulkWriter::Append(std::string_view message, const std::vector<int>& sources) {
+void BulkWriter::AppendToSource(int source, const CKZStatSliceValues& slice) {
+    Keep(source, slice, {});
+}
+
+void BulkWriter::Append(const CKZStatSliceValues& slice, const std::vector<int>& sources) {
+    Keep(0, slice, sources);
+}
+
+void BulkWriter::Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources) {
+    long long& kept = m_keptSlices[run];
     std::string complaint;
-    if (!m_store->Write(message, sources, complaint)) throw Error(complaint);
+    const SliceStore::Outcome outcome = m_store->Write(run, slice, sources, kept + 1, complaint);
+    if (outcome == SliceStore::Outcome::Refused) throw Error(complaint);
+    if (outcome == SliceStore::Outcome::Kept) ++kept;
     m_store->Tidy();
 }
 
+void BulkWriter::CloseSource(int source, std::optional<double> endTime, long long lostSlices,
+                             long long expectedSlices) {
+    m_store->EndRun(source, endTime, lostSlices, expectedSlices);
+}
+
 void BulkWriter::Close(double endTime, long long lostSlices) {
-    m_store->End(endTime, lostSlices);
+    m_store->End(endTime, lostSlices, m_keptSlices[0] + lostSlices);
     m_isComplete = true;
 }
 

@@ -39,8 +39,17 @@ std::string CommandLine() {
 
 }  // namespace
 
-Run RunOfThisProcess(const std::string& generator, double startTime, double sliceLength) {
-    return {RandomId(), generator, startTime, sliceLength, HostName(), CommandLine()};
+Run RunOfThisProcess(const std::string& generator, double startTime, double sliceLength,
+                     const std::string& testName) {
+    Run run;
+    run.id = RandomId();
+    run.generator = generator;
+    run.startTime = startTime;
+    run.sliceLength = sliceLength;
+    run.host = HostName();
+    run.commandLine = CommandLine();
+    run.testName = testName;
+    return run;
 }
 
 }  // namespace kzjournal

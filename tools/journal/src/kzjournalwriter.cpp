@@ -25,8 +25,8 @@ std::string Writer::Open(const std::string& path, const Run& run) {
     }
 }
 
-std::string Writer::Append(std::string_view message) {
-    return m_worker ? m_worker->Append(message) : std::string();
+std::string Writer::Append(const CKZStatSliceValues& slice) {
+    return m_worker ? m_worker->Append(slice) : std::string();
 }
 
 std::string Writer::Close() {

@@ -3,23 +3,31 @@
 #include <SQLiteCpp/VariadicBind.h>
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <utility>
 
 #include "journalfile.h"
 #include "kzjournalreader.h"
-#include "ryp/truncate.h"
+#include "slicechecksum.h"
 
 namespace kzjournal {
 namespace {
 
-/// Moved together, so that a page of `records` is written once for many slices.
-constexpr int kRecentSlices = 256;
+/// Bounds the memory of a reader, which takes a chunk as a whole.
+constexpr std::size_t kMostRecentRecords = std::size_t{1} << 18;
 constexpr int kWalPagesWorthACheckpoint = 1000;
 
-constexpr char kInsertSlice[] = "INSERT INTO slices VALUES (?, ?, ?) ON CONFLICT DO NOTHING";
+constexpr char kInsertSlice[] =
+    "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum, message)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
 constexpr char kInsertRecord[] =
-    "INSERT INTO recent_records VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"
-    " ON CONFLICT DO NOTHING";
+    "INSERT INTO recent_records (run_number, chunk, name_id, slice_id, elapsed, type,"
+    " last_minimum, last_maximum, last_count, last_sum, last_sum_of_squares,"
+    " minimum, maximum, count, sum, sum_of_squares)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+constexpr char kNoteExpectedSlices[] = "UPDATE runs SET expected_slices = ? WHERE number = ?";
 
 SQLite::Database OpenNew(const std::string& path) {
     try {
@@ -38,25 +46,47 @@ int NoteWalPages(void* pages, sqlite3*, const char*, int count) {
     return SQLITE_OK;
 }
 
+/// The database makes NULL of a NaN, which readers take for one.
 void BindAggregate(SQLite::Statement& statement, int column, const CKZStatAggregate& aggregate) {
     statement.bind(column, aggregate.minimum);
     statement.bind(column + 1, aggregate.maximum);
-    statement.bind(column + 2, RyPTruncate<int64_t>(aggregate.count));
+    statement.bind(column + 2, aggregate.count);
     statement.bind(column + 3, aggregate.sum);
     statement.bind(column + 4, aggregate.sumSqr);
+}
+
+template <class Number>
+void BindOptional(SQLite::Statement& statement, int column, const std::optional<Number>& number) {
+    if (number)
+        statement.bind(column, *number);
+    else
+        statement.bind(column);
+}
+
+std::string_view TextOf(const RWCString& text) {
+    return {text.data(), text.length()};
+}
+
+int64_t ChecksumOf(const CKZStatSliceValues& slice) {
+    SliceChecksum checksum(slice.GetSliceId(), slice.GetElapsed(), slice.GetEndTime(),
+                           TextOf(slice.GetMessage()));
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        checksum.Add(record.name, record.type, record.totals, record.lasts, {});
+    return checksum.Value();
 }
 
 }  // namespace
 
 SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     : m_path(path),
-      m_generator(run.generator),
       m_database(OpenNew(path)),
       m_insertSlice(m_database, kInsertSlice),
-      m_insertRecord(m_database, kInsertRecord) {
+      m_insertRecord(m_database, kInsertRecord),
+      m_noteExpectedSlices(m_database, kNoteExpectedSlices),
+      m_runs{run} {
     Guarded([&] {
         if (safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
-        InsertRun(run);
+        InsertRun(0, std::nullopt, run, false);
     });
     // Emptied by `Tidy` instead, when nobody waits.
     sqlite3_wal_hook(m_database.getHandle(), NoteWalPages, &m_walPages);
@@ -74,62 +104,90 @@ void SliceStore::Guarded(Action action) {
     }
 }
 
-void SliceStore::SetSources(const std::vector<Run>& sources) {
+int SliceStore::AddSource(const Run& run, int parent, bool isMerged) {
+    const bool isThere = std::any_of(m_runs.begin(), m_runs.end(),
+                                     [&](const Run& other) { return other.id == run.id; });
+    if (isThere)
+        throw Error("cannot merge the run " + run.id + " into " + m_path +
+                    ": it is a part of it already");
+    const int number = static_cast<int>(m_runs.size());
     Guarded([&] {
-        SQLite::Statement insert(m_database, "INSERT INTO sources VALUES (?, ?, ?, ?, ?, ?, ?)");
-        int number = 0;
-        for (const Run& source : sources) {
-            insert.reset();
-            SQLite::bind(insert, number++, source.id, source.generator, source.startTime,
-                         source.sliceLength, source.host, source.commandLine);
-            insert.exec();
-        }
+        SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
+        InsertRun(number, parent, run, isMerged);
+        m_database.exec("UPDATE runs SET is_merged = 1 WHERE number = 0");
+        transaction.commit();
     });
+    m_runs.push_back(run);
+    return number;
 }
 
-void SliceStore::InsertRun(const Run& run) {
-    SQLite::Statement insert(m_database,
-                             "INSERT INTO run (run_id, generator, start_time, slice_length, host,"
-                             " command_line) VALUES (?, ?, ?, ?, ?, ?)");
-    SQLite::bind(insert, run.id, run.generator, run.startTime, run.sliceLength, run.host,
-                 run.commandLine);
+void SliceStore::InsertRun(int number, std::optional<int> parent, const Run& run, bool isMerged) {
+    SQLite::Statement insert(
+        m_database,
+        "INSERT INTO runs (number, run_id, generator, test_name, start_time, slice_length, host,"
+        " command_line, is_merged, parent, load_begin, load_end)"
+        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    SQLite::bind(insert, number, run.id, run.generator, run.testName, run.startTime,
+                 run.sliceLength, run.host, run.commandLine, static_cast<int>(isMerged));
+    BindOptional(insert, 10, parent);
+    BindOptional(insert, 11, run.loadBegin);
+    BindOptional(insert, 12, run.loadEnd);
     insert.exec();
 }
 
-bool SliceStore::Write(std::string_view text, const std::vector<int>& sources,
-                       std::string& complaint) {
-    CKZStatMessage message;
-    std::size_t fault = 0;
-    if (!message.Read(text.data(), text.size(), CKZStatMessage::FullRecords, fault)) {
-        complaint = "cannot keep a slice in " + m_path + ": its message is damaged at byte " +
-                    std::to_string(fault);
-        return false;
-    }
-    if (message.GetGeneratorName() != m_generator.c_str()) {
-        complaint = "cannot keep a slice of the generator " +
-                    std::string(message.GetGeneratorName().data()) + " in " + m_path +
-                    ": it holds a run of " + m_generator;
-        return false;
-    }
-    Guarded([&] { WriteWhole(message, text, sources); });
-    return true;
+SliceStore::Outcome SliceStore::Write(int run, const CKZStatSliceValues& slice,
+                                      const std::vector<int>& sources, long long expectedSlices,
+                                      std::string& complaint) {
+    complaint = RefusalOf(run, slice);
+    if (!complaint.empty()) return Outcome::Refused;
+    Outcome outcome = Outcome::Kept;
+    Guarded([&] { outcome = WriteWhole(run, slice, sources, expectedSlices, complaint); });
+    return outcome;
 }
 
-void SliceStore::WriteWhole(const CKZStatMessage& message, std::string_view text,
-                            const std::vector<int>& sources) {
+/// Empty where nothing speaks against the slice.
+std::string SliceStore::RefusalOf(int run, const CKZStatSliceValues& slice) const {
+    const std::string& generator = m_runs.at(static_cast<std::size_t>(run)).generator;
+    if (TextOf(slice.GetGeneratorName()) != generator)
+        return "cannot keep a slice of the generator " +
+               std::string(TextOf(slice.GetGeneratorName())) + " in " + m_path +
+               ": it holds a run of " + generator;
+    if (!std::isfinite(slice.GetElapsed()) || !std::isfinite(slice.GetEndTime()))
+        return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+               ": its end is no moment in time";
+    return {};
+}
+
+SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
+                                           const std::vector<int>& sources,
+                                           long long expectedSlices, std::string& complaint) {
     SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
-    if (!InsertSlice(message, text)) return;
-    for (const CKZStatMessageRecord& record : message.GetRecords()) InsertRecord(message, record);
-    for (const int source : sources) InsertSource(message.GetSliceId(), source);
+    Chunk& chunk = ChunkOfNext(run, slice.GetSliceId());
+    if (!InsertSlice(run, chunk.number, slice)) return Outcome::WasThere;
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        if (!InsertRecord(run, chunk.number, slice, record)) {
+            m_nameIds.clear();
+            complaint = "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
+                        m_path + ": it has two records of " + std::string(record.name);
+            return Outcome::Refused;
+        }
+    for (const int source : sources) InsertSource(slice.GetSliceId(), source);
+    NoteExpectedSlices(run, expectedSlices);
     transaction.commit();
-    ++m_recentSlices;
+    CountIn(chunk, slice);
+    return Outcome::Kept;
 }
 
-bool SliceStore::InsertSlice(const CKZStatMessage& message, std::string_view text) {
+bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice) {
+    const std::string_view message = TextOf(slice.GetMessage());
     m_insertSlice.reset();
-    m_insertSlice.bind(1, message.GetSliceId());
-    m_insertSlice.bind(2, message.GetElapsed());
-    m_insertSlice.bindNoCopy(3, text.data(), static_cast<int>(text.size()));
+    m_insertSlice.bind(1, run);
+    m_insertSlice.bind(2, slice.GetSliceId());
+    m_insertSlice.bind(3, slice.GetElapsed());
+    m_insertSlice.bind(4, slice.GetEndTime());
+    m_insertSlice.bind(5, chunk);
+    m_insertSlice.bind(6, ChecksumOf(slice));
+    m_insertSlice.bindNoCopy(7, message.data(), static_cast<int>(message.size()));
     return m_insertSlice.exec() > 0;
 }
 
@@ -139,56 +197,108 @@ void SliceStore::InsertSource(int sliceId, int source) {
     insert.exec();
 }
 
-void SliceStore::InsertRecord(const CKZStatMessage& message, const CKZStatMessageRecord& record) {
+/// Returns false where the slice has a record of that name already.
+bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
+                              const CKZStatSliceValues::Record& record) {
     m_insertRecord.reset();
-    m_insertRecord.bind(1, NameId({record.name.data(), record.name.length()}));
-    m_insertRecord.bind(2, message.GetElapsed());
-    m_insertRecord.bind(3, message.GetSliceId());
-    m_insertRecord.bind(4, static_cast<int>(record.type));
-    BindAggregate(m_insertRecord, 5, record.lasts);
-    BindAggregate(m_insertRecord, 10, record.totals);
-    m_insertRecord.exec();
+    m_insertRecord.bind(1, run);
+    m_insertRecord.bind(2, chunk);
+    m_insertRecord.bind(3, NameId(record.name));
+    m_insertRecord.bind(4, slice.GetSliceId());
+    m_insertRecord.bind(5, slice.GetElapsed());
+    m_insertRecord.bind(6, static_cast<int>(record.type));
+    BindAggregate(m_insertRecord, 7, record.lasts);
+    BindAggregate(m_insertRecord, 12, record.totals);
+    return m_insertRecord.exec() > 0;
 }
 
-int64_t SliceStore::NameId(const std::string& name) {
-    const auto known = m_nameIds.find(name);
+void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
+    m_noteExpectedSlices.reset();
+    SQLite::bind(m_noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
+    m_noteExpectedSlices.exec();
+}
+
+/// The chunk that the next slice of the run belongs to: the open one, or a new one named after it.
+SliceStore::Chunk& SliceStore::ChunkOfNext(int run, int sliceId) {
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    return m_openChunks.try_emplace(run, Chunk{sliceId, 0, kNever, -kNever}).first->second;
+}
+
+void SliceStore::CountIn(Chunk& chunk, const CKZStatSliceValues& slice) {
+    ++chunk.slices;
+    // Time goes back where a pause of the generator ends.
+    chunk.firstElapsed = std::min(chunk.firstElapsed, slice.GetElapsed());
+    chunk.lastElapsed = std::max(chunk.lastElapsed, slice.GetElapsed());
+    m_recentRecords += slice.GetRecords().size();
+}
+
+int64_t SliceStore::NameId(std::string_view name) {
+    const std::string key(name);
+    const auto known = m_nameIds.find(key);
     if (known != m_nameIds.end()) return known->second;
 
     SQLite::Statement insert(m_database,
                              "INSERT INTO names (name) VALUES (?) ON CONFLICT DO"
                              " UPDATE SET name = name RETURNING name_id");
-    insert.bind(1, name);
+    insert.bind(1, key);
     insert.executeStep();
     const int64_t id = insert.getColumn(0).getInt64();
     // RETURNING gives its row before the statement has come to its end.
     insert.executeStep();
-    return m_nameIds.emplace(name, id).first->second;
+    return m_nameIds.emplace(key, id).first->second;
 }
 
 void SliceStore::Tidy() {
     Guarded([&] {
-        if (m_recentSlices >= kRecentSlices) MoveRecentRecords();
+        if (IsWorthMoving()) MoveRecentRecords();
         if (m_walPages >= kWalPagesWorthACheckpoint)
             m_database.exec("PRAGMA wal_checkpoint(PASSIVE)");
     });
 }
 
+bool SliceStore::IsWorthMoving() const {
+    return m_recentRecords >= kMostRecentRecords ||
+           std::any_of(m_openChunks.begin(), m_openChunks.end(),
+                       [](const auto& open) { return open.second.slices >= kChunkSlices; });
+}
+
+/// Closes the open chunks of all runs.
 void SliceStore::MoveRecentRecords() {
     SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
     m_database.exec(
-        "INSERT INTO records SELECT * FROM recent_records ORDER BY name_id, elapsed, slice_id;"
+        "INSERT INTO records SELECT * FROM recent_records"
+        " ORDER BY run_number, chunk, name_id, slice_id;"
         "DELETE FROM recent_records");
+    SQLite::Statement insert(m_database, "INSERT INTO chunks VALUES (?, ?, ?, ?, ?)");
+    for (const auto& [run, chunk] : m_openChunks) {
+        if (chunk.slices == 0) continue;
+        insert.reset();
+        SQLite::bind(insert, run, chunk.number, chunk.slices, chunk.firstElapsed,
+                     chunk.lastElapsed);
+        insert.exec();
+    }
     transaction.commit();
-    m_recentSlices = 0;
+    m_openChunks.clear();
+    m_recentRecords = 0;
 }
 
-void SliceStore::End(double time, long long lostSlices) {
+void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,
+                        long long expectedSlices) {
     Guarded([&] {
-        MoveRecentRecords();
-        SQLite::Statement update(m_database, "UPDATE run SET end_time = ?, lost_slices = ?");
-        SQLite::bind(update, time, static_cast<int64_t>(lostSlices));
+        SQLite::Statement update(m_database,
+                                 "UPDATE runs SET lost_slices = ?, expected_slices = ?,"
+                                 " end_time = ? WHERE number = ?");
+        SQLite::bind(update, static_cast<int64_t>(lostSlices),
+                     static_cast<int64_t>(expectedSlices));
+        BindOptional(update, 3, time);
+        update.bind(4, run);
         update.exec();
     });
+}
+
+void SliceStore::End(double time, long long lostSlices, long long expectedSlices) {
+    Guarded([&] { MoveRecentRecords(); });
+    EndRun(0, time, lostSlices, expectedSlices);
     // All into the one file. Its companions go as well unless somebody has it open; they are empty
     // then.
     m_database.tryExec("PRAGMA wal_checkpoint(TRUNCATE)");

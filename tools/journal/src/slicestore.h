@@ -3,62 +3,89 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "kzjournalrun.h"
-#include "kzstatmessage.h"
+#include "kzstatslicevalues.h"
 
 namespace kzjournal {
 
 /// The file as its writer sees it. All operations throw `Error`, whose text is a line for the
-/// user; a slice is in the file as a whole or not at all. Compatible.
+/// user; a slice is in the file as a whole or not at all. Runs go by their numbers: 0 is the run of
+/// the file, those from 1 are its sources. Compatible.
 class SliceStore {
 public:
     /// When what was written is on the disk: each slice at once, or all when the run is ended.
     enum Safety { SafeAtOnce, SafeAtTheEnd };
 
+    enum class Outcome { Kept, WasThere, Refused };
+
     /// Makes the journal of `run` in the file, which must be new or empty.
     SliceStore(const std::string& path, const Run& run, Safety safety);
 
-    /// What a merged run is made of.
-    void SetSources(const std::vector<Run>& sources);
+    /// Adds a run that the run of the file is made of, within `parent`, and returns its number.
+    int AddSource(const Run& run, int parent, bool isMerged);
 
-    /// `sources` are the numbers of those that have a part in the slice, from 0; none in a run that
-    /// was not merged. A slice that is there already stays as it is. Returns false where the text
-    /// is no whole message of this generator, with the reason in `complaint`: trying again is of no
-    /// use then.
-    bool Write(std::string_view text, const std::vector<int>& sources, std::string& complaint);
+    /// Keeps a slice of `run`, and with it how many the file should hold of that run. `sources` are
+    /// the numbers of those that have a slice in it. A slice that is there already stays as it is.
+    /// What can never be kept is refused, with the reason in `complaint`: trying again is of no use
+    /// then.
+    Outcome Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+                  long long expectedSlices, std::string& complaint);
 
     /// The work that may wait until nobody waits for the writer.
     void Tidy();
 
-    /// Notes the end of the run. The file is complete without its companions then, unless
-    /// somebody reads it at that moment.
-    void End(double time, long long lostSlices);
+    /// Notes the end of a run, without a time where it did not end.
+    void EndRun(int run, std::optional<double> time, long long lostSlices,
+                long long expectedSlices);
+
+    /// Ends the run of the file. The file is complete without its companions then, unless somebody
+    /// reads it at that moment.
+    void End(double time, long long lostSlices, long long expectedSlices);
 
 private:
+    /// Slices of a run whose records move together.
+    struct Chunk {
+        int number;  // the id of the first slice that was meant for it
+        int slices;
+        double firstElapsed;
+        double lastElapsed;
+    };
+
     template <class Action>
     void Guarded(Action action);
-    void InsertRun(const Run& run);
-    void WriteWhole(const CKZStatMessage& message, std::string_view text,
-                    const std::vector<int>& sources);
-    bool InsertSlice(const CKZStatMessage& message, std::string_view text);
+    std::string RefusalOf(int run, const CKZStatSliceValues& slice) const;
+    Outcome WriteWhole(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+                       long long expectedSlices, std::string& complaint);
+    void InsertRun(int number, std::optional<int> parent, const Run& run, bool isMerged);
+    bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice);
     void InsertSource(int sliceId, int source);
-    void InsertRecord(const CKZStatMessage& message, const CKZStatMessageRecord& record);
-    int64_t NameId(const std::string& name);
+    bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
+                      const CKZStatSliceValues::Record& record);
+    void NoteExpectedSlices(int run, long long expectedSlices);
+    Chunk& ChunkOfNext(int run, int sliceId);
+    void CountIn(Chunk& chunk, const CKZStatSliceValues& slice);
+    int64_t NameId(std::string_view name);
+    bool IsWorthMoving() const;
     void MoveRecentRecords();
 
     const std::string m_path;
-    const std::string m_generator;
     SQLite::Database m_database;
     SQLite::Statement m_insertSlice;
     SQLite::Statement m_insertRecord;
+    SQLite::Statement m_noteExpectedSlices;
+    std::vector<Run> m_runs;  // by their numbers
     std::unordered_map<std::string, int64_t> m_nameIds;
-    int m_recentSlices = 0;
+    std::map<int, Chunk> m_openChunks;  // by run: their records are in `recent_records`
+    std::size_t m_recentRecords = 0;
     int m_walPages = 0;
 };
 
