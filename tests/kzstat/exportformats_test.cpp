@@ -27,8 +27,8 @@ protected:
     std::string name = "login.time";
     double sum = 1e15 / 7;
     CKZStatMessageRecord record;
-    CKZStatMessage slice;
-    kzjournal::Run run{"abc", "my load", 1.7e9, 1, "a,b=c", "my-load"};
+    kzjournal::Slice slice{1, 0, 1.7e9, {}, {}};
+    kzjournal::Run run{"abc", "my load", 1.7e9, 1, "a,b=c", "my-load", "", {}, {}};
 };
 
 TEST_F(ExportFormats, CsvHasALineOfNames) {
@@ -40,7 +40,7 @@ TEST_F(ExportFormats, CsvHasALineOfNames) {
 
 TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {
     name = "a,\"b\"\r\nc";
-    EXPECT_THAT(Text("csv"), StartsWith("0,0,\"a,\"\"b\"\"\r\nc\",Timer,3,"));
+    EXPECT_THAT(Text("csv"), StartsWith("1,0,\"a,\"\"b\"\"\r\nc\",Timer,3,"));
 }
 
 TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
@@ -83,9 +83,23 @@ TEST_F(ExportFormats, LineProtocolEscapesTagsAndLeavesOutNumbersThatAreNone) {
     const std::string text = Text("influx");
     EXPECT_THAT(text,
                 StartsWith("kzstat,generator=my\\ load,host=a\\,b\\=c,run=abc,"
-                           "name=a\\ b\\,c\\=d_e_,type=Timer slice_id=0i,elapsed=0,count=3,"));
+                           "name=a\\ b\\,c\\=d_e_,type=Timer slice_id=1i,elapsed=0,count=3,"));
     EXPECT_THAT(text, testing::Not(HasSubstr(",sum=")));
     EXPECT_THAT(text, testing::EndsWith(" 1700000000000000000\n"));
+}
+
+TEST_F(ExportFormats, LineProtocolTakesTheEndOfTheSliceOnTheWallClock) {
+    // A pause has moved the time since the start to an earlier one.
+    slice.elapsed = 10;
+    slice.endTime = 1.7e9 + 60.25;
+    EXPECT_THAT(Text("influx"), testing::EndsWith(" 1700000060250000000\n"));
+}
+
+TEST_F(ExportFormats, LineProtocolSurvivesTimesOutOfAllRange) {
+    for (const double end : {HUGE_VAL, -HUGE_VAL, std::nan(""), 1e300}) {
+        slice.endTime = end;
+        EXPECT_THAT(Text("influx"), testing::EndsWith("000\n"));
+    }
 }
 
 }  // namespace

@@ -14,7 +14,7 @@
 #include <sstream>
 
 #include "kzjournalwriter.h"
-#include "support/messagemaker.h"
+#include "support/slicemaker.h"
 
 namespace {
 
@@ -43,20 +43,20 @@ void FailUnlessEmpty(const std::string& complaint) {
 
 int main(int, char** arguments) {
     const std::string generator = arguments[2];
+    const double startTime = std::strtod(arguments[3], nullptr);
     const double sliceLength = std::strtod(arguments[4], nullptr);
     kzjournal::Writer journal;
-    FailUnlessEmpty(journal.Open(
-        arguments[1],
-        kzjournal::RunOfThisProcess(generator, std::strtod(arguments[3], nullptr), sliceLength)));
-    MessageMaker messages(generator, sliceLength);
+    FailUnlessEmpty(
+        journal.Open(arguments[1], kzjournal::RunOfThisProcess(generator, startTime, sliceLength)));
+    SliceMaker slices(generator, sliceLength, startTime);
     std::vector<Reported> reported;
     for (std::string line; std::getline(std::cin, line);) {
         const std::vector<std::string> fields = FieldsOf(line);
         if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
         if (fields.at(0) == "slice") {
-            FailUnlessEmpty(journal.Append(messages.NextSlice(reported)));
+            FailUnlessEmpty(journal.Append(slices.NextSlice(reported).View()));
             reported.clear();
-            std::cout << messages.SliceId() << std::endl;
+            std::cout << slices.SliceId() << std::endl;
         }
         if (fields.at(0) == "end") FailUnlessEmpty(journal.Close());
     }

@@ -311,7 +311,8 @@ class Merge(JournalTest):
         self.assertEqual([f"slices 1 to 3: 1 of 2 {one}", f"slices 4 to 10: 2 of 2 {one} {two}",
                           f"slices 11 to 13: 1 of 2 {two}"], result.out.splitlines())
         self.assertEqual("40", self.table()["login.time"]["count"])
-        self.assertEqual(0, run("check", self.run_path).status)
+        self.assertEqual((0, "13 slices, every value accounted for, as in its 2 sources\n", ""),
+                         run("check", self.run_path))
         journal = sqlite3.connect(self.run_path)
         self.addCleanup(journal.close)
         self.assertEqual([(1, 1), (4, 2), (13, 1)], journal.execute(
@@ -328,6 +329,40 @@ class Merge(JournalTest):
         one = self.make_run("one.kzj")
         two = self.make_run("two.kzj", slice_length=2)
         self.assert_fails(run("merge", one, two, "-o", self.run_path), "merge runs of one length")
+        self.assertFalse(os.path.exists(self.run_path))
+
+    def test_a_run_within_a_merged_one(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj")
+        three = self.make_run("three.kzj")
+        both = self.path("both.kzj")
+        run("merge", one, two, "-o", both)
+        self.assert_fails(run("merge", both, one, "-o", self.run_path), "give each run once")
+        result = run("merge", both, three, "-o", self.run_path)
+        self.assertEqual([f"slices 1 to 10: 3 of 3 {both}#1 {both}#2 {three}"],
+                         result.out.splitlines())
+        self.assertEqual("10 slices, every value accounted for, as in its 3 sources\n",
+                         run("check", self.run_path).out)
+
+    def test_a_merge_again_when_a_run_has_gone_on(self):
+        one = self.make_run("one.kzj")
+        journal = journals.Journal(self.path("two.kzj"))
+        self.addCleanup(journal.leave)
+        for slices in ("slice 1: 2 of 2", "slices 1 to 2: 2 of 2"):
+            journal.value(*LOGINS, 100)
+            journal.slice()
+            result = run("merge", one, journal.path, "-o", self.run_path)
+            self.assertEqual((0, ""), (result.status, result.err))
+            self.assertTrue(result.out.startswith(slices), result.out)
+        self.assertEqual("220", self.table()["logins"]["sum"])
+        self.assertEqual(["one.kzj", "run.kzj"], sorted(
+            name for name in os.listdir(self.folder) if not name.startswith("two.kzj")))
+
+    def test_a_name_of_two_types(self):
+        one = self.make_run("one.kzj")
+        two = journals.make(self.path("two.kzj"), [{("logins", "Timer"): [1]}])
+        self.assert_fails(run("merge", one, two, "-o", self.run_path),
+                          "cannot merge: logins is of type ")
         self.assertFalse(os.path.exists(self.run_path))
 
 
@@ -349,9 +384,26 @@ class Check(JournalTest):
 
     def test_slices_that_could_not_be_kept(self):
         self.make_run()
-        self.damage("UPDATE run SET lost_slices = 2")
-        self.assertEqual((1, "after slice 10: 2 slices could not be kept\n", ""),
-                         run("check", self.run_path))
+        for damage in ("lost_slices = 2", "lost_slices = 0, expected_slices = 12"):
+            self.damage("UPDATE runs SET " + damage)
+            self.assertEqual((1, "after slice 10: 2 slices could not be kept\n", ""),
+                             run("check", self.run_path))
+
+    def test_a_record_that_was_changed(self):
+        self.make_run()
+        self.damage("UPDATE records SET last_sum = last_sum + 1 WHERE slice_id = 3")
+        result = run("check", self.run_path)
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertRegex(result.out, r"^cannot read .*run\.kzj: slice 3 .*\n$")
+
+    def test_a_run_that_a_merged_one_was_made_of(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj")
+        run("merge", one, two, "-o", self.run_path)
+        self.damage("UPDATE runs SET lost_slices = 1 WHERE number = 2")
+        result = run("check", self.run_path)
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertRegex(result.out, r"^source 2, load on \S+: after slice 10: 1 slices could not")
 
 
 class Usage(JournalTest):

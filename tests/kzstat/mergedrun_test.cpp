@@ -2,66 +2,48 @@
 
 #include <gmock/gmock.h>
 
-#include <random>
-
-#include "journal/temporaryfolder.h"
-#include "kzjournalbulkwriter.h"
-#include "support/messagemaker.h"
+#include "kzstat/mergefixture.h"
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
-using Types = CKZStatPointTypeEnum;
-using Record = CKZStatMessageRecord;
+using testing::HasSubstr;
+using testing::SizeIs;
 
-/// Runs of slices of one second that begin when the test says so.
-class MergedRun : public testing::Test {
+/// Runs of slices of one second that report logins.
+class MergedRun : public MergeTest {
 protected:
-    /// A slice per element, in which logins took as long as it says.
-    void AddRun(double startTime, const std::vector<std::vector<double>>& slices) {
-        const std::string path = folder.Path(std::to_string(journals.size()));
-        kzjournal::BulkWriter writer(path,
-                                     kzjournal::RunOfThisProcess("load", startTime, sliceLength));
-        MessageMaker messages("load", sliceLength);
-        for (const auto& times : slices)
-            writer.Append(messages.NextSlice({{"login.time", Types::Timer, times}}));
-        writer.Close(startTime, 0);
-        journals.push_back(std::make_unique<kzjournal::Reader>(path));
+    void AddRun(double startTime, const std::vector<std::vector<double>>& times) {
+        paths.push_back(MakeLogins(startTime, times));
     }
 
     struct Seen {
         int id;
-        std::vector<int> sources;
+        std::size_t runs;
         CKZStatAggregate totals;
         CKZStatAggregate lasts;
     };
-    std::vector<Seen> Merge() {
-        kzstat::MergedRun run(journals);
+    std::vector<Seen> Merge() const {
+        kzstat::MergedRun run(kzstat::MergeInputsOf(paths));
         std::vector<Seen> seen;
-        kzstat::MergedSlice slice;
-        while (run.Next(slice)) {
-            CKZStatMessage message;
-            std::size_t fault = 0;
-            EXPECT_TRUE(message.Read(slice.message.data(), slice.message.size(),
-                                     CKZStatMessage::FullRecords, fault));
-            EXPECT_EQ(slice.id * sliceLength, message.GetElapsed());
-            const Record& record = message.GetRecords().front();
-            seen.push_back({slice.id, slice.sources, record.totals, record.lasts});
+        for (kzstat::MergedSlice slice; run.Next(slice);) {
+            const CKZStatMessageRecord& record = slice.records.front();
+            seen.push_back(
+                {slice.facts.sliceId, slice.Sources().size(), record.totals, record.lasts});
         }
         return seen;
     }
 
-    double sliceLength = 1;
-    TemporaryFolder folder;
-    std::vector<std::unique_ptr<kzjournal::Reader>> journals;
+    std::vector<std::string> paths;
 };
 
 TEST_F(MergedRun, AddsSlicesOfOneMoment) {
     AddRun(1000, {{10, 30}, {50}});
     AddRun(1000, {{20}, {90, 100}});
     const auto seen = Merge();
-    ASSERT_EQ(2u, seen.size());
-    EXPECT_THAT(seen[0].sources, ElementsAre(0, 1));
+    ASSERT_THAT(seen, SizeIs(2));
+    EXPECT_EQ(2u, seen[0].runs);
     EXPECT_EQ(3, seen[0].lasts.count);
     EXPECT_EQ(60, seen[0].lasts.sum);
     EXPECT_EQ(10, seen[0].lasts.minimum);
@@ -76,25 +58,40 @@ TEST_F(MergedRun, AlignsSlicesByTheWallClock) {
     AddRun(1000, {{1}, {1}, {1}});
     AddRun(1001.4, {{2}, {2}});
     const auto seen = Merge();
-    ASSERT_EQ(3u, seen.size());
-    EXPECT_THAT(seen[0].sources, ElementsAre(0));
-    EXPECT_THAT(seen[1].sources, ElementsAre(0, 1));
+    ASSERT_THAT(seen, SizeIs(3));
+    EXPECT_EQ(1u, seen[0].runs);
+    EXPECT_EQ(2u, seen[1].runs);
     EXPECT_EQ(2, seen[1].lasts.count);
-    EXPECT_THAT(seen[2].sources, ElementsAre(0, 1));
+    EXPECT_EQ(2u, seen[2].runs);
 }
 
 TEST_F(MergedRun, KeepsSlicesThatComeWhenTheOthersHaveEnded) {
     AddRun(1000, {{1}});
     AddRun(1000, {{2}, {4}});
     const auto seen = Merge();
-    ASSERT_EQ(2u, seen.size());
-    EXPECT_THAT(seen[1].sources, ElementsAre(1));
+    ASSERT_THAT(seen, SizeIs(2));
+    EXPECT_EQ(1u, seen[1].runs);
     EXPECT_EQ(1, seen[1].lasts.count);
     EXPECT_EQ(3, seen[1].totals.count);
     EXPECT_EQ(7, seen[1].totals.sum);
 }
 
-TEST_F(MergedRun, KeepsValuesThatPointsDoNotMerge) {
+TEST_F(MergedRun, BeginsWithTheFirstRunThatHasSlices) {
+    AddRun(1000, {});
+    AddRun(1010, {{2}, {4}});
+    const auto seen = Merge();
+    ASSERT_THAT(seen, SizeIs(2));
+    EXPECT_EQ(1, seen[0].id);
+    EXPECT_EQ(2, seen[1].id);
+}
+
+TEST_F(MergedRun, OfRunsWithoutSlicesIsEmpty) {
+    AddRun(1000, {});
+    AddRun(1001, {});
+    EXPECT_THAT(Merge(), SizeIs(0));
+}
+
+TEST_F(MergedRun, KeepsValuesOfAnySign) {
     AddRun(1000, {{-5, 0}});
     AddRun(1000, {{-7}});
     const auto seen = Merge();
@@ -112,38 +109,100 @@ TEST_F(MergedRun, KeepsAMinimumOfZero) {
     EXPECT_EQ(0, seen[0].lasts.minimum);
 }
 
-TEST_F(MergedRun, IsTheSameInAnyOrderOfTheRuns) {
-    std::mt19937 random(3);
-    std::vector<std::vector<std::vector<double>>> runs(3);
-    for (auto& run : runs)
-        for (int slice = 0; slice < 20; ++slice) {
-            run.emplace_back();
-            for (unsigned i = random() % 4; i > 0; --i)
-                run.back().push_back(static_cast<double>(random() % 10));
-        }
-    AddRun(1000, runs[0]);
-    AddRun(1003, runs[1]);
-    AddRun(1007, runs[2]);
-    const auto first = Merge();
-    std::swap(journals[0], journals[2]);
-    const auto second = Merge();
-    ASSERT_EQ(first.size(), second.size());
-    for (std::size_t i = 0; i < first.size(); ++i) {
-        EXPECT_EQ(first[i].id, second[i].id);
-        for (const auto part : {&Seen::totals, &Seen::lasts}) {
-            EXPECT_EQ((first[i].*part).minimum, (second[i].*part).minimum);
-            EXPECT_EQ((first[i].*part).maximum, (second[i].*part).maximum);
-            EXPECT_EQ((first[i].*part).count, (second[i].*part).count);
-            EXPECT_EQ((first[i].*part).sumSqr, (second[i].*part).sumSqr);
-        }
+TEST_F(MergedRun, KeepsTheLatestTotalsOfANameThatARunForgets) {
+    SliceMaker maker;
+    std::vector<MadeSlice> slices;
+    slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {7}}}));
+    slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {}}}));
+    slices.back().records.clear();
+    paths.push_back(Keep(1000, slices));
+    AddRun(1000, {{1}, {1}});
+    const auto seen = Merge();
+    ASSERT_THAT(seen, SizeIs(2));
+    EXPECT_EQ(9, seen[1].totals.sum);
+    EXPECT_EQ(1, seen[1].lasts.sum);
+}
+
+TEST_F(MergedRun, AddsTheSlicesThatAPauseHasMovedTogether) {
+    SliceMaker maker;
+    std::vector<MadeSlice> slices;
+    for (const double time : {10.0, 20.0, 40.0})
+        slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {time}}}));
+    slices[1].facts.elapsed -= 1;
+    slices[2].facts.elapsed -= 1;
+    paths.push_back(Keep(1000, slices));
+    AddRun(1000, {{1}, {1}});
+    const auto seen = Merge();
+    ASSERT_THAT(seen, SizeIs(2));
+    EXPECT_EQ(31, seen[0].lasts.sum);
+    EXPECT_EQ(31, seen[0].totals.sum);
+    EXPECT_EQ(41, seen[1].lasts.sum);
+    EXPECT_EQ(72, seen[1].totals.sum);
+}
+
+TEST_F(MergedRun, CountsBeyondTheRangeOfInt) {
+    constexpr double kMany = 2e9;
+    const CKZStatAggregate values{1, 3, kMany, 2 * kMany, 5 * kMany};
+    for (int i = 0; i < 2; ++i) {
+        MadeSlice slice = SliceMaker().NextSlice({{"n", Types::Counter, {}}});
+        slice.records.front().totals = slice.records.front().lasts = values;
+        slice.message = RWCString();
+        CKZStatMessageWriter writer(slice.message);
+        writer.WriteHeader("load", 1, 1, 1);
+        writer.WriteRecord("n", Types::Counter, values, values);
+        paths.push_back(Keep(1000, {slice}));
     }
+    EXPECT_EQ(2 * kMany, Merge().at(0).totals.count);
+    const std::string merged = MergeTest::Merge(paths);
+    const kzjournal::Slice slice = SlicesOf(merged).at(0);
+    EXPECT_EQ(4e9, slice.records.at(0).totals.count);
+    EXPECT_EQ(4e9, slice.records.at(0).lasts.count);
+    EXPECT_THAT(slice.message, HasSubstr("\x01"
+                                         "4000000000\x01"));
+}
+
+TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
+    std::vector<kzstat::MergeInput> inputs;
+    const auto add = [&](double start, std::optional<double> begin, std::optional<double> end) {
+        kzjournal::Run run = kzjournal::RunOfThisProcess("load", start, 1, "shop");
+        run.loadBegin = begin;
+        run.loadEnd = end;
+        inputs.push_back({MakeLogins(start, {{1}}), 0, 0, false, run, 1, 1, 0, 1, std::nullopt});
+    };
+    add(1000, 5, 60);
+    add(1010, 0, 45);
+    add(1005, {}, {});
+    const kzjournal::Run whole = kzstat::MergedRun(inputs).Facts();
+    EXPECT_THAT(whole.loadBegin, testing::Optional(5.0));
+    EXPECT_THAT(whole.loadEnd, testing::Optional(60.0));
+    EXPECT_EQ("shop", whole.testName);
+
+    add(1000, 3, {});
+    inputs.back().run.testName = "other";
+    const kzjournal::Run open = kzstat::MergedRun(inputs).Facts();
+    EXPECT_THAT(open.loadBegin, testing::Optional(3.0));
+    EXPECT_FALSE(open.loadEnd);
+    EXPECT_EQ("", open.testName);
 }
 
 TEST_F(MergedRun, RefusesSlicesOfDifferentLengths) {
     AddRun(1000, {{1}});
-    sliceLength = 2;
+    sliceLength = 1.0001;
     AddRun(1000, {{1}});
-    EXPECT_THROW(kzstat::MergedRun run(journals), kzjournal::Error);
+    EXPECT_THAT(ComplaintOf(paths), HasSubstr("merge runs of one length"));
+}
+
+TEST_F(MergedRun, RefusesANameOfTwoTypes) {
+    const std::string one = MakeRun(1000, {{{"a", Types::Counter, {1}}}});
+    const std::string two =
+        MakeRun(1000, {{{"a", Types::Counter, {1}}}, {{"b", Types::Timer, {1}}}});
+    const std::string three =
+        MakeRun(1000, {{}, {}, {{"b", Types::LoadSize, {1}}, {"a", Types::Counter, {1}}}});
+    EXPECT_EQ("", ComplaintOf({one, two}));
+    const auto namesAll = AllOf(HasSubstr("cannot merge: b is of type "),
+                                HasSubstr("Timer in " + two), HasSubstr("LoadSize in " + three));
+    EXPECT_THAT(ComplaintOf({one, two, three}), namesAll);
+    EXPECT_THAT(ComplaintOf({three, two, one}), namesAll);
 }
 
 }  // namespace

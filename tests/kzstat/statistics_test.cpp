@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "support/messagemaker.h"
+#include "support/slicemaker.h"
 
 namespace {
 
@@ -10,16 +10,10 @@ using testing::Eq;
 using testing::Optional;
 using Types = CKZStatPointTypeEnum;
 
-/// The record of values that took the way of all values: added up by the library, written into a
-/// message and read from it.
+/// The record of values that the library added up.
 CKZStatMessageRecord RecordOf(const std::vector<double>& values,
                               Types::PointType type = Types::Timer) {
-    MessageMaker messages;
-    const std::string text = messages.NextSlice({{"name", type, values}});
-    CKZStatMessage message;
-    std::size_t fault = 0;
-    EXPECT_TRUE(message.Read(text.data(), text.size(), CKZStatMessage::FullRecords, fault));
-    return message.GetRecords().front();
+    return SliceMaker().NextSlice({{"name", type, values}}).records.front();
 }
 
 TEST(Statistics, OfATimerAreThoseThatItsKindDeclares) {
@@ -49,6 +43,15 @@ TEST(Statistics, OfALoadSizeHaveNoRate) {
     EXPECT_THAT(row.current, Optional(20.0));
     EXPECT_FALSE(row.rate);
     EXPECT_FALSE(row.count);
+}
+
+TEST(Statistics, KnowsTheReadingOfEachType) {
+    EXPECT_TRUE(kzstat::IsSampled(Types::Timer));
+    EXPECT_FALSE(kzstat::IsSampled(Types::Counter));
+    EXPECT_TRUE(kzstat::IsLevel(Types::LoadSize));
+    EXPECT_FALSE(kzstat::IsLevel(Types::Counter));
+    EXPECT_FALSE(kzstat::IsSampled(Types::NotSet));
+    EXPECT_FALSE(kzstat::IsLevel(Types::NotSet));
 }
 
 TEST(Statistics, WithoutValuesAreNone) {

@@ -48,7 +48,7 @@ std::string ShareText(double from, double to) {
 /// What the means are means of.
 std::string Quantity(const Statistics& row) {
     if (row.deviation) return std::string("mean ").append(row.unit);
-    return row.type == CKZStatPointTypeEnum::LoadSize ? "level" : "rate/s";
+    return IsLevel(row.type) ? "level" : "rate/s";
 }
 
 Table TableOf(const std::vector<Difference>& differences) {

@@ -9,8 +9,6 @@
 namespace kzstat {
 namespace {
 
-using Types = CKZStatPointTypeEnum;
-
 Sample SampleOf(const CKZStatAggregate& aggregate) {
     if (!(aggregate.count > 0)) return {};
     const double deviation = aggregate.Deviation().value;
@@ -22,7 +20,7 @@ Sample SampleOf(const CKZStatAggregate& aggregate) {
 /// Of the sums that the slices have, per second unless they are levels.
 Sample SampleOfSlices(kzjournal::Reader& journal, const Statistics& row,
                       const kzjournal::TimeRange& range) {
-    const double length = row.type == Types::LoadSize ? 1 : journal.Facts().sliceLength;
+    const double length = IsLevel(row.type) ? 1 : journal.Facts().sliceLength;
     CKZStatAggregate sums;
     journal.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
         const double value = point.lasts.sum / length;

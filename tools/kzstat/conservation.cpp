@@ -1,92 +1,101 @@
 #include "conservation.h"
 
 #include <cmath>
+#include <limits>
 #include <set>
 
 #include "numbers.h"
-#include "rw/cstring.h"
-#include "ryp/numbertext.h"
 #include "texts.h"
 
 namespace kzstat {
 namespace {
 
-using Aggregate = CKZStatAggregate;
+using Limits = std::numeric_limits<double>;
 
-// Messages carry thousandths.
-constexpr double kRounding = 0.0005;
-constexpr double kUnitRoundoff = 1.2e-16;
-/// Between one double and the next, where the wall clock is.
-constexpr double kClockStep = 2.4e-7;
+/// By how much an addition of doubles may be off, in parts of its result.
+constexpr double kRoundoff = Limits::epsilon() / 2;
+constexpr double kMostReadable = 1e15;
 
+/// Never rounded; whole numbers are for people.
 std::string Exact(double value) {
-    RWCString text;
-    RyPDoubleToString(value, text, 3);
-    return text.data();
+    const bool isReadable = value == std::floor(value) && std::abs(value) < kMostReadable;
+    return isReadable ? ReadableNumber(value) : ExactNumber(value);
 }
 
-/// How far sums of `slices` rounded numbers may be from the rounded sum.
-double Tolerance(double size, int slices, double count) {
-    return (slices + 1) * kRounding + (slices + count) * kUnitRoundoff * std::abs(size);
+/// Between a double of the size of `value` and the next one.
+double StepAt(double value) {
+    return std::nextafter(std::abs(value), Limits::infinity()) - std::abs(value);
+}
+
+/// At least the sum of the magnitudes of all values.
+double MagnitudeOf(const CKZStatAggregate& totals) {
+    // The sum of squares is the better bound for values of many sizes, the extremes for values of
+    // about one size. The squares of very small values were rounded to 0, and an extreme of -1 gave
+    // way to the next value.
+    const double squares = totals.sumSqr + totals.count * Limits::denorm_min();
+    const double extreme = std::fmax(std::abs(totals.minimum), std::abs(totals.maximum));
+    return std::fmin(std::sqrt(totals.count * squares), totals.count * std::fmax(extreme, 1));
+}
+
+bool AreClose(double a, double b, double error) {
+    if (std::isfinite(a) && std::isfinite(b)) return std::abs(a - b) <= error;
+    return a == b || (std::isnan(a) && std::isnan(b));
 }
 
 }  // namespace
 
-std::string Conservation::Check(const CKZStatMessage& slice) {
+std::string Conservation::Check(const kzjournal::Slice& slice) {
     std::string violation = CheckPlace(slice);
-    m_sliceId = slice.GetSliceId();
-    for (const CKZStatMessageRecord& record : slice.GetRecords())
+    m_sliceId = slice.id;
+    m_elapsed = slice.elapsed;
+    for (const CKZStatMessageRecord& record : slice.records)
         if (violation.empty()) violation = CheckRecord(record);
     if (violation.empty()) violation = CheckMissingNames(slice);
     if (violation.empty()) return {};
-    return "slice " + std::to_string(slice.GetSliceId()) + ": " + violation;
+    return "slice " + std::to_string(slice.id) + ": " + violation;
 }
 
-std::string Conservation::CheckPlace(const CKZStatMessage& slice) {
-    if (slice.GetSliceId() != m_sliceId + 1)
-        return "it comes after slice " + std::to_string(m_sliceId);
-    const double end = slice.GetSliceId() * m_sliceLength;
-    const double tolerance = 2 * kRounding + slice.GetSliceId() * kClockStep;
-    // A pause moves all times after it to earlier ones.
-    if (slice.GetElapsed() < end - m_pauses - tolerance) m_pauses = end - slice.GetElapsed();
-    if (slice.GetElapsed() > end - m_pauses + tolerance)
-        return "it ends at " + Exact(slice.GetElapsed()) + " s instead of " +
-               Exact(end - m_pauses) + " s";
-    return {};
+/// The end of a slice on the wall clock is that of the one before and the slice length, and the
+/// time since the start is the difference of two such: each may be off by half a step of doubles
+/// of its size. A pause moves all times after it to earlier ones.
+std::string Conservation::CheckPlace(const kzjournal::Slice& slice) {
+    if (slice.id != m_sliceId + 1) return "it comes after slice " + std::to_string(m_sliceId);
+    const double end = m_elapsed + m_sliceLength;
+    if (slice.elapsed <= end + StepAt(slice.endTime) + 2 * StepAt(end)) return {};
+    return "it ends at " + Exact(slice.elapsed) + " s instead of " + Exact(end) + " s";
 }
 
 std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
     const std::string name = TextOf(record.name);
-    Aggregate& sums = m_sums[name];
+    const CKZStatAggregate& totals = record.totals;
+    Sums& sums = m_sums[name];
     sums.count += record.lasts.count;
     sums.sum += record.lasts.sum;
     sums.sumSqr += record.lasts.sumSqr;
-    const auto violation = [&](const char* what, double total, double sum,
-                               std::string (*textOf)(double) = Exact) {
-        return "the " + std::string(what) + " of " + Printable(name) + " is " + textOf(total) +
-               " for the run, but its slices add up to " + textOf(sum);
+    sums.largestCount = std::fmax(sums.largestCount, record.lasts.count);
+    const auto violation = [&](const char* what, double total, double sum) {
+        return "the " + std::string(what) + " of " + Printable(name) + " is " + Exact(total) +
+               " for the run, but its slices add up to " + Exact(sum);
     };
-    const Aggregate& totals = record.totals;
-    if (totals.count != sums.count)
-        return violation("count", totals.count, sums.count, ReadableNumber);
-    // A sum of parts of either sign may be near 0 while they are not: the squares know.
-    const double size = std::sqrt(totals.count * totals.sumSqr);
-    if (std::abs(totals.sum - sums.sum) > Tolerance(size, m_sliceId, totals.count))
+    if (totals.count != sums.count) return violation("count", totals.count, sums.count);
+    // Either sum was made by a tree of additions over the values: each addition rounds by its share
+    // of the magnitudes below it, and no value lies below more additions than these.
+    const double additions = totals.count + sums.largestCount + m_sliceId;
+    if (!AreClose(totals.sum, sums.sum, additions * kRoundoff * MagnitudeOf(totals)))
         return violation("sum", totals.sum, sums.sum);
-    if (std::abs(totals.sumSqr - sums.sumSqr) > Tolerance(totals.sumSqr, m_sliceId, totals.count))
+    if (!AreClose(totals.sumSqr, sums.sumSqr, (additions + 1) * kRoundoff * totals.sumSqr))
         return violation("sum of squares", totals.sumSqr, sums.sumSqr);
     return {};
 }
 
 /// Totals never forget a name.
-std::string Conservation::CheckMissingNames(const CKZStatMessage& slice) const {
-    if (slice.GetRecords().size() == m_sums.size()) return {};
-    std::set<std::string> present;
-    for (const CKZStatMessageRecord& record : slice.GetRecords())
-        present.insert(TextOf(record.name));
-    for (const auto& [name, sums] : m_sums)
-        if (present.count(name) == 0) return Printable(name) + " is missing";
-    return "a name stands in it twice";
+std::string Conservation::CheckMissingNames(const kzjournal::Slice& slice) const {
+    if (slice.records.size() == m_sums.size()) return {};
+    std::set<std::string> missing;
+    for (const auto& [name, sums] : m_sums) missing.insert(name);
+    for (const CKZStatMessageRecord& record : slice.records) missing.erase(TextOf(record.name));
+    return missing.empty() ? "a name stands in it twice"
+                           : Printable(*missing.begin()) + " is missing";
 }
 
 }  // namespace kzstat

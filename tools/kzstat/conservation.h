@@ -1,16 +1,16 @@
 #ifndef KZSTAT_CONSERVATION_H
 #define KZSTAT_CONSERVATION_H
 
-#include <map>
 #include <string>
+#include <unordered_map>
 
-#include "kzstatmessage.h"
+#include "kzjournalslice.h"
 
 namespace kzstat {
 
 /// Follows a run slice by slice and sees whether nothing is missing and nothing was counted twice:
 /// the ids have no gap, the times stand on the grid of the slices, and for every name the lasts
-/// add up to the totals. Compatible.
+/// add up to the totals, but for the rounding of the additions. Compatible.
 class Conservation {
 public:
     /// `sliceLength` in seconds.
@@ -18,21 +18,27 @@ public:
 
     /// What is wrong with the slice, as a line, or an empty text. REQUIRES: the slices come in the
     /// order of their ids; none comes after one that was wrong.
-    std::string Check(const CKZStatMessage& slice);
+    std::string Check(const kzjournal::Slice& slice);
 
     int Slices() const { return m_sliceId; }
 
 private:
-    using Aggregate = CKZStatAggregate;
+    /// What the slices add up to under one name.
+    struct Sums {
+        double count = 0;
+        double sum = 0;
+        double sumSqr = 0;
+        double largestCount = 0;  ///< of one slice
+    };
 
-    std::string CheckPlace(const CKZStatMessage& slice);
+    std::string CheckPlace(const kzjournal::Slice& slice);
     std::string CheckRecord(const CKZStatMessageRecord& record);
-    std::string CheckMissingNames(const CKZStatMessage& slice) const;
+    std::string CheckMissingNames(const kzjournal::Slice& slice) const;
 
     const double m_sliceLength;
     int m_sliceId = 0;
-    double m_pauses = 0;
-    std::map<std::string, Aggregate> m_sums;
+    double m_elapsed = 0;
+    std::unordered_map<std::string, Sums> m_sums;
 };
 
 }  // namespace kzstat

@@ -19,8 +19,8 @@ ExitStatus Export(const ExportOptions& options, Output& output) {
     kzjournal::Reader journal(options.journal);
     const auto format = MakeExportFormat(options.format, journal.Facts());
     output.Write(format->Begin());
-    journal.ForEachSlice(options.range.RangeOf(journal), [&](const CKZStatMessage& slice) {
-        for (const CKZStatMessageRecord& record : slice.GetRecords())
+    journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
+        for (const CKZStatMessageRecord& record : slice.records)
             output.Write(format->RecordText(slice, record));
     });
     return kDone;

@@ -1,9 +1,10 @@
 #include "exportformats.h"
 
-#include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "numbers.h"
+#include "ryp/truncate.h"
 #include "texts.h"
 
 namespace kzstat {
@@ -11,12 +12,6 @@ namespace {
 
 std::string TypeText(const CKZStatMessageRecord& record) {
     return CKZStatPointTypeEnum::GetStringFromEnumType(record.type);
-}
-
-/// The shortest decimal that reads back to the same double.
-std::string Shortest(double value) {
-    char text[64];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
 /// A statistic under its name. Minima, maxima and averages mean nothing without values.
@@ -53,12 +48,12 @@ public:
         return line + "\r\n";
     }
 
-    std::string RecordText(const CKZStatMessage& slice,
+    std::string RecordText(const kzjournal::Slice& slice,
                            const CKZStatMessageRecord& record) const override {
-        std::string line = std::to_string(slice.GetSliceId()) + "," + Shortest(slice.GetElapsed()) +
-                           "," + Quoted(TextOf(record.name)) + "," + TypeText(record);
+        std::string line = std::to_string(slice.id) + "," + ExactNumber(slice.elapsed) + "," +
+                           Quoted(TextOf(record.name)) + "," + TypeText(record);
         for (const Field& field : FieldsOf(record))
-            line.append(",").append(field.isThere ? Shortest(field.value) : "");
+            line.append(",").append(field.isThere ? ExactNumber(field.value) : "");
         return line + "\r\n";
     }
 
@@ -74,10 +69,10 @@ private:
 /// An object per line. What JSON has no number for is null; bytes that are no UTF-8 become U+FFFD.
 class JsonLines : public ExportFormat {
 public:
-    std::string RecordText(const CKZStatMessage& slice,
+    std::string RecordText(const kzjournal::Slice& slice,
                            const CKZStatMessageRecord& record) const override {
-        nlohmann::ordered_json object{{"slice_id", slice.GetSliceId()},
-                                      {"elapsed", slice.GetElapsed()},
+        nlohmann::ordered_json object{{"slice_id", slice.id},
+                                      {"elapsed", slice.elapsed},
                                       {"name", TextOf(record.name)},
                                       {"type", TypeText(record)}};
         for (const Field& field : FieldsOf(record)) {
@@ -95,27 +90,25 @@ public:
 class LineProtocol : public ExportFormat {
 public:
     explicit LineProtocol(const kzjournal::Run& run)
-        : m_startTime(run.startTime),
-          m_runTags(",generator=" + Escaped(run.generator) +
+        : m_runTags(",generator=" + Escaped(run.generator) +
                     (run.host.empty() ? "" : ",host=" + Escaped(run.host)) +
                     ",run=" + Escaped(run.id)) {}
 
-    std::string RecordText(const CKZStatMessage& slice,
+    std::string RecordText(const kzjournal::Slice& slice,
                            const CKZStatMessageRecord& record) const override {
         std::string line = "kzstat" + m_runTags + ",name=" + Escaped(TextOf(record.name)) +
-                           ",type=" + TypeText(record) +
-                           " slice_id=" + std::to_string(slice.GetSliceId()) +
-                           "i,elapsed=" + Shortest(slice.GetElapsed());
+                           ",type=" + TypeText(record) + " slice_id=" + std::to_string(slice.id) +
+                           "i,elapsed=" + ExactNumber(slice.elapsed);
         for (const Field& field : FieldsOf(record))
             if (field.isThere && std::isfinite(field.value))
-                line.append(",").append(field.name).append("=").append(Shortest(field.value));
-        return line + " " + std::to_string(EndOf(slice)) + "\n";
+                line.append(",").append(field.name).append("=").append(ExactNumber(field.value));
+        return line + " " + EndOf(slice) + "\n";
     }
 
 private:
     /// Microseconds, all that a double has of the present, and three zeros.
-    long long EndOf(const CKZStatMessage& slice) const {
-        return std::llround((m_startTime + slice.GetElapsed()) * 1e6) * 1000;
+    static std::string EndOf(const kzjournal::Slice& slice) {
+        return std::to_string(RyPTruncate<long long>(std::round(slice.endTime * 1e6))) + "000";
     }
 
     /// A tag's value: blanks, commas and equal signs are escaped. A line end cannot be, and a
@@ -131,7 +124,6 @@ private:
         return escaped.empty() ? "_" : escaped;
     }
 
-    const double m_startTime;
     const std::string m_runTags;
 };
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kzjournalrun.h"
-#include "kzstatmessage.h"
+#include "kzjournalslice.h"
 
 namespace kzstat {
 
@@ -16,7 +16,7 @@ public:
     virtual ~ExportFormat() = default;
     /// What comes before the first record.
     virtual std::string Begin() const { return {}; }
-    virtual std::string RecordText(const CKZStatMessage& slice,
+    virtual std::string RecordText(const kzjournal::Slice& slice,
                                    const CKZStatMessageRecord& record) const = 0;
 };
 

@@ -15,12 +15,12 @@ constexpr int kLatest = 20;
 
 void LatestValues::Update(kzjournal::Reader& journal) {
     const int before = std::max(m_lastSliceId, journal.LastSliceId() - kLatest);
-    journal.ForEachSliceAfter(before, [this](const CKZStatMessage& slice) { Take(slice); });
+    journal.ForEachSliceAfter(before, [this](const kzjournal::Slice& slice) { Take(slice); });
 }
 
-void LatestValues::Take(const CKZStatMessage& slice) {
-    m_lastSliceId = slice.GetSliceId();
-    for (const CKZStatMessageRecord& record : slice.GetRecords()) {
+void LatestValues::Take(const kzjournal::Slice& slice) {
+    m_lastSliceId = slice.id;
+    for (const CKZStatMessageRecord& record : slice.records) {
         auto& values = m_values[TextOf(record.name)];
         values.push_back(CurrentValueOf(record).value_or(std::numeric_limits<double>::quiet_NaN()));
         if (values.size() > kLatest) values.pop_front();

@@ -19,7 +19,7 @@ public:
     std::string LineOf(const std::string& name) const;
 
 private:
-    void Take(const CKZStatMessage& slice);
+    void Take(const kzjournal::Slice& slice);
 
     int m_lastSliceId = 0;
     std::map<std::string, std::deque<double>> m_values;

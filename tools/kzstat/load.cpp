@@ -1,12 +1,14 @@
 #include "load.h"
 
+#include "statistics.h"
+
 namespace kzstat {
 
 std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
                                          const kzjournal::TimeRange& range) {
     std::map<double, double> load;
     for (const kzjournal::Name& name : journal.Names()) {
-        if (name.type != CKZStatPointTypeEnum::LoadSize) continue;
+        if (!IsLevel(name.type)) continue;
         journal.ForEachPoint(name.name, range, [&](const kzjournal::SeriesPoint& point) {
             load[point.elapsed] += point.lasts.sum;
         });

@@ -1,10 +1,10 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands.h"
-#include "kzjournalbulkwriter.h"
-#include "mergedrun.h"
+#include "mergefile.h"
 
 namespace kzstat {
 namespace {
@@ -17,16 +17,23 @@ struct MergeOptions {
 /// Tells which runs are in which slices, a line for as many slices as are alike.
 class PartTeller {
 public:
-    PartTeller(const std::vector<std::string>& names, Output& output)
-        : m_names(names), m_output(output) {}
+    /// `paths` is the order in which runs are named.
+    PartTeller(const std::vector<MergeInput>& inputs, const std::vector<std::string>& paths,
+               Output& output)
+        : m_inputs(inputs), m_paths(paths), m_output(output) {
+        m_runs = std::count_if(inputs.begin(), inputs.end(),
+                               [](const MergeInput& input) { return !input.isMerged; });
+    }
 
     void Take(const MergedSlice& slice) {
-        if (slice.sources != m_sources || slice.id != m_last + 1) {
+        const std::vector<int> sources = slice.Sources();
+        const int id = slice.facts.sliceId;
+        if (sources != m_sources || id != m_last + 1) {
             Tell();
-            m_first = slice.id;
-            m_sources = slice.sources;
+            m_first = id;
+            m_sources = sources;
         }
-        m_last = slice.id;
+        m_last = id;
     }
 
     /// To be called at the end as well.
@@ -35,38 +42,38 @@ public:
         std::string line = m_first == m_last ? "slice " + std::to_string(m_first)
                                              : "slices " + std::to_string(m_first) + " to " +
                                                    std::to_string(m_last);
-        line += ": " + std::to_string(m_sources.size()) + " of " + std::to_string(m_names.size());
-        for (const int source : m_sources) line += " " + m_names[static_cast<std::size_t>(source)];
+        line += ": " + std::to_string(m_sources.size()) + " of " + std::to_string(m_runs);
+        for (const std::string& name : Names()) line += " " + name;
         m_output.WriteLine(line);
     }
 
 private:
-    const std::vector<std::string>& m_names;
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (const std::string& path : m_paths)
+            for (std::size_t i = 0; i < m_inputs.size(); ++i)
+                if (m_inputs[i].path == path && Holds(static_cast<int>(i) + 1))
+                    names.push_back(m_inputs[i].Text());
+        return names;
+    }
+
+    bool Holds(int source) const {
+        return std::find(m_sources.begin(), m_sources.end(), source) != m_sources.end();
+    }
+
+    const std::vector<MergeInput>& m_inputs;
+    const std::vector<std::string>& m_paths;
     Output& m_output;
+    std::ptrdiff_t m_runs;
     std::vector<int> m_sources;
     int m_first = 0;
     int m_last = 0;
 };
 
 ExitStatus Merge(const MergeOptions& options, Output& output) {
-    std::vector<std::unique_ptr<kzjournal::Reader>> journals;
-    std::vector<kzjournal::Run> sources;
-    long long lost = 0;
-    for (const std::string& path : options.journals) {
-        journals.push_back(std::make_unique<kzjournal::Reader>(path));
-        sources.push_back(journals.back()->Facts());
-        lost += journals.back()->LostSlices();
-    }
-    MergedRun run(journals);
-    kzjournal::BulkWriter writer(options.merged, run.Facts());
-    writer.SetSources(sources);
-    PartTeller teller(options.journals, output);
-    MergedSlice slice{};
-    while (run.Next(slice)) {
-        writer.Append(slice.message, slice.sources);
-        teller.Take(slice);
-    }
-    writer.Close(run.Facts().startTime + slice.id * run.Facts().sliceLength, lost);
+    const std::vector<MergeInput> inputs = MergeInputsOf(options.journals);
+    PartTeller teller(inputs, options.journals, output);
+    MergeInto(options.merged, inputs, [&](const MergedSlice& slice) { teller.Take(slice); });
     teller.Tell();
     return kDone;
 }
@@ -81,7 +88,9 @@ void DeclareMerge(CommandLine& line) {
         .Required()
         .AtLeast(2)
         .ValueName("FILE");
-    command.Add("-o,--output", options->merged, "The journal to make; a new file")
+    command
+        .Add("-o,--output", options->merged,
+             "The journal to make; a new file, or the result of a merge of these runs")
         .Required()
         .ValueName("FILE");
     command.Footer("Example: kzstat merge one.kzj two.kzj -o both.kzj");

@@ -3,194 +3,150 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kzstatgenmeasurement.h"
-#include "kzstatpointbuilder.h"
-#include "rw/cstring.h"
-#include "ryp/numbertext.h"
-#include "ryp/truncate.h"
+#include "kzjournalreader.h"
+#include "kzstatmerge.h"
+#include "numbers.h"
 #include "texts.h"
 
 namespace kzstat {
 namespace {
 
 using Record = CKZStatMessageRecord;
-using Aggregate = CKZStatAggregate;
 
 constexpr char kGeneratorName[] = "merged";
-constexpr char kFieldEnd = '\x01';
-constexpr double kSameLength = 0.0005;  // seconds; messages carry thousandths
-constexpr int kReadAhead = 256;
 
-double EarliestStart(const std::vector<std::unique_ptr<kzjournal::Reader>>& journals) {
-    double earliest = journals.front()->Facts().startTime;
-    for (const auto& journal : journals) earliest = std::min(earliest, journal->Facts().startTime);
-    return earliest;
+std::string TypeText(CKZStatPointTypeEnum::PointType type) {
+    return CKZStatPointTypeEnum::GetStringFromEnumType(type);
 }
 
-void CheckLengths(const std::vector<std::unique_ptr<kzjournal::Reader>>& journals) {
-    const double length = journals.front()->Facts().sliceLength;
-    for (const auto& journal : journals)
-        if (std::abs(journal->Facts().sliceLength - length) > kSameLength)
-            throw kzjournal::Error(
-                "cannot merge: the runs have slices of " + std::to_string(length) + " s and of " +
-                std::to_string(journal->Facts().sliceLength) + " s; merge runs of one length");
+/// The runs that have slices of their own, in the order of their ids.
+std::vector<const MergeInput*> LeavesOf(const std::vector<MergeInput>& inputs) {
+    std::vector<const MergeInput*> leaves;
+    for (const MergeInput& input : inputs)
+        if (!input.isMerged) leaves.push_back(&input);
+    std::sort(leaves.begin(), leaves.end(),
+              [](const MergeInput* a, const MergeInput* b) { return a->run.id < b->run.id; });
+    return leaves;
 }
 
-/// Points take -1 for no value, pass over minima below 0 and end the process where an average is
-/// below 0 or no number: such values stay away from their operators.
-bool PointsCanMerge(const Aggregate& aggregate) {
-    return !(aggregate.count > 0) ||
-           (aggregate.minimum >= 0 && std::isfinite(aggregate.maximum) &&
-            std::isfinite(aggregate.sum) && std::isfinite(aggregate.sumSqr));
+void CheckLengths(const std::vector<const MergeInput*>& leaves) {
+    if (leaves.empty()) throw kzjournal::Error("cannot merge: no run has slices of its own");
+    const double length = leaves.front()->run.sliceLength;
+    for (const MergeInput* leaf : leaves)
+        if (leaf->run.sliceLength != length)
+            throw kzjournal::Error("cannot merge: the runs have slices of " + ExactNumber(length) +
+                                   " s and of " + ExactNumber(leaf->run.sliceLength) +
+                                   " s; merge runs of one length");
 }
 
-bool PointsCanMerge(const std::vector<Record>& records) {
-    return std::all_of(records.begin(), records.end(), [](const Record& record) {
-        return record.type != CKZStatPointTypeEnum::NotSet && record.totals.count > 0 &&
-               PointsCanMerge(record.totals) && PointsCanMerge(record.lasts);
+/// Of the runs that have slices; of all where none has.
+double EarliestStart(const std::vector<const MergeInput*>& leaves) {
+    const auto comesFirst = [](const MergeInput* a, const MergeInput* b) {
+        return std::pair(a->slices == 0, a->run.startTime) <
+               std::pair(b->slices == 0, b->run.startTime);
+    };
+    return (*std::min_element(leaves.begin(), leaves.end(), comesFirst))->run.startTime;
+}
+
+/// That of all runs, where they have one.
+std::string CommonTestName(const std::vector<const MergeInput*>& leaves) {
+    const std::string& name = leaves.front()->run.testName;
+    const bool isCommon = std::all_of(leaves.begin(), leaves.end(), [&](const MergeInput* leaf) {
+        return leaf->run.testName == name;
     });
+    return isCommon ? name : "";
 }
 
-/// The values of the merged point, over those of `merged`.
-void TakePoint(const CKZStatPoint& point, Record& merged) {
-    merged.totals.minimum = point.GetMin();
-    merged.totals.maximum = point.GetMax();
-    merged.totals.count = point.GetCount();
-    merged.totals.sum = point.GetSum();
-    merged.lasts.minimum = point.GetLastMin();
-    merged.lasts.maximum = point.GetLastMax();
-    merged.lasts.count = point.GetLastCount();
-    merged.lasts.sum = point.GetLastSum();
-}
-
-void MergePoints(std::vector<Record> records, double time, Record& merged) {
-    // The smallest minimum first: a minimum of 0 that is merged later would be passed over.
-    std::sort(records.begin(), records.end(),
-              [](const Record& a, const Record& b) { return a.totals.minimum < b.totals.minimum; });
-    std::unique_ptr<CKZStatPoint> sum;
-    for (const Record& record : records) {
-        std::unique_ptr<CKZStatPoint> point(
-            CKZStatPointBuilder::BuildPoint(records.front().type, record.GetItem(time)));
-        if (sum)
-            *sum + *point;
-        else
-            sum = std::move(point);
+/// From the first load that begins to the last one that ends, once all that began have ended.
+void SpanLoad(const std::vector<const MergeInput*>& leaves, kzjournal::Run& run) {
+    bool goesOn = false;
+    for (const MergeInput* leaf : leaves) {
+        const double offset = leaf->run.startTime - run.startTime;
+        const std::optional<double>& begin = leaf->run.loadBegin;
+        const std::optional<double>& end = leaf->run.loadEnd;
+        if (begin) run.loadBegin = std::min(run.loadBegin.value_or(HUGE_VAL), offset + *begin);
+        if (end) run.loadEnd = std::max(run.loadEnd.value_or(-HUGE_VAL), offset + *end);
+        if (begin && !end) goesOn = true;
     }
-    TakePoint(*sum, merged);
+    if (goesOn) run.loadEnd.reset();
 }
 
-void AppendField(RWCString& text, double seconds) {
-    RWCString number;
-    RyPDoubleToString(seconds, number, 3);
-    text += number;
-    text += kFieldEnd;
+kzjournal::Run FactsOf(const std::vector<const MergeInput*>& leaves) {
+    kzjournal::Run run =
+        kzjournal::RunOfThisProcess(kGeneratorName, EarliestStart(leaves),
+                                    leaves.front()->run.sliceLength, CommonTestName(leaves));
+    SpanLoad(leaves, run);
+    return run;
 }
 
-void AppendRecord(RWCString& text, const Record& record) {
-    CKZStatGenMeasurement measurement(record.type);
-    const auto whole = [](double count) { return RyPTruncate<int>(count); };
-    measurement.SetValues(record.totals.minimum, record.totals.maximum, whole(record.totals.count),
-                          record.totals.sum, record.totals.sumSqr, record.lasts.minimum,
-                          record.lasts.maximum, whole(record.lasts.count), record.lasts.sum,
-                          record.lasts.sumSqr, record.type);
-    measurement.AppendDump(text, record.name.data());
+RWCString MessageOf(const CKZStatSliceFacts& facts, const std::vector<Record>& records) {
+    RWCString message;
+    CKZStatMessageWriter writer(message);
+    writer.WriteHeader(facts.generatorName, facts.sliceLength, facts.elapsed, facts.sliceId);
+    for (const Record& record : records)
+        writer.WriteRecord({record.name.data(), record.name.length()}, record.type, record.totals,
+                           record.lasts);
+    return message;
 }
 
 }  // namespace
 
-CKZStatMessageRecord MergeRecords(const std::vector<CKZStatMessageRecord>& records, double time) {
-    Record merged;
-    merged.name = records.front().name;
-    merged.type = records.front().type;
-    for (const Record& record : records) {
-        merged.totals.Add(record.totals);
-        merged.lasts.Add(record.lasts);
-    }
-    if (PointsCanMerge(records)) MergePoints(records, time, merged);
-    return merged;
+std::vector<int> MergedSlice::Sources() const {
+    std::vector<int> sources;
+    for (const MergePart& part : parts)
+        if (sources.empty() || sources.back() != part.source) sources.push_back(part.source);
+    return sources;
 }
 
-MergedRun::Source::Source(kzjournal::Reader& journal, double wallClockOffset)
-    : m_journal(journal), m_wallClockOffset(wallClockOffset) {}
-
-const CKZStatMessage* MergedRun::Source::Front() {
-    if (m_ahead.empty())
-        m_journal.ForEachSliceAfter(
-            m_lastReadId,
-            [this](const CKZStatMessage& slice) {
-                m_ahead.push_back(slice);
-                m_lastReadId = slice.GetSliceId();
-            },
-            kReadAhead);
-    return m_ahead.empty() ? nullptr : &m_ahead.front();
-}
-
-void MergedRun::Source::Pop() {
-    m_ahead.pop_front();
-}
-
-int MergedRun::Source::MergedId() {
-    const double length = m_journal.Facts().sliceLength;
-    const double middle = m_wallClockOffset + m_ahead.front().GetElapsed() - length / 2;
-    return RyPTruncate<int>(std::floor(middle / length)) + 1;
-}
-
-MergedRun::MergedRun(const std::vector<std::unique_ptr<kzjournal::Reader>>& journals)
-    : m_facts(kzjournal::RunOfThisProcess(kGeneratorName, EarliestStart(journals),
-                                          journals.front()->Facts().sliceLength)) {
-    CheckLengths(journals);
-    for (const auto& journal : journals)
-        m_sources.emplace_back(*journal, journal->Facts().startTime - m_facts.startTime);
+MergedRun::MergedRun(const std::vector<MergeInput>& inputs) {
+    const std::vector<const MergeInput*> leaves = LeavesOf(inputs);
+    CheckLengths(leaves);
+    m_facts = FactsOf(leaves);
+    for (const MergeInput* leaf : leaves)
+        m_leaves.emplace_back(*leaf, static_cast<int>(leaf - inputs.data()) + 1);
 }
 
 bool MergedRun::Next(MergedSlice& slice) {
-    std::vector<int> ids;
-    for (Source& source : m_sources)
-        if (source.Front() != nullptr) ids.push_back(source.MergedId());
-    if (ids.empty()) return false;
-    slice.id = *std::min_element(ids.begin(), ids.end());
-    slice.sources = TakeSlice(slice.id);
-    slice.message = MessageOf(slice.id);
+    const std::optional<int> id = NextId();
+    if (!id) return false;
+    slice.parts.clear();
+    for (MergeLeaf& leaf : m_leaves) leaf.TakeUpTo(*id, m_facts.startTime, slice.parts);
+    const double elapsed = *id * m_facts.sliceLength;
+    slice.facts = {kGeneratorName, m_facts.sliceLength, *id, elapsed, m_facts.startTime + elapsed};
+    slice.records = MergeRecords();
+    slice.message = MessageOf(slice.facts, slice.records);
     return true;
 }
 
-/// Takes all slices that belong to the merged slice and returns whose they are.
-std::vector<int> MergedRun::TakeSlice(int id) {
-    std::vector<int> takers;
-    for (std::size_t i = 0; i < m_sources.size(); ++i) {
-        Source& source = m_sources[i];
-        for (auto& [name, record] : source.records) record.lasts = {};
-        const CKZStatMessage* slice = source.Front();
-        if (slice != nullptr && source.MergedId() == id) takers.push_back(static_cast<int>(i));
-        // More than one after a pause, which moves times to earlier ones.
-        for (; slice != nullptr && source.MergedId() <= id; slice = source.Front()) {
-            for (const Record& record : slice->GetRecords()) {
-                Record& known = source.records[TextOf(record.name)];
-                Aggregate lasts = known.lasts;
-                lasts.Add(record.lasts);
-                known = record;
-                known.lasts = lasts;
-            }
-            source.Pop();
-        }
+std::optional<int> MergedRun::NextId() {
+    std::optional<int> next;
+    for (MergeLeaf& leaf : m_leaves) {
+        if (leaf.Front() == nullptr) continue;
+        const int id = leaf.MergedId(m_facts.startTime);
+        next = std::min(next.value_or(id), id);
     }
-    return takers;
+    return next;
 }
 
-std::string MergedRun::MessageOf(int id) const {
-    std::map<std::string, std::vector<Record>> byName;
-    for (const Source& source : m_sources)
-        for (const auto& [name, record] : source.records) byName[name].push_back(record);
+std::vector<Record> MergedRun::MergeRecords() const {
+    CKZStatMerge merge;
+    for (const MergeLeaf& leaf : m_leaves)
+        for (const Record& record : leaf.Records())
+            if (!merge.Add(record)) RefuseType(record, leaf);
+    std::vector<Record> records = merge.GetRecords();
+    std::sort(records.begin(), records.end(),
+              [](const Record& a, const Record& b) { return a.name.compareTo(b.name) < 0; });
+    return records;
+}
 
-    const double end = id * m_facts.sliceLength;
-    RWCString text(kGeneratorName);
-    text += kFieldEnd;
-    AppendField(text, m_facts.sliceLength);
-    AppendField(text, end);
-    text += std::to_string(id).c_str();
-    text += kFieldEnd;
-    for (const auto& [name, records] : byName) AppendRecord(text, MergeRecords(records, end));
-    return {text.data(), text.length()};
+void MergedRun::RefuseType(const Record& record, const MergeLeaf& leaf) const {
+    const auto first = std::find_if(m_leaves.begin(), m_leaves.end(), [&](const MergeLeaf& each) {
+        return each.Find(record.name) != nullptr;
+    });
+    throw kzjournal::Error("cannot merge: " + Printable(TextOf(record.name)) + " is of type " +
+                           TypeText(first->Find(record.name)->type) + " in " +
+                           first->Input().Text() + " and of type " + TypeText(record.type) +
+                           " in " + leaf.Input().Text());
 }
 
 }  // namespace kzstat

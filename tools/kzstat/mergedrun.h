@@ -1,70 +1,55 @@
 #ifndef KZSTAT_MERGEDRUN_H
 #define KZSTAT_MERGEDRUN_H
 
-#include <deque>
-#include <map>
-#include <memory>
+#include <list>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "kzjournalreader.h"
+#include "kzstatslicevalues.h"
+#include "mergeleaf.h"
 
 namespace kzstat {
 
-/// A slice of the merged run: its message, and which of the runs have a part in it.
+/// A slice of the merged run, and what it was made of. Compatible.
 struct MergedSlice {
-    int id;
-    std::string message;
-    std::vector<int> sources;
+    CKZStatSliceFacts facts;
+    RWCString message;
+    std::vector<CKZStatMessageRecord> records;  ///< in the order of their names
+    std::vector<MergePart> parts;               ///< run by run, slice by slice
+
+    /// This must outlive it.
+    CKZStatSliceValues View() const { return {facts, message, records}; }
+    /// The runs that have a part in it, each once.
+    std::vector<int> Sources() const;
 };
 
 /// Merges the runs of several generators of one test into one. Its slices begin with the first of
-/// all slices, and a slice of a run belongs to the one in which its middle lies on the wall clock.
-/// A run that has no slice there keeps its totals: so none is ever late. Compatible.
+/// all runs, and a slice of a run belongs to the one in which its middle lies on the wall clock. A
+/// run that has no slice there keeps its totals: so none is ever late.
+///
+/// Made of the runs that have slices of their own, added in the order of their ids: the result is
+/// the same to the bit in whatever order and through however many merges they come. Compatible.
 class MergedRun {
 public:
-    /// Throws `kzjournal::Error` where the slices are not of one length. The journals must outlive
-    /// this.
-    explicit MergedRun(const std::vector<std::unique_ptr<kzjournal::Reader>>& journals);
+    /// Throws `kzjournal::Error` where the slices are not of one length.
+    explicit MergedRun(const std::vector<MergeInput>& inputs);
 
     /// The facts of the merged run.
     const kzjournal::Run& Facts() const { return m_facts; }
 
-    /// Puts the next slice into `slice`; false where there is none.
+    /// Puts the next slice into `slice`; false where there is none. Throws `kzjournal::Error` where
+    /// a run cannot be read or a name has different types.
     bool Next(MergedSlice& slice);
 
 private:
-    using Record = CKZStatMessageRecord;
+    std::optional<int> NextId();
+    std::vector<CKZStatMessageRecord> MergeRecords() const;
+    [[noreturn]] void RefuseType(const CKZStatMessageRecord& record, const MergeLeaf& leaf) const;
 
-    /// One of the runs, slice by slice. Compatible.
-    class Source {
-    public:
-        Source(kzjournal::Reader& journal, double wallClockOffset);
-        /// Null at the end.
-        const CKZStatMessage* Front();
-        void Pop();
-        /// The merged slice to which the slice in front belongs.
-        int MergedId();
-        /// What it has reported so far, by name. The lasts are those of the present merged slice.
-        std::map<std::string, Record> records;
-
-    private:
-        kzjournal::Reader& m_journal;
-        const double m_wallClockOffset;
-        std::deque<CKZStatMessage> m_ahead;
-        int m_lastReadId = 0;
-    };
-
-    std::vector<int> TakeSlice(int id);
-    std::string MessageOf(int id) const;
-
+    std::list<MergeLeaf> m_leaves;  // in the order of the ids of their runs
     kzjournal::Run m_facts;
-    std::vector<Source> m_sources;
 };
-
-/// One record of several of one name. Statistics that the points merge are merged by their
-/// operators; the sums of squares, which they do not have, are added. REQUIRES: at least one.
-CKZStatMessageRecord MergeRecords(const std::vector<CKZStatMessageRecord>& records, double time);
 
 }  // namespace kzstat
 

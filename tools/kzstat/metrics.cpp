@@ -1,9 +1,9 @@
 #include "metrics.h"
 
-#include <charconv>
 #include <cmath>
 
 #include "kzstatpointkind.h"
+#include "numbers.h"
 #include "statistics.h"
 #include "utf8text.h"
 
@@ -17,8 +17,7 @@ constexpr double kMillisecondsPerSecond = 1000;
 std::string NumberText(double value) {
     if (std::isnan(value)) return "NaN";
     if (std::isinf(value)) return value > 0 ? "+Inf" : "-Inf";
-    char text[64];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+    return ExactNumber(value);
 }
 
 std::string Label(const std::string& key, const std::string& value) {

@@ -1,5 +1,6 @@
 #include "numbers.h"
 
+#include <charconv>
 #include <cmath>
 
 #include "rw/cstring.h"
@@ -28,6 +29,11 @@ std::string ReadableNumber(double value) {
     RWCString text;
     RyPDoubleToString(value, text, DecimalsOf(size));
     return text.data();
+}
+
+std::string ExactNumber(double value) {
+    char text[64];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
 }  // namespace kzstat

@@ -35,9 +35,11 @@ Json RunJson(const kzjournal::Run& run) {
             {"commandLine", Utf8Text(run.commandLine)}};
 }
 
-Json SourcesJson(const std::vector<kzjournal::Run>& sources) {
+/// The runs that have slices of their own.
+Json SourcesJson(const std::vector<kzjournal::Source>& sources) {
     Json all = Json::array();
-    for (const kzjournal::Run& source : sources) all.push_back(RunJson(source));
+    for (const kzjournal::Source& source : sources)
+        if (!source.isMerged) all.push_back(RunJson(source.run));
     return all;
 }
 
@@ -85,7 +87,7 @@ Json NameJson(const RunHistory::Entry& entry, double seconds, std::size_t from) 
     return {{"name", Utf8Text(statistics.name)},
             {"type", Types::GetStringFromEnumType(type)},
             {"unit", statistics.unit},
-            {"isLevel", type == Types::LoadSize},
+            {"isLevel", IsLevel(type)},
             {"figures", FiguresJson(statistics)},
             {"course", CourseJson(entry.course, from, IsSampled(type), flows)}};
 }

@@ -66,8 +66,8 @@ std::string SlicesJson(const std::string& journal, int after, int most) {
     std::string text = "[";
     reader.ForEachSliceAfter(
         after,
-        [&](const CKZStatMessage& slice) {
-            for (const CKZStatMessageRecord& record : slice.GetRecords())
+        [&](const kzjournal::Slice& slice) {
+            for (const CKZStatMessageRecord& record : slice.records)
                 text.append(text.size() > 1 ? "," : "").append(format->RecordText(slice, record));
         },
         most);

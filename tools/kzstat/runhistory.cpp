@@ -13,8 +13,6 @@
 namespace kzstat {
 namespace {
 
-using Types = CKZStatPointTypeEnum;
-
 constexpr unsigned kMostReaders = 8;
 constexpr std::size_t kMostBuckets = 1000;
 constexpr std::size_t kLeastBuckets = 250;
@@ -38,10 +36,10 @@ RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
       m_grid(m_facts.sliceLength, range.from, BucketsPerName(journal.Names().size())),
       m_hasEnded(journal.HasEnded()),
       m_lostSlices(journal.LostSlices()) {
-    const std::optional<CKZStatMessage> last = journal.LastSlice(range);
+    const std::optional<kzjournal::Slice> last = journal.LastSlice(range);
     if (!last) return;
-    m_lastSliceId = last->GetSliceId();
-    m_elapsed = last->GetElapsed();
+    m_lastSliceId = last->id;
+    m_elapsed = last->elapsed;
     // Slices may come while this is read: all below is of those up to the last one.
     const kzjournal::TimeRange known{range.from, m_elapsed};
     m_slices = journal.CountSlices(known);
@@ -56,12 +54,12 @@ RunHistory::News RunHistory::NewsSince(kzjournal::Reader& journal, int sliceId) 
     // The end is asked for first, so that no slice follows it.
     News news{{}, journal.HasEnded(), journal.LostSlices()};
     journal.ForEachSliceAfter(sliceId,
-                              [&](const CKZStatMessage& slice) { news.slices.push_back(slice); });
+                              [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
     return news;
 }
 
 bool RunHistory::Add(const News& news) {
-    for (const CKZStatMessage& slice : news.slices) Add(slice);
+    for (const kzjournal::Slice& slice : news.slices) Add(slice);
     const bool isNew = !news.slices.empty() || news.hasEnded != m_hasEnded;
     m_hasEnded = news.hasEnded;
     m_lostSlices = news.lostSlices;
@@ -104,19 +102,19 @@ void RunHistory::ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange
         if (m_grid.Holds(elapsed)) m_load.Add(m_grid.BucketOf(elapsed), {{}, size});
 }
 
-void RunHistory::Add(const CKZStatMessage& slice) {
-    m_lastSliceId = slice.GetSliceId();
-    m_elapsed = slice.GetElapsed();
+void RunHistory::Add(const kzjournal::Slice& slice) {
+    m_lastSliceId = slice.id;
+    m_elapsed = slice.elapsed;
     ++m_slices;
     const bool isDrawn = m_grid.Holds(m_elapsed);
     if (isDrawn) MakeRoomFor(m_elapsed);
     double load = kNoValue;
-    for (const CKZStatMessageRecord& record : slice.GetRecords()) {
+    for (const CKZStatMessageRecord& record : slice.records) {
         Entry& entry = m_names[TextOf(record.name)];
         entry.latest = record;
         const double flow = FlowOf(record.type, record.lasts);
         if (isDrawn) entry.course.Add(m_grid.BucketOf(m_elapsed), {record.lasts, flow});
-        if (record.type == Types::LoadSize) load = std::isnan(load) ? flow : load + flow;
+        if (IsLevel(record.type)) load = std::isnan(load) ? flow : load + flow;
     }
     if (isDrawn) m_load.Add(m_grid.BucketOf(m_elapsed), {{}, load});
 }

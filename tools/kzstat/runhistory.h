@@ -24,7 +24,7 @@ public:
 
     /// What a journal holds behind a slice.
     struct News {
-        std::vector<CKZStatMessage> slices;
+        std::vector<kzjournal::Slice> slices;
         bool hasEnded;
         long long lostSlices;
     };
@@ -34,7 +34,7 @@ public:
     bool Add(const News& news);
 
     const kzjournal::Run& Facts() const { return m_facts; }
-    const std::vector<kzjournal::Run>& Sources() const { return m_sources; }
+    const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
     const Grid& TimeGrid() const { return m_grid; }
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
@@ -58,11 +58,11 @@ private:
     void ReadCourse(kzjournal::Reader& journal, const std::string& name, Entry& entry,
                     const kzjournal::TimeRange& range) const;
     void ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
-    void Add(const CKZStatMessage& slice);
+    void Add(const kzjournal::Slice& slice);
     void MakeRoomFor(double elapsed);
 
     const kzjournal::Run m_facts;
-    const std::vector<kzjournal::Run> m_sources;
+    const std::vector<kzjournal::Source> m_sources;
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;

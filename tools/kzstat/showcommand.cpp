@@ -71,9 +71,9 @@ void FollowOnScreen(kzjournal::Reader& journal, const ShowOptions& options, Outp
     }
 }
 
-std::string LineOf(const CKZStatMessage& slice, const CKZStatMessageRecord& record) {
+std::string LineOf(const kzjournal::Slice& slice, const CKZStatMessageRecord& record) {
     const auto number = [](double value) { return std::string(" ").append(ReadableNumber(value)); };
-    std::string line = ReadableNumber(slice.GetElapsed()) + " " + Printable(TextOf(record.name)) +
+    std::string line = ReadableNumber(slice.elapsed) + " " + Printable(TextOf(record.name)) +
                        " count" + number(record.lasts.count);
     if (record.lasts.count > 0)
         line += " min" + number(record.lasts.minimum) + " mean" + number(record.lasts.Average()) +
@@ -87,10 +87,10 @@ void FollowInLines(kzjournal::Reader& journal, Output& output) {
     bool hasEnded = false;
     while (!hasEnded && !stopIsRequested) {
         hasEnded = journal.HasEnded();
-        journal.ForEachSliceAfter(lastSliceId, [&](const CKZStatMessage& slice) {
-            for (const CKZStatMessageRecord& record : slice.GetRecords())
+        journal.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
+            for (const CKZStatMessageRecord& record : slice.records)
                 output.WriteLine(LineOf(slice, record));
-            lastSliceId = slice.GetSliceId();
+            lastSliceId = slice.id;
         });
         output.Flush();
         if (!hasEnded) RyPSleep(kLookSeconds);

@@ -9,6 +9,11 @@
 namespace kzstat {
 namespace {
 
+/// `kind` is null for a type that has none.
+bool Reads(const CKZStatPointKind* kind, CKZStatPointKind::Reading reading) {
+    return kind != nullptr && kind->reading == reading;
+}
+
 /// Nothing for a statistic that is not meaningful or has no value.
 class MeaningfulStatistics {
 public:
@@ -37,12 +42,11 @@ public:
     }
 
     std::optional<double> Current() const {
-        const bool isSampled = m_kind != nullptr && m_kind->reading == CKZStatPointKind::Sampled;
-        return Get(isSampled ? StatLastAverage : StatLastSum);
+        return Get(Reads(m_kind, CKZStatPointKind::Sampled) ? StatLastAverage : StatLastSum);
     }
 
     std::optional<CKZStatDeviation> Deviation() const {
-        if (!Get(StatAverage) || m_kind->reading != CKZStatPointKind::Sampled) return std::nullopt;
+        if (!Get(StatAverage) || !Reads(m_kind, CKZStatPointKind::Sampled)) return std::nullopt;
         return m_record.totals.Deviation();
     }
 
@@ -71,8 +75,11 @@ std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
 }
 
 bool IsSampled(CKZStatPointTypeEnum::PointType type) {
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
-    return kind != nullptr && kind->reading == CKZStatPointKind::Sampled;
+    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Sampled);
+}
+
+bool IsLevel(CKZStatPointTypeEnum::PointType type) {
+    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Level);
 }
 
 double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate) {

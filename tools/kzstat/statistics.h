@@ -30,6 +30,9 @@ std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
 /// True for kinds whose values are samples, which spread; those of the others are added up.
 bool IsSampled(CKZStatPointTypeEnum::PointType type);
 
+/// True for kinds whose value is the state of a moment.
+bool IsLevel(CKZStatPointTypeEnum::PointType type);
+
 /// What runs through a slice, as the kind of `type` has it. NaN for the other kinds.
 double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate);
 

@@ -1,0 +1,38 @@
+#ifndef KZSTAT_NEWFILE_H
+#define KZSTAT_NEWFILE_H
+
+#include <string>
+
+namespace kzstat {
+
+/// Makes a file that comes into being as a whole or not at all: it is written under a temporary
+/// name beside its own and renamed at the end. Compatible.
+class NewFile {
+public:
+    /// Makes the temporary file, empty. A file that is there already is to be replaced, and its
+    /// permissions are kept, if `replaces` says so. Throws std::runtime_error with a line for the
+    /// user.
+    NewFile(const std::string& path, bool replaces);
+    /// Removes the temporary file unless it was renamed.
+    ~NewFile();
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    const std::string& TemporaryPath() const { return m_temporaryPath; }
+
+    /// Gives the file its name once its bytes are on the disk. Throws std::runtime_error, also
+    /// where a file came meanwhile that is not to be replaced.
+    void Rename();
+
+private:
+    [[noreturn]] void Fail() const;
+
+    const std::string m_path;
+    const bool m_replaces;
+    std::string m_temporaryPath;
+    bool m_isRenamed = false;
+};
+
+}  // namespace kzstat
+
+#endif
