@@ -1,4 +1,4 @@
-// What a journal costs: the hook of a slice, with the disk's own flush beside it, and opening the
+// What a journal costs: the hook of a slice, with the disk's own flush beside it, and reading the
 // run of a day.
 
 #include <benchmark/benchmark.h>
@@ -14,9 +14,10 @@
 #include <vector>
 
 #include "kzjournalbulkwriter.h"
+#include "kzjournalreader.h"
 #include "kzjournalwriter.h"
 #include "ryp/clock.h"
-#include "support/messagemaker.h"
+#include "support/slicemaker.h"
 
 namespace {
 
@@ -90,15 +91,17 @@ void BM_Writer_Append(benchmark::State& state) {
     const BenchmarkFile file("journalbench.kzj");
     kzjournal::Writer writer;
     CheckThat(writer.Open(file.Path(), RunOfTheBenchmark()));
-    MessageMaker messages;
+    SliceMaker slices;
     std::vector<double> seconds;
     for (auto _ : state) {
-        const std::string message =
-            messages.NextSlice(ReportedBy(kNamesPerSlice, messages.SliceId()));
-        seconds.push_back(SecondsOf([&] { CheckThat(writer.Append(message)); }));
+        const MadeSlice slice = slices.NextSlice(ReportedBy(kNamesPerSlice, slices.SliceId()));
+        seconds.push_back(SecondsOf([&] { CheckThat(writer.Append(slice.View())); }));
         state.SetIterationTime(seconds.back());
     }
     CheckThat(writer.Close());
+    state.counters["bytes_per_slice"] =
+        static_cast<double>(std::filesystem::file_size(file.Path())) /
+        static_cast<double>(seconds.size());
     ReportPercentiles(state, seconds);
 }
 BENCHMARK(BM_Writer_Append)->UseManualTime()->Iterations(1000)->Unit(benchmark::kMillisecond);
@@ -126,15 +129,49 @@ const std::string& RunOfADay() {
     static const BenchmarkFile file("journalbench-day.kzj");
     static const bool isMade = [] {
         kzjournal::BulkWriter writer(file.Path(), RunOfTheBenchmark());
-        MessageMaker messages;
+        SliceMaker slices;
         for (int slice = 0; slice < kSlicesOfADay; ++slice)
-            writer.Append(messages.NextSlice(ReportedBy(kNamesOfADay, slice)));
+            writer.Append(slices.NextSlice(ReportedBy(kNamesOfADay, slice)).View());
         writer.Close(1.7e9 + kSlicesOfADay, 0);
         return true;
     }();
     static_cast<void>(isMade);
     return file.Path();
 }
+
+/// Items are records.
+void BM_Reader_ForEachSlice(benchmark::State& state) {
+    kzjournal::Reader reader(RunOfADay());
+    std::size_t records = 0;
+    for (auto _ : state)
+        reader.ForEachSlice({36000, 36000 + 10000}, [&](const kzjournal::Slice& slice) {
+            records += slice.records.size();
+        });
+    state.SetItemsProcessed(static_cast<int64_t>(records));
+}
+BENCHMARK(BM_Reader_ForEachSlice)->Unit(benchmark::kMillisecond);
+
+void BM_Reader_ForEachPoint(benchmark::State& state) {
+    kzjournal::Reader reader(RunOfADay());
+    int64_t points = 0;
+    for (auto _ : state)
+        reader.ForEachPoint("transaction.7", {}, [&](const kzjournal::SeriesPoint&) { ++points; });
+    state.SetItemsProcessed(points);
+}
+BENCHMARK(BM_Reader_ForEachPoint)->Unit(benchmark::kMillisecond);
+
+void BM_Reader_LastSlice(benchmark::State& state) {
+    kzjournal::Reader reader(RunOfADay());
+    for (auto _ : state) benchmark::DoNotOptimize(reader.LastSlice());
+}
+BENCHMARK(BM_Reader_LastSlice)->Unit(benchmark::kMillisecond);
+
+/// Of the second half: what is not in the last slice.
+void BM_Reader_Summary(benchmark::State& state) {
+    kzjournal::Reader reader(RunOfADay());
+    for (auto _ : state) benchmark::DoNotOptimize(reader.Summary({kSlicesOfADay / 2.0}));
+}
+BENCHMARK(BM_Reader_Summary)->Unit(benchmark::kMillisecond);
 
 /// The program as a user calls it, on the run of a day.
 void BM_Kzstat(benchmark::State& state, const char* arguments) {
@@ -148,9 +185,7 @@ BENCHMARK_CAPTURE(BM_Kzstat, show, "show")->UseRealTime()->Unit(benchmark::kMill
 BENCHMARK_CAPTURE(BM_Kzstat, show_second_half, "show --from 12h")
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Kzstat, report, "report -o -")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Kzstat, report, "report -o -")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -20,6 +20,17 @@ protected:
         ASSERT_EQ("", AppendLogins({1}));
     }
 
+    /// 40 MB, all of them names.
+    MadeSlice LargeSlice() {
+        MadeSlice slice = slices.NextSlice({});
+        for (char c = 'a'; c < 'a' + 20; ++c)
+            slice.records.push_back({RWCString(std::string(std::size_t{2} << 20, c).c_str()),
+                                     Types::Counter,
+                                     {1, 1, 1, 1, 1},
+                                     {1, 1, 1, 1, 1}});
+        return slice;
+    }
+
     FaultyDisk disk;
 };
 
@@ -30,7 +41,46 @@ TEST_F(Faults, AFullDiskIsToldOnceAndLosesNothingWhenThereIsRoomAgain) {
     disk.Work();
     EXPECT_EQ("", AppendLogins({4}));
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(4, kzjournal::Reader(path).ExpectedSlices());
     EXPECT_EQ("", writer.Close());
+}
+
+TEST_F(Faults, TheFileKnowsOfSlicesThatWaitForOneThatCannotBeWritten) {
+    disk.Fail(ENOSPC);
+    AppendLogins({2});
+    AppendLogins({3});
+    disk.Work();
+    Execute(
+        "CREATE TRIGGER full BEFORE INSERT ON slices WHEN new.slice_id = 3"
+        " BEGIN SELECT raise(FAIL, 'full'); END");
+    AppendLogins({4});
+    kzjournal::Reader reader(path);
+    EXPECT_EQ(2, reader.CountSlices());
+    EXPECT_EQ(4, reader.ExpectedSlices());
+}
+
+TEST_F(Faults, ASliceThatFailedWithinItsTransactionIsKeptByTheNextTry) {
+    const MadeSlice large = LargeSlice();
+    disk.Fail(ENOSPC);
+    EXPECT_NE("", writer.Append(large.View()));
+    disk.Work();
+    EXPECT_EQ("", writer.Close());
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
+}
+
+TEST_F(Faults, MemoryForWaitingSlicesIsBoundedByTheirNamesToo) {
+    MadeSlice large = LargeSlice();
+    disk.Fail(ENOSPC);
+    EXPECT_NE("", writer.Append(large.View()));
+    large.facts.sliceId = 3;
+    writer.Append(large.View());
+    disk.Work();
+    EXPECT_EQ("", writer.Append(slices.NextSlice({}).View()));
+    EXPECT_THAT(writer.Close(), HasSubstr("1 of 4 slices are lost: "));
+    kzjournal::Reader reader(path);
+    EXPECT_EQ(3, reader.CountSlices());
+    EXPECT_EQ(1, reader.LostSlices());
+    EXPECT_EQ(4, reader.ExpectedSlices());
 }
 
 TEST_F(Faults, ATroubleThatComesBackIsToldAgain) {

@@ -2,6 +2,7 @@
 #define KZ_TESTS_JOURNALFIXTURE_H
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <string>
 #include <vector>
@@ -39,6 +40,25 @@ protected:
             range, [&](const kzjournal::Slice& slice) { ids.push_back(slice.id); });
         return ids;
     }
+
+    /// The rows of a query as the database shows them: columns end with '|', "-" is NULL.
+    std::string Rows(const std::string& sql) {
+        sqlite3* database = nullptr;
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &database));
+        std::string text;
+        const auto keep = [](void* rows, int columns, char** values, char**) {
+            for (int i = 0; i < columns; ++i)
+                *static_cast<std::string*>(rows) +=
+                    values[i] == nullptr ? "-|" : values[i] + std::string("|");
+            *static_cast<std::string*>(rows) += "\n";
+            return 0;
+        };
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, sql.c_str(), keep, &text, nullptr))
+            << sqlite3_errmsg(database);
+        sqlite3_close(database);
+        return text;
+    }
+    void Execute(const std::string& sql) { EXPECT_EQ("", Rows(sql)); }
 
     TemporaryFolder folder;
     std::string path = folder.Path("run.kzj");

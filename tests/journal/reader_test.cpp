@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sqlite3.h>
 
 #include <fstream>
 
@@ -22,14 +21,6 @@ protected:
         AppendLogins({70});
     }
 
-    void Execute(const std::string& sql) {
-        sqlite3* database = nullptr;
-        ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &database));
-        EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr))
-            << sqlite3_errmsg(database);
-        sqlite3_close(database);
-    }
-
     std::string ErrorOnOpening() {
         try {
             kzjournal::Reader reader(path);
@@ -50,6 +41,7 @@ TEST_F(Reader, KnowsTheFactsOfTheRun) {
     EXPECT_EQ(run.commandLine, reader.Facts().commandLine);
     EXPECT_FALSE(reader.HasEnded());
     EXPECT_EQ(0, reader.LostSlices());
+    EXPECT_EQ(0, reader.ExpectedSlices());
     EXPECT_THAT(reader.Sources(), IsEmpty());
 }
 
@@ -81,6 +73,17 @@ TEST_F(Reader, ChoosesTheSlicesThatLieInTheRangeAsAWhole) {
     EXPECT_THAT(SliceIds({3}), ElementsAre(4));
     EXPECT_EQ(2, kzjournal::Reader(path).CountSlices({1, 3}));
     EXPECT_EQ(3, kzjournal::Reader(path).LastSlice({1, 3})->id);
+}
+
+TEST_F(Reader, HoldsNothingOfTheFileWhileASliceIsVisited) {
+    AppendFourSlices();
+    kzjournal::Reader reader(path);
+    reader.ForEachSlice({}, [&](const kzjournal::Slice&) {
+        EXPECT_EQ("0|0|0|\n", Rows("PRAGMA wal_checkpoint(TRUNCATE)"));
+    });
+    reader.ForEachPoint("login.time", {}, [&](const kzjournal::SeriesPoint&) {
+        EXPECT_EQ("0|0|0|\n", Rows("PRAGMA wal_checkpoint(TRUNCATE)"));
+    });
 }
 
 TEST_F(Reader, SumsUpTheWholeRun) {
@@ -199,28 +202,13 @@ TEST_F(Reader, RefusesADamagedFile) {
 
 TEST_F(Reader, PlainSqlGivesTheStatistics) {
     AppendFourSlices();
-    sqlite3* database = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &database));
-    std::string text;
-    const auto keep = [](void* rows, int columns, char** values, char**) {
-        for (int i = 0; i < columns; ++i)
-            *static_cast<std::string*>(rows) +=
-                values[i] == nullptr ? "-|" : values[i] + std::string("|");
-        *static_cast<std::string*>(rows) += "\n";
-        return 0;
-    };
-    EXPECT_EQ(SQLITE_OK,
-              sqlite3_exec(database,
-                           "SELECT generator, slice_id, elapsed, type, count, average,"
-                           " last_count, last_minimum, last_average FROM statistics"
-                           " WHERE name = 'login.time' AND elapsed > 1.5 ORDER BY elapsed",
-                           keep, &text, nullptr));
-    sqlite3_close(database);
     EXPECT_EQ(
         "load|2|2.0|2|3|15.0|1|5.0|5.0|\n"
         "load|3|3.0|2|3|15.0|0|-|-|\n"
         "load|4|4.0|2|4|28.75|1|70.0|70.0|\n",
-        text);
+        Rows("SELECT generator, slice_id, elapsed, type, count, average, last_count,"
+             " last_minimum, last_average FROM statistics"
+             " WHERE name = 'login.time' AND elapsed > 1.5 ORDER BY elapsed"));
 }
 
 }  // namespace

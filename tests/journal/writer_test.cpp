@@ -26,6 +26,7 @@ TEST_F(Writer, KeepsASliceThatIsWrittenTwiceOnce) {
     AppendLogins({10});
     EXPECT_EQ("", writer.Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
+    EXPECT_EQ(2, kzjournal::Reader(path).ExpectedSlices());
     EXPECT_EQ(0, writer.LostSlices());
 }
 
@@ -91,6 +92,7 @@ TEST_F(Writer, RefusesASliceWithoutAMomentAndKeepsTheOthers) {
     EXPECT_THAT(writer.Close(), HasSubstr("1 of 2 slices are lost: "));
     EXPECT_EQ(1, writer.LostSlices());
     EXPECT_EQ(1, kzjournal::Reader(path).LostSlices());
+    EXPECT_EQ(2, kzjournal::Reader(path).ExpectedSlices());
 }
 
 TEST_F(Writer, RefusesASliceThatHasANameTwice) {

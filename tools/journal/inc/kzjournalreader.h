@@ -23,7 +23,8 @@ public:
     ~Error() override;
 };
 
-/// Seconds since the start of the run. Chooses the slices that lie within it as a whole.
+/// Seconds since the start of the run. Chooses the slices that lie within it as a whole; from 0 or
+/// less it chooses all that end by `to`.
 struct TimeRange {
     double from = 0;
     double to = std::numeric_limits<double>::infinity();

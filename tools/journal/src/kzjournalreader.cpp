@@ -128,9 +128,11 @@ struct Reader::State {
 /// A query whose ?1, ?2 and ?3 are the run and the first and the last moment at which a slice of
 /// the range may end.
 SQLite::Statement Reader::State::QueryOfRange(const char* sql, const TimeRange& range) {
+    // A range from the start leaves out nothing, whatever a pause has made of the time.
+    const double first = range.from <= 0 ? -std::numeric_limits<double>::infinity()
+                                         : range.from + facts.sliceLength - kTimeTolerance;
     SQLite::Statement query(database, sql);
-    SQLite::bind(query, run, range.from + facts.sliceLength - kTimeTolerance,
-                 range.to + kTimeTolerance);
+    SQLite::bind(query, run, first, range.to + kTimeTolerance);
     return query;
 }
 

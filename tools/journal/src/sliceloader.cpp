@@ -15,23 +15,22 @@ namespace {
 /// A look-up costs as much as reading a few records in their order.
 constexpr int kRecordsPerLookUp = 4;
 
-#define RECORD_COLUMNS                                                                  \
-    "SELECT r.slice_id, r.name_id, r.type, r.elapsed,"                                  \
-    " r.last_minimum, r.last_maximum, r.last_count, r.last_sum, r.last_sum_of_squares," \
-    " r.minimum, r.maximum, r.count, r.sum, r.sum_of_squares"
-constexpr char kRecentRecords[] =
-    RECORD_COLUMNS " FROM recent_records r WHERE run_number = ? AND slice_id = ?";
-constexpr char kChunk[] = RECORD_COLUMNS " FROM records r WHERE run_number = ? AND chunk = ?";
-constexpr char kRecordsInChunk[] = RECORD_COLUMNS
-    " FROM names n CROSS JOIN records r ON r.run_number = ? AND r.chunk = ?"
-    " AND r.name_id = n.name_id AND r.slice_id = ?";
-#undef RECORD_COLUMNS
+/// What `AddRecord` reads, of the table `r`.
+std::string SelectRecords(const char* from) {
+    return std::string(
+               "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
+               " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
+               " r.sum, r.sum_of_squares ") +
+           from;
+}
 
 }  // namespace
 
 double DoubleAt(SQLite::Statement& row, int column) {
     const SQLite::Column value = row.getColumn(column);
-    return value.isNull() ? std::nan("") : value.getDouble();
+    const double number = value.getDouble();
+    // NULL reads as 0, and whether it is one costs as much as its reading.
+    return number == 0 && value.isNull() ? std::nan("") : number;
 }
 
 CKZStatAggregate AggregateAt(SQLite::Statement& row, int column) {
@@ -96,14 +95,17 @@ int SliceLoader::SlicesInChunk(int chunk) {
 }
 
 void SliceLoader::ReadRecent(Slice& slice) {
-    SQLite::Statement query(m_database, kRecentRecords);
+    SQLite::Statement query(
+        m_database, SelectRecords("FROM recent_records r WHERE run_number = ? AND slice_id = ?"));
     SQLite::bind(query, m_run, slice.id);
     while (query.executeStep()) AddRecord(slice, query);
 }
 
 /// Name by name, since the records of a slice lie apart.
 void SliceLoader::ReadFromChunk(Slice& slice, int chunk) {
-    SQLite::Statement query(m_database, kRecordsInChunk);
+    SQLite::Statement query(
+        m_database, SelectRecords("FROM names n CROSS JOIN records r ON r.run_number = ?"
+                                  " AND r.chunk = ? AND r.name_id = n.name_id AND r.slice_id = ?"));
     SQLite::bind(query, m_run, chunk, slice.id);
     while (query.executeStep()) AddRecord(slice, query);
 }
@@ -111,7 +113,8 @@ void SliceLoader::ReadFromChunk(Slice& slice, int chunk) {
 void SliceLoader::ReadWholeChunk(Batch& batch) {
     std::unordered_map<int, Slice*> slices;
     for (Slice& slice : batch.slices) slices.emplace(slice.id, &slice);
-    SQLite::Statement query(m_database, kChunk);
+    SQLite::Statement query(m_database,
+                            SelectRecords("FROM records r WHERE run_number = ? AND chunk = ?"));
     SQLite::bind(query, m_run, batch.chunk);
     while (query.executeStep()) {
         const auto slice = slices.find(query.getColumn(0).getInt());
@@ -128,13 +131,21 @@ void SliceLoader::AddRecord(Slice& slice, SQLite::Statement& row) {
 }
 
 const RWCString* SliceLoader::FindName(std::int64_t id) {
+    if (id > m_lastNameId) LoadNewNames();
     const auto known = m_names.find(id);
-    if (known != m_names.end()) return &known->second;
-    SQLite::Statement query(m_database, "SELECT name FROM names WHERE name_id = ?");
-    query.bind(1, id);
-    if (!query.executeStep()) return nullptr;
-    const std::string name = query.getColumn(0).getString();
-    return &m_names.emplace(id, RWCString(name.data(), name.size())).first->second;
+    return known == m_names.end() ? nullptr : &known->second;
+}
+
+/// Names never go away and get ascending ids.
+void SliceLoader::LoadNewNames() {
+    SQLite::Statement query(m_database,
+                            "SELECT name_id, name FROM names WHERE name_id > ? ORDER BY name_id");
+    query.bind(1, m_lastNameId);
+    while (query.executeStep()) {
+        m_lastNameId = query.getColumn(0).getInt64();
+        const std::string name = query.getColumn(1).getString();
+        m_names.emplace(m_lastNameId, RWCString(name.data(), name.size()));
+    }
 }
 
 void SliceLoader::Verify(const Slice& slice, std::int64_t checksum) const {
