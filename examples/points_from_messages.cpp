@@ -1,7 +1,8 @@
-// From message text to points: two generators each send the message of one slice; their records
-// become points, the points of one name are merged, and each prints its current value.
+// From messages to points: two generators each send the message of one slice; the messages are
+// merged name by name, and each merged record becomes a point, which knows what its kind shows.
 
 #include <kzstatisticsgenerator.h>
+#include <kzstatmerge.h>
 #include <kzstatmessage.h>
 #include <kzstatpointbuilder.h>
 #include <ryp/clock.h>
@@ -47,36 +48,36 @@ RWCString MessageOfOneSlice(const char* generatorName, const std::vector<double>
     return sender.lastText;
 }
 
-bool Read(const RWCString& text, CKZStatMessage& message) {
+/// Adds the records of the message. False where it is damaged.
+bool AddMessage(const RWCString& text, CKZStatMerge& merge) {
+    CKZStatMessage message;
     std::size_t fault = 0;
-    if (message.Read(text, CKZStatMessage::FullRecords, fault)) return true;
-    std::fprintf(stderr, "the message is damaged at byte %zu\n", fault);
-    return false;
+    if (!message.Read(text, CKZStatMessage::FullRecords, fault)) {
+        std::fprintf(stderr, "the message is damaged at byte %zu\n", fault);
+        return false;
+    }
+    merge.Add(message);
+    return true;
 }
 
-std::unique_ptr<CKZStatPoint> PointOf(const CKZStatMessage& message,
-                                      const CKZStatMessageRecord& record) {
-    return std::unique_ptr<CKZStatPoint>(
-        CKZStatPointBuilder::BuildPoint(record.type, record.GetItem(message.GetElapsed())));
+void Print(const CKZStatMessageRecord& record) {
+    const std::unique_ptr<CKZStatPoint> point(
+        CKZStatPointBuilder::BuildPoint(record.type, record.GetItem(kSliceSeconds)));
+    if (point == nullptr) return;
+    std::printf("%s (%s): %g now, from %g to %g, %g values\n", record.name.data(),
+                Types::GetStringFromEnumType(record.type), point->GetValueByType(StatCurrentValue),
+                point->GetMin(), point->GetMax(), point->GetCount());
 }
 
 }  // namespace
 
 int main() {
-    CKZStatMessage first;
-    CKZStatMessage second;
-    if (!Read(MessageOfOneSlice("first", {10, 30}), first)) return 1;
-    if (!Read(MessageOfOneSlice("second", {50, 70, 90}), second)) return 1;
+    CKZStatMerge merge;
+    if (!AddMessage(MessageOfOneSlice("first", {10, 30}), merge)) return 1;
+    if (!AddMessage(MessageOfOneSlice("second", {50, 70, 90}), merge)) return 1;
 
-    for (const CKZStatMessageRecord& record : first.GetRecords()) {
-        const std::unique_ptr<CKZStatPoint> point = PointOf(first, record);
-        const CKZStatMessageRecord* const other = second.FindRecord(record.name.data());
-        if (point == nullptr || other == nullptr) return 1;
-        *point + *PointOf(second, *other);
-        std::printf("%s (%s): %g now, from %g to %g, %g values\n", record.name.data(),
-                    Types::GetStringFromEnumType(record.type),
-                    point->GetValueByType(StatCurrentValue), point->GetMin(), point->GetMax(),
-                    point->GetCount());
-    }
+    for (const CKZStatMerge::Conflict& conflict : merge.GetConflicts())
+        std::fprintf(stderr, "%s came with two types\n", conflict.name.data());
+    for (const CKZStatMessageRecord& record : merge.GetRecords()) Print(record);
     return 0;
 }

@@ -20,6 +20,17 @@ protected:
         ASSERT_EQ("", AppendLogins({1}));
     }
 
+    /// 40 MB, all of them names.
+    MadeSlice LargeSlice() {
+        MadeSlice slice = slices.NextSlice({});
+        for (char c = 'a'; c < 'a' + 20; ++c)
+            slice.records.push_back({RWCString(std::string(std::size_t{2} << 20, c).c_str()),
+                                     Types::Counter,
+                                     {1, 1, 1, 1, 1},
+                                     {1, 1, 1, 1, 1}});
+        return slice;
+    }
+
     FaultyDisk disk;
 };
 
@@ -48,13 +59,17 @@ TEST_F(Faults, TheFileKnowsOfSlicesThatWaitForOneThatCannotBeWritten) {
     EXPECT_EQ(4, reader.ExpectedSlices());
 }
 
+TEST_F(Faults, ASliceThatFailedWithinItsTransactionIsKeptByTheNextTry) {
+    const MadeSlice large = LargeSlice();
+    disk.Fail(ENOSPC);
+    EXPECT_NE("", writer.Append(large.View()));
+    disk.Work();
+    EXPECT_EQ("", writer.Close());
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
+}
+
 TEST_F(Faults, MemoryForWaitingSlicesIsBoundedByTheirNamesToo) {
-    MadeSlice large = slices.NextSlice({});
-    for (char c = 'a'; c < 'a' + 20; ++c)
-        large.records.push_back({RWCString(std::string(std::size_t{2} << 20, c).c_str()),
-                                 Types::Counter,
-                                 {1, 1, 1, 1, 1},
-                                 {1, 1, 1, 1, 1}});
+    MadeSlice large = LargeSlice();
     disk.Fail(ENOSPC);
     EXPECT_NE("", writer.Append(large.View()));
     large.facts.sliceId = 3;

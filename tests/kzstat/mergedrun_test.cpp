@@ -185,6 +185,18 @@ TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
     EXPECT_EQ("", open.testName);
 }
 
+TEST_F(MergedRun, SurvivesTimesOutOfAllRange) {
+    SliceMaker maker;
+    std::vector<MadeSlice> slices;
+    for (const double elapsed : {1e300, -1e300, 1.0}) {
+        slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {1}}}));
+        slices.back().facts.elapsed = elapsed;
+    }
+    paths.push_back(Keep(1000, slices));
+    AddRun(1000, {{1}, {1}});
+    EXPECT_EQ(5, Merge().back().totals.count);
+}
+
 TEST_F(MergedRun, RefusesSlicesOfDifferentLengths) {
     AddRun(1000, {{1}});
     sliceLength = 1.0001;

@@ -4,6 +4,7 @@
 
 #include <clocale>
 #include <cmath>
+#include <cstdlib>
 
 #include "numbers.h"
 #include "table.h"
@@ -47,6 +48,12 @@ TEST(ReadableNumber, HasAsManyDecimalsAsItsSizeDeserves) {
     EXPECT_EQ("12346", kzstat::ReadableNumber(12345.678));
     EXPECT_EQ("1.000e+18", kzstat::ReadableNumber(1e18));
     EXPECT_EQ("nan", kzstat::ReadableNumber(std::nan("")));
+}
+
+TEST(ExactNumber, ReadsBackToTheSameDouble) {
+    for (const double value : {0.1, 1.0 / 3, 1e15 / 7, 5e-324, -2.5, 1e300})
+        EXPECT_EQ(value, std::strtod(kzstat::ExactNumber(value).c_str(), nullptr));
+    EXPECT_EQ("0.1", kzstat::ExactNumber(0.1));
 }
 
 TEST(Table, AlignsCellsWhateverTheyAreMadeOf) {

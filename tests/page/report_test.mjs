@@ -3,7 +3,7 @@ import {readFileSync} from 'node:fs';
 import {dirname, join} from 'node:path';
 import {test} from 'node:test';
 import {assertFiguresOf, drawnPixels, newPage, open} from './browser.mjs';
-import {Journal, kzstat, NASTY, shopRun} from './runs.mjs';
+import {Journal, kzstat, NASTY, shopRun, temporaryFolder} from './runs.mjs';
 
 const SLICES = 60;
 
@@ -126,6 +126,20 @@ test('is printed with all of its charts', async (t) => {
   assert.equal(await page.locator('canvas').count(), 80);
   await page.evaluate(() => dispatchEvent(new Event('afterprint')));
   assert.ok(await page.locator('canvas').count() < 80);
+});
+
+test('of a merged run names the runs that have slices', async (t) => {
+  const folder = temporaryFolder(t);
+  const merged = (name, ...runs) => {
+    const path = join(folder, name);
+    assert.equal(kzstat('merge', ...runs, '-o', path).status, 0);
+    return path;
+  };
+  const [one, two, three] = [await shopRun(t, 3), await shopRun(t, 3), await shopRun(t, 3)];
+  const report = reportOf(merged('all.kzj', merged('both.kzj', one, two), three));
+  assert.deepEqual(dataOf(report).sources.map(({generator}) => generator), ['shop', 'shop', 'shop']);
+  const page = await open(t, `file://${report}`);
+  assert.equal(await page.locator('dt', {hasText: 'Merged from'}).count(), 3);
 });
 
 test('fits a narrow screen', async (t) => {

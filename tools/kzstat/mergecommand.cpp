@@ -66,8 +66,8 @@ private:
     Output& m_output;
     std::ptrdiff_t m_runs;
     std::vector<int> m_sources;
-    int m_first = 0;
-    int m_last = 0;
+    long long m_first = 0;
+    long long m_last = 0;
 };
 
 ExitStatus Merge(const MergeOptions& options, Output& output) {

@@ -84,8 +84,7 @@ RWCString MessageOf(const CKZStatSliceFacts& facts, const std::vector<Record>& r
     CKZStatMessageWriter writer(message);
     writer.WriteHeader(facts.generatorName, facts.sliceLength, facts.elapsed, facts.sliceId);
     for (const Record& record : records)
-        writer.WriteRecord({record.name.data(), record.name.length()}, record.type, record.totals,
-                           record.lasts);
+        writer.WriteRecord(TextOf(record.name), record.type, record.totals, record.lasts);
     return message;
 }
 
@@ -131,7 +130,7 @@ std::optional<int> MergedRun::NextId() {
 std::vector<Record> MergedRun::MergeRecords() const {
     CKZStatMerge merge;
     for (const MergeLeaf& leaf : m_leaves)
-        for (const Record& record : leaf.Records())
+        for (const auto& [name, record] : leaf.Records())
             if (!merge.Add(record)) RefuseType(record, leaf);
     std::vector<Record> records = merge.GetRecords();
     std::sort(records.begin(), records.end(),
@@ -140,11 +139,12 @@ std::vector<Record> MergedRun::MergeRecords() const {
 }
 
 void MergedRun::RefuseType(const Record& record, const MergeLeaf& leaf) const {
+    const std::string name = TextOf(record.name);
     const auto first = std::find_if(m_leaves.begin(), m_leaves.end(), [&](const MergeLeaf& each) {
-        return each.Find(record.name) != nullptr;
+        return each.Records().count(name) > 0;
     });
-    throw kzjournal::Error("cannot merge: " + Printable(TextOf(record.name)) + " is of type " +
-                           TypeText(first->Find(record.name)->type) + " in " +
+    throw kzjournal::Error("cannot merge: " + Printable(name) + " is of type " +
+                           TypeText(first->Records().at(name).type) + " in " +
                            first->Input().Text() + " and of type " + TypeText(record.type) +
                            " in " + leaf.Input().Text());
 }

@@ -64,6 +64,7 @@ std::string MergeInput::Text() const {
 
 std::vector<MergeInput> MergeInputsOf(const std::vector<std::string>& paths) {
     std::vector<MergeInput> files;
+    files.reserve(paths.size());
     for (const std::string& path : paths) files.push_back(InputOf(path));
     std::stable_sort(files.begin(), files.end(),
                      [](const MergeInput& a, const MergeInput& b) { return a.run.id < b.run.id; });

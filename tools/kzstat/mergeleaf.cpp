@@ -5,18 +5,13 @@
 #include <utility>
 
 #include "ryp/truncate.h"
+#include "texts.h"
 
 namespace kzstat {
 namespace {
 
-using Record = CKZStatMessageRecord;
-
 constexpr std::size_t kRecordsAhead = 20000;
 constexpr std::size_t kMostSlicesAhead = 256;
-
-std::string_view ViewOf(const RWCString& text) {
-    return {text.data(), text.length()};
-}
 
 }  // namespace
 
@@ -38,39 +33,26 @@ const kzjournal::Slice* MergeLeaf::Front() {
 int MergeLeaf::MergedId(double start) const {
     const double length = m_input.run.sliceLength;
     const double middle = m_input.run.startTime - start + m_ahead.front().elapsed - length / 2;
-    return RyPTruncate<int>(std::floor(middle / length)) + 1;
+    return RyPTruncate<int>(std::floor(middle / length) + 1);
 }
 
 /// More than one slice after a pause, which moves times to earlier ones.
 void MergeLeaf::TakeUpTo(int mergedId, double start, std::vector<MergePart>& parts) {
-    for (Record& record : m_records) record.lasts = {};
+    for (auto& [name, record] : m_records) record.lasts = {};
     while (Front() != nullptr && MergedId(start) <= mergedId) {
-        for (const Record& record : m_ahead.front().records) Take(record);
+        for (const CKZStatMessageRecord& record : m_ahead.front().records) Take(record);
         parts.push_back({m_number, std::move(m_ahead.front())});
         m_ahead.pop_front();
     }
 }
 
-void MergeLeaf::Take(const Record& record) {
-    std::size_t position = PositionOf(record.name);
-    if (position == CKZStatNameIndex::kNone) {
-        position = m_records.size();
-        m_records.push_back({record.name, record.type, {}, {}});
-        m_index.Add(ViewOf(record.name), position);
-    }
-    m_records[position].type = record.type;
-    m_records[position].totals = record.totals;
-    m_records[position].lasts.Add(record.lasts);
-}
-
-const Record* MergeLeaf::Find(const RWCString& name) const {
-    const std::size_t position = PositionOf(name);
-    return position == CKZStatNameIndex::kNone ? nullptr : &m_records[position];
-}
-
-std::size_t MergeLeaf::PositionOf(const RWCString& name) const {
-    return m_index.Find(ViewOf(name),
-                        [this](std::size_t at) { return ViewOf(m_records[at].name); });
+/// A run never gives up a name: its latest totals stay even where a slice does not have it.
+void MergeLeaf::Take(const CKZStatMessageRecord& record) {
+    CKZStatMessageRecord& known = m_records[TextOf(record.name)];
+    known.name = record.name;
+    known.type = record.type;
+    known.totals = record.totals;
+    known.lasts.Add(record.lasts);
 }
 
 }  // namespace kzstat

@@ -3,10 +3,11 @@
 
 #include <cstddef>
 #include <deque>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "kzjournalreader.h"
-#include "kzstatnameindex.h"
 #include "mergeinputs.h"
 
 namespace kzstat {
@@ -34,12 +35,12 @@ public:
     void TakeUpTo(int mergedId, double start, std::vector<MergePart>& parts);
 
     /// What was reported so far: the latest totals, and the lasts of the present merged slice.
-    const std::vector<CKZStatMessageRecord>& Records() const { return m_records; }
-    const CKZStatMessageRecord* Find(const RWCString& name) const;
+    const std::unordered_map<std::string, CKZStatMessageRecord>& Records() const {
+        return m_records;
+    }
 
 private:
     void Take(const CKZStatMessageRecord& record);
-    std::size_t PositionOf(const RWCString& name) const;
 
     const MergeInput m_input;
     const int m_number;
@@ -47,8 +48,7 @@ private:
     std::deque<kzjournal::Slice> m_ahead;
     int m_lastReadId = 0;
     std::size_t m_slicesAhead = 1;
-    std::vector<CKZStatMessageRecord> m_records;
-    CKZStatNameIndex m_index;
+    std::unordered_map<std::string, CKZStatMessageRecord> m_records;  // by name
 };
 
 }  // namespace kzstat

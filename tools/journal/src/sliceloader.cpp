@@ -131,13 +131,21 @@ void SliceLoader::AddRecord(Slice& slice, SQLite::Statement& row) {
 }
 
 const RWCString* SliceLoader::FindName(std::int64_t id) {
+    if (id > m_lastNameId) LoadNewNames();
     const auto known = m_names.find(id);
-    if (known != m_names.end()) return &known->second;
-    SQLite::Statement query(m_database, "SELECT name FROM names WHERE name_id = ?");
-    query.bind(1, id);
-    if (!query.executeStep()) return nullptr;
-    const std::string name = query.getColumn(0).getString();
-    return &m_names.emplace(id, RWCString(name.data(), name.size())).first->second;
+    return known == m_names.end() ? nullptr : &known->second;
+}
+
+/// Names never go away and get ascending ids.
+void SliceLoader::LoadNewNames() {
+    SQLite::Statement query(m_database,
+                            "SELECT name_id, name FROM names WHERE name_id > ? ORDER BY name_id");
+    query.bind(1, m_lastNameId);
+    while (query.executeStep()) {
+        m_lastNameId = query.getColumn(0).getInt64();
+        const std::string name = query.getColumn(1).getString();
+        m_names.emplace(m_lastNameId, RWCString(name.data(), name.size()));
+    }
 }
 
 void SliceLoader::Verify(const Slice& slice, std::int64_t checksum) const {

@@ -50,6 +50,7 @@ private:
     void ReadWholeChunk(Batch& batch);
     int SlicesInChunk(int chunk);
     void AddRecord(Slice& slice, SQLite::Statement& row);
+    void LoadNewNames();
     void Verify(const Slice& slice, std::int64_t checksum) const;
     [[noreturn]] void ThrowDamaged(int sliceId) const;
 
@@ -57,6 +58,7 @@ private:
     const std::string m_path;
     const int m_run;
     std::unordered_map<std::int64_t, RWCString> m_names;
+    std::int64_t m_lastNameId = 0;
 };
 
 }  // namespace kzjournal

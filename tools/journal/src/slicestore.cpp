@@ -27,6 +27,9 @@ constexpr char kInsertRecord[] =
     " last_minimum, last_maximum, last_count, last_sum, last_sum_of_squares,"
     " minimum, maximum, count, sum, sum_of_squares)"
     " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+constexpr char kInsertName[] =
+    "INSERT INTO names (name) VALUES (?)"
+    " ON CONFLICT DO UPDATE SET name = name RETURNING name_id";
 constexpr char kNoteExpectedSlices[] = "UPDATE runs SET expected_slices = ? WHERE number = ?";
 
 SQLite::Database OpenNew(const std::string& path) {
@@ -82,6 +85,7 @@ SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
       m_database(OpenNew(path)),
       m_insertSlice(m_database, kInsertSlice),
       m_insertRecord(m_database, kInsertRecord),
+      m_insertName(m_database, kInsertName),
       m_noteExpectedSlices(m_database, kNoteExpectedSlices),
       m_runs{run} {
     Guarded([&] {
@@ -180,7 +184,8 @@ SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& sl
 
 bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice) {
     const std::string_view message = TextOf(slice.GetMessage());
-    m_insertSlice.reset();
+    // Not `reset`, here and below: it would throw once more what the statement met last time.
+    m_insertSlice.tryReset();
     m_insertSlice.bind(1, run);
     m_insertSlice.bind(2, slice.GetSliceId());
     m_insertSlice.bind(3, slice.GetElapsed());
@@ -200,7 +205,7 @@ void SliceStore::InsertSource(int sliceId, int source) {
 /// Returns false where the slice has a record of that name already.
 bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
                               const CKZStatSliceValues::Record& record) {
-    m_insertRecord.reset();
+    m_insertRecord.tryReset();
     m_insertRecord.bind(1, run);
     m_insertRecord.bind(2, chunk);
     m_insertRecord.bind(3, NameId(record.name));
@@ -213,7 +218,7 @@ bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slic
 }
 
 void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
-    m_noteExpectedSlices.reset();
+    m_noteExpectedSlices.tryReset();
     SQLite::bind(m_noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
     m_noteExpectedSlices.exec();
 }
@@ -237,14 +242,12 @@ int64_t SliceStore::NameId(std::string_view name) {
     const auto known = m_nameIds.find(key);
     if (known != m_nameIds.end()) return known->second;
 
-    SQLite::Statement insert(m_database,
-                             "INSERT INTO names (name) VALUES (?) ON CONFLICT DO"
-                             " UPDATE SET name = name RETURNING name_id");
-    insert.bind(1, key);
-    insert.executeStep();
-    const int64_t id = insert.getColumn(0).getInt64();
+    m_insertName.tryReset();
+    m_insertName.bind(1, key);
+    m_insertName.executeStep();
+    const int64_t id = m_insertName.getColumn(0).getInt64();
     // RETURNING gives its row before the statement has come to its end.
-    insert.executeStep();
+    m_insertName.executeStep();
     return m_nameIds.emplace(key, id).first->second;
 }
 

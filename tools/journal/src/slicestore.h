@@ -81,6 +81,7 @@ private:
     SQLite::Database m_database;
     SQLite::Statement m_insertSlice;
     SQLite::Statement m_insertRecord;
+    SQLite::Statement m_insertName;
     SQLite::Statement m_noteExpectedSlices;
     std::vector<Run> m_runs;  // by their numbers
     std::unordered_map<std::string, int64_t> m_nameIds;
