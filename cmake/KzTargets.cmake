@@ -1,6 +1,20 @@
 # What every target of this project has in common.
 
+include(CheckCXXSourceCompiles)
 include(GenerateExportHeader)
+
+# 32-bit x86 computes in extended precision by default. The libraries need these flags, and so does
+# every host: ryp/floatingpoint.h, which all export headers include, refuses one without.
+check_cxx_source_compiles("
+#ifndef __i386__
+#error not 32-bit x86
+#endif
+int main() {}" KZ_IS_I386)
+set(kz_arithmetic_flags "")
+if(KZ_IS_I386)
+  set(kz_arithmetic_flags -msse2 -mfpmath=sse)
+endif()
+set(kz_export_header_end "\n#include \"ryp/floatingpoint.h\"\n")
 
 set(KZ_LIBRARY_FLAGS "" CACHE STRING "Compiler flags for the libraries alone")
 
@@ -28,12 +42,14 @@ function(kz_add_library name)
   separate_arguments(library_flags UNIX_COMMAND "${KZ_LIBRARY_FLAGS}")
   # Calls within a library need no detour over the symbols that it exports.
   target_compile_options(${name}_objects PRIVATE -fno-semantic-interposition ${library_flags})
+  target_compile_options(${name}_objects PUBLIC ${kz_arithmetic_flags})
   set_target_properties(${name}_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   generate_export_header(${name}_objects BASE_NAME ${name}
-    EXPORT_FILE_NAME ${export_dir}/${name}_export.h)
+    EXPORT_FILE_NAME ${export_dir}/${name}_export.h
+    CUSTOM_CONTENT_FROM_VARIABLE kz_export_header_end)
   target_include_directories(${name}_objects PUBLIC ${arg_INCLUDE_DIR} ${export_dir})
   target_link_libraries(${name}_objects PUBLIC Threads::Threads ${arg_LINK_OBJECTS})
 
@@ -54,6 +70,7 @@ function(kz_add_library name)
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
   target_compile_features(${name} PUBLIC cxx_std_17)
+  target_compile_options(${name} PUBLIC ${kz_arithmetic_flags})
   target_include_directories(${name} PUBLIC
     $<BUILD_INTERFACE:${arg_INCLUDE_DIR}> $<BUILD_INTERFACE:${export_dir}>)
   target_link_libraries(${name} PUBLIC Threads::Threads ${arg_LINK})

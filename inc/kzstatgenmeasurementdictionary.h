@@ -145,6 +145,7 @@ private:
     CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type);
     CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type);
     void ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar);
+    double CountValues() const;
     bool HasChanged() const { return m_changed.load(std::memory_order_relaxed); }
     void NoteChange() const { m_changed.store(true, std::memory_order_relaxed); }
     void NoteMerged() { m_changed.store(false, std::memory_order_relaxed); }

@@ -111,10 +111,13 @@ private:
     std::unique_ptr<CKZStatGenMeasurementDictionary> MergeDictionaries() const;
     bool HasChanged() const;
     void NoteMerged();
+    double CountValues() const;
 
     int m_id;
     // Relaxed: cleared and read by reporters under the clients lock, which orders the two.
     std::atomic<bool> m_open;
+    // Neither sent nor on its way. Relaxed: taken to be sent and counted under the clients lock.
+    std::atomic<bool> m_isUnsent;
     double m_time;
     const std::unique_ptr<Lock> m_lock;
     int m_countZ0 RYP_GUARDED_BY(*m_lock);
@@ -231,6 +234,11 @@ public:
     void DeFrost(double pausedSeconds);
 
     /// Ends both loops and the retries of refused values. A second call does nothing.
+    ///
+    /// Logs one warning where values are left unsent: how many slices are neither sent nor in hand
+    /// at this moment (queued ones, the current one, one whose hook threw), and how many values
+    /// were reported into them so far, cached ones included. Takes the clients lock for that, but
+    /// only where warnings are logged.
     void Terminate();
     /// After `Terminate`, waits until neither loop is running; returns at once before it.
     void WaitForTerminateToEnd();
@@ -250,6 +258,9 @@ private:
     void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
     void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
     std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
+    class Sending;
+    CKZStatGenSlice* TakeToSend(CKZStatGenSlice* slice);
+    void LogUnsent() const;
     void TakeInHand(CKZStatGenSlice* slice);
     void CloseSlice(CKZStatGenSlice* slice);
     std::unique_ptr<CKZStatGenMeasurementDictionary> MergeTotals();

@@ -235,6 +235,16 @@ void CKZStatGenMeasurementDictionary::ExpectNamesOf(
     m_arena.Reserve(similar.m_bytesAtFlush.load(std::memory_order_relaxed));
 }
 
+/// How many values were reported, cached ones included. The caller holds the clients lock.
+double CKZStatGenMeasurementDictionary::CountValues() const {
+    const Lock::LockGuard guard(*m_lock);
+    double values = m_statsCache.Count();
+    for (const Entry& entry : Entries())
+        if (entry.value != nullptr)
+            values += std::max(MeasurementOf(entry.value)->m_totals.count, 0.0);
+    return values;
+}
+
 void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum, double maximum,
                                                 int count, double sum, double /*sumSqr*/,
                                                 double lastsMinimum, double lastsMaximum,

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -14,6 +15,7 @@
 #include "ryp/collectablestring.h"
 #include "ryp/environment.h"
 #include "ryp/numbertext.h"
+#include "ryp/truncate.h"
 
 namespace {
 
@@ -61,6 +63,7 @@ CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool
     : RWHashDictionary(kBuckets),
       m_id(id),
       m_open(true),
+      m_isUnsent(true),
       m_time(time),
       m_lock(std::make_unique<Lock>()),
       m_countZ0(0),
@@ -196,6 +199,16 @@ bool CKZStatGenSlice::HasChanged() const {
 void CKZStatGenSlice::NoteMerged() {
     ForEachDictionary(
         [](int, CKZStatGenMeasurementDictionary& dictionary) { dictionary.NoteMerged(); });
+}
+
+/// How many values were reported into it. The caller holds the clients lock.
+double CKZStatGenSlice::CountValues() const {
+    const Lock::LockGuard guard(*m_lock);
+    double values = 0;
+    ForEachDictionary([&](int, const CKZStatGenMeasurementDictionary& dictionary) {
+        values += dictionary.CountValues();
+    });
+    return values;
 }
 
 CKZStatGenMeasurementDictionary* CKZStatGenSlice::DumpSlice(RWCString& text) {
@@ -381,13 +394,22 @@ void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
 
 CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
     while (!m_terminated.load()) {
-        if (m_sliceToSend != nullptr) return m_sliceToSend;  // an exception interrupted it
+        if (m_sliceToSend != nullptr) return TakeToSend(m_sliceToSend);  // after an exception
         int status = RyPEventQueue::TimedOut;
         RWCollectable* const item = m_packQueue.waitEvent(kQueueTimeOutMilliseconds, status);
-        if (status == RyPEventQueue::ItemArrived) return SliceOf(item);
+        if (status == RyPEventQueue::ItemArrived) return TakeToSend(SliceOf(item));
         if (IsReleased(status)) return nullptr;
     }
     return nullptr;
+}
+
+/// Null where `Terminate` came first. It counts under the same lock, so that each slice is either
+/// sent or counted.
+CKZStatGenSlice* CKZStatGenMain::TakeToSend(CKZStatGenSlice* slice) {
+    const RWMutexLock::LockGuard clients(*m_clientsLock);
+    if (m_terminated.load()) return nullptr;
+    slice->m_isUnsent.store(false, std::memory_order_relaxed);
+    return slice;
 }
 
 /// Under the clients lock: a client that has passed its test of the open flag has put its value
@@ -403,7 +425,30 @@ void CKZStatGenMain::TakeInHand(CKZStatGenSlice* slice) {
     m_packStage = PackStage::Taken;
 }
 
+/// Notes that a slice is on its way, and again that it is not where an exception stops it before
+/// its text was sent. Owned by the pack thread.
+class CKZStatGenMain::Sending {
+public:
+    Sending(const CKZStatGenMain& main, CKZStatGenSlice& slice)
+        : m_main(main), m_slice(slice), m_exceptions(std::uncaught_exceptions()) {
+        m_slice.m_isUnsent.store(false, std::memory_order_relaxed);
+    }
+    ~Sending() {
+        // Without an exception the garbage loop may have freed the slice.
+        if (std::uncaught_exceptions() > m_exceptions && m_main.m_packStage < PackStage::TextSent)
+            m_slice.m_isUnsent.store(true, std::memory_order_relaxed);
+    }
+    Sending(const Sending&) = delete;
+    Sending& operator=(const Sending&) = delete;
+
+private:
+    const CKZStatGenMain& m_main;
+    CKZStatGenSlice& m_slice;
+    const int m_exceptions;
+};
+
 int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
+    const Sending sending(*this, *slice);
     TakeInHand(slice);
     if (m_packStage < PackStage::Folded) {
         CloseSlice(slice);
@@ -546,8 +591,28 @@ void CKZStatGenMain::Terminate() {
     if (m_terminated.load()) return;
     m_stopping = true;
     m_packQueue.releaseZ72();
-    m_terminated = true;
+    const bool wasTerminated = m_terminated.exchange(true);
     m_garbageQueue.releaseZ72();
+    if (!wasTerminated && RyPLog::IsEnabled(RyPLogLevel::Warning)) LogUnsent();
+}
+
+void CKZStatGenMain::LogUnsent() const {
+    int slices = 0;
+    double values = 0;
+    {
+        const RWMutexLock::LockGuard clients(*m_clientsLock);
+        const Lock::LockGuard guard(*m_timelineLock);
+        RWHashDictionaryIterator next(m_timeline);
+        while (next() != nullptr) {
+            const CKZStatGenSlice* const slice = SliceOf(next.value());
+            if (slice == nullptr || !slice->m_isUnsent.load(std::memory_order_relaxed)) continue;
+            ++slices;
+            values += slice->CountValues();
+        }
+    }
+    if (values > 0)
+        KZ_LOG_WARNING("Terminate - slices left unsent: ", slices,
+                       ", values in them: ", RyPTruncate<long long>(values));
 }
 
 void CKZStatGenMain::WaitForTerminateToEnd() {

@@ -17,4 +17,6 @@ inline bool KzIsTracing() {
 /// An error record; without arguments it carries no text, only the scope and its position.
 #define KZ_LOG_ERROR(...) RYP_LOG(RyPLogLevel::Error, kLogScope, __VA_ARGS__)
 
+#define KZ_LOG_WARNING(...) RYP_LOG(RyPLogLevel::Warning, kLogScope, __VA_ARGS__)
+
 #endif
