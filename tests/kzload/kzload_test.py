@@ -306,7 +306,7 @@ class Journal(RunTest):
         before = time.time()
         runs.run("--duration", 0.5, "--slice", 0.25, journal=self.path)
         ((generator, start, length, host, command_line, end),) = self.query(
-            "SELECT generator, start_time, slice_length, host, command_line, end_time FROM run")
+            "SELECT generator, start_time, slice_length, host, command_line, end_time FROM runs WHERE number = 0")
         self.assertEqual(("kzload", 0.25, os.uname().nodename), (generator, length, host))
         self.assertTrue(before - 1 < start < end < time.time() + 1, (before, start, end))
         self.assertTrue(command_line.endswith(f"--journal {self.path} --duration 0.5 --slice 0.25"),
@@ -321,7 +321,7 @@ class Journal(RunTest):
         # A row is shown a moment before its slice is kept.
         self.assertGreaterEqual(len(self.query("SELECT * FROM slices")), 1)
         self.assertEqual([("ok",)], self.query("PRAGMA integrity_check"))
-        self.assertEqual([(None,)], self.query("SELECT end_time FROM run"))
+        self.assertEqual([(None,)], self.query("SELECT end_time FROM runs WHERE number = 0"))
 
     def test_a_path_that_cannot_be_opened(self):
         self.path = os.path.join(self.path, "below")
@@ -333,12 +333,12 @@ class Journal(RunTest):
 
     def test_a_run_is_not_overwritten(self):
         runs.run("--duration", 0.5, "--slice", 0.5, journal=self.path)
-        before = self.query("SELECT run_id FROM run")
+        before = self.query("SELECT run_id FROM runs WHERE number = 0")
         result = runs.run("--duration", 0.5, "--slice", 0.5, journal=self.path)
         self.assertEqual(1, result.status)
         self.assert_one_line(result.err, f"cannot keep a run in {self.path}: it is in use already;"
                                          " choose another path")
-        self.assertEqual(before, self.query("SELECT run_id FROM run"))
+        self.assertEqual(before, self.query("SELECT run_id FROM runs WHERE number = 0"))
 
 
 class Signals(RunTest):
