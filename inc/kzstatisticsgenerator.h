@@ -230,6 +230,7 @@ public:
 private:
     friend class CKZStatGenClient;
     friend class CKZStatGenSlice;
+    friend class CKZStatRunGenerator;
     friend struct CKZStatGenTestPeer;
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
@@ -241,6 +242,9 @@ private:
     bool IsUsableTimeline(double startTime, double sliceLength) const;
     void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
     void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
+    void EndTimeline() RYP_REQUIRES(*m_timelineLock);
+    int EndWithCurrentSlice();
+    void EndAtOnce();
     std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
     void TakeInHand(CKZStatGenSlice* slice);
     void CloseSlice(CKZStatGenSlice* slice);
@@ -263,11 +267,13 @@ private:
     std::atomic<bool> m_terminated;
     std::atomic<bool> m_stopping;
     std::atomic<bool> m_frozen;
+    // No slice follows the current one; once that has ended, there is no current slice any more.
+    bool m_isLastSlice RYP_GUARDED_BY(*m_timelineLock);
     RWHashDictionary m_timeline RYP_GUARDED_BY(*m_timelineLock);
     const std::unique_ptr<Lock> m_timelineLock;
     CKZStatGenSlice* m_currentSlice RYP_GUARDED_BY(*m_timelineLock);
     // The end of the current slice, for those who look at it without the timeline lock: the slice
-    // itself may be freed under them. Infinite before Start.
+    // itself may be freed under them. Infinite while there is no current slice.
     std::atomic<double> m_currentEndTime;
     RyPEventQueue m_packQueue;
     std::unique_ptr<CKZStatGenSlice> m_totalSlice;  // made by Start, then the pack thread's
@@ -362,9 +368,14 @@ public:
 
 private:
     friend class CKZStatGenSlice;
+    friend class CKZStatRunGenerator;
     friend struct CKZStatGenTestPeer;
 
     CKZStatGenMeasurementDictionary* MoveToNewDictionary() RYP_REQUIRES(*m_main->m_clientsLock);
+    bool TryAddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
+    template <class MayTryAgain>
+    bool Report(const char* name, double value, CKZStatPointTypeEnum::PointType type,
+                MayTryAgain mayTryAgain);
     bool NeedsNewDictionary(double now) const RYP_REQUIRES(*m_main->m_clientsLock);
     double EndTime() const RYP_REQUIRES(*m_main->m_clientsLock);
 

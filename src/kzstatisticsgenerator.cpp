@@ -207,6 +207,7 @@ CKZStatGenMain::CKZStatGenMain(const char* name)
       m_terminated(false),
       m_stopping(false),
       m_frozen(false),
+      m_isLastSlice(false),
       m_timelineLock(std::make_unique<Lock>()),
       m_currentSlice(nullptr),
       m_currentEndTime(std::numeric_limits<double>::infinity()),
@@ -298,11 +299,12 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
     // A cheap first test; the one that counts is made under the lock.
     const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
     const Lock::LockGuard guard(*m_timelineLock);
+    if (sliceMayBeOver) AdvanceTimeline();
     if (m_currentSlice == nullptr) {
-        KZ_LOG_ERROR("the generator is not started: call Start before clients report values");
+        if (!m_isLastSlice)
+            KZ_LOG_ERROR("the generator is not started: call Start before clients report values");
         return nullptr;
     }
-    if (sliceMayBeOver) AdvanceTimeline();
 
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>(m_currentSlice);
     if (previous != nullptr) dictionary->ExpectNamesOf(*previous);
@@ -312,7 +314,38 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
 
 void CKZStatGenMain::AdvanceTimeline() {
     const double now = RyPSysTime();
-    while (now >= m_currentSlice->m_time) BeginNextSlice();
+    while (m_currentSlice != nullptr && now >= m_currentSlice->m_time) {
+        if (m_isLastSlice)
+            EndTimeline();
+        else
+            BeginNextSlice();
+    }
+}
+
+void CKZStatGenMain::EndTimeline() {
+    m_packQueue.put(m_currentSlice);
+    m_currentSlice = nullptr;
+    m_currentEndTime = std::numeric_limits<double>::infinity();
+}
+
+/// Lets no slice follow the current one, ends that where its time is up, and returns its id; 0
+/// where the generator was never started. A further call returns the same.
+int CKZStatGenMain::EndWithCurrentSlice() {
+    const Lock::LockGuard guard(*m_timelineLock);
+    AdvanceTimeline();
+    m_isLastSlice = true;
+    return m_sliceCounter;
+}
+
+/// Refuses all values from now on. Slices that were not delivered yet keep theirs.
+void CKZStatGenMain::EndAtOnce() {
+    const RWMutexLock::LockGuard clients(*m_clientsLock);
+    const Lock::LockGuard guard(*m_timelineLock);
+    RWHashDictionaryIterator next(m_timeline);
+    while (next() != nullptr) SliceOf(next.value())->m_open = false;
+    m_isLastSlice = true;
+    m_currentSlice = nullptr;
+    m_currentEndTime = std::numeric_limits<double>::infinity();
 }
 
 void CKZStatGenMain::BeginNextSlice() {
@@ -579,12 +612,12 @@ bool CKZStatGenClient::NeedsNewDictionary(double now) const {
     return m_dictionary == nullptr || m_dictionary->m_client == nullptr || now > EndTime();
 }
 
-void CKZStatGenClient::AddLast(const char* name, double value,
-                               CKZStatPointTypeEnum::PointType type) {
-    if (name == nullptr) {
-        KZ_LOG_ERROR("AddLast - a value without a name was dropped");
-        return;
-    }
+/// Reports one value, trying again in a new dictionary as long as it is refused and
+/// `mayTryAgain()` says so. Returns whether it was accepted.
+template <class MayTryAgain>
+inline bool CKZStatGenClient::Report(const char* name, double value,
+                                     CKZStatPointTypeEnum::PointType type,
+                                     MayTryAgain mayTryAgain) {
     // Both cost less before the lock than behind it. The time is good when the lock was free.
     double now = RyPSysTime();
     const CKZStatGenMeasurementDictionary::Name cutName(name);
@@ -594,11 +627,33 @@ void CKZStatGenClient::AddLast(const char* name, double value,
     }
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock, std::adopt_lock);
     if (NeedsNewDictionary(now)) MoveToNewDictionary();
-    while (m_dictionary != nullptr && m_dictionary->AddLastOfClient(cutName, value, type) == 0) {
-        if (m_main->m_stopping.load()) return;
-        RyPSleep(kRetryPauseSeconds);
+    while (m_dictionary != nullptr) {
+        if (m_dictionary->AddLastOfClient(cutName, value, type) != 0) return true;
+        if (!mayTryAgain()) return false;
         MoveToNewDictionary();
     }
+    return false;
+}
+
+void CKZStatGenClient::AddLast(const char* name, double value,
+                               CKZStatPointTypeEnum::PointType type) {
+    if (name == nullptr) {
+        KZ_LOG_ERROR("AddLast - a value without a name was dropped");
+        return;
+    }
+    Report(name, value, type, [this] {
+        if (m_main->m_stopping.load()) return false;
+        RyPSleep(kRetryPauseSeconds);
+        return true;
+    });
+}
+
+/// Returns false where no slice takes the value: the timeline has ended or not begun. It waits for
+/// nothing: the current slice is never closed, so the second dictionary accepts. REQUIRES: `name`
+/// is not null.
+bool CKZStatGenClient::TryAddLast(const char* name, double value,
+                                  CKZStatPointTypeEnum::PointType type) {
+    return Report(name, value, type, [] { return true; });
 }
 
 int CKZStatGenClient::FlushStatsCache() {
