@@ -298,9 +298,10 @@ CKZStatRunResult CKZStatRunState::FinishAsked(double limitSeconds) {
 /// At the destruction of the run. Never throws.
 void CKZStatRunState::FinishUnasked() {
     if (IsOnLoop()) {
-        KZ_LOG_ERROR("a listener destroyed its run: slices not delivered yet are given up");
         GiveUp();
         StopLoops();
+        if (HasGivenUp())
+            KZ_LOG_ERROR("a listener destroyed its run: slices not delivered yet are given up");
         return;
     }
     try {

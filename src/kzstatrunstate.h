@@ -35,6 +35,7 @@ public:
                        CKZStatPointTypeEnum::PointType type) {
         return client.TryAddLast(name, value, type);
     }
+    static CKZStatGenTimerDictionary& TimersOf(CKZStatGenClient& client) { return client.m_timers; }
     /// The end of the slice that the client is in; infinite where it is in none.
     static double EndOf(const CKZStatGenClient& client);
     /// The end of the current slice; infinite where there is none.
@@ -155,7 +156,7 @@ public:
     int Id() const { return m_id; }
     CKZStatGenClient& Client() { return m_client; }
     CKZStatRunWatches& Watches() { return m_watches; }
-    CKZStatGenTimerDictionary& Timers() { return m_timers; }
+    CKZStatGenTimerDictionary& Timers() { return CKZStatRunGenerator::TimersOf(m_client); }
     CKZStatRunState& Run() { return *m_run; }
 
     bool AddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
@@ -165,7 +166,6 @@ private:
     const int m_id;
     const bool m_isLoad;
     CKZStatGenClient m_client;
-    CKZStatGenTimerDictionary m_timers;
     CKZStatRunWatches m_watches;
 };
 

@@ -570,6 +570,17 @@ TEST(BusyRun, MayBeDestroyedByAListener) {
     EXPECT_THAT(log.Texts(), testing::Contains(HasSubstr("a listener destroyed its run")));
 }
 
+TEST(BusyRun, EndsWhereItsListenerOwnsIt) {
+    const CapturingLog log(RyPLogLevel::Error);
+    auto run = std::make_shared<CKZStatRun>("load", kShortSlice);
+    const std::weak_ptr<CKZStatRun> isThere = run;
+    run->OnSlice([run](const CKZStatSliceValues&) {});
+    EXPECT_TRUE(run->Finish().IsClean());
+    run.reset();
+    EXPECT_TRUE(isThere.expired());
+    EXPECT_TRUE(log.Texts().empty());
+}
+
 TEST(BusyRun, TakesListenersClientsAndLoadsWhileItGoesOn) {
     CKZStatRun run("load", kShortSlice);
     run.ReportLoadAs("users");
