@@ -102,9 +102,10 @@ public:
     ///
     /// A listener may take its time (slices wait in a queue meanwhile, clients do not), report
     /// values, and add listeners, which are called from the next slice on. It must not finish its
-    /// run. One that throws has had its call for this slice; the other listeners are called all the
-    /// same, and `Finish` tells how often it threw and what was thrown first. After the end and for
-    /// an empty `listener` an error is logged and nothing is added.
+    /// run nor wait for a thread that does. One that throws has had its call for this slice; the
+    /// other listeners are called all the same, and `Finish` tells how often it threw and what was
+    /// thrown first. After the end and for an empty `listener` an error is logged and nothing is
+    /// added.
     void OnSlice(std::function<void(const CKZStatSliceValues&)> listener);
 
     /// Calls `reporter` near the middle of every slice from now on, for what is reported once per
@@ -124,9 +125,9 @@ public:
     /// negative or not finite logs an error and changes nothing.
     void SetLoad(double load);
 
-    /// The load begins when it first is above 0, and ends when it last falls to 0, or with `Finish`
-    /// where that comes first. `BeginLoad` and `EndLoad` say instead that it does now; the last
-    /// call counts, and the end of the run changes nothing any more.
+    /// The load begins when it first rises above 0, and ends when it last falls to 0 or when
+    /// `Finish` is called, whichever is earlier. `BeginLoad` and `EndLoad` say instead that it does
+    /// now; the last call before `Finish` counts.
     void BeginLoad();
     void EndLoad();
     /// Seconds since the start of the run; nothing where the load has not begun or not ended.
