@@ -246,6 +246,7 @@ public:
 private:
     friend class CKZStatGenClient;
     friend class CKZStatGenSlice;
+    friend class CKZStatRunGenerator;
     friend struct CKZStatGenTestPeer;
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
@@ -257,6 +258,9 @@ private:
     bool IsUsableTimeline(double startTime, double sliceLength) const;
     void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
     void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
+    void EndTimeline() RYP_REQUIRES(*m_timelineLock);
+    int EndWithCurrentSlice();
+    void EndAtOnce();
     std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
     class Sending;
     CKZStatGenSlice* TakeToSend(CKZStatGenSlice* slice);
@@ -283,11 +287,13 @@ private:
     std::atomic<bool> m_terminated;
     std::atomic<bool> m_stopping;
     std::atomic<bool> m_frozen;
+    // No slice follows the current one; once that has ended, there is no current slice any more.
+    bool m_isLastSlice RYP_GUARDED_BY(*m_timelineLock);
     RWHashDictionary m_timeline RYP_GUARDED_BY(*m_timelineLock);
     const std::unique_ptr<Lock> m_timelineLock;
     CKZStatGenSlice* m_currentSlice RYP_GUARDED_BY(*m_timelineLock);
     // The end of the current slice, for those who look at it without the timeline lock: the slice
-    // itself may be freed under them. Infinite before Start.
+    // itself may be freed under them. Infinite while there is no current slice.
     std::atomic<double> m_currentEndTime;
     RyPEventQueue m_packQueue;
     std::unique_ptr<CKZStatGenSlice> m_totalSlice;  // made by Start, then the pack thread's
@@ -387,9 +393,16 @@ public:
 
 private:
     friend class CKZStatGenSlice;
+    friend class CKZStatRunGenerator;
     friend struct CKZStatGenTestPeer;
 
+    /// What follows a refusal.
+    enum class Retry { UntilStopping, AtOnce };
+
     CKZStatGenMeasurementDictionary* MoveToNewDictionary() RYP_REQUIRES(*m_main->m_clientsLock);
+    bool TryAddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
+    bool Report(const char* name, double value, CKZStatPointTypeEnum::PointType type, Retry retry);
+    bool MayTryAgain() const RYP_REQUIRES(*m_main->m_clientsLock);
     bool NeedsNewDictionary(double now) const RYP_REQUIRES(*m_main->m_clientsLock);
     double EndTime() const RYP_REQUIRES(*m_main->m_clientsLock);
 

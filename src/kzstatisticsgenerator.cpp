@@ -231,6 +231,7 @@ CKZStatGenMain::CKZStatGenMain(const char* name)
       m_terminated(false),
       m_stopping(false),
       m_frozen(false),
+      m_isLastSlice(false),
       m_timelineLock(std::make_unique<Lock>()),
       m_currentSlice(nullptr),
       m_currentEndTime(std::numeric_limits<double>::infinity()),
@@ -329,11 +330,11 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
     // A cheap first test; the one that counts is made under the lock.
     const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
     const Lock::LockGuard guard(*m_timelineLock);
+    if (sliceMayBeOver) AdvanceTimeline();
     if (m_currentSlice == nullptr) {
-        KZ_LOG_ERROR(kNotStarted);
+        if (!m_isLastSlice) KZ_LOG_ERROR(kNotStarted);
         return nullptr;
     }
-    if (sliceMayBeOver) AdvanceTimeline();
 
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>(m_currentSlice);
     if (previous != nullptr) dictionary->ExpectNamesOf(*previous);
@@ -343,7 +344,38 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
 
 void CKZStatGenMain::AdvanceTimeline() {
     const double now = RyPSysTime();
-    while (now >= m_currentSlice->m_time) BeginNextSlice();
+    while (m_currentSlice != nullptr && now >= m_currentSlice->m_time) {
+        if (m_isLastSlice)
+            EndTimeline();
+        else
+            BeginNextSlice();
+    }
+}
+
+void CKZStatGenMain::EndTimeline() {
+    m_packQueue.put(m_currentSlice);
+    m_currentSlice = nullptr;
+    m_currentEndTime = std::numeric_limits<double>::infinity();
+}
+
+/// Lets no slice follow the current one, ends that where its time is up, and returns its id; 0
+/// where the generator was never started. A further call returns the same.
+int CKZStatGenMain::EndWithCurrentSlice() {
+    const Lock::LockGuard guard(*m_timelineLock);
+    AdvanceTimeline();
+    m_isLastSlice = true;
+    return m_sliceCounter;
+}
+
+/// Refuses all values from now on. Slices that were not delivered yet keep theirs.
+void CKZStatGenMain::EndAtOnce() {
+    const RWMutexLock::LockGuard clients(*m_clientsLock);
+    const Lock::LockGuard guard(*m_timelineLock);
+    RWHashDictionaryIterator next(m_timeline);
+    while (next() != nullptr) SliceOf(next.value())->m_open = false;
+    m_isLastSlice = true;
+    m_currentSlice = nullptr;
+    m_currentEndTime = std::numeric_limits<double>::infinity();
 }
 
 void CKZStatGenMain::BeginNextSlice() {
@@ -665,12 +697,9 @@ bool CKZStatGenClient::NeedsNewDictionary(double now) const {
     return m_dictionary == nullptr || m_dictionary->m_client == nullptr || now > EndTime();
 }
 
-void CKZStatGenClient::AddLast(const char* name, double value,
-                               CKZStatPointTypeEnum::PointType type) {
-    if (name == nullptr) {
-        KZ_LOG_ERROR("AddLast - a value without a name was dropped");
-        return;
-    }
+/// Returns whether the value was accepted.
+inline bool CKZStatGenClient::Report(const char* name, double value,
+                                     CKZStatPointTypeEnum::PointType type, Retry retry) {
     // Both cost less before the lock than behind it. The time is good when the lock was free.
     double now = RyPSysTime();
     const CKZStatGenMeasurementDictionary::Name cutName(name);
@@ -680,13 +709,38 @@ void CKZStatGenClient::AddLast(const char* name, double value,
     }
     const RWMutexLock::LockGuard clients(*m_main->m_clientsLock, std::adopt_lock);
     if (NeedsNewDictionary(now)) MoveToNewDictionary();
-    while (m_dictionary != nullptr && m_dictionary->AddLastOfClient(cutName, value, type) == 0) {
-        if (m_main->m_stopping.load()) return;
-        // Mostly the slice ended and was closed since the clock was read: then the next one takes
-        // the value. All clients wait meanwhile, so there is no pause without need.
-        if (RyPSysTime() < EndTime()) RyPSleep(kRetryPauseSeconds);
+    while (m_dictionary != nullptr) {
+        if (m_dictionary->AddLastOfClient(cutName, value, type) != 0) return true;
+        if (retry == Retry::UntilStopping && !MayTryAgain()) return false;
         MoveToNewDictionary();
     }
+    return false;
+}
+
+void CKZStatGenClient::AddLast(const char* name, double value,
+                               CKZStatPointTypeEnum::PointType type) {
+    if (name == nullptr) {
+        KZ_LOG_ERROR("AddLast - a value without a name was dropped");
+        return;
+    }
+    Report(name, value, type, Retry::UntilStopping);
+}
+
+/// After a refusal: false where the generator is stopping. Mostly the slice ended and was closed
+/// since the clock was read: then the next one takes the value. All clients wait meanwhile, so
+/// there is no pause without need.
+bool CKZStatGenClient::MayTryAgain() const {
+    if (m_main->m_stopping.load()) return false;
+    if (RyPSysTime() < EndTime()) RyPSleep(kRetryPauseSeconds);
+    return true;
+}
+
+/// Returns false where no slice takes the value: the timeline has ended or not begun. It waits for
+/// nothing: the current slice is never closed, so the second dictionary accepts. REQUIRES: `name`
+/// is not null.
+bool CKZStatGenClient::TryAddLast(const char* name, double value,
+                                  CKZStatPointTypeEnum::PointType type) {
+    return Report(name, value, type, Retry::AtOnce);
 }
 
 int CKZStatGenClient::FlushStatsCache() {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <memory>
 #include <new>
@@ -11,6 +12,8 @@
 #include "faults/failingnew.h"
 #include "kzstatisticsgenerator.h"
 #include "kzstatmerge.h"
+#include "kzstatrun.h"
+#include "kzstatstopwatch.h"
 #include "rw/collint.h"
 #include "ryp/log.h"
 #include "ryp/testclock.h"
@@ -380,6 +383,40 @@ TEST(LackOfMemory, LeavesNoSliceUnfreedByAGarbageLoopThatIsRunAgain) {
     long nth = 1;
     while (FreeASliceThatAClientHolds(nth) && !HasFailure()) ++nth;
     EXPECT_GT(nth, 2);
+}
+
+/// Reports thirty names and a stopwatch on a run where the nth allocation of that fails. Returns
+/// whether one has failed.
+bool ReportOnRun(long failingAllocation) {
+    std::vector<std::string> names;
+    for (int i = 0; i < 30; ++i)
+        names.push_back("a name that fits no small string " + std::to_string(i));
+
+    std::atomic<long long> delivered{0};
+    CKZStatRun run("load", 0.001);
+    run.OnSlice([&](const CKZStatSliceValues& slice) {
+        for (const auto& record : slice.GetRecords())
+            if (record.type == Types::Counter || record.type == Types::Timer)
+                delivered += static_cast<long long>(record.lasts.count);
+    });
+    CKZStatRunClient client = run.NewClient(1);
+    bool hasFailed = false;
+    {
+        const FailingNew failing(failingAllocation);
+        for (const std::string& name : names) client.AddLast(name.c_str(), 1, Types::Counter);
+        { const CKZStatStopwatch timing(client, "the name of a stopwatch, also a long one"); }
+        hasFailed = failing.HasFailed();
+    }
+    const CKZStatRunResult result = run.Finish();
+    EXPECT_EQ(result.valuesRefused, hasFailed ? 1 : 0) << failingAllocation;
+    EXPECT_EQ(delivered + result.valuesRefused, 31) << failingAllocation;
+    return hasFailed;
+}
+
+TEST(LackOfMemory, MakesARunRefuseTheOneValueForWhichItRanOut) {
+    long nth = 1;
+    while (ReportOnRun(nth)) ++nth;
+    EXPECT_GT(nth, 10);
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <kzstatisticsgenerator.h>
 #include <kzstatmessage.h>
 #include <kzstatpointbuilder.h>
+#include <kzstatrun.h>
+#include <kzstatstopwatch.h>
 #include <rw/collint.h>
 #include <ryp/collectablestring.h>
 #include <ryp/log.h>
@@ -46,4 +48,16 @@ int RunFrugalHost() {
     const CKZStatPointCounter counter(*point);
     const Key key(none == nullptr ? 1 : 2);
     return RyPTruncate<int>(counter.GetCount()) + key.value();
+}
+
+bool RunFrugalRun() {
+    CKZStatRun run("frugal", 1.0);
+    run.OnSlice([](const CKZStatSliceValues& slice) {
+        RYP_LOG(RyPLogLevel::Execution, "host", "slice ", slice.GetSliceId());
+    });
+    run.OncePerSlice(
+        [](CKZStatRunClient& own) { own.AddLast("level", 1, CKZStatPointTypeEnum::LoadSize); });
+    const CKZStatRunClient client = run.NewClient(1);
+    CKZStatStopwatch(client, "login").Fail("refused");
+    return run.GetLoadBegin().has_value() && run.Finish().IsClean();
 }
