@@ -1,6 +1,8 @@
 #ifndef KZSTATGENMEASUREMENT_H
 #define KZSTATGENMEASUREMENT_H
 
+#include <cstdint>
+
 #include "kzstat_export.h"
 #include "kzstatpointtypeenum.h"
 #include "rw/collect.h"
@@ -27,6 +29,8 @@ public:
     /// An empty measurement of `type`. The type plays no part in aggregation.
     explicit CKZStatGenMeasurement(PointType type);
     ~CKZStatGenMeasurement() override;
+    CKZStatGenMeasurement(const CKZStatGenMeasurement&) = default;
+    CKZStatGenMeasurement& operator=(const CKZStatGenMeasurement& other);
 
     /// Empties totals and lasts; the type stays.
     void Reset();
@@ -83,8 +87,11 @@ private:
         void AddAggregate(const Aggregate& other);
     };
 
+    void Empty();
+    void EmptyLasts();
     void AddLastQuietly(double value);
     void AddLastAndTrace(double value);
+    void AddQuietly(const CKZStatGenMeasurement& source);
     void AddAggregates(const Aggregate& totals, const Aggregate& lasts);
     void AddAggregatesAndTrace(const Aggregate& totals, const Aggregate& lasts);
 
@@ -92,7 +99,8 @@ private:
     double m_reservedTotal;  // set by Reset only
     double m_reservedLasts;  // set by Reset and ResetLasts only
     PointType m_type;
-    unsigned m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
+    std::uint16_t m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
+    bool m_isChanged = false;        // by a public operation, which the dictionary does not see
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
     Aggregate m_totals;
     Aggregate m_lasts;

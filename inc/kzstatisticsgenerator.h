@@ -162,9 +162,9 @@ public:
     // Hooks, called in this order for each slice, on the pack thread and without any lock held:
     // SendClientDictionary for every client id, SendTotalDictionary, SendDictionaryString. They
     // must not keep the dictionaries, which stay the generator's: the merged one is deleted at the
-    // next slice that brings values, those per client change with it. A hook that changes a
-    // dictionary does so by the dictionary's own operations, not through an iterator: while nothing
-    // changes, slices pass on what was merged before.
+    // next slice that brings values, those per client change with it. What a dictionary hook
+    // changes in the merged one, by whichever operation, is in the text of this slice only; what it
+    // changes in a client's is in all texts from the next one on.
     //
     // An exception from a hook leaves `doPackWork` to the host, with the done event signalled. The
     // slice stays in hand: a pack loop that is run again takes it up where it was left, and calls
