@@ -1,6 +1,8 @@
 #ifndef KZSTATGENMEASUREMENT_H
 #define KZSTATGENMEASUREMENT_H
 
+#include <cstdint>
+
 #include "kzstat_export.h"
 #include "kzstataggregate.h"
 #include "kzstatpointtypeenum.h"
@@ -28,6 +30,8 @@ public:
     /// An empty measurement of `type`. The type plays no part in aggregation.
     explicit CKZStatGenMeasurement(PointType type);
     ~CKZStatGenMeasurement() override;
+    CKZStatGenMeasurement(const CKZStatGenMeasurement&) = default;
+    CKZStatGenMeasurement& operator=(const CKZStatGenMeasurement& other);
 
     /// Empties totals and lasts; the type stays.
     void Reset();
@@ -81,8 +85,11 @@ private:
     static void TakeValue(CKZStatAggregate& aggregate, double value);
     static void TakeAggregate(CKZStatAggregate& aggregate, const CKZStatAggregate& other);
 
+    void Empty();
+    void EmptyLasts();
     void AddLastQuietly(double value);
     void AddLastAndTrace(double value);
+    void AddQuietly(const CKZStatGenMeasurement& source);
     void AddAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
     void AddAggregatesAndTrace(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
 
@@ -90,7 +97,8 @@ private:
     double m_reservedTotal;  // set by Reset only
     double m_reservedLasts;  // set by Reset and ResetLasts only
     PointType m_type;
-    unsigned m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
+    std::uint16_t m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
+    bool m_isChanged = false;        // by a public operation, which the dictionary does not see
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
     CKZStatAggregate m_totals;
     CKZStatAggregate m_lasts;

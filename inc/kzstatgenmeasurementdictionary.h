@@ -80,7 +80,7 @@ public:
     void Print();
 
     /// The measurement of `name`, owned by the dictionary; null for an unknown name. The caller may
-    /// change it, so the dictionary counts as changed; to read a statistic, ask for it by name.
+    /// change it.
     CKZStatGenMeasurement* GetMeasurement(const char* name) const;
 
     /// The type of `name`; `NotSet` for an unknown name.
@@ -146,9 +146,11 @@ private:
     CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type);
     void ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar);
     double CountValues() const;
-    bool HasChanged() const { return m_changed.load(std::memory_order_relaxed); }
-    void NoteChange() const { m_changed.store(true, std::memory_order_relaxed); }
-    void NoteMerged() { m_changed.store(false, std::memory_order_relaxed); }
+    bool HasChanged() const {
+        return IsNotedAsChanged() || (HasHandedOut() && HoldsChangedMeasurement());
+    }
+    bool HoldsChangedMeasurement() const;
+    void NoteMerged();
     template <class Visitor>
     void ForEachMeasurement(Visitor visit) const;
     template <class Query>
@@ -166,13 +168,10 @@ private:
     CKZStatGenStatsCache m_statsCache;
     const std::unique_ptr<Lock> m_lock;
     RyPArena m_arena;  // of the names and measurements made here
-    // Entries, and bytes of the arena, as of the last flush, for readers without m_lock. Relaxed:
-    // an estimate is enough for them.
-    std::atomic<std::size_t> m_namesAtFlush;
-    std::atomic<std::size_t> m_bytesAtFlush;
-    // Whether a measurement was handed out for changing since the pack thread merged the values,
-    // which it need not do again otherwise. Relaxed: it reads only what it wrote itself.
-    mutable std::atomic<bool> m_changed;
+    // Entries, and bytes of the arena, when the newest was made, for readers without m_lock.
+    // Relaxed: an estimate is enough for them.
+    std::atomic<std::size_t> m_namesMade;
+    std::atomic<std::size_t> m_bytesMade;
 };
 
 /// Names and measurements; what others put in without a measurement is passed over.

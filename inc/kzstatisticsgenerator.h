@@ -164,9 +164,9 @@ public:
     // SendClientDictionary for every client id, SendTotalDictionary, SendSliceValues,
     // SendDictionaryString. They must not keep the dictionaries, which stay the generator's: the
     // merged one is deleted at the next slice that brings values, or when the hooks are called
-    // again after an exception; those per client change with each slice. A hook that changes a
-    // dictionary does so by the dictionary's own operations, not through an iterator: while nothing
-    // changes, slices pass on what was merged before.
+    // again after an exception; those per client change with each slice. What a dictionary hook
+    // changes in the merged one, by whichever operation, is in the view and the text of this slice
+    // only; what it changes in a client's is in all texts from the next one on.
     //
     // An exception from a hook leaves `doPackWork` to the host, with the done event signalled. The
     // slice stays in hand: a pack loop that is run again takes it up where it was left, and calls

@@ -29,19 +29,41 @@ void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
 }
 
 CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : m_type(type) {
-    Reset();
+    Empty();
 }
 
 CKZStatGenMeasurement::~CKZStatGenMeasurement() = default;
 
+/// Without the name behind this object, which stays.
+CKZStatGenMeasurement& CKZStatGenMeasurement::operator=(const CKZStatGenMeasurement& other) {
+    m_isChanged = true;
+    m_stddev = other.m_stddev;
+    m_reservedTotal = other.m_reservedTotal;
+    m_reservedLasts = other.m_reservedLasts;
+    m_type = other.m_type;
+    m_totals = other.m_totals;
+    m_lasts = other.m_lasts;
+    return *this;
+}
+
 void CKZStatGenMeasurement::Reset() {
-    m_totals = {};
-    m_stddev = 0;
-    m_reservedTotal = kEmpty;
-    ResetLasts();
+    m_isChanged = true;
+    Empty();
 }
 
 void CKZStatGenMeasurement::ResetLasts() {
+    m_isChanged = true;
+    EmptyLasts();
+}
+
+void CKZStatGenMeasurement::Empty() {
+    m_totals = {};
+    m_stddev = 0;
+    m_reservedTotal = kEmpty;
+    EmptyLasts();
+}
+
+void CKZStatGenMeasurement::EmptyLasts() {
     m_lasts = {};
     m_reservedLasts = kEmpty;
 }
@@ -52,6 +74,7 @@ bool CKZStatGenMeasurement::IsResetLasts() {
 }
 
 void CKZStatGenMeasurement::AddLast(double value) {
+    m_isChanged = true;
     if (KzIsTracing())
         AddLastAndTrace(value);
     else
@@ -71,12 +94,18 @@ void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count,
                                       double sumSqr, double lastsMinimum, double lastsMaximum,
                                       int lastsCount, double lastsSum, double lastsSumSqr,
                                       AddType) {
+    m_isChanged = true;
     AddAggregates(
         {minimum, maximum, static_cast<double>(count), sum, sumSqr},
         {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr});
 }
 
 void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddType) {
+    m_isChanged = true;
+    AddQuietly(source);
+}
+
+void CKZStatGenMeasurement::AddQuietly(const CKZStatGenMeasurement& source) {
     AddAggregates(source.m_totals, source.m_lasts);
 }
 
@@ -110,6 +139,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
                                       double sumSqr, double lastsMinimum, double lastsMaximum,
                                       int lastsCount, double lastsSum, double lastsSumSqr,
                                       PointType type) {
+    m_isChanged = true;
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::SetValues ");
     m_totals = {minimum, maximum, static_cast<double>(count), sum, sumSqr};

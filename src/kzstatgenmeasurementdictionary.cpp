@@ -53,9 +53,10 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
       m_client(nullptr),
       m_cacheLimit(slice == nullptr ? 0 : slice->StatsCacheSize()),
       m_lock(std::make_unique<Lock>()),
-      m_namesAtFlush(0),
-      m_bytesAtFlush(0),
-      m_changed(true) {}
+      m_namesMade(0),
+      m_bytesMade(0) {
+    NoteChange();  // nobody has merged it yet
+}
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
     if (m_client != nullptr) m_client->ReleaseDictionary();
@@ -158,8 +159,6 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
         throw;
     }
     m_statsCache.Clear();
-    m_namesAtFlush.store(entries(), std::memory_order_relaxed);
-    m_bytesAtFlush.store(m_arena.Used(), std::memory_order_relaxed);
 }
 
 void CKZStatGenMeasurementDictionary::AddAndTrace(const CKZStatGenStatsCache::Value& cached,
@@ -224,6 +223,8 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
                                                                PointType type) {
     const CKZStatGenEntry made = CKZStatGenEntry::Make(m_arena, name, type);
     InsertNew(made.name, made.measurement, hash);
+    m_namesMade.store(entries(), std::memory_order_relaxed);
+    m_bytesMade.store(m_arena.Used(), std::memory_order_relaxed);
     return made.measurement;
 }
 
@@ -231,8 +232,8 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
 /// for long, and whoever makes this dictionary keeps every client waiting.
 void CKZStatGenMeasurementDictionary::ExpectNamesOf(
     const CKZStatGenMeasurementDictionary& similar) {
-    Reserve(similar.m_namesAtFlush.load(std::memory_order_relaxed));
-    m_arena.Reserve(similar.m_bytesAtFlush.load(std::memory_order_relaxed));
+    Reserve(similar.m_namesMade.load(std::memory_order_relaxed));
+    m_arena.Reserve(similar.m_bytesMade.load(std::memory_order_relaxed));
 }
 
 /// How many values were reported, cached ones included. The caller holds the clients lock.
@@ -268,13 +269,12 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
 }
 
 void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDictionary* source,
-                                                      AddType addType) {
+                                                      AddType) {
     const Lock::LockGuard guard(*source->m_lock);
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
     const std::vector<Addition> additions = PrepareAdditions(*source);
-    for (const Addition& addition : additions)
-        addition.target->AddValues(*addition.source, addType);
+    for (const Addition& addition : additions) addition.target->AddQuietly(*addition.source);
 }
 
 std::vector<CKZStatGenMeasurementDictionary::Addition>
@@ -291,16 +291,33 @@ CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDic
 
 void CKZStatGenMeasurementDictionary::Reset(const char* name) {
     const Lock::LockGuard guard(*m_lock);
-    if (CKZStatGenMeasurement* const measurement = GetMeasurement(name)) measurement->Reset();
+    CKZStatGenMeasurement* const measurement = Find(TextOf(name));
+    if (measurement == nullptr) return;
+    NoteChange();
+    measurement->Reset();
 }
 
 void CKZStatGenMeasurementDictionary::ResetLasts() {
-    RWHashDictionaryIterator next(*this);
-    while (next() != nullptr) {
-        CKZStatGenMeasurement* const measurement = MeasurementOf(next.value());
+    for (const Entry& entry : Entries()) {
+        CKZStatGenMeasurement* const measurement = MeasurementOf(entry.value);
         if (!measurement->IsResetLasts()) NoteChange();
-        measurement->ResetLasts();
+        measurement->EmptyLasts();
     }
+}
+
+/// Whether a measurement was changed by its own operations since `NoteMerged`.
+bool CKZStatGenMeasurementDictionary::HoldsChangedMeasurement() const {
+    return std::any_of(Entries().begin(), Entries().end(), [](const Entry& entry) {
+        return entry.value != nullptr && MeasurementOf(entry.value)->m_isChanged;
+    });
+}
+
+/// `HasChanged` tells from now on whether a merge would give something else than one made here.
+void CKZStatGenMeasurementDictionary::NoteMerged() {
+    ForgetChange();
+    if (!HasHandedOut()) return;
+    for (const Entry& entry : Entries())
+        if (entry.value != nullptr) MeasurementOf(entry.value)->m_isChanged = false;
 }
 
 template <class Record>
@@ -308,9 +325,8 @@ void CKZStatGenMeasurementDictionary::DumpRecords(RWCString& text, Record record
     const Lock::LockGuard guard(*m_lock);
     text.remove(0);
     text.capacity(entries() * kExpectedRecordLength);
-    RWHashDictionaryIterator next(*this);
-    while (const RWCollectable* const key = next())
-        (MeasurementOf(next.value())->*record)(text, NameOf(key).data());
+    for (const Entry& entry : Entries())
+        (MeasurementOf(entry.value)->*record)(text, NameOf(entry.key).data());
     text.capacity(text.length());
 }
 
@@ -324,16 +340,16 @@ void CKZStatGenMeasurementDictionary::DumpLasts(RWCString& text) {
 
 void CKZStatGenMeasurementDictionary::Print() {
     const Lock::LockGuard guard(*m_lock);
-    RWHashDictionaryIterator next(*this);
-    while (const RWCollectable* const key = next()) {
-        std::cout << NameOf(key).data() << ":";
-        MeasurementOf(next.value())->Print();
+    for (const Entry& entry : Entries()) {
+        std::cout << NameOf(entry.key).data() << ":";
+        MeasurementOf(entry.value)->Print();
     }
 }
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::GetMeasurement(const char* name) const {
-    NoteChange();
-    return Find(TextOf(name));
+    CKZStatGenMeasurement* const measurement = Find(TextOf(name));
+    if (measurement != nullptr) NoteHandedOut();
+    return measurement;
 }
 
 CKZStatPointTypeEnum::PointType CKZStatGenMeasurementDictionary::GetType(const char* name) const {

@@ -88,9 +88,8 @@ RWMutexLock& CKZStatGenSlice::ClientsLock() const {
 
 template <class Visitor>
 void CKZStatGenSlice::ForEachDictionary(Visitor visit) const {
-    RWHashDictionaryIterator next(*this);
-    while (const RWCollectable* const key = next())
-        if (next.value() != nullptr) visit(IdOf(key), *DictionaryOf(next.value()));
+    for (const Entry& entry : Entries())
+        if (entry.value != nullptr) visit(IdOf(entry.key), *DictionaryOf(entry.value));
     for (const FurtherDictionary& further : m_furtherDictionaries)
         visit(further.clientId, *further.dictionary);
 }

@@ -56,18 +56,23 @@ RWCollectable* RWHashDictionary::insertKeyAndValue(RWCollectable* key, RWCollect
     if (Find(key, hash) != kNone) return nullptr;
     InsertNew(key, value, hash);
     m_mayHoldOthers = true;
+    NoteChange();
+    NoteHandedOut();
     return key;
 }
 
 RWCollectable* RWHashDictionary::findValue(const RWCollectable* key) const {
     const Index index = Find(key);
-    return index == kNone ? nullptr : m_entries[index].value;
+    if (index == kNone) return nullptr;
+    NoteHandedOut();
+    return m_entries[index].value;
 }
 
 RWCollectable* RWHashDictionary::findKeyAndValue(const RWCollectable* key,
                                                  RWCollectable*& value) const {
     const Index index = Find(key);
     if (index == kNone) return nullptr;
+    NoteHandedOut();
     value = m_entries[index].value;
     return m_entries[index].key;
 }
@@ -91,6 +96,7 @@ RWHashDictionary::Entry RWHashDictionary::TakeOut(Index index) {
         head = index;
     }
     m_entries.pop_back();
+    NoteChange();
     return taken;
 }
 
@@ -108,11 +114,13 @@ void RWHashDictionary::removeAndDestroy(const RWCollectable* key) {
 }
 
 void RWHashDictionary::clear() {
+    NoteChange();
     m_entries.clear();
     m_buckets.clear();
 }
 
 void RWHashDictionary::clearAndDestroy() {
+    NoteChange();
     std::vector<Entry> taken;
     taken.swap(m_entries);
     m_buckets.clear();
@@ -123,8 +131,15 @@ void RWHashDictionary::clearAndDestroy() {
 }
 
 void RWHashDictionary::applyToKeyAndValue(RWapplyKeyAndValue function, void* context) {
-    m_mayHoldOthers = true;  // the function may replace values
-    for (Entry& entry : m_entries) function(entry.key, entry.value, context);
+    NoteHandedOut();
+    for (Entry& entry : m_entries) {
+        RWCollectable* value = entry.value;
+        function(entry.key, value, context);
+        if (value == entry.value) continue;
+        entry.value = value;
+        m_mayHoldOthers = true;
+        NoteChange();
+    }
 }
 
 RWHashDictionaryIterator::RWHashDictionaryIterator(const RWHashDictionary& dictionary)
@@ -147,7 +162,9 @@ RWCollectable* RWHashDictionaryIterator::key() const {
 
 RWCollectable* RWHashDictionaryIterator::value() const {
     const auto* entry = Current();
-    return entry == nullptr ? nullptr : entry->value;
+    if (entry == nullptr) return nullptr;
+    m_dictionary.NoteHandedOut();
+    return entry->value;
 }
 
 void RWHashDictionaryIterator::reset() {

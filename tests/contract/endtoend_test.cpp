@@ -17,7 +17,7 @@ using Types = CKZStatPointTypeEnum;
 constexpr int kThreads = 8;
 constexpr int kValuesPerThread = 50000;
 constexpr int kNames = 10;
-constexpr double kSliceSeconds = 0.005;
+constexpr double kSliceSeconds = 0.001;
 
 std::string NameOf(int index) {
     return "request." + std::to_string(index);
@@ -83,7 +83,7 @@ TEST(EndToEnd, MessagesTotalsAndReportedValuesAgreeToTheLastUnit) {
 
     const std::vector<Message> messages = generator.Messages();
     const std::vector<Books> books = BooksOfAllThreads();
-    EXPECT_GT(messages.size(), 5U);
+    EXPECT_GT(messages.size(), 1U);
     for (int i = 0; i < kNames; ++i) {
         const Books& book = books[static_cast<std::size_t>(i)];
         double lastsCount = 0;

@@ -489,6 +489,108 @@ TEST(HashDictionary, IsReadByTwoThreadsAtOnce) {
     EXPECT_EQ(found[1], 600U);
 }
 
+/// Shows a derived class's view of what others do with the dictionary.
+class Watched : public RWHashDictionary {
+public:
+    using RWHashDictionary::ForgetChange;
+
+    Watched() { Fill(*this, m_numbers, 3); }
+
+    /// Whether `operation` is noted as a change.
+    template <class Operation>
+    bool IsChangedBy(const Operation& operation) {
+        ForgetChange();
+        operation(*this);
+        return IsNotedAsChanged();
+    }
+
+    RWCollectableInt* Make(int number) { return m_numbers(number); }
+
+private:
+    Numbers m_numbers;
+};
+
+TEST(HashDictionary, NotesEveryOperationThatChangesIt) {
+    const RWCollectableInt one(1);
+    Watched watched;
+    EXPECT_TRUE(
+        watched.IsChangedBy([](Watched& w) { w.insertKeyAndValue(w.Make(7), w.Make(1007)); }));
+    EXPECT_TRUE(watched.IsChangedBy([&](Watched& w) { w.remove(&one); }));
+    EXPECT_TRUE(watched.IsChangedBy([](Watched& w) {
+        w.applyToKeyAndValue([](RWCollectable*, RWCollectable*& value, void*) { value = nullptr; },
+                             nullptr);
+    }));
+    EXPECT_TRUE(watched.IsChangedBy([](Watched& w) { w.clear(); }));
+    EXPECT_TRUE(watched.IsChangedBy([](Watched& w) {
+        w.insertKeyAndValue(new RWCollectableInt(2), new RWCollectableInt(3));
+        const RWCollectableInt two(2);
+        w.ForgetChange();
+        w.removeAndDestroy(&two);
+    }));
+    EXPECT_TRUE(watched.IsChangedBy([](Watched& w) { w.clearAndDestroy(); }));
+}
+
+TEST(HashDictionary, NotesNoChangeWhereThereIsNone) {
+    const RWCollectableInt unknown(7);
+    Watched watched;
+    EXPECT_FALSE(watched.IsChangedBy([&](Watched& w) {
+        w.remove(&unknown);
+        w.removeAndDestroy(&unknown);
+        EXPECT_EQ(w.insertKeyAndValue(w.Make(1), w.Make(1)), nullptr);
+        w.applyToKeyAndValue([](RWCollectable*, RWCollectable*&, void*) {}, nullptr);
+        KeysInOrder(w);
+    }));
+}
+
+/// Filled by itself, so that nobody else has had one of its values.
+class Discreet : public RWHashDictionary {
+public:
+    Discreet() { InsertNew(&m_key, &m_value, m_key.hash()); }
+
+    /// Whether somebody has a value in hand after `operation`.
+    template <class Operation>
+    static bool HandsOutBy(const Operation& operation) {
+        Discreet dictionary;
+        EXPECT_FALSE(dictionary.HasHandedOut());
+        operation(dictionary);
+        return dictionary.HasHandedOut();
+    }
+
+private:
+    RWCollectableInt m_key{1};
+    RWCollectableInt m_value{1001};
+};
+
+TEST(HashDictionary, RemembersThatItHandedOutAValue) {
+    static const RWCollectableInt one(1);
+    static RWCollectableInt two(2);
+    EXPECT_TRUE(Discreet::HandsOutBy([](Discreet& d) { d.findValue(&one); }));
+    EXPECT_TRUE(Discreet::HandsOutBy([](Discreet& d) {
+        RWCollectable* value = nullptr;
+        d.findKeyAndValue(&one, value);
+    }));
+    EXPECT_TRUE(Discreet::HandsOutBy([](Discreet& d) {
+        RWHashDictionaryIterator next(d);
+        next();
+        next.value();
+    }));
+    EXPECT_TRUE(Discreet::HandsOutBy([](Discreet& d) {
+        d.applyToKeyAndValue([](RWCollectable*, RWCollectable*&, void*) {}, nullptr);
+    }));
+    EXPECT_TRUE(Discreet::HandsOutBy([](Discreet& d) { d.insertKeyAndValue(&two, &two); }));
+}
+
+TEST(HashDictionary, HandsOutNothingByItsKeys) {
+    static const RWCollectableInt one(1);
+    static const RWCollectableInt unknown(7);
+    EXPECT_FALSE(Discreet::HandsOutBy([](Discreet& d) {
+        KeysInOrder(d);
+        d.findValue(&unknown);
+        d.entries();
+        d.remove(&one);
+    }));
+}
+
 TEST(HashDictionary, CountsAsACollectableByIdentity) {
     const RWHashDictionary dictionary;
     const RWHashDictionary other;

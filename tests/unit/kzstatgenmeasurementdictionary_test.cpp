@@ -1363,6 +1363,7 @@ TEST_F(FreeStandingDictionary, AnswersQueriesOfSeveralThreads) {
                 wrong += query.ask(dictionary, "a") != query.known;
                 wrong += query.ask(dictionary, "b") != -1.0;
             }
+            wrong += dictionary.GetMeasurement("a") == nullptr;
         }
     });
     EXPECT_EQ(wrong, 0);

@@ -1,6 +1,7 @@
 #ifndef KZ_RW_HASHDICT_H
 #define KZ_RW_HASHDICT_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -78,6 +79,23 @@ protected:
     /// what they are.
     bool MayHoldOthers() const { return m_mayHoldOthers; }
 
+    // For derived classes that reuse what they made of the contents until these change. Relaxed:
+    // the marks order nothing; whoever changes a dictionary keeps its readers out by other means.
+
+    /// True once a public operation or `NoteChange` has changed the dictionary since the last
+    /// `ForgetChange`.
+    bool IsNotedAsChanged() const { return m_isChanged.load(std::memory_order_relaxed); }
+    void NoteChange() { m_isChanged.store(true, std::memory_order_relaxed); }
+    void ForgetChange() { m_isChanged.store(false, std::memory_order_relaxed); }
+
+    /// True once a caller was given a value or has put one in. Callers may keep values and change
+    /// them behind the dictionary's back, so this stays true.
+    bool HasHandedOut() const { return m_hasHandedOut.load(std::memory_order_relaxed); }
+    void NoteHandedOut() const {
+        // Written once, so that threads that read do not take the line from each other.
+        if (!HasHandedOut()) m_hasHandedOut.store(true, std::memory_order_relaxed);
+    }
+
     /// The position among `Entries` of the first one with this hash for whose key `isKey(key)` is
     /// true, or `kNone`.
     template <class IsKey>
@@ -138,6 +156,8 @@ private:
     std::vector<Index> m_buckets;  // empty until the first entry, then heads of the chains
     std::vector<Entry> m_entries;
     bool m_mayHoldOthers = false;
+    std::atomic<bool> m_isChanged{false};
+    mutable std::atomic<bool> m_hasHandedOut{false};
 };
 
 /// Walks a dictionary. The dictionary must not be changed meanwhile. Owned by the thread that
