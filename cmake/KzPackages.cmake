@@ -1,4 +1,4 @@
-# The Debian packages: `cpack` in a build folder of the preset package or package-x86.
+# The Debian packages: `cpack` in a folder that the preset package or package-x86 configured.
 #
 #   libkzstat1      the shared libraries; its name carries the soname, so that releases with
 #                   different ones stand side by side

@@ -4,6 +4,7 @@
 #include <kzjournalwriter.h>
 #include <kzstatisticsgenerator.h>
 #include <ryp/clock.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -52,7 +53,8 @@ void LoadForOneSlice(Host& host) {
 }  // namespace
 
 int main() {
-    const std::string path = (std::filesystem::temp_directory_path() / "keep_a_run.kzj").string();
+    const std::string name = "keep_a_run-" + std::to_string(getpid()) + ".kzj";
+    const std::string path = (std::filesystem::temp_directory_path() / name).string();
     std::filesystem::remove(path);
     {
         Host host(path);

@@ -73,3 +73,14 @@ build_preset() {
     quietly in_project cmake --preset "$preset"
     quietly in_project cmake --build --preset "$preset" "${targets[@]}"
 }
+
+# build_shipped NAME TARGET...: builds those targets of a preset whose results are shipped (release,
+# x86, i386). They are the ones that the tests ran against where these were built; where not, the
+# tests stay out, and so do the packages that they need.
+build_shipped() {
+    local tests=OFF
+    if grep -qs '^KZ_BUILD_TESTS:.*=ON$' "$project_root/build/$1/CMakeCache.txt"; then tests=ON; fi
+    echo "building $1: ${*:2}" >&2
+    quietly in_project cmake --preset "$1" "-DKZ_BUILD_TESTS=$tests"
+    quietly in_project cmake --build --preset "$1" --target "${@:2}"
+}

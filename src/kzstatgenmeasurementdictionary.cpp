@@ -300,6 +300,7 @@ void CKZStatGenMeasurementDictionary::Reset(const char* name) {
 void CKZStatGenMeasurementDictionary::ResetLasts() {
     for (const Entry& entry : Entries()) {
         CKZStatGenMeasurement* const measurement = MeasurementOf(entry.value);
+        if (measurement == nullptr) continue;
         if (!measurement->IsResetLasts()) NoteChange();
         measurement->EmptyLasts();
     }
@@ -326,7 +327,8 @@ void CKZStatGenMeasurementDictionary::DumpRecords(RWCString& text, Record record
     text.remove(0);
     text.capacity(entries() * kExpectedRecordLength);
     for (const Entry& entry : Entries())
-        (MeasurementOf(entry.value)->*record)(text, NameOf(entry.key).data());
+        if (entry.value != nullptr)
+            (MeasurementOf(entry.value)->*record)(text, NameOf(entry.key).data());
     text.capacity(text.length());
 }
 
@@ -341,6 +343,7 @@ void CKZStatGenMeasurementDictionary::DumpLasts(RWCString& text) {
 void CKZStatGenMeasurementDictionary::Print() {
     const Lock::LockGuard guard(*m_lock);
     for (const Entry& entry : Entries()) {
+        if (entry.value == nullptr) continue;
         std::cout << NameOf(entry.key).data() << ":";
         MeasurementOf(entry.value)->Print();
     }

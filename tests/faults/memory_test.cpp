@@ -340,8 +340,8 @@ bool SendSlicesOfALongSilence(long failingAllocation) {
     }
     const PlentyOfMemory plenty;
     EXPECT_EQ(generator.texts.size(), static_cast<std::size_t>(kSlices));
-    for (int id = 1; id <= kSlices; ++id)
-        EXPECT_EQ(Message(generator.texts.at(id - 1)).sliceId, id);
+    int id = 0;
+    for (const auto& text : generator.texts) EXPECT_EQ(Message(text).sliceId, ++id);
     return failing.HasFailed();
 }
 

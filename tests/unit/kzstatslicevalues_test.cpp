@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kzstatmessage.h"
+#include "ryp/collectablestring.h"
 #include "ryp/testclock.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
@@ -194,6 +195,20 @@ TEST_F(SliceValues, FindNothingUnderAnUnknownName) {
         EXPECT_EQ(slice.FindRecord(""), nullptr);
     };
     EndSlice();
+}
+
+TEST(NullMeasurement, IsPassedOverInDumpsAndViews) {
+    CKZStatGenMeasurementDictionary dictionary;
+    dictionary.AddLast("n", 1, Types::Counter);
+    RWCString before;
+    dictionary.DumpDict(before);
+    dictionary.insertKeyAndValue(new CKZCollectableString("nothing", true), nullptr);
+    RWCString after;
+    dictionary.DumpDict(after);
+    EXPECT_EQ(after, before);
+    dictionary.ResetLasts();
+    const CKZStatSliceValues slice({"gen", 1, 1, 1, 1}, after, dictionary);
+    EXPECT_EQ(slice.GetRecords().size(), 1U);
 }
 
 TEST(SliceValuesOfRecords, ShowThoseRecords) {
