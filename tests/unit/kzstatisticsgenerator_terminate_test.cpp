@@ -165,6 +165,13 @@ int ValuesLeft(const CapturingLog& log) {
     return std::stoi(text.substr(text.rfind(' ')));
 }
 
+double ValuesSent(const RecordingGenerator& generator) {
+    if (generator.MessageCount() == 0) return 0;
+    const Message last = generator.LastMessage();
+    const Record* const record = last.Find("n");
+    return record == nullptr ? 0 : record->sum;
+}
+
 TEST(TerminateUnderLoad, LeavesNoValueThatIsNeitherSentNorTold) {
     constexpr int kRounds = 30;
     constexpr int kReporters = 3;
@@ -181,9 +188,7 @@ TEST(TerminateUnderLoad, LeavesNoValueThatIsNeitherSentNorTold) {
             client.GetNewDictionary();
         });
         loops.Stop();
-        const Record* const sent =
-            generator.MessageCount() == 0 ? nullptr : generator.LastMessage().Find("n");
-        EXPECT_EQ((sent == nullptr ? 0 : sent->sum) + ValuesLeft(log), kReporters * kValues);
+        EXPECT_EQ(ValuesSent(generator) + ValuesLeft(log), kReporters * kValues);
     }
 }
 
