@@ -631,6 +631,26 @@ inline Main_WaitForSlice() {
     fi
 }
 
+/* Part of a step. */
+inline Main_TakeInHand(s) {
+    if
+    :: sliceToSend != s -> sliceToSend = s; stage = Taken
+    :: else
+    fi
+}
+
+/* A slice that came off the queue when the end had come already is not sent. */
+inline Main_TakeToSend(s) {
+    atomic {
+        clientsLock == 0;
+        CHECK_RANK(CLIENTS_RANK);
+        if
+        :: terminated -> s = 0; break
+        :: else -> Main_TakeInHand(s)
+        fi
+    }
+}
+
 /* Under the clients lock nothing but the flag is touched. */
 inline Main_CloseSlice(s) {
     atomic {
@@ -716,14 +736,6 @@ inline Main_SendText(s) {
     sent++
 }
 
-/* Part of a step. */
-inline Main_TakeInHand(s) {
-    if
-    :: sliceToSend != s -> sliceToSend = s; stage = Taken
-    :: else
-    fi
-}
-
 inline Main_SendSlice(s) {
     if
     :: stage < Folded ->
@@ -777,11 +789,12 @@ nextPass:
        atomic {
            Main_WaitForSlice();
            if
-           :: status == ItemArrived -> Main_TakeInHand(inHand)
+           :: status == ItemArrived
            :: status == Released -> status = 0; break
            :: status == TimedOut -> status = 0; goto nextPass
            fi
        };
+       Main_TakeToSend(inHand);
        Main_SendSlice(inHand)
     od;
     atomic { packDone = 1; packJoined = 1 };
