@@ -53,9 +53,14 @@ need_packages() {
         as_root=(sudo)
     fi
     echo "installing ${missing[*]}" >&2
-    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update
-    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install --yes --no-install-recommends "${missing[@]}"
+    mkdir -p "$project_root/build"
+    (
+        # One installation at a time, where scripts run side by side.
+        flock 9
+        quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update
+        quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install --yes --no-install-recommends "${missing[@]}"
+    ) 9>"$project_root/build/installation.lock"
 }
 
 # in_project COMMAND...: runs the command in the project's folder.
