@@ -156,6 +156,9 @@ std::string SliceStore::RefusalOf(int run, const CKZStatSliceValues& slice) cons
         return "cannot keep a slice of the generator " +
                std::string(TextOf(slice.GetGeneratorName())) + " in " + m_path +
                ": it holds a run of " + generator;
+    if (slice.GetSliceId() < 1)
+        return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+               ": ids of slices begin at 1";
     if (!std::isfinite(slice.GetElapsed()) || !std::isfinite(slice.GetEndTime()))
         return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                ": its end is no moment in time";
@@ -166,10 +169,10 @@ SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& sl
                                            const std::vector<int>& sources,
                                            long long expectedSlices, std::string& complaint) {
     SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
-    Chunk& chunk = ChunkOfNext(run, slice.GetSliceId());
-    if (!InsertSlice(run, chunk.number, slice)) return Outcome::WasThere;
+    const int chunk = ChunkFor(run, slice.GetSliceId());
+    if (!InsertSlice(run, chunk, slice)) return Outcome::WasThere;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
-        if (!InsertRecord(run, chunk.number, slice, record)) {
+        if (!InsertRecord(run, chunk, slice, record)) {
             m_nameIds.clear();
             complaint = "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
                         m_path + ": it has two records of " + std::string(record.name);
@@ -178,7 +181,7 @@ SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& sl
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     NoteExpectedSlices(run, expectedSlices);
     transaction.commit();
-    CountIn(chunk, slice);
+    CountIn(run, chunk, slice);
     return Outcome::Kept;
 }
 
@@ -223,13 +226,18 @@ void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
     m_noteExpectedSlices.exec();
 }
 
-/// The chunk that the next slice of the run belongs to: the open one, or a new one named after it.
-SliceStore::Chunk& SliceStore::ChunkOfNext(int run, int sliceId) {
-    constexpr double kNever = std::numeric_limits<double>::infinity();
-    return m_openChunks.try_emplace(run, Chunk{sliceId, 0, kNever, -kNever}).first->second;
+/// The number of the chunk that a slice belongs to once it is kept: the open one, or a new one
+/// named after it.
+int SliceStore::ChunkFor(int run, int sliceId) const {
+    const auto open = m_openChunks.find(run);
+    return open == m_openChunks.end() ? sliceId : open->second.number;
 }
 
-void SliceStore::CountIn(Chunk& chunk, const CKZStatSliceValues& slice) {
+/// A new chunk is opened here, by a slice that is in the file: one that was there already gave its
+/// name to another chunk, maybe.
+void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice) {
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    Chunk& chunk = m_openChunks.try_emplace(run, Chunk{number, 0, kNever, -kNever}).first->second;
     ++chunk.slices;
     // Time goes back where a pause of the generator ends.
     chunk.firstElapsed = std::min(chunk.firstElapsed, slice.GetElapsed());
@@ -274,7 +282,6 @@ void SliceStore::MoveRecentRecords() {
         "DELETE FROM recent_records");
     SQLite::Statement insert(m_database, "INSERT INTO chunks VALUES (?, ?, ?, ?, ?)");
     for (const auto& [run, chunk] : m_openChunks) {
-        if (chunk.slices == 0) continue;
         insert.reset();
         SQLite::bind(insert, run, chunk.number, chunk.slices, chunk.firstElapsed,
                      chunk.lastElapsed);

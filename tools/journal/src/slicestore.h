@@ -54,7 +54,7 @@ public:
 private:
     /// Slices of a run whose records move together.
     struct Chunk {
-        int number;  // the id of the first slice that was meant for it
+        int number;  // the id of the first slice in it
         int slices;
         double firstElapsed;
         double lastElapsed;
@@ -71,8 +71,8 @@ private:
     bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record);
     void NoteExpectedSlices(int run, long long expectedSlices);
-    Chunk& ChunkOfNext(int run, int sliceId);
-    void CountIn(Chunk& chunk, const CKZStatSliceValues& slice);
+    int ChunkFor(int run, int sliceId) const;
+    void CountIn(int run, int number, const CKZStatSliceValues& slice);
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
     void MoveRecentRecords();
