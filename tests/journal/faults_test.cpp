@@ -103,6 +103,16 @@ TEST_F(Faults, WhatADiskNeverTakesIsCountedAtTheEnd) {
     EXPECT_THAT(SliceIds(), ElementsAre(1));
 }
 
+TEST_F(Faults, ADiskThatFailsAtTheEndIsToldAndLosesNothing) {
+    disk.FailAtCheckpoints(ENOSPC);
+    EXPECT_EQ("cannot write " + path + ": the disk is full; make room on it; " + path +
+                  "-wal belongs to it: copy and move both together",
+              writer.Close());
+    EXPECT_EQ(0, writer.LostSlices());
+    disk.Work();
+    EXPECT_THAT(SliceIds(), ElementsAre(1));
+}
+
 TEST_F(Faults, AFileThatAnotherHoldsLockedLosesNothingWhenItIsFreeAgain) {
     sqlite3* other = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));

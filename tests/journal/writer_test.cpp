@@ -67,6 +67,21 @@ TEST_F(Writer, HasAllInOneFileWhenTheRunHasEndedAlsoWhileSomebodyHasItOpen) {
     EXPECT_TRUE(kzjournal::Reader(copy).HasEnded());
 }
 
+TEST_F(Writer, TellsWhenAReaderKeepsTheFileFromStandingAlone) {
+    Open();
+    AppendLogins({10});
+    sqlite3* other = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+    sqlite3_exec(other, "BEGIN; SELECT count(*) FROM slices", nullptr, nullptr, nullptr);
+    AppendLogins({20});
+    EXPECT_EQ("another program reads " + path + "; " + path +
+                  "-wal belongs to it: copy and move both together",
+              writer.Close());
+    EXPECT_EQ(0, writer.LostSlices());
+    sqlite3_close(other);
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
+}
+
 TEST_F(Writer, RefusesAFileThatHoldsARun) {
     Open();
     AppendLogins({10});

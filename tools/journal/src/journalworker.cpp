@@ -83,9 +83,11 @@ std::string Worker::Close(long long& lostSlices) {
         if (!m_newsCame.WaitUntil(m_lock, deadline)) break;
 
     lostSlices = m_lost + static_cast<long long>(m_queue.size());
-    if (lostSlices > 0)
+    if (lostSlices > 0) {
+        const bool isNews = !m_endFailure.empty() && m_endFailure != m_complaint;
         return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
-               " slices are lost: " + m_complaint;
+               " slices are lost: " + m_complaint + (isNews ? "; " + m_endFailure : "");
+    }
     return m_isDone ? m_endFailure : "cannot close " + m_path + ": the disk hangs";
 }
 

@@ -19,6 +19,9 @@ namespace {
 constexpr std::size_t kMostRecentRecords = std::size_t{1} << 18;
 constexpr int kWalPagesWorthACheckpoint = 1000;
 
+/// Within the time that closing a journal may take.
+constexpr int kWaitForReadersMilliseconds = 1200;
+
 constexpr char kInsertSlice[] =
     "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum, message)"
     " VALUES (?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
@@ -82,6 +85,7 @@ int64_t ChecksumOf(const CKZStatSliceValues& slice) {
 
 SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     : m_path(path),
+      m_safety(safety),
       m_database(OpenNew(path)),
       m_insertSlice(m_database, kInsertSlice),
       m_insertRecord(m_database, kInsertRecord),
@@ -89,7 +93,7 @@ SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
       m_noteExpectedSlices(m_database, kNoteExpectedSlices),
       m_runs{run} {
     Guarded([&] {
-        if (safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
+        if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
         InsertRun(0, std::nullopt, run, false);
     });
     // Emptied by `Tidy` instead, when nobody waits.
@@ -309,10 +313,35 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
 void SliceStore::End(double time, long long lostSlices, long long expectedSlices) {
     Guarded([&] { MoveRecentRecords(); });
     EndRun(0, time, lostSlices, expectedSlices);
-    // All into the one file. Its companions go as well unless somebody has it open; they are empty
-    // then.
-    m_database.tryExec("PRAGMA wal_checkpoint(TRUNCATE)");
-    m_database.tryExec("PRAGMA journal_mode = DELETE");
+    const std::string obstacle = PutAllIntoTheFile();
+    if (obstacle.empty()) return;
+    if (m_safety == SafeAtTheEnd) throw Error(obstacle);
+    throw Error(obstacle + "; " + m_path + "-wal belongs to it: copy and move both together");
+}
+
+/// Returns what stood against it, or an empty text. Companions go as well unless somebody has the
+/// file open; they are empty then.
+std::string SliceStore::PutAllIntoTheFile() {
+    const std::string isRead = "another program reads " + m_path;
+    try {
+        if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = FULL");
+        m_database.setBusyTimeout(kWaitForReadersMilliseconds);
+        const bool isHindered =
+            m_database.execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
+        m_database.setBusyTimeout(kLockWaitMilliseconds);
+        if (isHindered) return isRead;
+        return LeaveTheLog() || m_safety == SafeAtOnce ? std::string() : isRead;
+    } catch (const SQLite::Exception& error) {
+        return Explain("write", m_path, error);
+    }
+}
+
+/// Returns false where somebody has the file open.
+bool SliceStore::LeaveTheLog() {
+    const int code = m_database.tryExec("PRAGMA journal_mode = DELETE");
+    if (code != SQLITE_OK && code != SQLITE_BUSY && code != SQLITE_LOCKED)
+        throw SQLite::Exception(m_database.getHandle(), code);
+    return m_database.execAndGet("PRAGMA journal_mode").getString() == "delete";
 }
 
 }  // namespace kzjournal

@@ -47,8 +47,8 @@ public:
     void EndRun(int run, std::optional<double> time, long long lostSlices,
                 long long expectedSlices);
 
-    /// Ends the run of the file. The file is complete without its companions then, unless somebody
-    /// reads it at that moment.
+    /// Ends the run of the file, which is complete without its companions then. Throws also where
+    /// it is not: what was safe at once is still safe in the companions, the rest is worth nothing.
     void End(double time, long long lostSlices, long long expectedSlices);
 
 private:
@@ -76,8 +76,11 @@ private:
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
     void MoveRecentRecords();
+    std::string PutAllIntoTheFile();
+    bool LeaveTheLog();
 
     const std::string m_path;
+    const Safety m_safety;
     SQLite::Database m_database;
     SQLite::Statement m_insertSlice;
     SQLite::Statement m_insertRecord;
