@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "journal/faultydisk.h"
 #include "journal/journalfixture.h"
 #include "kzjournalbulkwriter.h"
 
@@ -174,6 +175,26 @@ TEST_F(BulkWriter, LeavesNoFileUnlessItWasClosed) {
         KeepSlices(bulk, bulk.AddSource(RunNamed("x"), 0, false), "x", 1);
     }
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(BulkWriter, ADiskThatFailsAtTheLastStepIsToldAndLeavesNothing) {
+    const TemporaryFolder other;
+    path = other.Path("other.kzj");
+    FaultyDisk disk;
+    {
+        kzjournal::BulkWriter bulk(path, merged);
+        KeepSlices(bulk, bulk.AddSource(RunNamed("x"), 0, false), "x", 1);
+        disk.FailAtCheckpoints(ENOSPC);
+        EXPECT_THROW(bulk.Close(1002, 0), kzjournal::Error);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(other.Path("")));
+}
+
+TEST_F(BulkWriter, AFileThatDoesNotStandAloneIsNotComplete) {
+    path = folder.Path("other.kzj");
+    kzjournal::BulkWriter bulk(path, merged);
+    const kzjournal::Reader reader(path);
+    EXPECT_THROW(bulk.Close(1002, 0), kzjournal::Error);
 }
 
 TEST_F(BulkWriter, ASourceThatIsNotThereCannotBeRead) {

@@ -58,6 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
                " WHERE slice_id = 3"},
         Damage{"ShortMessage",
                "UPDATE slices SET message = substr(message, 1, 30) WHERE slice_id = 3"},
+        Damage{"AddedDistribution",
+               "UPDATE records SET distribution = x'00' WHERE slice_id = 3 AND name_id = 1"},
         Damage{"End", "UPDATE slices SET end_time = end_time + 1 WHERE slice_id = 3"},
         Damage{"Checksum", "UPDATE slices SET checksum = checksum + 1 WHERE slice_id = 3"}),
     [](const auto& damage) { return std::string(damage.param.name); });

@@ -20,10 +20,10 @@ protected:
         ASSERT_EQ("", AppendLogins({1}));
     }
 
-    /// 40 MB, all of them names.
-    MadeSlice LargeSlice() {
+    /// Of 2 MB each, all of them names.
+    MadeSlice LargeSlice(int names = 20) {
         MadeSlice slice = slices.NextSlice({});
-        for (char c = 'a'; c < 'a' + 20; ++c)
+        for (char c = '0'; c < '0' + names; ++c)
             slice.records.push_back({RWCString(std::string(std::size_t{2} << 20, c).c_str()),
                                      Types::Counter,
                                      {1, 1, 1, 1, 1},
@@ -69,18 +69,38 @@ TEST_F(Faults, ASliceThatFailedWithinItsTransactionIsKeptByTheNextTry) {
 }
 
 TEST_F(Faults, MemoryForWaitingSlicesIsBoundedByTheirNamesToo) {
+    const RyPTestClock clock(1000);  // stands still: no write takes too long
     MadeSlice large = LargeSlice();
     disk.Fail(ENOSPC);
     EXPECT_NE("", writer.Append(large.View()));
     large.facts.sliceId = 3;
-    writer.Append(large.View());
+    EXPECT_EQ("cannot keep slice 3 in " + path + ": no memory is left for slices that wait",
+              writer.Append(large.View()));
+    large.facts.sliceId = 4;
+    EXPECT_EQ("", writer.Append(large.View()));
     disk.Work();
     EXPECT_EQ("", writer.Append(slices.NextSlice({}).View()));
-    EXPECT_THAT(writer.Close(), HasSubstr("1 of 4 slices are lost: "));
+    EXPECT_THAT(writer.Close(), HasSubstr("2 of 5 slices are lost: cannot keep slice 4 in "));
     kzjournal::Reader reader(path);
     EXPECT_EQ(3, reader.CountSlices());
-    EXPECT_EQ(1, reader.LostSlices());
-    EXPECT_EQ(4, reader.ExpectedSlices());
+    EXPECT_EQ(2, reader.LostSlices());
+    EXPECT_EQ(5, reader.ExpectedSlices());
+}
+
+TEST_F(Faults, ASliceThatIsRefusedAfterItHasWaitedIsTold) {
+    disk.Fail(ENOSPC);
+    EXPECT_NE("", AppendLogins({2}));
+    MadeSlice twice = slices.NextSlice({});
+    twice.records.push_back(twice.records.front());
+    EXPECT_EQ("", writer.Append(twice.View()));
+    disk.Work();
+    EXPECT_EQ("cannot keep slice 3 in " + path + ": it has two records of login.time",
+              AppendLogins({4}));
+    EXPECT_EQ("", AppendLogins({5}));
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 4, 5));
+    EXPECT_EQ("1 of 5 slices are lost: cannot keep slice 3 in " + path +
+                  ": it has two records of login.time",
+              writer.Close());
 }
 
 TEST_F(Faults, ATroubleThatComesBackIsToldAgain) {
@@ -99,6 +119,16 @@ TEST_F(Faults, WhatADiskNeverTakesIsCountedAtTheEnd) {
     EXPECT_EQ("2 of 3 slices are lost: cannot write " + path + ": the disk does not work; check it",
               writer.Close());
     EXPECT_EQ(2, writer.LostSlices());
+    disk.Work();
+    EXPECT_THAT(SliceIds(), ElementsAre(1));
+}
+
+TEST_F(Faults, ADiskThatFailsAtTheEndIsToldAndLosesNothing) {
+    disk.FailAtCheckpoints(ENOSPC);
+    EXPECT_EQ("cannot write " + path + ": the disk is full; make room on it; " + path +
+                  "-wal belongs to it: copy and move both together",
+              writer.Close());
+    EXPECT_EQ(0, writer.LostSlices());
     disk.Work();
     EXPECT_THAT(SliceIds(), ElementsAre(1));
 }
@@ -163,7 +193,7 @@ private:
 
 TEST_F(HangingDisk, HoldsTheHookForHalfASecondAndOnlyOnce) {
     disk.Hang();
-    EXPECT_EQ("cannot write " + path + ": the disk hangs; slices wait in memory",
+    EXPECT_EQ("writing " + path + " takes longer than 0.5 s; slices wait in memory",
               AppendTakingSeconds(0.5));
     EXPECT_EQ("", AppendLogins({3}));
     disk.Work();
@@ -171,10 +201,17 @@ TEST_F(HangingDisk, HoldsTheHookForHalfASecondAndOnlyOnce) {
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
 }
 
+TEST_F(HangingDisk, ASliceOfAnySizeIsKeptWhereNoneWaits) {
+    const MadeSlice large = LargeSlice(33);
+    EXPECT_EQ("", writer.Append(large.View()));
+    EXPECT_EQ("", writer.Close());
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
+}
+
 TEST_F(HangingDisk, HoldsTheEndOfTheRunForTwoSeconds) {
     disk.Hang();
     AppendTakingSeconds(0.5);
-    EXPECT_THAT(CloseTakingSeconds(2), HasSubstr("1 of 2 slices are lost: cannot write " + path));
+    EXPECT_THAT(CloseTakingSeconds(2), HasSubstr("1 of 2 slices are lost: writing " + path));
     EXPECT_EQ(1, writer.LostSlices());
     disk.Work();
 }

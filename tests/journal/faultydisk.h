@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
+#include <string>
 
 /// Stands between the database and the disk, which works until told otherwise. At most one at a
 /// time. Safe for concurrent use.
@@ -22,6 +24,11 @@ public:
     void Work() { Be(kWorks); }
     /// Every write fails with this error.
     void Fail(int error) { Be(error); }
+    /// Writes into the database itself fail with this error, those into its log succeed.
+    void FailAtCheckpoints(int error) {
+        s_sparesLogs = true;
+        s_state = error;
+    }
     /// No write returns until the disk is something else.
     void Hang() { Be(kHangs); }
     void WaitUntilAWriteHangs() {
@@ -34,6 +41,7 @@ private:
 
     static void Be(int state) {
         s_aWriteHangs = false;
+        s_sparesLogs = false;
         s_state = state;
         s_state.notify_all();
     }
@@ -52,13 +60,20 @@ private:
             s_state.wait(kHangs);
         }
         const int error = s_state;
-        if (error == kWorks) return pwrite(file, bytes, count, offset);
+        if (error == kWorks || (s_sparesLogs && IsLog(file)))
+            return pwrite(file, bytes, count, offset);
         errno = error;
         return -1;
     }
 
+    static bool IsLog(int file) {
+        const std::string link = "/proc/self/fd/" + std::to_string(file);
+        return std::filesystem::read_symlink(link).extension() == ".kzj-wal";
+    }
+
     static inline std::atomic<int> s_state = kWorks;
     static inline std::atomic<bool> s_aWriteHangs = false;
+    static inline std::atomic<bool> s_sparesLogs = false;
 };
 
 #endif

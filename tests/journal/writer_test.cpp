@@ -30,6 +30,19 @@ TEST_F(Writer, KeepsASliceThatIsWrittenTwiceOnce) {
     EXPECT_EQ(0, writer.LostSlices());
 }
 
+TEST_F(Writer, ASliceThatComesAgainAfterItsChunkHasMovedChangesNothing) {
+    Open();
+    const MadeSlice first = slices.NextSlice({{"logins", Types::Counter, {1}}});
+    writer.Append(first.View());
+    for (int i = 0; i < 255; ++i) AppendLogins({10});
+    EXPECT_EQ("", writer.Append(first.View()));
+    for (int i = 0; i < 256; ++i) AppendLogins({10});
+    EXPECT_EQ("", AppendLogins({10}));
+    EXPECT_EQ("", writer.Close());
+    EXPECT_EQ(513u, SliceIds().size());
+    EXPECT_EQ("1|256|\n257|256|\n513|1|\n", Rows("SELECT chunk, slices FROM chunks"));
+}
+
 TEST_F(Writer, LeavesOneFileWhenTheRunHasEnded) {
     Open();
     AppendLogins({10});
@@ -41,7 +54,7 @@ TEST_F(Writer, LeavesOneFileWhenTheRunHasEnded) {
     EXPECT_TRUE(kzjournal::Reader(path).HasEnded());
 }
 
-TEST_F(Writer, HasAllInOneFileWhenTheRunHasEndedAlsoWhileSomebodyReads) {
+TEST_F(Writer, HasAllInOneFileWhenTheRunHasEndedAlsoWhileSomebodyHasItOpen) {
     Open();
     AppendLogins({10});
     kzjournal::Reader reader(path);
@@ -52,6 +65,21 @@ TEST_F(Writer, HasAllInOneFileWhenTheRunHasEndedAlsoWhileSomebodyReads) {
     std::filesystem::copy_file(path, copy);
     EXPECT_EQ(2, kzjournal::Reader(copy).LastSliceId());
     EXPECT_TRUE(kzjournal::Reader(copy).HasEnded());
+}
+
+TEST_F(Writer, TellsWhenAReaderKeepsTheFileFromStandingAlone) {
+    Open();
+    AppendLogins({10});
+    sqlite3* other = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+    sqlite3_exec(other, "BEGIN; SELECT count(*) FROM slices", nullptr, nullptr, nullptr);
+    AppendLogins({20});
+    EXPECT_EQ("another program reads " + path + "; " + path +
+                  "-wal belongs to it: copy and move both together",
+              writer.Close());
+    EXPECT_EQ(0, writer.LostSlices());
+    sqlite3_close(other);
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
 }
 
 TEST_F(Writer, RefusesAFileThatHoldsARun) {
@@ -103,6 +131,17 @@ TEST_F(Writer, RefusesASliceThatHasANameTwice) {
               writer.Append(slice.View()));
     EXPECT_EQ("", AppendLogins({10}));
     EXPECT_THAT(SliceIds(), ElementsAre(2));
+}
+
+TEST_F(Writer, RefusesASliceWhoseIdNoReaderWouldFind) {
+    Open();
+    MadeSlice slice = slices.NextSlice({{"logins", Types::Counter, {1}}});
+    slice.facts.sliceId = 0;
+    EXPECT_EQ("cannot keep slice 0 in " + path + ": ids of slices begin at 1",
+              writer.Append(slice.View()));
+    EXPECT_EQ("", AppendLogins({10}));
+    EXPECT_THAT(SliceIds(), ElementsAre(2));
+    EXPECT_THAT(writer.Close(), HasSubstr("1 of 2 slices are lost: "));
 }
 
 TEST_F(Writer, RefusesAnotherGeneratorsSlice) {

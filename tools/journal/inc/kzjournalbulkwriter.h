@@ -23,7 +23,7 @@ class KZJOURNAL_EXPORT BulkWriter {
 public:
     /// The file must be new or empty.
     BulkWriter(const std::string& path, const Run& run);
-    /// Removes the file unless it was closed.
+    /// Removes the file and its companions unless it was closed.
     ~BulkWriter();
     BulkWriter(const BulkWriter&) = delete;
     BulkWriter& operator=(const BulkWriter&) = delete;
@@ -44,7 +44,8 @@ public:
                      long long expectedSlices);
 
     /// Ends the run: `endTime` in seconds since 1970-01-01 UTC. The file should hold those that
-    /// were appended, and those that were lost.
+    /// were appended, and those that were lost. It is complete and on the disk, without companions,
+    /// when this returns.
     void Close(double endTime, long long lostSlices);
 
 private:

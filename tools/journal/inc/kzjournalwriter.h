@@ -40,7 +40,8 @@ public:
 
     bool IsOpen() const { return m_worker != nullptr; }
 
-    /// Keeps one slice. A slice that is there already stays as it is.
+    /// Keeps one slice. A slice that is there already stays as it is. Refused are slices of another
+    /// generator, with an id below 1, with an end that is no number, or with a name twice.
     std::string Append(const CKZStatSliceValues& slice);
 
     /// Ends the run and returns how many slices were lost, as a line, where any were. A second

@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <new>
-#include <utility>
 
 #include "kzjournalreader.h"
 #include "ryp/clock.h"
@@ -36,7 +35,8 @@ Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice) {
 bool Worker::Enqueue(const CKZStatSliceValues& slice) {
     try {
         const std::size_t bytes = BytesOf(slice);
-        if (m_queuedBytes + bytes > kMostQueuedBytes) return false;
+        // One alone is taken whatever its size: the bound is for those that wait behind it.
+        if (!m_queue.empty() && m_queuedBytes + bytes > kMostQueuedBytes) return false;
         m_queue.push_back(CopyOf(slice));
         m_queuedBytes += bytes;
         return true;
@@ -47,28 +47,28 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
 
 std::string Worker::Append(const CKZStatSliceValues& slice) {
     const RWMutexLock::LockGuard guard(m_lock);
-    ++m_appended;
+    const long long number = ++m_appended;
+    const long long failures = m_failures;
+    const long long lost = m_lost;
     if (!Enqueue(slice)) {
         ++m_settled;
-        ++m_lost;
-        m_complaint = "cannot keep more slices for " + m_path + " in memory; they are lost";
+        Lose("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+             ": no memory is left for slices that wait");
         return TellOnce();
     }
     m_isWorthATry = true;
     m_workCame.NotifyAll();
 
-    const long long number = m_appended;
-    const long long failures = m_failures;
     const RyPDeadline deadline(kAppendBoundMilliseconds);
     while (m_settled < number && m_failures == failures && !m_isStuck)
         m_isStuck = !m_newsCame.WaitUntil(m_lock, deadline);
 
-    if (m_failures == failures && m_settled >= number) {
-        m_hasTold = false;
-        return {};
+    if (m_settled >= number) {
+        m_wait.End();
+        if (m_lost == lost && !m_loss.IsUntold()) m_loss.End();
+    } else if (m_failures == failures) {
+        m_wait.Begin("writing " + m_path + " takes longer than 0.5 s; slices wait in memory");
     }
-    if (m_failures == failures)
-        m_complaint = "cannot write " + m_path + ": the disk hangs; slices wait in memory";
     return TellOnce();
 }
 
@@ -83,15 +83,29 @@ std::string Worker::Close(long long& lostSlices) {
         if (!m_newsCame.WaitUntil(m_lock, deadline)) break;
 
     lostSlices = m_lost + static_cast<long long>(m_queue.size());
-    if (lostSlices > 0)
-        return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
-               " slices are lost: " + m_complaint;
-    return m_isDone ? m_endFailure : "cannot close " + m_path + ": the disk hangs";
+    if (lostSlices > 0) return LossAtTheEnd(lostSlices);
+    return m_isDone ? m_endFailure
+                    : "closing " + m_path + " takes longer than 2 s; " + m_path +
+                          "-wal belongs to it: copy and move both together";
 }
 
-/// A trouble is told when it begins.
+/// With what else is to know about the file.
+std::string Worker::LossAtTheEnd(long long lostSlices) const {
+    const std::string& reason = m_queue.empty() ? m_loss.Text() : m_wait.Text();
+    const bool isNews = !m_endFailure.empty() && m_endFailure != reason;
+    return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
+           " slices are lost: " + reason + (isNews ? "; " + m_endFailure : "");
+}
+
+void Worker::Lose(const std::string& reason) {
+    ++m_lost;
+    m_loss.Begin(reason);
+}
+
+/// Each trouble is told when it begins, a loss before what may still end well.
 std::string Worker::TellOnce() {
-    return std::exchange(m_hasTold, true) ? std::string() : m_complaint;
+    if (m_loss.IsUntold()) return m_loss.Tell();
+    return m_wait.IsUntold() ? m_wait.Tell() : std::string();
 }
 
 void Worker::Run() {
@@ -141,11 +155,7 @@ void Worker::Settle(SliceStore::Outcome outcome, const std::string& refusal) {
     ++m_settled;
     m_isStuck = false;
     if (outcome == SliceStore::Outcome::WasThere) ++m_repeated;
-    if (outcome == SliceStore::Outcome::Refused) {
-        ++m_lost;
-        ++m_failures;
-        m_complaint = refusal;
-    }
+    if (outcome == SliceStore::Outcome::Refused) Lose(refusal);
     m_newsCame.NotifyAll();
 }
 
@@ -155,7 +165,7 @@ void Worker::Fail(const std::string& failure) {
     m_isWorthATry = false;
     m_isStuck = false;
     ++m_failures;
-    m_complaint = failure;
+    m_wait.Begin(failure);
     m_newsCame.NotifyAll();
 }
 

@@ -41,6 +41,27 @@ private:
         std::size_t bytes;
     };
 
+    /// A kind of trouble and whether the host was told of it, which it is once while it lasts.
+    class Trouble {
+    public:
+        void Begin(const std::string& text) {
+            m_text = text;
+            if (m_state == None) m_state = Untold;
+        }
+        void End() { m_state = None; }
+        bool IsUntold() const { return m_state == Untold; }
+        const std::string& Tell() {
+            m_state = Told;
+            return m_text;
+        }
+        /// What it was about latest, also when it has ended.
+        const std::string& Text() const { return m_text; }
+
+    private:
+        enum { None, Untold, Told } m_state = None;
+        std::string m_text;
+    };
+
     static std::size_t BytesOf(const CKZStatSliceValues& slice);
     static WaitingSlice CopyOf(const CKZStatSliceValues& slice);
     bool Enqueue(const CKZStatSliceValues& slice) RYP_REQUIRES(m_lock);
@@ -52,7 +73,9 @@ private:
     void Fail(const std::string& failure);
     void Tidy();
     void End();
+    void Lose(const std::string& reason) RYP_REQUIRES(m_lock);
     std::string TellOnce() RYP_REQUIRES(m_lock);
+    std::string LossAtTheEnd(long long lostSlices) const RYP_REQUIRES(m_lock);
 
     const std::string m_path;
     std::optional<SliceStore> m_store;  // the writing thread's; none once the run has ended
@@ -71,9 +94,9 @@ private:
     long long m_repeated RYP_GUARDED_BY(m_lock) = 0;  // of those: were in the file already
     long long m_lost RYP_GUARDED_BY(m_lock) = 0;
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
-    std::string m_complaint RYP_GUARDED_BY(m_lock);  // about the latest trouble
+    Trouble m_wait RYP_GUARDED_BY(m_lock);  // slices are in memory only
+    Trouble m_loss RYP_GUARDED_BY(m_lock);  // slices are lost
     std::string m_endFailure RYP_GUARDED_BY(m_lock);
-    bool m_hasTold RYP_GUARDED_BY(m_lock) = false;  // of the present trouble
 };
 
 }  // namespace kzjournal

@@ -12,8 +12,10 @@ BulkWriter::BulkWriter(const std::string& path, const Run& run)
 
 BulkWriter::~BulkWriter() {
     m_store.reset();
+    if (m_isComplete) return;
     std::error_code ignored;
-    if (!m_isComplete) std::filesystem::remove(m_path, ignored);
+    for (const char* const companion : {"", "-wal", "-shm"})
+        std::filesystem::remove(m_path + companion, ignored);
 }
 
 int BulkWriter::AddSource(const Run& run, int parent, bool isMerged) {

@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <string_view>
 
 #include "journalfile.h"
 #include "kzjournalreader.h"
-#include "slicechecksum.h"
 
 namespace kzjournal {
 namespace {
@@ -15,12 +16,21 @@ namespace {
 /// A look-up costs as much as reading a few records in their order.
 constexpr int kRecordsPerLookUp = 4;
 
+/// Empty where it is NULL. Valid until the row is left.
+std::string_view BytesAt(SQLite::Statement& row, int column) {
+    const SQLite::Column value = row.getColumn(column);
+    const void* const bytes = value.getBlob();
+    return bytes == nullptr ? std::string_view()
+                            : std::string_view(static_cast<const char*>(bytes),
+                                               static_cast<std::size_t>(value.getBytes()));
+}
+
 /// What `AddRecord` reads, of the table `r`.
 std::string SelectRecords(const char* from) {
     return std::string(
                "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
                " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
-               " r.sum, r.sum_of_squares ") +
+               " r.sum, r.sum_of_squares, r.distribution ") +
            from;
 }
 
@@ -48,9 +58,13 @@ std::vector<Slice> SliceLoader::Load(std::span<const int> ids) {
     const SQLite::Transaction view(m_database);
     Batch batch = ReadFacts(ids);
     ReadRecords(batch);
-    for (std::size_t i = 0; i < batch.slices.size(); ++i)
-        Verify(batch.slices[i], batch.checksums[i]);
-    return std::move(batch.slices);
+    std::vector<Slice> slices;
+    slices.reserve(batch.slices.size());
+    for (Unverified& unverified : batch.slices) {
+        if (unverified.computed.Value() != unverified.stored) ThrowDamaged(unverified.slice.id);
+        slices.push_back(std::move(unverified.slice));
+    }
+    return slices;
 }
 
 SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
@@ -65,12 +79,13 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
         const int chunk = query.getColumn(0).getInt();
         if (batch.slices.empty()) batch.chunk = chunk;
         if (chunk != batch.chunk) break;
-        batch.slices.push_back({id,
-                                query.getColumn(1).getDouble(),
-                                query.getColumn(2).getDouble(),
-                                query.getColumn(4).getString(),
-                                {}});
-        batch.checksums.push_back(query.getColumn(3).getInt64());
+        Slice slice{id,
+                    query.getColumn(1).getDouble(),
+                    query.getColumn(2).getDouble(),
+                    query.getColumn(4).getString(),
+                    {}};
+        const SliceChecksum computed(id, slice.elapsed, slice.endTime, slice.message);
+        batch.slices.push_back({std::move(slice), computed, query.getColumn(3).getInt64()});
     }
     return batch;
 }
@@ -79,11 +94,11 @@ void SliceLoader::ReadRecords(Batch& batch) {
     const int slicesInChunk = SlicesInChunk(batch.chunk);
     const bool isWhole = static_cast<int>(batch.slices.size()) * kRecordsPerLookUp > slicesInChunk;
     if (slicesInChunk == 0)
-        for (Slice& slice : batch.slices) ReadRecent(slice);
+        for (Unverified& each : batch.slices) ReadRecent(each);
     else if (isWhole)
         ReadWholeChunk(batch);
     else
-        for (Slice& slice : batch.slices) ReadFromChunk(slice, batch.chunk);
+        for (Unverified& each : batch.slices) ReadFromChunk(each, batch.chunk);
 }
 
 /// 0 as long as its records wait among the recent ones.
@@ -94,25 +109,25 @@ int SliceLoader::SlicesInChunk(int chunk) {
     return query.executeStep() ? query.getColumn(0).getInt() : 0;
 }
 
-void SliceLoader::ReadRecent(Slice& slice) {
+void SliceLoader::ReadRecent(Unverified& unverified) {
     SQLite::Statement query(
         m_database, SelectRecords("FROM recent_records r WHERE run_number = ? AND slice_id = ?"));
-    SQLite::bind(query, m_run, slice.id);
-    while (query.executeStep()) AddRecord(slice, query);
+    SQLite::bind(query, m_run, unverified.slice.id);
+    while (query.executeStep()) AddRecord(unverified, query);
 }
 
 /// Name by name, since the records of a slice lie apart.
-void SliceLoader::ReadFromChunk(Slice& slice, int chunk) {
+void SliceLoader::ReadFromChunk(Unverified& unverified, int chunk) {
     SQLite::Statement query(
         m_database, SelectRecords("FROM names n CROSS JOIN records r ON r.run_number = ?"
                                   " AND r.chunk = ? AND r.name_id = n.name_id AND r.slice_id = ?"));
-    SQLite::bind(query, m_run, chunk, slice.id);
-    while (query.executeStep()) AddRecord(slice, query);
+    SQLite::bind(query, m_run, chunk, unverified.slice.id);
+    while (query.executeStep()) AddRecord(unverified, query);
 }
 
 void SliceLoader::ReadWholeChunk(Batch& batch) {
-    std::unordered_map<int, Slice*> slices;
-    for (Slice& slice : batch.slices) slices.emplace(slice.id, &slice);
+    std::unordered_map<int, Unverified*> slices;
+    for (Unverified& each : batch.slices) slices.emplace(each.slice.id, &each);
     SQLite::Statement query(m_database,
                             SelectRecords("FROM records r WHERE run_number = ? AND chunk = ?"));
     SQLite::bind(query, m_run, batch.chunk);
@@ -122,12 +137,15 @@ void SliceLoader::ReadWholeChunk(Batch& batch) {
     }
 }
 
-void SliceLoader::AddRecord(Slice& slice, SQLite::Statement& row) {
+void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
+    Slice& slice = unverified.slice;
     const RWCString* const name = FindName(row.getColumn(1).getInt64());
     if (name == nullptr || row.getColumn(3).getDouble() != slice.elapsed) ThrowDamaged(slice.id);
-    slice.records.push_back(
-        {*name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
-         AggregateAt(row, 9), AggregateAt(row, 4)});
+    const CKZStatMessageRecord& record = slice.records.emplace_back(CKZStatMessageRecord{
+        *name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
+        AggregateAt(row, 9), AggregateAt(row, 4)});
+    unverified.computed.Add({name->data(), name->length()}, record.type, record.totals,
+                            record.lasts, BytesAt(row, 14));
 }
 
 const RWCString* SliceLoader::FindName(std::int64_t id) {
@@ -146,14 +164,6 @@ void SliceLoader::LoadNewNames() {
         const std::string name = query.getColumn(1).getString();
         m_names.emplace(m_lastNameId, RWCString(name.data(), name.size()));
     }
-}
-
-void SliceLoader::Verify(const Slice& slice, std::int64_t checksum) const {
-    SliceChecksum computed(slice.id, slice.elapsed, slice.endTime, slice.message);
-    for (const CKZStatMessageRecord& record : slice.records)
-        computed.Add({record.name.data(), record.name.length()}, record.type, record.totals,
-                     record.lasts, {});
-    if (computed.Value() != checksum) ThrowDamaged(slice.id);
 }
 
 void SliceLoader::ThrowDamaged(int sliceId) const {

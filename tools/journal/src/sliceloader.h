@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kzjournalslice.h"
+#include "slicechecksum.h"
 
 namespace kzjournal {
 
@@ -36,22 +37,26 @@ public:
     const RWCString* FindName(std::int64_t id);
 
 private:
-    /// What the slices of one call have in common, and what is to be verified.
+    /// A slice and the checksum of what was read of it so far.
+    struct Unverified {
+        Slice slice;
+        SliceChecksum computed;
+        std::int64_t stored;
+    };
+
     struct Batch {
-        int chunk = 0;
-        std::vector<Slice> slices;
-        std::vector<std::int64_t> checksums;
+        int chunk = 0;  // of all of them
+        std::vector<Unverified> slices;
     };
 
     Batch ReadFacts(std::span<const int> ids);
     void ReadRecords(Batch& batch);
-    void ReadRecent(Slice& slice);
-    void ReadFromChunk(Slice& slice, int chunk);
+    void ReadRecent(Unverified& unverified);
+    void ReadFromChunk(Unverified& unverified, int chunk);
     void ReadWholeChunk(Batch& batch);
     int SlicesInChunk(int chunk);
-    void AddRecord(Slice& slice, SQLite::Statement& row);
+    void AddRecord(Unverified& unverified, SQLite::Statement& row);
     void LoadNewNames();
-    void Verify(const Slice& slice, std::int64_t checksum) const;
     [[noreturn]] void ThrowDamaged(int sliceId) const;
 
     SQLite::Database& m_database;

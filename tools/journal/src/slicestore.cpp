@@ -19,6 +19,9 @@ namespace {
 constexpr std::size_t kMostRecentRecords = std::size_t{1} << 18;
 constexpr int kWalPagesWorthACheckpoint = 1000;
 
+/// Within the time that closing a journal may take.
+constexpr int kWaitForReadersMilliseconds = 1200;
+
 constexpr char kInsertSlice[] =
     "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum, message)"
     " VALUES (?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
@@ -82,6 +85,7 @@ int64_t ChecksumOf(const CKZStatSliceValues& slice) {
 
 SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     : m_path(path),
+      m_safety(safety),
       m_database(OpenNew(path)),
       m_insertSlice(m_database, kInsertSlice),
       m_insertRecord(m_database, kInsertRecord),
@@ -89,7 +93,7 @@ SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
       m_noteExpectedSlices(m_database, kNoteExpectedSlices),
       m_runs{run} {
     Guarded([&] {
-        if (safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
+        if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
         InsertRun(0, std::nullopt, run, false);
     });
     // Emptied by `Tidy` instead, when nobody waits.
@@ -156,6 +160,9 @@ std::string SliceStore::RefusalOf(int run, const CKZStatSliceValues& slice) cons
         return "cannot keep a slice of the generator " +
                std::string(TextOf(slice.GetGeneratorName())) + " in " + m_path +
                ": it holds a run of " + generator;
+    if (slice.GetSliceId() < 1)
+        return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+               ": ids of slices begin at 1";
     if (!std::isfinite(slice.GetElapsed()) || !std::isfinite(slice.GetEndTime()))
         return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                ": its end is no moment in time";
@@ -166,10 +173,10 @@ SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& sl
                                            const std::vector<int>& sources,
                                            long long expectedSlices, std::string& complaint) {
     SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
-    Chunk& chunk = ChunkOfNext(run, slice.GetSliceId());
-    if (!InsertSlice(run, chunk.number, slice)) return Outcome::WasThere;
+    const int chunk = ChunkFor(run, slice.GetSliceId());
+    if (!InsertSlice(run, chunk, slice)) return Outcome::WasThere;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
-        if (!InsertRecord(run, chunk.number, slice, record)) {
+        if (!InsertRecord(run, chunk, slice, record)) {
             m_nameIds.clear();
             complaint = "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
                         m_path + ": it has two records of " + std::string(record.name);
@@ -178,7 +185,7 @@ SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& sl
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     NoteExpectedSlices(run, expectedSlices);
     transaction.commit();
-    CountIn(chunk, slice);
+    CountIn(run, chunk, slice);
     return Outcome::Kept;
 }
 
@@ -223,13 +230,18 @@ void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
     m_noteExpectedSlices.exec();
 }
 
-/// The chunk that the next slice of the run belongs to: the open one, or a new one named after it.
-SliceStore::Chunk& SliceStore::ChunkOfNext(int run, int sliceId) {
-    constexpr double kNever = std::numeric_limits<double>::infinity();
-    return m_openChunks.try_emplace(run, Chunk{sliceId, 0, kNever, -kNever}).first->second;
+/// The number of the chunk that a slice belongs to once it is kept: the open one, or a new one
+/// named after it.
+int SliceStore::ChunkFor(int run, int sliceId) const {
+    const auto open = m_openChunks.find(run);
+    return open == m_openChunks.end() ? sliceId : open->second.number;
 }
 
-void SliceStore::CountIn(Chunk& chunk, const CKZStatSliceValues& slice) {
+/// A new chunk is opened here, by a slice that is in the file: one that was there already gave its
+/// name to another chunk, maybe.
+void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice) {
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    Chunk& chunk = m_openChunks.try_emplace(run, Chunk{number, 0, kNever, -kNever}).first->second;
     ++chunk.slices;
     // Time goes back where a pause of the generator ends.
     chunk.firstElapsed = std::min(chunk.firstElapsed, slice.GetElapsed());
@@ -274,7 +286,6 @@ void SliceStore::MoveRecentRecords() {
         "DELETE FROM recent_records");
     SQLite::Statement insert(m_database, "INSERT INTO chunks VALUES (?, ?, ?, ?, ?)");
     for (const auto& [run, chunk] : m_openChunks) {
-        if (chunk.slices == 0) continue;
         insert.reset();
         SQLite::bind(insert, run, chunk.number, chunk.slices, chunk.firstElapsed,
                      chunk.lastElapsed);
@@ -302,10 +313,35 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
 void SliceStore::End(double time, long long lostSlices, long long expectedSlices) {
     Guarded([&] { MoveRecentRecords(); });
     EndRun(0, time, lostSlices, expectedSlices);
-    // All into the one file. Its companions go as well unless somebody has it open; they are empty
-    // then.
-    m_database.tryExec("PRAGMA wal_checkpoint(TRUNCATE)");
-    m_database.tryExec("PRAGMA journal_mode = DELETE");
+    const std::string obstacle = PutAllIntoTheFile();
+    if (obstacle.empty()) return;
+    if (m_safety == SafeAtTheEnd) throw Error(obstacle);
+    throw Error(obstacle + "; " + m_path + "-wal belongs to it: copy and move both together");
+}
+
+/// Returns what stood against it, or an empty text. Companions go as well unless somebody has the
+/// file open; they are empty then.
+std::string SliceStore::PutAllIntoTheFile() {
+    const std::string isRead = "another program reads " + m_path;
+    try {
+        if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = FULL");
+        m_database.setBusyTimeout(kWaitForReadersMilliseconds);
+        const bool isHindered =
+            m_database.execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
+        m_database.setBusyTimeout(kLockWaitMilliseconds);
+        if (isHindered) return isRead;
+        return LeaveTheLog() || m_safety == SafeAtOnce ? std::string() : isRead;
+    } catch (const SQLite::Exception& error) {
+        return Explain("write", m_path, error);
+    }
+}
+
+/// Returns false where somebody has the file open.
+bool SliceStore::LeaveTheLog() {
+    const int code = m_database.tryExec("PRAGMA journal_mode = DELETE");
+    if (code != SQLITE_OK && code != SQLITE_BUSY && code != SQLITE_LOCKED)
+        throw SQLite::Exception(m_database.getHandle(), code);
+    return m_database.execAndGet("PRAGMA journal_mode").getString() == "delete";
 }
 
 }  // namespace kzjournal

@@ -47,14 +47,14 @@ public:
     void EndRun(int run, std::optional<double> time, long long lostSlices,
                 long long expectedSlices);
 
-    /// Ends the run of the file. The file is complete without its companions then, unless somebody
-    /// reads it at that moment.
+    /// Ends the run of the file, which is complete without its companions then. Throws also where
+    /// it is not: what was safe at once is still safe in the companions, the rest is worth nothing.
     void End(double time, long long lostSlices, long long expectedSlices);
 
 private:
     /// Slices of a run whose records move together.
     struct Chunk {
-        int number;  // the id of the first slice that was meant for it
+        int number;  // the id of the first slice in it
         int slices;
         double firstElapsed;
         double lastElapsed;
@@ -71,13 +71,16 @@ private:
     bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record);
     void NoteExpectedSlices(int run, long long expectedSlices);
-    Chunk& ChunkOfNext(int run, int sliceId);
-    void CountIn(Chunk& chunk, const CKZStatSliceValues& slice);
+    int ChunkFor(int run, int sliceId) const;
+    void CountIn(int run, int number, const CKZStatSliceValues& slice);
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
     void MoveRecentRecords();
+    std::string PutAllIntoTheFile();
+    bool LeaveTheLog();
 
     const std::string m_path;
+    const Safety m_safety;
     SQLite::Database m_database;
     SQLite::Statement m_insertSlice;
     SQLite::Statement m_insertRecord;
