@@ -10,7 +10,7 @@ namespace kzstat {
 
 /// Follows a run slice by slice and sees whether nothing is missing and nothing was counted twice:
 /// the ids have no gap, the times stand on the grid of the slices, and for every name the lasts
-/// add up to the totals, but for the rounding of the additions. Compatible.
+/// add up to the totals, but for the rounding of the additions. A name keeps its type. Compatible.
 class Conservation {
 public:
     /// `sliceLength` in seconds.
@@ -25,6 +25,7 @@ public:
 private:
     /// What the slices add up to under one name.
     struct Sums {
+        CKZStatPointTypeEnum::PointType type;
         double count = 0;
         double sum = 0;
         double sumSqr = 0;
@@ -38,6 +39,7 @@ private:
     const double m_sliceLength;
     int m_sliceId = 0;
     double m_elapsed = 0;
+    double m_endTime = 0;
     std::unordered_map<std::string, Sums> m_sums;
 };
 
