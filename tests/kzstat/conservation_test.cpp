@@ -120,6 +120,15 @@ TEST_F(Conservation, SeesAGapInTheIds) {
     EXPECT_EQ("slice 3: it comes after slice 1", CheckValues({1}));
 }
 
+TEST_F(Conservation, HoldsForAGapInTheIdsOfAMergedRun) {
+    kzstat::Conservation merged(0.1, true);
+    EXPECT_EQ("", merged.Check({1, 0.1, 1000.1, {}, {}}));
+    EXPECT_EQ("", merged.Check({5, 0.5, 1000.5, {}, {}}));
+    EXPECT_EQ("slice 9: it ends at 1 s instead of 0.9 s", merged.Check({9, 1, 1001, {}, {}}));
+    EXPECT_EQ(3, merged.Slices());
+    EXPECT_EQ("slice 4: it comes after slice 9", merged.Check({4, 0.4, 1000.4, {}, {}}));
+}
+
 TEST_F(Conservation, SeesALostValue) {
     kzjournal::Slice slice = Next({1, 1});
     slice.records.front().lasts = {1, 1, 1, 1, 1};
