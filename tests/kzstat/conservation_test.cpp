@@ -28,9 +28,9 @@ protected:
     kzjournal::Slice Next(const Values& values) {
         return SliceOf(slices.NextSlice({{"n", Types::Timer, values}}));
     }
-    /// A slice without records that ends then.
-    std::string CheckEnd(double elapsed) {
-        return conservation.Check({++sliceId, elapsed, 1000 + elapsed, {}, {}});
+    /// A slice without records that ends then, after pauses that took so long.
+    std::string CheckEnd(double elapsed, double paused = 0) {
+        return conservation.Check({++sliceId, elapsed, 1000 + elapsed + paused, {}, {}});
     }
     /// The first violation of a run in which each slice has `values` in random order, with random
     /// signs where `isSigned`.
@@ -96,6 +96,12 @@ TEST_F(Conservation, HoldsForValuesThatAreNoNumbers) {
     EXPECT_EQ("", CheckValues({1, std::nan("")}));
 }
 
+TEST_F(Conservation, HoldsForATotalThatOverflows) {
+    EXPECT_EQ("", CheckValues({1e308}));
+    EXPECT_EQ("", CheckValues({1e308, -1.5e308}));
+    EXPECT_EQ("", CheckValues({-1e308}));
+}
+
 TEST_F(Conservation, SeesASumThatIsNoNumber) {
     for (const double sum : {kInfinity, std::nan("")}) {
         kzstat::Conservation fresh(0.1);
@@ -112,6 +118,15 @@ TEST_F(Conservation, SeesAGapInTheIds) {
     CheckValues({1});
     Next({});
     EXPECT_EQ("slice 3: it comes after slice 1", CheckValues({1}));
+}
+
+TEST_F(Conservation, HoldsForAGapInTheIdsOfAMergedRun) {
+    kzstat::Conservation merged(0.1, true);
+    EXPECT_EQ("", merged.Check({1, 0.1, 1000.1, {}, {}}));
+    EXPECT_EQ("", merged.Check({5, 0.5, 1000.5, {}, {}}));
+    EXPECT_EQ("slice 9: it ends at 1 s instead of 0.9 s", merged.Check({9, 1, 1001, {}, {}}));
+    EXPECT_EQ(3, merged.Slices());
+    EXPECT_EQ("slice 4: it comes after slice 9", merged.Check({4, 0.4, 1000.4, {}, {}}));
 }
 
 TEST_F(Conservation, SeesALostValue) {
@@ -180,9 +195,34 @@ TEST_F(Conservation, HoldsForTimesThatDriftAsAddingDoublesExplains) {
 
 TEST_F(Conservation, TakesAPauseForWhatItIs) {
     EXPECT_EQ("", CheckEnd(0.1));
-    EXPECT_EQ("", CheckEnd(0.15));
-    EXPECT_EQ("", CheckEnd(0.25));
-    EXPECT_EQ("slice 4: it ends at 0.4 s instead of 0.35 s", CheckEnd(0.4));
+    EXPECT_EQ("", CheckEnd(0.15, 0.05));
+    EXPECT_EQ("", CheckEnd(0.25, 0.05));
+    EXPECT_EQ("slice 4: it ends at 0.4 s instead of 0.35 s", CheckEnd(0.4, 0.05));
+}
+
+TEST_F(Conservation, SeesASliceThatEndsTooEarly) {
+    EXPECT_EQ("", CheckEnd(0.1));
+    EXPECT_EQ("slice 2: it takes 0.050 s on the wall clock instead of 0.1 s", CheckEnd(0.15));
+}
+
+TEST_F(Conservation, SeesATypeThatChanges) {
+    CheckValues({1});
+    kzjournal::Slice slice = Next({1});
+    slice.records.front().type = Types::Counter;
+    EXPECT_EQ("slice 2: n is of type Counter, but was of type Timer before",
+              conservation.Check(slice));
+}
+
+TEST_F(Conservation, SeesATypeThatIsUnknown) {
+    kzjournal::Slice slice = Next({1});
+    slice.records.front().type = Types::PointType{3};
+    EXPECT_EQ("slice 1: n is of the unknown type 3", conservation.Check(slice));
+}
+
+TEST_F(Conservation, HoldsForANameWithoutAType) {
+    kzjournal::Slice slice = Next({1});
+    slice.records.front().type = Types::NotSet;
+    EXPECT_EQ("", conservation.Check(slice));
 }
 
 TEST_F(Conservation, SeesANameThatIsForgotten) {

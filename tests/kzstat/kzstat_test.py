@@ -1,11 +1,13 @@
 """Tests of the program that reads journals. KZSTAT and JOURNALMAKER name the programs."""
 
 import collections
+import contextlib
 import csv
 import io
 import json
 import os
 import re
+import shutil
 import signal
 import sqlite3
 import subprocess
@@ -404,6 +406,44 @@ class Check(JournalTest):
         result = run("check", self.run_path)
         self.assertEqual((1, ""), (result.status, result.err))
         self.assertRegex(result.out, r"^source 2, load on \S+: after slice 10: 1 slices could not")
+
+    def test_more_slices_than_there_should_be(self):
+        self.make_run()
+        self.damage("UPDATE runs SET expected_slices = 9")
+        self.assertEqual((1, "after slice 10: there should be only 9 slices\n", ""),
+                         run("check", self.run_path))
+
+    def test_a_merged_run_of_runs_at_different_times(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 100)
+        run("merge", one, two, "-o", self.run_path)
+        self.assertEqual((0, "20 slices, every value accounted for, as in its 2 sources\n", ""),
+                         run("check", self.run_path))
+
+    def test_what_a_merged_run_lacks(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 3)
+        merged = self.path("merged.kzj")
+        run("merge", one, two, "-o", merged)
+        with contextlib.closing(sqlite3.connect(merged)) as journal:
+            first, second = (number for number, in journal.execute(
+                "SELECT number FROM runs WHERE number > 0 ORDER BY start_time"))
+        for damage, violation in (
+                (f"DELETE FROM runs WHERE number = {first}", "slice 1: "),
+                (f"DELETE FROM runs WHERE number = {second}", "slice 4: "),
+                ("DELETE FROM runs WHERE number > 0", "slice 1: "),
+                (f"UPDATE runs SET parent = 7 WHERE number = {first}", "slice 1: "),
+                ("DELETE FROM slice_sources WHERE slice_id = 5", "slice 5: "),
+                (f"DELETE FROM slice_sources WHERE run_number = {second}", "slice 4: "),
+                (f"INSERT INTO slice_sources VALUES (2, {second})", "slice 2: "),
+                ("INSERT INTO slice_sources VALUES (2, 7)", "slice 2: "),
+                ("DELETE FROM slices WHERE run_number = 0 AND slice_id = 13", "")):
+            with self.subTest(damage):
+                shutil.copy(merged, self.run_path)
+                self.damage(damage)
+                result = run("check", self.run_path)
+                self.assertEqual((1, ""), (result.status, result.err))
+                self.assertTrue(result.out.startswith(violation), result.out)
 
 
 class Usage(JournalTest):

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cmath>
+
 #include "kzstat/mergefixture.h"
 
 namespace {
@@ -123,7 +126,7 @@ TEST_F(MergedRun, KeepsTheLatestTotalsOfANameThatARunForgets) {
     EXPECT_EQ(1, seen[1].lasts.sum);
 }
 
-TEST_F(MergedRun, AddsTheSlicesThatAPauseHasMovedTogether) {
+TEST_F(MergedRun, AlignsSlicesByTheWallClockAfterAPause) {
     SliceMaker maker;
     std::vector<MadeSlice> slices;
     for (const double time : {10.0, 20.0, 40.0})
@@ -131,13 +134,66 @@ TEST_F(MergedRun, AddsTheSlicesThatAPauseHasMovedTogether) {
     slices[1].facts.elapsed -= 1;
     slices[2].facts.elapsed -= 1;
     paths.push_back(Keep(1000, slices));
-    AddRun(1000, {{1}, {1}});
+    AddRun(1000, {{1}, {1}, {1}});
     const auto seen = Merge();
-    ASSERT_THAT(seen, SizeIs(2));
-    EXPECT_EQ(31, seen[0].lasts.sum);
-    EXPECT_EQ(31, seen[0].totals.sum);
-    EXPECT_EQ(41, seen[1].lasts.sum);
-    EXPECT_EQ(72, seen[1].totals.sum);
+    ASSERT_THAT(seen, SizeIs(3));
+    EXPECT_EQ(11, seen[0].lasts.sum);
+    EXPECT_EQ(21, seen[1].lasts.sum);
+    EXPECT_EQ(41, seen[2].lasts.sum);
+}
+
+TEST_F(MergedRun, KeepsSlicesApartWhoseMiddlesLieOnTheEdges) {
+    sliceLength = 0.1;
+    AddRun(1.7e9, std::vector<std::vector<double>>(200, {1}));
+    AddRun(1.7e9 + 0.75, std::vector<std::vector<double>>(200, {1}));
+    const auto seen = Merge();
+    int id = 0;
+    for (const Seen& slice : seen) EXPECT_EQ(++id, slice.id);
+    // No slice of a run shares its merged slice with another one of that run.
+    const auto both = std::count_if(seen.begin(), seen.end(),
+                                    [](const Seen& slice) { return slice.lasts.count == 2; });
+    const auto isWhole = [](const Seen& slice) {
+        return slice.lasts.count == static_cast<double>(slice.runs);
+    };
+    EXPECT_TRUE(std::all_of(seen.begin(), seen.end(), isWhole));
+    EXPECT_EQ(400, static_cast<std::ptrdiff_t>(seen.size()) + both);
+    EXPECT_EQ(400, seen.back().totals.count);
+}
+
+TEST_F(MergedRun, KeepsSlicesApartWhoseEndsDriftAsAddingDoublesExplains) {
+    sliceLength = 0.1;
+    const double start = 1e12;
+    SliceMaker maker("load", sliceLength, start);
+    std::vector<MadeSlice> slices;
+    double end = start;
+    for (int i = 0; i < 3000; ++i) {
+        slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {1}}}));
+        slices.back().facts.endTime = end += sliceLength;
+        slices.back().facts.elapsed = end - start;
+    }
+    ASSERT_GT(std::abs(end - start - 300), sliceLength / 2);
+    paths.push_back(Keep(start, slices));
+    AddRun(start, {{1}});
+    EXPECT_THAT(Merge(), SizeIs(3000));
+}
+
+TEST_F(MergedRun, RefusesRunsTooFarApart) {
+    AddRun(1000, {{1}});
+    AddRun(1e12, {{1}});
+    EXPECT_EQ("cannot merge: slice 1 of " + paths[1] +
+                  " ends too far from the start of the merged run at 1970-01-01 00:16:40 UTC",
+              ComplaintOf(paths));
+}
+
+TEST_F(MergedRun, RefusesATypeThatChangesWithinARun) {
+    const std::string one = MakeRun(1000, {{{"a", Types::Counter, {1}}}});
+    SliceMaker maker;
+    std::vector<MadeSlice> slices;
+    for (int i = 0; i < 6; ++i) slices.push_back(maker.NextSlice({{"b", Types::Timer, {1}}}));
+    slices.back().records.front().type = Types::Counter;
+    const std::string two = Keep(1000, slices);
+    EXPECT_EQ("cannot merge: b is of type Timer and, from slice 6, of type Counter in " + two,
+              ComplaintOf({one, two}));
 }
 
 TEST_F(MergedRun, CountsBeyondTheRangeOfInt) {

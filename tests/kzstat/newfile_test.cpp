@@ -1,6 +1,7 @@
 #include "newfile.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -41,6 +42,28 @@ TEST_F(NewFile, IsThereOnceItIsWhole) {
 TEST_F(NewFile, LeavesNothingUnlessItIsWhole) {
     { const kzstat::NewFile file(path, false); }
     EXPECT_EQ(0u, Files());
+}
+
+TEST_F(NewFile, LeavesNoCompanionOfItsTemporaryFile) {
+    {
+        const kzstat::NewFile file(path, false);
+        for (const char* suffix : {"-wal", "-shm", "-journal"})
+            Write(file.TemporaryPath() + suffix, "companion");
+    }
+    EXPECT_EQ(0u, Files());
+}
+
+TEST_F(NewFile, HasThePermissionsOfAnyOtherNewFile) {
+    const mode_t former = umask(027);
+    kzstat::NewFile file(path, false);
+    EXPECT_EQ(027u, umask(former));
+    file.Rename();
+    EXPECT_EQ(std::filesystem::perms{0640}, std::filesystem::status(path).permissions());
+}
+
+TEST_F(NewFile, SaysByItsTemporaryNameThatItIsBeingMerged) {
+    const kzstat::NewFile file(path, false);
+    EXPECT_THAT(file.TemporaryPath(), testing::StartsWith(path + ".merging-"));
 }
 
 TEST_F(NewFile, LeavesAFileAloneThatCameMeanwhile) {

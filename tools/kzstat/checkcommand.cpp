@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "conservation.h"
 #include "kzjournalreader.h"
+#include "mergecheck.h"
 #include "texts.h"
 
 namespace kzstat {
@@ -16,11 +17,11 @@ struct Violation {
 };
 
 /// Returns the number of slices. Throws Violation.
-int CheckSlices(kzjournal::Reader& journal) {
+int CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     // Asked for first: slices may come while others are read.
     const long long expected = journal.ExpectedSlices();
     const long long lost = journal.LostSlices();
-    Conservation conservation(journal.Facts().sliceLength);
+    Conservation conservation(journal.Facts().sliceLength, isMerged);
     try {
         journal.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) {
             const std::string violation = conservation.Check(slice);
@@ -30,9 +31,12 @@ int CheckSlices(kzjournal::Reader& journal) {
         throw Violation{damage.what()};
     }
     const int slices = conservation.Slices();
+    const std::string end = "after slice " + std::to_string(conservation.LastSliceId()) + ": ";
     if (const long long missing = std::max(lost, expected - slices); missing > 0)
-        throw Violation{"after slice " + std::to_string(slices) + ": " + std::to_string(missing) +
-                        " slices could not be kept"};
+        throw Violation{end + std::to_string(missing) + " slices could not be kept"};
+    // Asked for again: it has grown by the slices that came meanwhile.
+    if (const long long most = journal.ExpectedSlices(); most < slices)
+        throw Violation{end + "there should be only " + std::to_string(most) + " slices"};
     return slices;
 }
 
@@ -40,7 +44,7 @@ int CheckSlices(kzjournal::Reader& journal) {
 void CheckSource(const std::string& path, const kzjournal::Source& source) {
     kzjournal::Reader journal(path, source.number);
     try {
-        CheckSlices(journal);
+        CheckSlices(journal, false);
     } catch (const Violation& violation) {
         throw Violation{"source " + std::to_string(source.number) + ", " +
                         Printable(source.run.generator) + " on " + Printable(source.run.host) +
@@ -48,16 +52,29 @@ void CheckSource(const std::string& path, const kzjournal::Source& source) {
     }
 }
 
+/// Sees whether the run at `path` is what the runs give that it was made of.
+void CheckMergeOf(const std::string& path) {
+    std::string difference;
+    try {
+        difference = CheckMerge(path);
+    } catch (const kzjournal::Error& error) {
+        difference = error.what();
+    }
+    if (!difference.empty()) throw Violation{difference};
+}
+
 /// What is right with the run, as a line. Throws Violation.
 std::string CheckRun(const std::string& path) {
     kzjournal::Reader journal(path);
-    const int slices = CheckSlices(journal);
+    const bool isMerged = IsMerged(journal);
+    const int slices = CheckSlices(journal, isMerged);
     int sources = 0;
     for (const kzjournal::Source& source : journal.Sources()) {
         if (source.isMerged) continue;
         CheckSource(path, source);
         ++sources;
     }
+    if (isMerged) CheckMergeOf(path);
     return std::to_string(slices) + " slices, every value accounted for" +
            (sources == 0 ? "" : ", as in its " + std::to_string(sources) + " sources");
 }

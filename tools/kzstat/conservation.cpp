@@ -4,6 +4,7 @@
 #include <limits>
 #include <set>
 
+#include "kzstatpointkind.h"
 #include "numbers.h"
 #include "texts.h"
 
@@ -37,7 +38,9 @@ double MagnitudeOf(const CKZStatAggregate& totals) {
     return std::fmin(std::sqrt(totals.count * squares), totals.count * std::fmax(extreme, 1));
 }
 
+/// Where the error has no bound, either sum may have overflowed on its way.
 bool AreClose(double a, double b, double error) {
+    if (error == Limits::infinity()) return true;
     if (std::isfinite(a) && std::isfinite(b)) return std::abs(a - b) <= error;
     return a == b || (std::isnan(a) && std::isnan(b));
 }
@@ -46,8 +49,10 @@ bool AreClose(double a, double b, double error) {
 
 std::string Conservation::Check(const kzjournal::Slice& slice) {
     std::string violation = CheckPlace(slice);
+    ++m_slices;
     m_sliceId = slice.id;
     m_elapsed = slice.elapsed;
+    m_endTime = slice.endTime;
     for (const CKZStatMessageRecord& record : slice.records)
         if (violation.empty()) violation = CheckRecord(record);
     if (violation.empty()) violation = CheckMissingNames(slice);
@@ -57,18 +62,31 @@ std::string Conservation::Check(const kzjournal::Slice& slice) {
 
 /// The end of a slice on the wall clock is that of the one before and the slice length, and the
 /// time since the start is the difference of two such: each may be off by half a step of doubles
-/// of its size. A pause moves all times after it to earlier ones.
+/// of its size. A pause moves all times since the start to earlier ones, but none on the wall
+/// clock.
 std::string Conservation::CheckPlace(const kzjournal::Slice& slice) {
-    if (slice.id != m_sliceId + 1) return "it comes after slice " + std::to_string(m_sliceId);
-    const double end = m_elapsed + m_sliceLength;
-    if (slice.elapsed <= end + StepAt(slice.endTime) + 2 * StepAt(end)) return {};
-    return "it ends at " + Exact(slice.elapsed) + " s instead of " + Exact(end) + " s";
+    const bool isInPlace = m_mayHaveGaps ? slice.id > m_sliceId : slice.id == m_sliceId + 1;
+    if (!isInPlace) return "it comes after slice " + std::to_string(m_sliceId);
+    const double length = (slice.id - m_sliceId) * m_sliceLength;
+    const double end = m_elapsed + length;
+    const double error = StepAt(slice.endTime) + 2 * StepAt(end);
+    if (!(slice.elapsed <= end + error))
+        return "it ends at " + Exact(slice.elapsed) + " s instead of " + Exact(end) + " s";
+    const double duration = slice.endTime - m_endTime;
+    if (m_sliceId == 0 || duration >= length - error) return {};
+    return "it takes " + ReadableNumber(duration) + " s on the wall clock instead of " +
+           Exact(length) + " s";
 }
 
 std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
     const std::string name = TextOf(record.name);
     const CKZStatAggregate& totals = record.totals;
-    Sums& sums = m_sums[name];
+    Sums& sums = m_sums.try_emplace(name, Sums{record.type}).first->second;
+    if (record.type != sums.type)
+        return Printable(name) + " is of type " + TypeText(record.type) + ", but was of type " +
+               TypeText(sums.type) + " before";
+    if (record.type != CKZStatPointTypeEnum::NotSet && !CKZStatPointKind::Find(record.type))
+        return Printable(name) + " is of the unknown type " + TypeText(record.type);
     sums.count += record.lasts.count;
     sums.sum += record.lasts.sum;
     sums.sumSqr += record.lasts.sumSqr;

@@ -10,21 +10,26 @@ namespace kzstat {
 
 /// Follows a run slice by slice and sees whether nothing is missing and nothing was counted twice:
 /// the ids have no gap, the times stand on the grid of the slices, and for every name the lasts
-/// add up to the totals, but for the rounding of the additions. Compatible.
+/// add up to the totals, but for the rounding of the additions. A name keeps its type. Compatible.
 class Conservation {
 public:
-    /// `sliceLength` in seconds.
-    explicit Conservation(double sliceLength) : m_sliceLength(sliceLength) {}
+    /// `sliceLength` in seconds. A merged run may have gaps in its ids, where none of its sources
+    /// has a slice.
+    explicit Conservation(double sliceLength, bool mayHaveGaps = false)
+        : m_sliceLength(sliceLength), m_mayHaveGaps(mayHaveGaps) {}
 
     /// What is wrong with the slice, as a line, or an empty text. REQUIRES: the slices come in the
     /// order of their ids; none comes after one that was wrong.
     std::string Check(const kzjournal::Slice& slice);
 
-    int Slices() const { return m_sliceId; }
+    int Slices() const { return m_slices; }
+    /// The id of the last slice; 0 where there was none.
+    int LastSliceId() const { return m_sliceId; }
 
 private:
     /// What the slices add up to under one name.
     struct Sums {
+        CKZStatPointTypeEnum::PointType type;
         double count = 0;
         double sum = 0;
         double sumSqr = 0;
@@ -36,8 +41,11 @@ private:
     std::string CheckMissingNames(const kzjournal::Slice& slice) const;
 
     const double m_sliceLength;
+    const bool m_mayHaveGaps;
+    int m_slices = 0;
     int m_sliceId = 0;
     double m_elapsed = 0;
+    double m_endTime = 0;
     std::unordered_map<std::string, Sums> m_sums;
 };
 

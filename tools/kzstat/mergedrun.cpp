@@ -15,10 +15,6 @@ using Record = CKZStatMessageRecord;
 
 constexpr char kGeneratorName[] = "merged";
 
-std::string TypeText(CKZStatPointTypeEnum::PointType type) {
-    return CKZStatPointTypeEnum::GetStringFromEnumType(type);
-}
-
 /// The runs that have slices of their own, in the order of their ids.
 std::vector<const MergeInput*> LeavesOf(const std::vector<MergeInput>& inputs) {
     std::vector<const MergeInput*> leaves;
@@ -102,14 +98,14 @@ MergedRun::MergedRun(const std::vector<MergeInput>& inputs) {
     CheckLengths(leaves);
     m_facts = FactsOf(leaves);
     for (const MergeInput* leaf : leaves)
-        m_leaves.emplace_back(*leaf, static_cast<int>(leaf - inputs.data()) + 1);
+        m_leaves.emplace_back(*leaf, static_cast<int>(leaf - inputs.data()) + 1, m_facts.startTime);
 }
 
 bool MergedRun::Next(MergedSlice& slice) {
     const std::optional<int> id = NextId();
     if (!id) return false;
     slice.parts.clear();
-    for (MergeLeaf& leaf : m_leaves) leaf.TakeUpTo(*id, m_facts.startTime, slice.parts);
+    for (MergeLeaf& leaf : m_leaves) leaf.TakeUpTo(*id, slice.parts);
     const double elapsed = *id * m_facts.sliceLength;
     slice.facts = {kGeneratorName, m_facts.sliceLength, *id, elapsed, m_facts.startTime + elapsed};
     slice.records = MergeRecords();
@@ -120,8 +116,8 @@ bool MergedRun::Next(MergedSlice& slice) {
 std::optional<int> MergedRun::NextId() {
     std::optional<int> next;
     for (MergeLeaf& leaf : m_leaves) {
-        if (leaf.Front() == nullptr) continue;
-        const int id = leaf.MergedId(m_facts.startTime);
+        if (!leaf.HasNext()) continue;
+        const int id = leaf.MergedId();
         next = std::min(next.value_or(id), id);
     }
     return next;

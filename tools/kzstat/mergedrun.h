@@ -25,8 +25,9 @@ struct MergedSlice {
 };
 
 /// Merges the runs of several generators of one test into one. Its slices begin with the first of
-/// all runs, and a slice of a run belongs to the one in which its middle lies on the wall clock. A
-/// run that has no slice there keeps its totals: so none is ever late.
+/// all runs. The first slice of a run belongs to the one in which its middle lies on the wall
+/// clock, and those after it to the ones after that. A run that has no slice there keeps its
+/// totals: so none is ever late.
 ///
 /// Made of the runs that have slices of their own, added in the order of their ids: the result is
 /// the same to the bit in whatever order and through however many merges they come. Compatible.
@@ -39,7 +40,7 @@ public:
     const kzjournal::Run& Facts() const { return m_facts; }
 
     /// Puts the next slice into `slice`; false where there is none. Throws `kzjournal::Error` where
-    /// a run cannot be read or a name has different types.
+    /// a run cannot be read, begins too long after the first one or has a name of different types.
     bool Next(MergedSlice& slice);
 
 private:

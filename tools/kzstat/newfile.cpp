@@ -15,6 +15,16 @@ namespace kzstat {
 namespace {
 
 constexpr mode_t kPermissions = 07777;
+constexpr mode_t kReadAndWrite = 0666;
+
+/// Those of `path` if it is there, and otherwise those that the user wants for new files.
+mode_t PermissionsFor(const std::string& path) {
+    struct stat facts = {};
+    if (stat(path.c_str(), &facts) == 0) return facts.st_mode & kPermissions;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return kReadAndWrite & ~mask;
+}
 
 /// A file that is renamed through a link would replace the link.
 std::string BehindLinks(const std::string& path) {
@@ -36,16 +46,18 @@ bool Sync(const std::string& path) {
 NewFile::NewFile(const std::string& path, bool replaces)
     : m_path(replaces ? BehindLinks(path) : path),
       m_replaces(replaces),
-      m_temporaryPath(m_path + ".XXXXXX") {
+      m_temporaryPath(m_path + ".merging-XXXXXX") {
     const int file = mkstemp(m_temporaryPath.data());
     if (file < 0) Fail();
-    struct stat facts = {};
-    if (m_replaces && stat(m_path.c_str(), &facts) == 0) fchmod(file, facts.st_mode & kPermissions);
+    fchmod(file, PermissionsFor(m_path));
     close(file);
 }
 
 NewFile::~NewFile() {
-    if (!m_isRenamed) unlink(m_temporaryPath.c_str());
+    if (m_isRenamed) return;
+    // A journal that was not closed leaves files beside its own.
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+        unlink((m_temporaryPath + suffix).c_str());
 }
 
 void NewFile::Rename() {

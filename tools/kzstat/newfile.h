@@ -10,10 +10,11 @@ namespace kzstat {
 class NewFile {
 public:
     /// Makes the temporary file, empty. A file that is there already is to be replaced, and its
-    /// permissions are kept, if `replaces` says so. Throws std::runtime_error with a line for the
-    /// user.
+    /// permissions are kept, if `replaces` says so; a new one has those that the umask allows.
+    /// Throws std::runtime_error with a line for the user. REQUIRES: no other thread makes files,
+    /// since the umask of the process is read by setting it.
     NewFile(const std::string& path, bool replaces);
-    /// Removes the temporary file unless it was renamed.
+    /// Removes the temporary file and what a journal has beside it, unless it was renamed.
     ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <limits>
 
+#include "kzstatpointkind.h"
 #include "ryp/truncate.h"
 
 namespace kzstat {
@@ -42,6 +43,11 @@ std::size_t LevelOf(double value, double least, double greatest) {
 
 std::string TextOf(const RWCString& text) {
     return {text.data(), text.length()};
+}
+
+std::string TypeText(CKZStatPointTypeEnum::PointType type) {
+    const bool isKnown = type == CKZStatPointTypeEnum::NotSet || CKZStatPointKind::Find(type);
+    return isKnown ? CKZStatPointTypeEnum::GetStringFromEnumType(type) : std::to_string(type);
 }
 
 std::string Printable(const std::string& text) {

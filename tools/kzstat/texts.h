@@ -4,11 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "kzstatpointtypeenum.h"
 #include "rw/cstring.h"
 
 namespace kzstat {
 
 std::string TextOf(const RWCString& text);
+
+/// "Timer"; the number where the type is none that is known.
+std::string TypeText(CKZStatPointTypeEnum::PointType type);
 
 /// With a '?' for each control character, so that a name neither breaks a line nor steers a
 /// terminal.

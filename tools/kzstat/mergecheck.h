@@ -1,0 +1,20 @@
+#ifndef KZSTAT_MERGECHECK_H
+#define KZSTAT_MERGECHECK_H
+
+#include <string>
+
+#include "kzjournalreader.h"
+
+namespace kzstat {
+
+/// Whether the run of the file was made of others: it names them, or its slices do.
+bool IsMerged(kzjournal::Reader& journal);
+
+/// Merges the runs that the merged run at `path` was made of once more, and compares: it must have
+/// the same slices, made of the same runs, with the same values. Returns the first difference as a
+/// line, or an empty text. Throws `kzjournal::Error` where the runs cannot be read or merged.
+std::string CheckMerge(const std::string& path);
+
+}  // namespace kzstat
+
+#endif
