@@ -208,6 +208,15 @@ TEST_F(HangingDisk, ASliceOfAnySizeIsKeptWhereNoneWaits) {
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
 }
 
+TEST_F(HangingDisk, AnEndThatIsNotNotedInTimeIsTold) {
+    disk.Hang();
+    EXPECT_EQ("closing " + path + " takes longer than 2 s; " + path +
+                  "-wal belongs to it: copy and move both together",
+              CloseTakingSeconds(2));
+    EXPECT_EQ(0, writer.LostSlices());
+    disk.Work();
+}
+
 TEST_F(HangingDisk, HoldsTheEndOfTheRunForTwoSeconds) {
     disk.Hang();
     AppendTakingSeconds(0.5);

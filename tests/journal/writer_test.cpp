@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "journal/journalfixture.h"
+#include "ryp/testclock.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ TEST_F(Writer, KeepsASliceThatIsWrittenTwiceOnce) {
 }
 
 TEST_F(Writer, ASliceThatComesAgainAfterItsChunkHasMovedChangesNothing) {
+    const RyPTestClock clock(1000);  // stands still: no write takes too long
     Open();
     const MadeSlice first = slices.NextSlice({{"logins", Types::Counter, {1}}});
     writer.Append(first.View());
@@ -68,6 +70,7 @@ TEST_F(Writer, HasAllInOneFileWhenTheRunHasEndedAlsoWhileSomebodyHasItOpen) {
 }
 
 TEST_F(Writer, TellsWhenAReaderKeepsTheFileFromStandingAlone) {
+    const RyPTestClock clock(1000);  // stands still: closing does not take too long
     Open();
     AppendLogins({10});
     sqlite3* other = nullptr;

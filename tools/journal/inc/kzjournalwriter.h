@@ -13,16 +13,18 @@ namespace kzjournal {
 class Worker;
 
 /// Keeps a run in a file: each slice that the generator's hook `SendSliceValues` hands over becomes
-/// one transaction, its message and its exact values. What `Append` has taken without a complaint
-/// outlives the process and the power supply.
+/// one transaction, its message and its exact values. What `Append` has taken outlives the process
+/// and the power supply, unless a trouble lasts.
 ///
 /// A thread of the writer does the writing, so that a disk that hangs holds nobody up: `Append`
 /// waits for it for 0.5 seconds at most and `Close` for 2. A slice that could not be written at
-/// once waits in memory and is tried again with the next one; what still waits when the run is
-/// closed, or finds no room in memory, is lost and counted.
+/// once waits in memory and is tried again with the next one, and those behind it wait as well.
+/// What still waits when the run is closed, or finds no room behind others in memory, is lost and
+/// counted.
 ///
 /// Nothing throws: each operation returns what went wrong, as a line for the user, or an empty
-/// text. One trouble is told once, not for every slice that it lasts.
+/// text. A trouble is told once, by the `Append` with which it begins, not for every slice that it
+/// lasts: until it has ended, slices wait in memory without a word. A loss is a trouble of its own.
 ///
 /// Compatible: used by one thread at a time.
 class KZJOURNAL_EXPORT Writer {
@@ -44,8 +46,9 @@ public:
     /// generator, with an id below 1, with an end that is no number, or with a name twice.
     std::string Append(const CKZStatSliceValues& slice);
 
-    /// Ends the run and returns how many slices were lost, as a line, where any were. A second
-    /// call does nothing.
+    /// Ends the run and returns how many slices were lost, as a line, where any were, and whether
+    /// the file stands alone, where it does not: then FILE-wal holds a part of the run and belongs
+    /// to it. A second call does nothing.
     std::string Close();
 
     /// Slices that are not in the file; final after `Close`.
