@@ -52,7 +52,8 @@ public:
     int AddLast(const char* name, double value, PointType type);
 
     /// Aggregates the cached values, in the order of their arrival. Always returns 1. Values that
-    /// could not be aggregated because memory ran out stay cached. Takes no lock where none are.
+    /// could not be aggregated because memory ran out stay cached. Takes no lock if
+    /// there are none.
     int FlushStatsCache();
 
     /// Replaces the aggregates and the type of a name. The sums of squares stored are the squares

@@ -11,7 +11,8 @@ inline bool KzIsTracing() {
     return __builtin_expect(RyPLog::IsEnabled(RyPLogLevel::Trace), 0);
 }
 
-/// Whoever reads traces knows these texts by their bytes: some end with a backslash and an n.
+/// A trace record. Its format is written byte for byte: the "\\n" that ends some of them stands for
+/// a backslash and an n, as the tools that read traces expect it.
 #define KZ_TRACE(...) RYP_TRACE(kLogScope, __VA_ARGS__)
 
 /// An error record; without arguments it carries no text, only the scope and its position.
