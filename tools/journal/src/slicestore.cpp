@@ -322,15 +322,14 @@ void SliceStore::End(double time, long long lostSlices, long long expectedSlices
 /// Returns what stood against it, or an empty text. Companions go as well unless somebody has the
 /// file open; they are empty then.
 std::string SliceStore::PutAllIntoTheFile() {
-    const std::string isRead = "another program reads " + m_path;
     try {
         if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = FULL");
         m_database.setBusyTimeout(kWaitForReadersMilliseconds);
         const bool isHindered =
             m_database.execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
         m_database.setBusyTimeout(kLockWaitMilliseconds);
-        if (isHindered) return isRead;
-        return LeaveTheLog() || m_safety == SafeAtOnce ? std::string() : isRead;
+        const bool isComplete = !isHindered && (LeaveTheLog() || m_safety == SafeAtOnce);
+        return isComplete ? std::string() : "another program reads " + m_path;
     } catch (const SQLite::Exception& error) {
         return Explain("write", m_path, error);
     }
