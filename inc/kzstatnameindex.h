@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kzstat_export.h"
 #include "ryp/texthash.h"
 
 /// Finds names by hash. It holds positions and hashes only: the names stay where they are, in a

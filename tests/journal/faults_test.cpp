@@ -60,6 +60,7 @@ TEST_F(Faults, TheFileKnowsOfSlicesThatWaitForOneThatCannotBeWritten) {
 }
 
 TEST_F(Faults, ASliceThatFailedWithinItsTransactionIsKeptByTheNextTry) {
+    const RyPTestClock clock(1000);  // stands still: no write takes too long
     const MadeSlice large = LargeSlice();
     disk.Fail(ENOSPC);
     EXPECT_NE("", writer.Append(large.View()));

@@ -69,10 +69,14 @@ private:
     std::string m_text;
 };
 
+namespace std {
+
 /// For unordered containers.
 template <>
-struct std::hash<RWCString> {
-    std::size_t operator()(const RWCString& text) const { return text.hash(); }
+struct hash<RWCString> {
+    size_t operator()(const RWCString& text) const { return text.hash(); }
 };
+
+}  // namespace std
 
 #endif
