@@ -33,6 +33,8 @@ class KZSTAT_EXPORT CKZStatMessageWriter {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
 
+    static constexpr char kFieldEnd = '\x01';  ///< follows each field, the last one too
+
     /// `text` must outlive the writer.
     explicit CKZStatMessageWriter(RWCString& text) : m_text(text) {}
 

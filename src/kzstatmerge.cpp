@@ -3,16 +3,25 @@
 #include <algorithm>
 #include <iterator>
 
-bool CKZStatMerge::Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
-                       const CKZStatAggregate& lasts) {
-    CKZStatMessageRecord& known = m_records[FindOrCreate(name, type)];
-    if (known.type != type) {
-        m_conflicts.push_back({known.name, known.type, type});
-        return false;
-    }
+namespace {
+
+/// Returns false for a conflict of types.
+bool AddTo(CKZStatMessageRecord& known, CKZStatPointTypeEnum::PointType type,
+           const CKZStatAggregate& totals, const CKZStatAggregate& lasts) {
+    if (known.type != type) return false;
     known.totals.Add(totals);
     known.lasts.Add(lasts);
     return true;
+}
+
+}  // namespace
+
+bool CKZStatMerge::Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
+                       const CKZStatAggregate& lasts) {
+    CKZStatMessageRecord& known = m_records[FindOrCreate(name, type)];
+    if (AddTo(known, type, totals, lasts)) return true;
+    m_conflicts.push_back({known.name, known.type, type});
+    return false;
 }
 
 bool CKZStatMerge::Add(const CKZStatMessageRecord& record) {
@@ -44,12 +53,8 @@ void CKZStatMerge::AddAll(const Records& records, const NameOf& nameOf) {
     std::move(conflicts.begin(), conflicts.end(), std::back_inserter(m_conflicts));
 
     std::size_t next = 0;
-    for (const auto& record : records) {
-        CKZStatMessageRecord& known = m_records[positions[next++]];
-        if (known.type != record.type) continue;
-        known.totals.Add(record.totals);
-        known.lasts.Add(record.lasts);
-    }
+    for (const auto& record : records)
+        AddTo(m_records[positions[next++]], record.type, record.totals, record.lasts);
 }
 
 const CKZStatMessageRecord* CKZStatMerge::FindRecord(std::string_view name) const {

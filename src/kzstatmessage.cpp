@@ -11,8 +11,6 @@
 
 namespace {
 
-/// Follows each field, the last one too.
-constexpr char kFieldEnd = '\x01';
 constexpr int kDecimals = 3;
 
 bool IsDigits(std::string_view text) {
@@ -50,7 +48,7 @@ public:
 
     bool Read(std::string_view& field) {
         m_position = m_next;
-        const std::size_t end = m_text.find(kFieldEnd, m_next);
+        const std::size_t end = m_text.find(CKZStatMessageWriter::kFieldEnd, m_next);
         if (end == std::string_view::npos) return false;
         field = m_text.substr(m_next, end - m_next);
         m_next = end + 1;

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "kzstatlog.h"
+#include "kzstatmessage.h"
 #include "ryp/clock.h"
 
 namespace {
@@ -20,7 +21,6 @@ constexpr int kOwnClientId = 0;
 constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr double kLongestWaitSeconds = 3600;  // of one wait, which may be begun again
 constexpr double kPauseWithoutMemorySeconds = 0.1;
-constexpr char kSeparator = '\x01';
 
 /// The run whose loop this thread is.
 thread_local const CKZStatRunState* loopOf = nullptr;
@@ -33,7 +33,7 @@ long MillisecondsUntil(double time) {
 }
 
 bool CanStandInMessage(const char* name) {
-    return name != nullptr && std::strchr(name, kSeparator) == nullptr;
+    return name != nullptr && std::strchr(name, CKZStatMessageWriter::kFieldEnd) == nullptr;
 }
 
 RWCString CountedLine(long long count, const char* singular, const char* plural) {

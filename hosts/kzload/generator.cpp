@@ -74,7 +74,7 @@ void Generator::SendSliceValues(const CKZStatSliceValues& slice) {
 }
 
 int Generator::SendDictionaryString(RWCString& text, double, const char*) {
-    const std::string failure = m_messages.Append({text.data(), text.length()});
+    const std::string failure = m_messages.Append(text.view());
     m_terminal.Complain(failure);
     return failure.empty() ? 1 : 0;
 }

@@ -26,7 +26,7 @@ struct MadeSlice {
     std::vector<CKZStatMessageRecord> records;
 
     CKZStatSliceValues View() const { return CKZStatSliceValues(facts, message, records); }
-    std::string Text() const { return std::string(message.data(), message.length()); }
+    std::string Text() const { return std::string(message.view()); }
 };
 
 /// Makes the slices that a generator would send, without its threads and clock.

@@ -41,8 +41,10 @@ public:
         }
     }
 
+    const char* Unit() const { return m_kind != nullptr ? m_kind->unit : ""; }
+
     std::optional<double> Current() const {
-        return Get(Reads(m_kind, CKZStatPointKind::Sampled) ? StatLastAverage : StatLastSum);
+        return m_kind != nullptr ? Get(m_kind->CurrentValueIndex()) : std::nullopt;
     }
 
     std::optional<CKZStatDeviation> Deviation() const {
@@ -89,11 +91,10 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     const MeaningfulStatistics meaningful(record);
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
     Statistics statistics;
     statistics.name = TextOf(record.name);
     statistics.type = record.type;
-    if (kind != nullptr) statistics.unit = kind->unit;
+    statistics.unit = meaningful.Unit();
     statistics.count = meaningful.Get(StatCount);
     statistics.rate = meaningful.Rate(seconds);
     statistics.minimum = meaningful.Get(StatMin);

@@ -42,7 +42,7 @@ std::size_t LevelOf(double value, double least, double greatest) {
 }  // namespace
 
 std::string TextOf(const RWCString& text) {
-    return {text.data(), text.length()};
+    return std::string(text.view());
 }
 
 std::string TypeText(CKZStatPointTypeEnum::PointType type) {

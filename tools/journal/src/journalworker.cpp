@@ -22,8 +22,8 @@ std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
     return bytes;
 }
 
-Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice) {
-    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, BytesOf(slice)};
+Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice, std::size_t bytes) {
+    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, bytes};
     copy.records.reserve(slice.GetRecords().size());
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         copy.records.push_back({RWCString(record.name.data(), record.name.size()), record.type,
@@ -37,7 +37,7 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
         const std::size_t bytes = BytesOf(slice);
         // One alone is taken whatever its size: the bound is for those that wait behind it.
         if (!m_queue.empty() && m_queuedBytes + bytes > kMostQueuedBytes) return false;
-        m_queue.push_back(CopyOf(slice));
+        m_queue.push_back(CopyOf(slice, bytes));
         m_queuedBytes += bytes;
         return true;
     } catch (const std::bad_alloc&) {

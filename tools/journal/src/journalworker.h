@@ -63,7 +63,7 @@ private:
     };
 
     static std::size_t BytesOf(const CKZStatSliceValues& slice);
-    static WaitingSlice CopyOf(const CKZStatSliceValues& slice);
+    static WaitingSlice CopyOf(const CKZStatSliceValues& slice, std::size_t bytes);
     bool Enqueue(const CKZStatSliceValues& slice) RYP_REQUIRES(m_lock);
     long long ExpectedSlices() const RYP_REQUIRES(m_lock) { return m_appended - m_repeated; }
     bool WaitForWork();

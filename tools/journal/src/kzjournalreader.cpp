@@ -195,7 +195,7 @@ std::unordered_map<std::string, CKZStatAggregate> Reader::State::SumsOf(const Ti
         std::unordered_map<std::string, CKZStatAggregate> byName;
         for (const auto& [id, sum] : sums)
             if (const RWCString* const name = loader.FindName(id))
-                byName.emplace(std::string(name->data(), name->length()), sum);
+                byName.emplace(std::string(name->view()), sum);
         return byName;
     });
 }
@@ -288,7 +288,7 @@ std::vector<Name> Reader::Names() {
     if (!last) return names;
     // Totals never forget a name, so that the last slice has them all.
     for (const CKZStatMessageRecord& record : last->records)
-        names.push_back({{record.name.data(), record.name.length()}, record.type});
+        names.push_back({std::string(record.name.view()), record.type});
     std::sort(names.begin(), names.end(),
               [](const Name& a, const Name& b) { return a.name < b.name; });
     return names;
@@ -330,7 +330,7 @@ std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
     if (range.from <= 0) return std::move(last->records);
     auto sums = m_state->SumsOf(range);
     for (CKZStatMessageRecord& record : last->records)
-        record.totals = sums[{record.name.data(), record.name.length()}];
+        record.totals = sums[std::string(record.name.view())];
     return std::move(last->records);
 }
 

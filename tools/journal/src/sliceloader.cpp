@@ -144,8 +144,8 @@ void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
     const CKZStatMessageRecord& record = slice.records.emplace_back(CKZStatMessageRecord{
         *name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
         AggregateAt(row, 9), AggregateAt(row, 4)});
-    unverified.computed.Add({name->data(), name->length()}, record.type, record.totals,
-                            record.lasts, BytesAt(row, 14));
+    unverified.computed.Add(name->view(), record.type, record.totals, record.lasts,
+                            BytesAt(row, 14));
 }
 
 const RWCString* SliceLoader::FindName(std::int64_t id) {

@@ -69,13 +69,9 @@ void BindOptional(SQLite::Statement& statement, int column, const std::optional<
         statement.bind(column);
 }
 
-std::string_view TextOf(const RWCString& text) {
-    return {text.data(), text.length()};
-}
-
 int64_t ChecksumOf(const CKZStatSliceValues& slice) {
     SliceChecksum checksum(slice.GetSliceId(), slice.GetElapsed(), slice.GetEndTime(),
-                           TextOf(slice.GetMessage()));
+                           slice.GetMessage().view());
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         checksum.Add(record.name, record.type, record.totals, record.lasts, {});
     return checksum.Value();
@@ -156,9 +152,9 @@ SliceStore::Outcome SliceStore::Write(int run, const CKZStatSliceValues& slice,
 /// Empty where nothing speaks against the slice.
 std::string SliceStore::RefusalOf(int run, const CKZStatSliceValues& slice) const {
     const std::string& generator = m_runs.at(static_cast<std::size_t>(run)).generator;
-    if (TextOf(slice.GetGeneratorName()) != generator)
+    if (slice.GetGeneratorName().view() != generator)
         return "cannot keep a slice of the generator " +
-               std::string(TextOf(slice.GetGeneratorName())) + " in " + m_path +
+               std::string(slice.GetGeneratorName().view()) + " in " + m_path +
                ": it holds a run of " + generator;
     if (slice.GetSliceId() < 1)
         return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
@@ -190,7 +186,7 @@ SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& sl
 }
 
 bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice) {
-    const std::string_view message = TextOf(slice.GetMessage());
+    const std::string_view message = slice.GetMessage().view();
     // Not `reset`, here and below: it would throw once more what the statement met last time.
     m_insertSlice.tryReset();
     m_insertSlice.bind(1, run);
