@@ -7,16 +7,12 @@
 #include <random>
 #include <vector>
 
+#include "support/aggregates.h"
+
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 const double kNaN = std::nan("");
-
-CKZStatAggregate Of(const std::vector<double>& values) {
-    CKZStatAggregate aggregate;
-    for (const double value : values) aggregate.Add(value);
-    return aggregate;
-}
 
 void ExpectEqual(const CKZStatAggregate& a, const CKZStatAggregate& b) {
     EXPECT_EQ(a.minimum, b.minimum);

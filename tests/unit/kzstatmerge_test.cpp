@@ -10,16 +10,11 @@
 
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatpointbuilder.h"
+#include "support/aggregates.h"
 
 namespace {
 
 using Types = CKZStatPointTypeEnum;
-
-CKZStatAggregate Of(const std::vector<double>& values) {
-    CKZStatAggregate aggregate;
-    for (const double value : values) aggregate.Add(value);
-    return aggregate;
-}
 
 TEST(Merge, AddsRecordsOfOneName) {
     CKZStatMerge merge;

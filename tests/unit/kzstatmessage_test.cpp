@@ -108,15 +108,21 @@ TEST(StatMessage, FindsEachOfManyRecordsAlsoInACopy) {
     EXPECT_EQ(copy.FindRecord("1000errors"), nullptr);
 }
 
+/// The message of what a dictionary dumped.
+CKZStatMessage MessageOf(RWCString records, CKZStatMessage::RecordForm form) {
+    CKZStatMessage message;
+    std::size_t fault = 0;
+    EXPECT_TRUE(message.Read(records.prepend(Fields(kHeader).c_str()), form, fault)) << fault;
+    return message;
+}
+
 TEST(StatMessage, TakesAveragesFromTheSums) {
     CKZStatGenMeasurementDictionary dictionary;
     for (int i = 0; i < 1000; ++i) dictionary.AddLast("seconds", 0.0004, Types::Timer);
     RWCString text;
-    std::size_t fault = 0;
-    CKZStatMessage message;
     dictionary.DumpDict(text);
-    ASSERT_TRUE(
-        message.Read(text.prepend(Fields(kHeader).c_str()), CKZStatMessage::FullRecords, fault));
+    const CKZStatMessage message = MessageOf(text, CKZStatMessage::FullRecords);
+    ASSERT_NE(message.FindRecord("seconds"), nullptr);
     EXPECT_DOUBLE_EQ(message.FindRecord("seconds")->GetItem(1).average, 0.0004);
     EXPECT_DOUBLE_EQ(message.FindRecord("seconds")->GetItem(1).lastAverage, 0.0004);
 }
@@ -182,19 +188,16 @@ TEST(StatMessage, ReadsWhatADictionaryDumps) {
     dictionary.AddLast("odd", HUGE_VAL, Types::AccumulatorPerSec);
     dictionary.AddLast("odd", -HUGE_VAL, Types::AccumulatorPerSec);
     RWCString records;
-    std::size_t fault = 0;
-    CKZStatMessage message;
-
     dictionary.DumpDict(records);
-    EXPECT_TRUE(
-        message.Read(records.prepend(Fields(kHeader).c_str()), CKZStatMessage::FullRecords, fault));
-    EXPECT_EQ(message.FindRecord("")->totals.minimum, -1e308);
-    EXPECT_TRUE(std::isnan(message.FindRecord("odd")->totals.sum));
+    const CKZStatMessage full = MessageOf(records, CKZStatMessage::FullRecords);
+    ASSERT_EQ(full.GetRecords().size(), 2U);
+    EXPECT_EQ(full.FindRecord("")->totals.minimum, -1e308);
+    EXPECT_TRUE(std::isnan(full.FindRecord("odd")->totals.sum));
 
     dictionary.DumpLasts(records);
-    EXPECT_TRUE(message.Read(records.prepend(Fields(kHeader).c_str()), CKZStatMessage::LastsRecords,
-                             fault));
-    EXPECT_EQ(message.FindRecord("odd")->type, Types::AccumulatorPerSec);
+    const CKZStatMessage lasts = MessageOf(records, CKZStatMessage::LastsRecords);
+    ASSERT_NE(lasts.FindRecord("odd"), nullptr);
+    EXPECT_EQ(lasts.FindRecord("odd")->type, Types::AccumulatorPerSec);
 }
 
 TEST(StatMessage, FindsANameWithANul) {
