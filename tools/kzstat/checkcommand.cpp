@@ -7,14 +7,10 @@
 #include "kzjournalreader.h"
 #include "mergecheck.h"
 #include "texts.h"
+#include "violation.h"
 
 namespace kzstat {
 namespace {
-
-/// Ends the walk through the slices at the first violation.
-struct Violation {
-    std::string text;
-};
 
 /// Returns the number of slices. Throws Violation.
 int CheckSlices(kzjournal::Reader& journal, bool isMerged) {
@@ -23,10 +19,8 @@ int CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     const long long lost = journal.LostSlices();
     Conservation conservation(journal.Facts().sliceLength, isMerged);
     try {
-        journal.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) {
-            const std::string violation = conservation.Check(slice);
-            if (!violation.empty()) throw Violation{violation};
-        });
+        journal.ForEachSliceAfter(
+            0, [&](const kzjournal::Slice& slice) { ThrowIfViolated(conservation.Check(slice)); });
     } catch (const kzjournal::Error& damage) {
         throw Violation{damage.what()};
     }
@@ -54,13 +48,11 @@ void CheckSource(const std::string& path, const kzjournal::Source& source) {
 
 /// Sees whether the run at `path` is what the runs give that it was made of.
 void CheckMergeOf(const std::string& path) {
-    std::string difference;
     try {
-        difference = CheckMerge(path);
+        CheckMerge(path);
     } catch (const kzjournal::Error& error) {
-        difference = error.what();
+        throw Violation{error.what()};
     }
-    if (!difference.empty()) throw Violation{difference};
 }
 
 /// What is right with the run, as a line. Throws Violation.

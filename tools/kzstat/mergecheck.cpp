@@ -6,6 +6,7 @@
 
 #include "mergedrun.h"
 #include "texts.h"
+#include "violation.h"
 
 namespace kzstat {
 namespace {
@@ -44,8 +45,9 @@ std::string SliceText(int id) {
 /// The slices of a merged run beside those that its sources give.
 class MergeComparison {
 public:
-    explicit MergeComparison(const std::string& path)
-        : m_links(path), m_inputs(MergeInputsOf({path})), m_merge(m_inputs) {}
+    /// `journal` is that of the run at `path` and must outlive this.
+    MergeComparison(kzjournal::Reader& journal, const std::string& path)
+        : m_journal(journal), m_inputs(MergeInputsOf({path})), m_merge(m_inputs) {}
 
     /// What is wrong with the next slice, or an empty text.
     std::string Check(kzjournal::Slice slice) {
@@ -54,7 +56,7 @@ public:
         if (hasNext && id < slice.id) return MissingText();
         if (!hasNext || id > slice.id) return SliceText(slice.id) + "no source has a slice in it";
         const std::vector<int> sources = Sources();
-        const std::vector<int> named = m_links.SourcesOfSlice(id);
+        const std::vector<int> named = m_journal.SourcesOfSlice(id);
         if (named != sources)
             return SliceText(id) + "it was made of " + NumbersText(named) + ", but " +
                    NumbersText(sources) + (sources.size() == 1 ? " has" : " have") +
@@ -94,15 +96,10 @@ private:
                " is not what its sources give";
     }
 
-    kzjournal::Reader m_links;
+    kzjournal::Reader& m_journal;
     const std::vector<MergeInput> m_inputs;
     MergedRun m_merge;
     MergedSlice m_merged;
-};
-
-/// Ends the walk through the slices.
-struct Difference {
-    std::string text;
 };
 
 }  // namespace
@@ -111,18 +108,12 @@ bool IsMerged(kzjournal::Reader& journal) {
     return !journal.Sources().empty() || !journal.SourcesOfSlice(journal.LastSliceId()).empty();
 }
 
-std::string CheckMerge(const std::string& path) {
+void CheckMerge(const std::string& path) {
     kzjournal::Reader journal(path);
-    MergeComparison comparison(path);
-    try {
-        journal.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) {
-            const std::string text = comparison.Check(slice);
-            if (!text.empty()) throw Difference{text};
-        });
-    } catch (const Difference& difference) {
-        return difference.text;
-    }
-    return comparison.CheckEnd();
+    MergeComparison comparison(journal, path);
+    journal.ForEachSliceAfter(
+        0, [&](const kzjournal::Slice& slice) { ThrowIfViolated(comparison.Check(slice)); });
+    ThrowIfViolated(comparison.CheckEnd());
 }
 
 }  // namespace kzstat

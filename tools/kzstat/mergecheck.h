@@ -11,9 +11,9 @@ namespace kzstat {
 bool IsMerged(kzjournal::Reader& journal);
 
 /// Merges the runs that the merged run at `path` was made of once more, and compares: it must have
-/// the same slices, made of the same runs, with the same values. Returns the first difference as a
-/// line, or an empty text. Throws `kzjournal::Error` where the runs cannot be read or merged.
-std::string CheckMerge(const std::string& path);
+/// the same slices, made of the same runs, with the same values. Throws `Violation` at the first
+/// difference, and `kzjournal::Error` where the runs cannot be read or merged.
+void CheckMerge(const std::string& path);
 
 }  // namespace kzstat
 
