@@ -87,11 +87,12 @@ private:
 
     void Empty();
     void EmptyLasts();
-    void AddLastQuietly(double value);
-    void AddLastAndTrace(double value);
-    void AddQuietly(const CKZStatGenMeasurement& source);
+    void TakeValue(double value);
+    void TraceValue(double value) const;
+    void Add(const CKZStatGenMeasurement& source);
     void AddAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
-    void AddAggregatesAndTrace(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
+    void TraceAddition(double sum, double sumSqr, bool isAdded) const;
+    void TraceTotals(const char* occasion) const;
 
     double m_stddev;         // set by Reset only: nobody computes it
     double m_reservedTotal;  // set by Reset only
@@ -113,7 +114,7 @@ inline void CKZStatGenMeasurement::TakeValue(CKZStatAggregate& aggregate, double
     aggregate.sumSqr += value * value;
 }
 
-inline void CKZStatGenMeasurement::AddLastQuietly(double value) {
+inline void CKZStatGenMeasurement::TakeValue(double value) {
     TakeValue(m_totals, value);
     TakeValue(m_lasts, value);
 }

@@ -133,8 +133,8 @@ private:
     int FlushWhileNobodyReports();
     bool HasNothingToFlush() const;
     void FlushValues();
-    static void AddAndTrace(const CKZStatGenStatsCache::Value& cached,
-                            CKZStatGenMeasurement& measurement);
+    static void TraceFlushed(const CKZStatGenStatsCache::Value& cached,
+                             const CKZStatGenMeasurement& measurement);
     void FetchForFlush(int newest);
     void FetchRest(int count);
     void FetchMeasurement(int position);

@@ -75,19 +75,22 @@ bool CKZStatGenMeasurement::IsResetLasts() {
 
 void CKZStatGenMeasurement::AddLast(double value) {
     m_isChanged = true;
-    if (KzIsTracing())
-        AddLastAndTrace(value);
-    else
-        AddLastQuietly(value);
+    TakeValue(value);
+    if (KzIsTracing()) TraceValue(value);
 }
 
-void CKZStatGenMeasurement::AddLastAndTrace(double value) {
+/// REQUIRES: `value` was taken last.
+void CKZStatGenMeasurement::TraceValue(double value) const {
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::AddLast ( %d )", Whole(value));
-    TakeValue(m_totals, value);
     KZ_TRACE(" tsum = %d    tsumSqr = %d\\n", Whole(m_totals.sum), Whole(m_totals.sumSqr));
     KZ_TRACE(kRule);
-    TakeValue(m_lasts, value);
+}
+
+void CKZStatGenMeasurement::TraceTotals(const char* occasion) const {
+    KZ_TRACE(occasion);
+    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
+             Whole(m_totals.sumSqr));
 }
 
 void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count, double sum,
@@ -102,37 +105,31 @@ void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count,
 
 void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddType) {
     m_isChanged = true;
-    AddQuietly(source);
+    Add(source);
 }
 
-void CKZStatGenMeasurement::AddQuietly(const CKZStatGenMeasurement& source) {
+void CKZStatGenMeasurement::Add(const CKZStatGenMeasurement& source) {
     AddAggregates(source.m_totals, source.m_lasts);
 }
 
 void CKZStatGenMeasurement::AddAggregates(const CKZStatAggregate& totals,
                                           const CKZStatAggregate& lasts) {
-    if (KzIsTracing()) {
-        AddAggregatesAndTrace(totals, lasts);
-        return;
+    // For the trace, before a measurement that is added to itself changes them.
+    const double sum = totals.sum;
+    const double sumSqr = totals.sumSqr;
+    const bool isAdded = totals.count != 0;
+    if (isAdded) {
+        TakeAggregate(m_totals, totals);
+        if (lasts.count != 0) TakeAggregate(m_lasts, lasts);
     }
-    if (totals.count == 0) return;
-    TakeAggregate(m_totals, totals);
-    if (lasts.count == 0) return;
-    TakeAggregate(m_lasts, lasts);
+    if (KzIsTracing()) TraceAddition(sum, sumSqr, isAdded);
 }
 
-void CKZStatGenMeasurement::AddAggregatesAndTrace(const CKZStatAggregate& totals,
-                                                  const CKZStatAggregate& lasts) {
+void CKZStatGenMeasurement::TraceAddition(double sum, double sumSqr, bool isAdded) const {
     KZ_TRACE(kRule);
-    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n", Whole(totals.sum),
-             Whole(totals.sumSqr));
-    if (totals.count == 0) return;
-    TakeAggregate(m_totals, totals);
-    KZ_TRACE(" After Add, the values are :");
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
-             Whole(m_totals.sumSqr));
-    if (lasts.count == 0) return;
-    TakeAggregate(m_lasts, lasts);
+    KZ_TRACE(" CKZStatGenMeasurement::AddValues (sum = %d  sSqr = %d)\\n", Whole(sum),
+             Whole(sumSqr));
+    if (isAdded) TraceTotals(" After Add, the values are :");
 }
 
 void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count, double sum,
@@ -145,9 +142,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
     m_totals = {minimum, maximum, static_cast<double>(count), sum, sumSqr};
     m_lasts = {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr};
     m_type = type;
-    KZ_TRACE(" After Set, the values are :");
-    KZ_TRACE(" array[tsum] = %d    array[tsumSqr] = %d\\n", Whole(m_totals.sum),
-             Whole(m_totals.sumSqr));
+    TraceTotals(" After Set, the values are :");
     KZ_TRACE(kRule);
 }
 

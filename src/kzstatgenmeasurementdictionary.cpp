@@ -149,10 +149,8 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
         for (CKZStatGenStatsCache::Reader next(m_statsCache); flushed < count; ++flushed) {
             const CKZStatGenStatsCache::Value cached = next();
             CKZStatGenMeasurement* const measurement = MeasurementFor(cached, m_expected[flushed]);
-            if (isTracing)
-                AddAndTrace(cached, *measurement);
-            else
-                measurement->AddLastQuietly(cached.value);
+            measurement->TakeValue(cached.value);
+            if (isTracing) TraceFlushed(cached, *measurement);
         }
     } catch (...) {
         m_statsCache.DropFirst(flushed);
@@ -161,10 +159,10 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
     m_statsCache.Clear();
 }
 
-void CKZStatGenMeasurementDictionary::AddAndTrace(const CKZStatGenStatsCache::Value& cached,
-                                                  CKZStatGenMeasurement& measurement) {
+void CKZStatGenMeasurementDictionary::TraceFlushed(const CKZStatGenStatsCache::Value& cached,
+                                                   const CKZStatGenMeasurement& measurement) {
     KZ_TRACE("Adding stat: %s=%f", Printable(cached.name), cached.value);
-    measurement.AddLast(cached.value);
+    measurement.TraceValue(cached.value);
 }
 
 /// The measurement of a cached value, which is expected at that position.
@@ -274,7 +272,7 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
     const std::vector<Addition> additions = PrepareAdditions(*source);
-    for (const Addition& addition : additions) addition.target->AddQuietly(*addition.source);
+    for (const Addition& addition : additions) addition.target->Add(*addition.source);
 }
 
 std::vector<CKZStatGenMeasurementDictionary::Addition>
