@@ -13,6 +13,7 @@
 #include "rw/hashdict.h"
 #include "rw/mutex.h"
 #include "rw/recursive.h"
+#include "ryp/annotations.h"
 #include "ryp/arena.h"
 #include "ryp/collectablestring.h"
 
@@ -132,19 +133,21 @@ private:
     /// closed the slice.
     int FlushWhileNobodyReports();
     bool HasNothingToFlush() const;
-    void FlushValues();
+    void FlushValues() RYP_REQUIRES(*m_lock);
     static void TraceFlushed(const CKZStatGenStatsCache::Value& cached,
                              const CKZStatGenMeasurement& measurement);
     void FetchForFlush(int newest);
     void FetchRest(int count);
     void FetchMeasurement(int position);
-    CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached,
-                                          Index expected);
+    CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached, Index expected)
+        RYP_REQUIRES(*m_lock);
     std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
     CKZStatGenMeasurement* Find(std::string_view name) const;
     CKZStatGenMeasurement* Find(std::string_view name, unsigned hash) const;
-    CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type);
-    CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type);
+    CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type)
+        RYP_REQUIRES(*m_lock);
+    CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type)
+        RYP_REQUIRES(*m_lock);
     void ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar);
     double CountValues() const;
     bool HasChanged() const {
@@ -168,7 +171,7 @@ private:
     Index m_expected[CKZStatGenStatsCache::kCapacity];  // where cached names should be
     CKZStatGenStatsCache m_statsCache;
     const std::unique_ptr<Lock> m_lock;
-    RyPArena m_arena;  // of the names and measurements made here
+    RyPArena m_arena RYP_GUARDED_BY(*m_lock);  // of the names and measurements made here
     // Entries, and bytes of the arena, when the newest was made, for readers without m_lock.
     // Relaxed: an estimate is enough for them.
     std::atomic<std::size_t> m_namesMade;

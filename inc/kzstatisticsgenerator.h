@@ -123,8 +123,8 @@ private:
     int m_countZ0 RYP_GUARDED_BY(*m_lock);
     const bool m_ownsDictionaries;
     CKZStatGenMain* const m_main;
-    // Dictionaries under a client id that has one in the map already. Added to under m_lock.
-    std::vector<FurtherDictionary> m_furtherDictionaries;
+    // Dictionaries under a client id that has one in the map already.
+    std::vector<FurtherDictionary> m_furtherDictionaries RYP_GUARDED_BY(*m_lock);
     // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
     // is used again.
     const std::uint64_t m_number;

@@ -227,9 +227,10 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
 }
 
 /// Room for as many names as `similar` has. Does not wait for its lock: the pack thread may hold it
-/// for long, and whoever makes this dictionary keeps every client waiting.
-void CKZStatGenMeasurementDictionary::ExpectNamesOf(
-    const CKZStatGenMeasurementDictionary& similar) {
+/// for long, and whoever makes this dictionary keeps every client waiting. Unchecked by the
+/// analysis: nobody else knows this dictionary yet. REQUIRES: it is new.
+void CKZStatGenMeasurementDictionary::ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar)
+    RYP_NO_THREAD_SAFETY_ANALYSIS {
     Reserve(similar.m_namesMade.load(std::memory_order_relaxed));
     m_arena.Reserve(similar.m_bytesMade.load(std::memory_order_relaxed));
 }
@@ -275,8 +276,11 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
     for (const Addition& addition : additions) addition.target->Add(*addition.source);
 }
 
+/// Unchecked by the analysis: what is merged into belongs to the thread that merges, so that this
+/// dictionary's lock is not taken.
 std::vector<CKZStatGenMeasurementDictionary::Addition>
-CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDictionary& source) {
+CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDictionary& source)
+    RYP_NO_THREAD_SAFETY_ANALYSIS {
     std::vector<Addition> additions;
     additions.reserve(source.entries());
     for (const Entry& entry : source.Entries()) {

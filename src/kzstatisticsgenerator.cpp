@@ -86,8 +86,10 @@ RWMutexLock& CKZStatGenSlice::ClientsLock() const {
     return *m_main->m_clientsLock;
 }
 
+/// Unchecked by the analysis: the lock is held as long as the slice is current; afterwards it is
+/// the pack thread's, and nobody adds to it.
 template <class Visitor>
-void CKZStatGenSlice::ForEachDictionary(Visitor visit) const {
+void CKZStatGenSlice::ForEachDictionary(Visitor visit) const RYP_NO_THREAD_SAFETY_ANALYSIS {
     for (const Entry& entry : Entries())
         if (entry.value != nullptr) visit(IdOf(entry.key), *DictionaryOf(entry.value));
     for (const FurtherDictionary& further : m_furtherDictionaries)

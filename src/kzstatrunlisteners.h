@@ -28,18 +28,20 @@ public:
     /// Returns false for an empty function and once closed.
     bool Add(Function function) {
         if (!function) return false;
-        auto added = std::make_unique<Listener>();
-        added->function = std::move(function);
+        auto added = std::make_unique<Function>(std::move(function));
         const RWMutexLock::LockGuard guard(m_lock);
-        if (!m_isClosed) m_listeners.push_back(std::move(added));
-        return !m_isClosed;
+        if (m_isClosed) return false;
+        m_functions.reserve(m_functions.size() + 1);
+        m_failures.emplace_back();
+        m_functions.push_back(std::move(added));
+        return true;
     }
 
     /// Calls each function that was there before the call as long as `mayGoOn()`. Never throws.
     template <class MayGoOn>
     void CallAll(Argument& argument, MayGoOn mayGoOn) {
         const std::size_t count = Count();
-        for (std::size_t i = 0; i < count && mayGoOn(); ++i) Call(At(i), argument, i);
+        for (std::size_t i = 0; i < count && mayGoOn(); ++i) Call(i, argument);
     }
 
     /// Destroys the functions. Called by the thread that calls them, or where there is none.
@@ -50,54 +52,54 @@ public:
         }
         // Without the lock: what a function captured may come back here when it is destroyed.
         const std::size_t count = Count();
-        for (std::size_t i = 0; i < count; ++i) At(i).function = nullptr;
+        for (std::size_t i = 0; i < count; ++i) At(i) = nullptr;
     }
 
     void AppendComplaints(std::vector<RWCString>& complaints) const {
         const RWMutexLock::LockGuard guard(m_lock);
-        for (std::size_t i = 0; i < m_listeners.size(); ++i) {
-            const Listener& listener = *m_listeners[i];
-            if (listener.failures == 0) continue;
+        for (std::size_t i = 0; i < m_failures.size(); ++i) {
+            const Failures& failures = m_failures[i];
+            if (failures.count == 0) continue;
             const std::string line = std::string(m_kind) + " " + std::to_string(i + 1) + " threw " +
-                                     std::to_string(listener.failures) +
-                                     (listener.failures == 1 ? " time: " : " times, first: ") +
-                                     listener.firstFailure;
+                                     std::to_string(failures.count) +
+                                     (failures.count == 1 ? " time: " : " times, first: ") +
+                                     failures.first;
             complaints.emplace_back(line.data(), line.size());
         }
     }
 
 private:
-    struct Listener {
-        Function function;           // the calling thread's
-        long long failures = 0;      // under m_lock
-        std::string firstFailure{};  // under m_lock
+    struct Failures {
+        long long count = 0;
+        std::string first{};
     };
 
     std::size_t Count() const {
         const RWMutexLock::LockGuard guard(m_lock);
-        return m_listeners.size();
+        return m_functions.size();
     }
-    Listener& At(std::size_t index) const {
+    Function& At(std::size_t index) const {
         const RWMutexLock::LockGuard guard(m_lock);
-        return *m_listeners[index];
+        return *m_functions[index];
     }
 
-    void Call(Listener& listener, Argument& argument, std::size_t index) {
+    void Call(std::size_t index, Argument& argument) {
         try {
-            listener.function(argument);
+            At(index)(argument);
         } catch (const std::exception& failure) {
-            NoteFailure(listener, failure.what(), index);
+            NoteFailure(index, failure.what());
         } catch (...) {
-            NoteFailure(listener, "something that is no std::exception", index);
+            NoteFailure(index, "something that is no std::exception");
         }
     }
 
-    void NoteFailure(Listener& listener, const char* what, std::size_t index) {
+    void NoteFailure(std::size_t index, const char* what) {
         {
             const RWMutexLock::LockGuard guard(m_lock);
-            if (++listener.failures > 1) return;
+            Failures& failures = m_failures[index];
+            if (++failures.count > 1) return;
             try {
-                listener.firstFailure = what;
+                failures.first = what;
             } catch (...) {  // memory ran out: the number is left
             }
         }
@@ -106,7 +108,9 @@ private:
 
     const char* const m_kind;
     mutable RWMutexLock m_lock;
-    std::vector<std::unique_ptr<Listener>> m_listeners RYP_GUARDED_BY(m_lock);
+    // What they point to is the calling thread's.
+    std::vector<std::unique_ptr<Function>> m_functions RYP_GUARDED_BY(m_lock);
+    std::vector<Failures> m_failures RYP_GUARDED_BY(m_lock);  // of each function
     bool m_isClosed RYP_GUARDED_BY(m_lock) = false;
 };
 

@@ -26,7 +26,7 @@ struct CKZStatGenTestPeer {
     static void SetCountZ0(CKZStatGenSlice& slice, int count) RYP_NO_THREAD_SAFETY_ANALYSIS {
         slice.m_countZ0 = count;
     }
-    static std::size_t DictionariesIn(const CKZStatGenSlice& slice) {
+    static std::size_t DictionariesIn(const CKZStatGenSlice& slice) RYP_NO_THREAD_SAFETY_ANALYSIS {
         return slice.entries() + slice.m_furtherDictionaries.size();
     }
 

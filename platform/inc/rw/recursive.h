@@ -63,7 +63,7 @@ private:
 
     Resource m_resource;
     std::atomic<std::thread::id> m_owner{std::thread::id()};
-    int m_depth = 0;  // touched only by the thread that holds m_resource
+    int m_depth RYP_GUARDED_BY(m_resource) = 0;
 };
 
 #endif
