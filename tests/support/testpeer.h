@@ -12,20 +12,12 @@ struct CKZStatGenTestPeer {
     static CKZStatGenClient* OwnerOf(const CKZStatGenMeasurementDictionary& dictionary) {
         return dictionary.m_client;
     }
-    static void ClearOwner(CKZStatGenMeasurementDictionary& dictionary) {
-        dictionary.m_client = nullptr;
-    }
     static CKZStatGenSlice* SliceOf(const CKZStatGenMeasurementDictionary& dictionary) {
         return dictionary.m_slice;
     }
 
-    static void CloseSlice(CKZStatGenSlice& slice) { slice.m_open = false; }
-    static void ReopenSlice(CKZStatGenSlice& slice) { slice.m_open = true; }
     static int IdOf(const CKZStatGenSlice& slice) { return slice.m_id; }
     static double EndOf(const CKZStatGenSlice& slice) { return slice.m_time; }
-    static void SetCountZ0(CKZStatGenSlice& slice, int count) RYP_NO_THREAD_SAFETY_ANALYSIS {
-        slice.m_countZ0 = count;
-    }
     static std::size_t DictionariesIn(const CKZStatGenSlice& slice) RYP_NO_THREAD_SAFETY_ANALYSIS {
         return slice.entries() + slice.m_furtherDictionaries.size();
     }
@@ -37,19 +29,11 @@ struct CKZStatGenTestPeer {
     static std::size_t SlicesInTimeline(const CKZStatGenMain& main) RYP_NO_THREAD_SAFETY_ANALYSIS {
         return main.m_timeline.entries();
     }
-    static void AddSlice(CKZStatGenMain& main, CKZStatGenSlice& slice,
-                         int id) RYP_NO_THREAD_SAFETY_ANALYSIS {
-        main.AddSlice(&slice, id);
-    }
     static RyPEventQueue& PackQueue(CKZStatGenMain& main) { return main.m_packQueue; }
     static RyPEventQueue& GarbageQueue(CKZStatGenMain& main) { return main.m_garbageQueue; }
     static int CacheSize(const CKZStatGenMain& main) { return main.m_statsCacheSize; }
     static double FlushInterval(const CKZStatGenMain& main) {
         return main.m_statsCacheFlushInterval;
-    }
-    static bool IsFrozen(const CKZStatGenMain& main) { return main.m_frozen; }
-    static double SliceEndOffset(const CKZStatGenMain& main) RYP_NO_THREAD_SAFETY_ANALYSIS {
-        return main.m_sliceEndOffset;
     }
 
     static CKZStatGenMeasurementDictionary* DictionaryOf(const CKZStatGenClient& client)

@@ -62,17 +62,6 @@ TEST_F(Slice, StaysAtNoHoldsWithoutLogging) {
     EXPECT_TRUE(log.Texts().empty());
 }
 
-TEST_F(Slice, LogsANegativeHoldCountAndLeavesIt) {
-    Peer::SetCountZ0(slice, -1);
-    CapturingLog log(RyPLogLevel::Error);
-    slice.DecCountZ0();
-    EXPECT_EQ(slice.GetCountZ0(), -1);
-    ASSERT_EQ(log.Records().size(), 1U);
-    EXPECT_EQ(log.Records()[0].text, "");
-    EXPECT_EQ(log.Records()[0].scope, "KZStatisticGenerator");
-    EXPECT_EQ(log.Records()[0].file, "kzstatisticsgenerator.cpp");
-}
-
 TEST_F(Slice, FoldsFinishedSlicesPerClient) {
     Fill(slice, 5, 1);
     total.AddDictionarysSlice(&slice);
