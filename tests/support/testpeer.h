@@ -3,8 +3,8 @@
 
 #include "kzstatisticsgenerator.h"
 
-/// What tests of the inside read and set. The library's classes name it as their friend. Its
-/// caller is the only thread that uses the objects, so it takes no locks.
+/// What tests of the inside look up. The library's classes name it as their friend. It changes
+/// nothing and takes no locks: its caller is the only thread that uses the objects.
 struct CKZStatGenTestPeer {
     static int CachedCount(const CKZStatGenMeasurementDictionary& dictionary) {
         return dictionary.m_statsCache.Count();
@@ -31,10 +31,6 @@ struct CKZStatGenTestPeer {
     }
     static RyPEventQueue& PackQueue(CKZStatGenMain& main) { return main.m_packQueue; }
     static RyPEventQueue& GarbageQueue(CKZStatGenMain& main) { return main.m_garbageQueue; }
-    static int CacheSize(const CKZStatGenMain& main) { return main.m_statsCacheSize; }
-    static double FlushInterval(const CKZStatGenMain& main) {
-        return main.m_statsCacheFlushInterval;
-    }
 
     static CKZStatGenMeasurementDictionary* DictionaryOf(const CKZStatGenClient& client)
         RYP_NO_THREAD_SAFETY_ANALYSIS {

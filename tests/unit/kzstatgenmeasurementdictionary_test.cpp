@@ -1080,9 +1080,12 @@ TEST(DictionaryAtItsEnd, IsForgottenByTheClientThatHoldsIt) {
     RecordingGenerator generator;
     generator.Start(100.0, 10.0);
     CKZStatGenClient client(&generator, 7);
+    CKZStatGenClient other(&generator, 8);
     std::unique_ptr<RWCollectable> dictionary(client.GetNewDictionary());
+    clock.Set(110.0);
+    other.GetNewDictionary();
     const RWCollectableInt id(7);
-    const std::unique_ptr<RWCollectable> key(Peer::CurrentSlice(generator)->remove(&id));
+    const std::unique_ptr<RWCollectable> key(generator.WaitForSlice()->remove(&id));
     ASSERT_EQ(Peer::DictionaryOf(client), dictionary.get());
     dictionary.reset();
     EXPECT_EQ(Peer::DictionaryOf(client), nullptr);

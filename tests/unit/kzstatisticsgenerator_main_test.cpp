@@ -19,6 +19,7 @@ namespace {
 
 using Peer = CKZStatGenTestPeer;
 using Types = CKZStatPointTypeEnum;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -403,7 +404,8 @@ class GeneratorCacheSize : public testing::TestWithParam<CacheSizeSetting> {};
 
 TEST_P(GeneratorCacheSize, IsReadFromTheEnvironment) {
     const EnvironmentVariable setting("LGStatsCacheSize", GetParam().text);
-    EXPECT_EQ(Peer::CacheSize(RecordingGenerator()), GetParam().stored);
+    RecordingGenerator generator;
+    EXPECT_EQ(CKZStatGenSlice(1, 110.0, &generator, true).StatsCacheSize(), GetParam().stored);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -419,7 +421,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 struct IntervalSetting {
     const char* text;
-    double stored;
+    std::string stored;
 };
 
 std::ostream& operator<<(std::ostream& out, const IntervalSetting& row) {
@@ -430,22 +432,21 @@ class GeneratorFlushInterval : public testing::TestWithParam<IntervalSetting> {}
 
 TEST_P(GeneratorFlushInterval, IsReadFromTheEnvironment) {
     const EnvironmentVariable setting("LGStatsCacheFlushInterval", GetParam().text);
-    EXPECT_EQ(Peer::FlushInterval(RecordingGenerator()), GetParam().stored);
+    CapturingLog log(RyPLogLevel::Trace);
+    RecordingGenerator generator;
+    EXPECT_THAT(log.Texts(),
+                Contains("Stats cache flush interval = %f\t" + GetParam().stored + "\t"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, GeneratorFlushInterval,
-                         testing::Values(IntervalSetting{nullptr, 5.0}, IntervalSetting{"9.5", 5.0},
-                                         IntervalSetting{"5.0", 5.0}, IntervalSetting{"0.25", 0.25},
-                                         IntervalSetting{"0", 0.0}, IntervalSetting{"-2", -2.0},
-                                         IntervalSetting{"word", 0.0}, IntervalSetting{"", 0.0},
-                                         IntervalSetting{"1.5s", 1.5}, IntervalSetting{"0x2", 2.0},
-                                         IntervalSetting{"inf", 5.0},
-                                         IntervalSetting{"-inf", -kInfinity}));
-
-TEST(GeneratorSettings, KeepAnIntervalThatIsNoNumber) {
-    const EnvironmentVariable setting("LGStatsCacheFlushInterval", "nan");
-    EXPECT_TRUE(std::isnan(Peer::FlushInterval(RecordingGenerator())));
-}
+                         testing::Values(IntervalSetting{nullptr, "5"}, IntervalSetting{"9.5", "5"},
+                                         IntervalSetting{"5.0", "5"},
+                                         IntervalSetting{"0.25", "0.25"}, IntervalSetting{"0", "0"},
+                                         IntervalSetting{"-2", "-2"}, IntervalSetting{"word", "0"},
+                                         IntervalSetting{"", "0"}, IntervalSetting{"1.5s", "1.5"},
+                                         IntervalSetting{"0x2", "2"}, IntervalSetting{"inf", "5"},
+                                         IntervalSetting{"-inf", "-inf"},
+                                         IntervalSetting{"nan", "nan"}));
 
 TEST(GeneratorSettings, AreTracedAsTheyAreStored) {
     const EnvironmentVariable size("LGStatsCacheSize", "50");
