@@ -86,7 +86,6 @@ private:
     friend class CKZStatGenClient;
     friend class CKZStatGenMain;
     friend class CKZStatGenMeasurementDictionary;
-    friend struct CKZStatGenTestPeer;
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
 

@@ -202,9 +202,9 @@ bool BeginSlicesOfALongSilence(long failingAllocation) {
         }
     }
     const PlentyOfMemory plenty;
-    EXPECT_EQ(Peer::IdOf(*Peer::SliceOf(*dictionary)), 71);
+    EXPECT_EQ(IdOf(*Peer::SliceOf(*dictionary)), 71);
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 71U);
-    for (int id = 1; id <= 70; ++id) EXPECT_EQ(Peer::IdOf(*generator.WaitForSlice()), id);
+    for (int id = 1; id <= 70; ++id) EXPECT_EQ(IdOf(*generator.WaitForSlice()), id);
     return failing.HasFailed();
 }
 

@@ -29,7 +29,7 @@ protected:
     CKZStatGenMeasurementDictionary* CurrentDictionary() const {
         return Peer::DictionaryOf(client);
     }
-    int SliceIdOfClient() const { return Peer::IdOf(*Peer::SliceOf(*CurrentDictionary())); }
+    int SliceIdOfClient() const { return IdOf(*Peer::SliceOf(*CurrentDictionary())); }
 
     /// The aggregates of the current dictionary, cached values included.
     CKZStatGenMeasurementDictionary& Flushed() {

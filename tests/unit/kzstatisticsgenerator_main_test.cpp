@@ -32,11 +32,13 @@ class Generator : public testing::Test {
 protected:
     Generator() { generator.Start(100.0, 10.0); }
 
+    double CurrentEnd() { return CKZStatGenClient(&generator, 9).GetCurrentEndTime(); }
+
     int PackAll() { return generator.PackAll(Peer::PackQueue(generator)); }
 
     /// Ends the current slice and packs it.
     void FinishSlice(CKZStatGenClient& client) {
-        clock.Set(Peer::EndOf(*Peer::CurrentSlice(generator)));
+        clock.Set(CurrentEnd());
         client.GetNewDictionary();
         PackAll();
     }
@@ -51,10 +53,8 @@ protected:
 };
 
 TEST_F(Generator, StartsWithSliceOneEndingAfterOneSliceLength) {
-    EXPECT_EQ(Peer::IdOf(*Peer::CurrentSlice(generator)), 1);
-    EXPECT_EQ(Peer::EndOf(*Peer::CurrentSlice(generator)), 110.0);
-    EXPECT_EQ(Peer::IdOf(Peer::TotalSlice(generator)), 0);
-    EXPECT_EQ(Peer::EndOf(Peer::TotalSlice(generator)), 0.0);
+    EXPECT_EQ(IdOf(*Peer::CurrentSlice(generator)), 1);
+    EXPECT_EQ(CurrentEnd(), 110.0);
     EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
 }
 
@@ -62,7 +62,7 @@ TEST_F(Generator, KeepsTheSliceUntilItsEnd) {
     CKZStatGenClient client(&generator, 5);
     clock.Set(std::nextafter(110.0, 0.0));
     client.GetNewDictionary();
-    EXPECT_EQ(Peer::IdOf(*Peer::CurrentSlice(generator)), 1);
+    EXPECT_EQ(IdOf(*Peer::CurrentSlice(generator)), 1);
     EXPECT_TRUE(Peer::PackQueue(generator).isEmpty());
 }
 
@@ -70,9 +70,9 @@ TEST_F(Generator, BeginsTheNextSliceExactlyAtTheEnd) {
     CKZStatGenClient client(&generator, 5);
     clock.Set(110.0);
     const auto* const dictionary = client.GetNewDictionary();
-    EXPECT_EQ(Peer::IdOf(*Peer::SliceOf(*dictionary)), 2);
-    EXPECT_EQ(Peer::EndOf(*Peer::SliceOf(*dictionary)), 120.0);
-    EXPECT_EQ(Peer::IdOf(*generator.WaitForSlice()), 1);
+    EXPECT_EQ(IdOf(*Peer::SliceOf(*dictionary)), 2);
+    EXPECT_EQ(CurrentEnd(), 120.0);
+    EXPECT_EQ(IdOf(*generator.WaitForSlice()), 1);
     EXPECT_TRUE(Peer::PackQueue(generator).isEmpty());
 }
 
@@ -81,7 +81,7 @@ TEST_F(Generator, CreatesEveryMissedSliceInOneCall) {
     client.AddLast("n", 7, Types::Counter);
     clock.Set(145.0);
     client.GetNewDictionary();
-    EXPECT_EQ(Peer::IdOf(*Peer::CurrentSlice(generator)), 5);
+    EXPECT_EQ(IdOf(*Peer::CurrentSlice(generator)), 5);
     PackAll();
     const std::vector<Message> messages = generator.Messages();
     ASSERT_EQ(messages.size(), 4U);
@@ -197,7 +197,7 @@ TEST_F(Generator, PutsAPackedSliceOnTheGarbageQueue) {
     int status = -1;
     RWCollectable* const packed = Peer::GarbageQueue(generator).waitEvent(0, status);
     EXPECT_EQ(status, RyPEventQueue::ItemArrived);
-    EXPECT_EQ(Peer::IdOf(*static_cast<CKZStatGenSlice*>(packed)), 1);
+    EXPECT_EQ(IdOf(*static_cast<CKZStatGenSlice*>(packed)), 1);
 }
 
 TEST_F(Generator, RemovesASliceFromTheTimeline) {
@@ -263,7 +263,7 @@ TEST_F(Generator, LeavesThePauseOutOfElapsedTimesAndDoesNotMoveSliceEnds) {
     generator.DeFrost(4.0);
     FinishSlice(client);
     EXPECT_EQ(generator.Messages()[0].elapsed, 6.0);
-    EXPECT_EQ(Peer::EndOf(*Peer::CurrentSlice(generator)), 120.0);
+    EXPECT_EQ(CurrentEnd(), 120.0);
 }
 
 TEST_F(Generator, SendsNoQueuedSliceAfterTerminate) {
@@ -328,7 +328,7 @@ TEST_F(Generator, IgnoresASecondStart) {
     CapturingLog log(RyPLogLevel::Error);
     generator.Start(500.0, 1.0);
     EXPECT_THAT(log.Texts(), ElementsAre("Start - the generator was started before"));
-    EXPECT_EQ(Peer::EndOf(*Peer::CurrentSlice(generator)), 110.0);
+    EXPECT_EQ(CurrentEnd(), 110.0);
 }
 
 // ---- Start with bad input
@@ -491,7 +491,7 @@ protected:
         generator.WaitForMessages(count);
         clock.WaitForSleepers(2);
     }
-    int CurrentId() const { return Peer::IdOf(*Peer::CurrentSlice(generator)); }
+    int CurrentId() const { return IdOf(*Peer::CurrentSlice(generator)); }
 
     RunningLoops loops;
 };
