@@ -31,6 +31,7 @@ public:
         auto added = std::make_unique<Function>(std::move(function));
         const RWMutexLock::LockGuard guard(m_lock);
         if (m_isClosed) return false;
+        // First what may run out of memory, so that the two stay side by side.
         m_functions.reserve(m_functions.size() + 1);
         m_failures.emplace_back();
         m_functions.push_back(std::move(added));
