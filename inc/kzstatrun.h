@@ -132,7 +132,7 @@ public:
 
     /// The same for a listener that is told of the end, which `Finish` waits for. It is released
     /// afterwards. Returns false for null and after the end: nothing is added then.
-    [[nodiscard]] bool AddListener(std::shared_ptr<CKZStatRunListener> listener);
+    [[nodiscard]] bool AddListener(const std::shared_ptr<CKZStatRunListener>& listener);
 
     /// Calls `reporter` near the middle of every slice from now on, for what is reported once per
     /// slice (a level, a reading). It reports through the handle that it is given, whose id is 0.

@@ -74,8 +74,8 @@ void CKZStatRun::OnSlice(std::function<void(const CKZStatSliceValues&)> listener
     m_state->OnSlice(std::move(listener));
 }
 
-bool CKZStatRun::AddListener(std::shared_ptr<CKZStatRunListener> listener) {
-    return m_state->AddListener(std::move(listener));
+bool CKZStatRun::AddListener(const std::shared_ptr<CKZStatRunListener>& listener) {
+    return m_state->AddListener(listener);
 }
 
 void CKZStatRun::OncePerSlice(std::function<void(CKZStatRunClient&)> reporter) {

@@ -237,7 +237,7 @@ void CKZStatRunState::OnSlice(std::function<void(const CKZStatSliceValues&)> lis
         KZ_LOG_ERROR("OnSlice - an empty listener, or one after the end, was not added");
 }
 
-bool CKZStatRunState::AddListener(std::shared_ptr<CKZStatRunListener> listener) {
+bool CKZStatRunState::AddListener(const std::shared_ptr<CKZStatRunListener>& listener) {
     if (listener == nullptr) return false;
     return m_sliceListeners.Add(
         [this, listener](const CKZStatSliceValues& slice) {

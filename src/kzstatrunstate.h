@@ -76,7 +76,7 @@ public:
     std::optional<double> LoadEnd() const { return SinceStart(m_load.End()); }
 
     void OnSlice(std::function<void(const CKZStatSliceValues&)> listener);
-    bool AddListener(std::shared_ptr<CKZStatRunListener> listener);
+    bool AddListener(const std::shared_ptr<CKZStatRunListener>& listener);
     void OncePerSlice(std::function<void(CKZStatRunClient&)> reporter);
     void ReportLoadAs(const char* name);
     void AddComplaint(const char* line);
