@@ -25,16 +25,17 @@ public:
     /// `kind` names a function in complaints; a literal.
     explicit CKZStatRunListeners(const char* kind) : m_kind(kind) {}
 
-    /// Returns false for an empty function and once closed.
-    bool Add(Function function) {
+    /// `atEnd`, where it is not empty, is called once by `Close`. Returns false for an empty
+    /// function and once closed.
+    bool Add(Function function, std::function<void()> atEnd = nullptr) {
         if (!function) return false;
-        auto added = std::make_unique<Function>(std::move(function));
+        auto added = std::make_unique<Listener>(Listener{std::move(function), std::move(atEnd)});
         const RWMutexLock::LockGuard guard(m_lock);
         if (m_isClosed) return false;
         // First what may run out of memory, so that the two stay side by side.
-        m_functions.reserve(m_functions.size() + 1);
+        m_listeners.reserve(m_listeners.size() + 1);
         m_failures.emplace_back();
-        m_functions.push_back(std::move(added));
+        m_listeners.push_back(std::move(added));
         return true;
     }
 
@@ -42,10 +43,12 @@ public:
     template <class MayGoOn>
     void CallAll(Argument& argument, MayGoOn mayGoOn) {
         const std::size_t count = Count();
-        for (std::size_t i = 0; i < count && mayGoOn(); ++i) Call(i, argument);
+        for (std::size_t i = 0; i < count && mayGoOn(); ++i)
+            Call(i, [&](Listener& listener) { listener.function(argument); });
     }
 
-    /// Destroys the functions. Called by the thread that calls them, or where there is none.
+    /// Tells the end and destroys the functions. Called by the thread that calls them, or where
+    /// there is none. Never throws.
     void Close() {
         {
             const RWMutexLock::LockGuard guard(m_lock);
@@ -53,7 +56,7 @@ public:
         }
         // Without the lock: what a function captured may come back here when it is destroyed.
         const std::size_t count = Count();
-        for (std::size_t i = 0; i < count; ++i) At(i) = nullptr;
+        for (std::size_t i = 0; i < count; ++i) Call(i, &End);
     }
 
     void AppendComplaints(std::vector<RWCString>& complaints) const {
@@ -70,6 +73,10 @@ public:
     }
 
 private:
+    struct Listener {
+        Function function;
+        std::function<void()> atEnd;
+    };
     struct Failures {
         long long count = 0;
         std::string first{};
@@ -77,16 +84,24 @@ private:
 
     std::size_t Count() const {
         const RWMutexLock::LockGuard guard(m_lock);
-        return m_functions.size();
+        return m_listeners.size();
     }
-    Function& At(std::size_t index) const {
+    Listener& At(std::size_t index) const {
         const RWMutexLock::LockGuard guard(m_lock);
-        return *m_functions[index];
+        return *m_listeners[index];
     }
 
-    void Call(std::size_t index, Argument& argument) {
+    static void End(Listener& listener) {
+        const Function destroyed = std::move(listener.function);
+        const std::function<void()> atEnd = std::move(listener.atEnd);
+        if (atEnd) atEnd();
+    }
+
+    template <class Work>
+    void Call(std::size_t index, Work work) {
+        Listener& listener = At(index);
         try {
-            At(index)(argument);
+            work(listener);
         } catch (const std::exception& failure) {
             NoteFailure(index, failure.what());
         } catch (...) {
@@ -110,8 +125,8 @@ private:
     const char* const m_kind;
     mutable RWMutexLock m_lock;
     // What they point to is the calling thread's.
-    std::vector<std::unique_ptr<Function>> m_functions RYP_GUARDED_BY(m_lock);
-    std::vector<Failures> m_failures RYP_GUARDED_BY(m_lock);  // of each function
+    std::vector<std::unique_ptr<Listener>> m_listeners RYP_GUARDED_BY(m_lock);
+    std::vector<Failures> m_failures RYP_GUARDED_BY(m_lock);  // of each listener
     bool m_isClosed RYP_GUARDED_BY(m_lock) = false;
 };
 
