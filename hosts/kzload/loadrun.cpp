@@ -2,97 +2,126 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 #include <utility>
 
-#include "report.h"
 #include "ryp/clock.h"
+#include "slicefigures.h"
+#include "statnames.h"
 #include "stopsignal.h"
 
 namespace kzload {
 namespace {
 
+constexpr char kRunName[] = "kzload";
 constexpr double kLongestBeatSeconds = 0.1;
 constexpr double kWaitWorthANoteSeconds = 2;
-constexpr double kDrainGraceSeconds = 10;
 
 }  // namespace
 
 LoadRun::LoadRun(const Options& options, const Target& target, Terminal& terminal,
-                 MessageFile& messages, kzjournal::Writer& journal)
+                 MessageFile& messages)
     : m_options(options),
       m_target(target),
       m_terminal(terminal),
-      m_journal(journal),
-      m_generator(terminal, messages, journal) {
-    MakeLoadThreads();
-}
-
-/// Deals the clients to the threads in turn.
-void LoadRun::MakeLoadThreads() {
-    std::vector<std::vector<std::unique_ptr<SimulatedClient>>> hands(
-        static_cast<std::size_t>(m_options.threads));
-    for (int i = 0; i < m_options.clients; ++i)
-        hands[static_cast<std::size_t>(i) % hands.size()].push_back(
-            std::make_unique<SimulatedClient>(i + 1, m_generator, m_target));
-    for (auto& hand : hands)
-        m_loadThreads.push_back(std::make_unique<LoadThread>(
-            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state));
-}
+      m_messages(messages),
+      m_run(kRunName, options.sliceSeconds) {}
 
 void LoadRun::Execute() {
-    m_startTime = RyPSysTime();
-    OpenJournal();
-    m_generator.Start(m_startTime, m_options.sliceSeconds);
-    m_loops.emplace(m_generator);
-    m_sliceKeeper.emplace(m_generator, m_options.sliceSeconds);
-    for (const auto& thread : m_loadThreads) thread->Start();
-
+    try {
+        Begin();
+    } catch (...) {
+        // There is nothing to wait for: the first slice may be long.
+        m_loadThreads.clear();
+        static_cast<void>(m_run.Finish(0));
+        throw;
+    }
     while (!LoadIsOver()) KeepGoing();
     StopLoad();
-    WaitForLastSlice();
-    m_loops.reset();
+    FinishRun();
     PrintResults();
+}
+
+void LoadRun::Begin() {
+    OpenJournal();
+    ListenToSlices();
+    m_terminal.PrintFrame(Introduction(m_options, m_target.url));
+    StartLoadThreads();
 }
 
 void LoadRun::OpenJournal() {
     if (m_options.journalFile.empty()) return;
-    const kzjournal::Run run =
-        kzjournal::RunOfThisProcess(kGeneratorName, m_startTime, m_options.sliceSeconds);
-    m_terminal.Complain(m_journal.Open(m_options.journalFile, run));
+    const std::string failure =
+        m_journal.Open(m_options.journalFile,
+                       kzjournal::RunOfThisProcess(m_run.GetName().data(), m_run.GetStartTime(),
+                                                   m_run.GetSliceLength()));
+    if (!failure.empty()) throw std::runtime_error(failure);
+}
+
+/// By listeners of their own: where memory runs out in one, the others have the slice all the same.
+void LoadRun::ListenToSlices() {
+    m_run.ReportLoadAs(kClientsActive.name);
+    m_run.OnSlice([this](const CKZStatSliceValues& slice) {
+        m_terminal.PrintRow(RowOf(slice));
+        m_totals = TotalsOf(slice);
+    });
+    m_run.OnSlice(
+        [this](const CKZStatSliceValues& slice) { m_terminal.Complain(m_journal.Append(slice)); });
+    m_run.OnSlice([this](const CKZStatSliceValues& slice) {
+        m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
+    });
+}
+
+/// Deals the clients to the threads in turn.
+void LoadRun::StartLoadThreads() {
+    std::vector<std::vector<std::unique_ptr<SimulatedClient>>> hands(
+        static_cast<std::size_t>(m_options.threads));
+    for (int i = 0; i < m_options.clients; ++i)
+        hands[static_cast<std::size_t>(i) % hands.size()].push_back(
+            std::make_unique<SimulatedClient>(m_run.NewClient(i + 1), m_target));
+    for (auto& hand : hands)
+        m_loadThreads.push_back(std::make_unique<LoadThread>(
+            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state));
+    for (const auto& thread : m_loadThreads) thread->Start();
+}
+
+double LoadRun::SecondsSinceStart() const {
+    return RyPSysTime() - m_run.GetStartTime();
 }
 
 bool LoadRun::LoadIsOver() const {
-    return StopIsRequested() || RyPSysTime() >= m_startTime + m_options.durationSeconds ||
+    return StopIsRequested() || SecondsSinceStart() >= m_options.durationSeconds ||
            m_state.ServerIsOutOfReach(m_options.clients);
+}
+
+/// One beat of the control thread: keeps news and progress up to date, then sleeps a little.
+void LoadRun::KeepGoing() {
+    ComplainAboutConnections();
+    ShowProgress();
+    RyPSleep(std::min(m_options.durationSeconds - SecondsSinceStart(), kLongestBeatSeconds));
 }
 
 void LoadRun::StopLoad() {
     for (const auto& thread : m_loadThreads) thread->Stop();
-    while (m_state.ActiveClients() > 0) KeepGoing();
     for (const auto& thread : m_loadThreads) thread->Join();
+    ComplainAboutConnections();
+    ShowProgress();
 }
 
-/// A slice is sent once its time is up. The run ends when every request made has been sent with
-/// some slice: what the loops have not sent when they end is lost.
-void LoadRun::WaitForLastSlice() {
-    const double now = RyPSysTime();
-    const double wait = m_sliceKeeper->SliceEnd() - now;
+/// Every request made is delivered with some slice once the run has finished.
+void LoadRun::FinishRun() {
+    const double wait =
+        m_run.GetSliceLength() - std::fmod(SecondsSinceStart(), m_run.GetSliceLength());
     if (wait > kWaitWorthANoteSeconds)
         m_terminal.Note("waiting for the last slice to end (" + std::to_string(std::lround(wait)) +
                         " s)");
-    const double giveUp = now + 2 * m_options.sliceSeconds + kDrainGraceSeconds;
-    while (m_generator.RequestsCounted() != m_state.RequestsMade() && RyPSysTime() < giveUp)
-        KeepGoing();
+    for (const RWCString& complaint : m_run.Finish().complaints)
+        m_terminal.Complain(complaint.data());
 }
 
-/// One beat of the control thread: keeps slices, news and progress up to date, then sleeps a
-/// little.
-void LoadRun::KeepGoing() {
-    m_sliceKeeper->Work(m_state.ActiveClients());
-    ComplainAboutConnections();
-    const double now = RyPSysTime();
-    m_terminal.ShowProgress({now - m_startTime, m_options.durationSeconds, m_state.RequestsMade()});
-    RyPSleep(std::min(m_sliceKeeper->NextWorkTime() - now, kLongestBeatSeconds));
+void LoadRun::ShowProgress() {
+    m_terminal.ShowProgress(
+        {SecondsSinceStart(), m_options.durationSeconds, m_state.RequestsMade()});
 }
 
 void LoadRun::ComplainAboutConnections() {
@@ -101,12 +130,15 @@ void LoadRun::ComplainAboutConnections() {
 }
 
 void LoadRun::PrintResults() {
-    ComplainAboutConnections();
     const long long made = m_state.RequestsMade();
-    const long long counted = m_generator.RequestsCounted();
-    m_terminal.PrintLines(TotalsTable(m_generator.Totals()));
+    const long long counted = RequestsIn(m_totals);
+    m_terminal.PrintLines(TotalsTable(m_totals));
     m_terminal.PrintLines({"", RequestsLine(made, counted)});
     if (made != counted) m_terminal.Complain("not every request made was counted");
+    m_terminal.Complain(m_messages.Close());
+    if (m_options.journalFile.empty()) return;
+    m_terminal.Complain(m_journal.Close());
+    m_terminal.PrintFrame(WhereTheRunIs(m_options.journalFile));
 }
 
 }  // namespace kzload

@@ -10,7 +10,6 @@
 #include "loadrun.h"
 #include "messagefile.h"
 #include "options.h"
-#include "report.h"
 #include "simulatedclient.h"
 #include "stopsignal.h"
 #include "terminal.h"
@@ -41,12 +40,6 @@ void AllowManyOpenFiles() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-void CloseJournal(kzjournal::Writer& journal, const Options& options, Terminal& terminal) {
-    const bool isKept = journal.IsOpen();
-    terminal.Complain(journal.Close());
-    if (isKept) terminal.PrintFrame(WhereTheRunIs(options.journalFile));
-}
-
 int Run(const Options& options) {
     CatchStopSignals();
     AllowManyOpenFiles();
@@ -57,12 +50,8 @@ int Run(const Options& options) {
     std::optional<DemoServer> server;
     if (options.url.empty()) server.emplace(options.clients);
     const Target target{server ? server->Url() : options.url, server.has_value()};
-    terminal.PrintFrame(Introduction(options, target.url));
-    kzjournal::Writer journal;
-    LoadRun(options, target, terminal, messages, journal).Execute();
+    LoadRun(options, target, terminal, messages).Execute();
 
-    terminal.Complain(messages.Close());
-    CloseJournal(journal, options, terminal);
     terminal.CheckOutput();
     return terminal.HasComplained() ? kFailed : 0;
 }
