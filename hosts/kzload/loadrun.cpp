@@ -51,11 +51,11 @@ void LoadRun::Begin() {
 
 void LoadRun::OpenJournal() {
     if (m_options.journalFile.empty()) return;
-    const std::string failure =
+    const std::optional<kzjournal::Error> failure =
         m_journal.Open(m_options.journalFile,
                        kzjournal::RunOfThisProcess(m_run.GetName().data(), m_run.GetStartTime(),
                                                    m_run.GetSliceLength()));
-    if (!failure.empty()) throw std::runtime_error(failure);
+    if (failure) throw *failure;
 }
 
 /// By listeners of their own: where memory runs out in one, the others have the slice all the same.
