@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 #include <utility>
 
+#include "kzjournalkeep.h"
 #include "ryp/clock.h"
 #include "slicefigures.h"
 #include "statnames.h"
@@ -29,11 +29,9 @@ LoadRun::LoadRun(const Options& options, const Target& target, Terminal& termina
 
 void LoadRun::Execute() {
     try {
-        Begin();
+        if (!Begin()) return Abandon();
     } catch (...) {
-        // There is nothing to wait for: the first slice may be long.
-        m_loadThreads.clear();
-        static_cast<void>(m_run.Finish(0));
+        Abandon();
         throw;
     }
     while (!LoadIsOver()) KeepGoing();
@@ -42,20 +40,21 @@ void LoadRun::Execute() {
     PrintResults();
 }
 
-void LoadRun::Begin() {
-    OpenJournal();
+/// Returns false where something went wrong that the load should not begin with.
+bool LoadRun::Begin() {
     ListenToSlices();
+    const CKZStatRunResult soFar = m_run.GetResult();
+    Complain(soFar);
+    if (!soFar.IsClean()) return false;
     m_terminal.PrintFrame(Introduction(m_options, m_target.url));
     StartLoadThreads();
+    return true;
 }
 
-void LoadRun::OpenJournal() {
-    if (m_options.journalFile.empty()) return;
-    const std::optional<kzjournal::Error> failure =
-        m_journal.Open(m_options.journalFile,
-                       kzjournal::RunOfThisProcess(m_run.GetName().data(), m_run.GetStartTime(),
-                                                   m_run.GetSliceLength()));
-    if (failure) throw *failure;
+/// There is nothing to wait for, and the first slice may be long.
+void LoadRun::Abandon() {
+    m_loadThreads.clear();
+    static_cast<void>(m_run.Finish(0));
 }
 
 /// By listeners of their own: where memory runs out in one, the others have the slice all the same.
@@ -65,8 +64,7 @@ void LoadRun::ListenToSlices() {
         m_terminal.PrintRow(RowOf(slice));
         m_totals = TotalsOf(slice);
     });
-    m_run.OnSlice(
-        [this](const CKZStatSliceValues& slice) { m_terminal.Complain(m_journal.Append(slice)); });
+    if (!m_options.journalFile.empty()) kzjournal::Keep(m_run, m_options.journalFile);
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
     });
@@ -115,8 +113,11 @@ void LoadRun::FinishRun() {
     if (wait > kWaitWorthANoteSeconds)
         m_terminal.Note("waiting for the last slice to end (" + std::to_string(std::lround(wait)) +
                         " s)");
-    for (const RWCString& complaint : m_run.Finish().complaints)
-        m_terminal.Complain(complaint.data());
+    Complain(m_run.Finish());
+}
+
+void LoadRun::Complain(const CKZStatRunResult& result) {
+    for (const RWCString& line : result.complaints) m_terminal.Complain(line.data());
 }
 
 void LoadRun::ShowProgress() {
@@ -136,9 +137,7 @@ void LoadRun::PrintResults() {
     m_terminal.PrintLines({"", RequestsLine(made, counted)});
     if (made != counted) m_terminal.Complain("not every request made was counted");
     m_terminal.Complain(m_messages.Close());
-    if (m_options.journalFile.empty()) return;
-    m_terminal.Complain(m_journal.Close());
-    m_terminal.PrintFrame(WhereTheRunIs(m_options.journalFile));
+    if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(m_options.journalFile));
 }
 
 }  // namespace kzload

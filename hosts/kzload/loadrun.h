@@ -4,7 +4,6 @@
 #include <memory>
 #include <vector>
 
-#include "kzjournalwriter.h"
 #include "kzstatrun.h"
 #include "loadstate.h"
 #include "loadthread.h"
@@ -24,13 +23,13 @@ public:
     LoadRun(const Options& options, const Target& target, Terminal& terminal,
             MessageFile& messages);
 
-    /// Loads the target until the time is up or a stop is asked for, and prints the results.
-    /// Throws std::runtime_error if the load cannot begin.
+    /// Loads the target until the time is up or a stop is asked for, and prints the results. Where
+    /// the journal cannot be made, complains and ends before the load begins.
     void Execute();
 
 private:
-    void Begin();
-    void OpenJournal();
+    bool Begin();
+    void Abandon();
     void ListenToSlices();
     void StartLoadThreads();
     double SecondsSinceStart() const;
@@ -38,6 +37,7 @@ private:
     void KeepGoing();
     void StopLoad();
     void FinishRun();
+    void Complain(const CKZStatRunResult& result);
     void ShowProgress();
     void ComplainAboutConnections();
     void PrintResults();
@@ -47,7 +47,6 @@ private:
     Terminal& m_terminal;
     // The delivering thread's, until the run has finished.
     MessageFile& m_messages;
-    kzjournal::Writer m_journal;
     std::vector<Total> m_totals;  // of the latest slice
 
     LoadState m_state;

@@ -10,6 +10,7 @@
 #include "loadrun.h"
 #include "messagefile.h"
 #include "options.h"
+#include "ryp/log.h"
 #include "simulatedclient.h"
 #include "stopsignal.h"
 #include "terminal.h"
@@ -40,10 +41,28 @@ void AllowManyOpenFiles() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Errors that the library logs while this lives are complaints of the program, on a line of their
+/// own. Where RYP_LOG_LEVEL asks for more, the log stays as it is, on standard error.
+class LogOfLibrary : public RyPLogSink {
+public:
+    explicit LogOfLibrary(Terminal& terminal) : m_terminal(terminal) {
+        if (RyPLog::Threshold() == RyPLogLevel::Error) RyPLog::SetSink(this);
+    }
+    ~LogOfLibrary() override { RyPLog::SetSink(nullptr); }
+    LogOfLibrary(const LogOfLibrary&) = delete;
+    LogOfLibrary& operator=(const LogOfLibrary&) = delete;
+
+    void Write(const RyPLogRecord& record) override { m_terminal.Complain(record.text.data()); }
+
+private:
+    Terminal& m_terminal;
+};
+
 int Run(const Options& options) {
     CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
+    const LogOfLibrary log(terminal);
     MessageFile messages;
     if (!options.messagesFile.empty()) terminal.Complain(messages.Open(options.messagesFile));
 

@@ -339,6 +339,23 @@ class Journal(RunTest):
         self.assertEqual(before, self.query("SELECT run_id FROM runs WHERE number = 0"))
 
 
+    def test_a_journal_that_cannot_grow(self):
+        limit = 200000
+
+        def limit_size():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+
+        # The signal at the limit is ignored here, and the child inherits that.
+        result = runs.run("--duration", 2, "--slice", 0.1, journal=self.path,
+                          preexec_fn=limit_size, restore_signals=False)
+        self.assertEqual(1, result.status)
+        trouble, loss = result.err.splitlines()
+        self.assertTrue(trouble.startswith(f"kzload: cannot write {self.path}: "), trouble)
+        self.assertRegex(loss, r"^kzload: \d+ of \d+ slices are lost: ")
+        self.assertGreaterEqual(len(runs.rows(result.out)), 20)
+        self.assert_accounted_for(result.out)
+
+
 class Signals(RunTest):
     def stopped_by(self, number):
         process = runs.start("--duration", 1000, "--slice", 0.3)
