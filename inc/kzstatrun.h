@@ -171,7 +171,7 @@ public:
     /// repeated.
     void AddComplaint(const char* line);
     /// What is known of the run by now, without waiting; `Finish` returns it at the end.
-    CKZStatRunResult GetResult() const;
+    [[nodiscard]] CKZStatRunResult GetResult() const;
 
     /// Ends the run without losing a value: lets the current slice end, refuses values after it,
     /// waits until all slices were delivered to all listeners, and ends the threads. Takes one
