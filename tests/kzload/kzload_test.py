@@ -338,7 +338,6 @@ class Journal(RunTest):
                                          " choose another path")
         self.assertEqual(before, self.query("SELECT run_id FROM runs WHERE number = 0"))
 
-
     def test_a_journal_that_cannot_grow(self):
         limit = 200000
 
@@ -349,9 +348,10 @@ class Journal(RunTest):
         result = runs.run("--duration", 2, "--slice", 0.1, journal=self.path,
                           preexec_fn=limit_size, restore_signals=False)
         self.assertEqual(1, result.status)
-        trouble, loss = result.err.splitlines()
-        self.assertTrue(trouble.startswith(f"kzload: cannot write {self.path}: "), trouble)
-        self.assertRegex(loss, r"^kzload: \d+ of \d+ slices are lost: ")
+        complaints = result.err.splitlines()
+        self.assertEqual(1, sum(line.startswith(f"kzload: cannot write {self.path}: ")
+                                for line in complaints), complaints)
+        self.assertRegex(complaints[-1], r"^kzload: \d+ of \d+ slices are lost: ")
         self.assertGreaterEqual(len(runs.rows(result.out)), 20)
         self.assert_accounted_for(result.out)
 
