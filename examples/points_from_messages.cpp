@@ -1,11 +1,10 @@
-// From messages to points: two generators each send the message of one slice; the messages are
+// From messages to points: two runs each send the message of one slice; the messages are
 // merged name by name, and each merged record becomes a point, which knows what its kind shows.
 
-#include <kzstatisticsgenerator.h>
 #include <kzstatmerge.h>
 #include <kzstatmessage.h>
 #include <kzstatpointbuilder.h>
-#include <ryp/clock.h>
+#include <kzstatrun.h>
 
 #include <cstdio>
 #include <memory>
@@ -15,37 +14,24 @@ namespace {
 
 using Types = CKZStatPointTypeEnum;
 
-constexpr double kSliceSeconds = 0.05;
+constexpr double kSliceSeconds = 0.5;
 
-/// Keeps the text of the last message. Owned by the thread that made it: it runs no loops.
-class Sender : public CKZStatGenMain {
-public:
-    explicit Sender(const char* name) : CKZStatGenMain(name) {}
-    void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override {}
-    void SendTotalDictionary(CKZStatGenMeasurementDictionary*, double, double) override {}
-    int SendDictionaryString(RWCString& text, double, const char*) override {
-        lastText = text;
-        return 1;
+/// The message of one slice in which one client logged in that often and took that long. Tells what
+/// went wrong, where anything did.
+RWCString MessageOfOneSlice(const char* runName, const std::vector<double>& loginTimes) {
+    RWCString text;  // before the run, whose listener writes it
+    CKZStatRun run(runName, kSliceSeconds);
+    run.OnSlice([&text](const CKZStatSliceValues& slice) {
+        if (slice.GetSliceId() == 1) text = slice.GetMessage();
+    });
+    CKZStatRunClient client = run.NewClient(1);
+    for (const double time : loginTimes) {
+        client.AddLast("login.time", time, Types::Timer);
+        client.AddLast("logins", 1, Types::Counter);
     }
-    RWCString lastText;
-};
-
-/// The message of one slice in which one client logged in that often and took that long.
-RWCString MessageOfOneSlice(const char* generatorName, const std::vector<double>& loginTimes) {
-    Sender sender(generatorName);
-    sender.Start(RyPSysTime(), kSliceSeconds);
-    {
-        CKZStatGenClient client(&sender, 1);
-        for (const double time : loginTimes) {
-            client.AddLast("login.time", time, Types::Timer);
-            client.AddLast("logins", 1, Types::Counter);
-        }
-        client.AddLast("clients", static_cast<double>(loginTimes.size()), Types::LoadSize);
-        RyPSleep(client.GetCurrentEndTime() - RyPSysTime());
-        client.GetNewDictionary();
-        sender.SendSlice(sender.WaitForSlice());
-    }
-    return sender.lastText;
+    client.AddLast("clients", static_cast<double>(loginTimes.size()), Types::LoadSize);
+    for (const RWCString& line : run.Finish().complaints) std::fprintf(stderr, "%s\n", line.data());
+    return text;
 }
 
 /// Adds the records of the message. False where it is damaged.

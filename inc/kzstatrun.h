@@ -14,7 +14,7 @@
 class CKZStatRunClientState;
 class CKZStatRunState;
 
-/// What became of a run. Compatible.
+/// What became of a run so far. Compatible.
 struct CKZStatRunResult {
     int slicesDelivered = 0;      ///< slices that all listeners were called for
     int slicesGivenUp = 0;        ///< slices that were not, with all their values
@@ -170,6 +170,8 @@ public:
     /// something to tell and do not throw. Null does nothing; a line that was added before is not
     /// repeated.
     void AddComplaint(const char* line);
+    /// What is known of the run by now, without waiting; `Finish` returns it at the end.
+    [[nodiscard]] CKZStatRunResult GetResult() const;
 
     /// Ends the run without losing a value: lets the current slice end, refuses values after it,
     /// waits until all slices were delivered to all listeners, and ends the threads. Takes one

@@ -42,8 +42,9 @@ public:
     CKZStatStopwatch& operator=(CKZStatStopwatch&&) = delete;
     ~CKZStatStopwatch();
 
-    /// The work succeeded. Does nothing where the stopwatch has ended before, as the next two.
-    void Stop();
+    /// The work succeeded. Returns the milliseconds it took. If the stopwatch has ended before,
+    /// does nothing, as the next two, and returns -1.0.
+    double Stop();
     /// The work failed. `reason` should be one of a few words; null and "" mean "unknown".
     void Fail(const char* reason);
     /// The work was given up; its time says nothing.

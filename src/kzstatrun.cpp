@@ -130,6 +130,10 @@ void CKZStatRun::AddComplaint(const char* line) {
     m_state->AddComplaint(line);
 }
 
+CKZStatRunResult CKZStatRun::GetResult() const {
+    return m_state->Result();
+}
+
 CKZStatRunResult CKZStatRun::Finish() {
     return Finish(std::numeric_limits<double>::infinity());
 }

@@ -80,6 +80,7 @@ public:
     void OncePerSlice(std::function<void(CKZStatRunClient&)> reporter);
     void ReportLoadAs(const char* name);
     void AddComplaint(const char* line);
+    CKZStatRunResult Result() const;
 
     /// Whether `name` can stand in a message; if not, counts a value as refused.
     bool AcceptsName(const char* name);
@@ -120,7 +121,6 @@ private:
     void StopLoops();
     bool WaitUntilLoopsLeft(double until);
     void Join();
-    CKZStatRunResult Result() const;
     std::vector<RWCString> Losses() const;
     int SlicesGivenUp() const RYP_REQUIRES(m_lock);
 

@@ -64,10 +64,12 @@ double CKZStatStopwatch::Milliseconds() const {
     return static_cast<double>(RyPMonotonicNanoseconds() - *m_start) / 1e6;
 }
 
-void CKZStatStopwatch::Stop() {
-    if (!IsRunning()) return;
-    m_client->AddLast(m_name->name.c_str(), Milliseconds(), Types::Timer);
+double CKZStatStopwatch::Stop() {
+    if (!IsRunning()) return -1.0;
+    const double milliseconds = Milliseconds();
+    m_client->AddLast(m_name->name.c_str(), milliseconds, Types::Timer);
     End();
+    return milliseconds;
 }
 
 void CKZStatStopwatch::Fail(const char* reason) {

@@ -4,95 +4,125 @@
 #include <cmath>
 #include <utility>
 
-#include "report.h"
+#include "kzjournalkeep.h"
 #include "ryp/clock.h"
+#include "slicefigures.h"
+#include "statnames.h"
 #include "stopsignal.h"
 
 namespace kzload {
 namespace {
 
+constexpr char kRunName[] = "kzload";
 constexpr double kLongestBeatSeconds = 0.1;
 constexpr double kWaitWorthANoteSeconds = 2;
-constexpr double kDrainGraceSeconds = 10;
 
 }  // namespace
 
 LoadRun::LoadRun(const Options& options, const Target& target, Terminal& terminal,
-                 MessageFile& messages, kzjournal::Writer& journal)
+                 MessageFile& messages)
     : m_options(options),
       m_target(target),
       m_terminal(terminal),
-      m_journal(journal),
-      m_generator(terminal, messages, journal) {
-    MakeLoadThreads();
+      m_messages(messages),
+      m_run(kRunName, options.sliceSeconds) {}
+
+void LoadRun::Execute() {
+    try {
+        if (!Begin()) return Abandon();
+    } catch (...) {
+        Abandon();
+        throw;
+    }
+    while (!LoadIsOver()) KeepGoing();
+    StopLoad();
+    FinishRun();
+    PrintResults();
+}
+
+/// Returns false where something went wrong that the load should not begin with.
+bool LoadRun::Begin() {
+    ListenToSlices();
+    const CKZStatRunResult soFar = m_run.GetResult();
+    Complain(soFar);
+    if (!soFar.IsClean()) return false;
+    m_terminal.PrintFrame(Introduction(m_options, m_target.url));
+    StartLoadThreads();
+    return true;
+}
+
+/// There is nothing to wait for, and the first slice may be long.
+void LoadRun::Abandon() {
+    m_loadThreads.clear();
+    static_cast<void>(m_run.Finish(0));
+}
+
+/// By listeners of their own: where memory runs out in one, the others have the slice all the same.
+void LoadRun::ListenToSlices() {
+    m_run.ReportLoadAs(kClientsActive.name);
+    m_run.OnSlice([this](const CKZStatSliceValues& slice) {
+        m_terminal.PrintRow(RowOf(slice));
+        m_totals = TotalsOf(slice);
+    });
+    if (!m_options.journalFile.empty()) kzjournal::Keep(m_run, m_options.journalFile);
+    m_run.OnSlice([this](const CKZStatSliceValues& slice) {
+        m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
+    });
 }
 
 /// Deals the clients to the threads in turn.
-void LoadRun::MakeLoadThreads() {
+void LoadRun::StartLoadThreads() {
     std::vector<std::vector<std::unique_ptr<SimulatedClient>>> hands(
         static_cast<std::size_t>(m_options.threads));
     for (int i = 0; i < m_options.clients; ++i)
         hands[static_cast<std::size_t>(i) % hands.size()].push_back(
-            std::make_unique<SimulatedClient>(i + 1, m_generator, m_target));
+            std::make_unique<SimulatedClient>(m_run.NewClient(i + 1), m_target));
     for (auto& hand : hands)
         m_loadThreads.push_back(std::make_unique<LoadThread>(
             std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state));
-}
-
-void LoadRun::Execute() {
-    m_startTime = RyPSysTime();
-    OpenJournal();
-    m_generator.Start(m_startTime, m_options.sliceSeconds);
-    m_loops.emplace(m_generator);
-    m_sliceKeeper.emplace(m_generator, m_options.sliceSeconds);
     for (const auto& thread : m_loadThreads) thread->Start();
-
-    while (!LoadIsOver()) KeepGoing();
-    StopLoad();
-    WaitForLastSlice();
-    m_loops.reset();
-    PrintResults();
 }
 
-void LoadRun::OpenJournal() {
-    if (m_options.journalFile.empty()) return;
-    const kzjournal::Run run =
-        kzjournal::RunOfThisProcess(kGeneratorName, m_startTime, m_options.sliceSeconds);
-    m_terminal.Complain(m_journal.Open(m_options.journalFile, run));
+double LoadRun::SecondsSinceStart() const {
+    return RyPSysTime() - m_run.GetStartTime();
 }
 
 bool LoadRun::LoadIsOver() const {
-    return StopIsRequested() || RyPSysTime() >= m_startTime + m_options.durationSeconds ||
+    return StopIsRequested() || SecondsSinceStart() >= m_options.durationSeconds ||
            m_state.ServerIsOutOfReach(m_options.clients);
+}
+
+/// One beat of the control thread: keeps news and progress up to date, then sleeps a little.
+void LoadRun::KeepGoing() {
+    ComplainAboutConnections();
+    ShowProgress();
+    RyPSleep(std::min(m_options.durationSeconds - SecondsSinceStart(), kLongestBeatSeconds));
 }
 
 void LoadRun::StopLoad() {
     for (const auto& thread : m_loadThreads) thread->Stop();
-    while (m_state.ActiveClients() > 0) KeepGoing();
     for (const auto& thread : m_loadThreads) thread->Join();
+    ComplainAboutConnections();
+    ShowProgress();
 }
 
-/// A slice is sent once its time is up. The run ends when every request made has been sent with
-/// some slice: what the loops have not sent when they end is lost.
-void LoadRun::WaitForLastSlice() {
-    const double now = RyPSysTime();
-    const double wait = m_sliceKeeper->SliceEnd() - now;
+/// Every request made is delivered with some slice once the run has finished.
+void LoadRun::FinishRun() {
+    const double wait =
+        m_run.GetSliceLength() - std::fmod(SecondsSinceStart(), m_run.GetSliceLength());
     if (wait > kWaitWorthANoteSeconds)
         m_terminal.Note("waiting for the last slice to end (" + std::to_string(std::lround(wait)) +
                         " s)");
-    const double giveUp = now + 2 * m_options.sliceSeconds + kDrainGraceSeconds;
-    while (m_generator.RequestsCounted() != m_state.RequestsMade() && RyPSysTime() < giveUp)
-        KeepGoing();
+    Complain(m_run.Finish());
 }
 
-/// One beat of the control thread: keeps slices, news and progress up to date, then sleeps a
-/// little.
-void LoadRun::KeepGoing() {
-    m_sliceKeeper->Work(m_state.ActiveClients());
-    ComplainAboutConnections();
-    const double now = RyPSysTime();
-    m_terminal.ShowProgress({now - m_startTime, m_options.durationSeconds, m_state.RequestsMade()});
-    RyPSleep(std::min(m_sliceKeeper->NextWorkTime() - now, kLongestBeatSeconds));
+void LoadRun::Complain(const CKZStatRunResult& result) {
+    for (const RWCString& line : result.complaints) m_terminal.Complain(line.data());
+}
+
+void LoadRun::ShowProgress() {
+    m_terminal.ShowProgress(
+        {SecondsSinceStart(), m_options.durationSeconds, m_state.RequestsMade()});
 }
 
 void LoadRun::ComplainAboutConnections() {
@@ -101,12 +131,13 @@ void LoadRun::ComplainAboutConnections() {
 }
 
 void LoadRun::PrintResults() {
-    ComplainAboutConnections();
     const long long made = m_state.RequestsMade();
-    const long long counted = m_generator.RequestsCounted();
-    m_terminal.PrintLines(TotalsTable(m_generator.Totals()));
+    const long long counted = RequestsIn(m_totals);
+    m_terminal.PrintLines(TotalsTable(m_totals));
     m_terminal.PrintLines({"", RequestsLine(made, counted)});
     if (made != counted) m_terminal.Complain("not every request made was counted");
+    m_terminal.Complain(m_messages.Close());
+    if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(m_options.journalFile));
 }
 
 }  // namespace kzload

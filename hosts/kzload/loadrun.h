@@ -2,15 +2,14 @@
 #define KZLOAD_LOADRUN_H
 
 #include <memory>
-#include <optional>
 #include <vector>
 
-#include "generator.h"
+#include "kzstatrun.h"
 #include "loadstate.h"
 #include "loadthread.h"
 #include "messagefile.h"
 #include "options.h"
-#include "slicekeeper.h"
+#include "report.h"
 #include "terminal.h"
 
 namespace kzload {
@@ -20,37 +19,40 @@ namespace kzload {
 /// Owned by the control thread.
 class LoadRun {
 public:
-    /// All must outlive the run.
-    LoadRun(const Options& options, const Target& target, Terminal& terminal, MessageFile& messages,
-            kzjournal::Writer& journal);
+    /// Slice 1 begins now. All must outlive the run.
+    LoadRun(const Options& options, const Target& target, Terminal& terminal,
+            MessageFile& messages);
 
-    /// Loads the target until the time is up or a stop is asked for, and prints the results.
+    /// Loads the target until the time is up or a stop is asked for, and prints the results. Where
+    /// the journal cannot be made, complains and ends before the load begins.
     void Execute();
 
 private:
-    void MakeLoadThreads();
-    void OpenJournal();
+    bool Begin();
+    void Abandon();
+    void ListenToSlices();
+    void StartLoadThreads();
+    double SecondsSinceStart() const;
     bool LoadIsOver() const;
-    void StopLoad();
-    void WaitForLastSlice();
     void KeepGoing();
+    void StopLoad();
+    void FinishRun();
+    void Complain(const CKZStatRunResult& result);
+    void ShowProgress();
     void ComplainAboutConnections();
     void PrintResults();
 
     const Options& m_options;
     const Target& m_target;
     Terminal& m_terminal;
-    kzjournal::Writer& m_journal;
-    LoadState m_state;
-    double m_startTime = 0;
-    bool m_complainedAboutConnections = false;
+    // The delivering thread's, until the run has finished.
+    MessageFile& m_messages;
+    std::vector<Total> m_totals;  // of the latest slice
 
-    // Destroyed from the last to the first: the loops end before the clients go, and the clients
-    // before their generator.
-    Generator m_generator;
-    std::optional<SliceKeeper> m_sliceKeeper;
+    LoadState m_state;
+    bool m_complainedAboutConnections = false;
+    CKZStatRun m_run;
     std::vector<std::unique_ptr<LoadThread>> m_loadThreads;
-    std::optional<GeneratorLoops> m_loops;
 };
 
 }  // namespace kzload

@@ -12,11 +12,6 @@ namespace kzload {
 /// What the load threads tell the control thread. Safe for concurrent use.
 class LoadState {
 public:
-    /// A client is active from its first step until it makes no further request.
-    void ClientBecameActive() { ++m_activeClients; }
-    void ClientBecameIdle() { --m_activeClients; }
-    int ActiveClients() const { return m_activeClients; }
-
     /// A request was answered or has failed, and its values are reported.
     void RequestMade() { ++m_requestsMade; }
     long long RequestsMade() const { return m_requestsMade; }
@@ -37,7 +32,6 @@ public:
     }
 
 private:
-    std::atomic<int> m_activeClients{0};
     std::atomic<long long> m_requestsMade{0};
     std::atomic<bool> m_everConnected{false};
     std::atomic<int> m_failedClients{0};

@@ -36,7 +36,6 @@ LoadThread::~LoadThread() {
 }
 
 void LoadThread::Start() {
-    for (std::size_t i = 0; i < m_clients.size(); ++i) m_state.ClientBecameActive();
     m_thread = std::thread([this] { Run(); });
 }
 
@@ -104,7 +103,7 @@ void LoadThread::End(CURL* transfer, CURLcode result) {
     --m_inFlight;
     Tell(outcome);
     if (m_stopping) {
-        m_state.ClientBecameIdle();
+        client.Leave();
     } else {
         m_waiting.push({Clock::now() + PauseAfter(outcome), &client});
     }
@@ -126,7 +125,7 @@ LoadThread::Clock::duration LoadThread::PauseAfter(const Outcome& outcome) const
 }
 
 void LoadThread::DismissWaitingClients() {
-    for (; !m_waiting.empty(); m_waiting.pop()) m_state.ClientBecameIdle();
+    for (; !m_waiting.empty(); m_waiting.pop()) m_waiting.top().client->Leave();
 }
 
 void LoadThread::AbortRequestsInFlight() {
@@ -137,7 +136,7 @@ void LoadThread::AbortRequestsInFlight() {
         client->AbortRequest();
         --m_inFlight;
         m_state.RequestMade();
-        m_state.ClientBecameIdle();
+        client->Leave();
     }
 }
 

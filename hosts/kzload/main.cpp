@@ -10,7 +10,7 @@
 #include "loadrun.h"
 #include "messagefile.h"
 #include "options.h"
-#include "report.h"
+#include "ryp/log.h"
 #include "simulatedclient.h"
 #include "stopsignal.h"
 #include "terminal.h"
@@ -41,28 +41,36 @@ void AllowManyOpenFiles() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-void CloseJournal(kzjournal::Writer& journal, const Options& options, Terminal& terminal) {
-    const bool isKept = journal.IsOpen();
-    terminal.Complain(journal.Close());
-    if (isKept) terminal.PrintFrame(WhereTheRunIs(options.journalFile));
-}
+/// Errors that the library logs while this lives are complaints of the program, on a line of their
+/// own. Where RYP_LOG_LEVEL asks for more, the log stays as it is, on standard error.
+class LogOfLibrary : public RyPLogSink {
+public:
+    explicit LogOfLibrary(Terminal& terminal) : m_terminal(terminal) {
+        if (RyPLog::Threshold() == RyPLogLevel::Error) RyPLog::SetSink(this);
+    }
+    ~LogOfLibrary() override { RyPLog::SetSink(nullptr); }
+    LogOfLibrary(const LogOfLibrary&) = delete;
+    LogOfLibrary& operator=(const LogOfLibrary&) = delete;
+
+    void Write(const RyPLogRecord& record) override { m_terminal.Complain(record.text.data()); }
+
+private:
+    Terminal& m_terminal;
+};
 
 int Run(const Options& options) {
     CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
+    const LogOfLibrary log(terminal);
     MessageFile messages;
     if (!options.messagesFile.empty()) terminal.Complain(messages.Open(options.messagesFile));
 
     std::optional<DemoServer> server;
     if (options.url.empty()) server.emplace(options.clients);
     const Target target{server ? server->Url() : options.url, server.has_value()};
-    terminal.PrintFrame(Introduction(options, target.url));
-    kzjournal::Writer journal;
-    LoadRun(options, target, terminal, messages, journal).Execute();
+    LoadRun(options, target, terminal, messages).Execute();
 
-    terminal.Complain(messages.Close());
-    CloseJournal(journal, options, terminal);
     terminal.CheckOutput();
     return terminal.HasComplained() ? kFailed : 0;
 }

@@ -42,29 +42,32 @@ MessageFile::~MessageFile() {
     if (m_file >= 0) close(m_file);
 }
 
-std::string MessageFile::Open(const std::string& path) {
+std::optional<kzjournal::Error> MessageFile::Open(const std::string& path) {
     m_path = path;
     m_file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kReadableByAll);
-    return m_file >= 0 ? std::string() : Failed("open", errno);
+    if (m_file < 0) return Failed("open", errno);
+    return std::nullopt;
 }
 
-std::string MessageFile::Append(std::string_view message) {
-    if (m_file < 0) return {};
+std::optional<kzjournal::Error> MessageFile::Append(std::string_view message) {
+    if (m_file < 0) return std::nullopt;
     const off_t end = lseek(m_file, 0, SEEK_END);
     const int error = WriteAll(m_file, Frame(message));
-    if (error == 0) return {};
+    if (error == 0) return std::nullopt;
     CutTo(m_file, end);
     return Failed("write", error);
 }
 
-std::string MessageFile::Close() {
-    if (m_file < 0) return {};
-    return close(std::exchange(m_file, -1)) == 0 ? std::string() : Failed("close", errno);
+std::optional<kzjournal::Error> MessageFile::Close() {
+    if (m_file < 0) return std::nullopt;
+    if (close(std::exchange(m_file, -1)) != 0) return Failed("close", errno);
+    return std::nullopt;
 }
 
-std::string MessageFile::Failed(const char* what, int error) {
+kzjournal::Error MessageFile::Failed(const char* what, int error) {
     if (m_file >= 0) close(std::exchange(m_file, -1));
-    return std::string("cannot ") + what + " " + m_path + ": " + std::strerror(error);
+    return kzjournal::Error(std::string("cannot ") + what + " " + m_path + ": " +
+                            std::strerror(error));
 }
 
 }  // namespace kzload

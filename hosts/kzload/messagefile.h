@@ -3,8 +3,11 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "kzjournalerror.h"
 
 namespace kzload {
 
@@ -20,14 +23,14 @@ public:
     MessageFile(const MessageFile&) = delete;
     MessageFile& operator=(const MessageFile&) = delete;
 
-    // Each returns what went wrong, as a line for the user, or an empty text.
-    std::string Open(const std::string& path);
+    // Each returns what went wrong.
+    [[nodiscard]] std::optional<kzjournal::Error> Open(const std::string& path);
     /// Does nothing where no file is open.
-    std::string Append(std::string_view message);
-    std::string Close();
+    [[nodiscard]] std::optional<kzjournal::Error> Append(std::string_view message);
+    [[nodiscard]] std::optional<kzjournal::Error> Close();
 
 private:
-    std::string Failed(const char* what, int error);
+    kzjournal::Error Failed(const char* what, int error);
 
     std::string m_path;
     int m_file = -1;

@@ -26,16 +26,15 @@ Value Info(CURL* transfer, CURLINFO what) {
 
 }  // namespace
 
-SimulatedClient::SimulatedClient(int id, CKZStatGenMain& generator, const Target& target)
-    : m_id(id),
+SimulatedClient::SimulatedClient(CKZStatRunClient statistics, const Target& target)
+    : m_id(statistics.GetId()),
       m_target(target),
-      m_statistics(&generator, id),
+      m_statistics(std::move(statistics)),
       m_transfer(curl_easy_init(), curl_easy_cleanup),
       m_errorText{},
-      m_random(static_cast<unsigned>(id)),
+      m_random(static_cast<unsigned>(m_id)),
       m_step(Transaction::Login),
       m_itemsToBrowse(0),
-      m_inFlight(false),
       m_couldAlwaysConnect(true) {
     if (m_transfer == nullptr) throw std::runtime_error("no memory for a client's transfers");
     SetUpTransfer();
@@ -71,8 +70,7 @@ SimulatedClient& SimulatedClient::Of(CURL* transfer) {
 CURL* SimulatedClient::BeginRequest() {
     if (m_target.isShop) PrepareShopRequest();
     m_errorText[0] = '\0';
-    m_inFlight = true;
-    m_statistics.ResetTimer(kRequestTime.name);
+    m_timing.emplace(*m_statistics, kRequestTime.name);
     return m_transfer.get();
 }
 
@@ -92,14 +90,12 @@ Outcome SimulatedClient::EndRequest(CURLcode result) {
     if (outcome.failure == Failure::Connect)
         outcome.isFirstConnectFailure = std::exchange(m_couldAlwaysConnect, false);
     Report(outcome);
-    m_inFlight = false;
     StepOn();
     return outcome;
 }
 
 void SimulatedClient::AbortRequest() {
     Report({Failure::Aborted, 0, "", false});
-    m_inFlight = false;
 }
 
 Outcome SimulatedClient::Judge(CURLcode result) const {
@@ -142,7 +138,9 @@ double SimulatedClient::BytesReceived() const {
 }
 
 void SimulatedClient::Report(const Outcome& outcome) {
-    const double milliseconds = m_statistics.SendTimer(kRequestTime.name);
+    // By success and failure alike, so that the time covers every request.
+    const double milliseconds = m_timing->Stop();
+    m_timing.reset();
     const double bytes = BytesReceived();
     Add(kRequestBytes, bytes);
     Add(kBytesRate, bytes);

@@ -4,10 +4,12 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 
-#include "kzstatisticsgenerator.h"
+#include "kzstatrun.h"
+#include "kzstatstopwatch.h"
 #include "statnames.h"
 
 namespace kzload {
@@ -27,24 +29,26 @@ struct Outcome {
 };
 
 /// One simulated user: logs in, browses a few items, logs out and begins again. It makes one
-/// request at a time and reports its values under its own client id.
+/// request at a time and reports its values through its handle. It is part of the load until it
+/// leaves.
 ///
 /// Owned by one load thread at a time.
 class SimulatedClient {
 public:
-    /// `generator` must outlive the client and be started before the first request.
-    SimulatedClient(int id, CKZStatGenMain& generator, const Target& target);
+    SimulatedClient(CKZStatRunClient statistics, const Target& target);
 
-    /// Prepares the request of the present step and starts its timer. Returns the transfer, which
-    /// the client owns, for the caller to carry out.
+    /// Prepares the request of the present step and starts to time it. Returns the transfer, which
+    /// the client owns, for the caller to carry out. REQUIRES: the client has not left.
     CURL* BeginRequest();
     /// Ends the request in flight as `result` says, reports its values, and steps on.
     Outcome EndRequest(CURLcode result);
     /// Ends the request in flight without an answer, and reports that.
     void AbortRequest();
+    /// No request follows. REQUIRES: none is in flight.
+    void Leave() { m_statistics.reset(); }
 
     /// The transfer while a request is in flight, otherwise null.
-    CURL* RequestInFlight() const { return m_inFlight ? m_transfer.get() : nullptr; }
+    CURL* RequestInFlight() const { return m_timing ? m_transfer.get() : nullptr; }
 
     /// The client whose `BeginRequest` returned `transfer`.
     static SimulatedClient& Of(CURL* transfer);
@@ -59,18 +63,18 @@ private:
     std::string CauseOf(CURLcode result) const;
     double BytesReceived() const;
     void Report(const Outcome& outcome);
-    void Add(const Stat& stat, double value) { m_statistics.AddLast(stat.name, value, stat.type); }
+    void Add(const Stat& stat, double value) { m_statistics->AddLast(stat.name, value, stat.type); }
     void StepOn();
 
     const int m_id;
     const Target m_target;
-    CKZStatGenClient m_statistics;
+    std::optional<CKZStatRunClient> m_statistics;  // none once it has left
+    std::optional<CKZStatStopwatch> m_timing;      // while a request is in flight
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_transfer;
     char m_errorText[CURL_ERROR_SIZE];
     std::minstd_rand m_random;
     Transaction m_step;
     int m_itemsToBrowse;
-    bool m_inFlight;
     bool m_couldAlwaysConnect;
 };
 

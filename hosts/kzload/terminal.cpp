@@ -78,10 +78,8 @@ void Terminal::Note(const std::string& text) {
 }
 
 void Terminal::Complain(const std::string& text) {
-    if (text.empty()) return;
     const RWMutexLock::LockGuard guard(m_lock);
-    m_hasComplained = true;
-    WriteError(text);
+    if (m_complaints.insert(text).second) WriteError(text);
 }
 
 void Terminal::Complain(const std::optional<kzjournal::Error>& error) {
@@ -90,7 +88,7 @@ void Terminal::Complain(const std::optional<kzjournal::Error>& error) {
 
 bool Terminal::HasComplained() const {
     const RWMutexLock::LockGuard guard(m_lock);
-    return m_hasComplained;
+    return !m_complaints.empty();
 }
 
 void Terminal::CheckOutput() {

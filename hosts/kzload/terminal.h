@@ -2,6 +2,7 @@
 #define KZLOAD_TERMINAL_H
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,9 +34,9 @@ public:
 
     /// A line on standard error about what is going on.
     void Note(const std::string& text);
-    /// A line on standard error about what went wrong; an empty text is no complaint.
+    /// A line on standard error about what went wrong. One that was told before is not repeated.
     void Complain(const std::string& text);
-    /// A fault of the journal, where there is one.
+    /// The same for a fault, where there is one.
     void Complain(const std::optional<kzjournal::Error>& error);
     bool HasComplained() const;
 
@@ -54,7 +55,7 @@ private:
     mutable RWMutexLock m_lock;
     bool m_hasHeader RYP_GUARDED_BY(m_lock) = false;
     std::string m_progressLine RYP_GUARDED_BY(m_lock);  // empty: none is shown
-    bool m_hasComplained RYP_GUARDED_BY(m_lock) = false;
+    std::set<std::string> m_complaints RYP_GUARDED_BY(m_lock);
     int m_outputError RYP_GUARDED_BY(m_lock) = 0;
     std::string m_pending RYP_GUARDED_BY(m_lock);  // written at once, so that nothing flickers
 };

@@ -250,6 +250,20 @@ TEST_F(Run, TellsOfReportersThatThrow) {
     EXPECT_THAT(Lines(Finish()), testing::Contains(HasSubstr("no reading")));
 }
 
+TEST_F(Run, TellsItsResultSoFar) {
+    const CapturingLog log(RyPLogLevel::Error);
+    EXPECT_TRUE(run->GetResult().IsClean());
+    GoTo(1);
+    run->AddComplaint("no disk");
+    const CKZStatRunResult soFar = run->GetResult();
+    EXPECT_EQ(soFar.slicesDelivered, 1);
+    EXPECT_EQ(soFar.slicesGivenUp, 0);
+    EXPECT_THAT(Lines(soFar), ElementsAre("no disk"));
+    const CKZStatRunResult atTheEnd = Finish();
+    EXPECT_EQ(run->GetResult().slicesDelivered, atTheEnd.slicesDelivered);
+    EXPECT_EQ(Lines(run->GetResult()), Lines(atTheEnd));
+}
+
 TEST_F(Run, FinishesTwiceWithTheSameResult) {
     run->NewClient(1).AddLast("n", 1, Types::Counter);
     const CKZStatRunResult first = Finish();

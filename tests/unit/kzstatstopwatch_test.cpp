@@ -67,6 +67,13 @@ TEST_F(Stopwatch, ReportsOnceWhenStopped) {
     EXPECT_THAT(ReportedByIt(), UnorderedElementsAre(Pair("login", 250)));
 }
 
+TEST_F(Stopwatch, ReturnsTheMillisecondsThatItReported) {
+    CKZStatStopwatch timing(client, "login");
+    GoTo(0.25);
+    EXPECT_EQ(timing.Stop(), 250);
+    EXPECT_EQ(timing.Stop(), -1);
+}
+
 TEST_F(Stopwatch, TellsFailuresApart) {
     {
         CKZStatStopwatch timing(client, "login");

@@ -1,0 +1,56 @@
+#include "slicefigures.h"
+
+#include <algorithm>
+
+#include "ryp/truncate.h"
+#include "statnames.h"
+
+namespace kzload {
+namespace {
+
+/// What the slice says of `stat`: nothing where the name is not known yet.
+CKZStatAggregate LastsOf(const CKZStatSliceValues& slice, const Stat& stat) {
+    const CKZStatSliceValues::Record* const record = slice.FindRecord(stat.name);
+    return record == nullptr ? CKZStatAggregate() : record->lasts;
+}
+
+double ErrorsIn(const CKZStatSliceValues& slice) {
+    double errors = 0;
+    for (const Stat& error : kErrors) errors += LastsOf(slice, error).count;
+    for (long status = kLowestBadStatus; status / 100 <= kHighestClass; status += 100)
+        errors += LastsOf(slice, ResponseStat(status)).count;
+    return errors;
+}
+
+}  // namespace
+
+SliceRow RowOf(const CKZStatSliceValues& slice) {
+    const CKZStatAggregate times = LastsOf(slice, kRequestTime);
+    SliceRow row{};
+    row.elapsed = slice.GetElapsed();
+    row.clients = LastsOf(slice, kClientsActive).sum;
+    row.requestsPerSecond = LastsOf(slice, kRequestsRate).sum / slice.GetSliceLength();
+    row.hasTimes = times.HasValues();
+    row.mean = times.Average();
+    row.minimum = times.minimum;
+    row.maximum = times.maximum;
+    row.errors = RyPTruncate<long long>(ErrorsIn(slice));
+    return row;
+}
+
+std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
+    std::vector<Total> totals;
+    totals.reserve(slice.GetRecords().size());
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+        totals.push_back({std::string(record.name), record.type, record.totals});
+    return totals;
+}
+
+long long RequestsIn(const std::vector<Total>& totals) {
+    const auto requests = std::find_if(totals.begin(), totals.end(), [](const Total& total) {
+        return total.name == kRequestsRate.name;
+    });
+    return requests == totals.end() ? 0 : RyPTruncate<long long>(requests->values.count);
+}
+
+}  // namespace kzload

@@ -1,0 +1,21 @@
+#ifndef KZLOAD_SLICEFIGURES_H
+#define KZLOAD_SLICEFIGURES_H
+
+#include <vector>
+
+#include "kzstatslicevalues.h"
+#include "report.h"
+
+namespace kzload {
+
+/// What the user is shown of a slice. These functions are safe for concurrent use.
+
+SliceRow RowOf(const CKZStatSliceValues& slice);
+/// Every statistic of the run up to the end of the slice.
+std::vector<Total> TotalsOf(const CKZStatSliceValues& slice);
+/// The requests that are part of `totals`.
+long long RequestsIn(const std::vector<Total>& totals);
+
+}  // namespace kzload
+
+#endif
