@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "commands.h"
+#include "commands/commands.h"
 
 namespace kzstat {
 namespace {

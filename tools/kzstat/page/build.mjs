@@ -48,7 +48,7 @@ function literal(text) {
 }
 
 const [head, tail] = (await page()).split(DATA);
-writeFileSync(process.argv[2], `#include "page.h"
+writeFileSync(process.argv[2], `#include "builtpage.h"
 
 namespace kzstat {
 

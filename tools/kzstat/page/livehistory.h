@@ -1,0 +1,63 @@
+#ifndef KZSTAT_LIVEHISTORY_H
+#define KZSTAT_LIVEHISTORY_H
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "figures/runhistory.h"
+#include "kzjournalreader.h"
+
+namespace kzstat {
+
+/// The history of a run that goes on, kept up to date by a thread of its own. Safe for concurrent
+/// use.
+class LiveHistory {
+public:
+    /// What a page has not seen yet.
+    struct Update {
+        std::string json;
+        std::string position;  ///< of the page that has seen it
+        bool isLast;           ///< the run has ended
+    };
+
+    /// Has read the journal when it returns. Throws kzjournal::Error.
+    explicit LiveHistory(const std::string& path);
+    ~LiveHistory();
+    LiveHistory(const LiveHistory&) = delete;
+    LiveHistory& operator=(const LiveHistory&) = delete;
+
+    /// What a page at `position` lacks; everything where the position is none that an update of
+    /// this run gave. Waits for something to come, and returns nothing where it does not come in
+    /// time or `Stop` is called.
+    std::optional<Update> WaitForUpdate(const std::string& position,
+                                        std::chrono::milliseconds patience);
+
+    void Look(const std::function<void(const RunHistory&)>& visit);
+
+    /// Ends the waiting of all others for good.
+    void Stop();
+
+private:
+    void Follow();
+    void CatchUp();
+    std::string Position() const;
+    std::size_t FirstBucketMissing(const std::string& position) const;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_isStopped = false;  // guarded by m_mutex, as is the next
+    RunHistory m_history;
+
+    kzjournal::Reader m_journal;  // of the constructor, then of the thread
+    std::string m_trouble;        // of the thread
+    std::thread m_thread;
+};
+
+}  // namespace kzstat
+
+#endif

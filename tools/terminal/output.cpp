@@ -1,0 +1,78 @@
+#include "terminal/output.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+namespace kzstat {
+namespace {
+
+constexpr winsize kUsualSize = {24, 80, 0, 0};
+constexpr std::size_t kPendingWorthAWrite = 65536;
+
+constexpr char kBold[] = "\x1b[1m";
+constexpr char kRed[] = "\x1b[31m";
+constexpr char kAsUsual[] = "\x1b[m";
+
+bool TerminalCanRedraw() {
+    const char* const kind = std::getenv("TERM");
+    return kind != nullptr && std::strcmp(kind, "dumb") != 0;
+}
+
+bool UserWantsNoColours() {
+    const char* const wish = std::getenv("NO_COLOR");
+    return wish != nullptr && *wish != '\0';
+}
+
+winsize Size() {
+    winsize size = {};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size : kUsualSize;
+}
+
+}  // namespace
+
+Output::Output()
+    : m_isTerminal(isatty(STDOUT_FILENO) != 0),
+      m_canRedraw(m_isTerminal && TerminalCanRedraw()),
+      m_hasColours(m_canRedraw && !UserWantsNoColours()) {}
+
+void Output::Write(std::string_view text) {
+    m_pending += text;
+    if (m_pending.size() >= kPendingWorthAWrite) Flush();
+}
+
+void Output::WriteLine(std::string_view line, Style style) {
+    const bool isStyled = style != Plain && m_hasColours;
+    if (isStyled) Write(style == Bad ? kRed : kBold);
+    Write(line);
+    if (isStyled) Write(kAsUsual);
+    Write("\n");
+}
+
+void Output::Flush() {
+    std::string_view rest = m_pending;
+    while (!rest.empty()) {
+        const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written < 0 && errno == EPIPE) throw NobodyReads();
+        if (written < 0 && errno != EINTR)
+            throw std::runtime_error(std::string("cannot write to standard output: ") +
+                                     std::strerror(errno));
+        if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+    m_pending.clear();
+}
+
+std::size_t Output::Width() const {
+    return Size().ws_col;
+}
+
+std::size_t Output::Height() const {
+    return Size().ws_row;
+}
+
+}  // namespace kzstat
