@@ -71,7 +71,7 @@ set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "${runtime_package} (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-  ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/platform ${PROJECT_BINARY_DIR}/tools/journal)
+  ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/platform ${PROJECT_BINARY_DIR}/journal)
 set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "load generator for HTTP with statistics per slice of time
 Simulated clients load a web server; every slice of time gives a row of
 statistics, and the run ends with a table in which every request is counted.

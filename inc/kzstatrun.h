@@ -26,6 +26,28 @@ struct CKZStatRunResult {
     bool IsClean() const { return complaints.empty(); }
 };
 
+/// How a run ended, as its listeners are told. Compatible.
+struct CKZStatRunEnd {
+    int lastSlice = 0;                ///< the id of the last slice, delivered or given up
+    std::optional<double> loadBegin;  ///< as `CKZStatRun::GetLoadBegin` returns it
+    std::optional<double> loadEnd;    ///< as `CKZStatRun::GetLoadEnd` returns it
+};
+
+/// A listener that is told of the end, such as one that closes a file then. The lines that its
+/// operations return are added to the complaints of the run. The rules of `CKZStatRun::OnSlice`
+/// hold for both; they are called by one thread, without a lock held.
+class KZSTAT_EXPORT CKZStatRunListener {
+public:
+    CKZStatRunListener() = default;
+    virtual ~CKZStatRunListener();
+    CKZStatRunListener(const CKZStatRunListener&) = delete;
+    CKZStatRunListener& operator=(const CKZStatRunListener&) = delete;
+
+    virtual std::vector<RWCString> OnSlice(const CKZStatSliceValues& slice) = 0;
+    /// Called once, after the last `OnSlice`, also if slices were given up.
+    virtual std::vector<RWCString> OnEnd(const CKZStatRunEnd& end) = 0;
+};
+
 /// A simulated client's handle on a run: reports values by name into the current slice, and keeps
 /// the client's named timers. It may outlive its run, and then refuses every value. The load of a
 /// run is the number of its handles, until the host sets it.
@@ -107,6 +129,10 @@ public:
     /// thrown first. After the end and for an empty `listener` an error is logged and nothing is
     /// added.
     void OnSlice(std::function<void(const CKZStatSliceValues&)> listener);
+
+    /// The same for a listener that is told of the end, which `Finish` waits for. It is released
+    /// afterwards. Returns false for null and after the end: nothing is added then.
+    [[nodiscard]] bool AddListener(std::shared_ptr<CKZStatRunListener> listener);
 
     /// Calls `reporter` near the middle of every slice from now on, for what is reported once per
     /// slice (a level, a reading). It reports through the handle that it is given, whose id is 0.

@@ -57,17 +57,11 @@ int CKZStatRunClient::GetId() const {
     return m_state == nullptr ? 0 : m_state->Id();
 }
 
+// ------------------------------------------------------------------------- CKZStatRunListener
+
+CKZStatRunListener::~CKZStatRunListener() = default;
+
 // --------------------------------------------------------------------------------- CKZStatRun
-
-namespace {
-
-/// Where the clock of the run puts a moment; nothing where there is none.
-std::optional<double> SinceStart(const CKZStatRunState& run, std::optional<double> time) {
-    if (time) *time -= run.StartTime();
-    return time;
-}
-
-}  // namespace
 
 CKZStatRun::CKZStatRun(const char* name, double sliceLength)
     : m_state(CKZStatRunState::Start(name, sliceLength)) {}
@@ -78,6 +72,10 @@ CKZStatRun::~CKZStatRun() {
 
 void CKZStatRun::OnSlice(std::function<void(const CKZStatSliceValues&)> listener) {
     m_state->OnSlice(std::move(listener));
+}
+
+bool CKZStatRun::AddListener(std::shared_ptr<CKZStatRunListener> listener) {
+    return m_state->AddListener(std::move(listener));
 }
 
 void CKZStatRun::OncePerSlice(std::function<void(CKZStatRunClient&)> reporter) {
@@ -109,11 +107,11 @@ void CKZStatRun::EndLoad() {
 }
 
 std::optional<double> CKZStatRun::GetLoadBegin() const {
-    return SinceStart(*m_state, m_state->Load().Begin());
+    return m_state->LoadBegin();
 }
 
 std::optional<double> CKZStatRun::GetLoadEnd() const {
-    return SinceStart(*m_state, m_state->Load().End());
+    return m_state->LoadEnd();
 }
 
 const RWCString& CKZStatRun::GetName() const {

@@ -25,11 +25,13 @@ public:
     /// `kind` names a function in complaints; a literal.
     explicit CKZStatRunListeners(const char* kind) : m_kind(kind) {}
 
-    /// Returns false for an empty function and once closed.
-    bool Add(Function function) {
+    /// `atEnd`, where it is not empty, is called once by `Close`. Returns false for an empty
+    /// function and once closed.
+    bool Add(Function function, std::function<void()> atEnd = nullptr) {
         if (!function) return false;
         auto added = std::make_unique<Listener>();
         added->function = std::move(function);
+        added->atEnd = std::move(atEnd);
         const RWMutexLock::LockGuard guard(m_lock);
         if (!m_isClosed) m_listeners.push_back(std::move(added));
         return !m_isClosed;
@@ -39,10 +41,12 @@ public:
     template <class MayGoOn>
     void CallAll(Argument& argument, MayGoOn mayGoOn) {
         const std::size_t count = Count();
-        for (std::size_t i = 0; i < count && mayGoOn(); ++i) Call(At(i), argument, i);
+        for (std::size_t i = 0; i < count && mayGoOn(); ++i)
+            Call(i, [&](Listener& listener) { listener.function(argument); });
     }
 
-    /// Destroys the functions. Called by the thread that calls them, or where there is none.
+    /// Tells the end and destroys the functions. Called by the thread that calls them, or where
+    /// there is none. Never throws.
     void Close() {
         {
             const RWMutexLock::LockGuard guard(m_lock);
@@ -50,7 +54,7 @@ public:
         }
         // Without the lock: what a function captured may come back here when it is destroyed.
         const std::size_t count = Count();
-        for (std::size_t i = 0; i < count; ++i) At(i).function = nullptr;
+        for (std::size_t i = 0; i < count; ++i) Call(i, &End);
     }
 
     void AppendComplaints(std::vector<RWCString>& complaints) const {
@@ -68,9 +72,10 @@ public:
 
 private:
     struct Listener {
-        Function function;           // the calling thread's
-        long long failures = 0;      // under m_lock
-        std::string firstFailure{};  // under m_lock
+        Function function;              // the calling thread's
+        std::function<void()> atEnd{};  // the calling thread's
+        long long failures = 0;         // under m_lock
+        std::string firstFailure{};     // under m_lock
     };
 
     std::size_t Count() const {
@@ -82,9 +87,17 @@ private:
         return *m_listeners[index];
     }
 
-    void Call(Listener& listener, Argument& argument, std::size_t index) {
+    static void End(Listener& listener) {
+        const Function destroyed = std::move(listener.function);
+        const std::function<void()> atEnd = std::move(listener.atEnd);
+        if (atEnd) atEnd();
+    }
+
+    template <class Work>
+    void Call(std::size_t index, Work work) {
+        Listener& listener = At(index);
         try {
-            listener.function(argument);
+            work(listener);
         } catch (const std::exception& failure) {
             NoteFailure(listener, failure.what(), index);
         } catch (...) {

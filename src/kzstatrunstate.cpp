@@ -237,6 +237,31 @@ void CKZStatRunState::OnSlice(std::function<void(const CKZStatSliceValues&)> lis
         KZ_LOG_ERROR("OnSlice - an empty listener, or one after the end, was not added");
 }
 
+bool CKZStatRunState::AddListener(std::shared_ptr<CKZStatRunListener> listener) {
+    if (listener == nullptr) return false;
+    return m_sliceListeners.Add(
+        [this, listener](const CKZStatSliceValues& slice) {
+            AddComplaints(listener->OnSlice(slice));
+        },
+        [this, listener] { AddComplaints(listener->OnEnd(End())); });
+}
+
+std::optional<double> CKZStatRunState::SinceStart(std::optional<double> time) const {
+    if (time) *time -= m_startTime;
+    return time;
+}
+
+CKZStatRunEnd CKZStatRunState::End() const {
+    CKZStatRunEnd end{0, LoadBegin(), LoadEnd()};
+    const Guard guard(m_lock);
+    end.lastSlice = m_lastSlice;
+    return end;
+}
+
+void CKZStatRunState::AddComplaints(const std::vector<RWCString>& lines) {
+    for (const RWCString& line : lines) AddComplaint(line.data());
+}
+
 void CKZStatRunState::OncePerSlice(std::function<void(CKZStatRunClient&)> reporter) {
     if (!m_reporters.Add(std::move(reporter)))
         KZ_LOG_ERROR("OncePerSlice - an empty reporter, or one after the end, was not added");

@@ -71,7 +71,12 @@ public:
     CKZStatRunLoad& Load() { return m_load; }
     CKZStatRunWatchBoard& Board() { return m_board; }
 
+    /// Seconds since the start.
+    std::optional<double> LoadBegin() const { return SinceStart(m_load.Begin()); }
+    std::optional<double> LoadEnd() const { return SinceStart(m_load.End()); }
+
     void OnSlice(std::function<void(const CKZStatSliceValues&)> listener);
+    bool AddListener(std::shared_ptr<CKZStatRunListener> listener);
     void OncePerSlice(std::function<void(CKZStatRunClient&)> reporter);
     void ReportLoadAs(const char* name);
     void AddComplaint(const char* line);
@@ -105,6 +110,9 @@ private:
     void Deliver(const CKZStatSliceValues& slice);
     bool HasGivenUp() const;
     bool WasTold() const;
+    std::optional<double> SinceStart(std::optional<double> time) const;
+    CKZStatRunEnd End() const;
+    void AddComplaints(const std::vector<RWCString>& lines);
 
     CKZStatRunResult Finish(double limitSeconds);
     bool WaitUntilDelivered(double until);

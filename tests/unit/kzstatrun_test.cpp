@@ -30,6 +30,22 @@ using Types = CKZStatPointTypeEnum;
 
 class Run : public ClockedRun {};
 
+/// Writes down what it is told, and complains of all of it.
+class EndNotes : public CKZStatRunListener {
+public:
+    std::vector<RWCString> OnSlice(const CKZStatSliceValues& slice) override {
+        slices.Write(slice);
+        return {"a slice"};
+    }
+    std::vector<RWCString> OnEnd(const CKZStatRunEnd& end) override {
+        ends.push_back(end);
+        return {"the end", "is near"};
+    }
+
+    SliceNotes slices;
+    std::vector<CKZStatRunEnd> ends;
+};
+
 TEST_F(Run, DeliversTheLastValue) {
     CKZStatRunClient client = run->NewClient(1);
     GoTo(1);
@@ -133,6 +149,62 @@ TEST_F(Run, RefusesListenersThatAreEmptyOrLate) {
     run->OnSlice([](const CKZStatSliceValues&) {});
     run->OncePerSlice([](CKZStatRunClient&) {});
     EXPECT_THAT(log.Texts(), SizeIs(4));
+}
+
+TEST_F(Run, TellsListenersOfTheEndAfterTheLastSlice) {
+    const auto listener = std::make_shared<EndNotes>();
+    ASSERT_TRUE(run->AddListener(listener));
+    GoTo(0.25);
+    run->BeginLoad();
+    GoTo(1);
+    run->EndLoad();
+    EXPECT_THAT(Lines(Finish()), ElementsAre("a slice", "the end", "is near"));
+    EXPECT_THAT(listener->slices.Ids(), ElementsAre(1, 2));
+    ASSERT_THAT(listener->ends, SizeIs(1));
+    EXPECT_EQ(listener->ends[0].lastSlice, 2);
+    EXPECT_THAT(listener->ends[0].loadBegin, Optional(0.25));
+    EXPECT_THAT(listener->ends[0].loadEnd, Optional(1.0));
+    EXPECT_EQ(listener.use_count(), 1);
+}
+
+TEST_F(Run, TellsListenersOfTheEndWithoutBeingFinished) {
+    const auto listener = std::make_shared<EndNotes>();
+    ASSERT_TRUE(run->AddListener(listener));
+    OnMovingClock([&] { run.reset(); });
+    ASSERT_THAT(listener->ends, SizeIs(1));
+    EXPECT_EQ(listener->ends[0].lastSlice, listener->slices.Ids().back());
+}
+
+TEST_F(Run, TellsListenersOfSlicesThatWereGivenUp) {
+    const auto listener = std::make_shared<EndNotes>();
+    ASSERT_TRUE(run->AddListener(listener));
+    run->NewClient(1).AddLast("n", 1, Types::Counter);
+    EXPECT_THAT(run->Finish(0).slicesGivenUp, 1);
+    OnMovingClock([&] { run.reset(); });
+    EXPECT_THAT(listener->slices.Ids(), IsEmpty());
+    ASSERT_THAT(listener->ends, SizeIs(1));
+    EXPECT_EQ(listener->ends[0].lastSlice, 1);
+}
+
+TEST_F(Run, TellsEveryListenerOfTheEndWhenOneThrows) {
+    struct Thrower : EndNotes {
+        std::vector<RWCString> OnEnd(const CKZStatRunEnd&) override {
+            throw std::runtime_error("disk full");
+        }
+    };
+    const auto listener = std::make_shared<EndNotes>();
+    ASSERT_TRUE(run->AddListener(std::make_shared<Thrower>()));
+    ASSERT_TRUE(run->AddListener(listener));
+    EXPECT_THAT(Lines(Finish()), testing::Contains("slice listener 2 threw 1 time: disk full"));
+    EXPECT_THAT(listener->ends, SizeIs(1));
+}
+
+TEST_F(Run, RefusesListenersAfterTheEnd) {
+    EXPECT_FALSE(run->AddListener(nullptr));
+    EXPECT_TRUE(Finish().IsClean());
+    const auto listener = std::make_shared<EndNotes>();
+    EXPECT_FALSE(run->AddListener(listener));
+    EXPECT_EQ(listener.use_count(), 1);
 }
 
 TEST_F(Run, DestroysListenersAtTheEnd) {
