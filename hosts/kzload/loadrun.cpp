@@ -6,7 +6,7 @@
 
 #include "report.h"
 #include "ryp/clock.h"
-#include "stopsignal.h"
+#include "terminal/stopsignal.h"
 
 namespace kzload {
 namespace {
@@ -62,7 +62,8 @@ void LoadRun::OpenJournal() {
 }
 
 bool LoadRun::LoadIsOver() const {
-    return StopIsRequested() || RyPSysTime() >= m_startTime + m_options.durationSeconds ||
+    return kzterminal::StopIsRequested() ||
+           RyPSysTime() >= m_startTime + m_options.durationSeconds ||
            m_state.ServerIsOutOfReach(m_options.clients);
 }
 

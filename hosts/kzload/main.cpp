@@ -12,8 +12,8 @@
 #include "options.h"
 #include "report.h"
 #include "simulatedclient.h"
-#include "stopsignal.h"
 #include "terminal.h"
+#include "terminal/stopsignal.h"
 
 namespace kzload {
 namespace {
@@ -48,7 +48,8 @@ void CloseJournal(kzjournal::Writer& journal, const Options& options, Terminal& 
 }
 
 int Run(const Options& options) {
-    CatchStopSignals();
+    kzterminal::IgnoreBrokenPipes();
+    kzterminal::CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
     MessageFile messages;

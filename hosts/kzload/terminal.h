@@ -7,6 +7,7 @@
 #include "report.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
+#include "terminal/output.h"
 
 namespace kzload {
 
@@ -45,13 +46,12 @@ private:
     void Erase() RYP_REQUIRES(m_lock);
 
     const bool m_quiet;
-    const bool m_isTerminal;
-    const bool m_canRedraw;
     mutable RWMutexLock m_lock;
+    kzterminal::Output m_output RYP_GUARDED_BY(m_lock);
     bool m_hasHeader RYP_GUARDED_BY(m_lock) = false;
     std::string m_progressLine RYP_GUARDED_BY(m_lock);  // empty: none is shown
     bool m_hasComplained RYP_GUARDED_BY(m_lock) = false;
-    int m_outputError RYP_GUARDED_BY(m_lock) = 0;
+    std::string m_outputTrouble RYP_GUARDED_BY(m_lock);  // the first one
     std::string m_pending RYP_GUARDED_BY(m_lock);  // written at once, so that nothing flickers
 };
 

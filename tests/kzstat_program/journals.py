@@ -13,7 +13,8 @@ class Journal:
         self.path = path
         self.process = subprocess.Popen(
             [JOURNALMAKER, path, generator, str(start), str(slice_length)],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, encoding="utf-8",
+            errors="surrogateescape")
 
     def value(self, name, kind, *numbers):
         self._tell("value", name, kind, *numbers)

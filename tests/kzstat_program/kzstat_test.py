@@ -14,6 +14,7 @@ import subprocess
 import tempfile
 import unittest
 
+import columns
 import journals
 import terminals
 
@@ -155,6 +156,21 @@ class Show(JournalTest):
         journals.make(self.run_path, [{("a\x1b[31mb", "Counter"): [1]}])
         self.assertIn("a?[31mb", run("show", self.run_path).out)
 
+    def test_names_of_any_characters_align(self):
+        names = ("login", "caf\u00e9", "cafe\u0301", "\u65e5\u672c\u8a9e", "bad\udcffbyte")
+        journals.make(self.run_path, [{(name, "Counter"): [1] for name in names}])
+        for locale in ("C", "C.UTF-8", "de_DE.UTF-8"):
+            with self.subTest(locale=locale):
+                result = run("show", self.run_path, encoding="utf-8",
+                             env={**os.environ, "LC_ALL": locale})
+                _, titles, *rows = result.out.splitlines()
+                self.assertEqual(len(names), len(rows))
+                self.assertIn("bad?byte", result.out)
+                for row in rows:
+                    self.assertEqual(titles.index("type"),
+                                     columns.width_of(row.partition("Counter")[0]), row)
+                    self.assertEqual(len(titles), columns.width_of(row), row)
+
     def test_a_decimal_comma_changes_nothing(self):
         self.make_run()
         environment = {**os.environ, "LC_ALL": "de_DE.UTF-8"}
@@ -215,6 +231,27 @@ class Follow(JournalTest):
         self.start(environment={"LC_ALL": "C"})
         self.report(40)
         self.terminal.wait_for(lambda screen: "_#" in screen)
+
+    def test_names_are_cut_to_columns(self):
+        for locale in ("C", "C.UTF-8"):
+            with self.subTest(locale=locale):
+                self.run_path = self.path(locale + ".kzj")
+                self.journal = journals.Journal(self.run_path)
+                self.addCleanup(self.journal.leave)
+                self.journal.value("\u65e5\u672c" * 20, *LOGIN[1:], 10)
+                self.report(10)
+                terminal = terminals.Terminal(
+                    self.folder, [KZSTAT, "show", self.run_path, "--follow"], width=60,
+                    environment={"LC_ALL": locale})
+                self.addCleanup(terminal.close)
+                screen = terminal.wait_for(lambda screen: "logins" in screen)
+                terminal.close()
+                plain, wide = (row for row in screen.splitlines() if "Timer" in row)
+                # The least that a name is cut to is 20 columns, of which a wide character and the
+                # mark take 19.
+                self.assertTrue(wide.startswith("\u65e5\u672c" * 4 + "\u65e5>"), wide)
+                self.assertEqual(columns.width_of(plain.partition("Timer")[0]),
+                                 columns.width_of(wide.partition("Timer")[0]), screen)
 
     def test_lines_in_a_pipe(self):
         self.journal = journals.Journal(self.run_path)

@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <stdexcept>
+#include <utility>
 
-namespace kzstat {
+#include "terminal/terminaltext.h"
+
+namespace kzterminal {
 namespace {
 
 constexpr winsize kUsualSize = {24, 80, 0, 0};
@@ -26,6 +28,14 @@ bool TerminalCanRedraw() {
 bool UserWantsNoColours() {
     const char* const wish = std::getenv("NO_COLOR");
     return wish != nullptr && *wish != '\0';
+}
+
+[[noreturn]] void ThrowWriteError() {
+    const int error = errno;
+    const std::string text =
+        std::string("cannot write to standard output: ") + std::strerror(error);
+    if (error == EPIPE) throw NobodyReads(text);
+    throw std::runtime_error(text);
 }
 
 winsize Size() {
@@ -55,16 +65,17 @@ void Output::WriteLine(std::string_view line, Style style) {
 }
 
 void Output::Flush() {
-    std::string_view rest = m_pending;
+    const std::string text = std::exchange(m_pending, {});
+    std::string_view rest = text;
     while (!rest.empty()) {
         const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
-        if (written < 0 && errno == EPIPE) throw NobodyReads();
-        if (written < 0 && errno != EINTR)
-            throw std::runtime_error(std::string("cannot write to standard output: ") +
-                                     std::strerror(errno));
+        if (written < 0 && errno != EINTR) ThrowWriteError();
         if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
     }
-    m_pending.clear();
+}
+
+std::string Output::Fit(std::string_view line) const {
+    return m_isTerminal ? Cut(line, Width()) : std::string(line);
 }
 
 std::size_t Output::Width() const {
@@ -75,4 +86,4 @@ std::size_t Output::Height() const {
     return Size().ws_row;
 }
 
-}  // namespace kzstat
+}  // namespace kzterminal

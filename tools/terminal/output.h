@@ -1,17 +1,22 @@
-#ifndef KZSTAT_OUTPUT_H
-#define KZSTAT_OUTPUT_H
+#ifndef KZTERMINAL_OUTPUT_H
+#define KZTERMINAL_OUTPUT_H
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
-namespace kzstat {
+namespace kzterminal {
 
-/// The reader of standard output has what it wanted and went away. No error.
-class NobodyReads {};
+/// The reader of standard output went away. A program that only writes for others has done its work
+/// by then.
+class NobodyReads : public std::runtime_error {
+public:
+    using runtime_error::runtime_error;
+};
 
-/// Standard output. All operations throw `NobodyReads`, or std::runtime_error with a line for the
-/// user. Compatible.
+/// Standard output. What writes throws `NobodyReads`, or another std::runtime_error with a line for
+/// the user; what was written since the last flush is lost then. Compatible.
 class Output {
 public:
     Output();
@@ -21,6 +26,9 @@ public:
     enum Style { Plain, Striking, Bad };
     void WriteLine(std::string_view line, Style style = Plain);
     void Flush();
+
+    /// The line as it is shown: printable and cut to the width on a terminal, whole elsewhere.
+    std::string Fit(std::string_view line) const;
 
     bool IsTerminal() const { return m_isTerminal; }
     /// True on a terminal that can, unless NO_COLOR is set.
@@ -39,6 +47,6 @@ private:
     std::string m_pending;
 };
 
-}  // namespace kzstat
+}  // namespace kzterminal
 
 #endif

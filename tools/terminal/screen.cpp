@@ -1,8 +1,8 @@
 #include "terminal/screen.h"
 
-#include "text/texts.h"
+#include "terminal/terminaltext.h"
 
-namespace kzstat {
+namespace kzterminal {
 namespace {
 
 constexpr char kEnter[] = "\x1b[?1049h\x1b[?25l";
@@ -44,4 +44,4 @@ void Screen::Draw(std::vector<std::string> lines) {
     m_output.Flush();
 }
 
-}  // namespace kzstat
+}  // namespace kzterminal

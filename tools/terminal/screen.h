@@ -1,12 +1,12 @@
-#ifndef KZSTAT_SCREEN_H
-#define KZSTAT_SCREEN_H
+#ifndef KZTERMINAL_SCREEN_H
+#define KZTERMINAL_SCREEN_H
 
 #include <string>
 #include <vector>
 
 #include "terminal/output.h"
 
-namespace kzstat {
+namespace kzterminal {
 
 /// A terminal of which the whole screen is drawn again and again; what was there before comes back
 /// at the end. Compatible.
@@ -25,6 +25,6 @@ private:
     Output& m_output;
 };
 
-}  // namespace kzstat
+}  // namespace kzterminal
 
 #endif

@@ -6,12 +6,12 @@
 
 namespace {
 
-using kzstat::FailCondition;
+using kzstatprogram::FailCondition;
 using testing::Optional;
 
 /// A run in which the mean of "login time" is `mean`.
-kzstat::ComparedRun RunWithMean(double mean) {
-    kzstat::Statistics row;
+kzstatprogram::ComparedRun RunWithMean(double mean) {
+    kzstatprogram::Statistics row;
     row.name = "login time";
     row.average = mean;
     return {{row}, {{}}};
@@ -23,22 +23,23 @@ std::optional<std::string> Check(const std::string& condition, double before, do
 
 TEST(WelchProbability, AgreesWithTheIntegralOfTheDistribution) {
     // t is 2.96179 at 27.99943 degrees of freedom; both tails were integrated numerically.
-    EXPECT_THAT(kzstat::WelchProbability({15, 20.82, 7.867428571}, {15, 23.846666667, 7.796952381}),
-                Optional(testing::DoubleNear(0.006173085, 1e-8)));
+    EXPECT_THAT(
+        kzstatprogram::WelchProbability({15, 20.82, 7.867428571}, {15, 23.846666667, 7.796952381}),
+        Optional(testing::DoubleNear(0.006173085, 1e-8)));
 }
 
 TEST(WelchProbability, OfEqualSamplesIsOne) {
-    EXPECT_THAT(kzstat::WelchProbability({10, 5, 1}, {20, 5, 2}), Optional(1.0));
-    EXPECT_THAT(kzstat::WelchProbability({10, 5, 0}, {20, 5, 0}), Optional(1.0));
+    EXPECT_THAT(kzstatprogram::WelchProbability({10, 5, 1}, {20, 5, 2}), Optional(1.0));
+    EXPECT_THAT(kzstatprogram::WelchProbability({10, 5, 0}, {20, 5, 0}), Optional(1.0));
 }
 
 TEST(WelchProbability, OfDifferentConstantsIsZero) {
-    EXPECT_THAT(kzstat::WelchProbability({10, 5, 0}, {20, 6, 0}), Optional(0.0));
+    EXPECT_THAT(kzstatprogram::WelchProbability({10, 5, 0}, {20, 6, 0}), Optional(0.0));
 }
 
 TEST(WelchProbability, NeedsTwoValuesEach) {
-    EXPECT_FALSE(kzstat::WelchProbability({1, 5, 0}, {20, 6, 1}));
-    EXPECT_FALSE(kzstat::WelchProbability({0, 0, 0}, {0, 0, 0}));
+    EXPECT_FALSE(kzstatprogram::WelchProbability({1, 5, 0}, {20, 6, 1}));
+    EXPECT_FALSE(kzstatprogram::WelchProbability({0, 0, 0}, {0, 0, 0}));
 }
 
 TEST(FailCondition, TakesNoMoreThanItsShareUpwards) {

@@ -47,7 +47,7 @@ protected:
     }
 
     SliceMaker slices{"load", 0.1};
-    kzstat::Conservation conservation{0.1};
+    kzstatprogram::Conservation conservation{0.1};
     int sliceId = 0;
 };
 
@@ -104,13 +104,13 @@ TEST_F(Conservation, HoldsForATotalThatOverflows) {
 
 TEST_F(Conservation, SeesASumThatIsNoNumber) {
     for (const double sum : {kInfinity, std::nan("")}) {
-        kzstat::Conservation fresh(0.1);
+        kzstatprogram::Conservation fresh(0.1);
         SliceMaker maker("load", 0.1);
         kzjournal::Slice slice = SliceOf(maker.NextSlice({{"n", Types::Timer, {1}}}));
         slice.records.front().totals.sum = sum;
         EXPECT_THAT(fresh.Check(slice), HasSubstr("the sum of n is "));
         slice.records.front().lasts.sum = -kInfinity;
-        EXPECT_THAT(kzstat::Conservation(0.1).Check(slice), HasSubstr("the sum of n is "));
+        EXPECT_THAT(kzstatprogram::Conservation(0.1).Check(slice), HasSubstr("the sum of n is "));
     }
 }
 
@@ -121,7 +121,7 @@ TEST_F(Conservation, SeesAGapInTheIds) {
 }
 
 TEST_F(Conservation, HoldsForAGapInTheIdsOfAMergedRun) {
-    kzstat::Conservation merged(0.1, true);
+    kzstatprogram::Conservation merged(0.1, true);
     EXPECT_EQ("", merged.Check({1, 0.1, 1000.1, {}, {}}));
     EXPECT_EQ("", merged.Check({5, 0.5, 1000.5, {}, {}}));
     EXPECT_EQ("slice 9: it ends at 1 s instead of 0.9 s", merged.Check({9, 1, 1001, {}, {}}));

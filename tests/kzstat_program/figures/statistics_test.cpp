@@ -17,7 +17,7 @@ CKZStatMessageRecord RecordOf(const std::vector<double>& values,
 }
 
 TEST(Statistics, OfATimerAreThoseThatItsKindDeclares) {
-    const kzstat::Statistics row = kzstat::StatisticsOf(RecordOf({10, 20, 60}), 2);
+    const kzstatprogram::Statistics row = kzstatprogram::StatisticsOf(RecordOf({10, 20, 60}), 2);
     EXPECT_STREQ("ms", row.unit);
     EXPECT_THAT(row.count, Optional(3.0));
     EXPECT_THAT(row.rate, Optional(1.5));
@@ -30,7 +30,8 @@ TEST(Statistics, OfATimerAreThoseThatItsKindDeclares) {
 }
 
 TEST(Statistics, OfACounterAreItsSums) {
-    const kzstat::Statistics row = kzstat::StatisticsOf(RecordOf({1, 1, 4}, Types::Counter), 2);
+    const kzstatprogram::Statistics row =
+        kzstatprogram::StatisticsOf(RecordOf({1, 1, 4}, Types::Counter), 2);
     EXPECT_THAT(row.sum, Optional(6.0));
     EXPECT_THAT(row.rate, Optional(3.0));
     EXPECT_THAT(row.current, Optional(6.0));
@@ -39,23 +40,24 @@ TEST(Statistics, OfACounterAreItsSums) {
 }
 
 TEST(Statistics, OfALoadSizeHaveNoRate) {
-    const kzstat::Statistics row = kzstat::StatisticsOf(RecordOf({20}, Types::LoadSize), 2);
+    const kzstatprogram::Statistics row =
+        kzstatprogram::StatisticsOf(RecordOf({20}, Types::LoadSize), 2);
     EXPECT_THAT(row.current, Optional(20.0));
     EXPECT_FALSE(row.rate);
     EXPECT_FALSE(row.count);
 }
 
 TEST(Statistics, KnowsTheReadingOfEachType) {
-    EXPECT_TRUE(kzstat::IsSampled(Types::Timer));
-    EXPECT_FALSE(kzstat::IsSampled(Types::Counter));
-    EXPECT_TRUE(kzstat::IsLevel(Types::LoadSize));
-    EXPECT_FALSE(kzstat::IsLevel(Types::Counter));
-    EXPECT_FALSE(kzstat::IsSampled(Types::NotSet));
-    EXPECT_FALSE(kzstat::IsLevel(Types::NotSet));
+    EXPECT_TRUE(kzstatprogram::IsSampled(Types::Timer));
+    EXPECT_FALSE(kzstatprogram::IsSampled(Types::Counter));
+    EXPECT_TRUE(kzstatprogram::IsLevel(Types::LoadSize));
+    EXPECT_FALSE(kzstatprogram::IsLevel(Types::Counter));
+    EXPECT_FALSE(kzstatprogram::IsSampled(Types::NotSet));
+    EXPECT_FALSE(kzstatprogram::IsLevel(Types::NotSet));
 }
 
 TEST(Statistics, WithoutValuesAreNone) {
-    const kzstat::Statistics row = kzstat::StatisticsOf(RecordOf({}), 2);
+    const kzstatprogram::Statistics row = kzstatprogram::StatisticsOf(RecordOf({}), 2);
     EXPECT_FALSE(row.minimum);
     EXPECT_FALSE(row.average);
     EXPECT_FALSE(row.deviation);

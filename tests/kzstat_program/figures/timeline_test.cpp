@@ -6,10 +6,10 @@
 
 namespace {
 
-using kzstat::Bucket;
-using kzstat::Course;
-using kzstat::Drawn;
-using kzstat::Grid;
+using kzstatprogram::Bucket;
+using kzstatprogram::Course;
+using kzstatprogram::Drawn;
+using kzstatprogram::Grid;
 using testing::ElementsAre;
 
 Drawn SliceOf(double minimum, double maximum, double count, double sum, double flow) {

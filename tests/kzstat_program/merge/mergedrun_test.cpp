@@ -28,9 +28,9 @@ protected:
         CKZStatAggregate lasts;
     };
     std::vector<Seen> Merge() const {
-        kzstat::MergedRun run(kzstat::MergeInputsOf(paths));
+        kzstatprogram::MergedRun run(kzstatprogram::MergeInputsOf(paths));
         std::vector<Seen> seen;
-        for (kzstat::MergedSlice slice; run.Next(slice);) {
+        for (kzstatprogram::MergedSlice slice; run.Next(slice);) {
             const CKZStatMessageRecord& record = slice.records.front();
             seen.push_back(
                 {slice.facts.sliceId, slice.Sources().size(), record.totals, record.lasts});
@@ -218,7 +218,7 @@ TEST_F(MergedRun, CountsBeyondTheRangeOfInt) {
 }
 
 TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
-    std::vector<kzstat::MergeInput> inputs;
+    std::vector<kzstatprogram::MergeInput> inputs;
     const auto add = [&](double start, std::optional<double> begin, std::optional<double> end) {
         kzjournal::Run run = kzjournal::RunOfThisProcess("load", start, 1, "shop");
         run.loadBegin = begin;
@@ -228,14 +228,14 @@ TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
     add(1000, 5, 60);
     add(1010, 0, 45);
     add(1005, {}, {});
-    const kzjournal::Run whole = kzstat::MergedRun(inputs).Facts();
+    const kzjournal::Run whole = kzstatprogram::MergedRun(inputs).Facts();
     EXPECT_THAT(whole.loadBegin, testing::Optional(5.0));
     EXPECT_THAT(whole.loadEnd, testing::Optional(60.0));
     EXPECT_EQ("shop", whole.testName);
 
     add(1000, 3, {});
     inputs.back().run.testName = "other";
-    const kzjournal::Run open = kzstat::MergedRun(inputs).Facts();
+    const kzjournal::Run open = kzstatprogram::MergedRun(inputs).Facts();
     EXPECT_THAT(open.loadBegin, testing::Optional(3.0));
     EXPECT_FALSE(open.loadEnd);
     EXPECT_EQ("", open.testName);

@@ -107,7 +107,7 @@ TEST_F(MergeFile, IsTheSameToTheBitThroughWhateverMerges) {
 
 TEST_F(MergeFile, AccountsForEveryValue) {
     const std::string merged = Merge({RandomRun(1000), RandomRun(1000.4), RandomRun(1001)});
-    kzstat::Conservation conservation(sliceLength);
+    kzstatprogram::Conservation conservation(sliceLength);
     for (const kzjournal::Slice& slice : SlicesOf(merged)) EXPECT_EQ("", conservation.Check(slice));
 }
 

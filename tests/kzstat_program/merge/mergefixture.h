@@ -48,7 +48,8 @@ protected:
     std::string Merge(const std::vector<std::string>& paths, const std::string& name = "") {
         const std::string path =
             folder.Path(name.empty() ? "merged" + std::to_string(++runs) + ".kzj" : name);
-        kzstat::MergeInto(path, kzstat::MergeInputsOf(paths), [](const kzstat::MergedSlice&) {});
+        kzstatprogram::MergeInto(path, kzstatprogram::MergeInputsOf(paths),
+                                 [](const kzstatprogram::MergedSlice&) {});
         return path;
     }
     /// What a merge that fails says of it.

@@ -31,7 +31,7 @@ protected:
 };
 
 TEST_F(NewFile, IsThereOnceItIsWhole) {
-    kzstat::NewFile file(path, false);
+    kzstatprogram::NewFile file(path, false);
     Write(file.TemporaryPath(), "whole");
     EXPECT_FALSE(std::filesystem::exists(path));
     file.Rename();
@@ -40,13 +40,13 @@ TEST_F(NewFile, IsThereOnceItIsWhole) {
 }
 
 TEST_F(NewFile, LeavesNothingUnlessItIsWhole) {
-    { const kzstat::NewFile file(path, false); }
+    { const kzstatprogram::NewFile file(path, false); }
     EXPECT_EQ(0u, Files());
 }
 
 TEST_F(NewFile, LeavesNoCompanionOfItsTemporaryFile) {
     {
-        const kzstat::NewFile file(path, false);
+        const kzstatprogram::NewFile file(path, false);
         for (const char* suffix : {"-wal", "-shm", "-journal"})
             Write(file.TemporaryPath() + suffix, "companion");
     }
@@ -55,20 +55,20 @@ TEST_F(NewFile, LeavesNoCompanionOfItsTemporaryFile) {
 
 TEST_F(NewFile, HasThePermissionsOfAnyOtherNewFile) {
     const mode_t former = umask(027);
-    kzstat::NewFile file(path, false);
+    kzstatprogram::NewFile file(path, false);
     EXPECT_EQ(027u, umask(former));
     file.Rename();
     EXPECT_EQ(std::filesystem::perms{0640}, std::filesystem::status(path).permissions());
 }
 
 TEST_F(NewFile, SaysByItsTemporaryNameThatItIsBeingMerged) {
-    const kzstat::NewFile file(path, false);
+    const kzstatprogram::NewFile file(path, false);
     EXPECT_THAT(file.TemporaryPath(), testing::StartsWith(path + ".merging-"));
 }
 
 TEST_F(NewFile, LeavesAFileAloneThatCameMeanwhile) {
     {
-        kzstat::NewFile file(path, false);
+        kzstatprogram::NewFile file(path, false);
         Write(path, "other");
         EXPECT_THROW(file.Rename(), std::runtime_error);
     }
@@ -80,7 +80,7 @@ TEST_F(NewFile, ReplacesAFileBehindALink) {
     const std::string link = folder.Path("link");
     Write(path, "former");
     std::filesystem::create_symlink(path, link);
-    kzstat::NewFile file(link, true);
+    kzstatprogram::NewFile file(link, true);
     Write(file.TemporaryPath(), "latter");
     EXPECT_EQ("former", TextIn(path));
     file.Rename();
@@ -90,7 +90,7 @@ TEST_F(NewFile, ReplacesAFileBehindALink) {
 
 TEST_F(NewFile, SaysWhereItCannotBeMade) {
     try {
-        const kzstat::NewFile file(folder.Path("nowhere/file"), false);
+        const kzstatprogram::NewFile file(folder.Path("nowhere/file"), false);
         FAIL();
     } catch (const std::runtime_error& error) {
         EXPECT_THAT(error.what(), HasSubstr("nowhere/file: No such file or directory"));

@@ -21,7 +21,7 @@ protected:
         record.name = name.c_str();
         record.type = CKZStatPointTypeEnum::Timer;
         record.totals = {kThird, 1e300, 3, sum, 5e-324};
-        return kzstat::MakeExportFormat(format, run)->RecordText(slice, record);
+        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record);
     }
 
     std::string name = "login.time";
@@ -35,7 +35,7 @@ TEST_F(ExportFormats, CsvHasALineOfNames) {
     EXPECT_EQ(
         "slice_id,elapsed,name,type,count,minimum,maximum,average,sum,sum_of_squares,last_count,"
         "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares\r\n",
-        kzstat::MakeExportFormat("csv", run)->Begin());
+        kzstatprogram::MakeExportFormat("csv", run)->Begin());
 }
 
 TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {

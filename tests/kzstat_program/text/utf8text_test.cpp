@@ -4,7 +4,7 @@
 
 namespace {
 
-using kzstat::Utf8Text;
+using kzstatprogram::Utf8Text;
 
 TEST(Utf8Text, LeavesCharactersAlone) {
     EXPECT_EQ("", Utf8Text(""));

@@ -7,9 +7,9 @@
 #include "figures/violation.h"
 #include "kzjournalreader.h"
 #include "merge/mergecheck.h"
-#include "text/texts.h"
+#include "terminal/terminaltext.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 /// Returns the number of slices. Throws Violation.
@@ -41,8 +41,8 @@ void CheckSource(const std::string& path, const kzjournal::Source& source) {
         CheckSlices(journal, false);
     } catch (const Violation& violation) {
         throw Violation{"source " + std::to_string(source.number) + ", " +
-                        Printable(source.run.generator) + " on " + Printable(source.run.host) +
-                        ": " + violation.text};
+                        kzterminal::Printable(source.run.generator) + " on " +
+                        kzterminal::Printable(source.run.host) + ": " + violation.text};
     }
 }
 
@@ -92,4 +92,4 @@ void DeclareCheck(CommandLine& line) {
     command.Does([journal](Output& output) { return Check(*journal, output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

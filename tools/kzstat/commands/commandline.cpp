@@ -4,7 +4,7 @@
 #include <map>
 #include <utility>
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 Action Print(const std::string& text) {
@@ -123,4 +123,4 @@ std::string CommandLine::Explain(const UsageError& error) const {
     return std::string(error.what()) + " (see " + m_app->get_name() + command + " --help)";
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

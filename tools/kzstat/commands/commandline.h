@@ -1,5 +1,5 @@
-#ifndef KZSTAT_COMMANDLINE_H
-#define KZSTAT_COMMANDLINE_H
+#ifndef KZSTATPROGRAM_COMMANDLINE_H
+#define KZSTATPROGRAM_COMMANDLINE_H
 
 #include <functional>
 #include <memory>
@@ -18,7 +18,9 @@ class App;
 class Option;
 }  // namespace CLI
 
-namespace kzstat {
+namespace kzstatprogram {
+
+using kzterminal::Output;
 
 /// What a command does once the command line has been read.
 using Action = std::function<ExitStatus(Output&)>;
@@ -98,6 +100,6 @@ private:
     Action m_chosen;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -1,6 +1,6 @@
 #include "commands/commands.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 void DeclareCommands(CommandLine& line) {
     DeclareShow(line);
@@ -17,4 +17,4 @@ void DeclareJournal(Command& command, const char* name, std::string& path,
     command.Add(name, path, description).Required().ValueName("FILE");
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

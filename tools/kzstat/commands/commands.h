@@ -1,11 +1,11 @@
-#ifndef KZSTAT_COMMANDS_H
-#define KZSTAT_COMMANDS_H
+#ifndef KZSTATPROGRAM_COMMANDS_H
+#define KZSTATPROGRAM_COMMANDS_H
 
 #include <string>
 
 #include "commands/commandline.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Declares all commands.
 void DeclareCommands(CommandLine& line);
@@ -23,6 +23,6 @@ void DeclareShow(CommandLine& line);
 void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description = "The journal of the run");
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

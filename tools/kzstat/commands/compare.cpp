@@ -11,10 +11,10 @@
 #include "figures/failcondition.h"
 #include "kzjournalreader.h"
 #include "tables/table.h"
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
-#include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 /// Rarer than that by chance counts as a change.
@@ -63,7 +63,7 @@ Table TableOf(const std::vector<Difference>& differences) {
     for (const Difference& each : differences) {
         const double from = each.sampleBefore.mean;
         const double to = each.sampleAfter.mean;
-        table.Add({IsChanged(each) ? "*" : " ", Printable(each.before->name),
+        table.Add({IsChanged(each) ? "*" : " ", kzterminal::Printable(each.before->name),
                    Quantity(*each.before), ReadableNumber(from), ReadableNumber(to),
                    Signed(to - from), ShareText(from, to), ProbabilityText(each.probability)});
     }
@@ -79,7 +79,8 @@ void Print(const std::vector<Difference>& differences, Output& output) {
 
 void PrintNames(const char* where, const std::vector<std::string>& names, Output& output) {
     for (const std::string& name : names)
-        output.WriteLine(std::string("only in the ") + where + " run: " + Printable(name));
+        output.WriteLine(std::string("only in the ") + where +
+                         " run: " + kzterminal::Printable(name));
 }
 
 ExitStatus Compare(const CompareOptions& options, const std::vector<FailCondition>& conditions,
@@ -134,4 +135,4 @@ void DeclareCompare(CommandLine& line) {
         [options](Output& output) { return Compare(*options, ConditionsOf(*options), output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

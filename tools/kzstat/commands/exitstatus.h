@@ -1,7 +1,7 @@
-#ifndef KZSTAT_EXITSTATUS_H
-#define KZSTAT_EXITSTATUS_H
+#ifndef KZSTATPROGRAM_EXITSTATUS_H
+#define KZSTATPROGRAM_EXITSTATUS_H
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// What the process tells its caller.
 enum ExitStatus : int {
@@ -10,6 +10,6 @@ enum ExitStatus : int {
     kFailed = 2        ///< bad usage, or a file that cannot be read or written
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -6,7 +6,7 @@
 #include "kzjournalreader.h"
 #include "text/exportformats.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 struct ExportOptions {
@@ -41,4 +41,4 @@ void DeclareExport(CommandLine& line) {
     command.Does([options](Output& output) { return Export(*options, output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -6,7 +6,7 @@
 #include "commands/commands.h"
 #include "merge/mergefile.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 struct MergeOptions {
@@ -97,4 +97,4 @@ void DeclareMerge(CommandLine& line) {
     command.Does([options](Output& output) { return Merge(*options, output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -5,7 +5,7 @@
 
 #include "figures/load.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 /// The moment from which on the load has been at its highest once.
@@ -38,4 +38,4 @@ kzjournal::TimeRange RangeOptions::RangeOf(kzjournal::Reader& journal) const {
     return range;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

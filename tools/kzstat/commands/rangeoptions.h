@@ -1,12 +1,12 @@
-#ifndef KZSTAT_RANGEOPTIONS_H
-#define KZSTAT_RANGEOPTIONS_H
+#ifndef KZSTATPROGRAM_RANGEOPTIONS_H
+#define KZSTATPROGRAM_RANGEOPTIONS_H
 
 #include <optional>
 
 #include "commands/commandline.h"
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Which slices a command looks at. Compatible.
 struct RangeOptions {
@@ -18,6 +18,6 @@ struct RangeOptions {
     kzjournal::TimeRange RangeOf(kzjournal::Reader& journal) const;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

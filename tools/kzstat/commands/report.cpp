@@ -11,7 +11,7 @@
 #include "kzjournalreader.h"
 #include "page/pagejson.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 struct ReportOptions {
@@ -53,4 +53,4 @@ void DeclareReport(CommandLine& line) {
     command.Does([options](Output& output) { return Report(*options, output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

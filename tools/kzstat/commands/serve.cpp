@@ -1,11 +1,11 @@
-#include <csignal>
 #include <memory>
 #include <string>
 
 #include "commands/commands.h"
 #include "page/pageserver.h"
+#include "terminal/stopsignal.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr int kUsualPort = 8090;
@@ -17,36 +17,12 @@ struct ServeOptions {
     int port = kUsualPort;
 };
 
-/// Keeps SIGINT and SIGTERM from this thread and from those that it starts, so that they can be
-/// waited for.
-class StopSignals {
-public:
-    StopSignals() {
-        sigemptyset(&m_signals);
-        sigaddset(&m_signals, SIGINT);
-        sigaddset(&m_signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &m_signals, &m_before);
-    }
-    ~StopSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    StopSignals(const StopSignals&) = delete;
-    StopSignals& operator=(const StopSignals&) = delete;
-
-    void Wait() const {
-        int signal = 0;
-        sigwait(&m_signals, &signal);
-    }
-
-private:
-    sigset_t m_signals;
-    sigset_t m_before;
-};
-
 ExitStatus Serve(const ServeOptions& options, Output& output) {
-    const StopSignals signals;
+    kzterminal::CatchStopSignals();
     const PageServer server(options.journal, options.address, options.port);
     output.WriteLine("serving " + options.journal + " at " + server.Url() + " until interrupted");
     output.Flush();
-    signals.Wait();
+    kzterminal::WaitForStop();
     return kDone;
 }
 
@@ -69,4 +45,4 @@ void DeclareServe(CommandLine& line) {
     command.Does([options](Output& output) { return Serve(*options, output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

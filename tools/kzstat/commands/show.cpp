@@ -1,6 +1,5 @@
 #include <algorithm>
-#include <atomic>
-#include <csignal>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,17 +7,18 @@
 #include "commands/commands.h"
 #include "commands/rangeoptions.h"
 #include "kzjournalreader.h"
-#include "ryp/clock.h"
 #include "tables/latestvalues.h"
 #include "tables/statisticstable.h"
 #include "terminal/screen.h"
+#include "terminal/stopsignal.h"
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
-constexpr double kLookSeconds = 0.2;
+constexpr std::chrono::milliseconds kBetweenLooks{200};
 constexpr std::size_t kLeastNameWidth = 20;
 
 struct ShowOptions {
@@ -27,12 +27,6 @@ struct ShowOptions {
     bool follows = false;
     RangeOptions range;
 };
-
-std::atomic<bool> stopIsRequested = false;
-
-void RequestStop(int) {
-    stopIsRequested = true;
-}
 
 /// Names of any length leave room for their numbers on a terminal, and are whole elsewhere.
 std::size_t NameWidth(const Output& output) {
@@ -54,27 +48,26 @@ std::vector<std::string> LinesOf(kzjournal::Reader& journal, const ShowOptions& 
 }
 
 void Print(const std::vector<std::string>& lines, Output& output) {
-    for (const std::string& line : lines)
-        output.WriteLine(output.IsTerminal() ? Cut(line, output.Width()) : line);
+    for (const std::string& line : lines) output.WriteLine(output.Fit(line));
 }
 
 /// Draws the table again with each slice until the run has ended or the user has seen enough.
 void FollowOnScreen(kzjournal::Reader& journal, const ShowOptions& options, Output& output) {
     LatestValues latest;
-    Screen screen(output);
+    kzterminal::Screen screen(output);
     bool hasEnded = false;
-    while (!hasEnded && !stopIsRequested) {
+    do {
         hasEnded = journal.HasEnded();
         latest.Update(journal);
         screen.Draw(LinesOf(journal, options, output, &latest));
-        RyPSleep(kLookSeconds);
-    }
+    } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
 std::string LineOf(const kzjournal::Slice& slice, const CKZStatMessageRecord& record) {
     const auto number = [](double value) { return std::string(" ").append(ReadableNumber(value)); };
-    std::string line = ReadableNumber(slice.elapsed) + " " + Printable(TextOf(record.name)) +
-                       " count" + number(record.lasts.count);
+    std::string line = ReadableNumber(slice.elapsed) + " " +
+                       kzterminal::Printable(TextOf(record.name)) + " count" +
+                       number(record.lasts.count);
     if (record.lasts.count > 0)
         line += " min" + number(record.lasts.minimum) + " mean" + number(record.lasts.Average()) +
                 " max" + number(record.lasts.maximum) + " sum" + number(record.lasts.sum);
@@ -85,7 +78,7 @@ std::string LineOf(const kzjournal::Slice& slice, const CKZStatMessageRecord& re
 void FollowInLines(kzjournal::Reader& journal, Output& output) {
     int lastSliceId = 0;
     bool hasEnded = false;
-    while (!hasEnded && !stopIsRequested) {
+    do {
         hasEnded = journal.HasEnded();
         journal.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
             for (const CKZStatMessageRecord& record : slice.records)
@@ -93,15 +86,13 @@ void FollowInLines(kzjournal::Reader& journal, Output& output) {
             lastSliceId = slice.id;
         });
         output.Flush();
-        if (!hasEnded) RyPSleep(kLookSeconds);
-    }
+    } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
 ExitStatus Show(const ShowOptions& options, Output& output) {
     kzjournal::Reader journal(options.journal);
     if (options.follows) {
-        std::signal(SIGINT, RequestStop);
-        std::signal(SIGTERM, RequestStop);
+        kzterminal::CatchStopSignals();
         if (!output.CanRedraw()) {
             FollowInLines(journal, output);
             return kDone;
@@ -129,4 +120,4 @@ void DeclareShow(CommandLine& line) {
     command.Does([options](Output& output) { return Show(*options, output); });
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

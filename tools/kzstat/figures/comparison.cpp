@@ -6,7 +6,7 @@
 
 #include "tables/statisticstable.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 Sample SampleOf(const CKZStatAggregate& aggregate) {
@@ -94,4 +94,4 @@ std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other
     return names;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,5 +1,5 @@
-#ifndef KZSTAT_COMPARISON_H
-#define KZSTAT_COMPARISON_H
+#ifndef KZSTATPROGRAM_COMPARISON_H
+#define KZSTATPROGRAM_COMPARISON_H
 
 #include <optional>
 #include <string>
@@ -8,7 +8,7 @@
 #include "figures/statistics.h"
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// What is known of a number of values. Compatible.
 struct Sample {
@@ -48,6 +48,6 @@ std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& af
 /// The names of `run` that are not in `other`.
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -5,10 +5,11 @@
 #include <set>
 
 #include "kzstatpointkind.h"
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Limits = std::numeric_limits<double>;
@@ -83,17 +84,17 @@ std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
     const CKZStatAggregate& totals = record.totals;
     Sums& sums = m_sums.try_emplace(name, Sums{record.type}).first->second;
     if (record.type != sums.type)
-        return Printable(name) + " is of type " + TypeText(record.type) + ", but was of type " +
-               TypeText(sums.type) + " before";
+        return kzterminal::Printable(name) + " is of type " + TypeText(record.type) +
+               ", but was of type " + TypeText(sums.type) + " before";
     if (record.type != CKZStatPointTypeEnum::NotSet && !CKZStatPointKind::Find(record.type))
-        return Printable(name) + " is of the unknown type " + TypeText(record.type);
+        return kzterminal::Printable(name) + " is of the unknown type " + TypeText(record.type);
     sums.count += record.lasts.count;
     sums.sum += record.lasts.sum;
     sums.sumSqr += record.lasts.sumSqr;
     sums.largestCount = std::fmax(sums.largestCount, record.lasts.count);
     const auto violation = [&](const char* what, double total, double sum) {
-        return "the " + std::string(what) + " of " + Printable(name) + " is " + Exact(total) +
-               " for the run, but its slices add up to " + Exact(sum);
+        return "the " + std::string(what) + " of " + kzterminal::Printable(name) + " is " +
+               Exact(total) + " for the run, but its slices add up to " + Exact(sum);
     };
     if (totals.count != sums.count) return violation("count", totals.count, sums.count);
     // Either sum was made by a tree of additions over the values: each addition rounds by its share
@@ -113,7 +114,7 @@ std::string Conservation::CheckMissingNames(const kzjournal::Slice& slice) const
     for (const auto& [name, sums] : m_sums) missing.insert(name);
     for (const CKZStatMessageRecord& record : slice.records) missing.erase(TextOf(record.name));
     return missing.empty() ? "a name stands in it twice"
-                           : Printable(*missing.begin()) + " is missing";
+                           : kzterminal::Printable(*missing.begin()) + " is missing";
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

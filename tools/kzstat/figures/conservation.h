@@ -1,12 +1,12 @@
-#ifndef KZSTAT_CONSERVATION_H
-#define KZSTAT_CONSERVATION_H
+#ifndef KZSTATPROGRAM_CONSERVATION_H
+#define KZSTATPROGRAM_CONSERVATION_H
 
 #include <string>
 #include <unordered_map>
 
 #include "kzjournalslice.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Follows a run slice by slice and sees whether nothing is missing and nothing was counted twice:
 /// the ids have no gap, the times stand on the grid of the slices, and for every name the lasts
@@ -49,6 +49,6 @@ private:
     std::unordered_map<std::string, Sums> m_sums;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -6,10 +6,10 @@
 #include <string_view>
 
 #include "tables/statisticstable.h"
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
-#include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& text) {
@@ -51,9 +51,9 @@ double FailCondition::ValueIn(const ComparedRun& run, const char* which) const {
     const auto refusal = [&](const std::string& what) {
         return kzjournal::Error("cannot check '" + m_text + "': the " + which + " run has " + what);
     };
-    if (row == nullptr) throw refusal("no " + Printable(m_name));
+    if (row == nullptr) throw refusal("no " + kzterminal::Printable(m_name));
     const std::optional<double> value = ValueOf(*row, m_statistic);
-    if (!value) throw refusal("no " + m_statistic + " of " + Printable(m_name));
+    if (!value) throw refusal("no " + m_statistic + " of " + kzterminal::Printable(m_name));
     return *value;
 }
 
@@ -67,4 +67,4 @@ std::optional<std::string> FailCondition::Check(const ComparedRun& before,
     return m_text + ": " + ReadableNumber(from) + " became " + ReadableNumber(to);
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,12 +1,12 @@
-#ifndef KZSTAT_FAILCONDITION_H
-#define KZSTAT_FAILCONDITION_H
+#ifndef KZSTATPROGRAM_FAILCONDITION_H
+#define KZSTATPROGRAM_FAILCONDITION_H
 
 #include <optional>
 #include <string>
 
 #include "figures/comparison.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// "login.time mean +10%": a name, one of its statistics and by how much this may change from one
 /// run to the other, upwards or downwards, in parts of the first or as it is. Compatible.
@@ -30,6 +30,6 @@ private:
     bool m_isRelative = false;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "figures/statistics.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
                                          const kzjournal::TimeRange& range) {
@@ -16,4 +16,4 @@ std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
     return load;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -10,7 +10,7 @@
 #include "figures/statistics.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr unsigned kMostReaders = 8;
@@ -126,4 +126,4 @@ void RunHistory::MakeRoomFor(double elapsed) {
     }
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,5 +1,5 @@
-#ifndef KZSTAT_RUNHISTORY_H
-#define KZSTAT_RUNHISTORY_H
+#ifndef KZSTATPROGRAM_RUNHISTORY_H
+#define KZSTATPROGRAM_RUNHISTORY_H
 
 #include <map>
 #include <string>
@@ -8,7 +8,7 @@
 #include "figures/timeline.h"
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// A run as a page shows it: the facts, every name's latest figures and its course through time,
 /// decimated. Takes as much memory for a day as for an hour. Compatible.
@@ -73,6 +73,6 @@ private:
     long long m_lostSlices = 0;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -6,7 +6,7 @@
 #include "kzstatpointkind.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 /// `kind` is null for a type that has none.
@@ -106,4 +106,4 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

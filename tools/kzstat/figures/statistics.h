@@ -1,12 +1,12 @@
-#ifndef KZSTAT_STATISTICS_H
-#define KZSTAT_STATISTICS_H
+#ifndef KZSTATPROGRAM_STATISTICS_H
+#define KZSTATPROGRAM_STATISTICS_H
 
 #include <optional>
 #include <string>
 
 #include "kzstatmessage.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// The statistics of one name that its kind declares meaningful; nothing for the others, and for
 /// those that have no value.
@@ -39,6 +39,6 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 void Bucket::Add(const Drawn& slice) {
     Bucket bucket;
@@ -74,4 +74,4 @@ double Grid::SlotOf(double elapsed) const {
     return std::round(elapsed / m_sliceLength) - 1 - m_first;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

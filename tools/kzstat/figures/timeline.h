@@ -1,5 +1,5 @@
-#ifndef KZSTAT_TIMELINE_H
-#define KZSTAT_TIMELINE_H
+#ifndef KZSTATPROGRAM_TIMELINE_H
+#define KZSTATPROGRAM_TIMELINE_H
 
 #include <cstddef>
 #include <limits>
@@ -7,7 +7,7 @@
 
 #include "kzstatmessage.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
@@ -76,6 +76,6 @@ private:
     double m_width = 1;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -1,9 +1,9 @@
-#ifndef KZSTAT_VIOLATION_H
-#define KZSTAT_VIOLATION_H
+#ifndef KZSTATPROGRAM_VIOLATION_H
+#define KZSTATPROGRAM_VIOLATION_H
 
 #include <string>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// What does not hold of a run, as a line. Thrown, since it ends a walk through slices.
 struct Violation {
@@ -15,6 +15,6 @@ inline void ThrowIfViolated(const std::string& text) {
     if (!text.empty()) throw Violation{text};
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -6,9 +6,10 @@
 
 #include "figures/violation.h"
 #include "merge/mergedrun.h"
+#include "terminal/terminaltext.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Record = CKZStatMessageRecord;
@@ -92,7 +93,7 @@ private:
                           [](const Record& a, const Record& b) { return AreSame(a, b); });
         if (ours == records.end() && theirs == merged.end()) return {};
         const Record& record = ours == records.end() ? *theirs : *ours;
-        return SliceText(m_merged.facts.sliceId) + Printable(TextOf(record.name)) +
+        return SliceText(m_merged.facts.sliceId) + kzterminal::Printable(TextOf(record.name)) +
                " is not what its sources give";
     }
 
@@ -116,4 +117,4 @@ void CheckMerge(const std::string& path) {
     ThrowIfViolated(comparison.CheckEnd());
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,11 +1,11 @@
-#ifndef KZSTAT_MERGECHECK_H
-#define KZSTAT_MERGECHECK_H
+#ifndef KZSTATPROGRAM_MERGECHECK_H
+#define KZSTATPROGRAM_MERGECHECK_H
 
 #include <string>
 
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Whether the run of the file was made of others: it names them, or its slices do.
 bool IsMerged(kzjournal::Reader& journal);
@@ -15,6 +15,6 @@ bool IsMerged(kzjournal::Reader& journal);
 /// difference, and `kzjournal::Error` where the runs cannot be read or merged.
 void CheckMerge(const std::string& path);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -5,10 +5,11 @@
 
 #include "kzjournalreader.h"
 #include "kzstatmerge.h"
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Record = CKZStatMessageRecord;
@@ -139,10 +140,10 @@ void MergedRun::RefuseType(const Record& record, const MergeLeaf& leaf) const {
     const auto first = std::find_if(m_leaves.begin(), m_leaves.end(), [&](const MergeLeaf& each) {
         return each.Records().count(name) > 0;
     });
-    throw kzjournal::Error("cannot merge: " + Printable(name) + " is of type " +
+    throw kzjournal::Error("cannot merge: " + kzterminal::Printable(name) + " is of type " +
                            TypeText(first->Records().at(name).type) + " in " +
                            first->Input().Text() + " and of type " + TypeText(record.type) +
                            " in " + leaf.Input().Text());
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,5 +1,5 @@
-#ifndef KZSTAT_MERGEDRUN_H
-#define KZSTAT_MERGEDRUN_H
+#ifndef KZSTATPROGRAM_MERGEDRUN_H
+#define KZSTATPROGRAM_MERGEDRUN_H
 
 #include <list>
 #include <optional>
@@ -9,7 +9,7 @@
 #include "kzstatslicevalues.h"
 #include "merge/mergeleaf.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// A slice of the merged run, and what it was made of. Compatible.
 struct MergedSlice {
@@ -52,6 +52,6 @@ private:
     kzjournal::Run m_facts;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

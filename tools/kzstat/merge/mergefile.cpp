@@ -8,7 +8,7 @@
 #include "kzjournalreader.h"
 #include "merge/newfile.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
@@ -110,4 +110,4 @@ void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
     file.Rename();
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,5 +1,5 @@
-#ifndef KZSTAT_MERGEFILE_H
-#define KZSTAT_MERGEFILE_H
+#ifndef KZSTATPROGRAM_MERGEFILE_H
+#define KZSTATPROGRAM_MERGEFILE_H
 
 #include <functional>
 #include <string>
@@ -7,7 +7,7 @@
 
 #include "merge/mergedrun.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Makes the journal of the merged run at `path`, with the facts and slices of every run that it
 /// was made of. A merged run that stands there is replaced where all of its runs are merged again,
@@ -17,6 +17,6 @@ namespace kzstat {
 void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
                const std::function<void(const MergedSlice&)>& visit);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 /// Asks again until no slice has come between two answers, so that they fit together.
@@ -77,4 +77,4 @@ std::vector<MergeInput> MergeInputsOf(const std::vector<std::string>& paths) {
     return inputs;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,5 +1,5 @@
-#ifndef KZSTAT_MERGEINPUTS_H
-#define KZSTAT_MERGEINPUTS_H
+#ifndef KZSTATPROGRAM_MERGEINPUTS_H
+#define KZSTATPROGRAM_MERGEINPUTS_H
 
 #include <optional>
 #include <string>
@@ -7,7 +7,7 @@
 
 #include "kzjournalrun.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// A run that is to be merged: that of a file, or one that it was made of. Compatible.
 struct MergeInput {
@@ -34,6 +34,6 @@ struct MergeInput {
 /// kzjournal::Error where a run is there twice.
 std::vector<MergeInput> MergeInputsOf(const std::vector<std::string>& paths);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -6,9 +6,10 @@
 #include <utility>
 
 #include "ryp/truncate.h"
+#include "terminal/terminaltext.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr std::size_t kRecordsAhead = 20000;
@@ -71,7 +72,7 @@ void MergeLeaf::Take(const CKZStatMessageRecord& record, int sliceId) {
         known.type = record.type;
     }
     if (known.type != record.type)
-        throw kzjournal::Error("cannot merge: " + Printable(name) + " is of type " +
+        throw kzjournal::Error("cannot merge: " + kzterminal::Printable(name) + " is of type " +
                                TypeText(known.type) + " and, from slice " +
                                std::to_string(sliceId) + ", of type " + TypeText(record.type) +
                                " in " + m_input.Text());
@@ -79,4 +80,4 @@ void MergeLeaf::Take(const CKZStatMessageRecord& record, int sliceId) {
     known.lasts.Add(record.lasts);
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

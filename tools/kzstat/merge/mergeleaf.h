@@ -1,5 +1,5 @@
-#ifndef KZSTAT_MERGELEAF_H
-#define KZSTAT_MERGELEAF_H
+#ifndef KZSTATPROGRAM_MERGELEAF_H
+#define KZSTATPROGRAM_MERGELEAF_H
 
 #include <cstddef>
 #include <deque>
@@ -11,7 +11,7 @@
 #include "kzjournalreader.h"
 #include "merge/mergeinputs.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// A slice that went into a slice of the merged run.
 struct MergePart {
@@ -65,6 +65,6 @@ private:
     std::unordered_map<std::string, CKZStatMessageRecord> m_records;  // by name
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

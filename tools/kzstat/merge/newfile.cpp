@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr mode_t kPermissions = 07777;
@@ -76,4 +76,4 @@ void NewFile::Fail() const {
     throw std::runtime_error("cannot make " + m_path + ": " + std::strerror(errno));
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,9 +1,9 @@
-#ifndef KZSTAT_NEWFILE_H
-#define KZSTAT_NEWFILE_H
+#ifndef KZSTATPROGRAM_NEWFILE_H
+#define KZSTATPROGRAM_NEWFILE_H
 
 #include <string>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Makes a file that comes into being as a whole or not at all: it is written under a temporary
 /// name beside its own and renamed at the end. Compatible.
@@ -34,6 +34,6 @@ private:
     bool m_isRenamed = false;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -1,14 +1,14 @@
-#ifndef KZSTAT_BUILTPAGE_H
-#define KZSTAT_BUILTPAGE_H
+#ifndef KZSTATPROGRAM_BUILTPAGE_H
+#define KZSTATPROGRAM_BUILTPAGE_H
 
 #include <string_view>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 // The page, built into one text, before and after the place of the data.
 extern const std::string_view kPageHead;
 extern const std::string_view kPageTail;
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -240,4 +240,4 @@ void GuardedServer::Close(socket_t socket) {
     close(socket);
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

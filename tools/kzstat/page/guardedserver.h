@@ -1,5 +1,5 @@
-#ifndef KZSTAT_GUARDEDSERVER_H
-#define KZSTAT_GUARDEDSERVER_H
+#ifndef KZSTATPROGRAM_GUARDEDSERVER_H
+#define KZSTATPROGRAM_GUARDEDSERVER_H
 
 #include <httplib.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// An HTTP server that strangers may talk to. Answers one GET or HEAD request per connection and
 /// reads nothing behind its head. A head of more than 16 kB or one that takes longer than 5
@@ -39,6 +39,6 @@ private:
     bool m_isStopped = false;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "page/pagejson.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{200};
@@ -82,4 +82,4 @@ std::size_t LiveHistory::FirstBucketMissing(const std::string& position) const {
     return buckets == 0 || buckets > m_history.Buckets() ? 0 : buckets - 1;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

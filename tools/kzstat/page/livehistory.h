@@ -1,5 +1,5 @@
-#ifndef KZSTAT_LIVEHISTORY_H
-#define KZSTAT_LIVEHISTORY_H
+#ifndef KZSTATPROGRAM_LIVEHISTORY_H
+#define KZSTATPROGRAM_LIVEHISTORY_H
 
 #include <chrono>
 #include <condition_variable>
@@ -12,7 +12,7 @@
 #include "figures/runhistory.h"
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// The history of a run that goes on, kept up to date by a thread of its own. Safe for concurrent
 /// use.
@@ -58,6 +58,6 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -7,7 +7,7 @@
 #include "text/numbers.h"
 #include "text/utf8text.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Types = CKZStatPointTypeEnum;
@@ -143,4 +143,4 @@ std::string MetricsText(const RunHistory& history) {
     return text.Text();
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,15 +1,15 @@
-#ifndef KZSTAT_METRICS_H
-#define KZSTAT_METRICS_H
+#ifndef KZSTATPROGRAM_METRICS_H
+#define KZSTATPROGRAM_METRICS_H
 
 #include <string>
 
 #include "figures/runhistory.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// The run as it stands, in the text exposition format of Prometheus.
 std::string MetricsText(const RunHistory& history);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

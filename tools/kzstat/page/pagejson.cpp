@@ -7,7 +7,7 @@
 #include "page/builtpage.h"
 #include "text/utf8text.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -144,4 +144,4 @@ std::string PageWithoutData() {
     return PageWith("null");
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

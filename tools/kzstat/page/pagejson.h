@@ -1,12 +1,12 @@
-#ifndef KZSTAT_PAGEJSON_H
-#define KZSTAT_PAGEJSON_H
+#ifndef KZSTATPROGRAM_PAGEJSON_H
+#define KZSTATPROGRAM_PAGEJSON_H
 
 #include <cstddef>
 #include <string>
 
 #include "figures/runhistory.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// All of a run that the page shows: facts, figures and courses, the latter from the bucket `from`
 /// on. The page puts them in place of what it has from there on.
@@ -18,6 +18,6 @@ std::string PageWith(const std::string& json);
 /// The page without data: it asks the server that it came from.
 std::string PageWithoutData();
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -9,7 +9,7 @@
 #include "page/pagejson.h"
 #include "text/exportformats.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Response = httplib::Server::HandlerResponse;
@@ -171,4 +171,4 @@ void PageServer::SendSlices(const httplib::Request& request, httplib::Response& 
     }
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

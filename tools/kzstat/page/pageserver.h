@@ -1,5 +1,5 @@
-#ifndef KZSTAT_PAGESERVER_H
-#define KZSTAT_PAGESERVER_H
+#ifndef KZSTATPROGRAM_PAGESERVER_H
+#define KZSTATPROGRAM_PAGESERVER_H
 
 #include <atomic>
 #include <string>
@@ -8,7 +8,7 @@
 #include "page/guardedserver.h"
 #include "page/livehistory.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Serves the page of a run, its events, its slices and its metrics. Knows no path of the file
 /// system but that of the journal. Serves from its construction to its destruction.
@@ -40,6 +40,6 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -4,9 +4,10 @@
 #include <limits>
 
 #include "figures/statistics.h"
+#include "tables/sparkline.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr int kLatest = 20;
@@ -33,4 +34,4 @@ std::string LatestValues::LineOf(const std::string& name) const {
     return Sparkline({found->second.begin(), found->second.end()});
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

@@ -1,5 +1,5 @@
-#ifndef KZSTAT_LATESTVALUES_H
-#define KZSTAT_LATESTVALUES_H
+#ifndef KZSTATPROGRAM_LATESTVALUES_H
+#define KZSTATPROGRAM_LATESTVALUES_H
 
 #include <deque>
 #include <map>
@@ -7,7 +7,7 @@
 
 #include "kzjournalreader.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// The latest values of every name of a run that goes on. Compatible.
 class LatestValues {
@@ -25,6 +25,6 @@ private:
     std::map<std::string, std::deque<double>> m_values;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

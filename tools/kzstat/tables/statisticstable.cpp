@@ -4,10 +4,11 @@
 #include <functional>
 #include <iterator>
 
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 using Number = std::optional<double>;
@@ -47,7 +48,8 @@ const std::vector<NumberColumn>& NumberColumns() {
 }
 
 std::vector<std::string> CellsOf(const Statistics& row, std::size_t nameWidth) {
-    std::vector<std::string> cells{Cut(Printable(row.name), nameWidth), TypeText(row), row.unit};
+    std::vector<std::string> cells{kzterminal::Cut(kzterminal::Printable(row.name), nameWidth),
+                                   TypeText(row), row.unit};
     for (const NumberColumn& column : NumberColumns())
         cells.push_back(std::string(column.title) == "stddev" ? Cell(row.deviation)
                                                               : Cell(column.valueOf(row)));
@@ -107,8 +109,9 @@ Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
 std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
     const kzjournal::Run& run = journal.Facts();
     const long long slices = journal.CountSlices(range);
-    std::string line = Printable(run.generator) + " on " + Printable(run.host) + " since " +
-                       WallClock(run.startTime) + ", " + std::to_string(slices) + " slices of " +
+    std::string line = kzterminal::Printable(run.generator) + " on " +
+                       kzterminal::Printable(run.host) + " since " + WallClock(run.startTime) +
+                       ", " + std::to_string(slices) + " slices of " +
                        ReadableNumber(run.sliceLength) + " s";
     if (const long long lost = journal.LostSlices(); lost > 0)
         line += ", " + std::to_string(lost) + " lost";
@@ -125,4 +128,4 @@ std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
     return rows;
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

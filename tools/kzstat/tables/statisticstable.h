@@ -1,5 +1,5 @@
-#ifndef KZSTAT_STATISTICSTABLE_H
-#define KZSTAT_STATISTICSTABLE_H
+#ifndef KZSTATPROGRAM_STATISTICSTABLE_H
+#define KZSTATPROGRAM_STATISTICSTABLE_H
 
 #include <string>
 #include <vector>
@@ -8,7 +8,7 @@
 #include "kzjournalreader.h"
 #include "tables/table.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// The names of the columns, which `--sort` takes.
 std::vector<std::string> SortableColumns();
@@ -33,6 +33,6 @@ std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& 
 /// Every name of the run over the range.
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -1,10 +1,10 @@
-#ifndef KZSTAT_TABLE_H
-#define KZSTAT_TABLE_H
+#ifndef KZSTATPROGRAM_TABLE_H
+#define KZSTATPROGRAM_TABLE_H
 
 #include <string>
 #include <vector>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Cells in columns as wide as they need. Compatible.
 class Table {
@@ -28,6 +28,6 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -7,7 +7,7 @@
 #include "text/numbers.h"
 #include "text/texts.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 std::string TypeText(const CKZStatMessageRecord& record) {
@@ -139,4 +139,4 @@ std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kz
     return std::make_unique<LineProtocol>(run);
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

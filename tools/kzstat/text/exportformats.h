@@ -1,5 +1,5 @@
-#ifndef KZSTAT_EXPORTFORMATS_H
-#define KZSTAT_EXPORTFORMATS_H
+#ifndef KZSTATPROGRAM_EXPORTFORMATS_H
+#define KZSTATPROGRAM_EXPORTFORMATS_H
 
 #include <memory>
 #include <string>
@@ -8,7 +8,7 @@
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// Turns records into the text of a format. Numbers read back to the same double. Compatible.
 class ExportFormat {
@@ -25,6 +25,6 @@ std::vector<std::string> ExportFormatNames();
 /// REQUIRES: one of the names.
 std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

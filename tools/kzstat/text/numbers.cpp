@@ -6,7 +6,7 @@
 #include "rw/cstring.h"
 #include "ryp/numbertext.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 constexpr double kMostReadable = 1e15;
@@ -36,4 +36,4 @@ std::string ExactNumber(double value) {
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram

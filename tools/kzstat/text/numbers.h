@@ -1,9 +1,9 @@
-#ifndef KZSTAT_NUMBERS_H
-#define KZSTAT_NUMBERS_H
+#ifndef KZSTATPROGRAM_NUMBERS_H
+#define KZSTATPROGRAM_NUMBERS_H
 
 #include <string>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 /// For people: whole numbers as they are, others with as many decimals as their size deserves.
 std::string ReadableNumber(double value);
@@ -11,6 +11,6 @@ std::string ReadableNumber(double value);
 /// The shortest decimal that reads back to the same double.
 std::string ExactNumber(double value);
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 #endif

@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-namespace kzstat {
+namespace kzstatprogram {
 
 std::string Utf8Text(std::string_view text) {
     std::string valid;
@@ -19,4 +19,4 @@ std::string Utf8Text(std::string_view text) {
     }
 }
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
