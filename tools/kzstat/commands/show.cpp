@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "commands/rangeoptions.h"
+#include "figures/statisticscolumns.h"
 #include "kzjournalreader.h"
 #include "tables/latestvalues.h"
 #include "tables/statisticstable.h"

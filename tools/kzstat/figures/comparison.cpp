@@ -4,7 +4,7 @@
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 
-#include "tables/statisticstable.h"
+#include "figures/statisticscolumns.h"
 
 namespace kzstatprogram {
 namespace {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "tables/statisticstable.h"
+#include "figures/statisticscolumns.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
 

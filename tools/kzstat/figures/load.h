@@ -7,7 +7,12 @@
 
 namespace kzstatprogram {
 
-/// The load by the end of each slice of the range that has one: the sum of all load sizes.
+// The load of a slice is the sum of all load sizes in it.
+
+/// NaN where none was reported.
+double LoadIn(const kzjournal::Slice& slice);
+
+/// The load of each slice of the range that has one, by the end of the slice.
 std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
                                          const kzjournal::TimeRange& range);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <future>
 #include <thread>
 
@@ -108,15 +107,14 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     ++m_slices;
     const bool isDrawn = m_grid.Holds(m_elapsed);
     if (isDrawn) MakeRoomFor(m_elapsed);
-    double load = kNoValue;
     for (const CKZStatMessageRecord& record : slice.records) {
         Entry& entry = m_names[TextOf(record.name)];
         entry.latest = record;
-        const double flow = FlowOf(record.type, record.lasts);
-        if (isDrawn) entry.course.Add(m_grid.BucketOf(m_elapsed), {record.lasts, flow});
-        if (IsLevel(record.type)) load = std::isnan(load) ? flow : load + flow;
+        if (isDrawn)
+            entry.course.Add(m_grid.BucketOf(m_elapsed),
+                             {record.lasts, FlowOf(record.type, record.lasts)});
     }
-    if (isDrawn) m_load.Add(m_grid.BucketOf(m_elapsed), {{}, load});
+    if (isDrawn) m_load.Add(m_grid.BucketOf(m_elapsed), {{}, LoadIn(slice)});
 }
 
 void RunHistory::MakeRoomFor(double elapsed) {

@@ -106,4 +106,14 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
+std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
+                                     const kzjournal::TimeRange& range) {
+    const double seconds =
+        static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+    std::vector<Statistics> rows;
+    for (const CKZStatMessageRecord& record : journal.Summary(range))
+        rows.push_back(StatisticsOf(record, seconds));
+    return rows;
+}
+
 }  // namespace kzstatprogram

@@ -3,7 +3,9 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "kzjournalreader.h"
 #include "kzstatmessage.h"
 
 namespace kzstatprogram {
@@ -38,6 +40,9 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
+
+/// Every name of the run over the range.
+std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
 
 }  // namespace kzstatprogram
 

@@ -195,7 +195,7 @@ int GuardedServer::Bind(const std::string& address, int port) {
 
 void GuardedServer::Stop() {
     stop();
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const RWMutexLock::LockGuard guard(m_lock);
     m_isStopped = true;
     for (const socket_t socket : m_connections) ::shutdown(socket, SHUT_RDWR);
 }
@@ -228,14 +228,14 @@ void GuardedServer::Serve(socket_t socket) {
 }
 
 void GuardedServer::Note(socket_t socket) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const RWMutexLock::LockGuard guard(m_lock);
     m_connections.insert(socket);
     if (m_isStopped) ::shutdown(socket, SHUT_RDWR);
 }
 
 void GuardedServer::Close(socket_t socket) {
     // Under the lock, since the number is free for the next connection at once.
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const RWMutexLock::LockGuard guard(m_lock);
     m_connections.erase(socket);
     close(socket);
 }

@@ -3,9 +3,11 @@
 
 #include <httplib.h>
 
-#include <mutex>
 #include <set>
 #include <string>
+
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
 
 namespace kzstatprogram {
 
@@ -34,9 +36,9 @@ private:
     void Note(socket_t socket);
     void Close(socket_t socket);
 
-    std::mutex m_mutex;
-    std::set<socket_t> m_connections;  // guarded by m_mutex, as is the next
-    bool m_isStopped = false;
+    RWMutexLock m_lock;
+    std::set<socket_t> m_connections RYP_GUARDED_BY(m_lock);
+    bool m_isStopped RYP_GUARDED_BY(m_lock) = false;
 };
 
 }  // namespace kzstatprogram

@@ -9,7 +9,7 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr std::chrono::milliseconds kBetweenLooks{200};
+constexpr long kMillisecondsBetweenLooks = 200;
 
 }  // namespace
 
@@ -23,45 +23,55 @@ LiveHistory::~LiveHistory() {
 
 std::optional<LiveHistory::Update> LiveHistory::WaitForUpdate(const std::string& position,
                                                               std::chrono::milliseconds patience) {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait_for(lock, patience, [&] { return m_isStopped || Position() != position; });
+    const RyPDeadline deadline(static_cast<long>(patience.count()));
+    const RWMutexLock::LockGuard guard(m_lock);
+    while (!m_isStopped && Position() == position && m_changed.WaitUntil(m_lock, deadline)) {
+    }
     if (m_isStopped || Position() == position) return std::nullopt;
     return Update{PageJson(m_history, FirstBucketMissing(position)), Position(),
                   m_history.HasEnded()};
 }
 
 void LiveHistory::Look(const std::function<void(const RunHistory&)>& visit) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const RWMutexLock::LockGuard guard(m_lock);
     visit(m_history);
 }
 
 void LiveHistory::Stop() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const RWMutexLock::LockGuard guard(m_lock);
     m_isStopped = true;
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void LiveHistory::Follow() {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    while (!m_changed.wait_for(lock, kBetweenLooks, [this] { return m_isStopped; })) {
-        lock.unlock();
-        CatchUp();
-        lock.lock();
+    while (GoesOnAfterAPause()) CatchUp();
+}
+
+bool LiveHistory::GoesOnAfterAPause() {
+    const RyPDeadline deadline(kMillisecondsBetweenLooks);
+    const RWMutexLock::LockGuard guard(m_lock);
+    while (!m_isStopped && m_changed.WaitUntil(m_lock, deadline)) {
     }
+    return !m_isStopped;
 }
 
 /// Tells a trouble once, not for as long as it lasts.
 void LiveHistory::CatchUp() {
     try {
         // The file is read without the lock, since a disk may hang.
-        const RunHistory::News news = RunHistory::NewsSince(m_journal, m_history.LastSliceId());
+        const RunHistory::News news = RunHistory::NewsSince(m_journal, LastSliceId());
         m_trouble.clear();
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_history.Add(news)) m_changed.notify_all();
+        const RWMutexLock::LockGuard guard(m_lock);
+        if (m_history.Add(news)) m_changed.NotifyAll();
     } catch (const std::exception& error) {
         if (m_trouble != error.what()) std::fprintf(stderr, "kzstat: %s\n", error.what());
         m_trouble = error.what();
     }
+}
+
+int LiveHistory::LastSliceId() {
+    const RWMutexLock::LockGuard guard(m_lock);
+    return m_history.LastSliceId();
 }
 
 /// The run, the form of the grid, what it holds, and where the run is.

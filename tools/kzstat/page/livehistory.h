@@ -2,15 +2,16 @@
 #define KZSTATPROGRAM_LIVEHISTORY_H
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
 #include "figures/runhistory.h"
 #include "kzjournalreader.h"
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
+#include "ryp/condition.h"
 
 namespace kzstatprogram {
 
@@ -44,14 +45,16 @@ public:
 
 private:
     void Follow();
+    bool GoesOnAfterAPause();
     void CatchUp();
-    std::string Position() const;
-    std::size_t FirstBucketMissing(const std::string& position) const;
+    int LastSliceId();
+    std::string Position() const RYP_REQUIRES(m_lock);
+    std::size_t FirstBucketMissing(const std::string& position) const RYP_REQUIRES(m_lock);
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    bool m_isStopped = false;  // guarded by m_mutex, as is the next
-    RunHistory m_history;
+    RWMutexLock m_lock;
+    RyPCondition m_changed;
+    bool m_isStopped RYP_GUARDED_BY(m_lock) = false;
+    RunHistory m_history RYP_GUARDED_BY(m_lock);
 
     kzjournal::Reader m_journal;  // of the constructor, then of the thread
     std::string m_trouble;        // of the thread

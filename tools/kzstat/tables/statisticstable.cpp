@@ -1,9 +1,6 @@
 #include "tables/statisticstable.h"
 
-#include <algorithm>
-#include <functional>
-#include <iterator>
-
+#include "figures/statisticscolumns.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
 #include "text/texts.h"
@@ -11,13 +8,7 @@
 namespace kzstatprogram {
 namespace {
 
-using Number = std::optional<double>;
-
-std::string TypeText(const Statistics& row) {
-    return CKZStatPointTypeEnum::GetStringFromEnumType(row.type);
-}
-
-std::string Cell(const Number& value) {
+std::string Cell(const std::optional<double>& value) {
     return value ? ReadableNumber(*value) : "-";
 }
 
@@ -29,27 +20,9 @@ std::string Cell(const std::optional<CKZStatDeviation>& deviation) {
     return ReadableNumber(deviation->value);
 }
 
-Number DeviationValue(const Statistics& row) {
-    return row.deviation ? Number(row.deviation->value) : std::nullopt;
-}
-
-struct NumberColumn {
-    const char* title;
-    std::function<Number(const Statistics&)> valueOf;
-};
-
-const std::vector<NumberColumn>& NumberColumns() {
-    static const std::vector<NumberColumn> columns{
-        {"count", &Statistics::count}, {"rate", &Statistics::rate},
-        {"min", &Statistics::minimum}, {"mean", &Statistics::average},
-        {"max", &Statistics::maximum}, {"stddev", DeviationValue},
-        {"sum", &Statistics::sum},     {"last", &Statistics::current}};
-    return columns;
-}
-
 std::vector<std::string> CellsOf(const Statistics& row, std::size_t nameWidth) {
-    std::vector<std::string> cells{kzterminal::Cut(kzterminal::Printable(row.name), nameWidth),
-                                   TypeText(row), row.unit};
+    std::vector<std::string> cells{kzterminal::Cut(row.name, nameWidth), TypeText(row.type),
+                                   row.unit};
     for (const NumberColumn& column : NumberColumns())
         cells.push_back(std::string(column.title) == "stddev" ? Cell(row.deviation)
                                                               : Cell(column.valueOf(row)));
@@ -57,37 +30,6 @@ std::vector<std::string> CellsOf(const Statistics& row, std::size_t nameWidth) {
 }
 
 }  // namespace
-
-std::vector<std::string> SortableColumns() {
-    std::vector<std::string> names{"name", "type"};
-    for (const NumberColumn& column : NumberColumns()) names.push_back(column.title);
-    return names;
-}
-
-bool IsNumberColumn(const std::string& column) {
-    return std::any_of(NumberColumns().begin(), NumberColumns().end(),
-                       [&](const NumberColumn& known) { return column == known.title; });
-}
-
-std::optional<double> ValueOf(const Statistics& row, const std::string& column) {
-    const auto known = std::find_if(NumberColumns().begin(), NumberColumns().end(),
-                                    [&](const NumberColumn& each) { return column == each.title; });
-    return known->valueOf(row);
-}
-
-void SortBy(const std::string& column, std::vector<Statistics>& rows) {
-    std::sort(rows.begin(), rows.end(),
-              [](const Statistics& a, const Statistics& b) { return a.name < b.name; });
-    if (column == "type")
-        std::stable_sort(rows.begin(), rows.end(), [](const Statistics& a, const Statistics& b) {
-            return TypeText(a) < TypeText(b);
-        });
-    if (IsNumberColumn(column))
-        std::stable_sort(rows.begin(), rows.end(), [&](const Statistics& a, const Statistics& b) {
-            // Nothing is less than any number.
-            return ValueOf(a, column) > ValueOf(b, column);
-        });
-}
 
 Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
               const std::vector<std::string>& sparklines) {
@@ -116,16 +58,6 @@ std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& 
     if (const long long lost = journal.LostSlices(); lost > 0)
         line += ", " + std::to_string(lost) + " lost";
     return line + (journal.HasEnded() ? "" : ", not ended");
-}
-
-std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
-                                     const kzjournal::TimeRange& range) {
-    const double seconds =
-        static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
-    std::vector<Statistics> rows;
-    for (const CKZStatMessageRecord& record : journal.Summary(range))
-        rows.push_back(StatisticsOf(record, seconds));
-    return rows;
 }
 
 }  // namespace kzstatprogram
