@@ -10,10 +10,12 @@ set(kz_headers_dir ${CMAKE_INSTALL_INCLUDEDIR}/kzstat)
 set(kz_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kzstat)
 set(kz_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# kz_install_library(TARGET DESCRIPTION REQUIRES HEADER_DIR ...)
-function(kz_install_library target description requires)
+# kz_install_library(TARGET COMPONENT HEADER_DIR ...)
+#
+# COMPONENT is the one of the CMake package, empty for what is always there.
+function(kz_install_library target component)
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "\$ORIGIN")
-  install(TARGETS ${target} EXPORT kzstat
+  install(TARGETS ${target} EXPORT kzstat${component}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
       COMPONENT runtime NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
@@ -22,10 +24,9 @@ function(kz_install_library target description requires)
     install(DIRECTORY ${dir}/ DESTINATION ${kz_headers_dir}
       COMPONENT development FILES_MATCHING PATTERN "*.h")
   endforeach()
-  kz_install_pkgconfig_file(${target} "${description}" "${requires}")
 endfunction()
 
-function(kz_install_pkgconfig_file name description requires)
+function(kz_install_pkgconfig_file name description requires requires_private libs_private)
   set(prefix ${CMAKE_INSTALL_PREFIX})
   if(NOT IS_ABSOLUTE "${kz_pkgconfig_dir}")
     file(RELATIVE_PATH to_prefix "/${kz_pkgconfig_dir}" "/")
@@ -66,7 +67,8 @@ function(kz_install_program target)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
 endfunction()
 
-# The CMake package: `find_package(kzstat)` gives kz::stat and, below it, kz::platform.
+# The CMake package: `find_package(kzstat)` gives kz::stat and, below it, kz::platform; the component
+# journal adds kz::journal.
 function(kz_install_package)
   set(config ${PROJECT_BINARY_DIR}/kzstatConfig.cmake)
   configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kzstatConfig.cmake.in ${config}
@@ -77,4 +79,8 @@ function(kz_install_package)
     DESTINATION ${kz_package_dir} COMPONENT development)
   install(EXPORT kzstat NAMESPACE kz:: FILE kzstatTargets.cmake
     DESTINATION ${kz_package_dir} COMPONENT development)
+  if(TARGET kzjournal)
+    install(EXPORT kzstatjournal NAMESPACE kz:: FILE kzstatjournalTargets.cmake
+      DESTINATION ${kz_package_dir} COMPONENT development)
+  endif()
 endfunction()

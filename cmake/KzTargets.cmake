@@ -28,13 +28,16 @@ function(kz_compile_options target)
     -fmacro-prefix-map=${CMAKE_CURRENT_SOURCE_DIR}/=)
 endfunction()
 
-# kz_add_library(NAME ALIAS NAME DESCRIPTION TEXT INCLUDE_DIR DIR SOURCES ... LINK ...)
+# kz_add_library(NAME ALIAS NAME DESCRIPTION TEXT INCLUDE_DIR DIR SOURCES ... LINK ...
+#                [COMPONENT NAME] [STATIC_REQUIRES NAMES] [STATIC_LIBS FLAGS])
 #
 # Makes the library NAME, known to hosts as kz::ALIAS, with hidden symbols and an export header,
 # and NAME_objects with the same objects, for tests that look inside. Installs it where that is
-# asked for.
+# asked for, as a COMPONENT of the CMake package or as a part that is always there; STATIC_REQUIRES
+# and STATIC_LIBS are what pkg-config adds for a static library.
 function(kz_add_library name)
-  cmake_parse_arguments(arg "" "ALIAS;DESCRIPTION;INCLUDE_DIR" "SOURCES;LINK;LINK_OBJECTS" ${ARGN})
+  cmake_parse_arguments(arg "" "ALIAS;DESCRIPTION;INCLUDE_DIR;COMPONENT;STATIC_REQUIRES;STATIC_LIBS"
+    "SOURCES;LINK;LINK_OBJECTS" ${ARGN})
   set(export_dir ${CMAKE_CURRENT_BINARY_DIR}/export)
 
   add_library(${name}_objects OBJECT ${arg_SOURCES})
@@ -76,7 +79,13 @@ function(kz_add_library name)
   target_link_libraries(${name} PUBLIC Threads::Threads ${arg_LINK})
 
   if(KZ_INSTALL)
-    kz_install_library(${name} "${arg_DESCRIPTION}" "${arg_LINK}" ${arg_INCLUDE_DIR} ${export_dir})
+    kz_install_library(${name} "${arg_COMPONENT}" ${arg_INCLUDE_DIR} ${export_dir})
+    if(KZ_BUILD_SHARED_LIBS)
+      kz_install_pkgconfig_file(${name} "${arg_DESCRIPTION}" "${arg_LINK}" "" "")
+    else()
+      kz_install_pkgconfig_file(${name} "${arg_DESCRIPTION}" "${arg_LINK}"
+        "${arg_STATIC_REQUIRES}" "${arg_STATIC_LIBS}")
+    endif()
   endif()
 endfunction()
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -65,8 +66,8 @@ kzjournal::Run RunOfTheBenchmark() {
     return kzjournal::RunOfThisProcess("load", 1.7e9, 1);
 }
 
-void CheckThat(const std::string& complaint) {
-    if (!complaint.empty()) throw std::runtime_error(complaint);
+void ThrowIf(const std::optional<kzjournal::Error>& error) {
+    if (error) throw *error;
 }
 
 double SecondsOf(const std::function<void()>& operation) {
@@ -90,15 +91,15 @@ void ReportPercentiles(benchmark::State& state, std::vector<double> seconds) {
 void BM_Writer_Append(benchmark::State& state) {
     const BenchmarkFile file("journalbench.kzj");
     kzjournal::Writer writer;
-    CheckThat(writer.Open(file.Path(), RunOfTheBenchmark()));
+    ThrowIf(writer.Open(file.Path(), RunOfTheBenchmark()));
     SliceMaker slices;
     std::vector<double> seconds;
     for (auto _ : state) {
         const MadeSlice slice = slices.NextSlice(ReportedBy(kNamesPerSlice, slices.SliceId()));
-        seconds.push_back(SecondsOf([&] { CheckThat(writer.Append(slice.View())); }));
+        seconds.push_back(SecondsOf([&] { ThrowIf(writer.Append(slice.View())); }));
         state.SetIterationTime(seconds.back());
     }
-    CheckThat(writer.Close());
+    ThrowIf(writer.Close());
     state.counters["bytes_per_slice"] =
         static_cast<double>(std::filesystem::file_size(file.Path())) /
         static_cast<double>(seconds.size());
@@ -115,7 +116,7 @@ void BM_Disk_WriteAndFlush(benchmark::State& state) {
     for (auto _ : state) {
         seconds.push_back(SecondsOf([&] {
             if (write(disk, bytes.data(), bytes.size()) < 0 || fdatasync(disk) != 0)
-                CheckThat("cannot write");
+                throw std::runtime_error("cannot write");
         }));
         state.SetIterationTime(seconds.back());
     }
@@ -178,7 +179,7 @@ void BM_Kzstat(benchmark::State& state, const char* arguments) {
     const std::string command =
         std::string(KZSTAT) + " " + arguments + " " + RunOfADay() + " >/dev/null";
     for (auto _ : state)
-        if (std::system(command.c_str()) != 0) CheckThat("failed: " + command);
+        if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
     state.counters["file_MB"] = static_cast<double>(std::filesystem::file_size(RunOfADay())) / 1e6;
 }
 BENCHMARK_CAPTURE(BM_Kzstat, show, "show")->UseRealTime()->Unit(benchmark::kMillisecond);

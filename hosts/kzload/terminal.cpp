@@ -60,6 +60,10 @@ void Terminal::Complain(const std::string& text) {
     WriteError(text);
 }
 
+void Terminal::Complain(const std::optional<kzjournal::Error>& error) {
+    if (error) Complain(error->what());
+}
+
 bool Terminal::HasComplained() const {
     const RWMutexLock::LockGuard guard(m_lock);
     return m_hasComplained;

@@ -1,9 +1,11 @@
 #ifndef KZLOAD_TERMINAL_H
 #define KZLOAD_TERMINAL_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "kzjournalerror.h"
 #include "report.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
@@ -34,6 +36,8 @@ public:
     void Note(const std::string& text);
     /// A line on standard error about what went wrong; an empty text is no complaint.
     void Complain(const std::string& text);
+    /// A fault of the journal, where there is one.
+    void Complain(const std::optional<kzjournal::Error>& error);
     bool HasComplained() const;
 
     /// Complains where standard output could not take everything.

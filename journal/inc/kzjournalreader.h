@@ -5,23 +5,16 @@
 #include <limits>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "kzjournal_export.h"
+#include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 #include "kzstatmessage.h"
 
 namespace kzjournal {
-
-/// Its text is a line for the user.
-class KZJOURNAL_EXPORT Error : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-    ~Error() override;
-};
 
 /// Seconds since the start of the run. Chooses the slices that lie within it as a whole; from 0 or
 /// less it chooses all that end by `to`.

@@ -1,9 +1,9 @@
 #include "journalworker.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 
-#include "kzjournalreader.h"
 #include "ryp/clock.h"
 
 namespace kzjournal {
@@ -45,7 +45,7 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
     }
 }
 
-std::string Worker::Append(const CKZStatSliceValues& slice) {
+std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
     const RWMutexLock::LockGuard guard(m_lock);
     const long long number = ++m_appended;
     const long long failures = m_failures;
@@ -72,8 +72,10 @@ std::string Worker::Append(const CKZStatSliceValues& slice) {
     return TellOnce();
 }
 
-std::string Worker::Close(long long& lostSlices) {
+std::optional<Error> Worker::Close(const std::optional<CKZStatRunEnd>& runEnd,
+                                   long long& lostSlices) {
     const RWMutexLock::LockGuard guard(m_lock);
+    m_runEnd = runEnd;
     m_isClosing = true;
     m_isWorthATry = true;
     m_workCame.NotifyAll();
@@ -82,19 +84,25 @@ std::string Worker::Close(long long& lostSlices) {
     while (!m_isDone)
         if (!m_newsCame.WaitUntil(m_lock, deadline)) break;
 
-    lostSlices = m_lost + static_cast<long long>(m_queue.size());
-    if (lostSlices > 0) return LossAtTheEnd(lostSlices);
-    return m_isDone ? m_endFailure
-                    : "closing " + m_path + " takes longer than 2 s; " + m_path +
-                          "-wal belongs to it: copy and move both together";
+    const long long lostHere = m_lost + static_cast<long long>(m_queue.size());
+    lostSlices = lostHere + SlicesThatNeverCame();
+    if (lostHere > 0) return Error(LossAtTheEnd(lostHere));
+    if (m_isDone) return m_endFailure;
+    return Error("closing " + m_path + " takes longer than 2 s; " + m_path +
+                 "-wal belongs to it: copy and move both together");
+}
+
+long long Worker::SlicesThatNeverCame() const {
+    return m_runEnd ? std::max(0LL, m_runEnd->lastSlice - ExpectedSlices()) : 0;
 }
 
 /// With what else is to know about the file.
 std::string Worker::LossAtTheEnd(long long lostSlices) const {
     const std::string& reason = m_queue.empty() ? m_loss.Text() : m_wait.Text();
-    const bool isNews = !m_endFailure.empty() && m_endFailure != reason;
+    const std::string failure = m_endFailure ? m_endFailure->what() : "";
+    const bool isNews = !failure.empty() && failure != reason;
     return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
-           " slices are lost: " + reason + (isNews ? "; " + m_endFailure : "");
+           " slices are lost: " + reason + (isNews ? "; " + failure : "");
 }
 
 void Worker::Lose(const std::string& reason) {
@@ -103,9 +111,10 @@ void Worker::Lose(const std::string& reason) {
 }
 
 /// Each trouble is told when it begins, a loss before what may still end well.
-std::string Worker::TellOnce() {
+std::optional<Error> Worker::TellOnce() {
     if (m_loss.IsUntold()) return m_loss.Tell();
-    return m_wait.IsUntold() ? m_wait.Tell() : std::string();
+    if (m_wait.IsUntold()) return m_wait.Tell();
+    return std::nullopt;
 }
 
 void Worker::Run() {
@@ -133,29 +142,30 @@ void Worker::WriteNext() {
         slice = &m_queue.front();
         expected = ExpectedSlices();
     }
-    std::string refusal;
     try {
-        Settle(Write(*slice, expected, refusal), refusal);
+        const bool isNew = Write(*slice, expected);
+        Settle(isNew, std::nullopt);
+    } catch (const Refusal& refusal) {
+        Settle(true, refusal);
     } catch (const std::exception& error) {
         Fail(error.what());
     }
 }
 
-SliceStore::Outcome Worker::Write(const WaitingSlice& slice, long long expected,
-                                  std::string& refusal) {
+bool Worker::Write(const WaitingSlice& slice, long long expected) {
     const CKZStatSliceValues view(slice.facts, slice.message, slice.records);
-    return m_store->Write(0, view, {}, expected, refusal);
+    return m_store->Write(0, view, {}, expected);
 }
 
 /// The slice in front is written, or refused for good.
-void Worker::Settle(SliceStore::Outcome outcome, const std::string& refusal) {
+void Worker::Settle(bool isNew, const std::optional<Refusal>& refusal) {
     const RWMutexLock::LockGuard guard(m_lock);
     m_queuedBytes -= m_queue.front().bytes;
     m_queue.pop_front();
     ++m_settled;
     m_isStuck = false;
-    if (outcome == SliceStore::Outcome::WasThere) ++m_repeated;
-    if (outcome == SliceStore::Outcome::Refused) Lose(refusal);
+    if (!isNew) ++m_repeated;
+    if (refusal) Lose(refusal->what());
     m_newsCame.NotifyAll();
 }
 
@@ -180,16 +190,19 @@ void Worker::Tidy() {
 void Worker::End() {
     long long lost = 0;
     long long expected = 0;
+    std::optional<CKZStatRunEnd> runEnd;
     {
         const RWMutexLock::LockGuard guard(m_lock);
-        expected = ExpectedSlices();
-        lost = m_lost + static_cast<long long>(m_queue.size());
+        expected = ExpectedSlices() + SlicesThatNeverCame();
+        lost = m_lost + static_cast<long long>(m_queue.size()) + SlicesThatNeverCame();
+        runEnd = m_runEnd;
     }
-    std::string failure;
+    std::optional<Error> failure;
     try {
+        if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
         m_store->End(RyPSysTime(), lost, expected);
     } catch (const Error& error) {
-        failure = error.what();
+        failure = error;
     }
     // Whoever has closed the journal may open it as they like.
     m_store.reset();

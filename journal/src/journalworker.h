@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "kzjournalerror.h"
 #include "kzstatmessage.h"
+#include "kzstatrun.h"
 #include "kzstatslicevalues.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
@@ -29,8 +31,8 @@ public:
     /// The writing thread: returns once the journal is closed.
     void Run();
 
-    std::string Append(const CKZStatSliceValues& slice);
-    std::string Close(long long& lostSlices);
+    std::optional<Error> Append(const CKZStatSliceValues& slice);
+    std::optional<Error> Close(const std::optional<CKZStatRunEnd>& runEnd, long long& lostSlices);
 
 private:
     /// A copy of what a host showed, waiting for the disk.
@@ -50,9 +52,9 @@ private:
         }
         void End() { m_state = None; }
         bool IsUntold() const { return m_state == Untold; }
-        const std::string& Tell() {
+        Error Tell() {
             m_state = Told;
-            return m_text;
+            return Error(m_text);
         }
         /// What it was about latest, also when it has ended.
         const std::string& Text() const { return m_text; }
@@ -66,15 +68,16 @@ private:
     static WaitingSlice CopyOf(const CKZStatSliceValues& slice, std::size_t bytes);
     bool Enqueue(const CKZStatSliceValues& slice) RYP_REQUIRES(m_lock);
     long long ExpectedSlices() const RYP_REQUIRES(m_lock) { return m_appended - m_repeated; }
+    long long SlicesThatNeverCame() const RYP_REQUIRES(m_lock);
     bool WaitForWork();
     void WriteNext();
-    SliceStore::Outcome Write(const WaitingSlice& slice, long long expected, std::string& refusal);
-    void Settle(SliceStore::Outcome outcome, const std::string& refusal);
+    bool Write(const WaitingSlice& slice, long long expected);
+    void Settle(bool isNew, const std::optional<Refusal>& refusal);
     void Fail(const std::string& failure);
     void Tidy();
     void End();
     void Lose(const std::string& reason) RYP_REQUIRES(m_lock);
-    std::string TellOnce() RYP_REQUIRES(m_lock);
+    std::optional<Error> TellOnce() RYP_REQUIRES(m_lock);
     std::string LossAtTheEnd(long long lostSlices) const RYP_REQUIRES(m_lock);
 
     const std::string m_path;
@@ -87,6 +90,7 @@ private:
     std::size_t m_queuedBytes RYP_GUARDED_BY(m_lock) = 0;
     bool m_isWorthATry RYP_GUARDED_BY(m_lock) = false;  // nothing has failed since news came
     bool m_isStuck RYP_GUARDED_BY(m_lock) = false;  // a wait was in vain, and nothing came since
+    std::optional<CKZStatRunEnd> m_runEnd RYP_GUARDED_BY(m_lock);
     bool m_isClosing RYP_GUARDED_BY(m_lock) = false;
     bool m_isDone RYP_GUARDED_BY(m_lock) = false;
     long long m_appended RYP_GUARDED_BY(m_lock) = 0;
@@ -96,7 +100,7 @@ private:
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
     Trouble m_wait RYP_GUARDED_BY(m_lock);  // slices are in memory only
     Trouble m_loss RYP_GUARDED_BY(m_lock);  // slices are lost
-    std::string m_endFailure RYP_GUARDED_BY(m_lock);
+    std::optional<Error> m_endFailure RYP_GUARDED_BY(m_lock);
 };
 
 }  // namespace kzjournal

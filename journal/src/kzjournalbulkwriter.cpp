@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "kzjournalreader.h"
 #include "slicestore.h"
 
 namespace kzjournal {
@@ -32,10 +31,7 @@ void BulkWriter::Append(const CKZStatSliceValues& slice, const std::vector<int>&
 
 void BulkWriter::Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources) {
     long long& kept = m_keptSlices[run];
-    std::string complaint;
-    const SliceStore::Outcome outcome = m_store->Write(run, slice, sources, kept + 1, complaint);
-    if (outcome == SliceStore::Outcome::Refused) throw Error(complaint);
-    if (outcome == SliceStore::Outcome::Kept) ++kept;
+    if (m_store->Write(run, slice, sources, kept + 1)) ++kept;
     m_store->Tidy();
 }
 

@@ -4,36 +4,46 @@
 #include <thread>
 
 #include "journalworker.h"
+#include "ryp/log.h"
 
 namespace kzjournal {
 
 Writer::Writer() = default;
 
 Writer::~Writer() {
-    Close();
+    if (const std::optional<Error> error = Close())
+        RYP_LOG(RyPLogLevel::Error, "kzjournal", error->what());
 }
 
-std::string Writer::Open(const std::string& path, const Run& run) {
+std::optional<Error> Writer::Open(const std::string& path, const Run& run) {
     try {
         m_worker = std::make_shared<Worker>(path, run);
         // Detached, since a disk that never answers must not hold the process at its end.
         std::thread([worker = m_worker] { worker->Run(); }).detach();
-        return {};
+        return std::nullopt;
     } catch (const std::exception& error) {
         m_worker.reset();
-        return error.what();
+        return Error(error.what());
     }
 }
 
-std::string Writer::Append(const CKZStatSliceValues& slice) {
-    return m_worker ? m_worker->Append(slice) : std::string();
+std::optional<Error> Writer::Append(const CKZStatSliceValues& slice) {
+    return m_worker ? m_worker->Append(slice) : std::nullopt;
 }
 
-std::string Writer::Close() {
-    if (!m_worker) return {};
-    std::string complaint = m_worker->Close(m_lostSlices);
+std::optional<Error> Writer::Close() {
+    return CloseWith(std::nullopt);
+}
+
+std::optional<Error> Writer::Close(const CKZStatRunEnd& end) {
+    return CloseWith(end);
+}
+
+std::optional<Error> Writer::CloseWith(const std::optional<CKZStatRunEnd>& end) {
+    if (!m_worker) return std::nullopt;
+    std::optional<Error> error = m_worker->Close(end, m_lostSlices);
     m_worker.reset();
-    return complaint;
+    return error;
 }
 
 }  // namespace kzjournal

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "journalfile.h"
-#include "kzjournalreader.h"
 #include "slicechecksum.h"
 
 namespace kzjournal {
@@ -139,50 +138,44 @@ void SliceStore::InsertRun(int number, std::optional<int> parent, const Run& run
     insert.exec();
 }
 
-SliceStore::Outcome SliceStore::Write(int run, const CKZStatSliceValues& slice,
-                                      const std::vector<int>& sources, long long expectedSlices,
-                                      std::string& complaint) {
-    complaint = RefusalOf(run, slice);
-    if (!complaint.empty()) return Outcome::Refused;
-    Outcome outcome = Outcome::Kept;
-    Guarded([&] { outcome = WriteWhole(run, slice, sources, expectedSlices, complaint); });
-    return outcome;
+bool SliceStore::Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+                       long long expectedSlices) {
+    RefuseWhatCannotBeKept(run, slice);
+    bool isNew = false;
+    Guarded([&] { isNew = WriteWhole(run, slice, sources, expectedSlices); });
+    return isNew;
 }
 
-/// Empty where nothing speaks against the slice.
-std::string SliceStore::RefusalOf(int run, const CKZStatSliceValues& slice) const {
+void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const {
     const std::string& generator = m_runs.at(static_cast<std::size_t>(run)).generator;
     if (slice.GetGeneratorName().view() != generator)
-        return "cannot keep a slice of the generator " +
-               std::string(slice.GetGeneratorName().view()) + " in " + m_path +
-               ": it holds a run of " + generator;
+        throw Refusal("cannot keep a slice of the generator " +
+                      std::string(slice.GetGeneratorName().view()) + " in " + m_path +
+                      ": it holds a run of " + generator);
     if (slice.GetSliceId() < 1)
-        return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-               ": ids of slices begin at 1";
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": ids of slices begin at 1");
     if (!std::isfinite(slice.GetElapsed()) || !std::isfinite(slice.GetEndTime()))
-        return "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-               ": its end is no moment in time";
-    return {};
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its end is no moment in time");
 }
 
-SliceStore::Outcome SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
-                                           const std::vector<int>& sources,
-                                           long long expectedSlices, std::string& complaint) {
+bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
+                            const std::vector<int>& sources, long long expectedSlices) {
     SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
     const int chunk = ChunkFor(run, slice.GetSliceId());
-    if (!InsertSlice(run, chunk, slice)) return Outcome::WasThere;
+    if (!InsertSlice(run, chunk, slice)) return false;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         if (!InsertRecord(run, chunk, slice, record)) {
             m_nameIds.clear();
-            complaint = "cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
-                        m_path + ": it has two records of " + std::string(record.name);
-            return Outcome::Refused;
+            throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
+                          m_path + ": it has two records of " + std::string(record.name));
         }
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     NoteExpectedSlices(run, expectedSlices);
     transaction.commit();
     CountIn(run, chunk, slice);
-    return Outcome::Kept;
+    return true;
 }
 
 bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice) {
@@ -290,6 +283,17 @@ void SliceStore::MoveRecentRecords() {
     transaction.commit();
     m_openChunks.clear();
     m_recentRecords = 0;
+}
+
+void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
+    Guarded([&] {
+        SQLite::Statement update(m_database,
+                                 "UPDATE runs SET load_begin = coalesce(?, load_begin),"
+                                 " load_end = coalesce(?, load_end) WHERE number = 0");
+        BindOptional(update, 1, begin);
+        BindOptional(update, 2, end);
+        update.exec();
+    });
 }
 
 void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,

@@ -12,10 +12,17 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
 
 namespace kzjournal {
+
+/// Why a slice can never be kept: trying again is of no use.
+class Refusal : public Error {
+public:
+    using Error::Error;
+};
 
 /// The file as its writer sees it. All operations throw `Error`, whose text is a line for the
 /// user; a slice is in the file as a whole or not at all. Runs go by their numbers: 0 is the run of
@@ -25,8 +32,6 @@ public:
     /// When what was written is on the disk: each slice at once, or all when the run is ended.
     enum Safety { SafeAtOnce, SafeAtTheEnd };
 
-    enum class Outcome { Kept, WasThere, Refused };
-
     /// Makes the journal of `run` in the file, which must be new or empty.
     SliceStore(const std::string& path, const Run& run, Safety safety);
 
@@ -34,14 +39,17 @@ public:
     int AddSource(const Run& run, int parent, bool isMerged);
 
     /// Keeps a slice of `run`, and with it how many the file should hold of that run. `sources` are
-    /// the numbers of those that have a slice in it. A slice that is there already stays as it is.
-    /// What can never be kept is refused, with the reason in `complaint`: trying again is of no use
-    /// then.
-    Outcome Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
-                  long long expectedSlices, std::string& complaint);
+    /// the numbers of those that have a slice in it. Returns false for a slice that is there
+    /// already, which stays as it is. Throws `Refusal` where the slice can never be kept.
+    bool Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+               long long expectedSlices);
 
     /// The work that may wait until nobody waits for the writer.
     void Tidy();
+
+    /// Notes when the load of the run of the file began and ended, in seconds since its start;
+    /// what has no value stays as it is.
+    void NoteLoad(std::optional<double> begin, std::optional<double> end);
 
     /// Notes the end of a run, without a time where it did not end.
     void EndRun(int run, std::optional<double> time, long long lostSlices,
@@ -62,9 +70,9 @@ private:
 
     template <class Action>
     void Guarded(Action action);
-    std::string RefusalOf(int run, const CKZStatSliceValues& slice) const;
-    Outcome WriteWhole(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
-                       long long expectedSlices, std::string& complaint);
+    void RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const;
+    bool WriteWhole(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+                    long long expectedSlices);
     void InsertRun(int number, std::optional<int> parent, const Run& run, bool isMerged);
     bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice);
     void InsertSource(int sliceId, int source);

@@ -17,7 +17,7 @@ protected:
         ASSERT_EQ("", Open());
         for (int i = 0; i < 4; ++i)
             Append({{"login.time", Types::Timer, {1, 2}}, {"logins", Types::Counter, {1}}});
-        ASSERT_EQ("", writer.Close());
+        ASSERT_EQ("", Close());
     }
 };
 
@@ -70,7 +70,7 @@ TEST_F(JournalTest, ChecksumIsTheOneThatIsDocumented) {
     MadeSlice slice{{"load", 1, 7, 0.1, 1.7e9}, RWCString("message of 21 bytes \xff", 21), {}};
     slice.records = {{"login.time", Types::Timer, {1, 2, 3, 4, 5}, {-0.0, 7, 8, 9, -10}},
                      {"b", Types::Counter, {-1, -1, 0, 0, 0}, {-1, -1, 0, 0, 0}}};
-    EXPECT_EQ("", writer.Append(slice.View()));
+    EXPECT_EQ("", AppendSlice(slice));
     EXPECT_EQ("2852538908938414070|\n", Rows("SELECT checksum FROM slices"));
 }
 

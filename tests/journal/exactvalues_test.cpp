@@ -35,7 +35,7 @@ protected:
                            const CKZStatAggregate& lasts) {
         MadeSlice slice = slices.NextSlice({});
         slice.records = {{RWCString(name.data(), name.size()), Types::Timer, totals, lasts}};
-        EXPECT_EQ("", writer.Append(slice.View()));
+        EXPECT_EQ("", AppendSlice(slice));
         return slice;
     }
 
@@ -56,7 +56,7 @@ protected:
 
     void ExpectInBothForms(const MadeSlice& expected) {
         ExpectLastSlice(expected);
-        EXPECT_EQ("", writer.Close());
+        EXPECT_EQ("", Close());
         ExpectLastSlice(expected);
     }
 
@@ -106,13 +106,13 @@ TEST_F(ExactValues, TakeAMessageByteForByteAndAnEndApartFromElapsed) {
     slice.message = RWCString("no \0 message \001\xff", 15);
     slice.facts.endTime = 1.7e9 + 1.0 / 3;
     slice.facts.elapsed = 1.0 / 3;
-    EXPECT_EQ("", writer.Append(slice.View()));
+    EXPECT_EQ("", AppendSlice(slice));
     ExpectInBothForms(slice);
 }
 
 TEST_F(ExactValues, TakeASliceWithoutRecords) {
     const MadeSlice slice = slices.NextSlice({});
-    EXPECT_EQ("", writer.Append(slice.View()));
+    EXPECT_EQ("", AppendSlice(slice));
     ExpectInBothForms(slice);
 }
 
@@ -120,7 +120,7 @@ TEST_F(ExactValues, ShowCountsAsWholeNumbersToSql) {
     AppendRecord("many", {1, 2, 4e9, 3, 5}, {1, 2, 2, 3, 5});
     const std::string sql = "SELECT count, last_count, sum FROM statistics";
     EXPECT_EQ("4000000000|2|3.0|\n", Rows(sql));
-    writer.Close();
+    EXPECT_EQ("", Close());
     EXPECT_EQ("4000000000|2|3.0|\n", Rows(sql));
 }
 

@@ -42,7 +42,7 @@ TEST_F(Faults, AFullDiskIsToldOnceAndLosesNothingWhenThereIsRoomAgain) {
     EXPECT_EQ("", AppendLogins({4}));
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3, 4));
     EXPECT_EQ(4, kzjournal::Reader(path).ExpectedSlices());
-    EXPECT_EQ("", writer.Close());
+    EXPECT_EQ("", Close());
 }
 
 TEST_F(Faults, TheFileKnowsOfSlicesThatWaitForOneThatCannotBeWritten) {
@@ -63,9 +63,9 @@ TEST_F(Faults, ASliceThatFailedWithinItsTransactionIsKeptByTheNextTry) {
     const RyPTestClock clock(1000);  // stands still: no write takes too long
     const MadeSlice large = LargeSlice();
     disk.Fail(ENOSPC);
-    EXPECT_NE("", writer.Append(large.View()));
+    EXPECT_NE("", AppendSlice(large));
     disk.Work();
-    EXPECT_EQ("", writer.Close());
+    EXPECT_EQ("", Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
 }
 
@@ -73,15 +73,15 @@ TEST_F(Faults, MemoryForWaitingSlicesIsBoundedByTheirNamesToo) {
     const RyPTestClock clock(1000);  // stands still: no write takes too long
     MadeSlice large = LargeSlice();
     disk.Fail(ENOSPC);
-    EXPECT_NE("", writer.Append(large.View()));
+    EXPECT_NE("", AppendSlice(large));
     large.facts.sliceId = 3;
     EXPECT_EQ("cannot keep slice 3 in " + path + ": no memory is left for slices that wait",
-              writer.Append(large.View()));
+              AppendSlice(large));
     large.facts.sliceId = 4;
-    EXPECT_EQ("", writer.Append(large.View()));
+    EXPECT_EQ("", AppendSlice(large));
     disk.Work();
-    EXPECT_EQ("", writer.Append(slices.NextSlice({}).View()));
-    EXPECT_THAT(writer.Close(), HasSubstr("2 of 5 slices are lost: cannot keep slice 4 in "));
+    EXPECT_EQ("", AppendSlice(slices.NextSlice({})));
+    EXPECT_THAT(Close(), HasSubstr("2 of 5 slices are lost: cannot keep slice 4 in "));
     kzjournal::Reader reader(path);
     EXPECT_EQ(3, reader.CountSlices());
     EXPECT_EQ(2, reader.LostSlices());
@@ -93,7 +93,7 @@ TEST_F(Faults, ASliceThatIsRefusedAfterItHasWaitedIsTold) {
     EXPECT_NE("", AppendLogins({2}));
     MadeSlice twice = slices.NextSlice({});
     twice.records.push_back(twice.records.front());
-    EXPECT_EQ("", writer.Append(twice.View()));
+    EXPECT_EQ("", AppendSlice(twice));
     disk.Work();
     EXPECT_EQ("cannot keep slice 3 in " + path + ": it has two records of login.time",
               AppendLogins({4}));
@@ -101,7 +101,7 @@ TEST_F(Faults, ASliceThatIsRefusedAfterItHasWaitedIsTold) {
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 4, 5));
     EXPECT_EQ("1 of 5 slices are lost: cannot keep slice 3 in " + path +
                   ": it has two records of login.time",
-              writer.Close());
+              Close());
 }
 
 TEST_F(Faults, ATroubleThatComesBackIsToldAgain) {
@@ -118,7 +118,7 @@ TEST_F(Faults, WhatADiskNeverTakesIsCountedAtTheEnd) {
     AppendLogins({2});
     AppendLogins({3});
     EXPECT_EQ("2 of 3 slices are lost: cannot write " + path + ": the disk does not work; check it",
-              writer.Close());
+              Close());
     EXPECT_EQ(2, writer.LostSlices());
     disk.Work();
     EXPECT_THAT(SliceIds(), ElementsAre(1));
@@ -128,7 +128,7 @@ TEST_F(Faults, ADiskThatFailsAtTheEndIsToldAndLosesNothing) {
     disk.FailAtCheckpoints(ENOSPC);
     EXPECT_EQ("cannot write " + path + ": the disk is full; make room on it; " + path +
                   "-wal belongs to it: copy and move both together",
-              writer.Close());
+              Close());
     EXPECT_EQ(0, writer.LostSlices());
     disk.Work();
     EXPECT_THAT(SliceIds(), ElementsAre(1));
@@ -153,8 +153,7 @@ TEST_F(Faults, AFileThatIsDestroyedUnderTheRunIsToldAndTheRunGoesOn) {
     sqlite3_close(other);
     EXPECT_EQ("cannot write " + path + ": no such table: slices", AppendLogins({2}));
     EXPECT_EQ("", AppendLogins({3}));
-    EXPECT_EQ("2 of 3 slices are lost: cannot write " + path + ": no such table: slices",
-              writer.Close());
+    EXPECT_EQ("2 of 3 slices are lost: cannot write " + path + ": no such table: slices", Close());
 }
 
 /// On a clock that stands still until it is moved.
@@ -164,7 +163,7 @@ protected:
         return OnTheClock(seconds, [this] { return AppendLogins({2}); });
     }
     std::string CloseTakingSeconds(double seconds) {
-        return OnTheClock(seconds, [this] { return writer.Close(); });
+        return OnTheClock(seconds, [this] { return Close(); });
     }
 
     RyPTestClock clock{1000};
@@ -198,14 +197,14 @@ TEST_F(HangingDisk, HoldsTheHookForHalfASecondAndOnlyOnce) {
               AppendTakingSeconds(0.5));
     EXPECT_EQ("", AppendLogins({3}));
     disk.Work();
-    EXPECT_EQ("", writer.Close());
+    EXPECT_EQ("", Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
 }
 
 TEST_F(HangingDisk, ASliceOfAnySizeIsKeptWhereNoneWaits) {
     const MadeSlice large = LargeSlice(33);
-    EXPECT_EQ("", writer.Append(large.View()));
-    EXPECT_EQ("", writer.Close());
+    EXPECT_EQ("", AppendSlice(large));
+    EXPECT_EQ("", Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
 }
 

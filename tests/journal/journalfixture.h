@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "journal/temporaryfolder.h"
+#include "journal/textof.h"
 #include "kzjournalreader.h"
 #include "kzjournalwriter.h"
 #include "support/slicemaker.h"
@@ -17,14 +18,17 @@ class JournalTest : public testing::Test {
 protected:
     using Types = CKZStatPointTypeEnum;
 
-    std::string Open() { return writer.Open(path, run); }
+    std::string Open() { return TextOf(writer.Open(path, run)); }
+    std::string AppendSlice(const MadeSlice& slice) { return TextOf(writer.Append(slice.View())); }
     std::string Append(const std::vector<Reported>& reported) {
-        return writer.Append(slices.NextSlice(reported).View());
+        return AppendSlice(slices.NextSlice(reported));
     }
     /// One slice in which logins took as long as `times` say.
     std::string AppendLogins(const std::vector<double>& times) {
         return Append({{"login.time", Types::Timer, times}});
     }
+
+    std::string Close() { return TextOf(writer.Close()); }
 
     /// What a new reader says of the name over the range.
     CKZStatMessageRecord Summary(const std::string& name, const kzjournal::TimeRange& range = {}) {

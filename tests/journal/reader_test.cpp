@@ -141,7 +141,7 @@ TEST_F(Reader, GivesTheSameSeriesAfterManySlicesAndAfterTheEnd) {
         return seen;
     };
     EXPECT_EQ(expected, ids());
-    writer.Close();
+    EXPECT_EQ("", Close());
     EXPECT_EQ(expected, ids());
     EXPECT_EQ(200, Summary("login.time", {100, 300}).totals.count);
 }
@@ -190,7 +190,7 @@ TEST_F(Reader, RefusesOlderAndNewerSchemas) {
 
 TEST_F(Reader, RefusesADamagedFile) {
     AppendFourSlices();
-    writer.Close();
+    EXPECT_EQ("", Close());
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
     constexpr int kHeader = 100;  // which still says what the file is
     file.seekp(kHeader);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <optional>
 
 #include "kzjournalwriter.h"
 #include "support/slicemaker.h"
@@ -12,8 +13,8 @@ namespace {
 
 using Types = CKZStatPointTypeEnum;
 
-int Fail(const std::string& complaint) {
-    std::fprintf(stderr, "%s\n", complaint.c_str());
+int Fail(const kzjournal::Error& error) {
+    std::fprintf(stderr, "%s\n", error.what());
     return 1;
 }
 
@@ -22,15 +23,16 @@ int Fail(const std::string& complaint) {
 int main(int, char** argv) {
     kzjournal::Writer journal;
     SliceMaker slices("load", 1, 1.7e9);
-    std::string complaint = journal.Open(argv[1], kzjournal::RunOfThisProcess("load", 1.7e9, 1));
-    while (complaint.empty()) {
+    std::optional<kzjournal::Error> error =
+        journal.Open(argv[1], kzjournal::RunOfThisProcess("load", 1.7e9, 1));
+    while (!error) {
         const double value = slices.SliceId();
         const MadeSlice slice = slices.NextSlice({{"login.time", Types::Timer, {value}},
                                                   {"logins", Types::Counter, {1}},
                                                   {"clients", Types::LoadSize, {value}}});
-        complaint = journal.Append(slice.View());
+        error = journal.Append(slice.View());
         const int id = slices.SliceId();
-        if (complaint.empty() && write(STDOUT_FILENO, &id, sizeof id) != sizeof id) return 1;
+        if (!error && write(STDOUT_FILENO, &id, sizeof id) != sizeof id) return 1;
     }
-    return Fail(complaint);
+    return Fail(*error);
 }

@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 #include <sstream>
 
 #include "kzjournalwriter.h"
@@ -33,9 +34,9 @@ Reported ValuesOf(const std::vector<std::string>& fields) {
     return reported;
 }
 
-void FailUnlessEmpty(const std::string& complaint) {
-    if (complaint.empty()) return;
-    std::cerr << complaint << '\n';
+void FailIf(const std::optional<kzjournal::Error>& error) {
+    if (!error) return;
+    std::cerr << error->what() << '\n';
     _exit(1);
 }
 
@@ -46,7 +47,7 @@ int main(int, char** arguments) {
     const double startTime = std::strtod(arguments[3], nullptr);
     const double sliceLength = std::strtod(arguments[4], nullptr);
     kzjournal::Writer journal;
-    FailUnlessEmpty(
+    FailIf(
         journal.Open(arguments[1], kzjournal::RunOfThisProcess(generator, startTime, sliceLength)));
     SliceMaker slices(generator, sliceLength, startTime);
     std::vector<Reported> reported;
@@ -54,11 +55,11 @@ int main(int, char** arguments) {
         const std::vector<std::string> fields = FieldsOf(line);
         if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
         if (fields.at(0) == "slice") {
-            FailUnlessEmpty(journal.Append(slices.NextSlice(reported).View()));
+            FailIf(journal.Append(slices.NextSlice(reported).View()));
             reported.clear();
             std::cout << slices.SliceId() << std::endl;
         }
-        if (fields.at(0) == "end") FailUnlessEmpty(journal.Close());
+        if (fields.at(0) == "end") FailIf(journal.Close());
     }
     _exit(0);
 }

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "figures/conservation.h"
+#include "journal/textof.h"
 #include "kzjournalwriter.h"
 #include "kzstat_program/merge/mergefixture.h"
 
@@ -175,10 +176,10 @@ TEST_F(MergeFile, IsMadeAgainWhenLaterSlicesHaveCome) {
     const std::string a = folder.Path("going.kzj");
     SliceMaker maker;
     kzjournal::Writer going;
-    ASSERT_EQ("", going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1)));
+    ASSERT_EQ("", TextOf(going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1))));
     const auto report = [&](double time) {
         const MadeSlice slice = maker.NextSlice({{"login.time", Types::Timer, {time}}});
-        ASSERT_EQ("", going.Append(slice.View()));
+        ASSERT_EQ("", TextOf(going.Append(slice.View())));
     };
     report(1);
     const std::string b = MakeLogins(1000, {{2}, {3}});
@@ -202,9 +203,9 @@ TEST_F(MergeFile, IsMadeAgainWhenLaterSlicesHaveCome) {
 TEST_F(MergeFile, KeepsHowFarARunHadComeThatGoesOn) {
     const std::string a = folder.Path("going.kzj");
     kzjournal::Writer going;
-    ASSERT_EQ("", going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1)));
+    ASSERT_EQ("", TextOf(going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1))));
     const MadeSlice slice = SliceMaker().NextSlice({{"login.time", Types::Timer, {1}}});
-    ASSERT_EQ("", going.Append(slice.View()));
+    ASSERT_EQ("", TextOf(going.Append(slice.View())));
     const std::string merged = Merge({a, MakeLogins(1000, {{2}})});
     for (const kzjournal::Source& source : kzjournal::Reader(merged).Sources()) {
         kzjournal::Reader kept(merged, source.number);
