@@ -1,7 +1,6 @@
 #include "terminal.h"
 
 #include <cstdio>
-#include <stdexcept>
 #include <utility>
 
 namespace kzload {
@@ -70,12 +69,12 @@ bool Terminal::HasComplained() const {
 }
 
 void Terminal::CheckOutput() {
-    std::string trouble;
+    std::optional<kzjournal::Error> fault;
     {
         const RWMutexLock::LockGuard guard(m_lock);
-        trouble = m_outputTrouble;
+        fault = m_outputFault;
     }
-    Complain(trouble);
+    Complain(fault);
 }
 
 void Terminal::WriteLine(const std::string& line) {
@@ -92,8 +91,8 @@ void Terminal::Flush() {
     try {
         m_output.Write(std::exchange(m_pending, {}));
         m_output.Flush();
-    } catch (const std::runtime_error& error) {
-        if (m_outputTrouble.empty()) m_outputTrouble = error.what();
+    } catch (const kzjournal::Error& error) {
+        if (!m_outputFault) m_outputFault = error;
     }
 }
 

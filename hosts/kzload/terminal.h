@@ -55,7 +55,7 @@ private:
     bool m_hasHeader RYP_GUARDED_BY(m_lock) = false;
     std::string m_progressLine RYP_GUARDED_BY(m_lock);  // empty: none is shown
     bool m_hasComplained RYP_GUARDED_BY(m_lock) = false;
-    std::string m_outputTrouble RYP_GUARDED_BY(m_lock);  // the first one
+    std::optional<kzjournal::Error> m_outputFault RYP_GUARDED_BY(m_lock);  // the first one
     std::string m_pending RYP_GUARDED_BY(m_lock);  // written at once, so that nothing flickers
 };
 

@@ -35,7 +35,7 @@ bool UserWantsNoColours() {
     const std::string text =
         std::string("cannot write to standard output: ") + std::strerror(error);
     if (error == EPIPE) throw NobodyReads(text);
-    throw std::runtime_error(text);
+    throw kzjournal::Error(text);
 }
 
 winsize Size() {

@@ -2,21 +2,22 @@
 #define KZTERMINAL_OUTPUT_H
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "kzjournalerror.h"
 
 namespace kzterminal {
 
 /// The reader of standard output went away. A program that only writes for others has done its work
 /// by then.
-class NobodyReads : public std::runtime_error {
+class NobodyReads : public kzjournal::Error {
 public:
-    using runtime_error::runtime_error;
+    using Error::Error;
 };
 
-/// Standard output. What writes throws `NobodyReads`, or another std::runtime_error with a line for
-/// the user; what was written since the last flush is lost then. Compatible.
+/// Standard output. What writes throws kzjournal::Error, which is `NobodyReads` where that is the
+/// cause; what was written since the last flush is lost then. Compatible.
 class Output {
 public:
     Output();

@@ -10,8 +10,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
 #include <string>
+
+#include "kzjournalerror.h"
 
 namespace kzterminal {
 namespace {
@@ -52,7 +53,7 @@ void IgnoreBrokenPipes() {
 void CatchStopSignals() {
     stopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (stopEvent < 0)
-        throw std::runtime_error(std::string("cannot catch signals: ") + std::strerror(errno));
+        throw kzjournal::Error(std::string("cannot catch signals: ") + std::strerror(errno));
     const auto flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     Handle(SIGINT, RequestStop, flags);
     Handle(SIGTERM, RequestStop, flags);

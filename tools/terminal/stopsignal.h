@@ -9,7 +9,7 @@ namespace kzterminal {
 void IgnoreBrokenPipes();
 
 /// SIGINT and SIGTERM, each for the first time, ask the program to stop; a second one ends the
-/// process. Called once, before other threads start. Throws std::runtime_error.
+/// process. Called once, before other threads start. Throws kzjournal::Error.
 void CatchStopSignals();
 
 // The rest is safe for concurrent use.

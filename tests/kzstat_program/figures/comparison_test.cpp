@@ -70,7 +70,7 @@ TEST(FailCondition, RefusesWhatIsNone) {
     for (const char* const text :
          {"", "mean +10%", "login mean", "login mean 10%", "login avg +1%", "login mean +",
           "login mean +x%", "login mean +-1", "login mean +nan"})
-        EXPECT_THROW(FailCondition condition(text), std::invalid_argument) << text;
+        EXPECT_THROW(FailCondition condition(text), kzjournal::Error) << text;
 }
 
 TEST(FailCondition, RefusesARunWithoutTheName) {

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 
+#include "kzstat_program/figures/violationof.h"
 #include "support/slicemaker.h"
 
 namespace {
@@ -24,13 +25,15 @@ kzjournal::Slice SliceOf(const MadeSlice& made) {
 /// One name, "n", in a run of slices of a tenth of a second.
 class Conservation : public testing::Test {
 protected:
-    std::string CheckValues(const Values& values) { return conservation.Check(Next(values)); }
+    std::string CheckValues(const Values& values) {
+        return ViolationOf(conservation, Next(values));
+    }
     kzjournal::Slice Next(const Values& values) {
         return SliceOf(slices.NextSlice({{"n", Types::Timer, values}}));
     }
     /// A slice without records that ends then, after pauses that took so long.
     std::string CheckEnd(double elapsed, double paused = 0) {
-        return conservation.Check({++sliceId, elapsed, 1000 + elapsed + paused, {}, {}});
+        return ViolationOf(conservation, {++sliceId, elapsed, 1000 + elapsed + paused, {}, {}});
     }
     /// The first violation of a run in which each slice has `values` in random order, with random
     /// signs where `isSigned`.
@@ -105,12 +108,13 @@ TEST_F(Conservation, HoldsForATotalThatOverflows) {
 TEST_F(Conservation, SeesASumThatIsNoNumber) {
     for (const double sum : {kInfinity, std::nan("")}) {
         kzstatprogram::Conservation fresh(0.1);
+        kzstatprogram::Conservation another(0.1);
         SliceMaker maker("load", 0.1);
         kzjournal::Slice slice = SliceOf(maker.NextSlice({{"n", Types::Timer, {1}}}));
         slice.records.front().totals.sum = sum;
-        EXPECT_THAT(fresh.Check(slice), HasSubstr("the sum of n is "));
+        EXPECT_THAT(ViolationOf(fresh, slice), HasSubstr("the sum of n is "));
         slice.records.front().lasts.sum = -kInfinity;
-        EXPECT_THAT(kzstatprogram::Conservation(0.1).Check(slice), HasSubstr("the sum of n is "));
+        EXPECT_THAT(ViolationOf(another, slice), HasSubstr("the sum of n is "));
     }
 }
 
@@ -122,18 +126,20 @@ TEST_F(Conservation, SeesAGapInTheIds) {
 
 TEST_F(Conservation, HoldsForAGapInTheIdsOfAMergedRun) {
     kzstatprogram::Conservation merged(0.1, true);
-    EXPECT_EQ("", merged.Check({1, 0.1, 1000.1, {}, {}}));
-    EXPECT_EQ("", merged.Check({5, 0.5, 1000.5, {}, {}}));
-    EXPECT_EQ("slice 9: it ends at 1 s instead of 0.9 s", merged.Check({9, 1, 1001, {}, {}}));
-    EXPECT_EQ(3, merged.Slices());
-    EXPECT_EQ("slice 4: it comes after slice 9", merged.Check({4, 0.4, 1000.4, {}, {}}));
+    EXPECT_EQ("", ViolationOf(merged, {1, 0.1, 1000.1, {}, {}}));
+    EXPECT_EQ("", ViolationOf(merged, {5, 0.5, 1000.5, {}, {}}));
+    EXPECT_EQ(2, merged.Slices());
+    kzstatprogram::Conservation another = merged;
+    EXPECT_EQ("slice 9: it ends at 1 s instead of 0.9 s",
+              ViolationOf(another, {9, 1, 1001, {}, {}}));
+    EXPECT_EQ("slice 4: it comes after slice 5", ViolationOf(merged, {4, 0.4, 1000.4, {}, {}}));
 }
 
 TEST_F(Conservation, SeesALostValue) {
     kzjournal::Slice slice = Next({1, 1});
     slice.records.front().lasts = {1, 1, 1, 1, 1};
     EXPECT_EQ("slice 1: the count of n is 2 for the run, but its slices add up to 1",
-              conservation.Check(slice));
+              ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, SeesADoubledValue) {
@@ -141,14 +147,14 @@ TEST_F(Conservation, SeesADoubledValue) {
     kzjournal::Slice slice = Next({3});
     slice.records.front().totals.Add(3);
     EXPECT_EQ("slice 2: the count of n is 4 for the run, but its slices add up to 3",
-              conservation.Check(slice));
+              ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, SeesAWrongSum) {
     kzjournal::Slice slice = Next({4});
     slice.records.front().totals.sum = 5;
     EXPECT_EQ("slice 1: the sum of n is 5 for the run, but its slices add up to 4",
-              conservation.Check(slice));
+              ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, SeesASmallValueMissingInASumOfManyLargeOnes) {
@@ -158,20 +164,21 @@ TEST_F(Conservation, SeesASmallValueMissingInASumOfManyLargeOnes) {
     slice.records.front().totals.sum -= 1;
     EXPECT_EQ(
         "slice 100: the sum of n is 999999999 for the run, but its slices add up to 1000000000",
-        conservation.Check(slice));
+        ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, SeesAValueMissingInASumThatCancels) {
     kzjournal::Slice slice = Next({1e6, 0.001, -1e6});
     slice.records.front().totals.sum -= 0.001;
-    EXPECT_THAT(conservation.Check(slice), StartsWith("slice 1: the sum of n is "));
+    EXPECT_THAT(ViolationOf(conservation, slice), StartsWith("slice 1: the sum of n is "));
 }
 
 TEST_F(Conservation, SeesAWrongSumOfSquares) {
     for (int i = 0; i < 100; ++i) ASSERT_EQ("", CheckValues({0.1, 4}));
     kzjournal::Slice slice = Next({0.1, 4});
     slice.records.front().totals.sumSqr *= 1 + 1e-12;
-    EXPECT_THAT(conservation.Check(slice), StartsWith("slice 101: the sum of squares of n is "));
+    EXPECT_THAT(ViolationOf(conservation, slice),
+                StartsWith("slice 101: the sum of squares of n is "));
 }
 
 TEST_F(Conservation, SeesATimeOffTheGrid) {
@@ -187,9 +194,9 @@ TEST_F(Conservation, HoldsForTimesThatDriftAsAddingDoublesExplains) {
     double end = start;
     for (int id = 1; id <= 10000; ++id) {
         end += 0.1;
-        ASSERT_EQ("", conservation.Check({id, end - start, end, {}, {}}));
+        ASSERT_EQ("", ViolationOf(conservation, {id, end - start, end, {}, {}}));
     }
-    EXPECT_THAT(conservation.Check({10001, end + 0.100002 - start, end, {}, {}}),
+    EXPECT_THAT(ViolationOf(conservation, {10001, end + 0.100002 - start, end, {}, {}}),
                 HasSubstr(" instead of "));
 }
 
@@ -210,19 +217,19 @@ TEST_F(Conservation, SeesATypeThatChanges) {
     kzjournal::Slice slice = Next({1});
     slice.records.front().type = Types::Counter;
     EXPECT_EQ("slice 2: n is of type Counter, but was of type Timer before",
-              conservation.Check(slice));
+              ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, SeesATypeThatIsUnknown) {
     kzjournal::Slice slice = Next({1});
     slice.records.front().type = Types::PointType{3};
-    EXPECT_EQ("slice 1: n is of the unknown type 3", conservation.Check(slice));
+    EXPECT_EQ("slice 1: n is of the unknown type 3", ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, HoldsForANameWithoutAType) {
     kzjournal::Slice slice = Next({1});
     slice.records.front().type = Types::NotSet;
-    EXPECT_EQ("", conservation.Check(slice));
+    EXPECT_EQ("", ViolationOf(conservation, slice));
 }
 
 TEST_F(Conservation, SeesANameThatIsForgotten) {

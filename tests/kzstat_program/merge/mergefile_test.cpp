@@ -7,9 +7,9 @@
 #include <fstream>
 #include <random>
 
-#include "figures/conservation.h"
 #include "journal/textof.h"
 #include "kzjournalwriter.h"
+#include "kzstat_program/figures/violationof.h"
 #include "kzstat_program/merge/mergefixture.h"
 
 namespace {
@@ -109,7 +109,8 @@ TEST_F(MergeFile, IsTheSameToTheBitThroughWhateverMerges) {
 TEST_F(MergeFile, AccountsForEveryValue) {
     const std::string merged = Merge({RandomRun(1000), RandomRun(1000.4), RandomRun(1001)});
     kzstatprogram::Conservation conservation(sliceLength);
-    for (const kzjournal::Slice& slice : SlicesOf(merged)) EXPECT_EQ("", conservation.Check(slice));
+    for (const kzjournal::Slice& slice : SlicesOf(merged))
+        EXPECT_EQ("", ViolationOf(conservation, slice));
 }
 
 TEST_F(MergeFile, KeepsTheRunsThatItWasMadeOfThroughAllLevels) {

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 
 #include "journal/temporaryfolder.h"
+#include "kzjournalerror.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ TEST_F(NewFile, LeavesAFileAloneThatCameMeanwhile) {
     {
         kzstatprogram::NewFile file(path, false);
         Write(path, "other");
-        EXPECT_THROW(file.Rename(), std::runtime_error);
+        EXPECT_THROW(file.Rename(), kzjournal::Error);
     }
     EXPECT_EQ("other", TextIn(path));
     EXPECT_EQ(1u, Files());
@@ -92,7 +92,7 @@ TEST_F(NewFile, SaysWhereItCannotBeMade) {
     try {
         const kzstatprogram::NewFile file(folder.Path("nowhere/file"), false);
         FAIL();
-    } catch (const std::runtime_error& error) {
+    } catch (const kzjournal::Error& error) {
         EXPECT_THAT(error.what(), HasSubstr("nowhere/file: No such file or directory"));
     }
 }

@@ -20,17 +20,17 @@ int CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     Conservation conservation(journal.Facts().sliceLength, isMerged);
     try {
         journal.ForEachSliceAfter(
-            0, [&](const kzjournal::Slice& slice) { ThrowIfViolated(conservation.Check(slice)); });
+            0, [&](const kzjournal::Slice& slice) { conservation.Check(slice); });
     } catch (const kzjournal::Error& damage) {
-        throw Violation{damage.what()};
+        throw Violation(damage.what());
     }
     const int slices = conservation.Slices();
     const std::string end = "after slice " + std::to_string(conservation.LastSliceId()) + ": ";
     if (const long long missing = std::max(lost, expected - slices); missing > 0)
-        throw Violation{end + std::to_string(missing) + " slices could not be kept"};
+        throw Violation(end + std::to_string(missing) + " slices could not be kept");
     // Asked for again: it has grown by the slices that came meanwhile.
     if (const long long most = journal.ExpectedSlices(); most < slices)
-        throw Violation{end + "there should be only " + std::to_string(most) + " slices"};
+        throw Violation(end + "there should be only " + std::to_string(most) + " slices");
     return slices;
 }
 
@@ -40,9 +40,9 @@ void CheckSource(const std::string& path, const kzjournal::Source& source) {
     try {
         CheckSlices(journal, false);
     } catch (const Violation& violation) {
-        throw Violation{"source " + std::to_string(source.number) + ", " +
+        throw Violation("source " + std::to_string(source.number) + ", " +
                         kzterminal::Printable(source.run.generator) + " on " +
-                        kzterminal::Printable(source.run.host) + ": " + violation.text};
+                        kzterminal::Printable(source.run.host) + ": " + violation.what());
     }
 }
 
@@ -51,7 +51,7 @@ void CheckMergeOf(const std::string& path) {
     try {
         CheckMerge(path);
     } catch (const kzjournal::Error& error) {
-        throw Violation{error.what()};
+        throw Violation(error.what());
     }
 }
 
@@ -76,7 +76,7 @@ ExitStatus Check(const std::string& path, Output& output) {
         output.WriteLine(CheckRun(path));
         return kDone;
     } catch (const Violation& violation) {
-        output.WriteLine(violation.text);
+        output.WriteLine(violation.what());
         return kDoesNotHold;
     }
 }

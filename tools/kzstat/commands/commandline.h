@@ -4,11 +4,11 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "commands/exitstatus.h"
+#include "kzjournalerror.h"
 #include "terminal/output.h"
 
 // The parser's headers take the compiler longer than any command does: commandline.cpp alone
@@ -26,11 +26,11 @@ using kzterminal::Output;
 using Action = std::function<ExitStatus(Output&)>;
 
 /// A mistake of the user's on the command line. An action may throw it too.
-class UsageError : public std::runtime_error {
+class UsageError : public kzjournal::Error {
 public:
-    using runtime_error::runtime_error;
+    using Error::Error;
     UsageError(const std::string& option, const std::string& mistake)
-        : runtime_error(option + ": " + mistake) {}
+        : Error(option + ": " + mistake) {}
 };
 
 /// Declares more about an option or an argument. Belongs to the command line. Compatible.

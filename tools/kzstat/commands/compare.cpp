@@ -1,7 +1,6 @@
 #include <cmath>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -109,7 +108,7 @@ ExitStatus Compare(const CompareOptions& options, const std::vector<FailConditio
 std::vector<FailCondition> ConditionsOf(const CompareOptions& options) {
     try {
         return {options.conditions.begin(), options.conditions.end()};
-    } catch (const std::invalid_argument& error) {
+    } catch (const kzjournal::Error& error) {
         throw UsageError("--fail-if", error.what());
     }
 }

@@ -2,7 +2,6 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "commands/commands.h"
@@ -25,7 +24,7 @@ void WriteFile(const std::string& path, const std::string& text) {
     std::ofstream file(path, std::ios::binary);
     file << text;
     file.close();
-    if (!file) throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+    if (!file) throw kzjournal::Error("cannot write " + path + ": " + std::strerror(errno));
 }
 
 ExitStatus Report(const ReportOptions& options, Output& output) {

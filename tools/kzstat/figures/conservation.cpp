@@ -4,6 +4,7 @@
 #include <limits>
 #include <set>
 
+#include "figures/violation.h"
 #include "kzstatpointkind.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
@@ -48,7 +49,7 @@ bool AreClose(double a, double b, double error) {
 
 }  // namespace
 
-std::string Conservation::Check(const kzjournal::Slice& slice) {
+void Conservation::Check(const kzjournal::Slice& slice) {
     std::string violation = CheckPlace(slice);
     ++m_slices;
     m_sliceId = slice.id;
@@ -57,8 +58,7 @@ std::string Conservation::Check(const kzjournal::Slice& slice) {
     for (const CKZStatMessageRecord& record : slice.records)
         if (violation.empty()) violation = CheckRecord(record);
     if (violation.empty()) violation = CheckMissingNames(slice);
-    if (violation.empty()) return {};
-    return "slice " + std::to_string(slice.id) + ": " + violation;
+    if (!violation.empty()) throw Violation("slice " + std::to_string(slice.id) + ": " + violation);
 }
 
 /// The end of a slice on the wall clock is that of the one before and the slice length, and the

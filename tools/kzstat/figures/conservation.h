@@ -18,9 +18,8 @@ public:
     explicit Conservation(double sliceLength, bool mayHaveGaps = false)
         : m_sliceLength(sliceLength), m_mayHaveGaps(mayHaveGaps) {}
 
-    /// What is wrong with the slice, as a line, or an empty text. REQUIRES: the slices come in the
-    /// order of their ids; none comes after one that was wrong.
-    std::string Check(const kzjournal::Slice& slice);
+    /// Throws `Violation` where the slice is wrong. REQUIRES: no slice before it was.
+    void Check(const kzjournal::Slice& slice);
 
     int Slices() const { return m_slices; }
     /// The id of the last slice; 0 where there was none.

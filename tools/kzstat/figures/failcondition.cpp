@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <stdexcept>
 #include <string_view>
 
 #include "figures/statisticscolumns.h"
@@ -13,7 +12,7 @@ namespace kzstatprogram {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& text) {
-    throw std::invalid_argument("'" + text + "' is no condition like 'login.time mean +10%'");
+    throw kzjournal::Error("'" + text + "' is no condition like 'login.time mean +10%'");
 }
 
 /// Cuts the last word off `text`.

@@ -12,7 +12,7 @@ namespace kzstatprogram {
 /// run to the other, upwards or downwards, in parts of the first or as it is. Compatible.
 class FailCondition {
 public:
-    /// Throws std::invalid_argument with what is wrong.
+    /// Throws kzjournal::Error.
     explicit FailCondition(const std::string& text);
 
     /// What happened, as a line, where the change is larger; nothing where the condition keeps

@@ -1,19 +1,15 @@
 #ifndef KZSTATPROGRAM_VIOLATION_H
 #define KZSTATPROGRAM_VIOLATION_H
 
-#include <string>
+#include "kzjournalerror.h"
 
 namespace kzstatprogram {
 
-/// What does not hold of a run, as a line. Thrown, since it ends a walk through slices.
-struct Violation {
-    std::string text;
+/// What does not hold of a run. Thrown, since it ends a walk through slices.
+class Violation : public kzjournal::Error {
+public:
+    using Error::Error;
 };
-
-/// Throws unless `text`, which says what is wrong with a slice, is empty.
-inline void ThrowIfViolated(const std::string& text) {
-    if (!text.empty()) throw Violation{text};
-}
 
 }  // namespace kzstatprogram
 

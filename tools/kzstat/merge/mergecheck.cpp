@@ -50,25 +50,28 @@ public:
     MergeComparison(kzjournal::Reader& journal, const std::string& path)
         : m_journal(journal), m_inputs(MergeInputsOf({path})), m_merge(m_inputs) {}
 
-    /// What is wrong with the next slice, or an empty text.
-    std::string Check(kzjournal::Slice slice) {
+    /// Throws `Violation` where the next slice is wrong.
+    void Check(kzjournal::Slice slice) {
         const bool hasNext = m_merge.Next(m_merged);
         const int id = m_merged.facts.sliceId;
-        if (hasNext && id < slice.id) return MissingText();
-        if (!hasNext || id > slice.id) return SliceText(slice.id) + "no source has a slice in it";
+        if (hasNext && id < slice.id) throw Missing();
+        if (!hasNext || id > slice.id)
+            throw Violation(SliceText(slice.id) + "no source has a slice in it");
         const std::vector<int> sources = Sources();
         const std::vector<int> named = m_journal.SourcesOfSlice(id);
         if (named != sources)
-            return SliceText(id) + "it was made of " + NumbersText(named) + ", but " +
-                   NumbersText(sources) + (sources.size() == 1 ? " has" : " have") +
-                   " a slice in it";
+            throw Violation(SliceText(id) + "it was made of " + NumbersText(named) + ", but " +
+                            NumbersText(sources) + (sources.size() == 1 ? " has" : " have") +
+                            " a slice in it");
         if (slice.elapsed != m_merged.facts.elapsed || slice.endTime != m_merged.facts.endTime)
-            return SliceText(id) + "its end is not that which its sources give";
-        return CheckRecords(slice.records);
+            throw Violation(SliceText(id) + "its end is not that which its sources give");
+        CheckRecords(slice.records);
     }
 
     /// To be called at the end.
-    std::string CheckEnd() { return m_merge.Next(m_merged) ? MissingText() : ""; }
+    void CheckEnd() {
+        if (m_merge.Next(m_merged)) throw Missing();
+    }
 
 private:
     /// By their numbers in the file; in the merge the file itself is the first.
@@ -80,21 +83,23 @@ private:
         return numbers;
     }
 
-    std::string MissingText() const {
-        return SliceText(m_merged.facts.sliceId) + "it is missing, but " + NumbersText(Sources()) +
-               (Sources().size() == 1 ? " has" : " have") + " a slice in it";
+    Violation Missing() const {
+        return Violation(SliceText(m_merged.facts.sliceId) + "it is missing, but " +
+                         NumbersText(Sources()) + (Sources().size() == 1 ? " has" : " have") +
+                         " a slice in it");
     }
 
-    std::string CheckRecords(std::vector<Record>& records) const {
+    void CheckRecords(std::vector<Record>& records) const {
         const std::vector<Record>& merged = m_merged.records;
         std::sort(records.begin(), records.end(), ComesFirst);
         const auto [ours, theirs] =
             std::mismatch(records.begin(), records.end(), merged.begin(), merged.end(),
                           [](const Record& a, const Record& b) { return AreSame(a, b); });
-        if (ours == records.end() && theirs == merged.end()) return {};
+        if (ours == records.end() && theirs == merged.end()) return;
         const Record& record = ours == records.end() ? *theirs : *ours;
-        return SliceText(m_merged.facts.sliceId) + kzterminal::Printable(TextOf(record.name)) +
-               " is not what its sources give";
+        throw Violation(SliceText(m_merged.facts.sliceId) +
+                        kzterminal::Printable(TextOf(record.name)) +
+                        " is not what its sources give");
     }
 
     kzjournal::Reader& m_journal;
@@ -112,9 +117,8 @@ bool IsMerged(kzjournal::Reader& journal) {
 void CheckMerge(const std::string& path) {
     kzjournal::Reader journal(path);
     MergeComparison comparison(journal, path);
-    journal.ForEachSliceAfter(
-        0, [&](const kzjournal::Slice& slice) { ThrowIfViolated(comparison.Check(slice)); });
-    ThrowIfViolated(comparison.CheckEnd());
+    journal.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) { comparison.Check(slice); });
+    comparison.CheckEnd();
 }
 
 }  // namespace kzstatprogram

@@ -13,7 +13,7 @@ namespace kzstatprogram {
 /// was made of. A merged run that stands there is replaced where all of its runs are merged again,
 /// each with no fewer slices than before. `visit` sees each slice once it is written.
 ///
-/// Throws std::runtime_error with a line for the user; `path` is then as it was.
+/// Throws kzjournal::Error; `path` is then as it was.
 void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
                const std::function<void(const MergedSlice&)>& visit);
 

@@ -9,7 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <stdexcept>
+
+#include "kzjournalerror.h"
 
 namespace kzstatprogram {
 namespace {
@@ -73,7 +74,7 @@ void NewFile::Rename() {
 }
 
 void NewFile::Fail() const {
-    throw std::runtime_error("cannot make " + m_path + ": " + std::strerror(errno));
+    throw kzjournal::Error("cannot make " + m_path + ": " + std::strerror(errno));
 }
 
 }  // namespace kzstatprogram

@@ -11,7 +11,7 @@ class NewFile {
 public:
     /// Makes the temporary file, empty. A file that is there already is to be replaced, and its
     /// permissions are kept, if `replaces` says so; a new one has those that the umask allows.
-    /// Throws std::runtime_error with a line for the user. REQUIRES: no other thread makes files,
+    /// Throws kzjournal::Error. REQUIRES: no other thread makes files,
     /// since the umask of the process is read by setting it.
     NewFile(const std::string& path, bool replaces);
     /// Removes the temporary file and what a journal has beside it, unless it was renamed.
@@ -21,7 +21,7 @@ public:
 
     const std::string& TemporaryPath() const { return m_temporaryPath; }
 
-    /// Gives the file its name once its bytes are on the disk. Throws std::runtime_error, also
+    /// Gives the file its name once its bytes are on the disk. Throws kzjournal::Error, also
     /// where a file came meanwhile that is not to be replaced.
     void Rename();
 

@@ -9,8 +9,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <stdexcept>
 #include <string_view>
+
+#include "kzjournalerror.h"
 
 namespace kzstatprogram {
 namespace {
@@ -185,9 +186,9 @@ int GuardedServer::Bind(const std::string& address, int port) {
     const int bound =
         port == 0 ? bind_to_any_port(address) : (bind_to_port(address, port) ? port : -1);
     if (bound < 0)
-        throw std::runtime_error("cannot listen on " + address + " port " + std::to_string(port) +
-                                 ": " + (errno != 0 ? std::strerror(errno) : "no such address") +
-                                 "; choose others with --bind and --port");
+        throw kzjournal::Error("cannot listen on " + address + " port " + std::to_string(port) +
+                               ": " + (errno != 0 ? std::strerror(errno) : "no such address") +
+                               "; choose others with --bind and --port");
     // The library asks for a queue of a handful; asking again enlarges it.
     ::listen(svr_sock_, SOMAXCONN);
     return bound;

@@ -23,7 +23,7 @@ class GuardedServer : public httplib::Server {
 public:
     GuardedServer();
 
-    /// Takes the port, or one that is free for 0, and returns it. Throws std::runtime_error.
+    /// Takes the port, or one that is free for 0, and returns it. Throws kzjournal::Error.
     int Bind(const std::string& address, int port);
     /// Serves until `Stop` is called. REQUIRES: `Bind` has returned.
     void Listen() { listen_after_bind(); }

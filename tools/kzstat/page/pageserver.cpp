@@ -2,7 +2,7 @@
 
 #include <charconv>
 #include <memory>
-#include <stdexcept>
+#include <optional>
 
 #include "kzjournalreader.h"
 #include "page/metrics.h"
@@ -48,14 +48,13 @@ void Complain(httplib::Response& response, int status, const std::string& text) 
     response.set_content(text + "\n", "text/plain; charset=utf-8");
 }
 
-/// A parameter in digits; `usual` where it is missing. Throws std::invalid_argument.
-int NumberParameter(const httplib::Request& request, const char* name, int usual) {
+/// A parameter in digits; `usual` where it is missing, nothing where it is no such number.
+std::optional<int> NumberParameter(const httplib::Request& request, const char* name, int usual) {
     if (!request.has_param(name)) return usual;
     const std::string text = request.get_param_value(name);
     int number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < 0)
-        throw std::invalid_argument(std::string(name) + " must be a whole number");
+    if (error != std::errc() || end != text.data() + text.size() || number < 0) return std::nullopt;
     return number;
 }
 
@@ -159,13 +158,16 @@ bool PageServer::SendNextEvent(std::string& position, httplib::DataSink& sink) {
 }
 
 void PageServer::SendSlices(const httplib::Request& request, httplib::Response& response) const {
+    const std::optional<int> after = NumberParameter(request, "after", 0);
+    const std::optional<int> most = NumberParameter(request, "limit", kUsualSlices);
+    if (!after || !most) {
+        const std::string name = after ? "limit" : "after";
+        Complain(response, kBadRequest, name + " must be a whole number");
+        return;
+    }
     try {
-        const int after = NumberParameter(request, "after", 0);
-        const int most = NumberParameter(request, "limit", kUsualSlices);
-        response.set_content(SlicesJson(m_journal, after, std::min(most, kMostSlices)),
+        response.set_content(SlicesJson(m_journal, *after, std::min(*most, kMostSlices)),
                              "application/json");
-    } catch (const std::invalid_argument& error) {
-        Complain(response, kBadRequest, error.what());
     } catch (const kzjournal::Error& error) {
         Complain(response, kUnavailable, error.what());
     }

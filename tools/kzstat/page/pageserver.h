@@ -14,8 +14,8 @@ namespace kzstatprogram {
 /// system but that of the journal. Serves from its construction to its destruction.
 class PageServer {
 public:
-    /// Throws kzjournal::Error where the journal cannot be read and std::runtime_error where
-    /// nothing can be listened on. `port` 0 chooses a free one.
+    /// Throws kzjournal::Error where the journal cannot be read or nothing can be listened on.
+    /// `port` 0 chooses a free one.
     PageServer(const std::string& journal, const std::string& address, int port);
     ~PageServer();
     PageServer(const PageServer&) = delete;
