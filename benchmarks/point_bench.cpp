@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -73,7 +74,7 @@ RWCString MessageOfOneSlice() {
 CKZStatMessage Read(const RWCString& text) {
     CKZStatMessage message;
     std::size_t fault = 0;
-    message.Read(text, CKZStatMessage::FullRecords, fault);
+    if (!message.Read(text, CKZStatMessage::FullRecords, fault)) std::abort();
     return message;
 }
 

@@ -82,8 +82,9 @@ public:
     /// fields behind it, which mostly fails; a name made to imitate records is read as those.
     /// Averages are checked and left aside: the aggregates compute them from the sums, which lose
     /// less by the three decimals. No byte beyond `length` is read.
-    bool Read(const char* text, std::size_t length, RecordForm form, std::size_t& faultPosition);
-    bool Read(const RWCString& text, RecordForm form, std::size_t& faultPosition) {
+    [[nodiscard]] bool Read(const char* text, std::size_t length, RecordForm form,
+                            std::size_t& faultPosition);
+    [[nodiscard]] bool Read(const RWCString& text, RecordForm form, std::size_t& faultPosition) {
         return Read(text.data(), text.length(), form, faultPosition);
     }
 

@@ -3,7 +3,7 @@
 
 project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# Debian packages: for the library, for the hosts above it, for the tests.
+# Debian packages: for the library, for the journal and the programs above it, for the tests.
 # shellcheck disable=SC2034
 BUILD_PACKAGES=(g++ cmake ninja-build)
 # shellcheck disable=SC2034
