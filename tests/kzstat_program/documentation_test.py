@@ -1,5 +1,6 @@
-"""The man page and the completion know what the program knows."""
+"""What is written about the program is true: the man page, the completion, the order of folders."""
 
+import glob
 import os
 import re
 import subprocess
@@ -75,6 +76,31 @@ class Completion(unittest.TestCase):
 
     def test_journals(self):
         self.assertEqual({"run.kzj"}, self.complete("show", ""))
+
+
+class Folders(unittest.TestCase):
+    BELOW = {"commands": {"tables", "page", "merge", "figures", "text"},
+             "tables": {"figures", "text"},
+             "page": {"figures", "text"},
+             "merge": {"figures", "text"},
+             "figures": {"text"},
+             "text": set()}
+
+    def test_a_folder_includes_only_those_below_it(self):
+        program = os.path.join(PROJECT, "tools/kzstat")
+        for folder, below in self.BELOW.items():
+            paths = glob.glob(os.path.join(program, folder, "*.h")) + glob.glob(
+                os.path.join(program, folder, "*.cpp"))
+            self.assertTrue(paths)
+            for path in paths:
+                with open(path) as file:
+                    included = set(re.findall(r'#include "(\w+)/', file.read()))
+                self.assertLessEqual(included & self.BELOW.keys(), below | {folder}, path)
+
+    def test_every_folder_has_its_place(self):
+        program = os.path.join(PROJECT, "tools/kzstat")
+        self.assertEqual(self.BELOW.keys(),
+                         {entry.name for entry in os.scandir(program) if entry.is_dir()})
 
 
 if __name__ == "__main__":
