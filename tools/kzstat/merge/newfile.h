@@ -11,8 +11,8 @@ class NewFile {
 public:
     /// Makes the temporary file, empty. A file that is there already is to be replaced, and its
     /// permissions are kept, if `replaces` says so; a new one has those that the umask allows.
-    /// Throws kzjournal::Error. REQUIRES: no other thread makes files,
-    /// since the umask of the process is read by setting it.
+    /// Throws kzjournal::Error. REQUIRES: no other thread makes files, since the umask of the
+    /// process is read by setting it.
     NewFile(const std::string& path, bool replaces);
     /// Removes the temporary file and what a journal has beside it, unless it was renamed.
     ~NewFile();
@@ -21,8 +21,8 @@ public:
 
     const std::string& TemporaryPath() const { return m_temporaryPath; }
 
-    /// Gives the file its name once its bytes are on the disk. Throws kzjournal::Error, also
-    /// where a file came meanwhile that is not to be replaced.
+    /// Gives the file its name once its bytes are on the disk. Throws kzjournal::Error, also where
+    /// a file came meanwhile that is not to be replaced.
     void Rename();
 
 private:
