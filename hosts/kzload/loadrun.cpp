@@ -8,7 +8,7 @@
 #include "ryp/clock.h"
 #include "slicefigures.h"
 #include "statnames.h"
-#include "stopsignal.h"
+#include "terminal/stopsignal.h"
 
 namespace kzload {
 namespace {
@@ -88,7 +88,8 @@ double LoadRun::SecondsSinceStart() const {
 }
 
 bool LoadRun::LoadIsOver() const {
-    return StopIsRequested() || SecondsSinceStart() >= m_options.durationSeconds ||
+    return kzterminal::StopIsRequested() ||
+           SecondsSinceStart() >= m_options.durationSeconds ||
            m_state.ServerIsOutOfReach(m_options.clients);
 }
 

@@ -12,8 +12,8 @@
 #include "options.h"
 #include "ryp/log.h"
 #include "simulatedclient.h"
-#include "stopsignal.h"
 #include "terminal.h"
+#include "terminal/stopsignal.h"
 
 namespace kzload {
 namespace {
@@ -59,7 +59,8 @@ private:
 };
 
 int Run(const Options& options) {
-    CatchStopSignals();
+    kzterminal::IgnoreBrokenPipes();
+    kzterminal::CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);

@@ -1,42 +1,16 @@
 #include "terminal.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <utility>
 
 namespace kzload {
 namespace {
 
-constexpr std::size_t kUsualWidth = 80;
 constexpr char kEraseLine[] = "\r\x1b[K";
-
-/// The columns of a line. Asked for each time, since a window changes its size.
-std::size_t Width() {
-    winsize size = {};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : kUsualWidth;
-}
-
-std::string Cut(const std::string& line, std::size_t width) {
-    return line.size() <= width ? line : line.substr(0, width - 1) + ">";
-}
-
-bool CanRedraw() {
-    const char* const kind = std::getenv("TERM");
-    return kind != nullptr && std::strcmp(kind, "dumb") != 0;
-}
 
 }  // namespace
 
-Terminal::Terminal(bool quiet)
-    : m_quiet(quiet),
-      m_isTerminal(isatty(STDOUT_FILENO) != 0),
-      m_canRedraw(m_isTerminal && CanRedraw()) {}
+Terminal::Terminal(bool quiet) : m_quiet(quiet) {}
 
 void Terminal::PrintFrame(const std::vector<std::string>& lines) {
     if (!m_quiet) PrintLines(lines);
@@ -62,11 +36,12 @@ void Terminal::PrintLines(const std::vector<std::string>& lines) {
 }
 
 void Terminal::ShowProgress(const Progress& progress) {
-    if (m_quiet || !m_canRedraw) return;
+    if (m_quiet) return;
     const RWMutexLock::LockGuard guard(m_lock);
+    if (!m_output.CanRedraw()) return;
     Erase();
     // The last column stays free: a terminal may wrap as soon as it is written.
-    m_progressLine = ProgressLine(progress, Width() - 1);
+    m_progressLine = ProgressLine(progress, m_output.Width() - 1);
     m_pending += m_progressLine;
     Flush();
 }
@@ -92,18 +67,16 @@ bool Terminal::HasComplained() const {
 }
 
 void Terminal::CheckOutput() {
-    int error = 0;
+    std::optional<kzjournal::Error> fault;
     {
         const RWMutexLock::LockGuard guard(m_lock);
-        error = m_outputError;
+        fault = m_outputFault;
     }
-    if (error != 0)
-        Complain(std::string("cannot write to standard output: ") + std::strerror(error));
+    Complain(fault);
 }
 
 void Terminal::WriteLine(const std::string& line) {
-    m_pending += m_isTerminal ? Cut(line, Width()) : line;
-    m_pending += '\n';
+    m_pending += m_output.Fit(line) + '\n';
 }
 
 void Terminal::WriteError(const std::string& text) {
@@ -113,10 +86,12 @@ void Terminal::WriteError(const std::string& text) {
 }
 
 void Terminal::Flush() {
-    std::fputs(m_pending.c_str(), stdout);
-    m_pending.clear();
-    errno = 0;
-    if (std::fflush(stdout) != 0 && m_outputError == 0) m_outputError = errno;
+    try {
+        m_output.Write(std::exchange(m_pending, {}));
+        m_output.Flush();
+    } catch (const kzjournal::Error& error) {
+        if (!m_outputFault) m_outputFault = error;
+    }
 }
 
 void Terminal::Erase() {

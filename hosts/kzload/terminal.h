@@ -10,6 +10,7 @@
 #include "report.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
+#include "terminal/output.h"
 
 namespace kzload {
 
@@ -50,13 +51,12 @@ private:
     void Erase() RYP_REQUIRES(m_lock);
 
     const bool m_quiet;
-    const bool m_isTerminal;
-    const bool m_canRedraw;
     mutable RWMutexLock m_lock;
+    kzterminal::Output m_output RYP_GUARDED_BY(m_lock);
     bool m_hasHeader RYP_GUARDED_BY(m_lock) = false;
     std::string m_progressLine RYP_GUARDED_BY(m_lock);  // empty: none is shown
     std::set<std::string> m_complaints RYP_GUARDED_BY(m_lock);
-    int m_outputError RYP_GUARDED_BY(m_lock) = 0;
+    std::optional<kzjournal::Error> m_outputFault RYP_GUARDED_BY(m_lock);  // the first one
     std::string m_pending RYP_GUARDED_BY(m_lock);  // written at once, so that nothing flickers
 };
 

@@ -136,6 +136,16 @@ class Terminal(RunTest):
             self.assertFalse(seen.wrapped, seen.lines)
             self.assertIn(HEADER[:width - 1] + ">", seen.lines)
 
+    def test_lines_of_any_characters_are_cut_to_columns(self):
+        for locale in ("C", "C.UTF-8"):
+            with self.subTest(locale=locale), tempfile.TemporaryDirectory() as folder:
+                status, seen, _ = screen.run(
+                    40, "--duration", 0.5, "--slice", 0.25, locale=locale, cwd=folder,
+                    journal="\u65e5\u672c" * 20 + ".kzj")
+                self.assertEqual(0, status)
+                self.assertFalse(seen.wrapped, seen.lines)
+                self.assertIn("the run is in " + "\u65e5\u672c" * 6 + ">", seen.lines)
+
     def test_a_terminal_that_cannot_redraw_shows_no_progress(self):
         status, seen, text = screen.run(80, "--duration", 0.5, "--slice", 0.25, term="dumb")
         self.assertEqual(0, status)

@@ -6,6 +6,7 @@ import pty
 import struct
 import termios
 
+import columns
 import runs
 
 
@@ -39,15 +40,16 @@ class Screen:
             line = self.lines[-1].ljust(self.column)
             self.lines[-1] = line[:self.column] + character + line[self.column + 1:]
             self.column += 1
-            self.wrapped = self.wrapped or self.column > self.width
+            written = columns.width_of(self.lines[-1][:self.column])
+            self.wrapped = self.wrapped or written > self.width
 
 
-def run(width, *arguments, term="xterm"):
+def run(width, *arguments, term="xterm", locale="C.UTF-8", **options):
     """Runs kzload on a terminal; returns its status, the screen and all that was written."""
     controller, terminal = pty.openpty()
     fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
     process = runs.start(*arguments, stdout=terminal, stderr=terminal,
-                         env={**os.environ, "TERM": term})
+                         env={**os.environ, "TERM": term, "LC_ALL": locale}, **options)
     os.close(terminal)
     written = b""
     try:

@@ -1,11 +1,11 @@
 #include <clocale>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 
-#include "commands.h"
+#include "commands/commands.h"
+#include "terminal/stopsignal.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 namespace {
 
 ExitStatus Complain(const char* text) {
@@ -28,18 +28,17 @@ ExitStatus Run(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace kzstat
+}  // namespace kzstatprogram
 
 int main(int argc, char** argv) {
     // For the characters of the terminal; numbers keep their decimal point.
     std::setlocale(LC_CTYPE, "");
-    // A reader that goes away is seen when writing instead.
-    std::signal(SIGPIPE, SIG_IGN);
+    kzterminal::IgnoreBrokenPipes();
     try {
-        return kzstat::Run(argc, argv);
-    } catch (const kzstat::NobodyReads&) {
-        return kzstat::kDone;
+        return kzstatprogram::Run(argc, argv);
+    } catch (const kzterminal::NobodyReads&) {
+        return kzstatprogram::kDone;
     } catch (const std::exception& error) {
-        return kzstat::Complain(error.what());
+        return kzstatprogram::Complain(error.what());
     }
 }

@@ -48,12 +48,12 @@ function literal(text) {
 }
 
 const [head, tail] = (await page()).split(DATA);
-writeFileSync(process.argv[2], `#include "page.h"
+writeFileSync(process.argv[2], `#include "builtpage.h"
 
-namespace kzstat {
+namespace kzstatprogram {
 
 const std::string_view kPageHead = ${literal(head)};
 const std::string_view kPageTail = ${literal(tail)};
 
-}  // namespace kzstat
+}  // namespace kzstatprogram
 `);

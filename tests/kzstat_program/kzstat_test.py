@@ -1,0 +1,551 @@
+"""Tests of the program that reads journals. KZSTAT and JOURNALMAKER name the programs."""
+
+import collections
+import contextlib
+import csv
+import io
+import json
+import os
+import re
+import shutil
+import signal
+import sqlite3
+import subprocess
+import tempfile
+import unittest
+
+import columns
+import journals
+import terminals
+
+KZSTAT = os.environ["KZSTAT"]
+TIMEOUT = 60
+
+LOGIN = ("login.time", "Timer")
+LOGINS = ("logins", "Counter")
+CLIENTS = ("clients", "LoadSize")
+
+COMMANDS = ("show", "compare", "export", "merge", "check")
+
+Result = collections.namedtuple("Result", "status out err")
+
+
+def run(*arguments, **options):
+    settings = {"stdin": subprocess.DEVNULL, "capture_output": True, "text": True,
+                "timeout": TIMEOUT, **options}
+    done = subprocess.run([KZSTAT, *map(str, arguments)], **settings)
+    return Result(done.returncode, done.stdout, done.stderr)
+
+
+class JournalTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.run_path = self.path("run.kzj")
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def make_run(self, name="run.kzj", factor=1, **facts):
+        """Ten slices; the load comes to its highest in the third."""
+        return journals.make(self.path(name), [
+            {LOGIN: [factor * (100 + i), factor * (110 + 3 * i)], LOGINS: [1, 1],
+             CLIENTS: [min(i + 1, 3)]} for i in range(10)], **facts)
+
+    def assert_fails(self, result, expected, status=2):
+        self.assertEqual(status, result.status)
+        self.assertEqual(1, len(result.err.splitlines()), result.err)
+        self.assertTrue(result.err.startswith("kzstat: "), result.err)
+        self.assertIn(expected, result.err)
+
+    def table(self, *arguments):
+        """The rows of `show` as dictionaries by name."""
+        result = run("show", self.run_path, *arguments)
+        self.assertEqual((0, ""), (result.status, result.err))
+        titles, *rows = result.out.splitlines()[1:]
+        # Cells stand at the ends of their titles, or at the beginning for texts.
+        return {row.split()[0]: dict(zip(self.titles(titles), self.cells(titles, row)))
+                for row in rows}
+
+    @staticmethod
+    def titles(line):
+        return line.split()
+
+    @staticmethod
+    def cells(titles, row):
+        texts = [(match.start(), match.group()) for match in re.finditer(r"\S+", row)]
+        cells = []
+        for match in re.finditer(r"\S+", titles):
+            begin, end = match.span()
+            cells += [next((text for at, text in texts
+                            if at == begin or at + len(text) == end), "")]
+        return cells
+
+
+class Show(JournalTest):
+    def test_what_each_kind_declares(self):
+        self.make_run()
+        table = self.table()
+        self.assertEqual(["clients", "login.time", "logins"], list(table))
+        login = table["login.time"]
+        self.assertEqual(("Timer", "ms", "20", "2", "100", "137"),
+                         tuple(login[key] for key in ("type", "unit", "count", "rate", "min",
+                                                      "max")))
+        self.assertEqual("-", login["sum"])
+        self.assertEqual(("20", "2", "2"),
+                         tuple(table["logins"][key] for key in ("sum", "rate", "last")))
+        self.assertEqual(("-", "-", "3"),
+                         tuple(table["clients"][key] for key in ("count", "rate", "last")))
+
+    def test_a_range(self):
+        self.make_run()
+        self.assertEqual("4", self.table("--from", "3", "--to", "5s")["login.time"]["count"])
+        self.assertEqual("103", self.table("--from", "3")["login.time"]["min"])
+        self.assertEqual("101", self.table("--from", "1", "--to", "0.1m")["login.time"]["min"])
+
+    def test_the_warm_up_ends_where_the_load_is_highest(self):
+        self.make_run()
+        self.assertEqual(("102", "16"),
+                         tuple(self.table("--skip-warmup")["login.time"][key]
+                               for key in ("min", "count")))
+
+    def test_a_warm_up_that_cannot_be_told(self):
+        journals.make(self.run_path, [{LOGIN: [1]}])
+        self.assert_fails(run("show", self.run_path, "--skip-warmup"),
+                          "no load size was reported; use --from")
+
+    def test_reading_never_changes_the_journal(self):
+        self.make_run()
+        with open(self.run_path, "rb") as file:
+            before = file.read()
+        run("show", self.run_path, "--from", "3")
+        run("check", self.run_path)
+        with open(self.run_path, "rb") as file:
+            self.assertEqual(before, file.read())
+
+    def test_a_run_that_only_may_be_read(self):
+        self.make_run()
+        os.chmod(self.run_path, 0o444)
+        os.chmod(self.folder, 0o555)
+        self.addCleanup(os.chmod, self.folder, 0o755)
+        self.assertIn("login.time", self.table())
+
+    def test_sorting(self):
+        self.make_run()
+        self.assertEqual(["login.time", "clients", "logins"], list(self.table("--sort", "mean")))
+        self.assertEqual(["logins", "clients", "login.time"], list(self.table("--sort", "sum")))
+        self.assert_fails(run("show", self.run_path, "--sort", "beauty"), "--sort")
+
+    def test_the_run_goes_on(self):
+        journal = journals.Journal(self.run_path)
+        journal.value(*LOGIN, 10)
+        journal.slice()
+        self.assertIn("1 slices of 1 s, not ended\n", run("show", self.run_path).out)
+        journal.end()
+        self.assertNotIn("not ended", run("show", self.run_path).out)
+
+    def test_a_run_that_was_killed(self):
+        journal = journals.Journal(self.run_path)
+        journal.value(*LOGIN, 10)
+        journal.slice()
+        journal.leave()
+        self.assertEqual("1", self.table()["login.time"]["count"])
+
+    def test_names_do_not_steer_the_terminal(self):
+        journals.make(self.run_path, [{("a\x1b[31mb", "Counter"): [1]}])
+        self.assertIn("a?[31mb", run("show", self.run_path).out)
+
+    def test_names_of_any_characters_align(self):
+        names = ("login", "caf\u00e9", "cafe\u0301", "\u65e5\u672c\u8a9e", "bad\udcffbyte")
+        journals.make(self.run_path, [{(name, "Counter"): [1] for name in names}])
+        for locale in ("C", "C.UTF-8", "de_DE.UTF-8"):
+            with self.subTest(locale=locale):
+                result = run("show", self.run_path, encoding="utf-8",
+                             env={**os.environ, "LC_ALL": locale})
+                _, titles, *rows = result.out.splitlines()
+                self.assertEqual(len(names), len(rows))
+                self.assertIn("bad?byte", result.out)
+                for row in rows:
+                    self.assertEqual(titles.index("type"),
+                                     columns.width_of(row.partition("Counter")[0]), row)
+                    self.assertEqual(len(titles), columns.width_of(row), row)
+
+    def test_a_decimal_comma_changes_nothing(self):
+        self.make_run()
+        environment = {**os.environ, "LC_ALL": "de_DE.UTF-8"}
+        self.assertEqual(run("show", self.run_path).out,
+                         run("show", self.run_path, env=environment).out)
+
+
+class Follow(JournalTest):
+    def start(self, **options):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.report(10)
+        self.terminal = terminals.Terminal(
+            self.folder, [KZSTAT, "show", self.run_path, "--follow", "--sort", "mean"], **options)
+        self.addCleanup(self.terminal.close)
+
+    def report(self, time):
+        self.journal.value(*LOGIN, time)
+        self.journal.value(*LOGINS, 1)
+        self.journal.slice()
+
+    def test_the_table_is_redrawn_with_each_slice(self):
+        self.start()
+        self.terminal.wait_for(lambda screen: "1 slices of 1 s, not ended" in screen)
+        for time in (40, 20):
+            self.report(time)
+        screen = self.terminal.wait_for(lambda screen: "3 slices" in screen)
+        rows = [line for line in screen.splitlines() if line.strip()]
+        self.assertEqual(["load", "name", "login.time", "logins"],
+                         [row.split()[0] for row in rows])
+        self.assertEqual("▁█▃", rows[2].split()[1])
+
+    def test_it_ends_with_the_run_and_leaves_the_table(self):
+        self.start()
+        self.terminal.wait_for(lambda screen: "not ended" in screen)
+        self.report(30)
+        self.journal.end()
+        self.assertEqual(0, self.terminal.wait_for_end())
+        screen = self.terminal.screen()
+        self.assertIn("2 slices of 1 s\n", screen)
+        self.assertNotIn("latest", screen)
+
+    def test_an_interrupt_ends_it(self):
+        self.start()
+        self.terminal.wait_for(lambda screen: "not ended" in screen)
+        self.terminal.type("C-c")
+        # The shell around it is interrupted as well: the screen tells.
+        self.terminal.wait_for(lambda screen: "latest" not in screen and "login.time" in screen)
+
+    def test_a_small_terminal_shows_what_fits(self):
+        self.start(width=40, height=3)
+        screen = self.terminal.wait_for(lambda screen: "... and 2 more" in screen)
+        self.assertTrue(screen.splitlines()[1].endswith(">"), screen)
+        self.terminal.resize(40, 10)
+        self.terminal.wait_for(lambda screen: "logins" in screen and "more" not in screen)
+
+    def test_a_terminal_of_letters(self):
+        self.start(environment={"LC_ALL": "C"})
+        self.report(40)
+        self.terminal.wait_for(lambda screen: "_#" in screen)
+
+    def test_names_are_cut_to_columns(self):
+        for locale in ("C", "C.UTF-8"):
+            with self.subTest(locale=locale):
+                self.run_path = self.path(locale + ".kzj")
+                self.journal = journals.Journal(self.run_path)
+                self.addCleanup(self.journal.leave)
+                self.journal.value("\u65e5\u672c" * 20, *LOGIN[1:], 10)
+                self.report(10)
+                terminal = terminals.Terminal(
+                    self.folder, [KZSTAT, "show", self.run_path, "--follow"], width=60,
+                    environment={"LC_ALL": locale})
+                self.addCleanup(terminal.close)
+                screen = terminal.wait_for(lambda screen: "logins" in screen)
+                terminal.close()
+                plain, wide = (row for row in screen.splitlines() if "Timer" in row)
+                # The least that a name is cut to is 20 columns, of which a wide character and the
+                # mark take 19.
+                self.assertTrue(wide.startswith("\u65e5\u672c" * 4 + "\u65e5>"), wide)
+                self.assertEqual(columns.width_of(plain.partition("Timer")[0]),
+                                 columns.width_of(wide.partition("Timer")[0]), screen)
+
+    def test_lines_in_a_pipe(self):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.report(10)
+        with subprocess.Popen([KZSTAT, "show", self.run_path, "--follow"], text=True,
+                              stdout=subprocess.PIPE) as process:
+            self.assertEqual("1 login.time count 1 min 10 mean 10 max 10 sum 10\n",
+                             process.stdout.readline())
+            process.stdout.readline()
+            self.report(30)
+            self.assertEqual("2 login.time count 1 min 30 mean 30 max 30 sum 30\n",
+                             process.stdout.readline())
+            self.journal.end()
+            self.assertEqual("2 logins count 1 min 1 mean 1 max 1 sum 1\n", process.stdout.read())
+            self.assertEqual(0, process.wait(timeout=TIMEOUT))
+
+
+class Export(JournalTest):
+    def test_csv(self):
+        self.make_run()
+        result = run("export", self.run_path, "--format", "csv", text=False)
+        rows = list(csv.DictReader(io.StringIO(result.out.decode(), newline="")))
+        self.assertEqual(30, len(rows))
+        login = [row for row in rows if row["name"] == "login.time"]
+        self.assertEqual([100 + i for i in range(10)],
+                         [float(row["last_minimum"]) for row in login])
+        self.assertEqual(result.out.count(b"\n"), result.out.count(b"\r\n"))
+
+    def test_json(self):
+        self.make_run()
+        objects = [json.loads(line) for line in
+                   run("export", self.run_path, "--format", "json").out.splitlines()]
+        self.assertEqual(30, len(objects))
+        (login,) = [each for each in objects
+                    if each["name"] == "login.time" and each["slice_id"] == 10]
+        self.assertEqual((20, 137), (login["count"], login["maximum"]))
+
+    def test_line_protocol(self):
+        self.make_run()
+        lines = run("export", self.run_path, "--format", "influx", "--to", "1").out.splitlines()
+        self.assertEqual(3, len(lines))
+        for line in lines:
+            self.assertRegex(line, r"^kzstat,generator=load,host=\S+,run=\w+,name=\S+,type=\w+"
+                                   r" slice_id=1i,elapsed=1,\S+ 1700000001000000000$")
+
+    def test_an_unknown_format(self):
+        self.assert_fails(run("export", self.run_path, "--format", "xml"), "--format")
+
+
+class Compare(JournalTest):
+    def setUp(self):
+        super().setUp()
+        self.make_run()
+        self.slower = self.make_run("slower.kzj", factor=1.5)
+
+    def compare(self, *conditions):
+        return run("compare", self.run_path, self.slower,
+                   *(word for condition in conditions for word in ("--fail-if", condition)))
+
+    def test_what_changed_is_marked(self):
+        result = self.compare()
+        self.assertEqual((0, ""), (result.status, result.err))
+        marked = [line.split()[1] for line in result.out.splitlines() if line.startswith("*")]
+        self.assertEqual(["login.time"], marked)
+        (line,) = [line for line in result.out.splitlines() if "login.time" in line]
+        self.assertIn("+50%", line)
+        self.assertTrue(line.endswith("<0.001"), line)
+
+    def test_a_condition_that_keeps_quiet(self):
+        self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
+
+    def test_a_condition_that_fails(self):
+        result = self.compare("logins sum -1", "login.time max +10%")
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertTrue(result.out.endswith(
+            "too much: login.time max +10%: 137 became 205.5\n"), result.out)
+
+    def test_conditions_that_cannot_be_checked(self):
+        self.assert_fails(self.compare("login.time mean"), "is no condition like")
+        self.assert_fails(self.compare("logout.time mean +1%"), "the first run has no logout.time")
+
+    def test_names_of_one_run_only(self):
+        self.slower = journals.make(self.path("other.kzj"), [{("logouts", "Counter"): [1]}])
+        out = self.compare().out
+        self.assertIn("only in the first run: login.time\n", out)
+        self.assertIn("only in the second run: logouts\n", out)
+
+
+class Merge(JournalTest):
+    def test_generators_of_one_test(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 3)
+        result = run("merge", one, two, "-o", self.run_path)
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertEqual([f"slices 1 to 3: 1 of 2 {one}", f"slices 4 to 10: 2 of 2 {one} {two}",
+                          f"slices 11 to 13: 1 of 2 {two}"], result.out.splitlines())
+        self.assertEqual("40", self.table()["login.time"]["count"])
+        self.assertEqual((0, "13 slices, every value accounted for, as in its 2 sources\n", ""),
+                         run("check", self.run_path))
+        journal = sqlite3.connect(self.run_path)
+        self.addCleanup(journal.close)
+        self.assertEqual([(1, 1), (4, 2), (13, 1)], journal.execute(
+            "SELECT slice_id, count(*) FROM slice_sources WHERE slice_id IN (1, 4, 13)"
+            " GROUP BY slice_id").fetchall())
+
+    def test_a_run_is_not_overwritten(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj")
+        self.assert_fails(run("merge", one, two, "-o", two), "it is in use already")
+        self.assertEqual(0, run("check", two).status)
+
+    def test_what_does_not_fit_together(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", slice_length=2)
+        self.assert_fails(run("merge", one, two, "-o", self.run_path), "merge runs of one length")
+        self.assertFalse(os.path.exists(self.run_path))
+
+    def test_a_run_within_a_merged_one(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj")
+        three = self.make_run("three.kzj")
+        both = self.path("both.kzj")
+        run("merge", one, two, "-o", both)
+        self.assert_fails(run("merge", both, one, "-o", self.run_path), "give each run once")
+        result = run("merge", both, three, "-o", self.run_path)
+        self.assertEqual([f"slices 1 to 10: 3 of 3 {both}#1 {both}#2 {three}"],
+                         result.out.splitlines())
+        self.assertEqual("10 slices, every value accounted for, as in its 3 sources\n",
+                         run("check", self.run_path).out)
+
+    def test_a_merge_again_when_a_run_has_gone_on(self):
+        one = self.make_run("one.kzj")
+        journal = journals.Journal(self.path("two.kzj"))
+        self.addCleanup(journal.leave)
+        for slices in ("slice 1: 2 of 2", "slices 1 to 2: 2 of 2"):
+            journal.value(*LOGINS, 100)
+            journal.slice()
+            result = run("merge", one, journal.path, "-o", self.run_path)
+            self.assertEqual((0, ""), (result.status, result.err))
+            self.assertTrue(result.out.startswith(slices), result.out)
+        self.assertEqual("220", self.table()["logins"]["sum"])
+        self.assertEqual(["one.kzj", "run.kzj"], sorted(
+            name for name in os.listdir(self.folder) if not name.startswith("two.kzj")))
+
+    def test_a_name_of_two_types(self):
+        one = self.make_run("one.kzj")
+        two = journals.make(self.path("two.kzj"), [{("logins", "Timer"): [1]}])
+        self.assert_fails(run("merge", one, two, "-o", self.run_path),
+                          "cannot merge: logins is of type ")
+        self.assertFalse(os.path.exists(self.run_path))
+
+
+class Check(JournalTest):
+    def damage(self, sql):
+        with sqlite3.connect(self.run_path) as journal:
+            journal.execute(sql)
+        journal.close()
+
+    def test_a_whole_run(self):
+        self.make_run()
+        self.assertEqual((0, "10 slices, every value accounted for\n", ""),
+                         run("check", self.run_path))
+
+    def test_the_first_violation(self):
+        self.make_run()
+        self.damage("DELETE FROM slices WHERE slice_id IN (4, 7)")
+        self.assertEqual((1, "slice 5: it comes after slice 3\n", ""), run("check", self.run_path))
+
+    def test_slices_that_could_not_be_kept(self):
+        self.make_run()
+        for damage in ("lost_slices = 2", "lost_slices = 0, expected_slices = 12"):
+            self.damage("UPDATE runs SET " + damage)
+            self.assertEqual((1, "after slice 10: 2 slices could not be kept\n", ""),
+                             run("check", self.run_path))
+
+    def test_a_record_that_was_changed(self):
+        self.make_run()
+        self.damage("UPDATE records SET last_sum = last_sum + 1 WHERE slice_id = 3")
+        result = run("check", self.run_path)
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertRegex(result.out, r"^cannot read .*run\.kzj: slice 3 .*\n$")
+
+    def test_a_run_that_a_merged_one_was_made_of(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj")
+        run("merge", one, two, "-o", self.run_path)
+        self.damage("UPDATE runs SET lost_slices = 1 WHERE number = 2")
+        result = run("check", self.run_path)
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertRegex(result.out, r"^source 2, load on \S+: after slice 10: 1 slices could not")
+
+    def test_more_slices_than_there_should_be(self):
+        self.make_run()
+        self.damage("UPDATE runs SET expected_slices = 9")
+        self.assertEqual((1, "after slice 10: there should be only 9 slices\n", ""),
+                         run("check", self.run_path))
+
+    def test_a_merged_run_of_runs_at_different_times(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 100)
+        run("merge", one, two, "-o", self.run_path)
+        self.assertEqual((0, "20 slices, every value accounted for, as in its 2 sources\n", ""),
+                         run("check", self.run_path))
+
+    def test_what_a_merged_run_lacks(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 3)
+        merged = self.path("merged.kzj")
+        run("merge", one, two, "-o", merged)
+        with contextlib.closing(sqlite3.connect(merged)) as journal:
+            first, second = (number for number, in journal.execute(
+                "SELECT number FROM runs WHERE number > 0 ORDER BY start_time"))
+        for damage, violation in (
+                (f"DELETE FROM runs WHERE number = {first}", "slice 1: "),
+                (f"DELETE FROM runs WHERE number = {second}", "slice 4: "),
+                ("DELETE FROM runs WHERE number > 0", "slice 1: "),
+                (f"UPDATE runs SET parent = 7 WHERE number = {first}", "slice 1: "),
+                ("DELETE FROM slice_sources WHERE slice_id = 5", "slice 5: "),
+                (f"DELETE FROM slice_sources WHERE run_number = {second}", "slice 4: "),
+                (f"INSERT INTO slice_sources VALUES (2, {second})", "slice 2: "),
+                ("INSERT INTO slice_sources VALUES (2, 7)", "slice 2: "),
+                ("DELETE FROM slices WHERE run_number = 0 AND slice_id = 13", "")):
+            with self.subTest(damage):
+                shutil.copy(merged, self.run_path)
+                self.damage(damage)
+                result = run("check", self.run_path)
+                self.assertEqual((1, ""), (result.status, result.err))
+                self.assertTrue(result.out.startswith(violation), result.out)
+
+
+class Usage(JournalTest):
+    def test_help_has_an_example(self):
+        for command in COMMANDS:
+            result = run(command, "--help")
+            self.assertEqual((0, ""), (result.status, result.err))
+            self.assertIn(f"\nExample: kzstat {command} ", result.out)
+
+    def test_mistakes(self):
+        self.assert_fails(run(), "see kzstat --help")
+        self.assert_fails(run("paint"), "see kzstat --help")
+        self.assert_fails(run("show"), "see kzstat show --help")
+        self.assert_fails(run("show", "x", "--from", "tomorrow"), "--from")
+        self.assert_fails(run("merge", "x", "-o", "y"), "see kzstat merge --help")
+
+    def test_files_that_cannot_be_read(self):
+        notes = self.path("notes")
+        with open(notes, "w") as file:
+            file.write("Notes that are long enough to be looked at by any program at all.\n")
+        for command in (("show",), ("check",), ("export", "--format", "csv")):
+            self.assert_fails(run(*command, notes), f"cannot read {notes}: it is not a journal")
+            self.assert_fails(run(*command, self.path("none")), "No such file or directory")
+            self.assert_fails(run(*command, self.folder), f"cannot read {self.folder}: ")
+
+    def test_a_reader_that_goes_away(self):
+        self.make_run()
+        for command in (("show",), ("export", "--format", "csv"), ("show", "--follow")):
+            with subprocess.Popen([KZSTAT, *command, self.run_path], stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE, text=True) as process:
+                process.stdout.close()
+                self.assertEqual("", process.stderr.read())
+                self.assertEqual(0, process.wait(timeout=TIMEOUT))
+
+    def test_a_full_disk(self):
+        self.make_run()
+        with open("/dev/full", "w") as full:
+            result = run("show", self.run_path, capture_output=False, stdout=full,
+                         stderr=subprocess.PIPE)
+        self.assertEqual(2, result.status)
+        self.assertEqual("kzstat: cannot write to standard output: No space left on device\n",
+                         result.err)
+
+
+class Colours(JournalTest):
+    def compare_on_a_terminal(self, environment=None):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", factor=2)
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "compare", one, two],
+                                      environment=environment)
+        self.addCleanup(terminal.close)
+        terminal.wait_for_end()
+        return terminal.screen(with_colours=True)
+
+    def test_on_a_terminal_what_changed_stands_out(self):
+        self.assertRegex(self.compare_on_a_terminal(), r"\x1b\[1m\* +login\.time")
+
+    def test_not_where_nobody_wants_them(self):
+        self.assertNotIn("\x1b", self.compare_on_a_terminal({"NO_COLOR": "1"}))
+
+    def test_not_in_a_pipe(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", factor=2)
+        self.assertNotIn("\x1b", run("compare", one, two).out)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,105 @@
+#include "text/exportformats.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr double kThird = 1.0 / 3;
+
+class ExportFormats : public testing::Test {
+protected:
+    std::string Text(const char* format) {
+        record.name = name.c_str();
+        record.type = CKZStatPointTypeEnum::Timer;
+        record.totals = {kThird, 1e300, 3, sum, 5e-324};
+        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record);
+    }
+
+    std::string name = "login.time";
+    double sum = 1e15 / 7;
+    CKZStatMessageRecord record;
+    kzjournal::Slice slice{1, 0, 1.7e9, {}, {}};
+    kzjournal::Run run{"abc", "my load", 1.7e9, 1, "a,b=c", "my-load", "", {}, {}};
+};
+
+TEST_F(ExportFormats, CsvHasALineOfNames) {
+    EXPECT_EQ(
+        "slice_id,elapsed,name,type,count,minimum,maximum,average,sum,sum_of_squares,last_count,"
+        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares\r\n",
+        kzstatprogram::MakeExportFormat("csv", run)->Begin());
+}
+
+TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {
+    name = "a,\"b\"\r\nc";
+    EXPECT_THAT(Text("csv"), StartsWith("1,0,\"a,\"\"b\"\"\r\nc\",Timer,3,"));
+}
+
+TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
+    std::istringstream fields(Text("csv"));
+    std::vector<double> numbers;
+    for (std::string field; std::getline(fields, field, ',');)
+        numbers.push_back(std::strtod(field.c_str(), nullptr));
+    EXPECT_EQ(kThird, numbers.at(5));
+    EXPECT_EQ(1e300, numbers.at(6));
+    EXPECT_EQ(1e15 / 7 / 3, numbers.at(7));
+    EXPECT_EQ(1e15 / 7, numbers.at(8));
+    EXPECT_EQ(5e-324, numbers.at(9));
+}
+
+TEST_F(ExportFormats, CsvLeavesOutWhatHasNoValue) {
+    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0\r\n"));
+}
+
+TEST_F(ExportFormats, JsonReadsBackToTheSameDoubles) {
+    const auto object = nlohmann::json::parse(Text("json"));
+    EXPECT_EQ(kThird, object["minimum"].get<double>());
+    EXPECT_EQ(5e-324, object["sum_of_squares"].get<double>());
+    EXPECT_EQ("Timer", object["type"]);
+    EXPECT_TRUE(object["last_minimum"].is_null());
+}
+
+TEST_F(ExportFormats, JsonTakesNamesOfAnyBytesAndNumbersThatAreNone) {
+    name = "caf\xe9\n\"x\"";
+    sum = std::numeric_limits<double>::infinity();
+    const std::string text = Text("json");
+    EXPECT_EQ(text.size() - 1, text.find('\n'));
+    const auto object = nlohmann::json::parse(text);
+    EXPECT_EQ("caf\ufffd\n\"x\"", object["name"]);
+    EXPECT_TRUE(object["sum"].is_null());
+}
+
+TEST_F(ExportFormats, LineProtocolEscapesTagsAndLeavesOutNumbersThatAreNone) {
+    name = "a b,c=d\ne\\";
+    sum = std::nan("");
+    const std::string text = Text("influx");
+    EXPECT_THAT(text,
+                StartsWith("kzstat,generator=my\\ load,host=a\\,b\\=c,run=abc,"
+                           "name=a\\ b\\,c\\=d_e_,type=Timer slice_id=1i,elapsed=0,count=3,"));
+    EXPECT_THAT(text, testing::Not(HasSubstr(",sum=")));
+    EXPECT_THAT(text, testing::EndsWith(" 1700000000000000000\n"));
+}
+
+TEST_F(ExportFormats, LineProtocolTakesTheEndOfTheSliceOnTheWallClock) {
+    // A pause has moved the time since the start to an earlier one.
+    slice.elapsed = 10;
+    slice.endTime = 1.7e9 + 60.25;
+    EXPECT_THAT(Text("influx"), testing::EndsWith(" 1700000060250000000\n"));
+}
+
+TEST_F(ExportFormats, LineProtocolSurvivesTimesOutOfAllRange) {
+    for (const double end : {HUGE_VAL, -HUGE_VAL, std::nan(""), 1e300}) {
+        slice.endTime = end;
+        EXPECT_THAT(Text("influx"), testing::EndsWith("000\n"));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include "terminal/terminaltext.h"
+
+#include <gtest/gtest.h>
+#include <langinfo.h>
+
+#include <clocale>
+#include <string>
+
+namespace {
+
+using kzterminal::Cut;
+using kzterminal::Printable;
+using kzterminal::WidthOf;
+
+using namespace std::string_literals;
+
+constexpr char kWide[] = "\u65e5\u672c";          // two columns each
+constexpr char kCombined[] = "cafe\u0301";        // e and an accent of no column
+constexpr char kAsciiAndLatin[] = "caf\u00e9 x";  // one column each
+
+/// All results are the same in every locale of the process.
+class TerminalText : public testing::TestWithParam<const char*> {
+protected:
+    TerminalText() { EXPECT_NE(nullptr, std::setlocale(LC_ALL, GetParam())); }
+    ~TerminalText() override { std::setlocale(LC_ALL, "C"); }
+};
+
+INSTANTIATE_TEST_SUITE_P(InEveryLocale, TerminalText, testing::Values("C", "C.UTF-8"));
+
+TEST_P(TerminalText, CountsColumns) {
+    EXPECT_EQ(6U, WidthOf(kAsciiAndLatin));
+    EXPECT_EQ(4U, WidthOf(kWide));
+    EXPECT_EQ(4U, WidthOf(kCombined));
+    EXPECT_EQ(0U, WidthOf(""));
+}
+
+TEST_P(TerminalText, KeepsWhatHasAPicture) {
+    for (const char* const text : {kAsciiAndLatin, kWide, kCombined, "\u2192 \U0001f600"})
+        EXPECT_EQ(text, Printable(text));
+}
+
+TEST_P(TerminalText, LeavesNoControlCharacter) {
+    EXPECT_EQ("a?b?c?d?e", Printable("a\nb\x1b"
+                                     "c\x7f"
+                                     "d\0e"s));
+    // U+009B begins a sequence as Escape does; U+2028 ends a line.
+    EXPECT_EQ("a?b?c", Printable("a\u009b"
+                                 "b\u2028"
+                                 "c"));
+}
+
+TEST_P(TerminalText, LeavesNoFaultInUtf8) {
+    EXPECT_EQ("a?b", Printable("a\xff"
+                               "b"));
+    EXPECT_EQ("a?", Printable("a\xe6\x97"));      // cut short
+    EXPECT_EQ("?x", Printable("\xed\xa0\x80x"));  // half of a surrogate pair
+    EXPECT_EQ(2U, WidthOf("a\xff"));
+}
+
+TEST_P(TerminalText, CutsToColumns) {
+    EXPECT_EQ("abc", Cut("abc", 3));
+    EXPECT_EQ("ab>", Cut("abcd", 3));
+    EXPECT_EQ(">", Cut("abcd", 1));
+    EXPECT_EQ("\u00e9\u00e9>", Cut("\u00e9\u00e9\u00e9\u00e9", 3));
+}
+
+TEST_P(TerminalText, CutsNoCharacterInHalf) {
+    EXPECT_EQ(kWide, Cut(kWide, 4));
+    EXPECT_EQ("\u65e5>", Cut(kWide, 3));
+    EXPECT_EQ(">", Cut(kWide, 2));
+    EXPECT_EQ("cafe\u0301>", Cut("cafe\u0301xy", 5));
+    EXPECT_EQ("caf>", Cut("cafe\u0301x", 4));
+}
+
+TEST_P(TerminalText, CutsWhatItMadePrintable) {
+    EXPECT_EQ("?b>", Cut("\xff"
+                         "bcd",
+                         3));
+}
+
+TEST_P(TerminalText, LeavesTheLocaleOfTheThreadAlone) {
+    const std::string before = nl_langinfo(CODESET);
+    WidthOf(kWide);
+    EXPECT_EQ(before, nl_langinfo(CODESET));
+}
+
+}  // namespace

@@ -1,0 +1,126 @@
+#include "commands/commandline.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+#include <utility>
+
+namespace kzstatprogram {
+namespace {
+
+Action Print(const std::string& text) {
+    return [text](Output& output) {
+        output.Write(text);
+        return kDone;
+    };
+}
+
+}  // namespace
+
+Option& Option::Required() {
+    m_option.required();
+    return *this;
+}
+
+Option& Option::ValueName(const char* name) {
+    m_option.type_name(name);
+    return *this;
+}
+
+Option& Option::OneOf(const std::vector<std::string>& values) {
+    m_option.check(CLI::IsMember(values));
+    return *this;
+}
+
+Option& Option::Between(int least, int most) {
+    m_option.check(CLI::Range(least, most));
+    return *this;
+}
+
+Option& Option::Duration() {
+    CLI::AsNumberWithUnit duration(std::map<std::string, double>{{"s", 1}, {"m", 60}, {"h", 3600}},
+                                   CLI::AsNumberWithUnit::CASE_SENSITIVE);
+    // The option names what it takes.
+    duration.description("");
+    m_option.transform(duration);
+    return *this;
+}
+
+Option& Option::AtLeast(int values) {
+    m_option.expected(values, -1);
+    return *this;
+}
+
+Option& Option::Repeatable() {
+    m_option.expected(1)->take_all();
+    return *this;
+}
+
+Option& Option::ShowsDefault() {
+    m_option.capture_default_str();
+    return *this;
+}
+
+Option Command::Add(const char* names, std::string& value, const char* description) {
+    return Option(*m_app.add_option(names, value, description));
+}
+
+Option Command::Add(const char* names, std::vector<std::string>& values, const char* description) {
+    return Option(*m_app.add_option(names, values, description));
+}
+
+Option Command::Add(const char* names, int& value, const char* description) {
+    return Option(*m_app.add_option(names, value, description));
+}
+
+Option Command::Add(const char* names, double& value, const char* description) {
+    return Option(*m_app.add_option(names, value, description));
+}
+
+Option Command::Add(const char* names, std::optional<double>& value, const char* description) {
+    return Option(*m_app.add_option(names, value, description));
+}
+
+void Command::AddFlag(const char* name, bool& value, const char* description) {
+    m_app.add_flag(name, value, description);
+}
+
+void Command::Footer(const char* text) {
+    m_app.footer(text);
+}
+
+void Command::Does(Action action) {
+    m_app.final_callback([&chosen = m_chosen, action = std::move(action)] { chosen = action; });
+}
+
+CommandLine::CommandLine(const char* description, const char* program, const char* version)
+    : m_app(std::make_unique<CLI::App>(description, program)) {
+    m_app->require_subcommand(1);
+    m_app->set_version_flag("--version", version);
+}
+
+CommandLine::~CommandLine() = default;
+
+Command CommandLine::AddCommand(const char* name, const char* description) {
+    return Command(*m_app->add_subcommand(name, description), m_chosen);
+}
+
+Action CommandLine::Parse(int argc, char** argv) {
+    try {
+        m_app->parse(argc, argv);
+        return m_chosen;
+    } catch (const CLI::CallForHelp&) {
+        return Print(m_app->help());
+    } catch (const CLI::CallForVersion& version) {
+        return Print(std::string(version.what()) + "\n");
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    }
+}
+
+std::string CommandLine::Explain(const UsageError& error) const {
+    const auto given = m_app->get_subcommands();
+    const std::string command = given.empty() ? "" : " " + given.front()->get_name();
+    return std::string(error.what()) + " (see " + m_app->get_name() + command + " --help)";
+}
+
+}  // namespace kzstatprogram

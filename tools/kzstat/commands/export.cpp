@@ -1,0 +1,44 @@
+#include <memory>
+#include <string>
+
+#include "commands/commands.h"
+#include "commands/rangeoptions.h"
+#include "kzjournalreader.h"
+#include "text/exportformats.h"
+
+namespace kzstatprogram {
+namespace {
+
+struct ExportOptions {
+    std::string journal;
+    std::string format;
+    RangeOptions range;
+};
+
+ExitStatus Export(const ExportOptions& options, Output& output) {
+    kzjournal::Reader journal(options.journal);
+    const auto format = MakeExportFormat(options.format, journal.Facts());
+    output.Write(format->Begin());
+    journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
+        for (const CKZStatMessageRecord& record : slice.records)
+            output.Write(format->RecordText(slice, record));
+    });
+    return kDone;
+}
+
+}  // namespace
+
+void DeclareExport(CommandLine& line) {
+    Command command = line.AddCommand("export", "Write every record of a run on standard output");
+    const auto options = std::make_shared<ExportOptions>();
+    DeclareJournal(command, "RUN", options->journal);
+    command.Add("--format", options->format, "csv, json (a line each) or influx")
+        .Required()
+        .OneOf(ExportFormatNames())
+        .ValueName("FORMAT");
+    options->range.Declare(command);
+    command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
+    command.Does([options](Output& output) { return Export(*options, output); });
+}
+
+}  // namespace kzstatprogram

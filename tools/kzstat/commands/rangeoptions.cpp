@@ -1,0 +1,41 @@
+#include "commands/rangeoptions.h"
+
+#include <algorithm>
+#include <map>
+
+#include "figures/load.h"
+
+namespace kzstatprogram {
+namespace {
+
+/// The moment from which on the load has been at its highest once.
+double EndOfWarmUp(kzjournal::Reader& journal) {
+    const std::map<double, double> load = LoadThroughTime(journal, {});
+    const auto top = std::max_element(
+        load.begin(), load.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (top == load.end())
+        throw kzjournal::Error("cannot tell the warm-up: no load size was reported; use --from");
+    return top->first - journal.Facts().sliceLength;
+}
+
+}  // namespace
+
+void RangeOptions::Declare(Command& command) {
+    command.Add("--from", from, "Leave out what was before TIME of the run (90, 90s, 1.5m)")
+        .Duration()
+        .ValueName("TIME");
+    command.Add("--to", to, "Leave out what was after TIME of the run")
+        .Duration()
+        .ValueName("TIME");
+    command.AddFlag("--skip-warmup", skipsWarmUp,
+                    "Leave out what was before the load size came to its highest");
+}
+
+kzjournal::TimeRange RangeOptions::RangeOf(kzjournal::Reader& journal) const {
+    kzjournal::TimeRange range;
+    range.from = skipsWarmUp ? std::max(from, EndOfWarmUp(journal)) : from;
+    if (to) range.to = *to;
+    return range;
+}
+
+}  // namespace kzstatprogram

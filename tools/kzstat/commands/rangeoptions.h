@@ -1,0 +1,23 @@
+#ifndef KZSTATPROGRAM_RANGEOPTIONS_H
+#define KZSTATPROGRAM_RANGEOPTIONS_H
+
+#include <optional>
+
+#include "commands/commandline.h"
+#include "kzjournalreader.h"
+
+namespace kzstatprogram {
+
+/// Which slices a command looks at. Compatible.
+struct RangeOptions {
+    double from = 0;
+    std::optional<double> to;
+    bool skipsWarmUp = false;
+
+    void Declare(Command& command);
+    kzjournal::TimeRange RangeOf(kzjournal::Reader& journal) const;
+};
+
+}  // namespace kzstatprogram
+
+#endif

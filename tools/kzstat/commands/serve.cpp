@@ -1,0 +1,48 @@
+#include <memory>
+#include <string>
+
+#include "commands/commands.h"
+#include "page/pageserver.h"
+#include "terminal/stopsignal.h"
+
+namespace kzstatprogram {
+namespace {
+
+constexpr int kUsualPort = 8090;
+constexpr int kHighestPort = 65535;
+
+struct ServeOptions {
+    std::string journal;
+    std::string address = "127.0.0.1";
+    int port = kUsualPort;
+};
+
+ExitStatus Serve(const ServeOptions& options, Output& output) {
+    kzterminal::CatchStopSignals();
+    const PageServer server(options.journal, options.address, options.port);
+    output.WriteLine("serving " + options.journal + " at " + server.Url() + " until interrupted");
+    output.Flush();
+    kzterminal::WaitForStop();
+    return kDone;
+}
+
+}  // namespace
+
+void DeclareServe(CommandLine& line) {
+    Command command = line.AddCommand("serve", "Show a run in a browser while it goes on");
+    const auto options = std::make_shared<ServeOptions>();
+    DeclareJournal(command, "RUN", options->journal);
+    command.Add("--port", options->port, "The port to listen on, 0 for any that is free")
+        .Between(0, kHighestPort)
+        .ValueName("PORT")
+        .ShowsDefault();
+    command
+        .Add("--bind", options->address,
+             "The address to listen on; others than this machine's own let others in")
+        .ValueName("ADDRESS")
+        .ShowsDefault();
+    command.Footer("Example: kzstat serve run.kzj --port 8090");
+    command.Does([options](Output& output) { return Serve(*options, output); });
+}
+
+}  // namespace kzstatprogram

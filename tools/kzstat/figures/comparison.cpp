@@ -1,0 +1,97 @@
+#include "figures/comparison.h"
+
+#include <algorithm>
+#include <boost/math/distributions/students_t.hpp>
+#include <cmath>
+
+#include "figures/statisticscolumns.h"
+
+namespace kzstatprogram {
+namespace {
+
+Sample SampleOf(const CKZStatAggregate& aggregate) {
+    if (!(aggregate.count > 0)) return {};
+    const double deviation = aggregate.Deviation().value;
+    const double variance =
+        aggregate.count > 1 ? deviation * deviation * aggregate.count / (aggregate.count - 1) : 0;
+    return {aggregate.count, aggregate.sum / aggregate.count, variance};
+}
+
+/// Of the sums that the slices have, per second unless they are levels.
+Sample SampleOfSlices(kzjournal::Reader& journal, const Statistics& row,
+                      const kzjournal::TimeRange& range) {
+    const double length = IsLevel(row.type) ? 1 : journal.Facts().sliceLength;
+    CKZStatAggregate sums;
+    journal.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
+        const double value = point.lasts.sum / length;
+        sums.count += 1;
+        sums.sum += value;
+        sums.sumSqr += value * value;
+    });
+    return SampleOf(sums);
+}
+
+bool ComesBefore(const Statistics& row, const std::string& name) {
+    return row.name < name;
+}
+
+std::size_t PositionOf(const std::vector<Statistics>& rows, const std::string& name) {
+    const auto found = std::lower_bound(rows.begin(), rows.end(), name, ComesBefore);
+    const bool isThere = found != rows.end() && found->name == name;
+    return isThere ? static_cast<std::size_t>(found - rows.begin()) : rows.size();
+}
+
+}  // namespace
+
+std::optional<double> WelchProbability(const Sample& a, const Sample& b) {
+    if (a.count < 2 || b.count < 2) return std::nullopt;
+    const double errorA = a.variance / a.count;
+    const double errorB = b.variance / b.count;
+    const double error = errorA + errorB;
+    if (!std::isfinite(error) || !std::isfinite(a.mean - b.mean)) return std::nullopt;
+    if (error == 0) return a.mean == b.mean ? 1 : 0;
+    const double t = (b.mean - a.mean) / std::sqrt(error);
+    const double freedom =
+        error * error / (errorA * errorA / (a.count - 1) + errorB * errorB / (b.count - 1));
+    return 2 * cdf(complement(boost::math::students_t(freedom), std::abs(t)));
+}
+
+const Statistics* ComparedRun::Find(const std::string& name) const {
+    const std::size_t position = PositionOf(statistics, name);
+    return position < statistics.size() ? &statistics[position] : nullptr;
+}
+
+ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    ComparedRun run;
+    run.statistics = StatisticsOf(journal, range);
+    SortBy("name", run.statistics);
+    std::vector<CKZStatMessageRecord> records = journal.Summary(range);
+    std::sort(records.begin(), records.end(),
+              [](const auto& a, const auto& b) { return a.name.compareTo(b.name) < 0; });
+    for (std::size_t i = 0; i < records.size(); ++i)
+        run.samples.push_back(run.statistics[i].deviation
+                                  ? SampleOf(records[i].totals)
+                                  : SampleOfSlices(journal, run.statistics[i], range));
+    return run;
+}
+
+std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after) {
+    std::vector<Difference> differences;
+    for (std::size_t i = 0; i < before.statistics.size(); ++i) {
+        const std::size_t j = PositionOf(after.statistics, before.statistics[i].name);
+        if (j == after.statistics.size()) continue;
+        differences.push_back({&before.statistics[i], &after.statistics[j], before.samples[i],
+                               after.samples[j],
+                               WelchProbability(before.samples[i], after.samples[j])});
+    }
+    return differences;
+}
+
+std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other) {
+    std::vector<std::string> names;
+    for (const Statistics& row : run.statistics)
+        if (other.Find(row.name) == nullptr) names.push_back(row.name);
+    return names;
+}
+
+}  // namespace kzstatprogram

@@ -1,0 +1,53 @@
+#ifndef KZSTATPROGRAM_COMPARISON_H
+#define KZSTATPROGRAM_COMPARISON_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "figures/statistics.h"
+#include "kzjournalreader.h"
+
+namespace kzstatprogram {
+
+/// What is known of a number of values. Compatible.
+struct Sample {
+    double count = 0;
+    double mean = 0;
+    double variance = 0;  ///< of the sample: divided by count - 1; 0 for a single value
+};
+
+/// How probable a difference of the means is that is at least this large where there is none
+/// between what the samples are drawn from: Welch's test, on both sides. Nothing where a sample has
+/// fewer than two values.
+std::optional<double> WelchProbability(const Sample& a, const Sample& b);
+
+/// One run as a comparison sees it. Compatible.
+struct ComparedRun {
+    std::vector<Statistics> statistics;
+    std::vector<Sample> samples;  ///< in the same order
+
+    const Statistics* Find(const std::string& name) const;
+};
+
+/// Samples are the values where those spread (timers, measurements), and else, where single values
+/// say little (counters, load sizes), the rates of the slices or their levels.
+ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+
+/// A name that is in both runs.
+struct Difference {
+    const Statistics* before;
+    const Statistics* after;
+    Sample sampleBefore;
+    Sample sampleAfter;
+    std::optional<double> probability;
+};
+
+std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after);
+
+/// The names of `run` that are not in `other`.
+std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);
+
+}  // namespace kzstatprogram
+
+#endif

@@ -1,0 +1,53 @@
+#ifndef KZSTATPROGRAM_CONSERVATION_H
+#define KZSTATPROGRAM_CONSERVATION_H
+
+#include <string>
+#include <unordered_map>
+
+#include "kzjournalslice.h"
+
+namespace kzstatprogram {
+
+/// Follows a run slice by slice and sees whether nothing is missing and nothing was counted twice:
+/// the ids have no gap, the times stand on the grid of the slices, and for every name the lasts
+/// add up to the totals, but for the rounding of the additions. A name keeps its type. Compatible.
+class Conservation {
+public:
+    /// `sliceLength` in seconds. A merged run may have gaps in its ids, where none of its sources
+    /// has a slice.
+    explicit Conservation(double sliceLength, bool mayHaveGaps = false)
+        : m_sliceLength(sliceLength), m_mayHaveGaps(mayHaveGaps) {}
+
+    /// Throws `Violation` where the slice is wrong. REQUIRES: no slice before it was.
+    void Check(const kzjournal::Slice& slice);
+
+    int Slices() const { return m_slices; }
+    /// The id of the last slice; 0 where there was none.
+    int LastSliceId() const { return m_sliceId; }
+
+private:
+    /// What the slices add up to under one name.
+    struct Sums {
+        CKZStatPointTypeEnum::PointType type;
+        double count = 0;
+        double sum = 0;
+        double sumSqr = 0;
+        double largestCount = 0;  ///< of one slice
+    };
+
+    std::string CheckPlace(const kzjournal::Slice& slice);
+    std::string CheckRecord(const CKZStatMessageRecord& record);
+    std::string CheckMissingNames(const kzjournal::Slice& slice) const;
+
+    const double m_sliceLength;
+    const bool m_mayHaveGaps;
+    int m_slices = 0;
+    int m_sliceId = 0;
+    double m_elapsed = 0;
+    double m_endTime = 0;
+    std::unordered_map<std::string, Sums> m_sums;
+};
+
+}  // namespace kzstatprogram
+
+#endif

@@ -1,0 +1,21 @@
+#ifndef KZSTATPROGRAM_LOAD_H
+#define KZSTATPROGRAM_LOAD_H
+
+#include <map>
+
+#include "kzjournalreader.h"
+
+namespace kzstatprogram {
+
+// The load of a slice is the sum of all load sizes in it.
+
+/// NaN where none was reported.
+double LoadIn(const kzjournal::Slice& slice);
+
+/// The load of each slice of the range that has one, by the end of the slice.
+std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
+                                         const kzjournal::TimeRange& range);
+
+}  // namespace kzstatprogram
+
+#endif

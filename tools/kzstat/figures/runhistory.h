@@ -1,0 +1,78 @@
+#ifndef KZSTATPROGRAM_RUNHISTORY_H
+#define KZSTATPROGRAM_RUNHISTORY_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "figures/timeline.h"
+#include "kzjournalreader.h"
+
+namespace kzstatprogram {
+
+/// A run as a page shows it: the facts, every name's latest figures and its course through time,
+/// decimated. Takes as much memory for a day as for an hour. Compatible.
+class RunHistory {
+public:
+    struct Entry {
+        CKZStatMessageRecord latest;
+        Course course;
+    };
+
+    /// Reads what the journal at `path` holds of the range. Throws kzjournal::Error.
+    RunHistory(const std::string& path, const kzjournal::TimeRange& range);
+
+    /// What a journal holds behind a slice.
+    struct News {
+        std::vector<kzjournal::Slice> slices;
+        bool hasEnded;
+        long long lostSlices;
+    };
+    /// Throws kzjournal::Error.
+    static News NewsSince(kzjournal::Reader& journal, int sliceId);
+    /// True where there was anything new.
+    bool Add(const News& news);
+
+    const kzjournal::Run& Facts() const { return m_facts; }
+    const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
+    const Grid& TimeGrid() const { return m_grid; }
+    const std::map<std::string, Entry>& Names() const { return m_names; }
+    /// The sum of all load sizes.
+    const Course& Load() const { return m_load; }
+    /// The number of buckets of the longest course.
+    std::size_t Buckets() const;
+
+    /// Of the last slice; 0 where there is none.
+    int LastSliceId() const { return m_lastSliceId; }
+    double Elapsed() const { return m_elapsed; }
+    long long Slices() const { return m_slices; }
+    /// The time that the slices cover.
+    double Seconds() const { return static_cast<double>(m_slices) * m_facts.sliceLength; }
+    bool HasEnded() const { return m_hasEnded; }
+    long long LostSlices() const { return m_lostSlices; }
+
+private:
+    RunHistory(kzjournal::Reader&& journal, const std::string& path,
+               const kzjournal::TimeRange& range);
+    void ReadCourses(const std::string& path, const kzjournal::TimeRange& range);
+    void ReadCourse(kzjournal::Reader& journal, const std::string& name, Entry& entry,
+                    const kzjournal::TimeRange& range) const;
+    void ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+    void Add(const kzjournal::Slice& slice);
+    void MakeRoomFor(double elapsed);
+
+    const kzjournal::Run m_facts;
+    const std::vector<kzjournal::Source> m_sources;
+    Grid m_grid;
+    std::map<std::string, Entry> m_names;
+    Course m_load;
+    int m_lastSliceId = 0;
+    double m_elapsed = 0;
+    long long m_slices = 0;
+    bool m_hasEnded = false;
+    long long m_lostSlices = 0;
+};
+
+}  // namespace kzstatprogram
+
+#endif

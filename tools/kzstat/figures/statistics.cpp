@@ -1,0 +1,119 @@
+#include "figures/statistics.h"
+
+#include <limits>
+
+#include "kzstatpoint.h"
+#include "kzstatpointkind.h"
+#include "text/texts.h"
+
+namespace kzstatprogram {
+namespace {
+
+/// `kind` is null for a type that has none.
+bool Reads(const CKZStatPointKind* kind, CKZStatPointKind::Reading reading) {
+    return kind != nullptr && kind->reading == reading;
+}
+
+/// Nothing for a statistic that is not meaningful or has no value.
+class MeaningfulStatistics {
+public:
+    explicit MeaningfulStatistics(const CKZStatMessageRecord& record)
+        : m_record(record), m_kind(CKZStatPointKind::Find(record.type)) {}
+
+    std::optional<double> Get(StatisticsDataType statistic) const {
+        switch (statistic) {
+            case StatMin:
+                return If(statistic, m_record.totals, m_record.totals.minimum);
+            case StatMax:
+                return If(statistic, m_record.totals, m_record.totals.maximum);
+            case StatCount:
+                return If(statistic, m_record.totals, m_record.totals.count);
+            case StatSum:
+                return If(statistic, m_record.totals, m_record.totals.sum);
+            case StatAverage:
+                return If(statistic, m_record.totals, m_record.totals.Average());
+            case StatLastSum:
+                return If(statistic, m_record.lasts, m_record.lasts.sum);
+            case StatLastAverage:
+                return If(statistic, m_record.lasts, m_record.lasts.Average());
+            default:
+                return std::nullopt;
+        }
+    }
+
+    const char* Unit() const { return m_kind != nullptr ? m_kind->unit : ""; }
+
+    std::optional<double> Current() const {
+        return m_kind != nullptr ? Get(m_kind->CurrentValueIndex()) : std::nullopt;
+    }
+
+    std::optional<CKZStatDeviation> Deviation() const {
+        if (!Get(StatAverage) || !Reads(m_kind, CKZStatPointKind::Sampled)) return std::nullopt;
+        return m_record.totals.Deviation();
+    }
+
+    std::optional<double> Rate(double seconds) const {
+        const bool hasRate = m_kind != nullptr && m_kind->rate != CKZStatPointKind::NoRate;
+        if (!hasRate || !(seconds > 0)) return std::nullopt;
+        return m_kind->Flow(m_record.totals) / seconds;
+    }
+
+private:
+    std::optional<double> If(StatisticsDataType statistic, const CKZStatAggregate& aggregate,
+                             double value) const {
+        const bool isMeaningful = m_kind != nullptr && (m_kind->mask >> statistic & 1) != 0;
+        if (!isMeaningful || !aggregate.HasValues()) return std::nullopt;
+        return value;
+    }
+
+    const CKZStatMessageRecord& m_record;
+    const CKZStatPointKind* const m_kind;  // null where the type has none
+};
+
+}  // namespace
+
+std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
+    return MeaningfulStatistics(record).Current();
+}
+
+bool IsSampled(CKZStatPointTypeEnum::PointType type) {
+    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Sampled);
+}
+
+bool IsLevel(CKZStatPointTypeEnum::PointType type) {
+    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Level);
+}
+
+double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
+    return kind != nullptr ? kind->Flow(aggregate) : std::numeric_limits<double>::quiet_NaN();
+}
+
+Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
+    const MeaningfulStatistics meaningful(record);
+    Statistics statistics;
+    statistics.name = TextOf(record.name);
+    statistics.type = record.type;
+    statistics.unit = meaningful.Unit();
+    statistics.count = meaningful.Get(StatCount);
+    statistics.rate = meaningful.Rate(seconds);
+    statistics.minimum = meaningful.Get(StatMin);
+    statistics.average = meaningful.Get(StatAverage);
+    statistics.maximum = meaningful.Get(StatMax);
+    statistics.sum = meaningful.Get(StatSum);
+    statistics.current = meaningful.Current();
+    statistics.deviation = meaningful.Deviation();
+    return statistics;
+}
+
+std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
+                                     const kzjournal::TimeRange& range) {
+    const double seconds =
+        static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+    std::vector<Statistics> rows;
+    for (const CKZStatMessageRecord& record : journal.Summary(range))
+        rows.push_back(StatisticsOf(record, seconds));
+    return rows;
+}
+
+}  // namespace kzstatprogram

@@ -1,0 +1,49 @@
+#ifndef KZSTATPROGRAM_STATISTICS_H
+#define KZSTATPROGRAM_STATISTICS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kzjournalreader.h"
+#include "kzstatmessage.h"
+
+namespace kzstatprogram {
+
+/// The statistics of one name that its kind declares meaningful; nothing for the others, and for
+/// those that have no value.
+struct Statistics {
+    std::string name;
+    CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
+    const char* unit = "";  ///< of the values; empty where it is unknown
+    std::optional<double> count;
+    std::optional<double> rate;  ///< per second: the values of timers, the sums of counters
+    std::optional<double> minimum;
+    std::optional<double> average;
+    std::optional<double> maximum;
+    std::optional<CKZStatDeviation> deviation;
+    std::optional<double> sum;
+    std::optional<double> current;  ///< of the last slice
+};
+
+/// Of the last slice, what the record's kind calls its current value.
+std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
+
+/// True for kinds whose values are samples, which spread; those of the others are added up.
+bool IsSampled(CKZStatPointTypeEnum::PointType type);
+
+/// True for kinds whose value is the state of a moment.
+bool IsLevel(CKZStatPointTypeEnum::PointType type);
+
+/// What runs through a slice, as the kind of `type` has it. NaN for the other kinds.
+double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate);
+
+/// `seconds` is the time that the totals cover.
+Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
+
+/// Every name of the run over the range.
+std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+
+}  // namespace kzstatprogram
+
+#endif

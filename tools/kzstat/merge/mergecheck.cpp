@@ -1,0 +1,124 @@
+#include "merge/mergecheck.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "figures/violation.h"
+#include "merge/mergedrun.h"
+#include "terminal/terminaltext.h"
+#include "text/texts.h"
+
+namespace kzstatprogram {
+namespace {
+
+using Record = CKZStatMessageRecord;
+
+bool AreSame(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
+bool AreSame(const CKZStatAggregate& a, const CKZStatAggregate& b) {
+    return AreSame(a.minimum, b.minimum) && AreSame(a.maximum, b.maximum) &&
+           AreSame(a.count, b.count) && AreSame(a.sum, b.sum) && AreSame(a.sumSqr, b.sumSqr);
+}
+
+bool AreSame(const Record& a, const Record& b) {
+    return a.name == b.name && a.type == b.type && AreSame(a.totals, b.totals) &&
+           AreSame(a.lasts, b.lasts);
+}
+
+bool ComesFirst(const Record& a, const Record& b) {
+    return a.name.compareTo(b.name) < 0;
+}
+
+std::string NumbersText(const std::vector<int>& numbers) {
+    if (numbers.empty()) return "no source";
+    std::string text = numbers.size() == 1 ? "source" : "sources";
+    for (const int number : numbers) text.append(" ").append(std::to_string(number));
+    return text;
+}
+
+std::string SliceText(int id) {
+    return "slice " + std::to_string(id) + ": ";
+}
+
+/// The slices of a merged run beside those that its sources give.
+class MergeComparison {
+public:
+    /// `journal` is that of the run at `path` and must outlive this.
+    MergeComparison(kzjournal::Reader& journal, const std::string& path)
+        : m_journal(journal), m_inputs(MergeInputsOf({path})), m_merge(m_inputs) {}
+
+    /// Throws `Violation` where the next slice is wrong.
+    void Check(kzjournal::Slice slice) {
+        const bool hasNext = m_merge.Next(m_merged);
+        const int id = m_merged.facts.sliceId;
+        if (hasNext && id < slice.id) throw Missing();
+        if (!hasNext || id > slice.id)
+            throw Violation(SliceText(slice.id) + "no source has a slice in it");
+        const std::vector<int> sources = Sources();
+        const std::vector<int> named = m_journal.SourcesOfSlice(id);
+        if (named != sources)
+            throw Violation(SliceText(id) + "it was made of " + NumbersText(named) + ", but " +
+                            NumbersText(sources) + (sources.size() == 1 ? " has" : " have") +
+                            " a slice in it");
+        if (slice.elapsed != m_merged.facts.elapsed || slice.endTime != m_merged.facts.endTime)
+            throw Violation(SliceText(id) + "its end is not that which its sources give");
+        CheckRecords(slice.records);
+    }
+
+    /// To be called at the end.
+    void CheckEnd() {
+        if (m_merge.Next(m_merged)) throw Missing();
+    }
+
+private:
+    /// By their numbers in the file; in the merge the file itself is the first.
+    std::vector<int> Sources() const {
+        std::vector<int> numbers;
+        for (const int source : m_merged.Sources())
+            numbers.push_back(m_inputs[static_cast<std::size_t>(source) - 1].source);
+        std::sort(numbers.begin(), numbers.end());
+        return numbers;
+    }
+
+    Violation Missing() const {
+        return Violation(SliceText(m_merged.facts.sliceId) + "it is missing, but " +
+                         NumbersText(Sources()) + (Sources().size() == 1 ? " has" : " have") +
+                         " a slice in it");
+    }
+
+    void CheckRecords(std::vector<Record>& records) const {
+        const std::vector<Record>& merged = m_merged.records;
+        std::sort(records.begin(), records.end(), ComesFirst);
+        const auto [ours, theirs] =
+            std::mismatch(records.begin(), records.end(), merged.begin(), merged.end(),
+                          [](const Record& a, const Record& b) { return AreSame(a, b); });
+        if (ours == records.end() && theirs == merged.end()) return;
+        const Record& record = ours == records.end() ? *theirs : *ours;
+        throw Violation(SliceText(m_merged.facts.sliceId) +
+                        kzterminal::Printable(TextOf(record.name)) +
+                        " is not what its sources give");
+    }
+
+    kzjournal::Reader& m_journal;
+    const std::vector<MergeInput> m_inputs;
+    MergedRun m_merge;
+    MergedSlice m_merged;
+};
+
+}  // namespace
+
+bool IsMerged(kzjournal::Reader& journal) {
+    return !journal.Sources().empty() || !journal.SourcesOfSlice(journal.LastSliceId()).empty();
+}
+
+void CheckMerge(const std::string& path) {
+    kzjournal::Reader journal(path);
+    MergeComparison comparison(journal, path);
+    journal.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) { comparison.Check(slice); });
+    comparison.CheckEnd();
+}
+
+}  // namespace kzstatprogram

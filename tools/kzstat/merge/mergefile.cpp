@@ -1,0 +1,113 @@
+#include "merge/mergefile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "kzjournalbulkwriter.h"
+#include "kzjournalreader.h"
+#include "merge/newfile.h"
+
+namespace kzstatprogram {
+namespace {
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+    throw kzjournal::Error("cannot keep a run in " + path + ": " + reason);
+}
+
+/// The slices that are kept of each run that the merged run at `path` was made of, by its id.
+/// Empty where there is no merged run.
+std::map<std::string, long long> SlicesKeptIn(const std::string& path) {
+    std::map<std::string, long long> slices;
+    try {
+        for (const kzjournal::Source& source : kzjournal::Reader(path).Sources())
+            if (!source.isMerged)
+                slices[source.run.id] = kzjournal::Reader(path, source.number).CountSlices();
+        return slices;
+    } catch (const kzjournal::Error&) {
+        return {};
+    }
+}
+
+/// Whether the merge replaces the file at `path`: an empty one, or a merged run all of whose runs
+/// are merged again. Throws where another file stands there.
+bool Replaces(const std::string& path, const std::vector<MergeInput>& inputs) {
+    constexpr char kInUse[] = "it is in use already; choose another path";
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) return false;
+    if (!std::filesystem::is_regular_file(status)) Refuse(path, kInUse);
+    if (std::filesystem::file_size(path, error) == 0) return true;
+    for (const MergeInput& input : inputs)
+        if (std::filesystem::equivalent(path, input.path, error)) Refuse(path, kInUse);
+
+    std::map<std::string, long long> kept = SlicesKeptIn(path);
+    if (kept.empty()) Refuse(path, kInUse);
+    for (const MergeInput& input : inputs) {
+        const auto former = kept.find(input.run.id);
+        if (former == kept.end()) continue;
+        if (former->second > input.slices)
+            Refuse(path, "it holds " + std::to_string(former->second) + " slices of the run " +
+                             input.run.id + ", of which " + input.Text() + " has only " +
+                             std::to_string(input.slices));
+        kept.erase(former);
+    }
+    if (!kept.empty()) Refuse(path, kInUse);
+    return true;
+}
+
+void AddSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& writer) {
+    for (const MergeInput& input : inputs)
+        writer.AddSource(input.run, input.parent, input.isMerged);
+}
+
+void AppendPart(const kzjournal::Run& run, const MergePart& part, kzjournal::BulkWriter& writer) {
+    const kzjournal::Slice& slice = part.slice;
+    const RWCString message(slice.message.data(), slice.message.size());
+    const CKZStatSliceFacts facts{{run.generator.data(), run.generator.size()},
+                                  run.sliceLength,
+                                  slice.id,
+                                  slice.elapsed,
+                                  slice.endTime};
+    writer.AppendToSource(part.source, {facts, message, slice.records});
+}
+
+void CloseSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& writer) {
+    for (std::size_t i = 0; i < inputs.size(); ++i)
+        writer.CloseSource(static_cast<int>(i) + 1, inputs[i].endTime, inputs[i].lostSlices,
+                           inputs[i].expectedSlices);
+}
+
+long long LostSlices(const std::vector<MergeInput>& inputs) {
+    long long lost = 0;
+    for (const MergeInput& input : inputs)
+        if (!input.isMerged) lost += input.lostSlices;
+    return lost;
+}
+
+void Write(const std::vector<MergeInput>& inputs, const std::string& path,
+           const std::function<void(const MergedSlice&)>& visit) {
+    MergedRun run(inputs);
+    kzjournal::BulkWriter writer(path, run.Facts());
+    AddSources(inputs, writer);
+    MergedSlice slice;
+    while (run.Next(slice)) {
+        for (const MergePart& part : slice.parts)
+            AppendPart(inputs[static_cast<std::size_t>(part.source) - 1].run, part, writer);
+        writer.Append(slice.View(), slice.Sources());
+        visit(slice);
+    }
+    CloseSources(inputs, writer);
+    writer.Close(std::max(slice.facts.endTime, run.Facts().startTime), LostSlices(inputs));
+}
+
+}  // namespace
+
+void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
+               const std::function<void(const MergedSlice&)>& visit) {
+    NewFile file(path, Replaces(path, inputs));
+    Write(inputs, file.TemporaryPath(), visit);
+    file.Rename();
+}
+
+}  // namespace kzstatprogram

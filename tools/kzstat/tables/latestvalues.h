@@ -1,0 +1,30 @@
+#ifndef KZSTATPROGRAM_LATESTVALUES_H
+#define KZSTATPROGRAM_LATESTVALUES_H
+
+#include <deque>
+#include <map>
+#include <string>
+
+#include "kzjournalreader.h"
+
+namespace kzstatprogram {
+
+/// The latest values of every name of a run that goes on. Compatible.
+class LatestValues {
+public:
+    /// Takes what has come since the last call.
+    void Update(kzjournal::Reader& journal);
+
+    /// The kind's current value per slice, as a line of `Sparkline`.
+    std::string LineOf(const std::string& name) const;
+
+private:
+    void Take(const kzjournal::Slice& slice);
+
+    int m_lastSliceId = 0;
+    std::map<std::string, std::deque<double>> m_values;
+};
+
+}  // namespace kzstatprogram
+
+#endif

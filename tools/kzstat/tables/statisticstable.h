@@ -1,0 +1,23 @@
+#ifndef KZSTATPROGRAM_STATISTICSTABLE_H
+#define KZSTATPROGRAM_STATISTICSTABLE_H
+
+#include <string>
+#include <vector>
+
+#include "figures/statistics.h"
+#include "kzjournalreader.h"
+#include "tables/table.h"
+
+namespace kzstatprogram {
+
+/// One row per name. Names are cut to `nameWidth` characters. A column of `sparklines` is there
+/// where there are any, in the order of the rows.
+Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
+              const std::vector<std::string>& sparklines = {});
+
+/// What a run is and how far it has come, as a line.
+std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+
+}  // namespace kzstatprogram
+
+#endif

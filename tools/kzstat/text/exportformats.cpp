@@ -1,0 +1,142 @@
+#include "text/exportformats.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "ryp/truncate.h"
+#include "text/numbers.h"
+#include "text/texts.h"
+
+namespace kzstatprogram {
+namespace {
+
+std::string TypeText(const CKZStatMessageRecord& record) {
+    return CKZStatPointTypeEnum::GetStringFromEnumType(record.type);
+}
+
+/// A statistic under its name. Minima, maxima and averages mean nothing without values.
+struct Field {
+    std::string name;
+    double value;
+    bool isThere;
+};
+
+void AddFields(const std::string& prefix, const CKZStatAggregate& aggregate,
+               std::vector<Field>& fields) {
+    const bool hasValues = aggregate.HasValues();
+    fields.push_back({prefix + "count", aggregate.count, true});
+    fields.push_back({prefix + "minimum", aggregate.minimum, hasValues});
+    fields.push_back({prefix + "maximum", aggregate.maximum, hasValues});
+    fields.push_back({prefix + "average", aggregate.Average(), hasValues});
+    fields.push_back({prefix + "sum", aggregate.sum, true});
+    fields.push_back({prefix + "sum_of_squares", aggregate.sumSqr, true});
+}
+
+std::vector<Field> FieldsOf(const CKZStatMessageRecord& record) {
+    std::vector<Field> fields;
+    AddFields("", record.totals, fields);
+    AddFields("last_", record.lasts, fields);
+    return fields;
+}
+
+/// RFC 4180: lines end with CR LF; a text with a comma, a quote or a line end stands in quotes.
+class Csv : public ExportFormat {
+public:
+    std::string Begin() const override {
+        std::string line = "slice_id,elapsed,name,type";
+        for (const Field& field : FieldsOf({})) line.append(",").append(field.name);
+        return line + "\r\n";
+    }
+
+    std::string RecordText(const kzjournal::Slice& slice,
+                           const CKZStatMessageRecord& record) const override {
+        std::string line = std::to_string(slice.id) + "," + ExactNumber(slice.elapsed) + "," +
+                           Quoted(TextOf(record.name)) + "," + TypeText(record);
+        for (const Field& field : FieldsOf(record))
+            line.append(",").append(field.isThere ? ExactNumber(field.value) : "");
+        return line + "\r\n";
+    }
+
+private:
+    static std::string Quoted(const std::string& text) {
+        if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+        std::string quoted = "\"";
+        for (const char byte : text) quoted += byte == '"' ? "\"\"" : std::string(1, byte);
+        return quoted + "\"";
+    }
+};
+
+/// An object per line. What JSON has no number for is null; bytes that are no UTF-8 become U+FFFD.
+class JsonLines : public ExportFormat {
+public:
+    std::string RecordText(const kzjournal::Slice& slice,
+                           const CKZStatMessageRecord& record) const override {
+        nlohmann::ordered_json object{{"slice_id", slice.id},
+                                      {"elapsed", slice.elapsed},
+                                      {"name", TextOf(record.name)},
+                                      {"type", TypeText(record)}};
+        for (const Field& field : FieldsOf(record)) {
+            if (field.isThere && std::isfinite(field.value))
+                object[field.name] = field.value;
+            else
+                object[field.name] = nullptr;
+        }
+        return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    }
+};
+
+/// The line protocol: the measurement `kzstat`, tags, fields and the end of the slice in
+/// nanoseconds since 1970. A field that has no number is left out.
+class LineProtocol : public ExportFormat {
+public:
+    explicit LineProtocol(const kzjournal::Run& run)
+        : m_runTags(",generator=" + Escaped(run.generator) +
+                    (run.host.empty() ? "" : ",host=" + Escaped(run.host)) +
+                    ",run=" + Escaped(run.id)) {}
+
+    std::string RecordText(const kzjournal::Slice& slice,
+                           const CKZStatMessageRecord& record) const override {
+        std::string line = "kzstat" + m_runTags + ",name=" + Escaped(TextOf(record.name)) +
+                           ",type=" + TypeText(record) + " slice_id=" + std::to_string(slice.id) +
+                           "i,elapsed=" + ExactNumber(slice.elapsed);
+        for (const Field& field : FieldsOf(record))
+            if (field.isThere && std::isfinite(field.value))
+                line.append(",").append(field.name).append("=").append(ExactNumber(field.value));
+        return line + " " + EndOf(slice) + "\n";
+    }
+
+private:
+    /// Microseconds, all that a double has of the present, and three zeros.
+    static std::string EndOf(const kzjournal::Slice& slice) {
+        return std::to_string(RyPTruncate<long long>(std::round(slice.endTime * 1e6))) + "000";
+    }
+
+    /// A tag's value: blanks, commas and equal signs are escaped. A line end cannot be, and a
+    /// backslash in front of what is escaped or at the end would be taken for an escape itself.
+    static std::string Escaped(const std::string& text) {
+        std::string escaped;
+        for (const char byte : text) {
+            if (byte == ' ' || byte == ',' || byte == '=') escaped += '\\';
+            const bool isSafe = byte != '\n' && byte != '\r' && byte != '\\';
+            escaped += isSafe ? byte : '_';
+        }
+        // A tag has no empty value.
+        return escaped.empty() ? "_" : escaped;
+    }
+
+    const std::string m_runTags;
+};
+
+}  // namespace
+
+std::vector<std::string> ExportFormatNames() {
+    return {"csv", "json", "influx"};
+}
+
+std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run) {
+    if (name == "csv") return std::make_unique<Csv>();
+    if (name == "json") return std::make_unique<JsonLines>();
+    return std::make_unique<LineProtocol>(run);
+}
+
+}  // namespace kzstatprogram

@@ -1,0 +1,30 @@
+#ifndef KZSTATPROGRAM_EXPORTFORMATS_H
+#define KZSTATPROGRAM_EXPORTFORMATS_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kzjournalrun.h"
+#include "kzjournalslice.h"
+
+namespace kzstatprogram {
+
+/// Turns records into the text of a format. Numbers read back to the same double. Compatible.
+class ExportFormat {
+public:
+    virtual ~ExportFormat() = default;
+    /// What comes before the first record.
+    virtual std::string Begin() const { return {}; }
+    virtual std::string RecordText(const kzjournal::Slice& slice,
+                                   const CKZStatMessageRecord& record) const = 0;
+};
+
+std::vector<std::string> ExportFormatNames();
+
+/// REQUIRES: one of the names.
+std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run);
+
+}  // namespace kzstatprogram
+
+#endif

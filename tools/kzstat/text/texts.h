@@ -1,0 +1,21 @@
+#ifndef KZSTATPROGRAM_TEXTS_H
+#define KZSTATPROGRAM_TEXTS_H
+
+#include <string>
+
+#include "kzstatpointtypeenum.h"
+#include "rw/cstring.h"
+
+namespace kzstatprogram {
+
+std::string TextOf(const RWCString& text);
+
+/// "Timer"; the number where the type is none that is known.
+std::string TypeText(CKZStatPointTypeEnum::PointType type);
+
+/// "2026-11-21 20:15:00 UTC".
+std::string WallClock(double secondsSince1970);
+
+}  // namespace kzstatprogram
+
+#endif

@@ -1,0 +1,89 @@
+#include "terminal/output.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "terminal/terminaltext.h"
+
+namespace kzterminal {
+namespace {
+
+constexpr winsize kUsualSize = {24, 80, 0, 0};
+constexpr std::size_t kPendingWorthAWrite = 65536;
+
+constexpr char kBold[] = "\x1b[1m";
+constexpr char kRed[] = "\x1b[31m";
+constexpr char kAsUsual[] = "\x1b[m";
+
+bool TerminalCanRedraw() {
+    const char* const kind = std::getenv("TERM");
+    return kind != nullptr && std::strcmp(kind, "dumb") != 0;
+}
+
+bool UserWantsNoColours() {
+    const char* const wish = std::getenv("NO_COLOR");
+    return wish != nullptr && *wish != '\0';
+}
+
+[[noreturn]] void ThrowWriteError() {
+    const int error = errno;
+    const std::string text =
+        std::string("cannot write to standard output: ") + std::strerror(error);
+    if (error == EPIPE) throw NobodyReads(text);
+    throw kzjournal::Error(text);
+}
+
+winsize Size() {
+    winsize size = {};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size : kUsualSize;
+}
+
+}  // namespace
+
+Output::Output()
+    : m_isTerminal(isatty(STDOUT_FILENO) != 0),
+      m_canRedraw(m_isTerminal && TerminalCanRedraw()),
+      m_hasColours(m_canRedraw && !UserWantsNoColours()) {}
+
+void Output::Write(std::string_view text) {
+    m_pending += text;
+    if (m_pending.size() >= kPendingWorthAWrite) Flush();
+}
+
+void Output::WriteLine(std::string_view line, Style style) {
+    const bool isStyled = style != Plain && m_hasColours;
+    if (isStyled) Write(style == Bad ? kRed : kBold);
+    Write(line);
+    if (isStyled) Write(kAsUsual);
+    Write("\n");
+}
+
+void Output::Flush() {
+    const std::string text = std::exchange(m_pending, {});
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written < 0 && errno != EINTR) ThrowWriteError();
+        if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+std::string Output::Fit(std::string_view line) const {
+    return m_isTerminal ? Cut(line, Width()) : std::string(line);
+}
+
+std::size_t Output::Width() const {
+    return Size().ws_col;
+}
+
+std::size_t Output::Height() const {
+    return Size().ws_row;
+}
+
+}  // namespace kzterminal

@@ -1,0 +1,29 @@
+#ifndef KZTERMINAL_STOPSIGNAL_H
+#define KZTERMINAL_STOPSIGNAL_H
+
+#include <chrono>
+
+namespace kzterminal {
+
+/// Has writes to a pipe or connection whose reader is gone fail, instead of ending the process.
+void IgnoreBrokenPipes();
+
+/// SIGINT and SIGTERM, each for the first time, ask the program to stop; a second one ends the
+/// process. Called once, before other threads start. Throws kzjournal::Error.
+void CatchStopSignals();
+
+// The rest is safe for concurrent use.
+
+/// True once a stop was asked for.
+bool StopIsRequested();
+
+/// Waits until a stop is asked for, `patience` at most. Returns `StopIsRequested()`.
+/// REQUIRES: `CatchStopSignals` has returned.
+bool WaitForStop(std::chrono::milliseconds patience);
+
+/// Waits as long as it takes. REQUIRES: `CatchStopSignals` has returned.
+void WaitForStop();
+
+}  // namespace kzterminal
+
+#endif

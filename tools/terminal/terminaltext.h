@@ -1,0 +1,27 @@
+#ifndef KZTERMINAL_TERMINALTEXT_H
+#define KZTERMINAL_TERMINALTEXT_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kzterminal {
+
+// All take any bytes. They count the columns that UTF-8 takes on a terminal, whatever the locale of
+// the process: two for a wide character, none for a combining one. These functions are safe for
+// concurrent use.
+
+/// With a '?' for each character that has no picture and for each fault in UTF-8, so that a name
+/// neither breaks a line nor steers a terminal.
+std::string Printable(std::string_view text);
+
+/// The columns of the printable text.
+std::size_t WidthOf(std::string_view text);
+
+/// The printable text in at most `width` columns; a '>' at the end shows that something was cut.
+/// REQUIRES: `width` is at least 1.
+std::string Cut(std::string_view text, std::size_t width);
+
+}  // namespace kzterminal
+
+#endif
