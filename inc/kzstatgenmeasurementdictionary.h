@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kzstat_export.h"
+#include "kzstatgenlane.h"
 #include "kzstatgenmeasurement.h"
 #include "kzstatgenstatscache.h"
 #include "rw/hashdict.h"
@@ -30,9 +31,9 @@ class RWCString;
 /// cache is full or when a flush is asked for. A dictionary without a slice flushes every value at
 /// once.
 ///
-/// Threads. One thread at a time reports (`AddLast`); clients see to that with the generator's
-/// clients lock. Flushing, setting, resetting and dumping take the dictionary's own lock, the
-/// last in the lock order; flushing and setting in a dictionary of a slice take the clients lock
+/// Threads. One thread at a time reports (`AddLast`); clients see to that with the lane that they
+/// share with their dictionary. Flushing, setting, resetting and dumping take the dictionary's own
+/// lock, the last in the lock order; flushing and setting in a dictionary of a slice take its lane
 /// before it, so that no client's report is under way. Queries and `ResetLasts` take none: the
 /// caller sees to it that nobody changes the dictionary meanwhile, as is the case on the pack
 /// thread.
@@ -42,7 +43,8 @@ public:
 
     /// A free-standing dictionary.
     CKZStatGenMeasurementDictionary();
-    /// A dictionary of `slice`, which must outlive it; null makes it free-standing.
+    /// A dictionary of `slice`, which must outlive it, without a client; null makes it
+    /// free-standing.
     explicit CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice);
     /// Makes a client that still holds this dictionary forget it. Cached values are dropped.
     ~CKZStatGenMeasurementDictionary() override;
@@ -123,14 +125,28 @@ private:
 
     using Name = CKZStatGenStatsCache::Name;
 
-    /// `AddLast` for a client, which holds the clients lock.
+    /// What a dictionary takes, in entries and bytes: room to make for the next one that is like
+    /// it.
+    struct Size {
+        std::size_t names = 0;
+        std::size_t arena = 0;
+        unsigned cache = 0;
+    };
+
+    /// A dictionary of `client`, which may be null, that belongs to no slice yet. Throws
+    /// std::bad_alloc.
+    CKZStatGenMeasurementDictionary(CKZStatGenClient* client, CKZStatGenLane& lane, int cacheLimit,
+                                    const Size& expected);
+    CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice, CKZStatGenClient* client,
+                                    CKZStatGenLane* lane, int cacheLimit);
+
+    /// `AddLast` for a client, which holds the lane.
     int AddLastOfClient(const Name& name, double value, PointType type);
     bool Cache(const Name& name, double value, PointType type);
     void PrefetchForBurst() const;
     int FlushWhereFull();
     bool RefusesValues() const;
-    /// `FlushStatsCache` for a caller who holds the clients lock, is the one that reports, or has
-    /// closed the slice.
+    /// `FlushStatsCache` for a caller who holds the lane or is the one that reports.
     int FlushWhileNobodyReports();
     bool HasNothingToFlush() const;
     void FlushValues() RYP_REQUIRES(*m_lock);
@@ -148,7 +164,10 @@ private:
         RYP_REQUIRES(*m_lock);
     CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type)
         RYP_REQUIRES(*m_lock);
-    void ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar);
+    CKZStatGenClient* Owner() const { return m_client.load(std::memory_order_relaxed); }
+    void ForgetOwner() { m_client.store(nullptr, std::memory_order_relaxed); }
+    Size GetSize() const;
+    void MakeRoomForNames(const Size& expected);
     double CountValues() const;
     bool HasChanged() const {
         return IsNotedAsChanged() || (HasHandedOut() && HoldsChangedMeasurement());
@@ -163,11 +182,15 @@ private:
     void DumpRecords(RWCString& text, Record record);
 
     // In the order in which a report reads and writes them.
-    CKZStatGenSlice* m_slice;
-    CKZStatGenClient* m_client;  // guarded by the clients lock of the slice's generator
-    const int m_cacheLimit;      // values are aggregated once so many are cached
-    // Written by the reporting thread without m_lock and by a flush under it. The clients lock
-    // keeps the two apart until the slice is closed; afterwards nobody reports any more.
+    CKZStatGenSlice* m_slice;      // constant once the dictionary is filed there
+    CKZStatGenLane* const m_lane;  // null in a free-standing dictionary
+    // Set before the dictionary is filed and cleared under the lane, for good: who finds it null
+    // need not take the lane, who finds a client takes it and looks again. Relaxed: the lane orders
+    // it.
+    std::atomic<CKZStatGenClient*> m_client;
+    const int m_cacheLimit;  // values are aggregated once so many are cached
+    // Written by the reporting thread without m_lock and by a flush under it. The lane keeps the
+    // two apart.
     Index m_expected[CKZStatGenStatsCache::kCapacity];  // where cached names should be
     CKZStatGenStatsCache m_statsCache;
     const std::unique_ptr<Lock> m_lock;

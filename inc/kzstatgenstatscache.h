@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string_view>
 
@@ -12,7 +13,8 @@
 
 /// Values that were reported and are not aggregated yet, in the order of their arrival. They lie
 /// close together, each in the bytes that its name takes, so that a burst of reports touches few
-/// lines of the processor's cache.
+/// lines of the processor's cache. Memory grows with what is cached: most names are short, and
+/// there is a cache for each client.
 ///
 /// Written by one thread at a time; `Count` may be asked for by any thread, and who sees it at 0
 /// after a `Clear` sees what was done with the values before that.
@@ -39,7 +41,7 @@ public:
         PointType type;
     };
 
-    CKZStatGenStatsCache() : m_count(0), m_end(0), m_lastBegin(0) {}
+    CKZStatGenStatsCache() : m_count(0), m_end(0), m_lastBegin(0), m_capacity(0) {}
     CKZStatGenStatsCache(const CKZStatGenStatsCache&) = delete;
     CKZStatGenStatsCache& operator=(const CKZStatGenStatsCache&) = delete;
 
@@ -51,11 +53,21 @@ public:
     /// Asks the processor for the bytes that the first values will be written to. A client that has
     /// not reported for a while finds its cache far away, and would wait for each line in turn.
     void Prefetch() const {
+        if (m_bytes == nullptr) return;
         for (std::size_t line = 0; line <= kLinesAhead; ++line)
-            __builtin_prefetch(m_bytes + line * kCacheLine, 1);
+            __builtin_prefetch(m_bytes.get() + line * kCacheLine, 1);
     }
 
-    /// Keeps a copy of the name. REQUIRES: `Count` is below `kCapacity`.
+    /// Memory for values, in bytes, as the cache has it and as another one with the same values
+    /// will need it.
+    unsigned Capacity() const { return m_capacity; }
+    /// Makes room for so many bytes. Throws std::bad_alloc; the cache is then as it was.
+    void Reserve(unsigned bytes) {
+        if (bytes > m_capacity) GrowTo(bytes);
+    }
+
+    /// Keeps a copy of the name. Throws std::bad_alloc; the cache is then as it was. REQUIRES:
+    /// `Count` is below `kCapacity`.
     void Add(const Name& name, double value, PointType type);
 
     /// Reads the values one after the other. REQUIRES: the cache does not change meanwhile, and no
@@ -93,32 +105,37 @@ private:
         return sizeof(Header) + (nameLength + kAlignment - 1) / kAlignment * kAlignment;
     }
     const Header* HeaderAt(std::size_t offset) const {
-        return std::launder(reinterpret_cast<const Header*>(m_bytes + offset));
+        return std::launder(reinterpret_cast<const Header*>(m_bytes.get() + offset));
     }
+    void GrowFor(unsigned end);
+    void GrowTo(unsigned bytes);
 
     std::atomic<int> m_count;
     unsigned m_end;        // of the bytes in use
     unsigned m_lastBegin;  // of the newest value
+    unsigned m_capacity;
+    std::unique_ptr<char[]> m_bytes;  // m_capacity of them
     // Not initialised: a dictionary is made per client and slice, and what is read was written.
     unsigned m_hashes[kCapacity];
-    alignas(Header) char m_bytes[kCapacity * (sizeof(Header) + kLongestName)];
 };
 
 inline void CKZStatGenStatsCache::Add(const Name& name, double value, PointType type) {
     const int count = m_count.load(std::memory_order_relaxed);
-    char* const at = m_bytes + m_end;
+    const unsigned end = m_end + static_cast<unsigned>(BytesFor(name.text.size()));
+    if (end > m_capacity) GrowFor(end);
+    char* const at = m_bytes.get() + m_end;
     __builtin_prefetch(at + kLinesAhead * kCacheLine, 1);
     new (at) Header{value, type, static_cast<unsigned>(name.text.size())};
     RyPTextHash::Copy(at + sizeof(Header), name.text);
     m_hashes[count] = name.hash;
     m_lastBegin = m_end;
-    m_end += static_cast<unsigned>(BytesFor(name.text.size()));
+    m_end = end;
     m_count.store(count + 1, std::memory_order_release);
 }
 
 inline CKZStatGenStatsCache::Value CKZStatGenStatsCache::Reader::operator()() {
     const Header* const header = m_cache.HeaderAt(m_offset);
-    const char* const name = m_cache.m_bytes + m_offset + sizeof(Header);
+    const char* const name = m_cache.m_bytes.get() + m_offset + sizeof(Header);
     m_offset += BytesFor(header->length);
     return {Name({name, header->length}, m_cache.m_hashes[m_index++]), header->value, header->type};
 }

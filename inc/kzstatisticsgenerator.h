@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kzstat_export.h"
+#include "kzstatgenlane.h"
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatpointtypeenum.h"
 #include "kzstatslicevalues.h"
@@ -26,7 +27,7 @@
 // generator's start time.
 //
 // Locks, in the only order in which they nest:
-//   1. the generator's clients lock  (CKZStatGenMain::m_clientsLock, plain)
+//   1. one of the clients' lanes     (CKZStatGenMain::m_clientsLock, plain), never two
 //   2. the generator's timeline lock (CKZStatGenMain::m_timelineLock, recursive)
 //   3. a slice's lock                (CKZStatGenSlice::m_lock, recursive)
 //   4. a dictionary's lock           (recursive)
@@ -62,7 +63,8 @@ public:
     void DecCountZ0();
 
     /// Moves every client that still holds a dictionary of this slice to a new one in the
-    /// generator's current slice. Takes the clients lock.
+    /// generator's current slice. Takes the lane of one dictionary after the other, so that no
+    /// client waits for the others.
     void ReleaseDicts();
 
     /// Adds the dictionaries of `finished` into this slice, per client id, and takes over its id
@@ -100,10 +102,16 @@ private:
         CKZStatGenMeasurementDictionary* dictionary;
     };
 
-    RWMutexLock& ClientsLock() const;
+    CKZStatGenLane& LaneWithoutClient() const;
+    std::vector<CKZStatGenMeasurementDictionary*> SnapshotOfHeldDictionaries();
+    template <class Visitor>
+    static std::size_t VisitSomeOfLane(const std::vector<CKZStatGenMeasurementDictionary*>& held,
+                                       std::size_t next, Visitor visit);
+    template <class Visitor>
+    void ForEachHeldDictionary(Visitor visit);
+    void MakeRoomForDictionariesOf(CKZStatGenSlice& former);
     template <class Visitor>
     void ForEachDictionary(Visitor visit) const;
-    std::vector<CKZStatGenMeasurementDictionary*> SnapshotOfDictionaries();
     void DetachClients();
     CKZStatGenMeasurementDictionary* FindOrCreate(int clientId,
                                                   const CKZStatGenMeasurementDictionary& similar);
@@ -113,9 +121,10 @@ private:
     double CountValues() const;
 
     int m_id;
-    // Relaxed: cleared and read by reporters under the clients lock, which orders the two.
+    // Relaxed: read by reporters under their lanes, and cleared before all lanes are passed
+    // through, which orders the two.
     std::atomic<bool> m_open;
-    // Neither sent nor on its way. Relaxed: taken to be sent and counted under the clients lock.
+    // Neither sent nor on its way. Relaxed: taken to be sent and counted under the timeline lock.
     std::atomic<bool> m_isUnsent;
     double m_time;
     const std::unique_ptr<Lock> m_lock;
@@ -198,7 +207,7 @@ public:
     /// A new dictionary for `clientId` in the current slice, owned by that slice; `previous`, when
     /// given, is left. Advances the timeline when the current slice's time is up: the end belongs
     /// to the next slice, and missed slices are created in turn. Null, with an error logged,
-    /// before `Start`. Called by clients, which hold the clients lock; hosts use
+    /// before `Start`. Nobody reports into it but the caller: hosts mostly use
     /// `CKZStatGenClient::GetNewDictionary`.
     CKZStatGenMeasurementDictionary* GetNewDictionary(int clientId,
                                                       CKZStatGenMeasurementDictionary* previous);
@@ -236,8 +245,8 @@ public:
     ///
     /// Logs one warning where values are left unsent: how many slices are neither sent nor in hand
     /// at this moment (queued ones, the current one, one whose hook threw), and how many values
-    /// were reported into them so far, cached ones included. Takes the clients lock for that, but
-    /// only where warnings are logged.
+    /// were reported into them so far, cached ones included. They are counted only where warnings
+    /// are logged.
     void Terminate();
     /// After `Terminate`, waits until neither loop is running; returns at once before it.
     void WaitForTerminateToEnd();
@@ -254,6 +263,12 @@ private:
     enum class PackStage { Taken, Folded, Merged, DictionariesSent, ValuesSent, TextSent };
 
     void ReadSettings();
+    CKZStatGenMeasurementDictionary* NewDictionary(
+        int clientId, CKZStatGenClient* client, CKZStatGenLane& lane,
+        const CKZStatGenMeasurementDictionary::Size& expected);
+    CKZStatGenMeasurementDictionary* File(
+        std::unique_ptr<CKZStatGenMeasurementDictionary> dictionary, int clientId);
+    bool HasCurrentSlice();
     bool IsUsableTimeline(double startTime, double sliceLength) const;
     void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
     void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
@@ -309,8 +324,9 @@ private:
     RyPManualEvent m_packDone;
     RyPManualEvent m_garbageDone;
     RyPEventQueue m_garbageQueue;
-    // Serialises all client traffic, so that a dictionary is touched by one thread at a time.
-    const std::unique_ptr<RWMutexLock> m_clientsLock;
+    // Serialises the traffic of each client, so that a dictionary is touched by one thread at a
+    // time.
+    const std::unique_ptr<CKZStatGenLanes> m_clientsLock;
     int m_statsCacheSize;              // constant after construction
     double m_statsCacheFlushInterval;  // constant after construction
 };
@@ -345,8 +361,8 @@ public:
 /// A simulated client's handle on the generator: reports values by name into the slice that is
 /// current at that moment, and keeps the client's named timers.
 ///
-/// Values: safe for concurrent use; all clients of a generator report one at a time. Timers:
-/// owned by the client's own thread.
+/// Values: safe for concurrent use; threads that report through clients of their own do not wait
+/// for one another. Timers: owned by the client's own thread.
 class KZSTAT_EXPORT CKZStatGenClient {
 public:
     /// `main` must outlive the client. Several clients may share an id; their values are filed
@@ -364,7 +380,7 @@ public:
 
     /// Forgets the current dictionary, which goes on naming this client as its owner: for a
     /// dictionary that is about to be destroyed or detached, and for nobody else. The caller holds
-    /// the clients lock, or no other thread is left.
+    /// the client's lane, or no other thread is left.
     void ReleaseDictionary();
 
     /// The end time of the slice that this client reports into: of its current dictionary, or of
@@ -398,15 +414,24 @@ private:
     /// What follows a refusal.
     enum class Retry { UntilStopping, AtOnce };
 
-    CKZStatGenMeasurementDictionary* MoveToNewDictionary() RYP_REQUIRES(*m_main->m_clientsLock);
+    using DictionarySize = CKZStatGenMeasurementDictionary::Size;
+
+    CKZStatGenMeasurementDictionary* MoveToNewDictionary() RYP_REQUIRES(m_lane);
+    void MoveForReport(CKZStatGenLaneOfClient::Hold& lane) RYP_REQUIRES(m_lane);
+    bool Holds(const CKZStatGenMeasurementDictionary& dictionary) const;
+    DictionarySize Leave() RYP_REQUIRES(m_lane);
+    void Take(const DictionarySize& expected) RYP_REQUIRES(m_lane);
     bool TryAddLast(const char* name, double value, CKZStatPointTypeEnum::PointType type);
     bool Report(const char* name, double value, CKZStatPointTypeEnum::PointType type, Retry retry);
-    bool MayTryAgain() const RYP_REQUIRES(*m_main->m_clientsLock);
-    bool NeedsNewDictionary(double now) const RYP_REQUIRES(*m_main->m_clientsLock);
-    double EndTime() const RYP_REQUIRES(*m_main->m_clientsLock);
+    bool MayTryAgain(CKZStatGenLaneOfClient::Hold& lane) RYP_REQUIRES(m_lane);
+    double WaitForPausing(CKZStatGenLaneOfClient::Hold& lane) RYP_REQUIRES(m_lane);
+    bool NeedsNewDictionary(double now) const RYP_REQUIRES(m_lane);
+    double EndTime() const RYP_REQUIRES(m_lane);
 
     CKZStatGenMain* const m_main;
-    CKZStatGenMeasurementDictionary* m_dictionary RYP_GUARDED_BY(*m_main->m_clientsLock);
+    mutable CKZStatGenLaneOfClient m_lane;
+    CKZStatGenMeasurementDictionary* m_dictionary RYP_GUARDED_BY(m_lane);
+    bool m_isPausing RYP_GUARDED_BY(m_lane);  // a refused value, which others do not overtake
     const int m_clientId;
     CKZStatGenTimerDictionary m_timers;
 };

@@ -48,10 +48,28 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary()
     : CKZStatGenMeasurementDictionary(nullptr) {}
 
 CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice)
+    : CKZStatGenMeasurementDictionary(slice, nullptr,
+                                      slice == nullptr ? nullptr : &slice->LaneWithoutClient(),
+                                      slice == nullptr ? 0 : slice->StatsCacheSize()) {}
+
+CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenClient* client,
+                                                                 CKZStatGenLane& lane,
+                                                                 int cacheLimit,
+                                                                 const Size& expected)
+    : CKZStatGenMeasurementDictionary(nullptr, client, &lane, cacheLimit) {
+    MakeRoomForNames(expected);
+    if (expected.cache > 0) m_statsCache.Reserve(expected.cache);
+}
+
+CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice,
+                                                                 CKZStatGenClient* client,
+                                                                 CKZStatGenLane* lane,
+                                                                 int cacheLimit)
     : RWHashDictionary(kBuckets),
       m_slice(slice),
-      m_client(nullptr),
-      m_cacheLimit(slice == nullptr ? 0 : slice->StatsCacheSize()),
+      m_lane(lane),
+      m_client(client),
+      m_cacheLimit(cacheLimit),
       m_lock(std::make_unique<Lock>()),
       m_namesMade(0),
       m_bytesMade(0) {
@@ -59,7 +77,7 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
 }
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
-    if (m_client != nullptr) m_client->ReleaseDictionary();
+    if (Owner() != nullptr) Owner()->ReleaseDictionary();
     // What was made here goes with the arena; what others put in is deleted one by one.
     if (!MayHoldOthers()) return;
     for (const Entry& entry : Entries()) {
@@ -125,8 +143,8 @@ bool CKZStatGenMeasurementDictionary::HasNothingToFlush() const {
 int CKZStatGenMeasurementDictionary::FlushStatsCache() {
     if (HasNothingToFlush()) return 1;
     // A client that reports adds to the cache without m_lock, so it is kept out.
-    std::optional<RWMutexLock::LockGuard> clients;
-    if (m_slice != nullptr) clients.emplace(m_slice->ClientsLock());
+    std::optional<RyPWordLock::LockGuard> lane;
+    if (m_lane != nullptr) lane.emplace(*m_lane);
     const Lock::LockGuard guard(*m_lock);
     FlushValues();
     return 1;
@@ -226,16 +244,21 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
     return made.measurement;
 }
 
-/// Room for as many names as `similar` has. Does not wait for its lock: the pack thread may hold it
-/// for long, and whoever makes this dictionary keeps every client waiting. Unchecked by the
-/// analysis: nobody else knows this dictionary yet. REQUIRES: it is new.
-void CKZStatGenMeasurementDictionary::ExpectNamesOf(const CKZStatGenMeasurementDictionary& similar)
-    RYP_NO_THREAD_SAFETY_ANALYSIS {
-    Reserve(similar.m_namesMade.load(std::memory_order_relaxed));
-    m_arena.Reserve(similar.m_bytesMade.load(std::memory_order_relaxed));
+/// Does not wait for m_lock, which the pack thread may hold for long.
+CKZStatGenMeasurementDictionary::Size CKZStatGenMeasurementDictionary::GetSize() const {
+    return {m_namesMade.load(std::memory_order_relaxed),
+            m_bytesMade.load(std::memory_order_relaxed), m_statsCache.Capacity()};
 }
 
-/// How many values were reported, cached ones included. The caller holds the clients lock.
+/// Unchecked by the analysis: nobody else knows this dictionary yet. REQUIRES: it is new.
+void CKZStatGenMeasurementDictionary::MakeRoomForNames(const Size& expected)
+    RYP_NO_THREAD_SAFETY_ANALYSIS {
+    Reserve(expected.names);
+    m_arena.Reserve(expected.arena);
+}
+
+/// How many values were reported, cached ones included: with m_lock held no flush is under way that
+/// would show a value twice.
 double CKZStatGenMeasurementDictionary::CountValues() const {
     const Lock::LockGuard guard(*m_lock);
     double values = m_statsCache.Count();
@@ -250,10 +273,11 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
                                                 double lastsMinimum, double lastsMaximum,
                                                 int lastsCount, double lastsSum, PointType type) {
     // A client that reports looks at the map without m_lock, so it is kept out.
-    std::optional<RWMutexLock::LockGuard> clients;
-    if (m_slice != nullptr) clients.emplace(m_slice->ClientsLock());
-    const Lock::LockGuard guard(*m_lock);
+    std::optional<RyPWordLock::LockGuard> lane;
+    if (m_lane != nullptr) lane.emplace(*m_lane);
+    // Before m_lock, for which whoever shares the lane would wait while a closed slice is folded.
     if (RefusesValues()) return;
+    const Lock::LockGuard guard(*m_lock);
     CKZStatGenMeasurement* const measurement =
         FindOrCreate(TextOf(name), RyPTextHash::Of(TextOf(name)), type);
     KZ_TRACE(" ----------------- ");

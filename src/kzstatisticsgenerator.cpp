@@ -82,8 +82,14 @@ int CKZStatGenSlice::StatsCacheSize() const {
     return m_main->m_statsCacheSize;
 }
 
-RWMutexLock& CKZStatGenSlice::ClientsLock() const {
-    return *m_main->m_clientsLock;
+CKZStatGenLane& CKZStatGenSlice::LaneWithoutClient() const {
+    return m_main->m_clientsLock->First();
+}
+
+/// So that its map need not grow while clients wait to be filed in it.
+void CKZStatGenSlice::MakeRoomForDictionariesOf(CKZStatGenSlice& former) {
+    const Lock::LockGuard guard(*former.m_lock);
+    Reserve(former.entries());
 }
 
 /// Unchecked by the analysis: the lock is held as long as the slice is current; afterwards it is
@@ -118,32 +124,77 @@ void CKZStatGenSlice::DecCountZ0() {
     if (m_countZ0 > 0) m_countZ0 -= 1;
 }
 
-std::vector<CKZStatGenMeasurementDictionary*> CKZStatGenSlice::SnapshotOfDictionaries() {
-    const Lock::LockGuard guard(*m_lock);
-    std::vector<CKZStatGenMeasurementDictionary*> dictionaries;
-    dictionaries.reserve(entries() + m_furtherDictionaries.size());
-    ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
-        dictionaries.push_back(&dictionary);
+/// Lane by lane. One that a client has left is nobody's for good, so no lane is needed to see it.
+std::vector<CKZStatGenMeasurementDictionary*> CKZStatGenSlice::SnapshotOfHeldDictionaries() {
+    std::vector<CKZStatGenMeasurementDictionary*> held;
+    {
+        const Lock::LockGuard guard(*m_lock);
+        ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
+            if (dictionary.Owner() != nullptr) held.push_back(&dictionary);
+        });
+    }
+    std::stable_sort(held.begin(), held.end(), [](const auto* a, const auto* b) {
+        return std::less<>()(a->m_lane, b->m_lane);
     });
-    return dictionaries;
+    return held;
 }
 
-/// Unchecked by the analysis, which cannot tell that the clients of this slice's dictionaries are
-/// clients of `m_main` and so share the lock that is taken here.
-void CKZStatGenSlice::ReleaseDicts() RYP_NO_THREAD_SAFETY_ANALYSIS {
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    // A snapshot, since a client that moves within the current slice adds to the map.
-    for (const CKZStatGenMeasurementDictionary* dictionary : SnapshotOfDictionaries())
-        if (dictionary->m_client != nullptr) dictionary->m_client->MoveToNewDictionary();
+/// Visits the dictionaries from `next` on that are in the same lane, which the caller holds, but
+/// not so many that others wait long for it. Returns the position behind them. What a client has
+/// left since the snapshot is passed over.
+template <class Visitor>
+std::size_t CKZStatGenSlice::VisitSomeOfLane(
+    const std::vector<CKZStatGenMeasurementDictionary*>& held, std::size_t next, Visitor visit) {
+    constexpr std::size_t kMostInOneHold = 32;
+    const CKZStatGenLane* const lane = held[next]->m_lane;
+    const std::size_t end = std::min(held.size(), next + kMostInOneHold);
+    for (; next < end && held[next]->m_lane == lane; ++next)
+        if (CKZStatGenClient* const client = held[next]->Owner()) visit(*held[next], *client);
+    return next;
 }
 
-/// The caller holds the clients lock.
+/// Calls `visit` with each dictionary that a client holds, and the client, in their lane. A lane
+/// that is taken comes up again after the others: who holds it may not be running. Unchecked by the
+/// analysis, which cannot follow a lane through a list.
+template <class Visitor>
+void CKZStatGenSlice::ForEachHeldDictionary(Visitor visit) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    std::vector<CKZStatGenMeasurementDictionary*> held = SnapshotOfHeldDictionaries();
+    bool waits = false;
+    while (!held.empty()) {
+        std::size_t kept = 0;
+        std::size_t visited = 0;
+        for (std::size_t next = 0; next < held.size();) {
+            CKZStatGenLane& lane = *held[next]->m_lane;
+            if (waits) {
+                lane.acquire();
+            } else if (!lane.tryAcquire()) {
+                while (next < held.size() && held[next]->m_lane == &lane)
+                    held[kept++] = held[next++];
+                continue;
+            }
+            waits = false;
+            const RyPWordLock::LockGuard guard(lane, std::adopt_lock);
+            next = VisitSomeOfLane(held, next, visit);
+            ++visited;
+        }
+        held.resize(kept);
+        waits = visited == 0;
+    }
+}
+
+void CKZStatGenSlice::ReleaseDicts() {
+    ForEachHeldDictionary([](const CKZStatGenMeasurementDictionary& dictionary,
+                             CKZStatGenClient& client) RYP_NO_THREAD_SAFETY_ANALYSIS {
+        if (client.Holds(dictionary)) client.MoveToNewDictionary();
+    });
+}
+
 void CKZStatGenSlice::DetachClients() {
-    ForEachDictionary([](int, CKZStatGenMeasurementDictionary& dictionary) {
-        if (dictionary.m_client == nullptr) return;
-        dictionary.m_client->ReleaseDictionary();
-        dictionary.m_client = nullptr;
-    });
+    ForEachHeldDictionary(
+        [](CKZStatGenMeasurementDictionary& dictionary, CKZStatGenClient& client) {
+            if (client.Holds(dictionary)) client.ReleaseDictionary();
+            dictionary.ForgetOwner();
+        });
 }
 
 CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
@@ -155,7 +206,7 @@ CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
     if (isFiled) removeAndDestroy(&wanted);  // the key of a null dictionary, which is in the way
     auto key = std::make_unique<RWCollectableInt>(clientId);
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
-    dictionary->ExpectNamesOf(similar);
+    dictionary->MakeRoomForNames(similar.GetSize());
     insertKeyAndValue(key.get(), dictionary.get());
     key.release();
     return dictionary.release();
@@ -166,6 +217,8 @@ void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
     int position = 0;
     finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
         if (position++ < m_fold.dictionaries) return;
+        // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane
+        // and is not running would hold up the packing.
         dictionary.FlushWhileNobodyReports();
         FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
         ++m_fold.dictionaries;
@@ -202,7 +255,7 @@ void CKZStatGenSlice::NoteMerged() {
         [](int, CKZStatGenMeasurementDictionary& dictionary) { dictionary.NoteMerged(); });
 }
 
-/// How many values were reported into it. The caller holds the clients lock.
+/// How many values were reported into it. The caller keeps it from being freed.
 double CKZStatGenSlice::CountValues() const {
     const Lock::LockGuard guard(*m_lock);
     double values = 0;
@@ -242,7 +295,7 @@ CKZStatGenMain::CKZStatGenMain(const char* name)
       m_packStage(PackStage::Taken),
       m_elapsedOfText(0),
       m_sliceToFree(nullptr),
-      m_clientsLock(std::make_unique<RWMutexLock>()),
+      m_clientsLock(std::make_unique<CKZStatGenLanes>()),
       m_statsCacheSize(kLargestCacheSize),
       m_statsCacheFlushInterval(kLongestFlushInterval) {
     // Signalled at once: nobody waits for a loop that is never run.
@@ -326,19 +379,42 @@ void CKZStatGenMain::Start(double startTime, double sliceLength) {
 
 CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
     int clientId, CKZStatGenMeasurementDictionary* previous) {
-    if (previous != nullptr && previous->m_slice != nullptr) previous->m_slice->DecCountZ0();
+    CKZStatGenMeasurementDictionary::Size expected;
+    if (previous != nullptr) {
+        expected = previous->GetSize();
+        if (previous->m_slice != nullptr) previous->m_slice->DecCountZ0();
+    }
+    return NewDictionary(clientId, nullptr, m_clientsLock->First(), expected);
+}
 
+/// For `client`, which may be null, in `lane`.
+CKZStatGenMeasurementDictionary* CKZStatGenMain::NewDictionary(
+    int clientId, CKZStatGenClient* client, CKZStatGenLane& lane,
+    const CKZStatGenMeasurementDictionary::Size& expected) {
+    if (!HasCurrentSlice()) return nullptr;
+    return File(std::unique_ptr<CKZStatGenMeasurementDictionary>(
+                    new CKZStatGenMeasurementDictionary(client, lane, m_statsCacheSize, expected)),
+                clientId);
+}
+
+/// Before `Start` false, and an error is logged; at the end of the timeline false.
+bool CKZStatGenMain::HasCurrentSlice() {
+    if (!std::isinf(m_currentEndTime.load())) return true;
+    const Lock::LockGuard guard(*m_timelineLock);
+    if (m_currentSlice == nullptr && !m_isLastSlice) KZ_LOG_ERROR(kNotStarted);
+    return m_currentSlice != nullptr;
+}
+
+/// Puts the dictionary into the current slice, which owns it then; null, and it is deleted, where
+/// there is no current slice. It was made before, since other clients wait meanwhile.
+CKZStatGenMeasurementDictionary* CKZStatGenMain::File(
+    std::unique_ptr<CKZStatGenMeasurementDictionary> dictionary, int clientId) {
     // A cheap first test; the one that counts is made under the lock.
     const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
     const Lock::LockGuard guard(*m_timelineLock);
     if (sliceMayBeOver) AdvanceTimeline();
-    if (m_currentSlice == nullptr) {
-        if (!m_isLastSlice) KZ_LOG_ERROR(kNotStarted);
-        return nullptr;
-    }
-
-    auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>(m_currentSlice);
-    if (previous != nullptr) dictionary->ExpectNamesOf(*previous);
+    if (m_currentSlice == nullptr) return nullptr;
+    dictionary->m_slice = m_currentSlice;
     m_currentSlice->AddDictionary(dictionary.get(), clientId);
     return dictionary.release();
 }
@@ -370,19 +446,22 @@ int CKZStatGenMain::EndWithCurrentSlice() {
 
 /// Refuses all values from now on. Slices that were not delivered yet keep theirs.
 void CKZStatGenMain::EndAtOnce() {
-    const RWMutexLock::LockGuard clients(*m_clientsLock);
-    const Lock::LockGuard guard(*m_timelineLock);
-    RWHashDictionaryIterator next(m_timeline);
-    while (next() != nullptr) SliceOf(next.value())->m_open = false;
-    m_isLastSlice = true;
-    m_currentSlice = nullptr;
-    m_currentEndTime = std::numeric_limits<double>::infinity();
+    {
+        const Lock::LockGuard guard(*m_timelineLock);
+        RWHashDictionaryIterator next(m_timeline);
+        while (next() != nullptr) SliceOf(next.value())->m_open = false;
+        m_isLastSlice = true;
+        m_currentSlice = nullptr;
+        m_currentEndTime = std::numeric_limits<double>::infinity();
+    }
+    m_clientsLock->PassThrough();
 }
 
 void CKZStatGenMain::BeginNextSlice() {
     const double end = m_currentSlice->m_time + m_sliceLength;
     const int id = m_sliceCounter + 1;
     auto next = std::make_unique<CKZStatGenSlice>(id, end, this, true);
+    next->MakeRoomForDictionariesOf(*m_currentSlice);
     AddSlice(next.get(), id);
     try {
         m_packQueue.put(m_currentSlice);
@@ -415,14 +494,13 @@ void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
     std::unique_ptr<RWCollectable> key;
     std::unique_ptr<CKZStatGenSlice> removed;
     {
-        // The clients lock too: a client that has just left the slice is out of it by then.
-        const RWMutexLock::LockGuard clients(*m_clientsLock);
         const Lock::LockGuard guard(*m_timelineLock);
         removed.reset(SliceOf(m_timeline.findValue(&id)));
-        if (removed != nullptr) removed->DetachClients();
         key = TakeOutOfTimeline(id.value());
     }
-    // Out of reach now, so no client waits while thousands of measurements are freed.
+    if (removed != nullptr) removed->DetachClients();
+    // A client that has just left the slice may still be reading its dictionary there.
+    m_clientsLock->PassThrough();
 }
 
 CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
@@ -439,17 +517,18 @@ CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
 /// Null where `Terminate` came first. It counts under the same lock, so that each slice is either
 /// sent or counted.
 CKZStatGenSlice* CKZStatGenMain::TakeToSend(CKZStatGenSlice* slice) {
-    const RWMutexLock::LockGuard clients(*m_clientsLock);
+    const Lock::LockGuard guard(*m_timelineLock);
     if (m_terminated.load()) return nullptr;
     slice->m_isUnsent.store(false, std::memory_order_relaxed);
     return slice;
 }
 
-/// Under the clients lock: a client that has passed its test of the open flag has put its value
-/// into the cache before the slice is folded.
+/// A client tests the open flag and caches its value in one hold of its lane. So once all lanes
+/// were passed through, who found the flag set has cached its value, and all others find it
+/// cleared.
 void CKZStatGenMain::CloseSlice(CKZStatGenSlice* slice) {
-    const RWMutexLock::LockGuard clients(*m_clientsLock);
     slice->m_open.store(false, std::memory_order_relaxed);
+    m_clientsLock->PassThrough();
 }
 
 void CKZStatGenMain::TakeInHand(CKZStatGenSlice* slice) {
@@ -633,7 +712,6 @@ void CKZStatGenMain::LogUnsent() const {
     int slices = 0;
     double values = 0;
     {
-        const RWMutexLock::LockGuard clients(*m_clientsLock);
         const Lock::LockGuard guard(*m_timelineLock);
         RWHashDictionaryIterator next(m_timeline);
         while (next() != nullptr) {
@@ -657,25 +735,51 @@ void CKZStatGenMain::WaitForTerminateToEnd() {
 // --------------------------------------------------------------------------- CKZStatGenClient
 
 CKZStatGenClient::CKZStatGenClient(CKZStatGenMain* main, int clientId)
-    : m_main(main), m_dictionary(nullptr), m_clientId(clientId) {}
+    : m_main(main),
+      m_lane(main->m_clientsLock->OfThisThread()),
+      m_dictionary(nullptr),
+      m_isPausing(false),
+      m_clientId(clientId) {}
 
-CKZStatGenClient::~CKZStatGenClient() {
+// The analysis cannot tell that a client and its dictionary are in one lane; what says so below is
+// unchecked.
+
+CKZStatGenClient::~CKZStatGenClient() RYP_NO_THREAD_SAFETY_ANALYSIS {
     // The garbage loop may be on its way to this client through the dictionary.
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
-    if (m_dictionary != nullptr) m_dictionary->m_client = nullptr;
+    const CKZStatGenLaneOfClient::Hold lane(m_lane);
+    if (m_dictionary != nullptr) m_dictionary->ForgetOwner();
 }
 
 CKZStatGenMeasurementDictionary* CKZStatGenClient::GetNewDictionary() {
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    const CKZStatGenLaneOfClient::Hold lane(m_lane);
     return MoveToNewDictionary();
 }
 
 CKZStatGenMeasurementDictionary* CKZStatGenClient::MoveToNewDictionary() {
-    CKZStatGenMeasurementDictionary* const previous = std::exchange(m_dictionary, nullptr);
-    if (previous != nullptr) previous->m_client = nullptr;
-    m_dictionary = m_main->GetNewDictionary(m_clientId, previous);
-    if (m_dictionary != nullptr) m_dictionary->m_client = this;
+    Take(Leave());
     return m_dictionary;
+}
+
+/// Returns what the dictionary took that was left; nothing where there was none. Unchecked.
+CKZStatGenClient::DictionarySize CKZStatGenClient::Leave() RYP_NO_THREAD_SAFETY_ANALYSIS {
+    CKZStatGenMeasurementDictionary* const left = std::exchange(m_dictionary, nullptr);
+    if (left == nullptr) return {};
+    left->ForgetOwner();
+    const DictionarySize size = left->GetSize();
+    left->m_slice->DecCountZ0();
+    return size;
+}
+
+/// REQUIRES: it has no dictionary.
+void CKZStatGenClient::Take(const DictionarySize& expected) {
+    m_dictionary = m_main->NewDictionary(m_clientId, this, m_lane.Get(), expected);
+}
+
+/// False for one of which the client was told to forget it, and for all others. Unchecked: the
+/// caller holds the lane of the dictionary, in which this client is if it holds that.
+bool CKZStatGenClient::Holds(const CKZStatGenMeasurementDictionary& dictionary) const
+    RYP_NO_THREAD_SAFETY_ANALYSIS {
+    return &m_lane.Get() == dictionary.m_lane && m_dictionary == &dictionary;
 }
 
 /// Unchecked: at the end of a generator no lock is left to hold.
@@ -688,14 +792,15 @@ double CKZStatGenClient::EndTime() const {
 }
 
 double CKZStatGenClient::GetCurrentEndTime() const {
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    const CKZStatGenLaneOfClient::Hold lane(m_lane);
     return m_dictionary != nullptr ? EndTime() : m_main->CurrentEndTime();
 }
 
-bool CKZStatGenClient::NeedsNewDictionary(double now) const {
+/// Unchecked.
+bool CKZStatGenClient::NeedsNewDictionary(double now) const RYP_NO_THREAD_SAFETY_ANALYSIS {
     // At the very end of the slice the old dictionary still serves: where the slice was closed
     // meanwhile, it refuses and the value is tried again.
-    return m_dictionary == nullptr || m_dictionary->m_client == nullptr || now > EndTime();
+    return m_dictionary == nullptr || m_dictionary->Owner() == nullptr || now > EndTime();
 }
 
 /// Returns whether the value was accepted.
@@ -704,18 +809,38 @@ inline bool CKZStatGenClient::Report(const char* name, double value,
     // Both cost less before the lock than behind it. The time is good when the lock was free.
     double now = RyPSysTime();
     const CKZStatGenMeasurementDictionary::Name cutName(name);
-    if (!m_main->m_clientsLock->tryAcquire()) {
-        m_main->m_clientsLock->acquire();
-        now = RyPSysTime();
-    }
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock, std::adopt_lock);
-    if (NeedsNewDictionary(now)) MoveToNewDictionary();
+    CKZStatGenLaneOfClient::Hold lane(m_lane);
+    if (!lane.WasFree()) now = RyPSysTime();
+    if (m_isPausing) now = WaitForPausing(lane);
+    if (NeedsNewDictionary(now)) MoveForReport(lane);
     while (m_dictionary != nullptr) {
         if (m_dictionary->AddLastOfClient(cutName, value, type) != 0) return true;
-        if (retry == Retry::UntilStopping && !MayTryAgain()) return false;
-        MoveToNewDictionary();
+        const CKZStatGenMeasurementDictionary* const refusing = m_dictionary;
+        if (retry == Retry::UntilStopping && !MayTryAgain(lane)) return false;
+        if (m_dictionary == refusing || m_dictionary == nullptr) MoveToNewDictionary();
     }
     return false;
+}
+
+/// Waits until the value of another thread is through that this client refused before. Returns the
+/// time.
+double CKZStatGenClient::WaitForPausing(CKZStatGenLaneOfClient::Hold& lane) {
+    while (m_isPausing) lane.LetGoDuring([] { RyPSleep(kRetryPauseSeconds); });
+    return RyPSysTime();
+}
+
+/// To a new dictionary in the lane of this thread: hosts make clients, and often report a first
+/// value, on one thread and then drive them from others.
+void CKZStatGenClient::MoveForReport(CKZStatGenLaneOfClient::Hold& lane) {
+    CKZStatGenLane& own = m_main->m_clientsLock->OfThisThread();
+    DictionarySize expected = Leave();
+    if (&m_lane.Get() != &own) {
+        lane.MoveTo(own);
+        // Another thread that reports through this client may have been here first.
+        if (!NeedsNewDictionary(RyPSysTime())) return;
+        if (m_dictionary != nullptr) expected = Leave();
+    }
+    Take(expected);
 }
 
 void CKZStatGenClient::AddLast(const char* name, double value,
@@ -728,11 +853,15 @@ void CKZStatGenClient::AddLast(const char* name, double value,
 }
 
 /// After a refusal: false where the generator is stopping. Mostly the slice ended and was closed
-/// since the clock was read: then the next one takes the value. All clients wait meanwhile, so
-/// there is no pause without need.
-bool CKZStatGenClient::MayTryAgain() const {
+/// since the clock was read: then the next one takes the value. Else there is a pause, for which
+/// only those wait who report through the same client.
+bool CKZStatGenClient::MayTryAgain(CKZStatGenLaneOfClient::Hold& lane) {
     if (m_main->m_stopping.load()) return false;
-    if (RyPSysTime() < EndTime()) RyPSleep(kRetryPauseSeconds);
+    if (RyPSysTime() < EndTime()) {
+        m_isPausing = true;
+        lane.LetGoDuring([] { RyPSleep(kRetryPauseSeconds); });
+        m_isPausing = false;
+    }
     return true;
 }
 
@@ -745,8 +874,8 @@ bool CKZStatGenClient::TryAddLast(const char* name, double value,
 }
 
 int CKZStatGenClient::FlushStatsCache() {
-    // The clients lock keeps the garbage loop from freeing the dictionary meanwhile.
-    const RWMutexLock::LockGuard clients(*m_main->m_clientsLock);
+    // The lane keeps the garbage loop from freeing the dictionary meanwhile.
+    const CKZStatGenLaneOfClient::Hold lane(m_lane);
     return m_dictionary == nullptr ? 0 : m_dictionary->FlushWhileNobodyReports();
 }
 

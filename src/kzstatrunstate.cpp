@@ -49,8 +49,9 @@ CKZStatRunGenerator::CKZStatRunGenerator(const char* name, Deliver deliver)
     : CKZStatGenMain(name), m_deliver(std::move(deliver)) {}
 
 double CKZStatRunGenerator::EndOf(const CKZStatGenClient& client) {
-    const Guard clients(*client.m_main->m_clientsLock);
-    return client.m_dictionary == nullptr ? kInfinite : client.EndTime();
+    const CKZStatGenLaneOfClient::Hold lane(client.m_lane);
+    return client.m_dictionary == nullptr ? client.m_main->m_currentEndTime.load()
+                                          : client.EndTime();
 }
 
 // ---------------------------------------------------------------------------- CKZStatRunState

@@ -36,7 +36,8 @@ public:
         return client.TryAddLast(name, value, type);
     }
     static CKZStatGenTimerDictionary& TimersOf(CKZStatGenClient& client) { return client.m_timers; }
-    /// The end of the slice that the client is in; infinite where it is in none.
+    /// The end of the slice that the client is in; that of the current one where it is just being
+    /// moved; infinite where there is none.
     static double EndOf(const CKZStatGenClient& client);
     /// The end of the current slice; infinite where there is none.
     double CurrentEnd() const { return m_currentEndTime.load(); }

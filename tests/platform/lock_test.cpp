@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "rw/mutex.h"
 #include "rw/recursive.h"
 #include "ryp/annotations.h"
+#include "ryp/wordlock.h"
 
 namespace {
 
@@ -44,7 +46,7 @@ class AnyLock : public testing::Test {
 protected:
     Lock m_lock;
 };
-using Locks = testing::Types<RWMutexLock, RecursiveLock>;
+using Locks = testing::Types<RWMutexLock, RyPWordLock, RecursiveLock>;
 TYPED_TEST_SUITE(AnyLock, Locks);
 
 TYPED_TEST(AnyLock, IsFreeAtFirst) {
@@ -126,6 +128,22 @@ TYPED_TEST(AnyLock, LetsAWaitingThreadInAfterTheRelease) {
     Release(this->m_lock);
     waiter.join();
     EXPECT_TRUE(inside);
+}
+
+/// The holder gives its processor away, so that the others spin in vain and block.
+TYPED_TEST(AnyLock, LetsEveryThreadInThatBlocked) {
+    int unguarded = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round) {
+                const typename TypeParam::LockGuard guard(this->m_lock);
+                std::this_thread::sleep_for(std::chrono::microseconds(20));
+                ++unguarded;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(unguarded, 400);
 }
 
 TEST(RecursiveLock, IsFreeOnceReleasedAsOftenAsAcquired) {

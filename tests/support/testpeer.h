@@ -34,6 +34,9 @@ struct CKZStatGenTestPeer {
     static std::size_t SlicesInTimeline(const CKZStatGenMain& main) RYP_NO_THREAD_SAFETY_ANALYSIS {
         return main.m_timeline.entries();
     }
+    static const CKZStatGenLanes& LanesOf(const CKZStatGenMain& main) {
+        return *main.m_clientsLock;
+    }
     static RyPEventQueue& PackQueue(CKZStatGenMain& main) { return main.m_packQueue; }
     static RyPEventQueue& GarbageQueue(CKZStatGenMain& main) { return main.m_garbageQueue; }
 

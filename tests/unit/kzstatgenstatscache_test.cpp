@@ -70,6 +70,33 @@ TEST_F(StatsCache, TakesItsFillOfTheLongestNames) {
     EXPECT_EQ(Names(), std::vector<std::string>(Cache::kCapacity, longest));
 }
 
+TEST_F(StatsCache, HasNoMemoryUntilAValueComes) {
+    EXPECT_EQ(cache.Capacity(), 0u);
+    Add("login");
+    EXPECT_GT(cache.Capacity(), 0u);
+}
+
+TEST_F(StatsCache, TakesLittleMemoryForShortNames) {
+    for (int i = 0; i < Cache::kCapacity; ++i) Add("some/login/page");
+    EXPECT_LE(cache.Capacity(), 1024u);
+}
+
+TEST_F(StatsCache, NeedsNoFurtherMemoryForWhatAnotherHadRoomFor) {
+    Cache another;
+    const std::string name(100, 'n');
+    for (int i = 0; i < 7; ++i) another.Add(Cache::Name(name.c_str()), i, Types::Timer);
+    cache.Reserve(another.Capacity());
+    for (int i = 0; i < 7; ++i) Add(name);
+    EXPECT_EQ(cache.Capacity(), another.Capacity());
+}
+
+TEST_F(StatsCache, KeepsItsValuesWhereRoomIsMade) {
+    Add("one");
+    Add("two");
+    cache.Reserve(5000);
+    EXPECT_THAT(Names(), ElementsAre("one", "two"));
+}
+
 TEST_F(StatsCache, DropsTheOldest) {
     for (const char* const name : {"one", "three", "a name of some length", "four"}) Add(name);
     cache.DropFirst(2);

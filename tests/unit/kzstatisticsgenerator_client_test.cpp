@@ -123,21 +123,34 @@ TEST_F(Client, TriesARefusedValueAgainAfterATenthOfASecondBeforeTheEndOfItsSlice
     EXPECT_EQ(Flushed().GetSum("n"), 10);
 }
 
-TEST_F(Client, KeepsEveryDictionaryFromBeingFlushedWhileItReports) {
+TEST_F(Client, KeepsNobodyWaitingWhileARefusedValuePauses) {
     client.AddLast("n", 1, Types::Counter);
     CloseSliceOneBeforeItsEnd(109.95);
-    other.AddLast("n", 1, Types::Counter);
-    auto* const dictionary = Peer::DictionaryOf(other);
     std::thread reporter([&] { client.AddLast("n", 10, Types::Counter); });
-    clock.WaitForSleepers(1);  // refused, and about to try again
-    std::thread flusher([&] { dictionary->FlushStatsCache(); });
-    // Leaves the processor to a flush that does not wait.
-    for (int turn = 0; turn < 10000; ++turn) std::this_thread::yield();
-    EXPECT_EQ(Peer::CachedCount(*dictionary), 1);
-    clock.Set(110.2);
+    clock.WaitForSleepers(1);
+    other.AddLast("n", 1, Types::Counter);
+    generator.SendSlice(Peer::CurrentSlice(generator));
+    client.FlushStatsCache();
+    clock.Set(120.0);
     reporter.join();
-    flusher.join();
-    EXPECT_EQ(Peer::CachedCount(*dictionary), 0);
+    EXPECT_EQ(Flushed().GetSum("n"), 10);
+}
+
+/// A name keeps the type of its first value, which tells the order of the two.
+TEST_F(Client, LetsNoOtherThreadOvertakeARefusedValue) {
+    client.AddLast("n", 1, Types::Counter);
+    CloseSliceOneBeforeItsEnd(109.95);
+    std::thread first([&] { client.AddLast("m", 10, Types::Counter); });
+    clock.WaitForSleepers(1);
+    clock.Set(110.01);  // a further value would find the slice over
+    std::thread second([&] { client.AddLast("m", 20, Types::Timer); });
+    clock.WaitForSleepers(2);
+    clock.Set(110.2);
+    first.join();
+    clock.Set(110.4);
+    second.join();
+    EXPECT_EQ(Flushed().GetSum("m"), 30);
+    EXPECT_EQ(Flushed().GetType("m"), Types::Counter);
 }
 
 TEST_F(Client, DropsARefusedValueAtOnceWhenTheGeneratorIsStopping) {

@@ -1,0 +1,113 @@
+#ifndef KZSTATGENLANE_H
+#define KZSTATGENLANE_H
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+
+#include "kzstat_export.h"
+#include "ryp/annotations.h"
+#include "ryp/wordlock.h"
+
+// The clients of a generator are spread over lanes, so that threads which report do not wait for
+// one another. A client and the dictionary that it fills are always in one lane, and whoever
+// touches either holds that lane; nobody ever holds two. Which lane that is plays no part in what
+// is counted: a client that reports follows its thread from slice to slice.
+
+/// The lock of the clients that share a lane. Alone on its cache lines, of which processors fetch
+/// two at a time.
+class alignas(128) CKZStatGenLane : public RyPWordLock {};
+
+/// All lanes of a generator. Constant after construction; safe for concurrent use.
+class KZSTAT_EXPORT CKZStatGenLanes {
+public:
+    CKZStatGenLanes();
+
+    /// The lane of the calling thread. Others share it where there are more threads than lanes.
+    CKZStatGenLane& OfThisThread() const;
+    /// The lane of dictionaries without a client.
+    CKZStatGenLane& First() const { return m_lanes[0]; }
+
+    /// Acquires and releases each lane in turn. Whoever held one before is through when this
+    /// returns, and whoever acquires one later sees what the caller wrote before. REQUIRES: the
+    /// caller holds no lane.
+    void PassThrough() const;
+
+private:
+    std::size_t m_count;
+    std::unique_ptr<CKZStatGenLane[]> m_lanes;
+};
+
+/// The lane that a client is in. It changes only by `Hold::MoveTo`. Safe for concurrent use.
+class KZSTAT_EXPORT RYP_CAPABILITY("mutex") CKZStatGenLaneOfClient {
+public:
+    explicit CKZStatGenLaneOfClient(CKZStatGenLane& lane) : m_lane(&lane) {}
+    CKZStatGenLaneOfClient(const CKZStatGenLaneOfClient&) = delete;
+    CKZStatGenLaneOfClient& operator=(const CKZStatGenLaneOfClient&) = delete;
+
+    /// Acquires the lane in which the client is by then. Returns false where it was not free at
+    /// once.
+    bool acquire() RYP_ACQUIRE() RYP_NO_THREAD_SAFETY_ANALYSIS {
+        if (TryAcquire(*m_lane.load(std::memory_order_acquire))) return true;
+        AcquireTaken();
+        return false;
+    }
+    void release() RYP_RELEASE() RYP_NO_THREAD_SAFETY_ANALYSIS {
+        m_lane.load(std::memory_order_relaxed)->release();
+    }
+
+    /// The lane that the caller holds.
+    CKZStatGenLane& Get() const RYP_REQUIRES(this) {
+        return *m_lane.load(std::memory_order_relaxed);
+    }
+
+    /// Holds the lane while it lives. Owned by the thread that made it.
+    class RYP_SCOPED_CAPABILITY Hold {
+    public:
+        explicit Hold(CKZStatGenLaneOfClient& lane) RYP_ACQUIRE(lane)
+            : m_lane(lane), m_wasFree(lane.acquire()) {}
+        ~Hold() RYP_RELEASE() { m_lane.release(); }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+        /// False where the constructor had to wait.
+        bool WasFree() const { return m_wasFree; }
+
+        // Others may use the client meanwhile, so the caller looks again at what it knew of it.
+
+        /// Puts the client into `lane`, and holds the one in which it is afterwards: another
+        /// thread may put it into its own. REQUIRES: the client has no dictionary.
+        void MoveTo(CKZStatGenLane& lane);
+        /// Lets the lane go while `work` runs.
+        template <class Work>
+        void LetGoDuring(Work work) RYP_NO_THREAD_SAFETY_ANALYSIS {
+            m_lane.release();
+            work();
+            m_lane.acquire();
+        }
+
+    private:
+        CKZStatGenLaneOfClient& m_lane;
+        const bool m_wasFree;
+    };
+
+private:
+    bool TryAcquire(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {
+        return lane.tryAcquire() && IsStill(lane);
+    }
+    bool IsStill(CKZStatGenLane& lane);
+    void AcquireTaken();
+
+    // Stored under the lane that it names until then, and released: who loads it sees what was done
+    // to the client in its former lane. Who holds the lane that it names keeps it as it is.
+    std::atomic<CKZStatGenLane*> m_lane;
+};
+
+/// After the lane was acquired: false, and released, where the client has left it meanwhile.
+inline bool CKZStatGenLaneOfClient::IsStill(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    if (m_lane.load(std::memory_order_acquire) == &lane) return true;
+    lane.release();
+    return false;
+}
+
+#endif

@@ -1,0 +1,45 @@
+#include "kzstatgenlane.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "ryp/threadnumber.h"
+
+namespace {
+
+// More than most machines have processors, so that threads mostly have a lane each.
+constexpr std::size_t kFewestLanes = 64;
+
+/// A multiple of the processors: as many threads as these, or twice as many, share evenly.
+std::size_t CountLanes() {
+    const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
+    return (kFewestLanes + processors - 1) / processors * processors;
+}
+
+}  // namespace
+
+CKZStatGenLanes::CKZStatGenLanes()
+    : m_count(CountLanes()), m_lanes(std::make_unique<CKZStatGenLane[]>(m_count)) {}
+
+CKZStatGenLane& CKZStatGenLanes::OfThisThread() const {
+    return m_lanes[RyPThreadNumber() % m_count];
+}
+
+void CKZStatGenLanes::PassThrough() const {
+    for (std::size_t i = 0; i < m_count; ++i) const RyPWordLock::LockGuard through(m_lanes[i]);
+}
+
+void CKZStatGenLaneOfClient::AcquireTaken() RYP_NO_THREAD_SAFETY_ANALYSIS {
+    for (;;) {
+        CKZStatGenLane& lane = *m_lane.load(std::memory_order_acquire);
+        lane.acquire();
+        if (IsStill(lane)) return;
+    }
+}
+
+void CKZStatGenLaneOfClient::Hold::MoveTo(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    CKZStatGenLane& former = m_lane.Get();
+    m_lane.m_lane.store(&lane, std::memory_order_release);
+    former.release();
+    m_lane.acquire();
+}

@@ -1,0 +1,269 @@
+#include "kzstatgenlane.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "kzstatisticsgenerator.h"
+#include "ryp/testclock.h"
+#include "support/recordinggenerator.h"
+#include "support/testpeer.h"
+
+namespace {
+
+using Peer = CKZStatGenTestPeer;
+using Types = CKZStatPointTypeEnum;
+
+/// Runs what it is given on one thread, which it keeps.
+class Worker {
+public:
+    Worker() : m_thread([this] { Loop(); }) {}
+    ~Worker() {
+        Begin([this] { m_ends = true; }).wait();
+        m_thread.join();
+    }
+
+    std::future<void> Begin(std::function<void()> work) {
+        std::packaged_task<void()> task(std::move(work));
+        std::future<void> done = task.get_future();
+        m_work.set_value(std::move(task));
+        return done;
+    }
+    void Do(const std::function<void()>& work) { Begin(work).get(); }
+
+private:
+    void Loop() {
+        while (!m_ends) {
+            std::packaged_task<void()> task = m_work.get_future().get();
+            m_work = {};
+            task();
+        }
+    }
+
+    std::promise<std::packaged_task<void()>> m_work;
+    bool m_ends = false;
+    std::thread m_thread;
+};
+
+/// Gives `work` time to get through if nothing holds it.
+bool IsDone(const std::future<void>& work) {
+    for (int turn = 0; turn < 10000; ++turn) std::this_thread::yield();
+    return work.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+TEST(Lanes, AreOthersForOtherThreads) {
+    const CKZStatGenLanes lanes;
+    Worker worker;
+    worker.Do([&] { lanes.OfThisThread(); });
+    const CKZStatGenLane* others = nullptr;
+    worker.Do([&] { others = &lanes.OfThisThread(); });
+    EXPECT_NE(&lanes.OfThisThread(), others);
+}
+
+TEST(Lanes, ArePassedThroughOnceNobodyHoldsOneAnyMore) {
+    const CKZStatGenLanes lanes;
+    Worker worker;
+    std::future<void> passed;
+    {
+        const RyPWordLock::LockGuard held(lanes.OfThisThread());
+        passed = worker.Begin([&] { lanes.PassThrough(); });
+        EXPECT_FALSE(IsDone(passed));
+    }
+    passed.get();
+}
+
+TEST(LaneOfClient, IsAcquiredWhereTheClientIsByThen) {
+    CKZStatGenLane former;
+    CKZStatGenLane next;
+    CKZStatGenLaneOfClient client(former);
+    Worker worker;
+    std::atomic<const CKZStatGenLane*> acquired{nullptr};
+    std::future<void> waiting;
+    {
+        CKZStatGenLaneOfClient::Hold mine(client);
+        waiting = worker.Begin([&] {
+            const CKZStatGenLaneOfClient::Hold others(client);
+            acquired = &client.Get();
+        });
+        EXPECT_FALSE(IsDone(waiting));
+        mine.MoveTo(next);
+    }
+    waiting.get();
+    EXPECT_EQ(acquired, &next);
+}
+
+/// Client 5, made on the thread of the test, in slices of 10 seconds from 100 on; another thread
+/// reports through it, and the lane of the test's thread can be held.
+class ClientInALane : public testing::Test {
+protected:
+    ClientInALane() {
+        generator.Start(100.0, 10.0);
+        worker.Do([this] { Peer::LanesOf(generator).OfThisThread(); });
+    }
+
+    CKZStatGenLane& MyLane() const { return Peer::LanesOf(generator).OfThisThread(); }
+    void Report() { client.AddLast("n", 1, Types::Counter); }
+    std::future<void> BeginReportElsewhere() {
+        return worker.Begin([this] { Report(); });
+    }
+    double SumOfClient() {
+        client.FlushStatsCache();
+        return Peer::DictionaryOf(client)->GetSum("n");
+    }
+
+    RyPTestClock clock{100.0};
+    RecordingGenerator generator;
+    CKZStatGenClient client{&generator, 5};
+    Worker worker;
+};
+
+TEST_F(ClientInALane, IsInThatOfTheThreadThatReportsFirst) {
+    BeginReportElsewhere().get();
+    const RyPWordLock::LockGuard mine(MyLane());
+    BeginReportElsewhere().get();
+}
+
+TEST_F(ClientInALane, StaysThereWithinASlice) {
+    Report();
+    std::future<void> elsewhere;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        elsewhere = BeginReportElsewhere();
+        EXPECT_FALSE(IsDone(elsewhere));
+    }
+    elsewhere.get();
+    EXPECT_EQ(SumOfClient(), 2);
+}
+
+TEST_F(ClientInALane, FollowsItsThreadInTheNextSlice) {
+    Report();
+    clock.Set(110.5);
+    BeginReportElsewhere().get();
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        BeginReportElsewhere().get();
+    }
+    EXPECT_EQ(SumOfClient(), 2);
+    EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1);
+}
+
+TEST_F(ClientInALane, StaysThereWhenItAsksForANewDictionary) {
+    Report();
+    worker.Do([this] { client.GetNewDictionary(); });
+    std::future<void> elsewhere;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        elsewhere = BeginReportElsewhere();
+        EXPECT_FALSE(IsDone(elsewhere));
+    }
+    elsewhere.get();
+}
+
+TEST_F(ClientInALane, StaysThereWhenItIsMovedOffASlice) {
+    Report();
+    CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
+    clock.Set(110.5);
+    worker.Do([&] { finished.ReleaseDicts(); });
+    std::future<void> elsewhere;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        elsewhere = BeginReportElsewhere();
+        EXPECT_FALSE(IsDone(elsewhere));
+    }
+    elsewhere.get();
+}
+
+TEST_F(ClientInALane, KeepsItsDictionaryFromBeingFlushedWhileItReports) {
+    Report();
+    CKZStatGenMeasurementDictionary& dictionary = *Peer::DictionaryOf(client);
+    std::future<void> flushed;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        flushed = worker.Begin([&] { dictionary.FlushStatsCache(); });
+        EXPECT_FALSE(IsDone(flushed));
+        EXPECT_EQ(Peer::CachedCount(dictionary), 1);
+    }
+    flushed.get();
+    EXPECT_EQ(Peer::CachedCount(dictionary), 0);
+}
+
+TEST_F(ClientInALane, KeepsItsSliceFromBeingSentWhileItReports) {
+    Report();
+    clock.Set(110.5);
+    worker.Do([this] { CKZStatGenClient(&generator, 6).GetNewDictionary(); });
+    CKZStatGenSlice* const finished = generator.WaitForSlice();
+    std::future<void> sent;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        sent = worker.Begin([&] { generator.SendSlice(finished); });
+        EXPECT_FALSE(IsDone(sent));
+    }
+    sent.get();
+}
+
+TEST_F(ClientInALane, KeepsItsSliceFromBeingFreedWhileItReports) {
+    Report();
+    clock.Set(110.5);
+    client.GetNewDictionary();
+    CKZStatGenSlice* const finished = generator.WaitForSlice();
+    std::future<void> freed;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        freed = worker.Begin([&] { generator.RemoveSlice(finished); });
+        EXPECT_FALSE(IsDone(freed));
+    }
+    freed.get();
+}
+
+TEST_F(ClientInALane, IsPassedOverWhereItForgotItsDictionary) {
+    Report();
+    CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
+    client.ReleaseDictionary();
+    clock.Set(110.5);
+    BeginReportElsewhere().get();  // in another lane now
+    finished.ReleaseDicts();
+    EXPECT_EQ(finished.GetCountZ0(), 1);
+    EXPECT_EQ(SumOfClient(), 1);
+    generator.RemoveSlice(generator.WaitForSlice());
+    EXPECT_EQ(SumOfClient(), 1);
+}
+
+/// Idle clients of a taken lane are moved after those of free ones.
+TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
+    Report();
+    CKZStatGenClient elsewhere(&generator, 6);
+    worker.Do([&] { elsewhere.AddLast("n", 1, Types::Counter); });
+    CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
+    clock.Set(110.5);
+    std::future<void> released;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        released = worker.Begin([&] { finished.ReleaseDicts(); });
+        EXPECT_FALSE(IsDone(released));
+        EXPECT_EQ(finished.GetCountZ0(), 1);
+    }
+    released.get();
+    EXPECT_EQ(finished.GetCountZ0(), 0);
+}
+
+TEST_F(ClientInALane, IsMovedOffASliceWithAllOthers) {
+    std::deque<CKZStatGenClient> clients;
+    for (int id = 0; id < 100; ++id) {
+        clients.emplace_back(&generator, id).AddLast("n", 1, Types::Counter);
+        worker.Do([&] { clients.emplace_back(&generator, id).AddLast("n", 1, Types::Counter); });
+    }
+    CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
+    EXPECT_EQ(finished.GetCountZ0(), 200);
+    clock.Set(110.5);
+    finished.ReleaseDicts();
+    EXPECT_EQ(finished.GetCountZ0(), 0);
+    EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 200);
+}
+
+}  // namespace
