@@ -88,8 +88,7 @@ double LoadRun::SecondsSinceStart() const {
 }
 
 bool LoadRun::LoadIsOver() const {
-    return kzterminal::StopIsRequested() ||
-           SecondsSinceStart() >= m_options.durationSeconds ||
+    return kzterminal::StopIsRequested() || SecondsSinceStart() >= m_options.durationSeconds ||
            m_state.ServerIsOutOfReach(m_options.clients);
 }
 
