@@ -52,9 +52,9 @@ public:
 /// the client's named timers. It may outlive its run, and then refuses every value. The load of a
 /// run is the number of its handles, until the host sets it.
 ///
-/// Values: safe for concurrent use; all clients of a run report one at a time. Timers: owned by
-/// the client's own thread. Moving: while no other thread uses either handle; one that was moved
-/// from may still be used, and refuses every value.
+/// Values: safe for concurrent use; threads that report through clients of their own do not wait
+/// for one another. Timers: owned by the client's own thread. Moving: while no other thread uses
+/// either handle; one that was moved from may still be used, and refuses every value.
 class KZSTAT_EXPORT CKZStatRunClient {
 public:
     CKZStatRunClient(CKZStatRunClient&& other) noexcept;
