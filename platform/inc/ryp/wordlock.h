@@ -7,9 +7,9 @@
 #include "kzplatform_export.h"
 #include "ryp/annotations.h"
 
-/// A plain mutex of one word, for locks that are taken more often than anything else is done: where
-/// it is free, taking and releasing it call nothing. A thread that finds it taken spins for some
-/// microseconds before it blocks. Not fair. Safe for concurrent use; `release` is called by the
+/// A plain mutex of one word for the most frequent locks: uncontended, acquiring and releasing it
+/// are inline and make no call. A thread that finds it taken spins for some microseconds before it
+/// blocks (spin then park). Not fair. Safe for concurrent use; `release` must be called by the
 /// thread that holds it.
 class KZPLATFORM_EXPORT RYP_CAPABILITY("mutex") RyPWordLock {
 public:
@@ -24,7 +24,7 @@ public:
         if (m_state.exchange(kFree) == kWaitedFor) WakeOne();
     }
 
-    /// Takes the lock and returns true, or returns false at once where it is taken.
+    /// Takes the lock and returns true, or returns false at once if it is taken.
     bool tryAcquire() RYP_TRY_ACQUIRE(true) RYP_NO_THREAD_SAFETY_ANALYSIS {
         int expected = kFree;
         return m_state.compare_exchange_strong(expected, kTaken, std::memory_order_acquire,
@@ -46,8 +46,8 @@ public:
     };
 
 private:
-    // A thread that has blocked leaves the lock as waited for when it takes it, since it cannot
-    // know whether another one still waits: at worst a release wakes nobody.
+    // A thread that has blocked takes the lock as kWaitedFor, since it cannot know whether another
+    // one still waits: at worst a release wakes nobody.
     static constexpr int kFree = 0;
     static constexpr int kTaken = 1;
     static constexpr int kWaitedFor = 2;
