@@ -35,7 +35,7 @@ struct CKZStatRunEnd {
 
 /// A listener that is told of the end, such as one that closes a file then. The lines that its
 /// operations return are added to the complaints of the run. The rules of `CKZStatRun::OnSlice`
-/// hold for both; they are called by one thread, without a lock held.
+/// hold for both. Owned by the thread of the run that calls them.
 class KZSTAT_EXPORT CKZStatRunListener {
 public:
     CKZStatRunListener() = default;
