@@ -207,7 +207,7 @@ inline passLanes() {
 }
 
 #define CHECK_SLICE(s) CHECK(no_use_after_free, slice[s].alive)
-#define CHECK_DICTIONARY(d) CHECK(no_use_after_free, slice[SLICE_OF(d)].alive)
+#define CHECK_DICTIONARY(d) CHECK(no_use_after_free, d != NONE && slice[SLICE_OF(d)].alive)
 #define CHECK_CLIENT(c) CHECK(no_use_after_free, client[c].alive)
 
 /* ------------------------------------------------------------------------------------- clock */
@@ -423,12 +423,10 @@ inline Dictionary_forgetClient(d) {
     fi
 }
 
-/* Part of a step: one dictionary after the other, as in the snapshot. */
+/* Part of a step. Nobody is found where clients were moved off before, as they mostly are. */
 inline Slice_detachNext() {
-#ifndef DEFECT_DETACHED_WITHOUT_LANE
     IS_FREE(lane[dictionary[position].lane]);
     CHECK_RANK(LANE_RANK);
-#endif
     Dictionary_forgetClient(position);
     position++;
     Slice_findHeld()
@@ -516,7 +514,23 @@ inline Main_RemoveSlice(s) {
         Slice_SnapshotOfDictionaries(s)
     };
     do
+#ifdef DEFECT_DETACHED_WITHOUT_LANE
+    :: atomic { position < snapshotEnd -> self = dictionary[position].client };
+       atomic {
+           if
+           :: self != NONE ->
+              CHECK_CLIENT(self);
+              client[self].dictionary = NONE;
+              dictionary[position].client = NONE
+           :: else
+           fi;
+           self = 0;
+           position++;
+           Slice_findHeld()
+       }
+#else
     :: atomic { position < snapshotEnd -> Slice_detachNext() }
+#endif
     :: atomic {
            position >= snapshotEnd ->
            snapshotEnd = 0;
@@ -593,12 +607,6 @@ inline Client_take(d) {
 #endif
 }
 
-/* With the lane of `self`. */
-inline Client_MoveToNewDictionary() {
-    atomic { Client_leave() };
-    Main_GetNewDictionary()
-}
-
 inline Client_GetNewDictionary() {
     Client_lookAtLane();
     atomic { Client_lock(); Client_leave() };
@@ -606,23 +614,18 @@ inline Client_GetNewDictionary() {
     atomic { UNLOCK_LANE }
 }
 
-/* Part of a step. */
+/* Part of a step. The clock is read before the lane is locked, and may have moved on since. */
 inline Client_NeedsNewDictionary() {
     if
     :: into == NONE -> needsNew = 1
     :: else ->
        CHECK_DICTIONARY(into);
        RyPSysTime();
-       needsNew = (dictionary[into].client == NONE || now > END_OF(SLICE_OF(into)))
+       if
+       :: dictionary[into].client == NONE || now > END_OF(SLICE_OF(into)) -> needsNew = 1
+       :: dictionary[into].client != NONE
+       fi
     fi
-}
-
-/* Part of a step: the test of the slice's flag. */
-inline Client_lookAtDictionary() {
-    into = client[self].dictionary;
-    CHECK_DICTIONARY(into);
-    isOpen = slice[SLICE_OF(into)].open;
-    needsNew = 0
 }
 
 inline Client_lockToReport() {
@@ -631,10 +634,7 @@ inline Client_lockToReport() {
         Client_lock();
         into = client[self].dictionary;
         Client_NeedsNewDictionary();
-        if
-        :: !needsNew -> Client_lookAtDictionary()
-        :: else
-        fi
+        into = 0
     }
 }
 
@@ -644,7 +644,7 @@ inline Client_lockToReport() {
  */
 inline Client_adopt() {
 #if defined DEFECT_LANE_PUBLISHED_TOO_EARLY
-    atomic { client[self].lane = LANE_OF(thread); needsNew = 0; into = 0 };
+    atomic { client[self].lane = LANE_OF(thread); needsNew = 0 };
     atomic { Client_leave() };
     atomic {
         CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
@@ -652,7 +652,7 @@ inline Client_adopt() {
         UNLOCK_LANE
     };
 #elif defined DEFECT_TWO_LANES_AT_ONCE
-    atomic { Client_leave(); needsNew = 0; into = 0 };
+    atomic { Client_leave(); needsNew = 0 };
     atomic {
         previous = 0;
         ACQUIRE(lane[LANE_OF(thread)], LANE_RANK);
@@ -661,7 +661,7 @@ inline Client_adopt() {
         UNLOCK_LANE
     };
 #else
-    atomic { Client_leave(); needsNew = 0; into = 0 };
+    atomic { Client_leave(); needsNew = 0 };
     atomic {
         CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
         previous = 0;
@@ -675,8 +675,9 @@ inline Client_adopt() {
 /* For a refused value. Nothing is held in the pause, so the client may be anywhere after it. */
 inline Client_pause() {
     atomic {
-        !isOpen && !needsNew && !stopping ->
+        isRefused && !stopping ->
         CHECK_DICTIONARY(into); /* asked for the end of its slice */
+        isRefused = 0;
 #ifndef DEFECT_END_READ_AFTER_UNLOCKING
         into = 0;
 #endif
@@ -689,6 +690,15 @@ inline Client_pause() {
     atomic { Client_lock(); needsNew = 1 }
 }
 
+/* Part of a step: the test of the slice's flag, and what the cache has if that is set. */
+inline Client_lookAtDictionary() {
+    into = client[self].dictionary;
+    CHECK_DICTIONARY(into);
+    isOpen = slice[SLICE_OF(into)].open;
+    isRefused = !isOpen;
+    cached = (isOpen -> dictionary[into].cachedCount : 0)
+}
+
 inline Client_AddLast(value) {
     Client_lockToReport();
     if
@@ -696,14 +706,20 @@ inline Client_AddLast(value) {
     :: else
     fi;
     do
-    :: needsNew ->
-       Client_MoveToNewDictionary();
-       atomic { Client_lookAtDictionary() }
-    :: atomic { isOpen -> CHECK_DICTIONARY(into); cached = dictionary[into].cachedCount; break }
+    :: atomic { needsNew -> needsNew = 0; Client_leave() };
+       Main_GetNewDictionary()
+    :: atomic {
+           !needsNew && !isRefused ->
+           Client_lookAtDictionary();
+           if
+           :: isOpen -> break
+           :: else
+           fi
+       }
 #ifdef DEFECT_REFUSED_VALUE_STAYS
-    :: atomic { !isOpen && !needsNew -> Client_lookAtDictionary() }
+    :: atomic { isRefused -> isRefused = 0; into = 0 }
 #else
-    :: atomic { !isOpen && !needsNew && stopping -> dropped = dropped | SET_OF(value); break }
+    :: atomic { isRefused && stopping -> isRefused = 0; dropped = dropped | SET_OF(value); break }
     :: Client_pause()
 #endif
     od;
@@ -804,6 +820,7 @@ proctype ClientThread(byte thread) {
 #endif
     bit needsNew;
     bit isOpen;
+    bit isRefused;
     bit isFlushing;
     byte into;
     unsigned cached : 2;
@@ -1097,12 +1114,16 @@ inline Main_FreeSliceInHand(s) {
         CHECK_RANK(SLICE_RANK);
         isHeld = (slice[s].countZ0 > 0)
     };
+#ifndef REMOVED_AT_ONCE
     if
     :: isHeld ->
        isHeld = 0;
        Slice_ReleaseDicts(s)
     :: !isHeld
     fi;
+#else
+    isHeld = 0;
+#endif
     Main_RemoveSlice(s)
 }
 
