@@ -194,8 +194,8 @@ hidden byte other, isFurther;
     held = 0
 
 /*
- * Part of a step: every lane is locked and unlocked, one by one. That changes nothing, so whoever
- * finds a lane free passes it at once: to wait longer would only leave less to happen.
+ * Part of a step: every lane is locked and unlocked, one by one. That changes nothing, so a lane
+ * that is free is passed in the same step: passing it later would allow nothing more.
  */
 inline passLanes() {
     CHECK_RANK(LANE_RANK);
@@ -501,7 +501,7 @@ inline Main_GetNewDictionary() {
     }
 }
 
-/* Behind the passage nobody is still on the way out of the slice. */
+/* Who left the slice before it was taken apart may still read it, until every lane is passed. */
 inline Main_RemoveSlice(s) {
     atomic {
         ACQUIRE(timelineLock, TIMELINE_RANK);
