@@ -33,9 +33,9 @@ struct CKZStatRunEnd {
     std::optional<double> loadEnd;    ///< as `CKZStatRun::GetLoadEnd` returns it
 };
 
-/// A listener that is told of the end, such as one that closes a file then. The lines that its
+/// A listener that is also called at the end, for example to close a file. The lines that its
 /// operations return are added to the complaints of the run. The rules of `CKZStatRun::OnSlice`
-/// hold for both; they are called by one thread, without a lock held.
+/// apply to both operations. Owned by the thread of the run that calls them.
 class KZSTAT_EXPORT CKZStatRunListener {
 public:
     CKZStatRunListener() = default;

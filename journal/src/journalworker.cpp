@@ -87,7 +87,7 @@ std::optional<Error> Worker::Close(const std::optional<CKZStatRunEnd>& runEnd,
     const long long lostHere = m_lost + static_cast<long long>(m_queue.size());
     lostSlices = lostHere + SlicesThatNeverCame();
     if (lostHere > 0) return Error(LossAtTheEnd(lostHere));
-    if (m_isDone) return m_endFailure;
+    if (m_isDone) return m_endFailure.empty() ? std::nullopt : std::optional(Error(m_endFailure));
     return Error("closing " + m_path + " takes longer than 2 s; " + m_path +
                  "-wal belongs to it: copy and move both together");
 }
@@ -99,10 +99,9 @@ long long Worker::SlicesThatNeverCame() const {
 /// With what else is to know about the file.
 std::string Worker::LossAtTheEnd(long long lostSlices) const {
     const std::string& reason = m_queue.empty() ? m_loss.Text() : m_wait.Text();
-    const std::string failure = m_endFailure ? m_endFailure->what() : "";
-    const bool isNews = !failure.empty() && failure != reason;
+    const bool isNews = !m_endFailure.empty() && m_endFailure != reason;
     return std::to_string(lostSlices) + " of " + std::to_string(m_appended) +
-           " slices are lost: " + reason + (isNews ? "; " + failure : "");
+           " slices are lost: " + reason + (isNews ? "; " + m_endFailure : "");
 }
 
 void Worker::Lose(const std::string& reason) {
@@ -197,12 +196,12 @@ void Worker::End() {
         lost = m_lost + static_cast<long long>(m_queue.size()) + SlicesThatNeverCame();
         runEnd = m_runEnd;
     }
-    std::optional<Error> failure;
+    std::string failure;
     try {
         if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
         m_store->End(RyPSysTime(), lost, expected);
     } catch (const Error& error) {
-        failure = error;
+        failure = error.what();
     }
     // Whoever has closed the journal may open it as they like.
     m_store.reset();

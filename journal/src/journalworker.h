@@ -100,7 +100,8 @@ private:
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
     Trouble m_wait RYP_GUARDED_BY(m_lock);  // slices are in memory only
     Trouble m_loss RYP_GUARDED_BY(m_lock);  // slices are lost
-    std::optional<Error> m_endFailure RYP_GUARDED_BY(m_lock);
+    // A text, so that no exception with its shared text passes between the threads.
+    std::string m_endFailure RYP_GUARDED_BY(m_lock);
 };
 
 }  // namespace kzjournal

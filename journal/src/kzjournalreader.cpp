@@ -91,8 +91,6 @@ constexpr char kRecordsInRange[] =
 
 }  // namespace
 
-Error::~Error() = default;
-
 struct Reader::State {
     State(const std::string& journalPath, int source)
         : path(journalPath),

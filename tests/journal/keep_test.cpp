@@ -1,51 +1,59 @@
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "journal/faultydisk.h"
 #include "journal/temporaryfolder.h"
 #include "kzjournalkeep.h"
 #include "kzjournalreader.h"
-#include "ryp/clock.h"
 #include "support/capturing_log.h"
 #include "support/clockedrun.h"
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Optional;
-using Types = CKZStatPointTypeEnum;
 
-/// A run on the clock of the process, since the journal waits for a disk. Its slices are long
-/// enough that a file is made within the first.
-class Keep : public testing::Test {
+/// A run that is kept. The clock moves only while no slice is being delivered, so that no write
+/// takes too long.
+class Keep : public ClockedRun {
 protected:
-    static constexpr double kSliceLength = 0.25;
-
-    Keep() {
-        run->OnSlice([this](const CKZStatSliceValues& slice) { notes.Write(slice); });
+    /// Reports a value and returns when all listeners have had the slice.
+    void LoadOneSlice() {
+        reported += client.AddLast("n", 1, Types::Counter) ? 1 : 0;
+        const auto wasDelivered = std::make_shared<std::atomic<bool>>(false);
+        run->OnSlice([wasDelivered](const CKZStatSliceValues&) {
+            *wasDelivered = true;
+            wasDelivered->notify_all();
+        });
+        GoTo(++slices);
+        wasDelivered->wait(false);
     }
 
-    /// Reports until so many slices were delivered.
-    void LoadUntilDelivered(std::size_t slices) {
-        CKZStatRunClient client = run->NewClient(1);
-        while (notes.Ids().size() < slices) {
-            reported += client.AddLast("n", 1, Types::Counter) ? 1 : 0;
-            RyPSleep(kSliceLength / 10);
-        }
+    /// Ends the current slice while `work` waits for the end of the run.
+    template <class Work>
+    void EndRun(Work work) {
+        std::thread ender(work);
+        clock.WaitForSleepers(kThreads + 1);
+        clock.Set(kStart + slices + 1);
+        ender.join();
     }
 
     std::vector<std::string> Finish() {
-        std::vector<std::string> lines;
-        for (const RWCString& line : run->Finish().complaints) lines.emplace_back(line.view());
-        return lines;
+        CKZStatRunResult result;
+        EndRun([&] { result = run->Finish(); });
+        return Lines(result);
     }
 
     static std::vector<int> IdsIn(const std::string& path) {
@@ -72,36 +80,37 @@ protected:
     const CapturingLog log{RyPLogLevel::Error};
     TemporaryFolder folder;
     const std::string path = folder.Path("run.kzj");
-    SliceNotes notes;
+    CKZStatRunClient client = run->NewClient(1);
+    int slices = 0;
     double reported = 0;
-    std::unique_ptr<CKZStatRun> run = std::make_unique<CKZStatRun>("load", kSliceLength);
 };
 
 TEST_F(Keep, KeepsEverySliceThatIsDelivered) {
     kzjournal::Keep(*run, path);
-    LoadUntilDelivered(2);
+    LoadOneSlice();
+    LoadOneSlice();
     EXPECT_THAT(Finish(), IsEmpty());
     ExpectWholeFile(path);
 }
 
 TEST_F(Keep, TellsTheFactsOfTheRun) {
     kzjournal::Keep(*run, path, "logins");
-    LoadUntilDelivered(1);
+    LoadOneSlice();
     EXPECT_THAT(Finish(), IsEmpty());
     const kzjournal::Run facts = kzjournal::Reader(path).Facts();
     EXPECT_EQ(facts.generator, "load");
     EXPECT_EQ(facts.testName, "logins");
-    EXPECT_EQ(facts.startTime, run->GetStartTime());
-    EXPECT_EQ(facts.sliceLength, kSliceLength);
-    ASSERT_TRUE(run->GetLoadBegin() && run->GetLoadEnd());
-    EXPECT_THAT(facts.loadBegin, Optional(*run->GetLoadBegin()));
-    EXPECT_THAT(facts.loadEnd, Optional(*run->GetLoadEnd()));
+    EXPECT_EQ(facts.startTime, kStart);
+    EXPECT_EQ(facts.sliceLength, 1.0);
+    EXPECT_THAT(facts.loadBegin, Optional(0.0));
+    EXPECT_THAT(facts.loadEnd, Optional(1.0));
 }
 
 TEST_F(Keep, APathThatCannotBeWrittenIsOneComplaintAndTheLoadGoesOn) {
     const std::string nowhere = folder.Path("nowhere/run.kzj");
     kzjournal::Keep(*run, nowhere);
-    LoadUntilDelivered(2);
+    LoadOneSlice();
+    LoadOneSlice();
     const std::string line = "cannot open " + nowhere + ": No such file or directory";
     EXPECT_THAT(Finish(), ElementsAre(line));
     EXPECT_THAT(log.Texts(), ElementsAre(line));
@@ -111,15 +120,15 @@ TEST_F(Keep, APathThatCannotBeWrittenIsOneComplaintAndTheLoadGoesOn) {
 TEST_F(Keep, ADiskThatFailsAtTheEndIsToldByFinish) {
     FaultyDisk disk;
     kzjournal::Keep(*run, path);
-    LoadUntilDelivered(1);
+    LoadOneSlice();
     disk.FailAtCheckpoints(ENOSPC);
     EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the disk is full")));
 }
 
 TEST_F(Keep, LeavesAWholeFileWithoutFinish) {
     kzjournal::Keep(*run, path);
-    LoadUntilDelivered(1);
-    run.reset();
+    LoadOneSlice();
+    EndRun([this] { run.reset(); });
     ExpectWholeFile(path);
     EXPECT_THAT(log.Texts(), IsEmpty());
 }
@@ -128,7 +137,8 @@ TEST_F(Keep, KeepsOneRunInTwoFiles) {
     const std::string other = folder.Path("other.kzj");
     kzjournal::Keep(*run, path);
     kzjournal::Keep(*run, other);
-    LoadUntilDelivered(2);
+    LoadOneSlice();
+    LoadOneSlice();
     EXPECT_THAT(Finish(), IsEmpty());
     ExpectWholeFile(path);
     ExpectWholeFile(other);
@@ -137,7 +147,8 @@ TEST_F(Keep, KeepsOneRunInTwoFiles) {
 TEST_F(Keep, LosesNothingToAListenerThatThrows) {
     run->OnSlice([](const CKZStatSliceValues&) { throw std::runtime_error("broken"); });
     kzjournal::Keep(*run, path);
-    LoadUntilDelivered(2);
+    LoadOneSlice();
+    LoadOneSlice();
     EXPECT_THAT(Finish(), ElementsAre(HasSubstr("broken")));
     ExpectWholeFile(path);
 }
@@ -145,39 +156,41 @@ TEST_F(Keep, LosesNothingToAListenerThatThrows) {
 TEST_F(Keep, RefusesARunThatIsOver) {
     EXPECT_THAT(Finish(), IsEmpty());
     kzjournal::Keep(*run, path);
-    EXPECT_THAT(Finish(), ElementsAre("cannot keep the run in " + path + ": it is over"));
+    EXPECT_THAT(Lines(run->Finish()),
+                ElementsAre("cannot keep the run in " + path + ": it is over or did not start"));
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(Keep, RefusesARunThatDidNotStart) {
-    run = std::make_unique<CKZStatRun>("load", -1.0);
-    kzjournal::Keep(*run, path);
-    EXPECT_THAT(Finish(), testing::Contains(HasSubstr("cannot keep the run in " + path)));
+    CKZStatRun broken("load", -1.0);
+    kzjournal::Keep(broken, path);
+    EXPECT_THAT(Lines(broken.Finish()),
+                Contains("cannot keep the run in " + path + ": it is over or did not start"));
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(Keep, TellsOfSlicesThatHadEndedBefore) {
-    LoadUntilDelivered(1);
+    LoadOneSlice();
     kzjournal::Keep(*run, path);
-    LoadUntilDelivered(notes.Ids().size() + 1);
-    EXPECT_THAT(Finish(), ElementsAre(HasSubstr(path + " begins with slice ")));
-    const std::vector<int> kept = IdsIn(path);
-    ASSERT_FALSE(kept.empty());
-    EXPECT_EQ(kept.back(), notes.Ids().back());
+    LoadOneSlice();
+    EXPECT_THAT(Finish(),
+                ElementsAre(path + " begins with slice 2: earlier ones had ended when the run was "
+                                   "to be kept"));
+    EXPECT_THAT(IdsIn(path), ElementsAre(2, 3));
     kzjournal::Reader reader(path);
-    EXPECT_EQ(reader.ExpectedSlices(), kept.back());
-    EXPECT_EQ(reader.LostSlices(), kept.front() - 1);
+    EXPECT_EQ(reader.ExpectedSlices(), 3);
+    EXPECT_EQ(reader.LostSlices(), 1);
 }
 
 TEST_F(Keep, CountsSlicesThatTheRunGaveUpAsLost) {
-    run = std::make_unique<CKZStatRun>("load", 3600.0);
     kzjournal::Keep(*run, path);
-    run->NewClient(1).AddLast("n", 1, Types::Counter);
+    LoadOneSlice();
     EXPECT_EQ(run->Finish(0).slicesGivenUp, 1);
     run.reset();
+    EXPECT_THAT(IdsIn(path), ElementsAre(1));
     kzjournal::Reader reader(path);
     EXPECT_TRUE(reader.HasEnded());
-    EXPECT_EQ(reader.ExpectedSlices(), 1);
+    EXPECT_EQ(reader.ExpectedSlices(), 2);
     EXPECT_EQ(reader.LostSlices(), 1);
 }
 

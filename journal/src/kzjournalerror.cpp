@@ -1,0 +1,7 @@
+#include "kzjournalerror.h"
+
+namespace kzjournal {
+
+Error::~Error() = default;
+
+}  // namespace kzjournal
