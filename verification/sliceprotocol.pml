@@ -240,7 +240,7 @@ inline Queue_waitEvent(queue, released) {
 /* ------------------------------------------------------------------------------- dictionaries */
 
 /* What excludes two flushes of a dictionary: its lock, its lane, or both as in the program. */
-#ifdef FLUSHED_BY_LANE_ALONE
+#ifdef DEFECT_FLUSHED_WITHOUT_DICTIONARY_LOCK
 #define LOCK_DICTIONARY(d) CHECK_RANK(DICTIONARY_RANK)
 #else
 #define LOCK_DICTIONARY(d) \
@@ -938,7 +938,7 @@ inline Main_CloseSlice(s) {
 
 /* Part of a step: AddValuesOfDict, from one of the slice's dictionaries into that of its id. */
 inline Slice_addDictionaryInHand() {
-#ifndef FLUSHED_BY_LANE_ALONE
+#ifndef DEFECT_FLUSHED_WITHOUT_DICTIONARY_LOCK
     !dictionary[source].locked;
 #endif
     CHECK_DICTIONARY(source);
@@ -952,14 +952,14 @@ inline Slice_addDictionaryInHand() {
     folded++
 }
 
-#ifdef DEFECT_FOLDED_WITHOUT_LANE
-#define LOCK_LANE_OF_SOURCE skip
-#define UNLOCK_LANE_OF_SOURCE skip
-#else
+#ifdef FOLDED_UNDER_LANE
 #define LOCK_LANE_OF_SOURCE \
     held = dictionary[source].lane; \
     ACQUIRE(lane[held], LANE_RANK)
 #define UNLOCK_LANE_OF_SOURCE UNLOCK_LANE
+#else
+#define LOCK_LANE_OF_SOURCE skip
+#define UNLOCK_LANE_OF_SOURCE skip
 #endif
 
 /* On the total slice. `folded` dictionaries are added; an interrupted fold goes on behind them. */
