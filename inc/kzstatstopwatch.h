@@ -15,14 +15,13 @@ struct CKZStatWatchedName;
 ///
 /// - by the end of the scope or `Stop`: the milliseconds as `name`, a `Timer`;
 /// - by `Fail(reason)`: the milliseconds as `name.failed`, a `Timer`, and 1 as
-/// `name.failed.reason`,
-///   a `TransactionReasonCounter`;
+///   `name.failed.reason`, a `TransactionReasonCounter`;
 /// - by an exception that leaves the scope: the same with the reason "exception";
 /// - by `Abandon`: 1 as `name.abandoned`, a `Counter`.
 ///
 /// Running stopwatches are reported too. Once per slice the run reports, for every name that ever
-/// had a stopwatch, `name.running` (the number of running stopwatches, a `LoadSize`) and, if there
-/// are any, `name.oldest` (the milliseconds since the earliest of them started, a `Measurement`).
+/// had a stopwatch, `name.running` (the number of running stopwatches) and, if there are any,
+/// `name.oldest` (the milliseconds since the earliest of them started), both of type `Measurement`.
 ///
 /// `name` is cut to its first 200 bytes, so that the suffixes fit. A null name and one that holds
 /// the byte 0x01 report nothing and count as a refused value. Nothing is thrown.

@@ -206,8 +206,9 @@ void CKZStatRunState::ReportUnderWay(CKZStatGenClient& own) {
     const auto tallies = m_board.Count();
     const long long now = RyPMonotonicNanoseconds();
     for (const auto& [name, tally] : tallies) {
+        // No LoadSize, which readers add up to the load of the run.
         CKZStatRunGenerator::Report(own, (name + ".running").c_str(), tally.running,
-                                    Types::LoadSize);
+                                    Types::Measurement);
         if (tally.running > 0)
             CKZStatRunGenerator::Report(own, (name + ".oldest").c_str(),
                                         static_cast<double>(now - tally.oldestStart) / 1e6,

@@ -203,7 +203,7 @@ TEST_F(Stopwatch, IsSeenWhileItRuns) {
     EXPECT_EQ(notes.Sum(1, "login.oldest"), 375);
     EXPECT_EQ(notes.Sum(1, "logout.running"), 0);
     EXPECT_EQ(notes.Sum(1, "logout.oldest"), -1);
-    EXPECT_EQ(notes.TypeOf("login.running"), Types::LoadSize);
+    EXPECT_EQ(notes.TypeOf("login.running"), Types::Measurement);
     EXPECT_EQ(notes.TypeOf("login.oldest"), Types::Measurement);
     GoTo(1.5);
     GoTo(2);
