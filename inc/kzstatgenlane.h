@@ -23,14 +23,14 @@ class KZSTAT_EXPORT CKZStatGenLanes {
 public:
     CKZStatGenLanes();
 
-    /// The lane of the calling thread. Others share it where there are more threads than lanes.
+    /// The lane of the calling thread, which it shares if there are more threads than lanes.
     CKZStatGenLane& OfThisThread() const;
     /// The lane of dictionaries without a client.
     CKZStatGenLane& First() const { return m_lanes[0]; }
 
-    /// Acquires and releases each lane in turn. Whoever held one before is through when this
-    /// returns, and whoever acquires one later sees what the caller wrote before. REQUIRES: the
-    /// caller holds no lane.
+    /// Acquires and releases each lane in turn, like a grace period: threads that held a lane
+    /// before have released it when this returns, and threads that acquire one later see what the
+    /// caller wrote before. REQUIRES: the caller holds no lane.
     void PassThrough() const;
 
 private:
@@ -45,8 +45,7 @@ public:
     CKZStatGenLaneOfClient(const CKZStatGenLaneOfClient&) = delete;
     CKZStatGenLaneOfClient& operator=(const CKZStatGenLaneOfClient&) = delete;
 
-    /// Acquires the lane in which the client is by then. Returns false where it was not free at
-    /// once.
+    /// Acquires the client's lane of that moment. Returns false if it had to wait.
     bool acquire() RYP_ACQUIRE() RYP_NO_THREAD_SAFETY_ANALYSIS {
         if (TryAcquire(*m_lane.load(std::memory_order_acquire))) return true;
         AcquireTaken();
@@ -73,12 +72,12 @@ public:
         /// False where the constructor had to wait.
         bool WasFree() const { return m_wasFree; }
 
-        // Others may use the client meanwhile, so the caller looks again at what it knew of it.
+        // Other threads may use the client meanwhile, so the caller must read its state again.
 
         /// Puts the client into `lane`, and holds the one in which it is afterwards: another
         /// thread may put it into its own. REQUIRES: the client has no dictionary.
         void MoveTo(CKZStatGenLane& lane);
-        /// Lets the lane go while `work` runs.
+        /// Releases the lane while `work` runs.
         template <class Work>
         void LetGoDuring(Work work) RYP_NO_THREAD_SAFETY_ANALYSIS {
             m_lane.release();
@@ -103,7 +102,7 @@ private:
     std::atomic<CKZStatGenLane*> m_lane;
 };
 
-/// After the lane was acquired: false, and released, where the client has left it meanwhile.
+/// REQUIRES: `lane` is held. Releases it and returns false if the client has left it meanwhile.
 inline bool CKZStatGenLaneOfClient::IsStill(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {
     if (m_lane.load(std::memory_order_acquire) == &lane) return true;
     lane.release();

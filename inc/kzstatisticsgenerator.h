@@ -40,8 +40,8 @@ class CKZStatGenMain;
 /// many of them clients still hold. The total slice (id 0 at first) accumulates every finished
 /// slice by client id and takes the id and time of the last one.
 ///
-/// A client id may bring several dictionaries (two handles with one id, a client made anew); the
-/// slice keeps and treats them all alike.
+/// There may be several dictionaries for a client id (two clients with one id, or one after the
+/// other); the slice treats them alike.
 ///
 /// Threads. `AddDictionary`, `GetCountZ0`, `DecCountZ0`, `ReleaseDicts`, `IsOpen`: safe for
 /// concurrent use. Everything else: the pack thread, on a slice that is no longer current, or on
@@ -59,7 +59,8 @@ public:
 
     /// Dictionaries that clients still hold.
     int GetCountZ0();
-    /// Counts one hold less, down to 0; a count that is negative already is logged as an error.
+    /// Decrements the number of held dictionaries, not below 0; a negative count is logged as an
+    /// error.
     void DecCountZ0();
 
     /// Moves every client that still holds a dictionary of this slice to a new one in the
@@ -234,7 +235,7 @@ public:
     /// after an exception, which only a lack of memory causes, has left it.
     void doGarbageWork();
 
-    /// Notes that the run is paused. Nothing in the generator acts on it.
+    /// Notes that the run is paused, which has no effect in the generator.
     void Freeze();
     /// Ends the pause and leaves `pausedSeconds` out of all elapsed times from now on. The end
     /// times of slices do not move.

@@ -8,9 +8,9 @@
 
 namespace kzstatprogram {
 
-/// Follows a run slice by slice and sees whether nothing is missing and nothing was counted twice:
-/// the ids have no gap, the times stand on the grid of the slices, and for every name the lasts
-/// add up to the totals, but for the rounding of the additions. A name keeps its type. Compatible.
+/// Checks slice by slice that a run counts every value exactly once: ids have no gaps, slices end
+/// one slice length apart, and for every name the lasts add up to the totals, except for the
+/// rounding of the additions. A name keeps its type. Compatible.
 class Conservation {
 public:
     /// `sliceLength` in seconds. A merged run may have gaps in its ids, where none of its sources
