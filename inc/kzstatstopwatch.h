@@ -35,7 +35,7 @@ public:
     CKZStatStopwatch(const CKZStatRunClient& client, const char* name);
     /// Started at `intendedStart`, in seconds as `RyPSysTime` returns them, so that the time that
     /// the work had to wait for its start counts. A time that is in the future or not finite means
-    /// now.
+    /// now; a wait counts as 4e9 seconds at most.
     CKZStatStopwatch(const CKZStatRunClient& client, const char* name, double intendedStart);
     /// `other` reports nothing any more.
     CKZStatStopwatch(CKZStatStopwatch&& other) noexcept;
