@@ -107,9 +107,10 @@ private:
 class KZSTAT_EXPORT CKZStatRun final {
 public:
     /// Starts at once: slice 1 covers [now, now + sliceLength), in seconds. `name` leads every
-    /// message; null is the empty name. A slice length that is not positive, not finite or too
-    /// small to move the end time is logged as an error: such a run delivers nothing, refuses all
-    /// values, and `Finish` says so.
+    /// message; null is the empty name, and one that holds the byte 0x01 is cut before it, which
+    /// `Finish` says. A slice length that is not positive, not finite or too small to move the end
+    /// time is logged as an error: such a run delivers nothing, refuses all values, and `Finish`
+    /// says so.
     CKZStatRun(const char* name, double sliceLength);
     /// Finishes as `Finish()` does if nobody has; complaints that nobody was told are logged.
     /// Always waits until the listeners have returned. Called by a listener, it gives up the slices
