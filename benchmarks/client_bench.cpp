@@ -37,7 +37,7 @@ public:
         const RWMutexLock::LockGuard guard(m_mutex);
         Entry& entry = m_ring[m_next];
         m_next = m_next + 1 == kRing ? 0 : m_next + 1;
-        const std::size_t length = strnlen(name, kLongestName);
+        const std::size_t length = strnlen(name, kMaxNameBytes);
         std::memcpy(entry.name, name, length);
         entry.name[length] = '\0';
         entry.value = value;
@@ -46,10 +46,10 @@ public:
 
 private:
     static constexpr int kRing = 20;
-    static constexpr int kLongestName = 256;
+    static constexpr int kMaxNameBytes = 256;
     struct Entry {
         double value;
-        char name[kLongestName + 1];
+        char name[kMaxNameBytes + 1];
     };
 
     RWMutexLock m_mutex;

@@ -3,20 +3,19 @@
 
 #include "kzstat_export.h"
 
-/// A standard deviation, and how far rounding may have moved it from that of the values themselves.
+/// A standard deviation, and a bound of its error by rounding.
 struct CKZStatDeviation {
-    double value;  ///< -1 where there are no values
+    double value;  ///< -1 if there are no values
     double error;
 };
 
-/// What is kept of a number of values: of one name in one slice, in a run, or of many together.
+/// The aggregate of any number of values: of one name in a slice or a run, or of several names.
 ///
-/// Whether there are values is told by the count alone, never by a mark, so that every double may
-/// be a value: negative ones, -1, zero, infinities, NaN. Minimum and maximum mean nothing without
-/// values; those that `Add` leaves hold -1 then. A measurement of the generator goes by that mark
-/// instead, and the aggregates that come from one inherit what follows: its minimum or maximum may
-/// have lost a value of exactly -1, its maximum is -1 where all values lie below, and a NaN that
-/// came first stays.
+/// An aggregate is empty if its count is 0, so every double may be a value: -1, other negative
+/// numbers, infinities and NaN. Minimum and maximum of an empty aggregate mean nothing; `Add`
+/// leaves them at -1. A measurement of the generator takes -1 in minimum and maximum for "empty"
+/// instead, so an aggregate that comes from one may have lost a value of exactly -1 there; its
+/// maximum is -1 if all values are below, and a NaN that came first stays.
 ///
 /// Compatible: one thread at a time per object.
 struct KZSTAT_EXPORT CKZStatAggregate {
@@ -28,25 +27,24 @@ struct KZSTAT_EXPORT CKZStatAggregate {
 
     bool HasValues() const { return count > 0; }
 
-    /// sum / count; -1 where there are no values.
+    /// sum / count; -1 if there are no values.
     double Average() const { return HasValues() ? sum / count : -1; }
 
     /// sqrt(max(0, sumSqr / count - (sum / count)^2)), computed in extended precision, so that the
-    /// formula adds nothing to the error of its terms. Where the values lie close together far from
-    /// 0 the terms nearly cancel out; the error says what is left of the truth then, and is
-    /// infinite where a term overflows. It covers the additions by which the sums were made of that
-    /// many values, in any order. It covers neither sums from elsewhere (`SetValues`, a message of
-    /// three decimals) nor values that were taken away again by a negative count.
+    /// formula adds nothing to the error of its terms. If the values lie close together and far
+    /// from 0, the terms nearly cancel out; the error is then large, and infinite if a term
+    /// overflows. It covers the additions that made the sums from that many values, in any order.
+    /// It covers neither sums from elsewhere (`SetValues`, a message of three decimals) nor values
+    /// that a negative count took away.
     CKZStatDeviation Deviation() const;
 
-    /// Takes one more value. A NaN counts and makes the sums NaN; minimum and maximum pass it over
-    /// as long as there is any other value.
+    /// Adds one value. A NaN counts and makes the sums NaN; minimum and maximum ignore it if there
+    /// is any other value.
     void Add(double value);
 
-    /// Takes the values of `other`: its count, sum and sum of squares are added, which rounds as
-    /// additions of doubles do, and so depends on their order. Nothing changes where the count of
-    /// `other` is 0. A negative count takes values away and knows nothing of minimum and maximum:
-    /// these stay while there are values.
+    /// Adds the count, sum and sum of squares of `other`, which rounds as additions of doubles do
+    /// and so depends on their order. Does nothing if the count of `other` is 0. A negative count
+    /// takes values away; minimum and maximum stay as long as there are values.
     void Add(const CKZStatAggregate& other);
 };
 

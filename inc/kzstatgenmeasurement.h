@@ -19,15 +19,15 @@ enum AddType : int {
 /// The aggregate of all values that were reported under one name: the totals, which cover the
 /// measurement's life, and the lasts, which cover the time since they were last reset.
 ///
-/// An empty minimum or maximum holds -1. A real value of -1 cannot be told from that mark: the
-/// next value replaces it whatever it is. Counts are whole numbers held in doubles.
+/// An empty minimum or maximum holds -1. A value of exactly -1 is taken for empty too: the next
+/// value replaces it. Counts are whole numbers held in doubles.
 ///
 /// The caller holds the dictionary's lock, or is the only thread that uses it.
 class KZSTAT_EXPORT CKZStatGenMeasurement : public RWCollectable {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
 
-    /// An empty measurement of `type`. The type plays no part in aggregation.
+    /// An empty measurement of `type`. The type does not affect aggregation.
     explicit CKZStatGenMeasurement(PointType type);
     ~CKZStatGenMeasurement() override;
     CKZStatGenMeasurement(const CKZStatGenMeasurement&) = default;
@@ -40,11 +40,11 @@ public:
     /// True when the lasts are empty: minimum and maximum -1, count, sum and sum of squares 0.
     bool IsResetLasts();
 
-    /// Records one value in totals and lasts. Any double is taken as it comes.
+    /// Records one value in totals and lasts. Any double is accepted.
     void AddLast(double value);
 
-    /// Adds aggregates. Nothing changes where `count` is 0, even with a `lastsCount`; the lasts
-    /// stay where `lastsCount` is 0. An empty maximum takes only a maximum above -1.
+    /// Adds aggregates. Does nothing if `count` is 0, even if `lastsCount` is not; the lasts stay
+    /// if `lastsCount` is 0. An empty maximum takes only a maximum above -1.
     void AddValues(double minimum, double maximum, int count, double sum, double sumSqr,
                    double lastsMinimum, double lastsMaximum, int lastsCount, double lastsSum,
                    double lastsSumSqr, AddType addType);
@@ -59,7 +59,7 @@ public:
     /// Appends the record of this measurement to `out`: name, type, then minimum, maximum, count,
     /// sum, sum of squares and average of the totals and the same of the lasts. Each field ends
     /// with the byte 0x01. Doubles have three decimals, counts none; average = sum / count, or -1
-    /// where the count is 0. `name` is written as it is. REQUIRES: `name` is not null.
+    /// if the count is 0. `name` is not escaped. REQUIRES: `name` is not null.
     void AppendDump(RWCString& out, const char* name);
 
     /// Appends the lasts record: name, type, then minimum, maximum, count, sum and sum of squares
@@ -68,9 +68,9 @@ public:
 
     /// The type under which the name was first reported, or that of the last `SetValues`.
     PointType GetType() const { return m_type; }
-    /// What was recorded since the measurement was made or reset. Changes with it.
+    /// What was recorded since construction or `Reset`. The reference sees later changes.
     const CKZStatAggregate& GetTotals() const { return m_totals; }
-    /// What was recorded since the lasts were reset. Changes with the measurement.
+    /// What was recorded since the lasts were reset. The reference sees later changes.
     const CKZStatAggregate& GetLasts() const { return m_lasts; }
 
     /// Writes two lines to standard output, for debugging.
@@ -105,7 +105,7 @@ private:
     CKZStatAggregate m_lasts;
 };
 
-/// Goes by the mark of -1, unlike `CKZStatAggregate::Add`, which goes by the count.
+/// Takes -1 for empty, unlike `CKZStatAggregate::Add`, which tests the count.
 inline void CKZStatGenMeasurement::TakeValue(CKZStatAggregate& aggregate, double value) {
     if (aggregate.minimum > value || aggregate.minimum == kEmpty) aggregate.minimum = value;
     if (value > aggregate.maximum || aggregate.maximum == kEmpty) aggregate.maximum = value;

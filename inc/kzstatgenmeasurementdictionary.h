@@ -22,10 +22,10 @@ class CKZStatGenClient;
 class CKZStatGenSlice;
 class RWCString;
 
-/// The measurements of one client in one slice, or free-standing the merge of many, by name. It
-/// owns its keys and measurements until it is destroyed. A name keeps the type under which it was
-/// first reported; only `SetValues` replaces it. `AddLast` cuts names to their first 256 bytes, by
-/// which they are then known; the other operations take a name as it is.
+/// The measurements of one client in one slice, or a free-standing merge of many, by name. It owns
+/// its keys and measurements. A name keeps the type under which it was
+/// first reported; only `SetValues` replaces it. `AddLast` cuts names to their first 256 bytes; the
+/// other operations take a name as it is.
 ///
 /// Values reported one by one go into a small cache first and are aggregated in bulk, when the
 /// cache is full or when a flush is asked for. A dictionary without a slice flushes every value at
@@ -35,8 +35,7 @@ class RWCString;
 /// share with their dictionary. Flushing, setting, resetting and dumping take the dictionary's own
 /// lock, the last in the lock order; flushing and setting in a dictionary of a slice take its lane
 /// before it, so that no client's report is under way. Queries and `ResetLasts` take none: the
-/// caller sees to it that nobody changes the dictionary meanwhile, as is the case on the pack
-/// thread.
+/// dictionary must not change meanwhile, as is the case on the pack thread.
 class KZSTAT_EXPORT CKZStatGenMeasurementDictionary : public RWHashDictionary {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
@@ -94,7 +93,7 @@ public:
     /// count is 0; counts are truncated to the range of an int. The standard deviation is never
     /// computed and so is 0 for every known name.
     ///
-    /// GetMinimum REQUIRES: the name exists. It is the one query that does not check.
+    /// GetMinimum REQUIRES: the name exists (unchecked).
     double GetMinimum(const char* name) const;
     double GetMaximum(const char* name) const;
     int GetCount(const char* name) const;

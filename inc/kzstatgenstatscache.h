@@ -11,24 +11,23 @@
 #include "kzstatpointtypeenum.h"
 #include "ryp/texthash.h"
 
-/// Values that were reported and are not aggregated yet, in the order of their arrival. They lie
-/// close together, each in the bytes that its name takes, so that a burst of reports touches few
-/// lines of the processor's cache. Memory grows with what is cached: most names are short, and
-/// there is a cache for each client.
+/// Reported values that are not aggregated yet, in the order of their arrival. They are packed,
+/// each next to its name, so that a burst of reports touches few cache lines. Memory grows with
+/// what is cached: most names are short, and there is a cache for each client.
 ///
-/// Written by one thread at a time; `Count` may be asked for by any thread, and who sees it at 0
-/// after a `Clear` sees what was done with the values before that.
+/// Written by one thread at a time. Any thread may call `Count`: a load of 0 acquires what the
+/// thread that called `Clear` did before.
 class CKZStatGenStatsCache {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
 
     static constexpr int kCapacity = 20;
-    static constexpr std::size_t kLongestName = 256;
+    static constexpr std::size_t kMaxNameBytes = 256;
 
-    /// A name cut to its first `kLongestName` bytes, which stay the caller's, and its hash.
+    /// A name cut to its first `kMaxNameBytes` bytes, which stay the caller's, and its hash.
     struct Name {
         explicit Name(const char* name)
-            : text(name, strnlen(name, kLongestName)), hash(RyPTextHash::Of(text)) {}
+            : text(name, strnlen(name, kMaxNameBytes)), hash(RyPTextHash::Of(text)) {}
         Name(std::string_view cutText, unsigned hashOfText) : text(cutText), hash(hashOfText) {}
 
         std::string_view text;
@@ -50,23 +49,22 @@ public:
     /// The hash of the name that was added as number `index`.
     unsigned HashAt(int index) const { return m_hashes[index]; }
 
-    /// Asks the processor for the bytes that the first values will be written to. A client that has
-    /// not reported for a while finds its cache far away, and would wait for each line in turn.
+    /// Prefetches the bytes that the first values will be written to: those of a client that has
+    /// not reported for a while are in none of the processor's caches.
     void Prefetch() const {
         if (m_bytes == nullptr) return;
         for (std::size_t line = 0; line <= kLinesAhead; ++line)
             __builtin_prefetch(m_bytes.get() + line * kCacheLine, 1);
     }
 
-    /// Memory for values, in bytes, as the cache has it and as another one with the same values
-    /// will need it.
+    /// Bytes allocated for values.
     unsigned Capacity() const { return m_capacity; }
-    /// Makes room for so many bytes. Throws std::bad_alloc; the cache is then as it was.
+    /// Allocates at least `bytes`. If it throws std::bad_alloc, the cache is unchanged.
     void Reserve(unsigned bytes) {
         if (bytes > m_capacity) GrowTo(bytes);
     }
 
-    /// Keeps a copy of the name. Throws std::bad_alloc; the cache is then as it was. REQUIRES:
+    /// Keeps a copy of the name. If it throws std::bad_alloc, the cache is unchanged. REQUIRES:
     /// `Count` is below `kCapacity`.
     void Add(const Name& name, double value, PointType type);
 
@@ -85,8 +83,7 @@ public:
 
     /// Drops the oldest `count` values.
     void DropFirst(int count);
-    /// Drops the newest value. REQUIRES: it was added last, and nothing was dropped since but
-    /// older values.
+    /// Drops the newest value. REQUIRES: since it was added, only older values were dropped.
     void DropLast();
     void Clear();
 
@@ -115,7 +112,7 @@ private:
     unsigned m_lastBegin;  // of the newest value
     unsigned m_capacity;
     std::unique_ptr<char[]> m_bytes;  // m_capacity of them
-    // Not initialised: a dictionary is made per client and slice, and what is read was written.
+    // Not initialised, since one is made per client and slice; only written elements are read.
     unsigned m_hashes[kCapacity];
 };
 

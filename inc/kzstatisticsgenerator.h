@@ -21,7 +21,7 @@
 #include "ryp/manualevent.h"
 #include "ryp/timerobject.h"
 
-// The generator, its slices and its clients. They call one another, so they stand together.
+// The generator, its slices and its clients, in one header because they refer to one another.
 //
 // Times are seconds in doubles as `RyPSysTime` returns them; an elapsed time is a time minus the
 // generator's start time.
@@ -53,8 +53,8 @@ public:
     CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool ownsDictionaries);
     ~CKZStatGenSlice() override;
 
-    /// Files `dictionary` under `clientId` and counts it as held. A null one counts, and is passed
-    /// over by all that visits dictionaries.
+    /// Files `dictionary` under `clientId` and counts it as held. A null one counts, and is
+    /// skipped by everything that visits dictionaries.
     void AddDictionary(CKZStatGenMeasurementDictionary* dictionary, int clientId);
 
     /// Dictionaries that clients still hold.
@@ -147,10 +147,9 @@ private:
 ///     Terminate, WaitForTerminateToEnd, join the two threads,
 ///     destroy the clients, destroy the generator.
 ///
-/// The host joins both threads before it destroys the generator: the done events are signalled
-/// just before the loops return. It destroys every client before the generator: a client that
-/// outlives its generator is the one error that nobody can detect. Slices that were not sent when
-/// `Terminate` was called are not sent any more; see docs/embedding.md for ending a run without
+/// The host must join both threads before it destroys the generator: the done events are signalled
+/// just before the loops return. It must destroy every client before the generator; violations go
+/// undetected. `Terminate` discards unsent slices; docs/embedding.md shows how to end a run without
 /// losing the last one.
 ///
 /// Safe for concurrent use, except that one thread runs each loop, and the hooks are called on the
@@ -194,7 +193,7 @@ public:
     /// status is handed back by `SendSlice` and otherwise ignored. Does nothing and returns 1 here.
     virtual int SendDictionaryString(RWCString& text, double elapsed, const char* name);
     /// The slice with its exact values and its message as it was rendered, once per slice, between
-    /// the two before. The view ends with the call. Does nothing here.
+    /// the two before. The view is valid until the call returns. Does nothing here.
     virtual void SendSliceValues(const CKZStatSliceValues& slice);
 
     /// Begins the timeline: slice 1 covers [startTime, startTime + sliceLength). Logs an error and
@@ -207,7 +206,7 @@ public:
     /// A new dictionary for `clientId` in the current slice, owned by that slice; `previous`, when
     /// given, is left. Advances the timeline when the current slice's time is up: the end belongs
     /// to the next slice, and missed slices are created in turn. Null, with an error logged,
-    /// before `Start`. Nobody reports into it but the caller: hosts mostly use
+    /// before `Start`. Only the caller may report into it; hosts mostly use
     /// `CKZStatGenClient::GetNewDictionary`.
     CKZStatGenMeasurementDictionary* GetNewDictionary(int clientId,
                                                       CKZStatGenMeasurementDictionary* previous);
@@ -216,8 +215,8 @@ public:
     void AddSlice(CKZStatGenSlice* slice, int id) RYP_REQUIRES(*m_timelineLock);
     /// Takes what stands under the id of `slice` out of the timeline and deletes it: `slice`,
     /// unless the host made another one with the same id. Clients that still hold one of its
-    /// dictionaries forget it. REQUIRES: that is neither the current slice nor the one that is
-    /// being sent.
+    /// dictionaries are detached from it. REQUIRES: that is neither the current slice nor the one
+    /// that is being sent.
     void RemoveSlice(CKZStatGenSlice* slice);
 
     /// The next finished slice, waiting for it; null once the generator is terminated.
@@ -374,8 +373,8 @@ public:
     CKZStatGenClient& operator=(const CKZStatGenClient&) = delete;
 
     /// Leaves the current dictionary for a new one in the current slice, advancing the timeline
-    /// when its time is up, and returns it. It belongs to its slice: use it to see that it is
-    /// there, not to report. Null, with an error logged, before `Start`.
+    /// when its time is up, and returns it. It belongs to its slice. The caller may test it
+    /// for null, but must not report into it. Null, with an error logged, before `Start`.
     CKZStatGenMeasurementDictionary* GetNewDictionary();
 
     /// Forgets the current dictionary, which goes on naming this client as its owner: for a

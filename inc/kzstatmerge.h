@@ -12,16 +12,16 @@
 #include "kzstatpointtypeenum.h"
 #include "kzstatslicevalues.h"
 
-/// Merges records by name: those of several generators at one moment, say. Takes time in proportion
-/// to the records added, however many names there are, unless names were chosen so that their
-/// hashes collide. Counts are exact up to 2^53.
+/// Merges records by name, for example those of several generators at one moment. Takes constant
+/// time per record, unless names were chosen so that their hashes collide. Counts are exact up to
+/// 2^53.
 ///
-/// Sums of doubles depend on the order of the additions, as do minimum and maximum where counts are
-/// negative: records are added in the order in which they are given, so that the same records in
-/// the same order give the same result to the bit.
+/// Records are added in the order in which they are given. Sums of doubles depend on that order, as
+/// do minimum and maximum if counts are negative; the same records in the same order give the same
+/// bits.
 ///
-/// A name has one type. A record of another type than the one under which its name came first is
-/// not merged; it is noted as a conflict.
+/// A name has the type of its first record. A record of another type is not merged but noted as a
+/// conflict.
 ///
 /// Compatible: one thread at a time per object.
 class KZSTAT_EXPORT CKZStatMerge {
@@ -31,11 +31,11 @@ public:
     /// A record that was not merged.
     struct Conflict {
         RWCString name;
-        PointType type;     ///< under which the name came first
-        PointType refused;  ///< of the record
+        PointType type;     ///< of the first record of the name
+        PointType refused;  ///< of the record that was not merged
     };
 
-    // If memory runs out, the exception passes through and no value was added; names may have been.
+    // If memory runs out, these throw and no value was added; names may have been.
 
     /// Adds one record. Returns false for a conflict.
     bool Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
@@ -45,12 +45,12 @@ public:
     void Add(const CKZStatMessage& message);
     void Add(const CKZStatSliceValues& slice);
 
-    /// One record per name, in the order in which the names came. Valid until the merge is changed
+    /// One record per name, in the order of their first records. Valid until the merge is changed
     /// or destroyed.
     const std::vector<CKZStatMessageRecord>& GetRecords() const { return m_records; }
-    /// The record of `name`, owned by this object; null where there is none.
+    /// The record of `name`, owned by this object; null if there is none.
     const CKZStatMessageRecord* FindRecord(std::string_view name) const;
-    /// In the order in which they came.
+    /// In the order of their records.
     const std::vector<Conflict>& GetConflicts() const { return m_conflicts; }
 
 private:

@@ -12,21 +12,21 @@
 #include "kzstatpointtypeenum.h"
 #include "rw/cstring.h"
 
-/// One record: what was reported under one name. Compatible.
+/// One record: the aggregates of one name. Compatible.
 struct KZSTAT_EXPORT CKZStatMessageRecord {
     RWCString name;
     CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
     CKZStatAggregate totals;  ///< of the run; empty in a lasts record
     CKZStatAggregate lasts;   ///< of the slice
 
-    /// The record as a point takes it, at the moment `time`. Averages and standard deviations are
-    /// those of the aggregates: -1 where there are no values.
+    /// The record as the values of a point at the moment `time`. Averages and standard deviations
+    /// are those of the aggregates: -1 if there are no values.
     MeasurementArrayItem GetItem(double time) const;
 };
 
 /// Writes messages: appends header and records to a text, each field followed by 0x01. Doubles have
-/// three decimals; counts are truncated to whole numbers. Names are written as they are: one that
-/// holds 0x01 makes fields of its own.
+/// three decimals; counts are truncated to whole numbers. Names are not escaped: one that
+/// holds 0x01 becomes several fields.
 ///
 /// Compatible: one thread at a time per object.
 class KZSTAT_EXPORT CKZStatMessageWriter {
@@ -42,7 +42,7 @@ public:
     /// of the generator.
     void WriteHeader(const RWCString& generatorName, double sliceLength, double elapsed,
                      int sliceId);
-    /// The part of a header that tells the slice: `elapsed` and `sliceId`.
+    /// The last two fields of a header: `elapsed` and `sliceId`.
     void WriteSlice(double elapsed, int sliceId);
 
     /// A record of a message: name, type, then minimum, maximum, count, sum, sum of squares and
@@ -62,26 +62,25 @@ private:
     RWCString& m_text;
 };
 
-/// A message of the generator taken apart. Compatible: one thread at a time per object.
+/// A parsed message of the generator. Compatible: one thread at a time per object.
 class KZSTAT_EXPORT CKZStatMessage {
 public:
     /// What follows the header: full records (`DumpDict`, fourteen fields each), as the generator
     /// sends them, or lasts records (`DumpLasts`, seven fields each, without averages).
     enum RecordForm { FullRecords, LastsRecords };
 
-    /// Takes `length` bytes of `text` apart and returns true. Returns false where they are no whole
-    /// message, leaves this object as it was and puts an offset into `faultPosition`: that of the
-    /// first field that cannot be what its place asks for, or of the field at which the text ends
-    /// early. The cause may lie before it: a field that is missing or a name with 0x01 shifts all
-    /// that follows.
+    /// Parses `length` bytes of `text` and returns true. If they are no complete message, returns
+    /// false, leaves this object unchanged and sets `faultPosition` to the offset of the first
+    /// field that is invalid at its place, or at which the text ends early. The cause may lie
+    /// before it: a missing field or a name that holds 0x01 shifts all fields after it.
     ///
-    /// A message is whole when every field ends with 0x01, every record has all of its fields,
+    /// A message is complete if every field ends with 0x01, every record has all of its fields,
     /// counts and the slice id are decimal digits with or without a minus, other numbers are
-    /// decimals with a point (or "nan", "inf", "-inf") and every type is one of the table. So
-    /// everything is read that `CKZStatMessageWriter` writes. A name that holds 0x01 shifts the
-    /// fields behind it, which mostly fails; a name made to imitate records is read as those.
-    /// Averages are checked and left aside: the aggregates compute them from the sums, which lose
-    /// less by the three decimals. No byte beyond `length` is read.
+    /// decimals with a point (or "nan", "inf", "-inf") and every type is one of the table. This
+    /// accepts everything that `CKZStatMessageWriter` writes, except that a name which holds 0x01
+    /// shifts the fields after it: that mostly fails, but a name made to imitate records is read as
+    /// records. Averages are checked and ignored: the aggregates compute them from the sums, which
+    /// lose less by the three decimals. No byte beyond `length` is read.
     [[nodiscard]] bool Read(const char* text, std::size_t length, RecordForm form,
                             std::size_t& faultPosition);
     [[nodiscard]] bool Read(const RWCString& text, RecordForm form, std::size_t& faultPosition) {
@@ -96,7 +95,7 @@ public:
     int GetSliceId() const { return m_sliceId; }
     /// In the order of the message. Valid until this object is changed or destroyed.
     const std::vector<CKZStatMessageRecord>& GetRecords() const { return m_records; }
-    /// The first record of `name`, owned by this object; null where there is none. Takes constant
+    /// The first record of `name`, owned by this object; null if there is none. Takes constant
     /// time, unless names were chosen so that their hashes collide.
     const CKZStatMessageRecord* FindRecord(std::string_view name) const;
 

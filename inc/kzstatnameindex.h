@@ -9,8 +9,8 @@
 #include "kzstat_export.h"
 #include "ryp/texthash.h"
 
-/// Finds names by hash. It holds positions and hashes only: the names stay where they are, in a
-/// vector of records say, and may move there.
+/// A hash index of names. It holds positions and hashes only: the names stay with the caller, for
+/// example in a vector of records, and may move there.
 ///
 /// Compatible: one thread at a time changes it and no other reads it meanwhile.
 class CKZStatNameIndex {
@@ -45,12 +45,12 @@ public:
 private:
     struct Slot {
         std::uint32_t hash;
-        std::uint32_t number;  // the position and 1; 0 where the slot is free
+        std::uint32_t number;  // the position + 1; 0 if the slot is free
     };
 
     static constexpr std::size_t kFirstSlots = 16;
 
-    // The number of slots is a power of two. The hash is mixed well enough for its low bits to do.
+    // The number of slots is a power of two; the low bits of the hash are mixed well enough.
     std::size_t Home(std::uint32_t hash) const { return hash & (m_slots.size() - 1); }
     std::size_t Next(std::size_t at) const { return (at + 1) & (m_slots.size() - 1); }
 

@@ -6,7 +6,7 @@
 #include "rw/collect.h"
 
 /// The thirteen statistics of one name at one moment. -1 stands for "no value" in each; a record
-/// whose time is -1 holds nothing yet. Compatible.
+/// whose time is -1 is empty. Compatible.
 struct MeasurementArrayItem {
     double time;     ///< the moment, in seconds
     double min;      ///< smallest value of the run
@@ -38,14 +38,14 @@ enum StatisticsDataType : int {
     StatLastSum = 9,
     StatLastAverage = 10,
     StatLastSTDev = 11,
-    StatCurrentValue = 12  ///< what the point's kind calls its current value
+    StatCurrentValue = 12  ///< the statistic that the point's kind defines as its value
 };
 
-/// The statistics of one name at one moment, for those who merge, average and compare them. Twelve
-/// kinds, one per point type, say which statistics are meaningful and which one is current.
+/// The statistics of one name at one moment, to be merged, averaged and compared. Twelve kinds, one
+/// per point type, define which statistics are meaningful and which one is the current value.
 ///
-/// A point is empty while its time is -1. An average that breaks its rule and a merge that is
-/// inconsistent end the process through a failed assertion, in every build.
+/// A point is empty while its time is -1. An invalid average (see `SetAverage`) and an
+/// inconsistent merge end the process by a failed assertion, in every build.
 ///
 /// A point is owned by whoever made it. Compatible: one thread at a time per object.
 class KZSTAT_EXPORT CKZStatPoint : public RWCollectable {
@@ -63,8 +63,8 @@ public:
 
     ~CKZStatPoint() override;
 
-    /// 0 for equal points; otherwise -1 where `other` is later and 1 where it is not, so that two
-    /// unequal points of one time each come after the other. REQUIRES: `other` is a point.
+    /// 0 for equal points; otherwise -1 if `other` is later and 1 if it is not, so two unequal
+    /// points of the same time each sort after the other. REQUIRES: `other` is a point.
     int compareTo(const RWCollectable* other) const override;
     /// That of the time truncated to an int.
     unsigned hash() const override;
@@ -73,24 +73,24 @@ public:
     bool isEqual(const RWCollectable* other) const override;
 
     /// Merges `other` into this point and returns this point. Counts, sums and standard deviations
-    /// are added, average = sum / count; the last values likewise, where `other` has any. A minimum
-    /// of 0 or below in `other` is passed over. Merging into an empty point counts `other` twice.
+    /// are added, average = sum / count; the last values likewise, if `other` has any. A minimum
+    /// of 0 or below in `other` is ignored. Merging into an empty point counts `other` twice.
     ///
-    /// Ends the process when `other` is empty, when an average breaks its rule (a last count of 0
-    /// after the merge with a last sum of 0 does so), or, after an error in the log, when a last
-    /// minimum or maximum is missing beside last values.
+    /// Ends the process if `other` is empty, if an average becomes invalid (a last count of 0 after
+    /// the merge with a last sum of 0 makes it so), or, after logging an error, if there are last
+    /// values without a last minimum or maximum.
     virtual CKZStatPoint& operator+(const CKZStatPoint& other);
-    /// Adds every value but the time of `other` as it is, -1 too, and returns this point. An empty
-    /// `other` changes nothing. Ends the process when an average breaks its rule.
+    /// Adds every value of `other` but the time, even if it is -1, and returns this point. An empty
+    /// `other` changes nothing. Ends the process if an average becomes invalid.
     virtual CKZStatPoint& operator&(const CKZStatPoint& other);
-    /// Divides every value but the time by `n`, -1 too, and returns this point. An `n` of 0 changes
-    /// nothing. Ends the process when an average breaks its rule: an empty one divided by 2 does.
+    /// Divides every value but the time by `n`, even if it is -1, and returns this point. An `n` of
+    /// 0 changes nothing. Ends the process if an average becomes invalid: -1 divided by 2 does.
     virtual CKZStatPoint& operator/(int n);
 
     /// A new point of the same kind with the same values; owned by the caller.
     virtual CKZStatPoint* Clone() = 0;
     /// A new point of the same kind that stands for this point's totals at the later moment `time`;
-    /// owned by the caller. Null where the kind has none, or this point's time is not before
+    /// owned by the caller. Null if the kind has none, or if this point's time is not before
     /// `time`.
     virtual CKZStatPoint* CloneFakeForTotal(double time) = 0;
     /// The statistic that the kind shows as its value.
@@ -101,9 +101,9 @@ public:
     virtual void GetType(PointType& type) = 0;
     virtual PointType GetType() = 0;
 
-    /// Folds `item` into this point; an empty point takes it whole, its time included. Later the
-    /// time stays. Sums, counts and standard deviations above 0 are added, average = sum / count
-    /// or -1. An empty last minimum stays empty. Ends no process.
+    /// Adds `item` to this point. An empty point takes all its values, the time included; any other
+    /// point keeps its time. Sums, counts and standard deviations above 0 are added, average =
+    /// sum / count or -1. An empty last minimum stays empty. Never ends the process.
     virtual void AddValues(MeasurementArrayItem item);
     /// The name of the class.
     virtual const char* nameOf() const;
@@ -135,20 +135,20 @@ public:
     void SetMax(double max) { m_values.max = max; }
     void SetCount(double count) { m_values.count = count; }
     void SetSum(double sum) { m_values.sum = sum; }
-    /// Stores the value, then ends the process unless it is finite and either -1 or not negative.
+    /// Stores `average`, then ends the process unless it is finite and either -1 or not negative.
     void SetAverage(double average);
     void SetSTDev(double stdev) { m_values.stdev = stdev; }
     void SetLastMin(double lastMin) { m_values.lastMin = lastMin; }
     void SetLastMax(double lastMax) { m_values.lastMax = lastMax; }
     void SetLastCount(double lastCount) { m_values.lastCount = lastCount; }
     void SetLastSum(double lastSum) { m_values.lastSum = lastSum; }
-    /// Stores the value, then ends the process unless it is -1 or not negative. Positive infinity
-    /// passes; NaN does not.
+    /// Stores `lastAverage`, then ends the process unless it is -1 or not negative. Positive
+    /// infinity is valid; NaN is not.
     void SetLastAverage(double lastAverage);
     void SetLastSTDev(double lastStdev) { m_values.lastStdev = lastStdev; }
 
 protected:
-    /// For kinds that fold values without the asserting setters.
+    /// For kinds that add values without the asserting setters.
     MeasurementArrayItem& Values() { return m_values; }
 
 private:
@@ -159,7 +159,7 @@ private:
     MeasurementArrayItem m_values;
 };
 
-/// The operations of a kind, from its row in the table of facts in kzstatpoint.cpp.
+/// The operations of a kind, from its row in the table in kzstatpoint.cpp.
 template <class Kind>
 class KZSTAT_EXPORT CKZStatPointOf : public CKZStatPoint {
 public:
@@ -203,8 +203,8 @@ public:
     ~CKZStatPointAccumulator() override;
 };
 
-/// A level, not a series of samples: folding adds sums and counts whatever their sign, and the
-/// average slots carry the sums.
+/// A level, not a series of samples: `AddValues` adds sums and counts whatever their sign, and the
+/// averages hold the sums.
 class KZSTAT_EXPORT CKZStatPointLoadSize : public CKZStatPointOf<CKZStatPointLoadSize> {
 public:
     using CKZStatPointOf::CKZStatPointOf;

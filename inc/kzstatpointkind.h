@@ -8,27 +8,27 @@
 #include "kzstatpoint.h"
 #include "kzstatpointtypeenum.h"
 
-/// What a point type means: the one table that all ask who show, merge or draw statistics.
+/// What a point type means: the one table for all code that shows, merges or draws statistics.
 /// Constant, and so safe for concurrent use.
 struct KZSTAT_EXPORT CKZStatPointKind {
     /// How the values of a slice become the value of the slice.
     enum Reading {
-        Sampled,  ///< by their average: each value says something of its own, and values spread
-        AddedUp,  ///< by their sum: how often, how much
-        Level     ///< by their sum, one value per generator: the state of the moment
+        Sampled,  ///< by their average: each value is a sample
+        AddedUp,  ///< by their sum: a number of events or an amount
+        Level     ///< by their sum, one value per generator: a state
     };
 
     /// What is counted per second.
     enum Rate {
         NoRate,
-        RateOfValues,  ///< the values: how often something took its time
-        RateOfSums     ///< their sum
+        RateOfValues,  ///< the number of values
+        RateOfSums     ///< the sum of the values
     };
 
     CKZStatPointTypeEnum::PointType type;
-    const char* name;  ///< "Timer": what `CKZStatPointTypeEnum::GetStringFromEnumType` answers
-    const char* unit;  ///< of the values; empty where it is up to the host
-    bool isDuration;   ///< the unit is one of time
+    const char* name;  ///< "Timer": what `CKZStatPointTypeEnum::GetStringFromEnumType` returns
+    const char* unit;  ///< of the values; empty if the host decides
+    bool isDuration;   ///< the unit is a unit of time
     Reading reading;
     Rate rate;
     int mask;  ///< the meaningful statistics: bit k for the one numbered k in `StatisticsDataType`
@@ -38,11 +38,11 @@ struct KZSTAT_EXPORT CKZStatPointKind {
         return reading == Sampled ? StatLastAverage : StatLastSum;
     }
 
-    /// What went through in a span of time, for a rate or a chart: the count or the sum of the
-    /// aggregate; of a level the level itself, and NaN where nothing is counted.
+    /// The amount in a span of time, for a rate or a chart: the count or the sum of the aggregate;
+    /// for a level the level itself, and NaN for kinds without a rate.
     double Flow(const CKZStatAggregate& aggregate) const;
 
-    /// The kind of `type`; null for `NotSet` and whatever is not one of the twelve types.
+    /// The kind of `type`; null if it is not one of the twelve types.
     static const CKZStatPointKind* Find(CKZStatPointTypeEnum::PointType type);
     /// All twelve, in the order of their types.
     static const std::array<CKZStatPointKind, 12>& All();

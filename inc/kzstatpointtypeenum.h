@@ -5,12 +5,12 @@
 
 class RWCString;
 
-/// The point types of the whole system and their conversions. All operations read constant tables
-/// only and are safe for concurrent use.
+/// The point types and their conversions. All operations read only constant tables and are safe for
+/// concurrent use.
 class KZSTAT_EXPORT CKZStatPointTypeEnum {
 public:
-    /// How a reported value is to be read. Apart from `NotSet` each is a single bit, so that a set
-    /// of types fits a mask.
+    /// What a reported value means. Apart from `NotSet` each is a single bit, so that a set of
+    /// types fits a mask.
     enum PointType : int {
         NotSet = 0,
         Measurement = 1,
@@ -30,7 +30,7 @@ public:
     CKZStatPointTypeEnum() = default;
     virtual ~CKZStatPointTypeEnum();
 
-    /// The value in decimal ("2" for `Timer`), as the text dump carries it. A value that is not a
+    /// The value in decimal ("2" for `Timer`), as in the text dump. A value that is not a
     /// single bit gives the nearest bit on the logarithmic scale (3 gives "4"); one past the table
     /// gives "0". The text is static.
     static const char* GetTypeName(PointType type);
@@ -38,9 +38,9 @@ public:
     /// The readable form ("Timer"), by the same rules; "NotSet" for `NotSet` and past the table.
     static const char* GetStringFromEnumType(PointType type);
 
-    /// Sets `type` from its readable form; "Stat" is a second form of `Counter`. The match is
-    /// exact. An unknown text, "NotSet" included, leaves `type` alone and logs an error. Allocates
-    /// nothing.
+    /// Sets `type` from its readable form; "Stat" also means `Counter`. The match is
+    /// exact. An unknown text, "NotSet" included, leaves `type` unchanged and logs an error.
+    /// Allocates nothing.
     static void GetEnumTypeFromString(const RWCString& text, PointType& type) noexcept;
 };
 

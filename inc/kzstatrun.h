@@ -14,10 +14,10 @@
 class CKZStatRunClientState;
 class CKZStatRunState;
 
-/// What became of a run so far. Compatible.
+/// The result of a run so far. Compatible.
 struct CKZStatRunResult {
-    int slicesDelivered = 0;      ///< slices that all listeners were called for
-    int slicesGivenUp = 0;        ///< slices that were not, with all their values
+    int slicesDelivered = 0;      ///< slices passed to all listeners
+    int slicesGivenUp = 0;        ///< slices discarded with their values
     long long valuesRefused = 0;  ///< values whose `AddLast` returned false
     /// What went wrong, a line each: listeners that threw, values refused, slices given up, what
     /// `CKZStatRun::AddComplaint` was told.
@@ -26,16 +26,16 @@ struct CKZStatRunResult {
     bool IsClean() const { return complaints.empty(); }
 };
 
-/// How a run ended, as its listeners are told. Compatible.
+/// The end of a run, as passed to its listeners. Compatible.
 struct CKZStatRunEnd {
     int lastSlice = 0;                ///< the id of the last slice, delivered or given up
     std::optional<double> loadBegin;  ///< as `CKZStatRun::GetLoadBegin` returns it
     std::optional<double> loadEnd;    ///< as `CKZStatRun::GetLoadEnd` returns it
 };
 
-/// A listener that is told of the end, such as one that closes a file then. The lines that its
+/// A listener that is also called at the end, for example to close a file. The lines that its
 /// operations return are added to the complaints of the run. The rules of `CKZStatRun::OnSlice`
-/// hold for both. Owned by the thread of the run that calls them.
+/// apply to both operations. Owned by the thread of the run that calls them.
 class KZSTAT_EXPORT CKZStatRunListener {
 public:
     CKZStatRunListener() = default;
@@ -48,9 +48,9 @@ public:
     virtual std::vector<RWCString> OnEnd(const CKZStatRunEnd& end) = 0;
 };
 
-/// A simulated client's handle on a run: reports values by name into the current slice, and keeps
-/// the client's named timers. It may outlive its run, and then refuses every value. The load of a
-/// run is the number of its handles, until the host sets it.
+/// A simulated client's handle on a run: reports values by name into the current slice and keeps
+/// the client's named timers. It may outlive its run; it then refuses every value. The load of a
+/// run is the number of its handles, unless the host sets it.
 ///
 /// Values: safe for concurrent use; threads that report through clients of their own do not wait
 /// for one another. Timers: owned by the client's own thread. Moving: while no other thread uses
@@ -94,70 +94,68 @@ private:
 ///
 ///     construct, OnSlice, create clients, report values, ..., Finish
 ///
-/// Three threads work for a run: one delivers finished slices to the listeners, one frees them, and
-/// one keeps time, so that slices end on time when no client reports. Clients, stopwatches and the
-/// run may be destroyed in any order. Listeners are called until the run has ended, so what they
-/// refer to must be there until then: it is declared before the run. What they captured is
-/// destroyed with the end.
+/// A run has three threads: one delivers finished slices to the listeners, one frees them, and one
+/// ends slices on time when no client reports. Clients, stopwatches and the run may be destroyed in
+/// any order. Listeners are called until the run has ended, so what they refer to must be declared
+/// before the run. The listeners are destroyed when the run has ended.
 ///
-/// Every value whose `AddLast` returned true is delivered, with exactly one slice, unless
-/// `Finish(limitSeconds)` gives that slice up. Slices are of the same length and without gaps.
+/// Every value whose `AddLast` returned true is delivered with exactly one slice, unless
+/// `Finish(limitSeconds)` gives that slice up. Slices have equal lengths and no gaps between them.
 ///
-/// Safe for concurrent use, except that nobody uses a run that is being destroyed.
+/// Safe for concurrent use, except during destruction.
 class KZSTAT_EXPORT CKZStatRun final {
 public:
     /// Starts at once: slice 1 covers [now, now + sliceLength), in seconds. `name` leads every
-    /// message; null is the empty name, and one that holds the byte 0x01 is cut before it, which
-    /// `Finish` says. A slice length that is not positive, not finite or too small to move the end
-    /// time is logged as an error: such a run delivers nothing, refuses all values, and `Finish`
-    /// says so.
+    /// message; null is the empty name. A name that holds the byte 0x01 is cut before it, and
+    /// `Finish` returns a complaint. A slice length that is not positive, not finite or too small
+    /// to advance the end time is logged as an error: the run then delivers nothing, refuses all
+    /// values, and `Finish` returns a complaint.
     CKZStatRun(const char* name, double sliceLength);
-    /// Finishes as `Finish()` does if nobody has; complaints that nobody was told are logged.
-    /// Always waits until the listeners have returned. Called by a listener, it gives up the slices
-    /// not delivered yet instead and logs an error.
+    /// Calls `Finish()` if it was not called, and logs the complaints that no `Finish` returned.
+    /// Always waits until the listeners have returned. If called by a listener, it discards the
+    /// undelivered slices instead and logs an error.
     ~CKZStatRun();
     CKZStatRun(const CKZStatRun&) = delete;
     CKZStatRun& operator=(const CKZStatRun&) = delete;
 
     /// Calls `listener` for every slice from now on, on one thread, after those added before it
-    /// and without a lock held. The view ends with the call. Slices that have ended by now may be
-    /// missed, so add listeners right after construction.
+    /// and without a lock held. The view is valid until the call returns. Slices that have ended by
+    /// now may be missed, so add listeners right after construction.
     ///
-    /// A listener may take its time (slices wait in a queue meanwhile, clients do not), report
-    /// values, and add listeners, which are called from the next slice on. It must not finish its
-    /// run nor wait for a thread that does. One that throws has had its call for this slice; the
-    /// other listeners are called all the same, and `Finish` tells how often it threw and what was
-    /// thrown first. After the end and for an empty `listener` an error is logged and nothing is
-    /// added.
+    /// A listener may block (slices are queued meanwhile; clients do not wait), report values, and
+    /// add listeners, which are called from the next slice on. It must not finish its run or wait
+    /// for a thread that does. If it throws, it is not called again for this slice; the other
+    /// listeners are still called, and `Finish` returns how often it threw and the first exception.
+    /// After the end, or if `listener` is empty, logs an error and adds nothing.
     void OnSlice(std::function<void(const CKZStatSliceValues&)> listener);
 
-    /// The same for a listener that is told of the end, which `Finish` waits for. It is released
-    /// afterwards. Returns false for null and after the end: nothing is added then.
+    /// The same for a listener with a call at the end, for which `Finish` waits. The run releases
+    /// it afterwards. Returns false and adds nothing if `listener` is null or the run has ended.
     [[nodiscard]] bool AddListener(const std::shared_ptr<CKZStatRunListener>& listener);
 
     /// Calls `reporter` near the middle of every slice from now on, for what is reported once per
-    /// slice (a level, a reading). It reports through the handle that it is given, whose id is 0.
-    /// Rules as for `OnSlice`, on a thread of its own. A slice that the thread or the process
-    /// sleeps through, and one of less than a few milliseconds, goes without.
+    /// slice (a level, a reading). It reports through the handle passed to it, whose id is 0.
+    /// Rules as for `OnSlice`, on a thread of its own. A slice is skipped if the thread or the
+    /// process slept through it, or if it is shorter than a few milliseconds.
     void OncePerSlice(std::function<void(CKZStatRunClient&)> reporter);
 
-    /// A new client. Several may share an id; their values are filed under it together. 0 is the
-    /// run's own id and may be used.
+    /// Returns a new client. Several may share an id; their values are then aggregated together.
+    /// 0 is the run's own id and may be used.
     CKZStatRunClient NewClient(int id);
 
     /// Reports the load once per slice as `name`, a `LoadSize`, from now on. Null or a name that
     /// holds 0x01 logs an error and ends the reports.
     void ReportLoadAs(const char* name);
-    /// Replaces the number of clients by `load` as the load of the run, for good. A load that is
+    /// Sets the load of the run to `load`; the number of clients no longer counts. A load that is
     /// negative or not finite logs an error and changes nothing.
     void SetLoad(double load);
 
     /// The load begins when it first rises above 0, and ends when it last falls to 0 or when
-    /// `Finish` is called, whichever is earlier. `BeginLoad` and `EndLoad` say instead that it does
-    /// now; the last call before `Finish` counts.
+    /// `Finish` is called, whichever is earlier. `BeginLoad` and `EndLoad` set that moment to now
+    /// instead; the last call before `Finish` counts.
     void BeginLoad();
     void EndLoad();
-    /// Seconds since the start of the run; nothing where the load has not begun or not ended.
+    /// Seconds since the start of the run; no value if the load has not begun or not ended.
     std::optional<double> GetLoadBegin() const;
     std::optional<double> GetLoadEnd() const;
 
@@ -167,23 +165,21 @@ public:
     /// The start of slice 1, in seconds since 1970-01-01 UTC.
     double GetStartTime() const;
 
-    /// Adds a line to what `Finish` returns and logs it as an error, for listeners that have
-    /// something to tell and do not throw. Null does nothing; a line that was added before is not
-    /// repeated.
+    /// Adds a line to the complaints that `Finish` returns and logs it as an error, for listeners
+    /// that report a fault without throwing. Null and lines that were added before are ignored.
     void AddComplaint(const char* line);
-    /// What is known of the run by now, without waiting; `Finish` returns it at the end.
+    /// Returns the result so far, without waiting.
     [[nodiscard]] CKZStatRunResult GetResult() const;
 
     /// Ends the run without losing a value: lets the current slice end, refuses values after it,
-    /// waits until all slices were delivered to all listeners, and ends the threads. Takes one
-    /// slice length at most plus the time that the listeners take; with slices of more than five
-    /// seconds, up to a second more. A further call waits for the same end and returns what is
-    /// known by then. Called by a listener of this run, it logs an error, does nothing and says so
-    /// in the complaints.
+    /// waits until all slices were delivered to all listeners, and ends the threads. Takes at most
+    /// one slice length plus the time that the listeners take; with slices of more than five
+    /// seconds, up to a second more. A further call waits for the same end and returns the result.
+    /// If called by a listener of this run, it only logs an error and adds a complaint.
     [[nodiscard]] CKZStatRunResult Finish();
-    /// The same in `limitSeconds` at most: slices that were not delivered by then are given up with
-    /// their values. A listener that is at work goes on, and the destructor waits for it. A limit
-    /// below 0 and NaN mean 0.
+    /// The same within `limitSeconds`: slices not delivered by then are discarded with their
+    /// values. A listener call under way continues, and the destructor waits for it. A negative
+    /// limit and NaN mean 0.
     [[nodiscard]] CKZStatRunResult Finish(double limitSeconds);
 
 private:

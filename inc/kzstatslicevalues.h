@@ -14,7 +14,7 @@
 class CKZStatGenMeasurementDictionary;
 struct CKZStatMessageRecord;
 
-/// What a slice is, beside its records. Compatible.
+/// The facts of a slice, apart from its records. Compatible.
 struct CKZStatSliceFacts {
     RWCString generatorName;
     double sliceLength = 0;  ///< seconds
@@ -23,13 +23,14 @@ struct CKZStatSliceFacts {
     double endTime = 0;  ///< the same moment in seconds since 1970-01-01 UTC, by `RyPSysTime`
 };
 
-/// A slice as a host sees it: its facts, its message and the exact values of every name, of the run
-/// and of the slice. A view: it copies no value and changes nothing; what it shows belongs to
-/// others and must outlive it unchanged. One that a hook was given ends with the call.
+/// A view of a slice: its facts, its message and the exact values of every name, of the run and of
+/// the slice. It copies no value and changes nothing; what it shows must outlive it unchanged. A
+/// view passed to a hook is valid until the hook returns.
 ///
-/// Values of the generator carry its mark of -1 in minimum and maximum: a value of exactly -1 gave
-/// way to the next one there, the maximum of values that all lie below -1 is -1, and a NaN that
-/// came first stays. Counts are exact; sums and sums of squares are what additions of doubles give.
+/// In values of the generator, -1 in minimum and maximum means "no value yet": a value of exactly
+/// -1 is replaced by the next one, the maximum of values that are all below -1 is -1, and a NaN
+/// that came first stays. Counts are exact; sums and sums of squares are rounded as additions of
+/// doubles are.
 /// `SetValues` stores the square of the sum as the sum of squares.
 ///
 /// Compatible: one thread at a time per object, also for reading.
@@ -43,10 +44,10 @@ public:
         const CKZStatAggregate& lasts;   ///< of the slice
     };
 
-    /// Of a merged dictionary and the message rendered from it.
+    /// Shows a merged dictionary and the message rendered from it.
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                        const CKZStatGenMeasurementDictionary& merged);
-    /// Of records from elsewhere: of a message that was read, a merge, a test.
+    /// Shows records from elsewhere, such as a message that was read or a merge.
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                        const std::vector<CKZStatMessageRecord>& records);
     // What a view shows must outlive it.
@@ -69,11 +70,11 @@ public:
     /// The end of the slice in seconds since 1970-01-01 UTC.
     double GetEndTime() const { return m_facts.endTime; }
     const CKZStatSliceFacts& GetFacts() const { return m_facts; }
-    /// The message as it was rendered; what a hook changes in its copy afterwards is not seen here.
+    /// The message as it was rendered; changes that a hook makes to its text are not seen here.
     const RWCString& GetMessage() const { return m_message; }
 
-    /// Of a dictionary every name once, in no particular order; else the records in their order.
-    /// The list is made at the first call and lives as long as the view.
+    /// The records, in no particular order if the view shows a dictionary. The list is made at the
+    /// first call and lives as long as the view.
     const std::vector<Record>& GetRecords() const;
     /// The record of `name`, or null. The first call of a view indexes all names.
     const Record* FindRecord(std::string_view name) const;
@@ -86,7 +87,7 @@ private:
     // One of the two is null.
     const CKZStatGenMeasurementDictionary* const m_merged;
     const std::vector<CKZStatMessageRecord>* const m_given;
-    // Made when they are asked for, so that a slice nobody looks at costs nothing.
+    // Made on demand, so that a view which is not used costs nothing.
     mutable std::vector<Record> m_records;
     mutable CKZStatNameIndex m_index;
     mutable bool m_isListed = false;

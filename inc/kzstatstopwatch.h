@@ -20,34 +20,35 @@ struct CKZStatWatchedName;
 /// - by an exception that leaves the scope: the same with the reason "exception";
 /// - by `Abandon`: 1 as `name.abandoned`, a `Counter`.
 ///
-/// Work under way is seen too. Once per slice the run reports, for every name that ever had a
-/// stopwatch, `name.running` (how many are under way, a `LoadSize`) and, where there are any,
-/// `name.oldest` (the milliseconds since the earliest of them started, a `Measurement`).
+/// Running stopwatches are reported too. Once per slice the run reports, for every name that ever
+/// had a stopwatch, `name.running` (the number of running stopwatches, a `LoadSize`) and, if there
+/// are any, `name.oldest` (the milliseconds since the earliest of them started, a `Measurement`).
 ///
-/// `name` is cut to its first 200 bytes, so that what is added fits. A null name and one that holds
-/// the byte 0x01 report nothing and count as a value refused. Nothing is thrown.
+/// `name` is cut to its first 200 bytes, so that the suffixes fit. A null name and one that holds
+/// the byte 0x01 report nothing and count as a refused value. Nothing is thrown.
 ///
-/// Compatible: one thread at a time per object, which may be another one at the end. It may outlive
-/// its client and its run.
+/// Compatible: one thread at a time per object; it may be destroyed on another thread. It may
+/// outlive its client and its run.
 class KZSTAT_EXPORT CKZStatStopwatch {
 public:
     /// Starts now.
     CKZStatStopwatch(const CKZStatRunClient& client, const char* name);
-    /// Started at `intendedStart`, in seconds as `RyPSysTime` returns them, so that the time that
-    /// the work had to wait for its start counts. A time that is in the future or not finite means
-    /// now; a wait counts as 4e9 seconds at most.
+    /// Started at `intendedStart`, in seconds as `RyPSysTime` returns them, so that the delay
+    /// before the actual start counts, up to 4e9 seconds. A time that is in the future or not
+    /// finite means now.
     CKZStatStopwatch(const CKZStatRunClient& client, const char* name, double intendedStart);
-    /// `other` reports nothing any more.
+    /// `other` reports nothing from now on.
     CKZStatStopwatch(CKZStatStopwatch&& other) noexcept;
     CKZStatStopwatch& operator=(CKZStatStopwatch&&) = delete;
     ~CKZStatStopwatch();
 
-    /// The work succeeded. Returns the milliseconds it took. If the stopwatch has ended before,
-    /// does nothing, as the next two, and returns -1.0.
+    /// The work succeeded. Returns the milliseconds it took. If the stopwatch has already ended,
+    /// this and the next two do nothing, and `Stop` returns -1.0.
     double Stop();
-    /// The work failed. `reason` should be one of a few words; null and "" mean "unknown".
+    /// The work failed. `reason` should come from a small set, since each becomes a name; null and
+    /// "" mean "unknown".
     void Fail(const char* reason);
-    /// The work was given up; its time says nothing.
+    /// The work was abandoned; its time is not reported.
     void Abandon();
 
 private:
@@ -58,7 +59,7 @@ private:
 
     std::shared_ptr<CKZStatRunClientState> m_client;  // null once ended
     CKZStatWatchedName* m_name;
-    std::list<long long>::iterator m_start;  // among those under way
+    std::list<long long>::iterator m_start;  // among the running ones
     const int m_exceptionsAtStart;
 };
 

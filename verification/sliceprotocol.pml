@@ -18,14 +18,20 @@
 #ifndef CLIENTS
 #define CLIENTS 2
 #endif
+#ifndef THREADS
+#define THREADS 1 /* that use each client */
+#endif
+#ifndef LANES
+#define LANES 2 /* 1: all threads have the same, as they may in the program */
+#endif
 #ifndef VALUES
-#define VALUES 1 /* that each client reports */
+#define VALUES 1 /* that each thread reports */
 #endif
 #ifndef MOVES
-#define MOVES 0 /* calls of GetNewDictionary by each client */
+#define MOVES 0 /* calls of GetNewDictionary by each thread */
 #endif
 #ifndef FLUSHES
-#define FLUSHES 0 /* calls of FlushStatsCache by each client */
+#define FLUSHES 0 /* calls of FlushStatsCache by each thread */
 #endif
 #ifndef LIVES
 #define LIVES 1 /* handles that each client makes one after another under its id */
@@ -37,8 +43,11 @@
 #define PER_SLICE 5 /* dictionaries that a slice has room for; too few is reported */
 #endif
 
-#if CLIENTS * VALUES > 4
+#if CLIENTS * THREADS * VALUES > 4
 #error "sets of values have room for four"
+#endif
+#if THREADS > 1 && LIVES > 1
+#error "a client that threads share lives once"
 #endif
 
 #define CACHE_SIZE 2
@@ -50,9 +59,28 @@
 #define DUMMY_HANDLE (CLIENTS * LIVES)
 #define ID_OF(handle) ((handle) / LIVES)
 
+#define CLIENT_OF(thread) ((thread) / THREADS)
+
+/* Of the threads of clients, the first and the garbage thread share a lane. */
+#define LANE_OF(thread) ((thread) % LANES)
+#define GARBAGE_LANE 0
+
+/* Hosts often make clients on one thread and use them on others. */
+#ifdef MADE_ELSEWHERE
+#define FIRST_LANE_OF(thread) (LANES - 1 - LANE_OF(thread))
+#else
+#define FIRST_LANE_OF(thread) LANE_OF(thread)
+#endif
+
+/* On one lane. On two, a client also takes steps while the other one takes a dictionary. */
+#if CLIENTS > 1 && THREADS == 1 && LANES == 1
+#define CLIENTS_ARE_ALIKE
+#endif
+
 #define SET_OF(value) (1 << (value))
-#define ALL_VALUES ((1 << (CLIENTS * VALUES)) - 1)
-#define VALUES_OF(clientId) (((1 << VALUES) - 1) << ((clientId) * VALUES))
+#define VALUES_OF_CLIENT (THREADS * VALUES)
+#define ALL_VALUES ((1 << (CLIENTS * VALUES_OF_CLIENT)) - 1)
+#define VALUES_OF(clientId) (((1 << VALUES_OF_CLIENT) - 1) << ((clientId) * VALUES_OF_CLIENT))
 
 /* Two ticks to a slice, so that a moment can be before, at or past its end. */
 #define END_OF(s) (2 * ((s) + 1))
@@ -66,6 +94,7 @@ hidden byte values_exact = 1;
 hidden byte no_use_after_free = 1;
 hidden byte holds_exact = 1;
 hidden byte packed_and_freed_once = 1;
+hidden byte sent_or_counted = 1;
 hidden byte lock_order = 1;
 hidden byte model_has_room = 1;
 #define CHECK(property, condition) assert(!property || (condition))
@@ -76,6 +105,9 @@ typedef Slice {
     bit alive;
     bit open;
     bit inTimeline;
+#ifdef WARNS
+    bit isUnsent;
+#endif
     unsigned countZ0 : 4;
     unsigned dictionaries : 4;
     byte accepted /* the values that its dictionaries took; only the checks look at it */
@@ -84,6 +116,7 @@ typedef Slice {
 typedef Dictionary {
     byte client; /* the handle that holds it, or NONE */
     unsigned clientId : 4;
+    bit lane; /* constant */
     bit locked;
     unsigned cachedCount : 2;
     unsigned aggregated : 4;
@@ -92,6 +125,7 @@ typedef Dictionary {
 
 typedef Client {
     bit alive;
+    bit lane; /* changes under the lane that it was, while there is no dictionary */
     byte dictionary
 };
 
@@ -103,7 +137,7 @@ byte now = 1;
 bit terminated, stopping;
 byte currentSlice;
 byte currentEndTime = END_OF(0);
-byte clientsLock, timelineLock; /* 0, or one more than the process that has it */
+byte lane[LANES], timelineLock; /* 0, or one more than the process that has it */
 chan packQueue = [SLICES] of { byte };
 chan garbageQueue = [SLICES] of { byte };
 bit packReleased, garbageReleased;
@@ -112,7 +146,16 @@ bit packDone = 1, garbageDone = 1;
 /* What the program has no variable for: values told by messages, values given up, slices sent. */
 byte inMessages, dropped;
 byte sent;
-byte clientsCome, clientsGone;
+#ifdef CLIENTS_ARE_ALIKE
+byte clientsCome;
+#endif
+#if THREADS > 1
+byte users = THREADS; /* of the shared client */
+#endif
+byte clientsGone;
+#ifdef WARNS
+byte counted, begunAtCount; /* slices that were counted as unsent, and the current one then */
+#endif
 bit packJoined, garbageJoined;
 bit ended;
 
@@ -124,7 +167,7 @@ hidden byte other, isFurther;
 
 /* ------------------------------------------------------------------------------------- locks */
 
-#define CLIENTS_RANK 1
+#define LANE_RANK 1
 #define TIMELINE_RANK 2
 #define SLICE_RANK 4
 #define DICTIONARY_RANK 8
@@ -145,8 +188,26 @@ hidden byte other, isFurther;
     lock = 0; \
     ranks = ranks - rank
 
+/* `held` is the lane that the process has, or is about to lock; 0 where it has none. */
+#define UNLOCK_LANE \
+    RELEASE(lane[held], LANE_RANK); \
+    held = 0
+
+/*
+ * Part of a step: every lane is locked and unlocked, one by one. That changes nothing, so a lane
+ * that is free is passed in the same step: passing it later would allow nothing more.
+ */
+inline passLanes() {
+    CHECK_RANK(LANE_RANK);
+    lane[0] == 0;
+#if LANES > 1 && !defined DEFECT_LANE_LEFT_OUT
+    lane[1] == 0;
+#endif
+    skip
+}
+
 #define CHECK_SLICE(s) CHECK(no_use_after_free, slice[s].alive)
-#define CHECK_DICTIONARY(d) CHECK(no_use_after_free, slice[SLICE_OF(d)].alive)
+#define CHECK_DICTIONARY(d) CHECK(no_use_after_free, d != NONE && slice[SLICE_OF(d)].alive)
 #define CHECK_CLIENT(c) CHECK(no_use_after_free, client[c].alive)
 
 /* ------------------------------------------------------------------------------------- clock */
@@ -178,14 +239,25 @@ inline Queue_waitEvent(queue, released) {
 
 /* ------------------------------------------------------------------------------- dictionaries */
 
-/* FlushStatsCache in two steps: first the values show twice, then the cache is empty. */
+/* What excludes two flushes of a dictionary: its lock, its lane, or both as in the program. */
+#ifdef DEFECT_FLUSHED_WITHOUT_DICTIONARY_LOCK
+#define LOCK_DICTIONARY(d) CHECK_RANK(DICTIONARY_RANK)
+#else
+#define LOCK_DICTIONARY(d) \
+    !dictionary[d].locked; \
+    CHECK_RANK(DICTIONARY_RANK); \
+    dictionary[d].locked = 1
+#endif
+
+/*
+ * FlushStatsCache in two steps: first the values show twice, then the cache is empty. The count is
+ * looked at before the lock and, as it may have become 0 since, once more behind it.
+ */
 inline Dictionary_beginFlush(d) {
     CHECK_DICTIONARY(d);
     if
     :: dictionary[d].cachedCount > 0 ->
-       !dictionary[d].locked;
-       CHECK_RANK(DICTIONARY_RANK);
-       dictionary[d].locked = 1;
+       LOCK_DICTIONARY(d);
        isFlushing = 1;
        entry = 0;
        do
@@ -228,6 +300,9 @@ inline Dictionary_CacheValue(d, value) {
 inline Slice_construct(s) {
     slice[s].alive = 1;
     slice[s].open = 1;
+#ifdef WARNS
+    slice[s].isUnsent = 1;
+#endif
     slice[s].inTimeline = 1
 }
 
@@ -262,63 +337,111 @@ inline Slice_DecCountZ0(s) {
     slice[s].countZ0--
 }
 
-/* Part of a step, with the clients lock: from `position` on to a dictionary that a client holds. */
-inline Slice_findHeld(s) {
-    CHECK_SLICE(s);
+/*
+ * Part of a step: from `position` on to a dictionary that a client holds. The program looks under
+ * each one's lane. A dictionary that was left stays so, and not to wait for its lane only gives
+ * more freedom; whoever finds one that is held looks again under the lane.
+ */
+inline Slice_findHeld() {
     do
     :: position < snapshotEnd && dictionary[position].client == NONE -> position++
     :: else -> break
     od
 }
 
-/* The snapshot ends at `snapshotEnd`. */
-inline Slice_ReleaseDicts(s) {
-    atomic {
-        ACQUIRE(clientsLock, CLIENTS_RANK);
-        CHECK_SLICE(s);
-        CHECK_RANK(SLICE_RANK);
-        position = s * PER_SLICE;
-        snapshotEnd = position + slice[s].dictionaries;
-        Slice_findHeld(s)
-    };
-    do
-    :: position < snapshotEnd ->
-       self = dictionary[position].client;
-       Client_MoveToNewDictionary();
-       atomic { Slice_findHeld(s) }
-    :: atomic { position >= snapshotEnd -> position = 0; snapshotEnd = 0; self = 0; break }
-    od;
-    atomic { RELEASE(clientsLock, CLIENTS_RANK) }
+/* Part of a step. The snapshot ends at `snapshotEnd`. */
+inline Slice_SnapshotOfDictionaries(s) {
+    CHECK_SLICE(s);
+    CHECK_RANK(SLICE_RANK);
+    position = s * PER_SLICE;
+    snapshotEnd = position + slice[s].dictionaries;
+    Slice_findHeld()
 }
 
-/* Part of a step: every client that holds a dictionary of the slice forgets it. */
-inline Slice_forgetClients(s) {
-    CHECK_SLICE(s);
-    position = s * PER_SLICE;
+/* Part of a step: the lane of the dictionary at `position`, and the client that holds it then. */
+inline Slice_lockNext() {
+#ifdef DEFECT_LANE_OF_FREED_CLIENT
+    CHECK_CLIENT(self);
+    held = client[self].lane;
+    ACQUIRE(lane[held], LANE_RANK);
+#elif !defined DEFECT_MOVED_WITHOUT_LANE
+    IS_FREE(lane[dictionary[position].lane]);
+    held = dictionary[position].lane;
+    ACQUIRE(lane[held], LANE_RANK);
+#endif
+    self = dictionary[position].client
+}
+
+/* One dictionary after the other, so that nobody waits for more than one move. */
+inline Slice_ReleaseDicts(s) {
+    atomic { Slice_SnapshotOfDictionaries(s) };
     do
-    :: position < s * PER_SLICE + slice[s].dictionaries ->
+    :: position < snapshotEnd ->
+#ifdef DEFECT_LANE_OF_FREED_CLIENT
+       atomic {
+           if
+           :: dictionary[position].client != NONE -> self = dictionary[position].client
+           :: else -> position++; Slice_findHeld(); goto nextMove
+           fi
+       };
+#endif
+       atomic {
+           Slice_lockNext();
+           if
+           :: self != NONE -> Client_leave()
+           :: else
+           fi
+       };
        if
-       :: dictionary[position].client != NONE ->
-          CHECK_CLIENT(dictionary[position].client);
-          client[dictionary[position].client].dictionary = NONE;
-          dictionary[position].client = NONE
+       :: self != NONE -> Main_GetNewDictionary()
        :: else
        fi;
-       position++
-    :: else -> break
-    od;
-    position = 0
+       atomic {
+#ifndef DEFECT_MOVED_WITHOUT_LANE
+           UNLOCK_LANE;
+#endif
+           self = 0;
+           position++;
+           Slice_findHeld()
+       };
+#ifdef DEFECT_LANE_OF_FREED_CLIENT
+nextMove:
+       skip
+#endif
+    :: atomic { position >= snapshotEnd -> position = 0; snapshotEnd = 0; break }
+    od
+}
+
+/* Part of a step: whoever holds the dictionary forgets it. */
+inline Dictionary_forgetClient(d) {
+    if
+    :: dictionary[d].client != NONE ->
+       CHECK_CLIENT(dictionary[d].client);
+       client[dictionary[d].client].dictionary = NONE;
+       dictionary[d].client = NONE
+    :: else
+    fi
+}
+
+/* Part of a step. Nobody is found where clients were moved off before, as they mostly are. */
+inline Slice_detachNext() {
+    IS_FREE(lane[dictionary[position].lane]);
+    CHECK_RANK(LANE_RANK);
+    Dictionary_forgetClient(position);
+    position++;
+    Slice_findHeld()
 }
 
 /* Part of a step. Nothing of a destroyed slice is left that could tell two states apart. */
 inline Slice_destroy(s) {
     CHECK(packed_and_freed_once, slice[s].alive);
-    Slice_forgetClients(s);
     position = s * PER_SLICE;
     do
     :: position < s * PER_SLICE + slice[s].dictionaries ->
+       Dictionary_forgetClient(position);
        dictionary[position].client = 0;
        dictionary[position].clientId = 0;
+       dictionary[position].lane = 0;
        dictionary[position].locked = 0;
        dictionary[position].cachedCount = 0;
        dictionary[position].cache[0] = 0;
@@ -347,7 +470,7 @@ inline Main_BeginNextSlice() {
 }
 
 /*
- * With the clients lock. `previous` is left for a dictionary of the current slice, in `fresh`.
+ * With the lane of `self`. `previous` is left for a dictionary of the current slice, in `fresh`.
  * Whoever waits for a slice's lock may go on before the call that let go of it has returned: so
  * the slice that was left must still be there one step later.
  */
@@ -378,31 +501,85 @@ inline Main_GetNewDictionary() {
     }
 }
 
+/* Who left the slice before it was taken apart may still read it, until every lane is passed. */
 inline Main_RemoveSlice(s) {
     atomic {
-#if defined DEFECT_FREED_WITHOUT_CLIENTS_LOCK
         ACQUIRE(timelineLock, TIMELINE_RANK);
-        d_step { Slice_forgetClients(s) };
-#elif defined DEFECT_TIMELINE_LOCKED_BEFORE_CLIENTS
-        ACQUIRE(timelineLock, TIMELINE_RANK);
-        ACQUIRE(clientsLock, CLIENTS_RANK);
-        d_step { Slice_forgetClients(s) };
-        RELEASE(clientsLock, CLIENTS_RANK);
-#else
-        ACQUIRE(clientsLock, CLIENTS_RANK);
-        d_step { Slice_forgetClients(s) };
-        ACQUIRE(timelineLock, TIMELINE_RANK);
-        RELEASE(clientsLock, CLIENTS_RANK);
-#endif
 #ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
         slice[s].inTimeline = 0;
 #endif
-        RELEASE(timelineLock, TIMELINE_RANK)
+#ifndef DEFECT_TIMELINE_LOCKED_BEFORE_LANE
+        RELEASE(timelineLock, TIMELINE_RANK);
+#endif
+        Slice_SnapshotOfDictionaries(s)
     };
-    d_step { Slice_destroy(s) }
+    do
+#ifdef DEFECT_DETACHED_WITHOUT_LANE
+    :: atomic { position < snapshotEnd -> self = dictionary[position].client };
+       atomic {
+           if
+           :: self != NONE ->
+              CHECK_CLIENT(self);
+              client[self].dictionary = NONE;
+              dictionary[position].client = NONE
+           :: else
+           fi;
+           self = 0;
+           position++;
+           Slice_findHeld()
+       }
+#else
+    :: atomic { position < snapshotEnd -> Slice_detachNext() }
+#endif
+    :: atomic {
+           position >= snapshotEnd ->
+           snapshotEnd = 0;
+#ifdef DEFECT_TIMELINE_LOCKED_BEFORE_LANE
+           RELEASE(timelineLock, TIMELINE_RANK);
+#endif
+#ifndef DEFECT_FREED_WITHOUT_PASSAGE
+           passLanes();
+#endif
+           d_step { Slice_destroy(s) };
+           break
+       }
+    od
 }
 
 /* ------------------------------------------------------------------------------------ clients */
+
+/*
+ * A client's lane is locked in two steps. Where one thread uses the client, nobody else changes
+ * its lane, so that they are one.
+ */
+inline Client_lookAtLane() {
+#if THREADS > 1
+    atomic { CHECK_CLIENT(self); held = client[self].lane }
+#else
+    skip
+#endif
+}
+
+/* Part of a step: the lane that was looked at, or the one that the client has meanwhile. */
+inline Client_lock() {
+    CHECK_CLIENT(self);
+#if THREADS > 1
+    ACQUIRE(lane[held], LANE_RANK);
+#ifndef DEFECT_NO_SECOND_LOOK
+    do
+    :: client[self].lane != held ->
+       RELEASE(lane[held], LANE_RANK);
+       held = client[self].lane;
+       ACQUIRE(lane[held], LANE_RANK)
+    :: else -> break
+    od
+#endif
+#else
+    IS_FREE(lane[client[self].lane]);
+    held = client[self].lane;
+    ACQUIRE(lane[held], LANE_RANK)
+#endif
+}
 
 /* Part of a step. */
 inline Client_leave() {
@@ -422,62 +599,128 @@ inline Client_leave() {
 inline Client_take(d) {
     CHECK_CLIENT(self);
     client[self].dictionary = d;
+    dictionary[d].lane = client[self].lane;
     dictionary[d].client = self;
+#ifdef CLIENTS_ARE_ALIKE
     clientsCome = (self != DUMMY_HANDLE && ID_OF(self) == clientsCome -> clientsCome + 1
                                                                       : clientsCome)
-}
-
-/* With the clients lock, for the handle `self`. */
-inline Client_MoveToNewDictionary() {
-    atomic { Client_leave() };
-    Main_GetNewDictionary()
+#endif
 }
 
 inline Client_GetNewDictionary() {
-    atomic { ACQUIRE(clientsLock, CLIENTS_RANK); Client_leave() };
+    Client_lookAtLane();
+    atomic { Client_lock(); Client_leave() };
     Main_GetNewDictionary();
-    atomic { RELEASE(clientsLock, CLIENTS_RANK) }
+    atomic { UNLOCK_LANE }
 }
 
-/* Part of a step. */
+/* Part of a step. The clock is read before the lane is locked, and may have moved on since. */
 inline Client_NeedsNewDictionary() {
     if
     :: into == NONE -> needsNew = 1
     :: else ->
        CHECK_DICTIONARY(into);
        RyPSysTime();
-       needsNew = (dictionary[into].client == NONE || now > END_OF(SLICE_OF(into)))
+       if
+       :: dictionary[into].client == NONE || now > END_OF(SLICE_OF(into)) -> needsNew = 1
+       :: dictionary[into].client != NONE
+       fi
     fi
 }
 
-/* Part of a step: the test of the slice's flag, which changes under the clients lock only. */
+inline Client_lockToReport() {
+    Client_lookAtLane();
+    atomic {
+        Client_lock();
+        into = client[self].dictionary;
+        Client_NeedsNewDictionary();
+        into = 0
+    }
+}
+
+/*
+ * The client comes to the lane of the thread that reports. What the next dictionary takes over
+ * from the one that was left is read before the old lane is unlocked.
+ */
+inline Client_adopt() {
+#if defined DEFECT_LANE_PUBLISHED_TOO_EARLY
+    atomic { client[self].lane = LANE_OF(thread); needsNew = 0 };
+    atomic { Client_leave() };
+    atomic {
+        CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
+        previous = 0;
+        UNLOCK_LANE
+    };
+#elif defined DEFECT_TWO_LANES_AT_ONCE
+    atomic { Client_leave(); needsNew = 0 };
+    atomic {
+        previous = 0;
+        ACQUIRE(lane[LANE_OF(thread)], LANE_RANK);
+        client[self].lane = LANE_OF(thread);
+        RELEASE(lane[LANE_OF(thread)], LANE_RANK);
+        UNLOCK_LANE
+    };
+#else
+    atomic { Client_leave(); needsNew = 0 };
+    atomic {
+        CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
+        previous = 0;
+        client[self].lane = LANE_OF(thread);
+        UNLOCK_LANE
+    };
+#endif
+    Client_lockToReport()
+}
+
+/* For a refused value. Nothing is held in the pause, so the client may be anywhere after it. */
+inline Client_pause() {
+    atomic {
+        isRefused && !stopping ->
+        CHECK_DICTIONARY(into); /* asked for the end of its slice */
+        isRefused = 0;
+#ifndef DEFECT_END_READ_AFTER_UNLOCKING
+        into = 0;
+#endif
+        UNLOCK_LANE
+    };
+#ifdef DEFECT_END_READ_AFTER_UNLOCKING
+    atomic { CHECK_DICTIONARY(into); into = 0 };
+#endif
+    Client_lookAtLane();
+    atomic { Client_lock(); needsNew = 1 }
+}
+
+/* Part of a step: the test of the slice's flag, and what the cache has if that is set. */
 inline Client_lookAtDictionary() {
     into = client[self].dictionary;
     CHECK_DICTIONARY(into);
     isOpen = slice[SLICE_OF(into)].open;
-    needsNew = 0
+    isRefused = !isOpen;
+    cached = (isOpen -> dictionary[into].cachedCount : 0)
 }
 
 inline Client_AddLast(value) {
-    atomic {
-        ACQUIRE(clientsLock, CLIENTS_RANK);
-        into = client[self].dictionary;
-        Client_NeedsNewDictionary();
-        if
-        :: !needsNew -> Client_lookAtDictionary()
-        :: else
-        fi
-    };
+    Client_lockToReport();
+    if
+    :: needsNew && held != LANE_OF(thread) -> Client_adopt()
+    :: else
+    fi;
     do
-    :: needsNew ->
-       Client_MoveToNewDictionary();
-       atomic { Client_lookAtDictionary() }
-    :: atomic { isOpen -> CHECK_DICTIONARY(into); cached = dictionary[into].cachedCount; break }
+    :: atomic { needsNew -> needsNew = 0; Client_leave() };
+       Main_GetNewDictionary()
+    :: atomic {
+           !needsNew && !isRefused ->
+           Client_lookAtDictionary();
+           if
+           :: isOpen -> break
+           :: else
+           fi
+       }
 #ifdef DEFECT_REFUSED_VALUE_STAYS
-    :: atomic { !isOpen && !needsNew -> Client_lookAtDictionary() }
+    :: atomic { isRefused -> isRefused = 0; into = 0 }
 #else
-    :: atomic { !isOpen && !needsNew && stopping -> dropped = dropped | SET_OF(value); break }
-    :: atomic { !isOpen && !needsNew && !stopping -> needsNew = 1 }
+    :: atomic { isRefused && stopping -> isRefused = 0; dropped = dropped | SET_OF(value); break }
+    :: Client_pause()
 #endif
     od;
     /* The test for a full cache may share the step: a flush tests again what there is to do. */
@@ -496,14 +739,17 @@ inline Client_AddLast(value) {
         Dictionary_endFlush(into);
         isOpen = 0;
         into = 0;
-        RELEASE(clientsLock, CLIENTS_RANK)
+        UNLOCK_LANE
     }
 }
 
 inline Client_FlushStatsCache() {
+#ifndef DEFECT_FLUSHED_WITHOUT_LANE
+    Client_lookAtLane();
+#endif
     atomic {
-#ifndef DEFECT_FLUSHED_WITHOUT_CLIENTS_LOCK
-        ACQUIRE(clientsLock, CLIENTS_RANK);
+#ifndef DEFECT_FLUSHED_WITHOUT_LANE
+        Client_lock();
 #endif
         into = client[self].dictionary;
         if
@@ -514,21 +760,23 @@ inline Client_FlushStatsCache() {
     atomic {
         Dictionary_endFlush(into);
         into = 0;
-#ifndef DEFECT_FLUSHED_WITHOUT_CLIENTS_LOCK
-        RELEASE(clientsLock, CLIENTS_RANK)
+#ifndef DEFECT_FLUSHED_WITHOUT_LANE
+        UNLOCK_LANE
 #endif
     }
 }
 
 /* Part of a step. */
-inline Client_construct() {
-    client[self].alive = 1;
-    client[self].dictionary = NONE
+inline Client_construct(handle, laneOfMaker) {
+    client[handle].alive = 1;
+    client[handle].lane = laneOfMaker;
+    client[handle].dictionary = NONE
 }
 
 inline Client_destroy() {
+    Client_lookAtLane();
     atomic {
-        ACQUIRE(clientsLock, CLIENTS_RANK);
+        Client_lock();
 #ifndef DEFECT_DESTROYED_CLIENT_STAYS_KNOWN
         if
         :: client[self].dictionary != NONE ->
@@ -537,8 +785,9 @@ inline Client_destroy() {
         :: else
         fi;
 #endif
-        RELEASE(clientsLock, CLIENTS_RANK);
+        UNLOCK_LANE;
         client[self].alive = 0;
+        client[self].lane = 0;
         client[self].dictionary = 0
     }
 }
@@ -549,17 +798,18 @@ inline Client_destroy() {
 #define STACK_OF_A_MOVER \
     byte self; \
     unsigned ranks : 4; \
+    bit held; \
     byte previous; \
     byte fresh; \
     unsigned instant : 4; \
     bit sliceMayBeOver
 
 /*
- * Handles under one id, one after another. All that a client may do is done, in every order: one
- * that stops early is one that is slow. The clients are alike, so whichever takes a dictionary
- * first is called the first.
+ * Handles under one id, one after another, or one handle that threads share. All that a client may
+ * do is done, in every order: one that stops early is one that is slow. Where the clients are
+ * alike, whichever takes a dictionary first is called the first.
  */
-proctype ClientThread(byte clientId) {
+proctype ClientThread(byte thread) {
     STACK_OF_A_MOVER;
     unsigned reported : 2;
 #if MOVES
@@ -570,18 +820,23 @@ proctype ClientThread(byte clientId) {
 #endif
     bit needsNew;
     bit isOpen;
+    bit isRefused;
     bit isFlushing;
     byte into;
     unsigned cached : 2;
 
     atomic {
-        clientId <= clientsCome;
-        self = clientId * LIVES;
-        Client_construct()
+#ifdef CLIENTS_ARE_ALIKE
+        CLIENT_OF(thread) <= clientsCome;
+#endif
+        self = CLIENT_OF(thread) * LIVES;
+#if THREADS == 1
+        Client_construct(self, FIRST_LANE_OF(thread))
+#endif
     };
     do
     :: atomic { reported < VALUES -> reported++ };
-       Client_AddLast(clientId * VALUES + reported - 1)
+       Client_AddLast(thread * VALUES + reported - 1)
 #if MOVES
     :: moves < MOVES ->
        moves++;
@@ -593,14 +848,25 @@ proctype ClientThread(byte clientId) {
        Client_FlushStatsCache()
 #endif
 #if LIVES > 1
-    :: self < clientId * LIVES + LIVES - 1 ->
+    :: self < CLIENT_OF(thread) * LIVES + LIVES - 1 ->
        Client_destroy();
-       atomic { self++; Client_construct() }
+       atomic { self++; Client_construct(self, FIRST_LANE_OF(thread)) }
 #endif
     :: else -> break
     od;
+#if THREADS > 1
+    atomic {
+        users--;
+        if
+        :: users == 0
+        :: users > 0 -> goto left /* the last one destroys it */
+        fi
+    };
+#endif
     Client_destroy();
-    clientsGone++
+    clientsGone++;
+left:
+    skip
 }
 
 /* How far the slice in hand is. */
@@ -642,30 +908,39 @@ inline Main_TakeInHand(s) {
 /* A slice that came off the queue when the end had come already is not sent. */
 inline Main_TakeToSend(s) {
     atomic {
-        clientsLock == 0;
-        CHECK_RANK(CLIENTS_RANK);
+#ifndef DEFECT_TAKEN_WITHOUT_TIMELINE_LOCK
+        timelineLock == 0;
+#endif
+        CHECK_RANK(TIMELINE_RANK);
         if
         :: terminated -> s = 0; break
         :: else -> Main_TakeInHand(s)
-        fi
-    }
+        fi;
+#if defined WARNS && !defined DEFECT_TAKEN_WITHOUT_TIMELINE_LOCK
+        slice[s].isUnsent = 0
+#endif
+    };
+#ifdef DEFECT_TAKEN_WITHOUT_TIMELINE_LOCK
+    slice[s].isUnsent = 0
+#endif
 }
 
-/* Under the clients lock nothing but the flag is touched. */
+/* Who tests the flag later finds it cleared; who has tested it before is done by then. */
 inline Main_CloseSlice(s) {
     atomic {
-#ifndef DEFECT_CLOSED_WITHOUT_CLIENTS_LOCK
-        clientsLock == 0;
-#endif
-        CHECK_RANK(CLIENTS_RANK);
         CHECK_SLICE(s);
-        slice[s].open = 0
+        slice[s].open = 0;
+#ifndef DEFECT_CLOSED_WITHOUT_PASSAGE
+        passLanes()
+#endif
     }
 }
 
 /* Part of a step: AddValuesOfDict, from one of the slice's dictionaries into that of its id. */
 inline Slice_addDictionaryInHand() {
+#ifndef DEFECT_FLUSHED_WITHOUT_DICTIONARY_LOCK
     !dictionary[source].locked;
+#endif
     CHECK_DICTIONARY(source);
     CHECK_RANK(DICTIONARY_RANK);
     CHECK(values_exact, !(totalLasts & dictionary[source].aggregated));
@@ -677,6 +952,16 @@ inline Slice_addDictionaryInHand() {
     folded++
 }
 
+#ifdef FOLDED_UNDER_LANE
+#define LOCK_LANE_OF_SOURCE \
+    held = dictionary[source].lane; \
+    ACQUIRE(lane[held], LANE_RANK)
+#define UNLOCK_LANE_OF_SOURCE UNLOCK_LANE
+#else
+#define LOCK_LANE_OF_SOURCE skip
+#define UNLOCK_LANE_OF_SOURCE skip
+#endif
+
 /* On the total slice. `folded` dictionaries are added; an interrupted fold goes on behind them. */
 inline Slice_AddDictionarysSlice(finished) {
     do
@@ -685,13 +970,27 @@ inline Slice_AddDictionarysSlice(finished) {
            CHECK_SLICE(finished);
            MAY_THROW;
            source = finished * PER_SLICE + folded;
-           Dictionary_beginFlush(source);
+           if
+           :: dictionary[source].cachedCount > 0 ->
+              LOCK_LANE_OF_SOURCE;
+              Dictionary_beginFlush(source);
+              if
+              :: !isFlushing -> UNLOCK_LANE_OF_SOURCE /* its client was faster */
+              :: else
+              fi
+           :: else
+           fi;
            if
            :: !isFlushing -> Slice_addDictionaryInHand()
            :: else
            fi
        }
-    :: atomic { isFlushing -> Dictionary_endFlush(source); Slice_addDictionaryInHand() }
+    :: atomic {
+           isFlushing ->
+           Dictionary_endFlush(source);
+           UNLOCK_LANE_OF_SOURCE;
+           Slice_addDictionaryInHand()
+       }
     :: atomic {
            folded >= slice[finished].dictionaries ->
            CHECK_SLICE(finished);
@@ -766,6 +1065,7 @@ inline Main_SendSlice(s) {
 /* The pack thread. The host runs the loop again after an exception. */
 proctype doPackWork() {
     unsigned ranks : 4;
+    bit held;
     byte inHand;
     unsigned status : 2;
     byte sliceToSend = NONE;
@@ -814,12 +1114,16 @@ inline Main_FreeSliceInHand(s) {
         CHECK_RANK(SLICE_RANK);
         isHeld = (slice[s].countZ0 > 0)
     };
+#ifndef REMOVED_AT_ONCE
     if
     :: isHeld ->
        isHeld = 0;
        Slice_ReleaseDicts(s)
     :: !isHeld
     fi;
+#else
+    isHeld = 0;
+#endif
     Main_RemoveSlice(s)
 }
 
@@ -851,9 +1155,7 @@ proctype doGarbageWork() {
 
     atomic {
         garbageDone = 0;
-        self = DUMMY_HANDLE;
-        Client_construct();
-        self = 0
+        Client_construct(DUMMY_HANDLE, GARBAGE_LANE)
     };
 nextPass:
     do /* `terminated` stays as it is once it is set, so that it may share the step */
@@ -895,6 +1197,25 @@ inline Main_Terminate() {
 #endif
 }
 
+#ifdef WARNS
+/* Reads dictionaries under their locks; no lane is needed to tell which slices nobody will send. */
+inline Main_LogUnsent() {
+    atomic {
+        timelineLock == 0;
+        do
+        :: sliceAt < SLICES ->
+           counted = (slice[sliceAt].inTimeline && slice[sliceAt].isUnsent
+                          -> counted | (1 << sliceAt)
+                          : counted);
+           sliceAt++
+        :: else -> break
+        od;
+        begunAtCount = currentSlice;
+        sliceAt = 0
+    }
+}
+#endif
+
 /* And joins the threads. */
 inline Main_WaitForTerminateToEnd() {
     packDone && garbageDone && packJoined && garbageJoined && clientsGone == CLIENTS
@@ -927,6 +1248,10 @@ inline checkTheEnd() {
        :: sliceAt < sent -> told = told | slice[sliceAt].accepted
        :: else
        fi;
+#ifdef WARNS
+       CHECK(sent_or_counted,
+             sliceAt > begunAtCount || (sliceAt < sent) != ((counted >> sliceAt) & 1));
+#endif
        sliceAt++
     :: else -> break
     od;
@@ -947,9 +1272,12 @@ init {
         run doPackWork();
         run doGarbageWork();
         do
-        :: sliceAt < CLIENTS -> run ClientThread(sliceAt); sliceAt++
+        :: sliceAt < CLIENTS * THREADS -> run ClientThread(sliceAt); sliceAt++
         :: else -> break
         od;
+#if THREADS > 1
+        Client_construct(0, FIRST_LANE_OF(0));
+#endif
         sliceAt = 0
     };
 #ifdef ORDERLY_END
@@ -957,6 +1285,9 @@ init {
     clientsGone == CLIENTS && sent == SLICES - 1;
 #endif
     Main_Terminate();
+#ifdef WARNS
+    Main_LogUnsent();
+#endif
     Main_WaitForTerminateToEnd();
     d_step {
         Main_destroy();

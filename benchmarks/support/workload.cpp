@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr int kShortestName = 12;
-constexpr int kLongestName = 24;
+constexpr int kMinNameBytes = 12;
+constexpr int kMaxNameBytes = 24;
 
 }  // namespace
 
@@ -16,7 +16,7 @@ std::vector<std::string> MakeNames(int count) {
     for (int i = 0; i < count; ++i) {
         std::string name = "step" + std::to_string(i) + ".";
         const auto length =
-            static_cast<std::size_t>(kShortestName + i % (kLongestName - kShortestName + 1));
+            static_cast<std::size_t>(kMinNameBytes + i % (kMaxNameBytes - kMinNameBytes + 1));
         for (char letter = 'a'; name.size() < length; ++letter) name += letter;
         names.push_back(name);
     }

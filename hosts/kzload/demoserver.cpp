@@ -16,7 +16,7 @@ using std::chrono::milliseconds;
 
 constexpr char kAddress[] = "127.0.0.1";
 constexpr int kSpareThreads = 8;
-constexpr int kMostThreads = 256;
+constexpr int kMaxThreads = 256;
 constexpr std::size_t kRequestsPerConnection = 1000000;
 constexpr int kNotFound = 404;
 constexpr int kMissingItemEvery = 100;
@@ -66,7 +66,7 @@ DemoServer::~DemoServer() {
 void DemoServer::ServeClients(int clients) {
     // A connection keeps its thread while it lives. Where there are not enough threads for all
     // clients, a connection ends after each request and leaves its thread to the next.
-    const int threads = std::min(clients + kSpareThreads, kMostThreads);
+    const int threads = std::min(clients + kSpareThreads, kMaxThreads);
     m_server.new_task_queue = [threads] {
         return new httplib::ThreadPool(static_cast<std::size_t>(threads));
     };

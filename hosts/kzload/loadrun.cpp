@@ -14,7 +14,7 @@ namespace kzload {
 namespace {
 
 constexpr char kRunName[] = "kzload";
-constexpr double kLongestBeatSeconds = 0.1;
+constexpr double kMaxSleepSeconds = 0.1;
 constexpr double kWaitWorthANoteSeconds = 2;
 
 }  // namespace
@@ -96,7 +96,7 @@ bool LoadRun::LoadIsOver() const {
 void LoadRun::KeepGoing() {
     ComplainAboutConnections();
     ShowProgress();
-    RyPSleep(std::min(m_options.durationSeconds - SecondsSinceStart(), kLongestBeatSeconds));
+    RyPSleep(std::min(m_options.durationSeconds - SecondsSinceStart(), kMaxSleepSeconds));
 }
 
 void LoadRun::StopLoad() {

@@ -11,10 +11,10 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr seconds kLongestStart(1);
+constexpr seconds kMaxStartSpread(1);
 constexpr seconds kTimeToFinish(2);
-constexpr milliseconds kShortestPauseAfterFailure(100);
-constexpr seconds kLongestSleep(1);
+constexpr milliseconds kMinPauseAfterFailure(100);
+constexpr seconds kMaxSleep(1);
 
 }  // namespace
 
@@ -67,7 +67,7 @@ void LoadThread::Run() {
 
 /// The first requests are spread over a think time: users do not all come at the same moment.
 void LoadThread::LetAllClientsWait() {
-    const Clock::duration start = std::min<Clock::duration>(m_thinkTime, kLongestStart);
+    const Clock::duration start = std::min<Clock::duration>(m_thinkTime, kMaxStartSpread);
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < m_clients.size(); ++i)
         m_waiting.push({now + start * i / m_clients.size(), m_clients[i].get()});
@@ -122,7 +122,7 @@ void LoadThread::Tell(const Outcome& outcome) {
 /// not tried at full speed.
 LoadThread::Clock::duration LoadThread::PauseAfter(const Outcome& outcome) const {
     if (outcome.failure == Failure::None) return m_thinkTime;
-    return std::max(m_thinkTime, kShortestPauseAfterFailure);
+    return std::max(m_thinkTime, kMinPauseAfterFailure);
 }
 
 void LoadThread::DismissWaitingClients() {
@@ -149,7 +149,7 @@ LoadThread::Clock::time_point LoadThread::NextDueTime() const {
 void LoadThread::WaitForEvents(Clock::time_point end) {
     const Clock::time_point now = Clock::now();
     if (end <= now) return;
-    const auto sleep = std::min<Clock::duration>(end - now, kLongestSleep);
+    const auto sleep = std::min<Clock::duration>(end - now, kMaxSleep);
     // Rounded up: waking too early would mean to look again at once, over and over.
     const auto whole = std::chrono::ceil<milliseconds>(sleep);
     curl_multi_poll(m_transfers.get(), nullptr, 0, static_cast<int>(whole.count()), nullptr);

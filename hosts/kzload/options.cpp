@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kBadUsage = 2;
 
-/// Written so that a NaN is out of bounds.
+/// Refuses NaN, which fails both comparisons.
 CLI::Validator Between(double least, double most) {
     const auto check = [least, most](const std::string& text) -> std::string {
         double value = 0;
@@ -51,7 +51,7 @@ std::string CheckUrl(const std::string& url) {
     return "'" + url + "': only http:// and https:// are loaded";
 }
 
-/// Tells runs apart that begin in one folder, also at the same time.
+/// Unique among runs in one folder, even if they begin at the same time.
 std::string NewJournalName() {
     const std::time_t now = std::time(nullptr);
     std::tm utc{};
@@ -62,10 +62,11 @@ std::string NewJournalName() {
 }
 
 void Declare(CLI::App& app, Options& options) {
-    app.add_option("URL", options.url, "What to load (default: a demo server in this process)")
+    app.add_option("URL", options.url, "The URL to load (default: a demo server in this process)")
         ->check(CLI::Validator(CheckUrl, ""));
     app.add_option("--clients", options.clients, "Simulated clients")->check(Between(1, 10000));
-    app.add_option("--threads", options.threads, "Threads that drive them")->check(Between(1, 256));
+    app.add_option("--threads", options.threads, "Threads that run the clients")
+        ->check(Between(1, 256));
     app.add_option("--duration", options.durationSeconds, "Seconds of load")
         ->check(Between(0.1, 1e6));
     app.add_option("--slice", options.sliceSeconds, "Seconds per slice of statistics")
@@ -77,11 +78,11 @@ void Declare(CLI::App& app, Options& options) {
         ->type_name("FILE")
         ->check(Named());
     const auto journal =
-        app.add_option("--journal", options.journalFile, "Keep the run in a new file")
+        app.add_option("--journal", options.journalFile, "Write the run to a new file")
             ->type_name("FILE")
             ->check(Named());
     app.add_flag_callback(
-           "--no-journal", [&options] { options.journalFile.clear(); }, "Keep no journal")
+           "--no-journal", [&options] { options.journalFile.clear(); }, "Write no journal")
         ->excludes(journal);
     app.add_flag("--quiet", options.quiet, "Print the final table only");
 }

@@ -13,7 +13,7 @@ namespace {
 
 using Type = CKZStatPointTypeEnum;
 
-constexpr std::size_t kWidestBar = 40;
+constexpr std::size_t kMaxBarColumns = 40;
 
 [[gnu::format(printf, 1, 2)]] std::string Text(const char* format, ...) {
     char buffer[512];
@@ -65,7 +65,7 @@ std::string ProgressLine(const Progress& progress, std::size_t width) {
              std::min(progress.elapsed, progress.duration), progress.duration, progress.requests);
     constexpr std::size_t kBrackets = 2;
     if (width < numbers.size() + kBrackets + 1) return numbers.substr(0, width);
-    const std::size_t bar = std::min(width - numbers.size() - kBrackets, kWidestBar);
+    const std::size_t bar = std::min(width - numbers.size() - kBrackets, kMaxBarColumns);
     const auto filled = RyPTruncate<std::size_t>(share * static_cast<double>(bar));
     return std::string("[").append(filled, '#').append(bar - filled, '.') + "]" + numbers;
 }

@@ -11,8 +11,8 @@ namespace {
 
 constexpr long kTimeOutMilliseconds = 10000;
 constexpr unsigned kItems = 1000;
-constexpr unsigned kFewestVisits = 2;
-constexpr unsigned kMostVisits = 5;
+constexpr unsigned kMinVisits = 2;
+constexpr unsigned kMaxVisits = 5;
 
 std::size_t Discard(char*, std::size_t size, std::size_t count, void*) {
     return size * count;
@@ -160,7 +160,7 @@ void SimulatedClient::StepOn() {
     switch (m_step) {
         case Transaction::Login:
             m_itemsToBrowse =
-                static_cast<int>(kFewestVisits + m_random() % (kMostVisits - kFewestVisits + 1));
+                static_cast<int>(kMinVisits + m_random() % (kMaxVisits - kMinVisits + 1));
             m_step = Transaction::Browse;
             return;
         case Transaction::Browse:

@@ -15,8 +15,8 @@ namespace kzjournal {
 
 class SliceStore;
 
-/// Makes a journal of slices that are there already, such as those of a merged run. Much faster
-/// than `Writer`, since nothing is safe before `Close` has returned.
+/// Writes a journal of slices that exist already, such as those of a merged run. Much faster than
+/// `Writer`, since nothing is durable before `Close` has returned.
 ///
 /// All operations throw `Error`. Compatible.
 class KZJOURNAL_EXPORT BulkWriter {
@@ -28,24 +28,24 @@ public:
     BulkWriter(const BulkWriter&) = delete;
     BulkWriter& operator=(const BulkWriter&) = delete;
 
-    /// Adds a run that this one is made of. `parent` is the number of the merged run that it came
-    /// within, 0 where it was given directly. Returns its number, from 1. A run that is among the
-    /// sources already, or is this one, is refused by its id.
+    /// Adds a run that this one is made of. `parent` is the number of the merged run that contained
+    /// it, 0 if it was given directly. Returns its number, from 1. Throws if the id is that of this
+    /// run or of a source added before.
     int AddSource(const Run& run, int parent, bool isMerged);
 
-    /// Keeps a slice of a source as it came.
+    /// Stores a slice of a source unchanged.
     void AppendToSource(int source, const CKZStatSliceValues& slice);
 
-    /// Keeps a slice of the run. `sources` are the numbers of those that have a slice in it.
+    /// Stores a slice of the run. `sources` are the numbers of the sources with a slice in it.
     void Append(const CKZStatSliceValues& slice, const std::vector<int>& sources = {});
 
-    /// Ends a source: `endTime` in seconds since 1970-01-01 UTC, nothing where the run did not end.
+    /// Ends a source: `endTime` in seconds since 1970-01-01 UTC, no value if the run did not end.
     void CloseSource(int source, std::optional<double> endTime, long long lostSlices,
                      long long expectedSlices);
 
-    /// Ends the run: `endTime` in seconds since 1970-01-01 UTC. The file should hold those that
-    /// were appended, and those that were lost. It is complete and on the disk, without companions,
-    /// when this returns.
+    /// Ends the run: `endTime` in seconds since 1970-01-01 UTC. The expected slices are those that
+    /// were appended plus `lostSlices`. When this returns, the file is complete and on the disk,
+    /// without companions.
     void Close(double endTime, long long lostSlices);
 
 private:

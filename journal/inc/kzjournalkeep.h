@@ -8,15 +8,15 @@
 
 namespace kzjournal {
 
-/// Keeps `run` in a new file at `path`: each slice as it is delivered, and at the end when the load
-/// began and ended. The file tells the name, the start and the slice length of the run, and
-/// `testName`: what was tested, in the words of the host.
+/// Writes `run` to a new file at `path`: its name, start and slice length, `testName` (what was
+/// tested, in the host's words), each slice as it is delivered, and at the end when the load began
+/// and ended.
 ///
-/// Every fault is added to the complaints of the run, which logs it and returns it from `Finish`:
-/// a file that cannot be made (nothing is kept then, as by `Writer::Open`), slices that wait or are
-/// lost (as by `Writer::Append` and `Writer::Close`), slices that had ended before this was called
-/// (which count as lost), and a run that is over (no file is made). None of them stops the load.
-/// `Finish` and the destructor of the run close the file, which takes 2 seconds at most.
+/// Every fault is added to the complaints of the run, which logs it and returns it from `Finish`: a
+/// file that cannot be created (nothing is kept then), slices that wait or are lost (see
+/// `Writer::Append` and `Writer::Close`), slices that had ended before this call (they count as
+/// lost), and a run that has ended (no file is created). No fault stops the load. `Finish` and the
+/// destructor of the run close the file, which takes at most 2 seconds.
 ///
 /// Throws nothing but std::bad_alloc. Safe for concurrent use; several files may keep one run.
 KZJOURNAL_EXPORT void Keep(CKZStatRun& run, const std::string& path,

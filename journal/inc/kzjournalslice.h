@@ -8,7 +8,7 @@
 
 namespace kzjournal {
 
-/// One slice of a run as its journal keeps it. Compatible.
+/// One slice of a run, as stored in its journal. Compatible.
 struct Slice {
     int id = 0;
     double elapsed = 0;   ///< the end of the slice, in seconds since the start of the run

@@ -11,7 +11,7 @@ namespace {
 
 constexpr long kAppendBoundMilliseconds = 500;
 constexpr long kCloseBoundMilliseconds = 2000;
-constexpr std::size_t kMostQueuedBytes = std::size_t{64} << 20;
+constexpr std::size_t kMaxQueuedBytes = std::size_t{64} << 20;
 
 }  // namespace
 
@@ -36,7 +36,7 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
     try {
         const std::size_t bytes = BytesOf(slice);
         // One alone is taken whatever its size: the bound is for those that wait behind it.
-        if (!m_queue.empty() && m_queuedBytes + bytes > kMostQueuedBytes) return false;
+        if (!m_queue.empty() && m_queuedBytes + bytes > kMaxQueuedBytes) return false;
         m_queue.push_back(CopyOf(slice, bytes));
         m_queuedBytes += bytes;
         return true;

@@ -15,8 +15,8 @@ namespace kzjournal {
 namespace {
 
 /// Bounds the memory of a reader, which takes a chunk as a whole.
-constexpr std::size_t kMostRecentRecords = std::size_t{1} << 18;
-constexpr int kWalPagesWorthACheckpoint = 1000;
+constexpr std::size_t kMaxRecentRecords = std::size_t{1} << 18;
+constexpr int kMinWalPagesToCheckpoint = 1000;
 
 /// Within the time that closing a journal may take.
 constexpr int kWaitForReadersMilliseconds = 1200;
@@ -255,13 +255,13 @@ int64_t SliceStore::NameId(std::string_view name) {
 void SliceStore::Tidy() {
     Guarded([&] {
         if (IsWorthMoving()) MoveRecentRecords();
-        if (m_walPages >= kWalPagesWorthACheckpoint)
+        if (m_walPages >= kMinWalPagesToCheckpoint)
             m_database.exec("PRAGMA wal_checkpoint(PASSIVE)");
     });
 }
 
 bool SliceStore::IsWorthMoving() const {
-    return m_recentRecords >= kMostRecentRecords ||
+    return m_recentRecords >= kMaxRecentRecords ||
            std::any_of(m_openChunks.begin(), m_openChunks.end(),
                        [](const auto& open) { return open.second.slices >= kChunkSlices; });
 }

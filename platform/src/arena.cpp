@@ -7,7 +7,7 @@
 namespace {
 
 constexpr std::size_t kAlignment = std::max(alignof(double), sizeof(void*));
-constexpr std::size_t kSmallestBlock = 1350;
+constexpr std::size_t kMinBlockBytes = 1350;
 
 std::size_t RoundedUp(std::size_t bytes) {
     return (bytes + kAlignment - 1) / kAlignment * kAlignment;
@@ -46,7 +46,7 @@ void RyPArena::AddBlock(std::size_t bytes) {
 void* RyPArena::Allocate(std::size_t bytes) {
     bytes = RoundedUp(bytes);
     // A quarter of what is in use: few blocks, and little memory that is never handed out.
-    if (bytes > m_left) AddBlock(std::max({bytes, kSmallestBlock, RoundedUp(m_used / 4)}));
+    if (bytes > m_left) AddBlock(std::max({bytes, kMinBlockBytes, RoundedUp(m_used / 4)}));
     char* const memory = m_free;
     m_free += bytes;
     m_left -= bytes;

@@ -8,7 +8,7 @@
 namespace {
 
 /// No text is longer: it fills at most half of the address space.
-constexpr std::size_t kLongest = std::numeric_limits<std::size_t>::max() >> 1;
+constexpr std::size_t kMaxLength = std::numeric_limits<std::size_t>::max() >> 1;
 
 std::string_view TextOf(const RWCollectable* object) {
     const auto* string = static_cast<const CKZCollectableString*>(object);
@@ -25,7 +25,7 @@ const char* CopyOf(const char* text, std::size_t length) {
 
 CKZCollectableString::CKZCollectableString(const char* text, bool copies)
     : m_text(text == nullptr ? "" : text),
-      m_length(std::strlen(m_text) & kLongest),
+      m_length(std::strlen(m_text) & kMaxLength),
       m_owned(copies) {
     if (m_owned) m_text = CopyOf(m_text, m_length);
 }

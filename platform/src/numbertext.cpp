@@ -18,7 +18,7 @@
 namespace {
 
 /// Sign, every digit before the point of the largest double, and the point.
-constexpr std::size_t kLongestWholePart = std::numeric_limits<double>::max_exponent10 + 3;
+constexpr std::size_t kMaxWholePartChars = std::numeric_limits<double>::max_exponent10 + 3;
 
 constexpr int kSignificandBits = std::numeric_limits<double>::digits - 1;  // without the first
 constexpr int kExponentBias = 1075;  // of a significand that is read as a whole number
@@ -88,13 +88,13 @@ void RyPAppendDouble(double value, RWCString& text, int precision) {
         text += "nan";  // without the sign that some NaNs carry
         return;
     }
-    constexpr int kUsualPrecision = 64;
+    constexpr int kMaxStackPrecision = 64;
     precision = std::max(precision, 0);
-    if (precision <= kUsualPrecision) {
-        char buffer[kLongestWholePart + kUsualPrecision];
+    if (precision <= kMaxStackPrecision) {
+        char buffer[kMaxWholePartChars + kMaxStackPrecision];
         AppendFixed(value, precision, buffer, buffer + sizeof buffer, text);
     } else {
-        std::string buffer(kLongestWholePart + static_cast<std::size_t>(precision), '\0');
+        std::string buffer(kMaxWholePartChars + static_cast<std::size_t>(precision), '\0');
         AppendFixed(value, precision, buffer.data(), buffer.data() + buffer.size(), text);
     }
 }

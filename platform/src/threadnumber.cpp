@@ -23,7 +23,7 @@ public:
                     return NumberOf(word, free);
             }
         }
-        return kMostNumbers - 1;
+        return kMaxNumbers - 1;
     }
 
     void GiveBack(unsigned number) {
@@ -33,13 +33,13 @@ public:
 
 private:
     static constexpr unsigned kBits = 32;
-    static constexpr unsigned kMostNumbers = 8192;
+    static constexpr unsigned kMaxNumbers = 8192;
 
     static unsigned NumberOf(std::size_t word, std::uint32_t bit) {
         return static_cast<unsigned>(word) * kBits + static_cast<unsigned>(__builtin_ctz(bit));
     }
 
-    std::array<std::atomic<std::uint32_t>, kMostNumbers / kBits> m_taken{};
+    std::array<std::atomic<std::uint32_t>, kMaxNumbers / kBits> m_taken{};
 };
 
 constinit ThreadNumbers numbers;

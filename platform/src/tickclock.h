@@ -12,21 +12,21 @@
 /// The kernel's monotonic clock, read by way of the processor's tick counter, which takes a third
 /// of the time. The counter is followed for stretches of a millisecond; each begins with a reading
 /// of the kernel's clock and runs at the rate that was measured at first. So the clock keeps within
-/// `kLargestError` of the kernel's and drifts no further in a year than in a millisecond.
+/// `kMaxErrorNanoseconds` of the kernel's and drifts no further in a year than in a millisecond.
 ///
-/// The kernel's clock alone serves until the rate is known, and for good once the counter does what
-/// a steady one cannot do: it was stopped, set or sped up, as when a machine slept or moved.
+/// Only the kernel's clock is read until the rate is known, and permanently once the counter has
+/// behaved as a steady one cannot: stopped, set or sped up, as when a machine slept or migrated.
 ///
 /// `Source` has static functions: `Ticks`, the counter; `Nanoseconds`, the kernel's clock; and
 /// `IsSteady`, whether the counter may be used at all.
 ///
 /// Safe for concurrent use. No thread ever sees the clock run backward. It may fall behind what
-/// another thread has seen by less than `kLargestError`: the processor reads its counter ahead of
-/// older instructions, and a fence against that would cost as much as the reading itself.
+/// another thread has seen by less than `kMaxErrorNanoseconds`: the processor may read its counter
+/// before older instructions, and a fence would cost as much as the reading itself.
 template <class Source>
 class RyPTickClock {
 public:
-    static constexpr long long kLargestError = 3000;  // nanoseconds
+    static constexpr long long kMaxErrorNanoseconds = 3000;  // nanoseconds
 
     /// Begins to measure the rate of the counter.
     RyPTickClock() : m_phase(Source::IsSteady() ? kMeasuring : kDistrusted) { MeasureFrom(Read()); }
@@ -36,8 +36,7 @@ public:
     /// Nanoseconds, as the kernel's clock shows them.
     long long Now() {
         if (m_phase.load(std::memory_order_acquire) != kFollowing) return WithoutTicks();
-        // All or nothing of what belongs together: an odd version, or another one afterwards, tells
-        // that a new stretch begins just now.
+        // A seqlock: an odd or changed version means that a new stretch is being written.
         const unsigned version = m_version.load(std::memory_order_acquire);
         const Stretch present = PresentStretch();
         const std::int64_t passed = present.TicksUntil(Source::Ticks());
@@ -57,15 +56,15 @@ private:
     static constexpr long long kStretch = 1'000'000;
     static constexpr long long kMeasurement = 10'000'000;
     static constexpr double kTightReading = 1000;
-    static constexpr double kShortestTick = 0.1;
-    static constexpr double kLongestTick = 10;
+    static constexpr double kMinTick = 0.1;
+    static constexpr double kMaxTick = 10;
 
     static constexpr int kReadings = 3;
     // Counters of different processors may differ by a little; one that was set differs by more.
     static constexpr std::int64_t kSlackTicks = 100'000;
     // What a loose reading and the steering of the kernel's clock amount to is less than half of
     // it.
-    static constexpr double kLargestChangeOfRate = 0.005;
+    static constexpr double kMaxRateChange = 0.005;
 
     struct Stretch {
         std::uint64_t firstTick;
@@ -139,7 +138,7 @@ private:
         if (m_phase.load(std::memory_order_relaxed) != kMeasuring) return;
         const Reading now = Read();
         const double rate = m_rateSince.RateUntil(now);
-        if (!(rate >= kShortestTick && rate <= kLongestTick)) {
+        if (!(rate >= kMinTick && rate <= kMaxTick)) {
             m_phase.store(kDistrusted, std::memory_order_release);
         } else if (m_rateSince.IsTight(rate) && now.IsTight(rate)) {
             m_rate = rate;
@@ -179,7 +178,7 @@ private:
 
     bool IsPlausible(const Reading& now) const RYP_REQUIRES(m_mutex) {
         return now.tick > m_begin.tick &&
-               std::abs(m_begin.RateUntil(now) / m_rate - 1) <= kLargestChangeOfRate;
+               std::abs(m_begin.RateUntil(now) / m_rate - 1) <= kMaxRateChange;
     }
 
     /// A stretch that has to begin ahead of the kernel's clock runs slower and so meets it at its

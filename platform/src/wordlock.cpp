@@ -1,16 +1,26 @@
 #include "ryp/wordlock.h"
 
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 #include "spin.h"
 
-void RyPWordLock::AcquireTaken() RYP_NO_THREAD_SAFETY_ANALYSIS {
-    // Looks before it writes, which leaves the line with the thread that holds the lock.
-    const auto takeWhereFree = [this] {
-        return m_state.load(std::memory_order_relaxed) == kFree && tryAcquire();
-    };
-    if (RyPSpin::SpinFor(takeWhereFree)) return;
-    while (m_state.exchange(kWaitedFor) != kFree) m_state.wait(kWaitedFor);
+namespace {
+
+// A lock that is still taken after the spinning is held by a thread that is not running.
+constexpr std::chrono::microseconds kShortestSleep{50};
+constexpr std::chrono::microseconds kLongestSleep{1000};
+
+}  // namespace
+
+/// Looks before it writes, which leaves the line with the thread that holds the lock.
+bool RyPWordLock::TakeWhereFree() RYP_NO_THREAD_SAFETY_ANALYSIS {
+    return !m_isTaken.load(std::memory_order_relaxed) && tryAcquire();
 }
 
-void RyPWordLock::WakeOne() {
-    m_state.notify_one();
+void RyPWordLock::AcquireTaken() {
+    if (RyPSpin::SpinFor([this] { return TakeWhereFree(); })) return;
+    for (auto sleep = kShortestSleep; !TakeWhereFree(); sleep = std::min(2 * sleep, kLongestSleep))
+        std::this_thread::sleep_for(sleep);
 }

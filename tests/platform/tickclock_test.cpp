@@ -68,7 +68,7 @@ protected:
     }
     static long long Kernel() { return static_cast<long long>(FakeProcessor::kernel); }
     static void ExpectNearKernel(long long time) {
-        EXPECT_LE(std::llabs(time - Kernel()), Clock::kLargestError);
+        EXPECT_LE(std::llabs(time - Kernel()), Clock::kMaxErrorNanoseconds);
     }
     static void ExpectOnlyTheKernel(Clock& clock, double step) {
         for (int i = 0; i < 100; ++i) {
@@ -130,7 +130,7 @@ TEST_F(TickClock, NeitherDriftsNorRunsBackwardWhileTheKernelSteersItsClock) {
         FakeProcessor::Advance(pause(random));
         const long long now = clock.Now();
         ASSERT_GE(now, last);
-        ASSERT_LE(std::llabs(now - Kernel()), Clock::kLargestError);
+        ASSERT_LE(std::llabs(now - Kernel()), Clock::kMaxErrorNanoseconds);
         last = now;
     }
     EXPECT_TRUE(clock.FollowsTicks());
@@ -142,7 +142,7 @@ TEST_F(TickClock, NeverGathersALeadOverTheKernel) {
     FakeProcessor::ticksPerNanosecond *= 1.0005;
     for (int i = 0; i < 300000; ++i) {
         FakeProcessor::Advance(0.0001 * kMillisecond);
-        ASSERT_LE(std::llabs(clock.Now() - Kernel()), Clock::kLargestError);
+        ASSERT_LE(std::llabs(clock.Now() - Kernel()), Clock::kMaxErrorNanoseconds);
     }
     EXPECT_TRUE(clock.FollowsTicks());
 }
@@ -271,8 +271,8 @@ TEST(TickClockOfThisMachine, KeepsToTheKernelsClock) {
         const long long before = RealProcessor::Nanoseconds();
         const long long now = clock.Now();
         const long long after = RealProcessor::Nanoseconds();
-        ASSERT_GE(now, before - clock.kLargestError);
-        ASSERT_LE(now, after + clock.kLargestError);
+        ASSERT_GE(now, before - clock.kMaxErrorNanoseconds);
+        ASSERT_LE(now, after + clock.kMaxErrorNanoseconds);
     }
 }
 
@@ -284,7 +284,7 @@ TEST(TickClockOfThisMachine, KeepsUpWithWhatAnotherThreadSaw) {
         for (const long long end = RealProcessor::Nanoseconds() + 50000000; latest < end;) {
             const long long seen = latest.load();
             const long long now = clock.Now();
-            if (now < seen - clock.kLargestError) ++steps;
+            if (now < seen - clock.kMaxErrorNanoseconds) ++steps;
             long long known = seen;
             while (known < now && !latest.compare_exchange_weak(known, now)) {
             }

@@ -65,7 +65,7 @@ TEST_F(StatsCache, KeepsACopyOfTheName) {
 }
 
 TEST_F(StatsCache, TakesItsFillOfTheLongestNames) {
-    const std::string longest(Cache::kLongestName, 'n');
+    const std::string longest(Cache::kMaxNameBytes, 'n');
     for (int i = 0; i < Cache::kCapacity; ++i) Add(longest + "cut off", i);
     EXPECT_EQ(Names(), std::vector<std::string>(Cache::kCapacity, longest));
 }

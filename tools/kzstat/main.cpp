@@ -14,8 +14,8 @@ ExitStatus Complain(const char* text) {
 }
 
 ExitStatus Run(int argc, char** argv) {
-    CommandLine line("Shows, checks, compares and exports the statistics that a journal keeps.",
-                     "kzstat", "kzstat " KZSTAT_VERSION);
+    CommandLine line("Shows, checks, compares and exports the statistics in a journal.", "kzstat",
+                     "kzstat " KZSTAT_VERSION);
     DeclareCommands(line);
     Output output;
     try {

@@ -13,8 +13,8 @@
 namespace kzterminal {
 namespace {
 
-constexpr winsize kUsualSize = {24, 80, 0, 0};
-constexpr std::size_t kPendingWorthAWrite = 65536;
+constexpr winsize kDefaultSize = {24, 80, 0, 0};
+constexpr std::size_t kMaxPendingBytes = 65536;
 
 constexpr char kBold[] = "\x1b[1m";
 constexpr char kRed[] = "\x1b[31m";
@@ -41,7 +41,7 @@ bool UserWantsNoColours() {
 winsize Size() {
     winsize size = {};
     const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size : kUsualSize;
+    return known ? size : kDefaultSize;
 }
 
 }  // namespace
@@ -53,7 +53,7 @@ Output::Output()
 
 void Output::Write(std::string_view text) {
     m_pending += text;
-    if (m_pending.size() >= kPendingWorthAWrite) Flush();
+    if (m_pending.size() >= kMaxPendingBytes) Flush();
 }
 
 void Output::WriteLine(std::string_view line, Style style) {

@@ -20,7 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLongestPoll = std::chrono::hours(1);
+constexpr milliseconds kMaxPoll = std::chrono::hours(1);
 
 std::atomic<bool> stopRequested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "set in a signal handler");
@@ -69,13 +69,13 @@ bool WaitForStop(milliseconds patience) {
         const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
         if (left.count() <= 0) return false;
         pollfd event{stopEvent, POLLIN, 0};
-        poll(&event, 1, static_cast<int>(std::min(left, kLongestPoll).count()));
+        poll(&event, 1, static_cast<int>(std::min(left, kMaxPoll).count()));
     }
     return true;
 }
 
 void WaitForStop() {
-    while (!WaitForStop(kLongestPoll)) {
+    while (!WaitForStop(kMaxPoll)) {
     }
 }
 

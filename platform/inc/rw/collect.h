@@ -6,17 +6,17 @@
 using RWClassID = unsigned short;
 using RWspace = unsigned long;
 
-/// Persistence streams. The base operations that take them store nothing, so they stay opaque.
+/// Persistence streams, never defined: the base operations that take them store nothing.
 class RWFile;
 class RWvistream;
 class RWvostream;
 
-/// The base of everything that a collection can hold. The order of the virtual operations is part
-/// of the binary interface: derived classes in other libraries rely on it.
-/// Compatible: one thread at a time per object.
+/// The base class of everything that a collection can hold. The order of the virtual operations is
+/// part of the binary interface: derived classes in other libraries rely on it. Compatible: one
+/// thread at a time per object.
 class KZPLATFORM_EXPORT RWCollectable {
 public:
-    /// What `isA` answers for a class without an identifier of its own.
+    /// What `isA` returns for a class without an identifier of its own.
     static constexpr RWClassID kClassId = 1;
 
     RWCollectable() = default;
@@ -24,7 +24,7 @@ public:
     RWCollectable& operator=(const RWCollectable&) = default;
 
     /// A new object of this class and a copy of this object; owned by the caller. A class that
-    /// does not override them answers with a plain `RWCollectable`.
+    /// does not override them returns a plain `RWCollectable`.
     virtual RWCollectable* newSpecies() const;
     virtual RWCollectable* copy() const;
     virtual RWClassID isA() const;

@@ -8,8 +8,8 @@
 
 #include "kzplatform_export.h"
 
-/// A value string of bytes. Bytes of any value, 0 included, are kept. Positions and lengths count
-/// bytes; one past the end is clamped to the end. Compatible: one thread at a time per object.
+/// A string of bytes with value semantics; bytes may be 0. Positions and lengths count bytes; a
+/// position past the end is clamped to the end. Compatible: one thread at a time per object.
 class KZPLATFORM_EXPORT RWCString {
 public:
     RWCString() = default;
@@ -39,13 +39,13 @@ public:
     /// Removes everything from `position` on, or at most `count` bytes from there.
     RWCString& remove(std::size_t position);
     RWCString& remove(std::size_t position, std::size_t count);
-    /// Cuts the string to `length` bytes, or fills it up to that with blanks.
+    /// Cuts the string to `length` bytes, or pads it to that length with blanks.
     void resize(std::size_t length);
 
     /// Bytes that the string can hold without allocating.
     std::size_t capacity() const { return m_text.capacity(); }
-    /// Reserves room for `count` bytes, or gives room back down to the larger of `count` and the
-    /// length. Returns the new capacity, which may be more than asked for.
+    /// Reserves room for `count` bytes, or shrinks to the larger of `count` and the length. Returns
+    /// the new capacity, which may be larger.
     std::size_t capacity(std::size_t count);
 
     /// Below 0, 0 or above 0 as this string sorts before, with or after `other`, byte by byte.

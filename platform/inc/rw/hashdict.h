@@ -12,44 +12,45 @@
 /// Called with each key, its value (which it may replace) and the caller's own pointer.
 using RWapplyKeyAndValue = void (*)(RWCollectable* key, RWCollectable*& value, void* context);
 
-/// A dictionary from keys to values, each key once. Keys are told apart by `hash` and `isEqual`
-/// and must not change while they are in. The dictionary owns neither keys nor values; only the
-/// operations that say so delete them.
+/// A dictionary from keys to values, each key once. Keys are compared by `hash` and `isEqual` and
+/// must not change while they are in the dictionary. The dictionary owns neither keys nor values;
+/// only the operations that say so delete them.
 ///
 /// Entries are visited in the order of insertion until one is removed; a removal puts the last
 /// entry in its place. The bucket table starts at the given size and grows with the entries, so a
 /// look-up costs the same however many there are.
 ///
-/// Compatible: one thread at a time changes a dictionary and no other reads it meanwhile; while
-/// nobody changes it, any number of threads may read it.
+/// Compatible: a thread that changes a dictionary must be the only one that uses it; any number of
+/// threads may read it concurrently.
 class KZPLATFORM_EXPORT RWHashDictionary : public RWCollectable {
 public:
     static constexpr std::size_t kDefaultBuckets = 64;
 
     /// `buckets` is the size of the table at its first entry; 0 is taken as 1.
     explicit RWHashDictionary(std::size_t buckets = kDefaultBuckets);
-    /// Deletes no contents.
+    /// Deletes neither keys nor values.
     ~RWHashDictionary() override;
     RWHashDictionary(const RWHashDictionary&) = delete;
     RWHashDictionary& operator=(const RWHashDictionary&) = delete;
 
-    /// Inserts the pair and returns `key`; or, where an equal key is already in, returns null and
-    /// leaves the dictionary as it was.
+    /// Inserts the pair and returns `key`. Returns null and changes nothing if there is an equal
+    /// key.
     RWCollectable* insertKeyAndValue(RWCollectable* key, RWCollectable* value);
 
     /// The value under an equal key, or null.
     RWCollectable* findValue(const RWCollectable* key) const;
 
-    /// The equal key that is in, with its value in `value`; or null, and `value` is left alone.
+    /// Returns the equal key in the dictionary and sets `value` to its value; or returns null and
+    /// leaves `value` unchanged.
     RWCollectable* findKeyAndValue(const RWCollectable* key, RWCollectable*& value) const;
 
-    /// Takes the pair out and returns its key, or null where there is none. Deletes nothing.
+    /// Removes the pair and returns its key, or null if there is none. Deletes nothing.
     RWCollectable* remove(const RWCollectable* key);
 
-    /// Takes the pair out and deletes its key and value; an unknown key does nothing.
+    /// Removes the pair and deletes its key and value; an unknown key does nothing.
     void removeAndDestroy(const RWCollectable* key);
 
-    /// Takes everything out. `clear` deletes nothing, `clearAndDestroy` deletes keys and values.
+    /// Removes everything. `clear` deletes nothing, `clearAndDestroy` deletes keys and values.
     void clear();
     void clearAndDestroy();
 
@@ -59,8 +60,8 @@ public:
     void applyToKeyAndValue(RWapplyKeyAndValue function, void* context);
 
 protected:
-    // For derived classes that know the hash of a key and can tell it without virtual calls. Such a
-    // hash is the one that the key's `hash` answers.
+    // For derived classes that know the hash of a key without a virtual call. It must equal the
+    // result of the key's `hash`.
 
     using Index = std::uint32_t;
     static constexpr Index kNone = ~Index{0};
@@ -75,12 +76,12 @@ protected:
     /// In the order in which an iterator visits them.
     const std::vector<Entry>& Entries() const { return m_entries; }
 
-    /// False as long as all keys and values came by `InsertNew`, so that the derived class knows
-    /// what they are.
+    /// False while all keys and values came from `InsertNew`, so that the derived class knows their
+    /// types.
     bool MayHoldOthers() const { return m_mayHoldOthers; }
 
-    // For derived classes that reuse what they made of the contents until these change. Relaxed:
-    // the marks order nothing; whoever changes a dictionary keeps its readers out by other means.
+    // For derived classes that cache what they compute from the contents. Relaxed: the flags order
+    // nothing, since a dictionary is never read while it is changed.
 
     /// True once a public operation or `NoteChange` has changed the dictionary since the last
     /// `ForgetChange`.
@@ -88,11 +89,11 @@ protected:
     void NoteChange() { m_isChanged.store(true, std::memory_order_relaxed); }
     void ForgetChange() { m_isChanged.store(false, std::memory_order_relaxed); }
 
-    /// True once a caller was given a value or has put one in. Callers may keep values and change
-    /// them behind the dictionary's back, so this stays true.
+    /// True once a caller has received or inserted a value. It stays true, since callers may keep
+    /// values and change them unseen by the dictionary.
     bool HasHandedOut() const { return m_hasHandedOut.load(std::memory_order_relaxed); }
     void NoteHandedOut() const {
-        // Written once, so that threads that read do not take the line from each other.
+        // Written once only, to keep the cache line shared between reading threads.
         if (!HasHandedOut()) m_hasHandedOut.store(true, std::memory_order_relaxed);
     }
 
@@ -107,8 +108,8 @@ protected:
         return kNone;
     }
 
-    // A look-up in three steps, each of which asks the processor for what the next one reads: other
-    // work in between hides that memory is slow.
+    // A look-up in three steps, each of which prefetches what the next one reads: other work in
+    // between hides the memory latency.
 
     void PrefetchBucket(unsigned hash) const {
         __builtin_prefetch(m_buckets.data() + BucketNumber(hash));
@@ -119,17 +120,17 @@ protected:
         if (index != kNone) __builtin_prefetch(m_entries.data() + index);
         return index;
     }
-    /// The position of the first entry with this hash, or `kNone`. Takes a position of the past for
-    /// what it is worth.
+    /// The position of the first entry with this hash from `index` on, or `kNone`. `index` may be
+    /// stale.
     Index SameHashFrom(Index index, unsigned hash) const {
         while (index < m_entries.size() && m_entries[index].hash != hash)
             index = m_entries[index].next;
         return index;
     }
 
-    /// Room for so many entries in all without further allocations.
+    /// Makes room for `count` entries in total.
     void Reserve(std::size_t count);
-    /// Inserts the pair. REQUIRES: no equal key is in.
+    /// Inserts the pair. REQUIRES: there is no equal key.
     void InsertNew(RWCollectable* key, RWCollectable* value, unsigned hash);
 
 private:
@@ -160,21 +161,20 @@ private:
     mutable std::atomic<bool> m_hasHandedOut{false};
 };
 
-/// Walks a dictionary. The dictionary must not be changed meanwhile. Owned by the thread that
-/// made it.
+/// Iterates over a dictionary, which must not change meanwhile. Owned by the thread that made it.
 class KZPLATFORM_EXPORT RWHashDictionaryIterator {
 public:
-    /// Stands before the first entry. `dictionary` must outlive the iterator.
+    /// Starts before the first entry. `dictionary` must outlive the iterator.
     explicit RWHashDictionaryIterator(const RWHashDictionary& dictionary);
 
     /// Advances and returns the key, or null past the last entry.
     RWCollectable* operator()();
 
-    /// The entry at which the iterator stands; null before the first and past the last.
+    /// The current entry; null before the first and past the last.
     RWCollectable* key() const;
     RWCollectable* value() const;
 
-    /// Stands before the first entry again.
+    /// Goes back before the first entry.
     void reset();
 
 private:

@@ -7,8 +7,8 @@
 #include "ryp/annotations.h"
 
 /// A plain mutex: a thread that holds it must not acquire it again. A thread that finds it taken
-/// looks again for some microseconds before it goes to sleep. Safe for concurrent use; `release` is
-/// called by the thread that holds it.
+/// spins for some microseconds before it blocks (spin then park). Safe for concurrent use;
+/// `release` must be called by the thread that holds it.
 class KZPLATFORM_EXPORT RYP_CAPABILITY("mutex") RWMutexLock {
 public:
     RWMutexLock() = default;
@@ -20,7 +20,7 @@ public:
     }
     void release() RYP_RELEASE() { m_mutex.unlock(); }
 
-    /// Takes the mutex and returns true, or returns false at once where it is taken.
+    /// Takes the mutex and returns true, or returns false at once if it is taken.
     bool tryAcquire() RYP_TRY_ACQUIRE(true) { return m_mutex.try_lock(); }
 
     /// Holds the mutex while it lives. Owned by the thread that made it.

@@ -6,8 +6,8 @@
 
 #include "ryp/annotations.h"
 
-/// A lock that the thread which holds it may acquire again; it is free once it was released as
-/// often. `Resource` is the plain lock underneath. Safe for concurrent use.
+/// A recursive lock: its holder may acquire it again, and must release it as often. `Resource` is
+/// the plain lock underneath. Safe for concurrent use.
 template <class Resource>
 class RYP_CAPABILITY("mutex") RWTRecursiveLock {
 public:
@@ -29,7 +29,7 @@ public:
         m_resource.release();
     }
 
-    /// Takes the lock and returns true, or returns false at once where another thread holds it.
+    /// Takes the lock and returns true, or returns false at once if another thread holds it.
     bool tryAcquire() RYP_TRY_ACQUIRE(true) RYP_NO_THREAD_SAFETY_ANALYSIS {
         if (!IsMine()) {
             if (!m_resource.tryAcquire()) return false;
@@ -54,8 +54,8 @@ public:
     };
 
 private:
-    // Relaxed is enough: only the owner ever stores its own id here, so a thread that reads its
-    // own id wrote it itself, and any other answer sends it to the resource.
+    // Relaxed is enough: only the owner stores its own id, so a thread that reads its own id wrote
+    // it itself; on any other value it acquires the resource.
     bool IsMine() const {
         return m_owner.load(std::memory_order_relaxed) == std::this_thread::get_id();
     }

@@ -5,8 +5,8 @@
 
 #include "kzplatform_export.h"
 
-/// Memory that is handed out piece by piece and freed all at once, with the arena. It runs no
-/// destructors. Compatible: one thread at a time per object.
+/// Allocates memory that is freed all at once, with the arena. It runs no destructors. Compatible:
+/// one thread at a time per object.
 class KZPLATFORM_EXPORT RyPArena {
 public:
     RyPArena();
@@ -14,18 +14,17 @@ public:
     RyPArena(const RyPArena&) = delete;
     RyPArena& operator=(const RyPArena&) = delete;
 
-    /// `bytes` of memory, aligned for every type that needs no more than a double or a pointer
-    /// does. Throws std::bad_alloc where there is none left; the arena is then as it was.
+    /// Returns `bytes` of memory, aligned for doubles and pointers. If it throws std::bad_alloc,
+    /// the arena is unchanged.
     void* Allocate(std::size_t bytes);
 
-    /// Sees to it that the next `bytes` come out of one piece, however few are asked for at once.
-    /// Throws as `Allocate` does.
+    /// Allocates a block from which the next `bytes` are taken. Throws as `Allocate` does.
     void Reserve(std::size_t bytes);
 
-    /// Whether the arena handed out the memory at `address`.
+    /// True if `address` is in memory that the arena returned.
     bool Holds(const void* address) const;
 
-    /// Bytes handed out so far.
+    /// Bytes returned so far.
     std::size_t Used() const { return m_used; }
 
 private:

@@ -11,14 +11,14 @@
 /// Compatible: one thread at a time per object.
 class KZPLATFORM_EXPORT CKZCollectableString : public RWCollectable {
 public:
-    /// With `copies` the object keeps a copy of `text`; without, it borrows `text`, which must
-    /// then outlive it (a look-up key allocates nothing). A null pointer is the empty text.
+    /// If `copies`, keeps a copy of `text`; otherwise borrows it (a look-up key allocates nothing),
+    /// and `text` must outlive this object. A null pointer is the empty text.
     CKZCollectableString(const char* text, bool copies);
     ~CKZCollectableString() override;
     CKZCollectableString(const CKZCollectableString&) = delete;
     CKZCollectableString& operator=(const CKZCollectableString&) = delete;
 
-    /// The text with its NUL; owned by this object or, when borrowed, by whoever lent it.
+    /// The text with its NUL; owned by this object, or by the caller if borrowed.
     const char* data() const { return m_text; }
     std::size_t length() const { return m_length; }
 
@@ -30,7 +30,7 @@ public:
 
 private:
     const char* m_text;
-    // Together in one word: there is one of these for every name of every client.
+    // In one word, since there is one for every name of every client.
     std::size_t m_length : std::numeric_limits<std::size_t>::digits - 1;
     std::size_t m_owned : 1;
 };

@@ -12,7 +12,7 @@ class KZPLATFORM_EXPORT RyPDeadline {
 public:
     /// `milliseconds` from now.
     explicit RyPDeadline(long milliseconds);
-    /// For a wait that only ends when what it waits for has come.
+    /// A deadline that never passes.
     static RyPDeadline Never();
 
 private:
@@ -25,8 +25,8 @@ private:
 
 /// A condition variable whose timed waits run on the process clock. Safe for concurrent use.
 ///
-/// A wait may end without cause, so it stands in a loop over the question that it waits for; a
-/// change is announced after it was made under the mutex.
+/// Waits may wake spuriously: call them in a loop that tests the condition. Change the condition
+/// under the mutex, then notify.
 class KZPLATFORM_EXPORT RyPCondition {
 public:
     RyPCondition();

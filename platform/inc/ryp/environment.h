@@ -5,14 +5,13 @@
 
 class RWCString;
 
-/// The environment of the process. Safe for concurrent use as long as no thread changes the
-/// environment meanwhile.
+/// The environment of the process. Safe for concurrent use while no thread changes the environment.
 class KZPLATFORM_EXPORT RyEnvContainerClass {
 public:
     RyEnvContainerClass();
 
-    /// Puts the value of the variable `name` into `value` and returns true; returns false and
-    /// leaves `value` alone where the variable is not set. A variable may be set and empty.
+    /// Sets `value` to that of the variable `name` and returns true. Returns false and leaves
+    /// `value` unchanged if the variable is not set. A variable may be set and empty.
     bool RyEGetEnv(const char* name, RWCString& value) const;
 };
 

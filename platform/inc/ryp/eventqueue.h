@@ -13,8 +13,8 @@ class RWCollectable;
 /// A first-in, first-out queue between threads. It never owns its items. Safe for concurrent use.
 class KZPLATFORM_EXPORT RyPEventQueue {
 public:
-    /// What `waitEvent` reports. A port may tell a release that interrupted a wait
-    /// (`ReleasedWhileWaiting`) from one that came before it; both mean the same to a caller.
+    /// What `waitEvent` reports. A port may distinguish a release during the wait
+    /// (`ReleasedWhileWaiting`) from one before it; callers must treat both alike.
     enum Status { ItemArrived = 0, TimedOut = 1, Released = 2, ReleasedWhileWaiting = 3 };
 
     RyPEventQueue();
@@ -24,14 +24,12 @@ public:
     /// Appends `item` and wakes a waiting thread.
     void put(RWCollectable* item);
 
-    /// Takes the oldest item, waiting for one at most `milliseconds`, or without an end where they
-    /// are negative. Sets `status` to `ItemArrived` and returns the item; or to `TimedOut` or
-    /// `Released` and returns null. After a release, queued items are still handed out before
-    /// `Released` is reported.
+    /// Takes the oldest item, waiting for one for at most `milliseconds`, or indefinitely if they
+    /// are negative. Sets `status` to `ItemArrived` and returns the item; or sets it to `TimedOut`
+    /// or `Released` and returns null. After a release, queued items are returned first.
     RWCollectable* waitEvent(long milliseconds, int& status);
 
-    /// Releases every present and future wait: it sticks, so a thread that comes to wait only
-    /// afterwards does not block either.
+    /// Releases every present and future wait.
     void releaseZ72();
 
     bool isEmpty() const;

@@ -7,8 +7,8 @@
 #include "kzplatform_export.h"
 #include "rw/cstring.h"
 
-/// The levels in the order in which a threshold lets them through: a threshold of `Trace` lets
-/// through everything from `Error` to `Trace`.
+/// The levels, most important first: a threshold of `Trace` passes everything from `Error` to
+/// `Trace`.
 enum class RyPLogLevel {
     Error,
     Warning,
@@ -20,22 +20,22 @@ enum class RyPLogLevel {
     PerformanceDetail
 };
 
-/// One entry of the log. `scope` and `file` are borrowed for the time of the call.
+/// One entry of the log. `scope` and `file` are valid during the call only.
 struct RyPLogRecord {
     RyPLogLevel level;
     const char* scope;
-    const char* file;  // the bare name of the source file
+    const char* file;  // the name of the source file, without folders
     int line;
     RWCString text;  // may be empty
 };
 
-/// Where records go.
+/// Receives records.
 class KZPLATFORM_EXPORT RyPLogSink {
 public:
     virtual ~RyPLogSink();
 
-    /// Called for one record at a time, on the thread that logs, with the log's own lock held: it
-    /// must not log and must not set a sink.
+    /// Called for one record at a time, on the thread that logs, with the log's own lock held: must
+    /// not log and must not set a sink.
     virtual void Write(const RyPLogRecord& record) = 0;
 };
 
@@ -47,22 +47,22 @@ public:
         return static_cast<int>(level) <= s_threshold.load(std::memory_order_relaxed);
     }
 
-    /// The most verbose level that is let through. It starts as the environment variable
-    /// "RYP_LOG_LEVEL" names it ("error", "warning", "execution", "incomplete", "trace",
-    /// "trace-debug-info", "performance", "performance-detail"), otherwise as `Error`.
+    /// The most verbose level that is passed. Initially that in the environment variable
+    /// "RYP_LOG_LEVEL" ("error", "warning", "execution", "incomplete", "trace",
+    /// "trace-debug-info", "performance", "performance-detail"), otherwise `Error`.
     static RyPLogLevel Threshold();
     static void SetThreshold(RyPLogLevel level);
 
     /// Sends all records to `sink`, which the caller owns and keeps alive until another is set;
-    /// null means standard error. Returns the sink before, null for standard error. Once this
-    /// has returned, no thread is inside the former sink.
+    /// null means standard error. Returns the former sink, null for standard error. When this has
+    /// returned, no thread is inside the former sink.
     static RyPLogSink* SetSink(RyPLogSink* sink);
 
     static void Write(const RyPLogRecord& record);
 
-    /// Writes a record with the text that `makeText()` answers. One that cannot be built or
-    /// written, for lack of memory say, is dropped: logging never breaks off what it tells of. Not
-    /// inline, which keeps its variables out of the registers of the function that logs.
+    /// Writes a record with the text that `makeText()` returns. A record that cannot be built or
+    /// written (out of memory) is dropped: logging never throws into its caller. Not inlined, to
+    /// spare the registers of the function that logs.
     template <class MakeText>
     __attribute__((cold, noinline)) static void WriteText(RyPLogLevel level, const char* scope,
                                                           const char* file, int line,
@@ -126,15 +126,15 @@ private:
     static void Append(RWCString& text, unsigned long long value);
 };
 
-// A record that the threshold holds back costs one relaxed load and a branch; its arguments are
-// not evaluated and no text is built. That is what makes these macros.
+// Macros, so that a record below the threshold costs one relaxed load and a branch: its arguments
+// are not evaluated and no text is built.
 #define RYP_LOG_WITH(level, scope, text)                                               \
     do {                                                                               \
         if (__builtin_expect(RyPLog::IsEnabled(level), 0))                             \
             RyPLog::WriteText(level, scope, __FILE__, __LINE__, [&] { return text; }); \
     } while (false)
 
-/// A record whose text is the arguments one after the other; without any, it carries no text.
+/// A record whose text is the concatenated arguments; without any, its text is empty.
 #define RYP_LOG(level, scope, ...) RYP_LOG_WITH(level, scope, RyPLogText::Concatenate(__VA_ARGS__))
 
 /// A trace record in format-string mode.

@@ -8,7 +8,7 @@
 #include "ryp/annotations.h"
 #include "ryp/condition.h"
 
-/// A flag that threads can wait for and that stays as it was last put. Safe for concurrent use.
+/// A manual-reset event: it stays signalled until `reset`. Safe for concurrent use.
 class KZPLATFORM_EXPORT RyPManualEvent {
 public:
     /// The event starts reset.
@@ -16,16 +16,16 @@ public:
     RyPManualEvent(const RyPManualEvent&) = delete;
     RyPManualEvent& operator=(const RyPManualEvent&) = delete;
 
-    /// Releases every thread that waits at this moment, also where a `reset` follows at once.
+    /// Releases every thread that waits at this moment, even if a `reset` follows at once.
     void signal();
     void reset();
     bool isSignalled() const;
 
-    /// Blocks until the event is signalled; returns at once where it already is.
+    /// Blocks until the event is signalled.
     void wait();
 
-    /// Keeps an event reset while the guard lives and signals it at the end, also when an
-    /// exception ends the scope. Owned by the thread whose work it brackets.
+    /// Resets an event and signals it at the end of the scope, also after an exception. Owned by
+    /// the thread that made it.
     class SetGuard {
     public:
         explicit SetGuard(RyPManualEvent& event) : m_event(event) { m_event.reset(); }

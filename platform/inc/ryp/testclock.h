@@ -28,15 +28,15 @@ public:
     void Set(double now);
     void Advance(double seconds);
 
-    /// Blocks (in real time) until `count` threads are asleep on this clock and none of them has
-    /// anything left to do at the present moment.
+    /// Blocks (in real time) until `count` threads are asleep on this clock and none of them is due
+    /// to wake at its present time.
     void WaitForSleepers(int count);
 
-    /// The instance in force, or null when the process runs on real time.
+    /// The existing instance, or null if the process runs on real time.
     static RyPTestClock* Current() { return s_current.load(std::memory_order_acquire); }
 
-    /// For the platform's waits: a change of the clock or of anything waited for makes a new
-    /// generation. A waiter takes the generation, finds nothing to do, and blocks until it is over.
+    /// For the platform's waits: a change of the clock or of a condition ends the generation. A
+    /// waiter reads the generation, tests its condition, and blocks until that generation ends.
     unsigned long Generation();
     void BlockWhile(unsigned long generation);
     void EndGeneration();

@@ -7,12 +7,12 @@
 #include <cstring>
 #include <string_view>
 
-/// Hash, comparison and copy of texts, made for names: one of 8 to 24 bytes is read as three words
-/// that overlap where it is shorter, without a loop and so without a branch that goes either way.
+/// Hash, comparison and copy of texts, optimised for names: a text of 8 to 24 bytes is read as
+/// three words, which overlap below 24 bytes, without a loop and so without unpredictable branches.
 class RyPTextHash {
 public:
-    /// The hash of a run of bytes, the same for every string class of the platform. It lasts for
-    /// the life of the process and is no defence against names that were chosen to collide.
+    /// The hash of a text, the same for every string class of the platform. Valid within
+    /// the process only; does not resist names that were chosen to collide.
     static unsigned Of(std::string_view text) {
         const std::size_t length = text.size();
         const char* const bytes = Opaque(text.data());
@@ -59,12 +59,12 @@ public:
 
 private:
     static constexpr std::size_t kWord = sizeof(std::uint64_t);
-    // Odd, with bits all over.
+    // Odd, with bits spread over the word.
     static constexpr std::uint64_t kFactors[] = {0x9e3779b97f4a7c15U, 0xc2b2ae3d27d4eb4fU,
                                                  0xff51afd7ed558ccdU};
 
-    /// Hides from the compiler which object the bytes belong to. Where it knows one, it warns of
-    /// words that would not fit into it, although the length rules them out.
+    /// Hides from the compiler which object the bytes belong to; otherwise it warns of reads beyond
+    /// that object which the length rules out.
     static const char* Opaque(const char* bytes) {
         __asm__("" : "+r"(bytes));
         return bytes;
@@ -88,7 +88,7 @@ private:
         return word;
     }
 
-    /// All of fewer than eight bytes in one word.
+    /// Fewer than eight bytes in one word.
     static std::uint64_t ShortWord(const char* bytes, std::size_t length) {
         std::uint64_t word = 0;
         for (std::size_t i = 0; i < length; ++i)

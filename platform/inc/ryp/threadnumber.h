@@ -3,13 +3,12 @@
 
 #include "kzplatform_export.h"
 
-/// A number for the calling thread, from 0 on: the smallest that no living thread had when it first
-/// asked. It stays the thread's until the thread ends and is then given to another, so that the
-/// numbers stay small where threads come and go.
+/// Returns a number for the calling thread: at its first call, the smallest from 0 on that no
+/// living thread has. The thread keeps it until it ends; it is then reused, so numbers stay small.
 ///
-/// Good for spreading threads over a few places, not for telling them apart: there are 8192
-/// numbers, and what runs at the very end of a thread still sees the one that was given back. Safe
-/// for concurrent use.
+/// For spreading threads over a few places, not for identifying them: there are 8192 numbers, and
+/// thread-local destructors may still see a number that was already reused. Safe for concurrent
+/// use.
 KZPLATFORM_EXPORT unsigned RyPThreadNumber();
 
 #endif

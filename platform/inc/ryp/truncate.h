@@ -4,8 +4,8 @@
 #include <limits>
 
 /// `value` truncated toward zero. A value outside the range of `Integer` gives the nearest end of
-/// that range and NaN gives 0, so that no double is undefined behaviour. Every conversion of a
-/// double to an integer in this project goes through here. Safe for concurrent use.
+/// that range and NaN gives 0, so no double causes undefined behaviour. Every conversion of a
+/// double to an integer in this project uses it. Safe for concurrent use.
 template <class Integer>
 constexpr Integer RyPTruncate(double value) {
     using Limits = std::numeric_limits<Integer>;

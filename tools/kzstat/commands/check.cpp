@@ -85,7 +85,7 @@ ExitStatus Check(const std::string& path, Output& output) {
 
 void DeclareCheck(CommandLine& line) {
     Command command = line.AddCommand(
-        "check", "See whether a run is whole: nothing missing, nothing counted twice");
+        "check", "Check that a run is complete and every value is counted exactly once");
     const auto journal = std::make_shared<std::string>();
     DeclareJournal(command, "RUN", *journal);
     command.Footer("Example: kzstat check run.kzj || echo 'do not trust this run'");

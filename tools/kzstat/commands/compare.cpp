@@ -117,18 +117,18 @@ std::vector<FailCondition> ConditionsOf(const CompareOptions& options) {
 
 void DeclareCompare(CommandLine& line) {
     Command command =
-        line.AddCommand("compare", "Compare two runs name by name and mark what changed");
+        line.AddCommand("compare", "Compare two runs by name and mark significant differences");
     const auto options = std::make_shared<CompareOptions>();
     DeclareJournal(command, "FIRST", options->before, "The journal of the first run");
     DeclareJournal(command, "SECOND", options->after, "The journal of the second run");
     command
         .Add("--fail-if", options->conditions,
-             "Exit with status 1 where a statistic changed by more than that")
+             "Exit with status 1 if a statistic changed by more than this")
         .ValueName("CONDITION")
         .Repeatable();
     options->range.Declare(command);
     command.Footer(
-        "A '*' marks what changed with a probability p of less than 0.01 for chance alone.\n"
+        "A '*' marks names with p < 0.01. Expect about 1 % false positives.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time mean +10%'");
     command.Does(
         [options](Output& output) { return Compare(*options, ConditionsOf(*options), output); });

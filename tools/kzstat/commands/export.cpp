@@ -29,10 +29,10 @@ ExitStatus Export(const ExportOptions& options, Output& output) {
 }  // namespace
 
 void DeclareExport(CommandLine& line) {
-    Command command = line.AddCommand("export", "Write every record of a run on standard output");
+    Command command = line.AddCommand("export", "Write every record of a run to standard output");
     const auto options = std::make_shared<ExportOptions>();
     DeclareJournal(command, "RUN", options->journal);
-    command.Add("--format", options->format, "csv, json (a line each) or influx")
+    command.Add("--format", options->format, "csv, json (an object per line) or influx")
         .Required()
         .OneOf(ExportFormatNames())
         .ValueName("FORMAT");

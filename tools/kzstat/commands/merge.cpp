@@ -90,7 +90,7 @@ void DeclareMerge(CommandLine& line) {
         .ValueName("FILE");
     command
         .Add("-o,--output", options->merged,
-             "The journal to make; a new file, or the result of a merge of these runs")
+             "The journal to write; a new file, or an earlier merge of these runs")
         .Required()
         .ValueName("FILE");
     command.Footer("Example: kzstat merge one.kzj two.kzj -o both.kzj");

@@ -8,7 +8,7 @@
 namespace kzstatprogram {
 namespace {
 
-/// The moment from which on the load has been at its highest once.
+/// The start of the first slice at peak load.
 double EndOfWarmUp(kzjournal::Reader& journal) {
     const std::map<double, double> load = LoadThroughTime(journal, {});
     const auto top = std::max_element(
@@ -21,14 +21,11 @@ double EndOfWarmUp(kzjournal::Reader& journal) {
 }  // namespace
 
 void RangeOptions::Declare(Command& command) {
-    command.Add("--from", from, "Leave out what was before TIME of the run (90, 90s, 1.5m)")
+    command.Add("--from", from, "Skip slices before TIME of the run (90, 90s, 1.5m)")
         .Duration()
         .ValueName("TIME");
-    command.Add("--to", to, "Leave out what was after TIME of the run")
-        .Duration()
-        .ValueName("TIME");
-    command.AddFlag("--skip-warmup", skipsWarmUp,
-                    "Leave out what was before the load size came to its highest");
+    command.Add("--to", to, "Skip slices after TIME of the run").Duration().ValueName("TIME");
+    command.AddFlag("--skip-warmup", skipsWarmUp, "Skip slices before peak load");
 }
 
 kzjournal::TimeRange RangeOptions::RangeOf(kzjournal::Reader& journal) const {

@@ -41,10 +41,10 @@ ExitStatus Report(const ReportOptions& options, Output& output) {
 }  // namespace
 
 void DeclareReport(CommandLine& line) {
-    Command command = line.AddCommand("report", "Make a page of charts and tables for a browser");
+    Command command = line.AddCommand("report", "Write a page of charts and tables for a browser");
     const auto options = std::make_shared<ReportOptions>();
     DeclareJournal(command, "RUN", options->journal);
-    command.Add("-o,--output", options->page, "The HTML file to make (- for standard output)")
+    command.Add("-o,--output", options->page, "The HTML file to write (- for standard output)")
         .Required()
         .ValueName("PAGE");
     options->range.Declare(command);

@@ -8,13 +8,13 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr int kUsualPort = 8090;
-constexpr int kHighestPort = 65535;
+constexpr int kDefaultPort = 8090;
+constexpr int kMaxPort = 65535;
 
 struct ServeOptions {
     std::string journal;
     std::string address = "127.0.0.1";
-    int port = kUsualPort;
+    int port = kDefaultPort;
 };
 
 ExitStatus Serve(const ServeOptions& options, Output& output) {
@@ -29,16 +29,17 @@ ExitStatus Serve(const ServeOptions& options, Output& output) {
 }  // namespace
 
 void DeclareServe(CommandLine& line) {
-    Command command = line.AddCommand("serve", "Show a run in a browser while it goes on");
+    Command command =
+        line.AddCommand("serve", "Serve a live page of charts and tables to browsers");
     const auto options = std::make_shared<ServeOptions>();
     DeclareJournal(command, "RUN", options->journal);
-    command.Add("--port", options->port, "The port to listen on, 0 for any that is free")
-        .Between(0, kHighestPort)
+    command.Add("--port", options->port, "The port to listen on; 0 for any free port")
+        .Between(0, kMaxPort)
         .ValueName("PORT")
         .ShowsDefault();
     command
         .Add("--bind", options->address,
-             "The address to listen on; others than this machine's own let others in")
+             "The address to listen on; any but a loopback address admits other machines")
         .ValueName("ADDRESS")
         .ShowsDefault();
     command.Footer("Example: kzstat serve run.kzj --port 8090");

@@ -20,7 +20,7 @@ namespace kzstatprogram {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{200};
-constexpr std::size_t kLeastNameWidth = 20;
+constexpr std::size_t kMinNameColumns = 20;
 
 struct ShowOptions {
     std::string journal;
@@ -32,7 +32,7 @@ struct ShowOptions {
 /// Names of any length leave room for their numbers on a terminal, and are whole elsewhere.
 std::size_t NameWidth(const Output& output) {
     if (!output.IsTerminal()) return std::string::npos;
-    return std::max(output.Width() / 3, kLeastNameWidth);
+    return std::max(output.Width() / 3, kMinNameColumns);
 }
 
 std::vector<std::string> LinesOf(kzjournal::Reader& journal, const ShowOptions& options,
@@ -107,15 +107,15 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
 }  // namespace
 
 void DeclareShow(CommandLine& line) {
-    Command command = line.AddCommand("show", "Print a table of every name of a run");
+    Command command = line.AddCommand("show", "Print a table with a row per name");
     const auto options = std::make_shared<ShowOptions>();
     DeclareJournal(command, "RUN", options->journal);
-    command.Add("--sort", options->sortColumn, "The column to sort by; numbers from the largest on")
+    command.Add("--sort", options->sortColumn, "The column to sort by; numbers in descending order")
         .OneOf(SortableColumns())
         .ValueName("COLUMN");
     command.AddFlag("--follow", options->follows,
-                    "Go on until the run ends: redraw the table on a terminal, elsewhere write a"
-                    " line per name and slice");
+                    "Continue until the run ends: redraw the table on a terminal, otherwise"
+                    " print a line per name and slice");
     options->range.Declare(command);
     command.Footer("Example: kzstat show run.kzj --sort mean --skip-warmup");
     command.Does([options](Output& output) { return Show(*options, output); });

@@ -17,11 +17,11 @@ using Limits = std::numeric_limits<double>;
 
 /// By how much an addition of doubles may be off, in parts of its result.
 constexpr double kRoundoff = Limits::epsilon() / 2;
-constexpr double kMostReadable = 1e15;
+constexpr double kMaxReadable = 1e15;
 
 /// Never rounded; whole numbers are for people.
 std::string Exact(double value) {
-    const bool isReadable = value == std::floor(value) && std::abs(value) < kMostReadable;
+    const bool isReadable = value == std::floor(value) && std::abs(value) < kMaxReadable;
     return isReadable ? ReadableNumber(value) : ExactNumber(value);
 }
 

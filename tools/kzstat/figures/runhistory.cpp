@@ -12,15 +12,15 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr unsigned kMostReaders = 8;
-constexpr std::size_t kMostBuckets = 1000;
-constexpr std::size_t kLeastBuckets = 250;
+constexpr unsigned kMaxReaders = 8;
+constexpr std::size_t kMaxBuckets = 1000;
+constexpr std::size_t kMinBuckets = 250;
 /// What a browser reads in a second.
-constexpr std::size_t kBucketsOfAllNames = 200000;
+constexpr std::size_t kMaxBucketsOfAllNames = 200000;
 
 std::size_t BucketsPerName(std::size_t names) {
-    return std::clamp(kBucketsOfAllNames / std::max<std::size_t>(names, 1), kLeastBuckets,
-                      kMostBuckets);
+    return std::clamp(kMaxBucketsOfAllNames / std::max<std::size_t>(names, 1), kMinBuckets,
+                      kMaxBuckets);
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ void RunHistory::ReadCourses(const std::string& path, const kzjournal::TimeRange
             ReadCourse(journal, names[i]->first, names[i]->second, range);
     };
     std::vector<std::future<void>> readers;
-    for (unsigned i = 0; i < std::clamp(std::thread::hardware_concurrency(), 1U, kMostReaders); ++i)
+    for (unsigned i = 0; i < std::clamp(std::thread::hardware_concurrency(), 1U, kMaxReaders); ++i)
         readers.push_back(std::async(std::launch::async, readSome));
     for (std::future<void>& reader : readers) reader.get();
 }

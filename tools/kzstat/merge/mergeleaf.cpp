@@ -12,8 +12,8 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr std::size_t kRecordsAhead = 20000;
-constexpr std::size_t kMostSlicesAhead = 256;
+constexpr std::size_t kMaxRecordsAhead = 20000;
+constexpr std::size_t kMaxSlicesAhead = 256;
 
 }  // namespace
 
@@ -33,7 +33,7 @@ void MergeLeaf::ReadAhead() {
     if (m_ahead.empty()) return;
     // Slices of many names are read one by one, so that memory does not grow with them.
     const std::size_t names = std::max<std::size_t>(m_ahead.front().slice.records.size(), 1);
-    m_slicesAhead = std::clamp<std::size_t>(kRecordsAhead / names, 1, kMostSlicesAhead);
+    m_slicesAhead = std::clamp<std::size_t>(kMaxRecordsAhead / names, 1, kMaxSlicesAhead);
 }
 
 /// Only the first slice is placed by its middle; the others count on from slice to slice. Middles

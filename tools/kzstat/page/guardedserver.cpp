@@ -19,10 +19,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
-constexpr std::size_t kMostConnections = 64;
-constexpr std::size_t kLongestHead = 16384;
-constexpr seconds kHeadPatience{5};
-constexpr seconds kWritePatience{20};
+constexpr std::size_t kMaxConnections = 64;
+constexpr std::size_t kMaxHeadBytes = 16384;
+constexpr seconds kHeadTimeout{5};
+constexpr seconds kWriteTimeout{20};
 constexpr std::string_view kEndOfHead = "\r\n\r\n";
 constexpr std::string_view kEndOfLine = "\r\n";
 constexpr std::string_view kHost = "host:";
@@ -33,7 +33,7 @@ thread_local bool isOneTooMany = false;
 class ConnectionThreads : public httplib::TaskQueue {
 public:
     void enqueue(std::function<void()> serve) override {
-        if (m_busy.fetch_add(1) < kMostConnections) {
+        if (m_busy.fetch_add(1) < kMaxConnections) {
             m_pool.enqueue([this, serve] {
                 serve();
                 --m_busy;
@@ -49,7 +49,7 @@ public:
 
 private:
     std::atomic<std::size_t> m_busy{0};
-    httplib::ThreadPool m_pool{kMostConnections};
+    httplib::ThreadPool m_pool{kMaxConnections};
 };
 
 /// False where the socket is not ready before the deadline. An end of the connection is readiness,
@@ -68,7 +68,7 @@ bool WaitFor(short events, socket_t socket, Clock::time_point deadline) {
 
 /// All or nothing: false where the other side does not take the text in time.
 bool SendAll(socket_t socket, std::string_view text) {
-    const Clock::time_point deadline = Clock::now() + kWritePatience;
+    const Clock::time_point deadline = Clock::now() + kWriteTimeout;
     while (!text.empty()) {
         const ssize_t sent = send(socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (sent > 0) text.remove_prefix(static_cast<std::size_t>(sent));
@@ -91,22 +91,22 @@ void Refuse(socket_t socket, std::string_view status) {
 void Discard(socket_t socket) {
     ::shutdown(socket, SHUT_WR);
     char bytes[4096];
-    for (std::size_t read = 0; read < kLongestHead; read += sizeof bytes)
+    for (std::size_t read = 0; read < kMaxHeadBytes; read += sizeof bytes)
         if (recv(socket, bytes, sizeof bytes, MSG_DONTWAIT) <= 0) return;
 }
 
 /// The request line and the header fields with the empty line behind them. Refuses the connection
 /// and returns an empty text where none comes.
 std::string ReadHead(socket_t socket) {
-    const Clock::time_point deadline = Clock::now() + kHeadPatience;
+    const Clock::time_point deadline = Clock::now() + kHeadTimeout;
     std::string head;
-    while (head.size() < kLongestHead) {
+    while (head.size() < kMaxHeadBytes) {
         if (!WaitFor(POLLIN, socket, deadline)) {
             Refuse(socket, "408 Request Timeout");
             return {};
         }
         char bytes[4096];
-        const std::size_t room = std::min(sizeof bytes, kLongestHead - head.size());
+        const std::size_t room = std::min(sizeof bytes, kMaxHeadBytes - head.size());
         const ssize_t received = recv(socket, bytes, room, MSG_DONTWAIT);
         if (received < 0 && (errno == EAGAIN || errno == EINTR)) continue;
         if (received <= 0) return {};

@@ -13,12 +13,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Types = CKZStatPointTypeEnum;
 
-constexpr double kLargestExactInteger = 9007199254740992.0;
+constexpr double kMaxExactInteger = 9007199254740992.0;
 
 /// JSON knows neither NaN nor infinity; the absence of a value is told as null.
 Json Number(double value) {
     if (!std::isfinite(value)) return nullptr;
-    const bool isWhole = value == std::trunc(value) && std::abs(value) < kLargestExactInteger;
+    const bool isWhole = value == std::trunc(value) && std::abs(value) < kMaxExactInteger;
     return isWhole ? Json(static_cast<long long>(value)) : Json(value);
 }
 

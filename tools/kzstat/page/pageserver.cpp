@@ -20,11 +20,11 @@ constexpr int kNotAllowed = 405;
 constexpr int kUnavailable = 503;
 
 /// Leaves connections for those who ask only once.
-constexpr int kMostStreams = 32;
+constexpr int kMaxStreams = 32;
 constexpr std::chrono::seconds kHeartbeat{5};
 
-constexpr int kUsualSlices = 100;
-constexpr int kMostSlices = 1000;
+constexpr int kDefaultSlices = 100;
+constexpr int kMaxSlices = 1000;
 
 constexpr char kMetricsType[] = "text/plain; version=0.0.4; charset=utf-8";
 
@@ -130,7 +130,7 @@ Response PageServer::Screen(const httplib::Request& request, httplib::Response& 
 }
 
 void PageServer::SendEvents(const httplib::Request& request, httplib::Response& response) {
-    if (m_streams.fetch_add(1) >= kMostStreams) {
+    if (m_streams.fetch_add(1) >= kMaxStreams) {
         --m_streams;
         Complain(response, kUnavailable, "Too many pages follow the run; close some.");
         return;
@@ -159,14 +159,14 @@ bool PageServer::SendNextEvent(std::string& position, httplib::DataSink& sink) {
 
 void PageServer::SendSlices(const httplib::Request& request, httplib::Response& response) const {
     const std::optional<int> after = NumberParameter(request, "after", 0);
-    const std::optional<int> most = NumberParameter(request, "limit", kUsualSlices);
+    const std::optional<int> most = NumberParameter(request, "limit", kDefaultSlices);
     if (!after || !most) {
         const std::string name = after ? "limit" : "after";
         Complain(response, kBadRequest, name + " must be a whole number");
         return;
     }
     try {
-        response.set_content(SlicesJson(m_journal, *after, std::min(*most, kMostSlices)),
+        response.set_content(SlicesJson(m_journal, *after, std::min(*most, kMaxSlices)),
                              "application/json");
     } catch (const kzjournal::Error& error) {
         Complain(response, kUnavailable, error.what());

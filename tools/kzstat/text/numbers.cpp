@@ -9,7 +9,7 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr double kMostReadable = 1e15;
+constexpr double kMaxReadable = 1e15;
 
 int DecimalsOf(double size) {
     if (size == std::floor(size) || size >= 1000) return 0;
@@ -21,7 +21,7 @@ int DecimalsOf(double size) {
 
 std::string ReadableNumber(double value) {
     const double size = std::abs(value);
-    if (size >= kMostReadable && std::isfinite(size)) {
+    if (size >= kMaxReadable && std::isfinite(size)) {
         char text[32];
         std::snprintf(text, sizeof text, "%.3e", value);
         return text;
