@@ -106,9 +106,10 @@ private:
 class KZSTAT_EXPORT CKZStatRun final {
 public:
     /// Starts at once: slice 1 covers [now, now + sliceLength), in seconds. `name` leads every
-    /// message; null is the empty name. A slice length that is not positive, not finite or too
-    /// small to advance the end time is logged as an error: the run then delivers nothing, refuses
-    /// all values, and `Finish` returns a complaint.
+    /// message; null is the empty name. A name that holds the byte 0x01 is cut before it, and
+    /// `Finish` returns a complaint. A slice length that is not positive, not finite or too small
+    /// to advance the end time is logged as an error: the run then delivers nothing, refuses all
+    /// values, and `Finish` returns a complaint.
     CKZStatRun(const char* name, double sliceLength);
     /// Calls `Finish()` if it was not called, and logs the complaints that no `Finish` returned.
     /// Always waits until the listeners have returned. If called by a listener, it discards the

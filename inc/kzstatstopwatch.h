@@ -33,7 +33,8 @@ public:
     /// Starts now.
     CKZStatStopwatch(const CKZStatRunClient& client, const char* name);
     /// Started at `intendedStart`, in seconds as `RyPSysTime` returns them, so that the delay
-    /// before the actual start counts. A time that is in the future or not finite means now.
+    /// before the actual start counts, up to 4e9 seconds. A time that is in the future or not
+    /// finite means now.
     CKZStatStopwatch(const CKZStatRunClient& client, const char* name, double intendedStart);
     /// `other` reports nothing from now on.
     CKZStatStopwatch(CKZStatStopwatch&& other) noexcept;

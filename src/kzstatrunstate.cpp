@@ -36,6 +36,13 @@ bool CanStandInMessage(const char* name) {
     return name != nullptr && std::strchr(name, CKZStatMessageWriter::kFieldEnd) == nullptr;
 }
 
+/// What of `name` can lead a message.
+RWCString Leading(const char* name) {
+    if (name == nullptr) return {};
+    const char* const end = std::strchr(name, CKZStatMessageWriter::kFieldEnd);
+    return end == nullptr ? RWCString(name) : RWCString(name, static_cast<std::size_t>(end - name));
+}
+
 RWCString CountedLine(long long count, const char* singular, const char* plural) {
     const std::string line = std::to_string(count) + " " + (count == 1 ? singular : plural);
     return {line.data(), line.size()};
@@ -63,12 +70,14 @@ std::shared_ptr<CKZStatRunState> CKZStatRunState::Start(const char* name, double
 }
 
 CKZStatRunState::CKZStatRunState(const char* name, double sliceLength)
-    : m_name(name),
+    : m_name(Leading(name)),
       m_sliceLength(sliceLength),
       m_startTime(RyPSysTime()),
-      m_generator(name, [this](const CKZStatSliceValues& slice) { Deliver(slice); }),
+      m_generator(m_name.data(), [this](const CKZStatSliceValues& slice) { Deliver(slice); }),
       m_sliceListeners("slice listener"),
       m_reporters("reporter") {
+    if (name != nullptr && !CanStandInMessage(name))
+        AddComplaint("the name of the run was cut: it holds the byte 0x01");
     m_generator.Start(m_startTime, sliceLength);
 }
 

@@ -1,5 +1,6 @@
 #include "kzstatstopwatch.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <exception>
@@ -15,13 +16,14 @@ namespace {
 using Types = CKZStatPointTypeEnum;
 
 constexpr std::size_t kMaxNameBytes = 200;
+constexpr double kLongestWaitSeconds = 4e9;  // leaves room for the work in 64 bits of nanoseconds
 
 /// `intendedStart` on the monotonic clock.
 long long NanosecondsAt(double intendedStart) {
     const double waited = RyPSysTime() - intendedStart;
     const long long now = RyPMonotonicNanoseconds();
     if (!std::isfinite(waited) || waited <= 0) return now;
-    return now - RyPTruncate<long long>(waited * 1e9);
+    return now - RyPTruncate<long long>(std::min(waited, kLongestWaitSeconds) * 1e9);
 }
 
 }  // namespace

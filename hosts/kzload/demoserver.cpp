@@ -6,7 +6,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <stdexcept>
+
+#include "kzjournalerror.h"
 
 namespace kzload {
 namespace {
@@ -87,7 +88,7 @@ void DemoServer::Listen() {
     auto listener = std::make_shared<socket_t>(INVALID_SOCKET);
     m_server.set_socket_options([listener](socket_t socket) { *listener = socket; });
     const int port = m_server.bind_to_any_port(kAddress);
-    if (port < 0) throw std::runtime_error("the demo server finds no port to listen on");
+    if (port < 0) throw kzjournal::Error("the demo server finds no port to listen on");
     // The queue of a handful that the server asks for would make many clients wait a second to
     // connect; asking again enlarges it.
     ::listen(*listener, SOMAXCONN);

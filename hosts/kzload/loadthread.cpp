@@ -1,8 +1,9 @@
 #include "loadthread.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
+
+#include "kzjournalerror.h"
 
 namespace kzload {
 namespace {
@@ -25,7 +26,7 @@ LoadThread::LoadThread(std::vector<std::unique_ptr<SimulatedClient>> clients,
       m_state(state),
       m_inFlight(0),
       m_stopping(false) {
-    if (m_transfers == nullptr) throw std::runtime_error("no memory for a load thread's transfers");
+    if (m_transfers == nullptr) throw kzjournal::Error("no memory for a load thread's transfers");
     // A connection for every client is kept, also while most of them think.
     curl_multi_setopt(m_transfers.get(), CURLMOPT_MAXCONNECTS, static_cast<long>(m_clients.size()));
 }

@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <exception>
 #include <optional>
-#include <stdexcept>
 
 #include "demoserver.h"
+#include "kzjournalerror.h"
 #include "loadrun.h"
 #include "messagefile.h"
 #include "options.h"
@@ -26,7 +26,7 @@ class TransferLibrary {
 public:
     TransferLibrary() {
         if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
-            throw std::runtime_error("cannot initialise the transfer library");
+            throw kzjournal::Error("cannot initialise the transfer library");
     }
     ~TransferLibrary() { curl_global_cleanup(); }
     TransferLibrary(const TransferLibrary&) = delete;

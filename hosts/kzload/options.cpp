@@ -29,6 +29,15 @@ CLI::Validator Between(double least, double most) {
     return CLI::Validator(check, "");
 }
 
+/// An option that is given is meant: no name must not stand for none.
+CLI::Validator Named() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            return std::string(text.empty() ? "no name was given" : "");
+        },
+        "");
+}
+
 /// What is wrong with `url`, or an empty text.
 std::string CheckUrl(const std::string& url) {
     const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parts(curl_url(), curl_url_cleanup);
@@ -66,10 +75,12 @@ void Declare(CLI::App& app, Options& options) {
                    "Milliseconds between a client's requests")
         ->check(Between(0, 3.6e6));
     app.add_option("--messages", options.messagesFile, "Append the message of each slice to a file")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(Named());
     const auto journal =
         app.add_option("--journal", options.journalFile, "Write the run to a new file")
-            ->type_name("FILE");
+            ->type_name("FILE")
+            ->check(Named());
     app.add_flag_callback(
            "--no-journal", [&options] { options.journalFile.clear(); }, "Write no journal")
         ->excludes(journal);

@@ -2,8 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <stdexcept>
 #include <utility>
+
+#include "kzjournalerror.h"
 
 namespace kzload {
 namespace {
@@ -36,7 +37,7 @@ SimulatedClient::SimulatedClient(CKZStatRunClient statistics, const Target& targ
       m_step(Transaction::Login),
       m_itemsToBrowse(0),
       m_couldAlwaysConnect(true) {
-    if (m_transfer == nullptr) throw std::runtime_error("no memory for a client's transfers");
+    if (m_transfer == nullptr) throw kzjournal::Error("no memory for a client's transfers");
     SetUpTransfer();
 }
 
@@ -44,8 +45,8 @@ template <class Value>
 void SimulatedClient::Set(CURLoption option, Value value) {
     const CURLcode status = curl_easy_setopt(m_transfer.get(), option, value);
     if (status != CURLE_OK)
-        throw std::runtime_error(std::string("cannot set up a transfer: ") +
-                                 curl_easy_strerror(status));
+        throw kzjournal::Error(std::string("cannot set up a transfer: ") +
+                               curl_easy_strerror(status));
 }
 
 void SimulatedClient::SetUpTransfer() {

@@ -151,6 +151,8 @@ std::string Cause(const SQLite::Exception& error) {
         case SQLITE_CORRUPT:
             return "it is damaged (" + std::string(error.what()) + ")";
         case SQLITE_READONLY:
+            if (error.getExtendedErrorCode() == SQLITE_READONLY_DBMOVED)
+                return "it was removed or moved while it was written";
             return "it may not be written; choose another path or change its permissions";
         case SQLITE_IOERR:
             return "the disk does not work; check it";
@@ -171,6 +173,10 @@ std::string SystemsCause(const std::string& path, int flags) {
 }
 
 }  // namespace
+
+std::string FileNameOf(const std::string& path) {
+    return path.starts_with('/') ? path : "./" + path;
+}
 
 void CreateTables(SQLite::Database& database, const std::string& path) {
     const auto refuseOneInUse = [&] {

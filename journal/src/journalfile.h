@@ -21,6 +21,10 @@ inline constexpr int kChunkSlices = 256;
 /// How long a database call waits for another process that holds the file locked.
 inline constexpr int kLockWaitMilliseconds = 200;
 
+/// `path` as the database takes it for a file, whatever it is called: no name, ":memory:" and
+/// "file:..." would be databases that are gone when they are closed.
+std::string FileNameOf(const std::string& path);
+
 /// Makes an empty journal of the file, which must be new or empty. Throws `Error` and
 /// `SQLite::Exception`.
 void CreateTables(SQLite::Database& database, const std::string& path);

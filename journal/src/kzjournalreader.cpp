@@ -21,7 +21,7 @@ constexpr double kTimeTolerance = 0.0015;
 SQLite::Database OpenExisting(const std::string& path) {
     try {
         // One thread at a time uses a reader: a lock per column would only slow it down.
-        SQLite::Database database(path, SQLite::OPEN_READONLY | SQLite::OPEN_NOMUTEX,
+        SQLite::Database database(FileNameOf(path), SQLite::OPEN_READONLY | SQLite::OPEN_NOMUTEX,
                                   kLockWaitMilliseconds);
         CheckIsJournal(database, path);
         return database;

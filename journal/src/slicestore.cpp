@@ -36,7 +36,7 @@ constexpr char kNoteExpectedSlices[] = "UPDATE runs SET expected_slices = ? WHER
 
 SQLite::Database OpenNew(const std::string& path) {
     try {
-        SQLite::Database database(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
+        SQLite::Database database(FileNameOf(path), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
                                   kLockWaitMilliseconds);
         CreateTables(database, path);
         return database;

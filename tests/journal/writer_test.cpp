@@ -112,6 +112,31 @@ TEST_F(Writer, RefusesAFolder) {
     EXPECT_EQ("cannot open " + path + ": it is a folder", Open());
 }
 
+TEST_F(Writer, RefusesAPathWithoutAName) {
+    path = "";
+    EXPECT_EQ("cannot open : No such file or directory", Open());
+}
+
+TEST_F(Writer, KeepsARunInAFileWhateverItIsCalled) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path(""));
+    for (const char* const name : {":memory:", "file:run.kzj?mode=memory"}) {
+        kzjournal::Writer kept;
+        EXPECT_EQ("", TextOf(kept.Open(name, run)));
+        EXPECT_EQ("", TextOf(kept.Close()));
+        EXPECT_TRUE(std::filesystem::exists(folder.Path(name)));
+        EXPECT_EQ(run.id, kzjournal::Reader(name).Facts().id);
+    }
+    std::filesystem::current_path(before);
+}
+
+TEST_F(Writer, TellsThatItsFileWasRemoved) {
+    Open();
+    AppendLogins({10});
+    std::filesystem::remove(path);
+    EXPECT_THAT(Close(), HasSubstr("it was removed or moved"));
+}
+
 TEST_F(Writer, RefusesASliceWithoutAMomentAndKeepsTheOthers) {
     Open();
     MadeSlice slice = slices.NextSlice({{"logins", Types::Counter, {1}}});

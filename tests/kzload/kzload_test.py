@@ -191,6 +191,12 @@ class Options(RunTest):
             with self.subTest(url=url):
                 self.assert_refused("URL", url)
 
+    def test_files_need_a_name(self):
+        self.assert_refused("--messages", "--messages", "")
+        result = runs.run("--duration", 0.5, journal="")
+        self.assertEqual((2, ""), (result.status, result.out))
+        self.assert_one_line(result.err, "--journal")
+
     def test_help(self):
         result = runs.run("--help")
         self.assertEqual((0, ""), (result.status, result.err))

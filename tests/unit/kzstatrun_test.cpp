@@ -400,6 +400,15 @@ TEST_F(Run, TellsWhatItWasToldOnce) {
     EXPECT_THAT(log.Texts(), ElementsAre("the disk is full"));
 }
 
+TEST_F(Run, CutsANameThatWouldBreakMessages) {
+    CKZStatRun named(
+        "night\x01"
+        "ly",
+        1);
+    EXPECT_EQ(named.GetName(), "night");
+    EXPECT_THAT(Lines(named.Finish(0)), testing::Contains(HasSubstr("name of the run was cut")));
+}
+
 TEST_F(Run, KnowsItsNameAndTimes) {
     EXPECT_EQ(run->GetName(), "load");
     EXPECT_EQ(run->GetSliceLength(), 1.0);

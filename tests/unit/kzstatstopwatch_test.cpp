@@ -140,6 +140,11 @@ TEST_F(Stopwatch, StartsNowWhenItsStartIsNoTimeOfThePast) {
     EXPECT_THAT(ReportedByIt(), UnorderedElementsAre(Pair("login", 0)));
 }
 
+TEST_F(Stopwatch, TakesAStartBeforeAnythingThatCouldWait) {
+    CKZStatStopwatch timing(client, "login", -1e300);
+    EXPECT_EQ(4e12, timing.Stop());
+}
+
 TEST_F(Stopwatch, MayBeMoved) {
     {
         std::optional<CKZStatStopwatch> first(std::in_place, client, "login");
