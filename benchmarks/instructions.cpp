@@ -1,5 +1,5 @@
-// instructions OPERATION COUNT: does the operation so many times. Valgrind counts the instructions of
-// two runs that differ in their counts, and what lies between them is the cost of the operation.
+// instructions OPERATION COUNT: does the operation so many times. Valgrind counts the instructions
+// of two runs that differ in their counts, and what lies between them is the cost of the operation.
 
 #include <cstdio>
 #include <cstdlib>
@@ -31,8 +31,8 @@ void AddValues(int count) {
     const std::vector<Report> reports = MakeReports(UsualNames(), 0, kFewClients, kRounds);
     for (int i = 0; i < count; ++i) {
         const Report& report = reports[static_cast<std::size_t>(i) % reports.size()];
-        clients[static_cast<std::size_t>(report.client)].AddLast(
-            report.name, report.value, CKZStatPointTypeEnum::Measurement);
+        clients[static_cast<std::size_t>(report.client)].AddLast(report.name, report.value,
+                                                                 CKZStatPointTypeEnum::Measurement);
     }
 }
 

@@ -95,8 +95,10 @@ BENCHMARK(BM_Messages_Merge);
 void BM_Merge_Add(benchmark::State& state) {
     std::vector<CKZStatMessageRecord> records;
     for (int i = 0; i < state.range(0); ++i)
-        records.push_back({("transaction." + std::to_string(i)).c_str(), Types::Timer,
-                           {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}});
+        records.push_back({("transaction." + std::to_string(i)).c_str(),
+                           Types::Timer,
+                           {1, 1, 1, 1, 1},
+                           {1, 1, 1, 1, 1}});
     for (auto _ : state) {
         CKZStatMerge merge;
         for (int generator = 0; generator < 2; ++generator)

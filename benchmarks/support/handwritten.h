@@ -73,9 +73,8 @@ inline void AddMap(HandwrittenMap& target, const HandwrittenMap& source) {
 
 inline void AppendNumber(std::string& text, double value) {
     char buffer[400];
-    const auto end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed,
-                                   3)
-                         .ptr;
+    const auto end =
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 3).ptr;
     text.append(buffer, end);
     text += '\x01';
 }

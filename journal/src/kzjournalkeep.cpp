@@ -76,7 +76,8 @@ Run FactsOf(const CKZStatRun& run, const std::string& testName) {
 void Keep(CKZStatRun& run, const std::string& path, const std::string& testName) {
     const auto keeper = std::make_shared<Keeper>(path, FactsOf(run, testName));
     if (!Keeper::Join(run, keeper))
-        run.AddComplaint(("cannot keep the run in " + path + ": it is over or did not start").c_str());
+        run.AddComplaint(
+            ("cannot keep the run in " + path + ": it is over or did not start").c_str());
 }
 
 }  // namespace kzjournal
