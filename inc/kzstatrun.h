@@ -123,8 +123,9 @@ public:
     /// now may be missed, so add listeners right after construction.
     ///
     /// A listener may block (slices are queued meanwhile; clients do not wait), report values, and
-    /// add listeners, which are called from the next slice on. It must not finish its run or wait
-    /// for a thread that does. If it throws, it is not called again for this slice; the other
+    /// add listeners, which are called from the next slice on. Values that it reports after the
+    /// last slice has ended are refused, but do not count as refused. It must not finish its run or
+    /// wait for a thread that does. If it throws, it is not called again for this slice; the other
     /// listeners are still called, and `Finish` returns how often it threw and the first exception.
     /// After the end, or if `listener` is empty, logs an error and adds nothing.
     void OnSlice(std::function<void(const CKZStatSliceValues&)> listener);

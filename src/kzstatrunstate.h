@@ -85,7 +85,10 @@ public:
 
     /// Whether `name` can stand in a message; if not, counts a value as refused.
     bool AcceptsName(const char* name);
-    void NoteLateValue() { ++m_lateValues; }
+    /// A listener may report in every call, and nothing takes what it reports in the last one.
+    void NoteLateValue() {
+        if (!IsOnLoop()) ++m_lateValues;
+    }
     void NoteValueWithoutMemory() { ++m_valuesWithoutMemory; }
 
     /// `limitSeconds` may be infinite.

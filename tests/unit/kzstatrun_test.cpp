@@ -375,6 +375,15 @@ TEST_F(Run, CountsValuesThatAreRefusedAfterTheEnd) {
     EXPECT_THAT(Lines(result), ElementsAre("2 values were refused: the run was over"));
 }
 
+TEST_F(Run, DoesNotBlameAListenerThatReportsInTheLastSlice) {
+    CKZStatRunClient client = run->NewClient(1);
+    bool wasTaken = true;
+    run->OnSlice(
+        [&](const CKZStatSliceValues&) { wasTaken = client.AddLast("n", 1, Types::Counter); });
+    EXPECT_TRUE(Finish().IsClean());
+    EXPECT_FALSE(wasTaken);
+}
+
 TEST_F(Run, RefusesNamesThatWouldBreakMessages) {
     const CapturingLog log(RyPLogLevel::Error);
     CKZStatRunClient client = run->NewClient(1);
