@@ -57,6 +57,8 @@ public:
 /// either handle; one that was moved from may still be used, and refuses every value.
 class KZSTAT_EXPORT CKZStatRunClient {
 public:
+    /// For runs, which alone know what a client is made of: `CKZStatRun::NewClient` returns one.
+    explicit CKZStatRunClient(std::shared_ptr<CKZStatRunClientState> state);
     CKZStatRunClient(CKZStatRunClient&& other) noexcept;
     CKZStatRunClient& operator=(CKZStatRunClient&& other) noexcept;
     /// Values reported so far stay counted.
@@ -80,11 +82,8 @@ public:
     int GetId() const;
 
 private:
-    friend class CKZStatRun;
-    friend class CKZStatRunState;
     friend class CKZStatStopwatch;
 
-    explicit CKZStatRunClient(std::shared_ptr<CKZStatRunClientState> state);
     void Leave();
 
     std::shared_ptr<CKZStatRunClientState> m_state;
