@@ -489,16 +489,24 @@ std::unique_ptr<RWCollectable> CKZStatGenMain::TakeOutOfTimeline(int id) {
     return std::unique_ptr<RWCollectable>(m_timeline.remove(&key));
 }
 
+/// Null where nothing stands under `id`.
+CKZStatGenSlice* CKZStatGenMain::FindInTimeline(int id) {
+    const RWCollectableInt key(id);
+    const Lock::LockGuard guard(*m_timelineLock);
+    return SliceOf(m_timeline.findValue(&key));
+}
+
 void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
-    const RWCollectableInt id(slice->m_id);
+    const int id = slice->m_id;
+    // First, since it may run out of memory: the slice is then as it was.
+    CKZStatGenSlice* const found = FindInTimeline(id);
+    if (found != nullptr) found->DetachClients();
+    const std::unique_ptr<CKZStatGenSlice> removed(found);
     std::unique_ptr<RWCollectable> key;
-    std::unique_ptr<CKZStatGenSlice> removed;
     {
         const Lock::LockGuard guard(*m_timelineLock);
-        removed.reset(SliceOf(m_timeline.findValue(&id)));
-        key = TakeOutOfTimeline(id.value());
+        key = TakeOutOfTimeline(id);
     }
-    if (removed != nullptr) removed->DetachClients();
     // A client that has just left the slice may still be reading its dictionary there.
     m_clientsLock->PassThrough();
 }
