@@ -57,6 +57,11 @@ bool IsDone(const std::future<void>& work) {
     return work.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
+// Out of the sight of the analysis, which knows who holds what.
+bool TryAcquire(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    return lane.tryAcquire();
+}
+
 TEST(Lanes, AreOthersForOtherThreads) {
     const CKZStatGenLanes lanes;
     Worker worker;
@@ -89,7 +94,7 @@ TEST(LaneOfClient, IsAcquiredWhereTheClientIsByThen) {
         CKZStatGenLaneOfClient::Hold mine(client);
         waiting = worker.Begin([&] {
             const CKZStatGenLaneOfClient::Hold others(client);
-            acquired = &client.Get();
+            if (!TryAcquire(next)) acquired = &client.Get();
         });
         EXPECT_FALSE(IsDone(waiting));
         mine.MoveTo(next);
@@ -219,6 +224,78 @@ TEST_F(ClientInALane, KeepsItsSliceFromBeingFreedWhileItReports) {
         EXPECT_FALSE(IsDone(freed));
     }
     freed.get();
+}
+
+TEST_F(ClientInALane, KeepsItsDictionaryWhileItReportsThoughItsSliceIsFreed) {
+    Report();
+    clock.Set(110.5);
+    worker.Do([this] { CKZStatGenClient(&generator, 6).GetNewDictionary(); });
+    CKZStatGenSlice* const finished = generator.WaitForSlice();
+    std::future<void> freed;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        freed = worker.Begin([&] { generator.RemoveSlice(finished); });
+        EXPECT_FALSE(IsDone(freed));
+        EXPECT_NE(Peer::DictionaryOf(client), nullptr);
+    }
+    freed.get();
+    EXPECT_EQ(Peer::DictionaryOf(client), nullptr);
+}
+
+TEST_F(ClientInALane, KeepsItsGeneratorFromBeingEndedWhileItReports) {
+    Report();
+    std::future<void> ended;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        ended = worker.Begin([this] { Peer::EndAtOnce(generator); });
+        EXPECT_FALSE(IsDone(ended));
+    }
+    ended.get();
+}
+
+/// Whoever holds the lane may be about to move the client.
+TEST_F(ClientInALane, IsNotDestroyedWhileTheLaneIsHeld) {
+    auto leaving = std::make_unique<CKZStatGenClient>(&generator, 6);
+    leaving->AddLast("n", 1, Types::Counter);
+    std::future<void> destroyed;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        destroyed = worker.Begin([&] { leaving.reset(); });
+        EXPECT_FALSE(IsDone(destroyed));
+    }
+    destroyed.get();
+}
+
+TEST_F(ClientInALane, KeepsItsDictionaryFromBeingGivenValuesWhileItReports) {
+    Report();
+    CKZStatGenMeasurementDictionary& dictionary = *Peer::DictionaryOf(client);
+    std::future<void> given;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        given = worker.Begin(
+            [&] { dictionary.SetValues("m", 1, 1, 1, 1, 1, 1, 1, 1, 1, Types::Counter); });
+        EXPECT_FALSE(IsDone(given));
+        EXPECT_EQ(dictionary.GetCount("m"), -1);
+    }
+    given.get();
+}
+
+/// A client's flush, which holds the lane, and the packing may come at the same time.
+TEST_F(ClientInALane, HasItsValuesPackedOnceWhenItIsFlushedAtTheSameTime) {
+    Report();
+    CKZStatGenMeasurementDictionary& dictionary = *Peer::DictionaryOf(client);
+    clock.Set(110.5);
+    worker.Do([this] { CKZStatGenClient(&generator, 6).GetNewDictionary(); });
+    CKZStatGenSlice* const finished = generator.WaitForSlice();
+    std::future<void> sent;
+    {
+        const RWTRecursiveLock<RWMutexLock>::LockGuard flushing(Peer::LockOf(dictionary));
+        sent = worker.Begin([&] { generator.SendSlice(finished); });
+        EXPECT_FALSE(IsDone(sent));
+        EXPECT_EQ(Peer::CachedCount(dictionary), 1);
+    }
+    sent.get();
+    EXPECT_EQ(Peer::CachedCount(dictionary), 0);
 }
 
 TEST_F(ClientInALane, IsPassedOverWhereItForgotItsDictionary) {
