@@ -50,6 +50,18 @@ std::uint64_t NextSliceNumber() {
     return slices.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
+/// A flag that is set while this lives, also if the thread is cancelled meanwhile.
+class SetWhile {
+public:
+    explicit SetWhile(bool& flag) : m_flag(flag) { m_flag = true; }
+    ~SetWhile() { m_flag = false; }
+    SetWhile(const SetWhile&) = delete;
+    SetWhile& operator=(const SetWhile&) = delete;
+
+private:
+    bool& m_flag;
+};
+
 bool IsReleased(int queueStatus) {
     return queueStatus == RyPEventQueue::Released ||
            queueStatus == RyPEventQueue::ReleasedWhileWaiting;
@@ -866,9 +878,8 @@ void CKZStatGenClient::AddLast(const char* name, double value,
 bool CKZStatGenClient::MayTryAgain(CKZStatGenLaneOfClient::Hold& lane) {
     if (m_main->m_stopping.load()) return false;
     if (RyPSysTime() < EndTime()) {
-        m_isPausing = true;
+        const SetWhile pausing(m_isPausing);
         lane.LetGoDuring([] { RyPSleep(kRetryPauseSeconds); });
-        m_isPausing = false;
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #include "kzstatgenlane.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <thread>
 
 #include "kzstatisticsgenerator.h"
+#include "ryp/clock.h"
 #include "ryp/testclock.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
@@ -327,6 +329,27 @@ TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
     }
     released.get();
     EXPECT_EQ(finished.GetCountZ0(), 0);
+}
+
+void* ReportOnce(void* client) {
+    static_cast<CKZStatGenClient*>(client)->AddLast("n", 1, Types::Counter);
+    return nullptr;
+}
+
+TEST(ClientThatPauses, IsUsableAfterItsThreadWasCancelled) {
+    RecordingGenerator generator;
+    generator.Start(RyPSysTime(), 1000.0);
+    CKZStatGenClient client(&generator, 5);
+    client.AddLast("n", 1, Types::Counter);
+    Peer::EndAtOnce(generator);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, ReportOnce, &client), 0);
+    pthread_cancel(thread);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_FALSE(Peer::IsPausing(client));
+    EXPECT_EQ(client.FlushStatsCache(), 1);
 }
 
 TEST_F(ClientInALane, IsMovedOffASliceWithAllOthers) {
