@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::size_t kMostHandles = 5;
 constexpr int kIdsForAll = 4;
-constexpr unsigned kIdGroups = 6;
+constexpr unsigned kIdGroups = 3;
 constexpr int kIdsPerGroup = 6;
 
 }  // namespace
