@@ -79,13 +79,27 @@ public:
         void MoveTo(CKZStatGenLane& lane);
         /// Releases the lane while `work` runs.
         template <class Work>
-        void LetGoDuring(Work work) RYP_NO_THREAD_SAFETY_ANALYSIS {
-            m_lane.release();
+        void LetGoDuring(Work work) {
+            const Release released(m_lane);
             work();
-            m_lane.acquire();
         }
 
     private:
+        /// The lane is not held while it lives. A thread that is cancelled there unwinds.
+        class Release {
+        public:
+            explicit Release(CKZStatGenLaneOfClient& lane) RYP_NO_THREAD_SAFETY_ANALYSIS
+                : m_lane(lane) {
+                m_lane.release();
+            }
+            ~Release() RYP_NO_THREAD_SAFETY_ANALYSIS { m_lane.acquire(); }
+            Release(const Release&) = delete;
+            Release& operator=(const Release&) = delete;
+
+        private:
+            CKZStatGenLaneOfClient& m_lane;
+        };
+
         CKZStatGenLaneOfClient& m_lane;
         const bool m_wasFree;
     };

@@ -89,6 +89,7 @@ private:
     friend class CKZStatGenClient;
     friend class CKZStatGenMain;
     friend class CKZStatGenMeasurementDictionary;
+    friend struct CKZStatGenTestPeer;
 
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
@@ -275,6 +276,7 @@ private:
     void EndTimeline() RYP_REQUIRES(*m_timelineLock);
     int EndWithCurrentSlice();
     void EndAtOnce();
+    CKZStatGenSlice* FindInTimeline(int id);
     std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
     class Sending;
     CKZStatGenSlice* TakeToSend(CKZStatGenSlice* slice);

@@ -50,6 +50,18 @@ std::uint64_t NextSliceNumber() {
     return slices.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
+/// A flag that is set while this lives, also if the thread is cancelled meanwhile.
+class SetWhile {
+public:
+    explicit SetWhile(bool& flag) : m_flag(flag) { m_flag = true; }
+    ~SetWhile() { m_flag = false; }
+    SetWhile(const SetWhile&) = delete;
+    SetWhile& operator=(const SetWhile&) = delete;
+
+private:
+    bool& m_flag;
+};
+
 bool IsReleased(int queueStatus) {
     return queueStatus == RyPEventQueue::Released ||
            queueStatus == RyPEventQueue::ReleasedWhileWaiting;
@@ -489,16 +501,24 @@ std::unique_ptr<RWCollectable> CKZStatGenMain::TakeOutOfTimeline(int id) {
     return std::unique_ptr<RWCollectable>(m_timeline.remove(&key));
 }
 
+/// Null where nothing stands under `id`.
+CKZStatGenSlice* CKZStatGenMain::FindInTimeline(int id) {
+    const RWCollectableInt key(id);
+    const Lock::LockGuard guard(*m_timelineLock);
+    return SliceOf(m_timeline.findValue(&key));
+}
+
 void CKZStatGenMain::RemoveSlice(CKZStatGenSlice* slice) {
-    const RWCollectableInt id(slice->m_id);
+    const int id = slice->m_id;
+    // First, since it may run out of memory: the slice is then as it was.
+    CKZStatGenSlice* const found = FindInTimeline(id);
+    if (found != nullptr) found->DetachClients();
+    const std::unique_ptr<CKZStatGenSlice> removed(found);
     std::unique_ptr<RWCollectable> key;
-    std::unique_ptr<CKZStatGenSlice> removed;
     {
         const Lock::LockGuard guard(*m_timelineLock);
-        removed.reset(SliceOf(m_timeline.findValue(&id)));
-        key = TakeOutOfTimeline(id.value());
+        key = TakeOutOfTimeline(id);
     }
-    if (removed != nullptr) removed->DetachClients();
     // A client that has just left the slice may still be reading its dictionary there.
     m_clientsLock->PassThrough();
 }
@@ -858,9 +878,8 @@ void CKZStatGenClient::AddLast(const char* name, double value,
 bool CKZStatGenClient::MayTryAgain(CKZStatGenLaneOfClient::Hold& lane) {
     if (m_main->m_stopping.load()) return false;
     if (RyPSysTime() < EndTime()) {
-        m_isPausing = true;
+        const SetWhile pausing(m_isPausing);
         lane.LetGoDuring([] { RyPSleep(kRetryPauseSeconds); });
-        m_isPausing = false;
     }
     return true;
 }

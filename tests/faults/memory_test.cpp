@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <map>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "faults/failingnew.h"
@@ -383,6 +385,92 @@ TEST(LackOfMemory, LeavesNoSliceUnfreedByAGarbageLoopThatIsRunAgain) {
     long nth = 1;
     while (FreeASliceThatAClientHolds(nth) && !HasFailure()) ++nth;
     EXPECT_GT(nth, 2);
+}
+
+/// Removes a slice, again after an exception, from which nobody moved the clients. Returns whether
+/// the allocation failed.
+bool RemoveASliceUnderItsClients(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    std::deque<CKZStatGenClient> holders;
+    for (int id = 1; id <= 3; ++id)
+        holders.emplace_back(&generator, id).AddLast("n", 7, Types::Counter);
+    CKZStatGenClient other(&generator, 4);
+    clock.Set(111.0);
+    other.GetNewDictionary();
+    CKZStatGenSlice* const slice = generator.WaitForSlice();
+    const FailingNew failing(failingAllocation);
+    for (bool done = false; !done;) {
+        try {
+            generator.RemoveSlice(slice);
+            done = true;
+        } catch (const std::bad_alloc&) {
+            const PlentyOfMemory plenty;
+            EXPECT_EQ(Peer::SlicesInTimeline(generator), 2U) << failingAllocation;
+            EXPECT_EQ(slice->GetCountZ0(), 3) << failingAllocation;
+        }
+    }
+    const PlentyOfMemory plenty;
+    EXPECT_EQ(Peer::SlicesInTimeline(generator), 1U);
+    for (CKZStatGenClient& holder : holders) {
+        EXPECT_EQ(Peer::DictionaryOf(holder), nullptr);
+        holder.AddLast("n", 1, Types::Counter);
+        EXPECT_EQ(holder.GetCurrentEndTime(), 120.0);
+    }
+    return failing.HasFailed();
+}
+
+TEST(LackOfMemory, KeepsASliceThatItCannotDetachFromItsClients) {
+    long nth = 1;
+    while (RemoveASliceUnderItsClients(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 2);
+}
+
+/// Whether a value of the name was accepted.
+bool Accepts(CKZStatGenClient& client, const std::string& name) {
+    try {
+        client.AddLast(name.c_str(), 1, Types::Counter);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+/// A client that was made on this thread is followed by another one from slice to slice, with names
+/// that the cache has to grow for. Returns whether the allocation failed.
+bool ReportElsewhere(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    client.AddLast("short", 1, Types::Counter);
+    std::vector<std::string> names;
+    for (std::size_t length = 1; length <= 256; length += 51) names.emplace_back(length, 'n');
+    double accepted = 1;
+    bool hasFailed = false;
+    std::thread([&] {
+        const FailingNew failing(failingAllocation);
+        for (std::size_t i = 0; i < 60; ++i) {
+            if (i % 25 == 10) clock.Advance(10.5);
+            accepted += Accepts(client, names[i % names.size()]);
+        }
+        hasFailed = failing.HasFailed();
+    }).join();
+    EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1) << failingAllocation;
+    clock.Advance(20.0);
+    client.GetNewDictionary();
+    while (!Peer::PackQueue(generator).isEmpty()) generator.SendSlice(generator.WaitForSlice());
+    double sent = 0;
+    for (const Record& record : Message(generator.texts.back()).records) sent += record.count;
+    EXPECT_EQ(sent, accepted) << failingAllocation;
+    return hasFailed;
+}
+
+TEST(LackOfMemory, CountsTheValuesOfAClientThatFollowsAnotherThread) {
+    long nth = 1;
+    while (ReportElsewhere(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 20);
 }
 
 /// Reports thirty names and a stopwatch on a run where the nth allocation of that fails. Returns

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
@@ -144,6 +145,26 @@ TYPED_TEST(AnyLock, LetsEveryThreadInThatBlocked) {
         });
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(unguarded, 400);
+}
+
+void* AcquireAndRelease(void* lock) {
+    Acquire(*static_cast<RyPWordLock*>(lock));
+    Release(*static_cast<RyPWordLock*>(lock));
+    return nullptr;
+}
+
+TEST(WordLock, IsWaitedForByAThreadThatIsCancelled) {
+    RyPWordLock lock;
+    Acquire(lock);
+    pthread_t waiter;
+    ASSERT_EQ(pthread_create(&waiter, nullptr, AcquireAndRelease, &lock), 0);
+    pthread_cancel(waiter);
+    for (int turn = 0; turn < 10000; ++turn) std::this_thread::yield();
+    Release(lock);
+    void* result = nullptr;
+    pthread_join(waiter, &result);
+    EXPECT_EQ(result, nullptr);
+    EXPECT_TRUE(IsFreeForAnother(lock));
 }
 
 TEST(RecursiveLock, IsFreeOnceReleasedAsOftenAsAcquired) {

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -17,6 +18,7 @@
 #include "ryp/log.h"
 #include "ryp/testclock.h"
 #include "stressgenerator.h"
+#include "support/testpeer.h"
 
 namespace {
 
@@ -33,13 +35,21 @@ struct Settings {
         : steppedClock(dice.OneIn(2)),
           cacheSize(dice.OneOf({-5, 0, 1, 2, 7, 19, 20, 1000})),
           slicesInThePast(dice.Between(0, 5)),
-          clientThreads(static_cast<unsigned>(dice.Between(1, 6))),
+          clientThreads(dice.OneIn(10) ? MoreThreadsThanLanes()
+                                       : static_cast<unsigned>(dice.Between(1, 6))),
           duration(dice.Between(5, 300)),
-          endsAtOnce(dice.OneIn(3)) {
+          endsAtOnce(dice.OneIn(3)),
+          clientsTerminate(endsAtOnce && dice.OneIn(2)),
+          destroysClients(!dice.OneIn(4)) {
         // Powers of two on the stepped clock: its steps then meet the ends of slices exactly. In
         // the longer ones a refused value is tried again soon, so that many are refused.
         sliceLength = steppedClock ? dice.OneOf({1.0 / 512, 1.0 / 128, 1.0 / 4, 1.0 / 4})
                                    : 0.001 * dice.Between(2, 10);
+    }
+
+    static unsigned MoreThreadsThanLanes() {
+        constexpr unsigned kFewestLanes = 64;
+        return kFewestLanes + std::max(1U, std::thread::hardware_concurrency());
     }
 
     bool steppedClock;
@@ -48,6 +58,8 @@ struct Settings {
     unsigned clientThreads;
     milliseconds duration;
     bool endsAtOnce;
+    bool clientsTerminate;  // at any moment, before the round ends
+    bool destroysClients;
     double sliceLength;
 };
 
@@ -133,7 +145,8 @@ public:
           m_watchdog(watchdog),
           m_generator(key, settings.sliceLength),
           m_shared(m_generator, kSharedClientId),
-          m_control(m_generator, kControlClientId) {
+          m_control(m_generator, kControlClientId),
+          m_pool(m_generator) {
         const double past = settings.slicesInThePast * settings.sliceLength;
         m_generator.Start(RyPSysTime() - past, settings.sliceLength);
     }
@@ -168,6 +181,7 @@ public:
         ledger.CheckThatClientsAddUp(findings);
         ledger.CheckForNoMoreThan(books, findings);
         if (!m_settings.endsAtOnce) ledger.CheckAgainst(books, findings);
+        CheckHolds(findings);
         return {books.CountOfAll(), m_generator.MessageCount(), m_generator.Throws(),
                 findings.First()};
     }
@@ -175,7 +189,34 @@ public:
 private:
     void StartClients() {
         for (unsigned i = 0; i < m_settings.clientThreads; ++i)
-            m_clients.push_back(std::make_unique<ClientThread>(m_generator, m_shared, m_key, i));
+            m_clients.push_back(std::make_unique<ClientThread>(
+                Company{m_generator, m_shared, m_pool, m_settings.destroysClients,
+                        m_settings.clientsTerminate},
+                m_key, i));
+    }
+
+    /// How many clients are gone. Each may have left a hold behind.
+    int Destroyed() const {
+        constexpr int kTimekeeper = 1;  // of the garbage loop
+        int destroyed = m_pool.Destroyed() + kTimekeeper;
+        for (const auto& client : m_clients) destroyed += client->Destroyed();
+        return destroyed;
+    }
+
+    /// A slice that was not freed is held once for each client that is in it, and for those that
+    /// are gone.
+    void CheckHolds(Findings& findings) const {
+        int withoutClient = 0;
+        CKZStatGenTestPeer::ForEachSlice(m_generator, [&](CKZStatGenSlice& slice) {
+            const int clients = CKZStatGenTestPeer::ClientsIn(slice);
+            const int holds = slice.GetCountZ0();
+            if (holds < clients)
+                findings.Note("holds of a slice", std::to_string(clients), std::to_string(holds));
+            withoutClient += holds - clients;
+        });
+        if (withoutClient > Destroyed())
+            findings.Note("holds without a client", std::to_string(Destroyed()) + " at most",
+                          std::to_string(withoutClient));
     }
 
     void StopClients() {
@@ -215,6 +256,7 @@ private:
     // Declared after the generator, so that every client is gone before it.
     Handle m_shared;
     Handle m_control;
+    ClientPool m_pool;
     std::vector<std::unique_ptr<ClientThread>> m_clients;
 };
 

@@ -34,11 +34,35 @@ struct CKZStatGenTestPeer {
     static std::size_t SlicesInTimeline(const CKZStatGenMain& main) RYP_NO_THREAD_SAFETY_ANALYSIS {
         return main.m_timeline.entries();
     }
+    /// Calls `visit` with each slice of the timeline.
+    template <class Visitor>
+    static void ForEachSlice(const CKZStatGenMain& main,
+                             Visitor visit) RYP_NO_THREAD_SAFETY_ANALYSIS {
+        for (RWHashDictionaryIterator next(main.m_timeline); next() != nullptr;)
+            visit(*static_cast<CKZStatGenSlice*>(next.value()));
+    }
+    /// The dictionaries of the slice that a client is in.
+    static int ClientsIn(const CKZStatGenSlice& slice) RYP_NO_THREAD_SAFETY_ANALYSIS {
+        int clients = 0;
+        const auto count = [&](const RWCollectable* value) {
+            const auto* dictionary = static_cast<const CKZStatGenMeasurementDictionary*>(value);
+            clients += dictionary != nullptr && OwnerOf(*dictionary) != nullptr;
+        };
+        for (RWHashDictionaryIterator next(slice); next() != nullptr;) count(next.value());
+        for (const auto& further : slice.m_furtherDictionaries) count(further.dictionary);
+        return clients;
+    }
     static const CKZStatGenLanes& LanesOf(const CKZStatGenMain& main) {
         return *main.m_clientsLock;
     }
     static RyPEventQueue& PackQueue(CKZStatGenMain& main) { return main.m_packQueue; }
     static RyPEventQueue& GarbageQueue(CKZStatGenMain& main) { return main.m_garbageQueue; }
+
+    static bool IsPausing(const CKZStatGenClient& client) RYP_NO_THREAD_SAFETY_ANALYSIS {
+        return client.m_isPausing;
+    }
+    static void EndAtOnce(CKZStatGenMain& main) { main.EndAtOnce(); }
+    static auto& LockOf(CKZStatGenMeasurementDictionary& dictionary) { return *dictionary.m_lock; }
 
     static CKZStatGenMeasurementDictionary* DictionaryOf(const CKZStatGenClient& client)
         RYP_NO_THREAD_SAFETY_ANALYSIS {

@@ -1,6 +1,7 @@
 #include "kzstatgenlane.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <thread>
 
 #include "kzstatisticsgenerator.h"
+#include "ryp/clock.h"
 #include "ryp/testclock.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
@@ -57,6 +59,11 @@ bool IsDone(const std::future<void>& work) {
     return work.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
+// Out of the sight of the analysis, which knows who holds what.
+bool TryAcquire(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    return lane.tryAcquire();
+}
+
 TEST(Lanes, AreOthersForOtherThreads) {
     const CKZStatGenLanes lanes;
     Worker worker;
@@ -89,7 +96,7 @@ TEST(LaneOfClient, IsAcquiredWhereTheClientIsByThen) {
         CKZStatGenLaneOfClient::Hold mine(client);
         waiting = worker.Begin([&] {
             const CKZStatGenLaneOfClient::Hold others(client);
-            acquired = &client.Get();
+            if (!TryAcquire(next)) acquired = &client.Get();
         });
         EXPECT_FALSE(IsDone(waiting));
         mine.MoveTo(next);
@@ -221,6 +228,78 @@ TEST_F(ClientInALane, KeepsItsSliceFromBeingFreedWhileItReports) {
     freed.get();
 }
 
+TEST_F(ClientInALane, KeepsItsDictionaryWhileItReportsThoughItsSliceIsFreed) {
+    Report();
+    clock.Set(110.5);
+    worker.Do([this] { CKZStatGenClient(&generator, 6).GetNewDictionary(); });
+    CKZStatGenSlice* const finished = generator.WaitForSlice();
+    std::future<void> freed;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        freed = worker.Begin([&] { generator.RemoveSlice(finished); });
+        EXPECT_FALSE(IsDone(freed));
+        EXPECT_NE(Peer::DictionaryOf(client), nullptr);
+    }
+    freed.get();
+    EXPECT_EQ(Peer::DictionaryOf(client), nullptr);
+}
+
+TEST_F(ClientInALane, KeepsItsGeneratorFromBeingEndedWhileItReports) {
+    Report();
+    std::future<void> ended;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        ended = worker.Begin([this] { Peer::EndAtOnce(generator); });
+        EXPECT_FALSE(IsDone(ended));
+    }
+    ended.get();
+}
+
+/// Whoever holds the lane may be about to move the client.
+TEST_F(ClientInALane, IsNotDestroyedWhileTheLaneIsHeld) {
+    auto leaving = std::make_unique<CKZStatGenClient>(&generator, 6);
+    leaving->AddLast("n", 1, Types::Counter);
+    std::future<void> destroyed;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        destroyed = worker.Begin([&] { leaving.reset(); });
+        EXPECT_FALSE(IsDone(destroyed));
+    }
+    destroyed.get();
+}
+
+TEST_F(ClientInALane, KeepsItsDictionaryFromBeingGivenValuesWhileItReports) {
+    Report();
+    CKZStatGenMeasurementDictionary& dictionary = *Peer::DictionaryOf(client);
+    std::future<void> given;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        given = worker.Begin(
+            [&] { dictionary.SetValues("m", 1, 1, 1, 1, 1, 1, 1, 1, 1, Types::Counter); });
+        EXPECT_FALSE(IsDone(given));
+        EXPECT_EQ(dictionary.GetCount("m"), -1);
+    }
+    given.get();
+}
+
+/// A client's flush, which holds the lane, and the packing may come at the same time.
+TEST_F(ClientInALane, HasItsValuesPackedOnceWhenItIsFlushedAtTheSameTime) {
+    Report();
+    CKZStatGenMeasurementDictionary& dictionary = *Peer::DictionaryOf(client);
+    clock.Set(110.5);
+    worker.Do([this] { CKZStatGenClient(&generator, 6).GetNewDictionary(); });
+    CKZStatGenSlice* const finished = generator.WaitForSlice();
+    std::future<void> sent;
+    {
+        const RWTRecursiveLock<RWMutexLock>::LockGuard flushing(Peer::LockOf(dictionary));
+        sent = worker.Begin([&] { generator.SendSlice(finished); });
+        EXPECT_FALSE(IsDone(sent));
+        EXPECT_EQ(Peer::CachedCount(dictionary), 1);
+    }
+    sent.get();
+    EXPECT_EQ(Peer::CachedCount(dictionary), 0);
+}
+
 TEST_F(ClientInALane, IsPassedOverWhereItForgotItsDictionary) {
     Report();
     CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
@@ -250,6 +329,27 @@ TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
     }
     released.get();
     EXPECT_EQ(finished.GetCountZ0(), 0);
+}
+
+void* ReportOnce(void* client) {
+    static_cast<CKZStatGenClient*>(client)->AddLast("n", 1, Types::Counter);
+    return nullptr;
+}
+
+TEST(ClientThatPauses, IsUsableAfterItsThreadWasCancelled) {
+    RecordingGenerator generator;
+    generator.Start(RyPSysTime(), 1000.0);
+    CKZStatGenClient client(&generator, 5);
+    client.AddLast("n", 1, Types::Counter);
+    Peer::EndAtOnce(generator);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, ReportOnce, &client), 0);
+    pthread_cancel(thread);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_FALSE(Peer::IsPausing(client));
+    EXPECT_EQ(client.FlushStatsCache(), 1);
 }
 
 TEST_F(ClientInALane, IsMovedOffASliceWithAllOthers) {
