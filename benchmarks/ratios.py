@@ -33,7 +33,7 @@ RATIOS = [
     Ratio("hand-written / AddLast, 2 threads", "BM_Handwritten_AddLast" + CLIENTS + "2",
           "BM_Client_AddLast" + CLIENTS + "2", ">= 3", ">= 5"),
     Ratio("SendSlice / hand-written roll-up", "BM_Main_SendSlice/1000/50/real_time",
-          "BM_Handwritten_RollUp/1000/50/real_time", "<= 2.5", "<= 1.2"),
+          "BM_Handwritten_RollUp/1000/50/real_time", "<= 2", "<= 1.2"),
     Ratio("fold of a pair / hand-written look-up", "BM_Dictionary_AddValuesOfDict/real_time",
           "BM_Handwritten_LookUp/real_time", "<= 1.5", "<= 1"),
     Ratio("dump of a record / ten to_chars", "BM_Dictionary_DumpDict/real_time",
