@@ -158,6 +158,14 @@ private:
     CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached, Index expected)
         RYP_REQUIRES(*m_lock);
     std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
+    /// Whether a late flush of the client may still be under way, which changes the entries.
+    bool MayBeFlushed() const { return m_statsCache.Count() > 0; }
+    bool HasValues() const { return MayBeFlushed() || !isEmpty(); }
+    void PrefetchObject() const;
+    void PrefetchEntries() const;
+    void PrefetchFirstPairs() const;
+    void PrefetchPair(std::size_t position) const;
+    Index FindOrCreate(const Entry& added, Index expected) RYP_REQUIRES(*m_lock);
     CKZStatGenMeasurement* Find(std::string_view name) const;
     CKZStatGenMeasurement* Find(std::string_view name, unsigned hash) const;
     CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type)

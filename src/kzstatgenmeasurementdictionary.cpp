@@ -21,6 +21,11 @@ constexpr double kUnknown = -1.0;
 
 // In values: about as long as memory takes to answer.
 constexpr int kFetchDistance = 2;
+// In pairs that are merged.
+constexpr std::size_t kMergeDistance = 6;
+
+constexpr std::size_t kCacheLine = 64;
+constexpr std::size_t kLinesOfPair = 3;
 
 const CKZCollectableString& NameOf(const RWCollectable* key) {
     return *static_cast<const CKZCollectableString*>(key);
@@ -297,7 +302,13 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
     const std::vector<Addition> additions = PrepareAdditions(*source);
-    for (const Addition& addition : additions) addition.target->Add(*addition.source);
+    const bool isTracing = KzIsTracing();
+    for (const auto& [target, added] : additions) {
+        if (isTracing)
+            target->AddAggregates(added->m_totals, added->m_lasts);
+        else
+            target->TakeAggregates(added->m_totals, added->m_lasts);
+    }
 }
 
 /// Unchecked by the analysis: what is merged into belongs to the thread that merges, so that this
@@ -307,12 +318,63 @@ CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDic
     RYP_NO_THREAD_SAFETY_ANALYSIS {
     std::vector<Addition> additions;
     additions.reserve(source.entries());
-    for (const Entry& entry : source.Entries()) {
-        const CKZStatGenMeasurement* const added = MeasurementOf(entry.value);
-        if (added == nullptr) break;
-        additions.push_back({FindOrCreate(TextOf(entry.key), entry.hash, added->m_type), added});
+    if (!source.isEmpty()) NoteChange();
+    Index position = kNone;
+    for (std::size_t next = 0; next < source.entries(); ++next) {
+        const Entry& added = source.Entries()[next];
+        if (added.value == nullptr) break;
+        source.PrefetchPair(next + kMergeDistance);
+        PrefetchPair(position + 1 + kMergeDistance);
+        position = FindOrCreate(added, position + 1);
+        additions.push_back({MeasurementOf(Entries()[position].value), MeasurementOf(added.value)});
     }
     return additions;
+}
+
+void CKZStatGenMeasurementDictionary::PrefetchObject() const {
+    const char* const entriesAndChanges = reinterpret_cast<const char*>(this);
+    __builtin_prefetch(entriesAndChanges);
+    __builtin_prefetch(entriesAndChanges + kCacheLine, 1);
+    __builtin_prefetch(&m_statsCache);
+    __builtin_prefetch(&m_lock);
+}
+
+/// Waits unless `PrefetchObject` was called a while ago. Passes over a dictionary that its client
+/// may still flush, which moves the entries.
+void CKZStatGenMeasurementDictionary::PrefetchEntries() const {
+    if (MayBeFlushed()) return;
+    __builtin_prefetch(Entries().data());
+    __builtin_prefetch(m_lock.get(), 1);
+}
+
+/// The same after `PrefetchEntries`.
+void CKZStatGenMeasurementDictionary::PrefetchFirstPairs() const {
+    if (MayBeFlushed()) return;
+    for (std::size_t position = 0; position < kMergeDistance; ++position) PrefetchPair(position);
+}
+
+/// Name, aggregates and text of the entry at `position`, if there is one.
+inline void CKZStatGenMeasurementDictionary::PrefetchPair(std::size_t position) const {
+    if (position >= entries()) return;
+    const char* const pair = reinterpret_cast<const char*>(Entries()[position].key);
+    for (std::size_t line = 0; line < kLinesOfPair; ++line)
+        __builtin_prefetch(pair + line * kCacheLine);
+}
+
+/// The position of the measurement with the name of `added`. Names mostly lie in the same order in
+/// all dictionaries, so it is looked up only where it is not the `expected` one.
+inline CKZStatGenMeasurementDictionary::Index CKZStatGenMeasurementDictionary::FindOrCreate(
+    const Entry& added, Index expected) {
+    const std::string_view name = TextOf(added.key);
+    const auto isName = [name](const RWCollectable* key) {
+        return RyPTextHash::AreEqual(TextOf(key), name);
+    };
+    const bool isExpected = expected < entries() && Entries()[expected].hash == added.hash &&
+                            isName(Entries()[expected].key);
+    const Index known = isExpected ? expected : FindEntry(added.hash, isName);
+    if (known != kNone && Entries()[known].value != nullptr) return known;
+    Create(name, added.hash, MeasurementOf(added.value)->m_type);
+    return static_cast<Index>(entries() - 1);
 }
 
 void CKZStatGenMeasurementDictionary::Reset(const char* name) {
@@ -324,8 +386,9 @@ void CKZStatGenMeasurementDictionary::Reset(const char* name) {
 }
 
 void CKZStatGenMeasurementDictionary::ResetLasts() {
-    for (const Entry& entry : Entries()) {
-        CKZStatGenMeasurement* const measurement = MeasurementOf(entry.value);
+    for (std::size_t position = 0; position < entries(); ++position) {
+        PrefetchPair(position + kMergeDistance);
+        CKZStatGenMeasurement* const measurement = MeasurementOf(Entries()[position].value);
         if (measurement == nullptr) continue;
         if (!measurement->IsResetLasts()) NoteChange();
         measurement->EmptyLasts();
