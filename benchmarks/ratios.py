@@ -9,7 +9,7 @@ from typing import NamedTuple
 class Ratio(NamedTuple):
     what: str
     numerator: str
-    denominator: str
+    denominator: str  # or none, where the figure itself is bounded
     bound: str  # "<= 2.0": how large the ratio may be, or ">= 1.7": how small; or none
     aim: str
     counter: str = ""  # a counter instead of the time of one item
@@ -42,6 +42,10 @@ RATIOS = [
           "BM_Handwritten_Turnover/real_time", "<= 1.2", "<= 0.6"),
     Ratio("memory of a pair / hand-written map", "BM_Memory_PairInDictionary/iterations:1",
           "BM_Memory_PairInHandwrittenMap/iterations:1", "<= 1.3", "<= 0.8", "bytes"),
+    Ratio("resident bytes of a client, 5 names", "BM_Memory_Client/100000/5/3/iterations:1", "",
+          "<= 4500", "<= 3000", "resident"),
+    Ratio("peak bytes of one in a million, 1 name",
+          "BM_Memory_Client/1000000/1/10/iterations:1/repeats:1", "", "<= 6000", "<= 4000", "peak"),
 ]
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
@@ -80,9 +84,9 @@ def print_ratios(runs: list) -> None:
     print(f"\n{'ratio':<42} {'measured':>9}  {'bound':<8} {'aim':<8}")
     for ratio in RATIOS:
         costs = medians(runs, ratio.counter)
-        if ratio.numerator not in costs or ratio.denominator not in costs:
+        if ratio.numerator not in costs or ratio.denominator not in {"", *costs}:
             continue
-        value = costs[ratio.numerator] / costs[ratio.denominator]
+        value = costs[ratio.numerator] / (costs[ratio.denominator] if ratio.denominator else 1)
         verdict = "" if is_kept(value, ratio.bound) else "missed"
         print(f"{ratio.what:<42} {value:>9.2f}  {ratio.bound:<8} {ratio.aim:<8} {verdict}".rstrip())
 
