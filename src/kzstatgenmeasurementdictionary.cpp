@@ -96,26 +96,29 @@ bool CKZStatGenMeasurementDictionary::RefusesValues() const {
 }
 
 int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
-    if (!Cache(Name(name), value, type)) return 0;
+    const int cached = Cache(Name(name), value, type);
+    if (cached == 0) return 0;
     // Looked up at the flush: who reports here holds no lock that would allow it sooner.
-    m_expected[m_statsCache.Count() - 1] = kNone;
-    return FlushWhereFull();
+    m_statsCache.PlaceAt(cached - 1).expected = kNone;
+    return FlushWhereFull(cached);
 }
 
 int CKZStatGenMeasurementDictionary::AddLastOfClient(const Name& name, double value,
                                                      PointType type) {
-    if (!Cache(name, value, type)) return 0;
-    FetchForFlush(m_statsCache.Count() - 1);
-    return FlushWhereFull();
+    const int cached = Cache(name, value, type);
+    if (cached == 0) return 0;
+    PrefetchBucket(name.hash);
+    FetchForFlush(cached - 1);
+    return FlushWhereFull(cached);
 }
 
-inline bool CKZStatGenMeasurementDictionary::Cache(const Name& name, double value, PointType type) {
-    if (RefusesValues()) return false;
+/// Returns how many values are cached then; 0 where the value was refused.
+inline int CKZStatGenMeasurementDictionary::Cache(const Name& name, double value, PointType type) {
+    if (RefusesValues()) return 0;
     // The whole name as it was reported: what was cut off still follows.
     KZ_TRACE("Caching stat: %s=%f", name.text.data(), value);
     if (m_statsCache.Count() == 0) PrefetchForBurst();
-    m_statsCache.Add(name, value, type);
-    return true;
+    return m_statsCache.Add(name, value, type);
 }
 
 /// A client that has not reported for a while finds its dictionary far away.
@@ -124,8 +127,8 @@ inline void CKZStatGenMeasurementDictionary::PrefetchForBurst() const {
     __builtin_prefetch(m_lock.get(), 1);
 }
 
-inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
-    if (m_statsCache.Count() < m_cacheLimit) return 1;
+inline int CKZStatGenMeasurementDictionary::FlushWhereFull(int cached) {
+    if (cached < m_cacheLimit) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
         return FlushWhileNobodyReports();
@@ -171,7 +174,7 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
     try {
         for (CKZStatGenStatsCache::Reader next(m_statsCache); flushed < count; ++flushed) {
             const CKZStatGenStatsCache::Value cached = next();
-            CKZStatGenMeasurement* const measurement = MeasurementFor(cached, m_expected[flushed]);
+            CKZStatGenMeasurement* const measurement = MeasurementFor(cached);
             measurement->TakeValue(cached.value);
             if (isTracing) TraceFlushed(cached, *measurement);
         }
@@ -189,10 +192,11 @@ void CKZStatGenMeasurementDictionary::TraceFlushed(const CKZStatGenStatsCache::V
 }
 
 /// The measurement of a cached value, which is expected at that position.
-CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
-    const CKZStatGenStatsCache::Value& cached, Index expected) {
-    if (expected < Entries().size() && !MayHoldOthers()) {
-        auto* const made = static_cast<CKZStatGenArenaMeasurement*>(Entries()[expected].value);
+inline CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
+    const CKZStatGenStatsCache::Value& cached) {
+    if (cached.expected < Entries().size() && !MayHoldOthers()) {
+        auto* const made =
+            static_cast<CKZStatGenArenaMeasurement*>(Entries()[cached.expected].value);
         if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
     }
     return FindOrCreate(cached.name.text, cached.name.hash, cached.type);
@@ -203,18 +207,21 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
 /// measurement one after the other, so each is asked for a few values after the one before.
 /// `newest` is the position of the value that was cached last.
 inline void CKZStatGenMeasurementDictionary::FetchForFlush(int newest) {
-    PrefetchBucket(m_statsCache.HashAt(newest));
     const int second = newest - kFetchDistance;
-    if (second >= 0) m_expected[second] = PrefetchEntry(m_statsCache.HashAt(second));
+    if (second >= 0) FetchEntry(second);
     const int third = second - kFetchDistance;
     if (third >= 0) FetchMeasurement(third);
 }
 
 /// What `FetchForFlush` would do for `count` cached values if more of them came in.
 inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
-    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i)
-        m_expected[i] = PrefetchEntry(m_statsCache.HashAt(i));
+    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i) FetchEntry(i);
     for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i) FetchMeasurement(i);
+}
+
+inline void CKZStatGenMeasurementDictionary::FetchEntry(int position) {
+    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
+    place.expected = PrefetchEntry(place.hash);
 }
 
 /// The aggregates and the name of the cached value at `position`. They take two lines, or three
@@ -222,8 +229,9 @@ inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
 inline void CKZStatGenMeasurementDictionary::FetchMeasurement(int position) {
     constexpr std::size_t kCacheLine = 64;
     constexpr std::size_t kUsualName = 24;
-    const Index found = SameHashFrom(m_expected[position], m_statsCache.HashAt(position));
-    m_expected[position] = found;
+    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
+    const Index found = SameHashFrom(place.expected, place.hash);
+    place.expected = found;
     if (found >= Entries().size() || MayHoldOthers()) return;
     const auto* const made = static_cast<const CKZStatGenArenaMeasurement*>(Entries()[found].value);
     const char* const aggregates = reinterpret_cast<const char*>(&made->m_totals);
@@ -255,7 +263,7 @@ CKZStatGenMeasurementDictionary::Size CKZStatGenMeasurementDictionary::GetSize()
             m_bytesMade.load(std::memory_order_relaxed), m_statsCache.Capacity()};
 }
 
-/// Unchecked by the analysis: nobody else knows this dictionary yet. REQUIRES: it is new.
+/// Unchecked by the analysis: no other thread uses this dictionary yet. REQUIRES: it is empty.
 void CKZStatGenMeasurementDictionary::MakeRoomForNames(const Size& expected)
     RYP_NO_THREAD_SAFETY_ANALYSIS {
     Reserve(expected.names);

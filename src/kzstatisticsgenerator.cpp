@@ -239,7 +239,6 @@ void CKZStatGenSlice::CreateTarget(const FoldStep& step) {
     if (isFiled) removeAndDestroy(&wanted);  // the key of a null dictionary, which is in the way
     auto key = std::make_unique<RWCollectableInt>(step.clientId);
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
-    dictionary->MakeRoomForNames(step.source->GetSize());
     insertKeyAndValue(key.get(), dictionary.get());
     key.release();
     dictionary.release();
@@ -294,7 +293,9 @@ void CKZStatGenSlice::AddStep(const FoldStep& step) {
     // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane and
     // is not running would hold up the packing.
     step.source->FlushWhileNobodyReports();
-    DictionaryOf(Entries()[step.target].value)->AddValuesOfDict(step.source, AddFromSlice);
+    CKZStatGenMeasurementDictionary& target = *DictionaryOf(Entries()[step.target].value);
+    if (target.isEmpty()) target.MakeRoomForNames(step.source->GetSize());
+    target.AddValuesOfDict(step.source, AddFromSlice);
     ++m_fold.dictionaries;
 }
 

@@ -127,7 +127,8 @@ protected:
         return index;
     }
 
-    /// Room for so many entries in all without further allocations.
+    /// Room for so many entries in all without further allocations, and for no more: the table may
+    /// be smaller then than it is at a first entry that comes without notice.
     void Reserve(std::size_t count);
     /// Inserts the pair. REQUIRES: no equal key is in.
     void InsertNew(RWCollectable* key, RWCollectable* value, unsigned hash);
