@@ -108,7 +108,32 @@ struct Shared {
     inline static std::unique_ptr<Target> target;
 };
 
-/// A generator of its own for each thread: what to do where one lock is not enough.
+/// Its clients were made and have reported on another thread, as hosts do it: it begins shortly
+/// before the end of a slice, and the values come in the next one.
+class WarmedElsewhere {
+public:
+    explicit WarmedElsewhere(int clients) {
+        constexpr double kWarmingSeconds = 0.1;
+        const double end = RyPSysTime() + kWarmingSeconds;
+        m_host.Start(end - kEndlessSlice, kEndlessSlice);
+        for (int id = 0; id < clients; ++id) {
+            m_clients.emplace_back(&m_host, id);
+            m_clients.back().AddLast("warm", 1.5, CKZStatPointTypeEnum::Measurement);
+        }
+        while (RyPSysTime() <= end) RyPSleep(kWarmingSeconds);
+    }
+
+    void AddLast(int client, const char* name, double value) {
+        m_clients[static_cast<std::size_t>(client)].AddLast(name, value,
+                                                            CKZStatPointTypeEnum::Measurement);
+    }
+
+private:
+    SilentHost m_host;
+    std::deque<CKZStatGenClient> m_clients;
+};
+
+/// A generator of its own for each thread, which shares nothing with the others.
 class OwnGenerator {
 public:
     OwnGenerator(int firstClient, int clients) : m_firstClient(firstClient), m_library(clients) {}
@@ -139,6 +164,7 @@ void Register(const char* name) {
         ->Threads(1)
         ->Threads(2)
         ->Threads(4)
+        ->Threads(8)
         ->UseRealTime();
 }
 
@@ -147,6 +173,7 @@ const bool g_registered = [] {
     Register<Floor<RyPSysTime>>("BM_FloorWithOurClock_AddLast");
     Register<HandwrittenStatistics>("BM_Handwritten_AddLast");
     Register<Library>("BM_Client_AddLast");
+    Register<WarmedElsewhere>("BM_ClientWarmedElsewhere_AddLast");
     return true;
 }();
 

@@ -1,12 +1,12 @@
 #include <benchmark/benchmark.h>
 
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "kzstatisticsgenerator.h"
 #include "ryp/testclock.h"
+#include "support/filledgenerator.h"
 #include "support/handwritten.h"
 #include "support/silenthost.h"
 #include "support/workload.h"
@@ -15,50 +15,6 @@
 // and its rendering; and how the cost grows with clients, names and missed slices.
 
 namespace {
-
-constexpr double kStart = 1e9;
-constexpr double kSliceLength = 1.0;
-
-/// A generator run by hand, all clients and names filled in every slice.
-class FilledGenerator {
-public:
-    FilledGenerator(int clients, int names) : m_names(MakeNames(names)) {
-        m_host.Start(kStart, kSliceLength);
-        for (int id = 0; id < clients; ++id) m_clients.emplace_back(&m_host, id);
-        FinishSlice();
-        FreeSlice(SendSlice());
-    }
-
-    /// Fills the current slice and ends it, so that it waits to be sent.
-    void FinishSlice() {
-        for (CKZStatGenClient& client : m_clients) {
-            for (const std::string& name : m_names)
-                client.AddLast(name.c_str(), 1.5, CKZStatPointTypeEnum::Measurement);
-            client.FlushStatsCache();
-        }
-        EndSlices(1);
-    }
-    void EndSlices(int count) {
-        m_clock.Advance(count * kSliceLength);
-        m_clients.front().GetNewDictionary();
-    }
-
-    CKZStatGenSlice* SendSlice() {
-        CKZStatGenSlice* const slice = m_host.WaitForSlice();
-        m_host.SendSlice(slice);
-        return slice;
-    }
-    void FreeSlice(CKZStatGenSlice* slice) {
-        if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
-        m_host.RemoveSlice(slice);
-    }
-
-private:
-    RyPTestClock m_clock{kStart};
-    std::vector<std::string> m_names;
-    SilentHost m_host;
-    std::deque<CKZStatGenClient> m_clients;
-};
 
 void SetPairs(benchmark::State& state, std::int64_t pairs) {
     state.SetItemsProcessed(state.iterations() * pairs);
@@ -96,12 +52,18 @@ BENCHMARK(BM_Main_SendSlice)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
+/// The maps are filled anew between the rounds, as slices are, and so lie as far away.
 void BM_Handwritten_RollUp(benchmark::State& state) {
     HandwrittenStatistics statistics(static_cast<int>(state.range(0)));
     const std::vector<std::string> names = MakeNames(static_cast<int>(state.range(1)));
-    for (int client = 0; client < state.range(0); ++client)
-        for (const std::string& name : names) statistics.AddLast(client, name.c_str(), 1.5);
-    for (auto _ : state) benchmark::DoNotOptimize(statistics.RollUp());
+    for (auto _ : state) {
+        state.PauseTiming();
+        statistics.Clear();
+        for (int client = 0; client < state.range(0); ++client)
+            for (const std::string& name : names) statistics.AddLast(client, name.c_str(), 1.5);
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(statistics.RollUp());
+    }
     SetPairs(state, state.range(0) * state.range(1));
 }
 BENCHMARK(BM_Handwritten_RollUp)
@@ -135,15 +97,15 @@ BENCHMARK(BM_Main_CatchUp)
 /// Everything that a slice costs but its sending: a dictionary per client is made, filled and
 /// freed. Per client and slice.
 void BM_Dictionary_Turnover(benchmark::State& state) {
-    RyPTestClock clock(kStart);
+    RyPTestClock clock(0);
     SilentHost host;
-    host.Start(kStart, kSliceLength);
+    host.Start(0, FilledGenerator::kSliceLength);
     CKZStatGenClient client(&host, 1);
     for (auto _ : state) {
         for (const std::string& name : UsualNames())
             client.AddLast(name.c_str(), 1.5, CKZStatPointTypeEnum::Measurement);
         client.FlushStatsCache();
-        clock.Advance(kSliceLength);
+        clock.Advance(FilledGenerator::kSliceLength);
         client.GetNewDictionary();
         host.RemoveSlice(host.WaitForSlice());
     }

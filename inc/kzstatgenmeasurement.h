@@ -89,7 +89,7 @@ private:
     void EmptyLasts();
     void TakeValue(double value);
     void TraceValue(double value) const;
-    void Add(const CKZStatGenMeasurement& source);
+    void TakeAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
     void AddAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
     void TraceAddition(double sum, double sumSqr, bool isAdded) const;
     void TraceTotals(const char* occasion) const;
@@ -117,6 +117,24 @@ inline void CKZStatGenMeasurement::TakeValue(CKZStatAggregate& aggregate, double
 inline void CKZStatGenMeasurement::TakeValue(double value) {
     TakeValue(m_totals, value);
     TakeValue(m_lasts, value);
+}
+
+inline void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
+                                                 const CKZStatAggregate& other) {
+    if (aggregate.minimum > other.minimum || aggregate.minimum == kEmpty)
+        aggregate.minimum = other.minimum;
+    // Unlike a single value, an aggregate below the empty mark does not fill an empty maximum.
+    if (other.maximum > aggregate.maximum) aggregate.maximum = other.maximum;
+    aggregate.count += other.count;
+    aggregate.sum += other.sum;
+    aggregate.sumSqr += other.sumSqr;
+}
+
+inline void CKZStatGenMeasurement::TakeAggregates(const CKZStatAggregate& totals,
+                                                  const CKZStatAggregate& lasts) {
+    if (totals.count == 0) return;
+    TakeAggregate(m_totals, totals);
+    if (lasts.count != 0) TakeAggregate(m_lasts, lasts);
 }
 
 #endif

@@ -141,9 +141,9 @@ private:
 
     /// `AddLast` for a client, which holds the lane.
     int AddLastOfClient(const Name& name, double value, PointType type);
-    bool Cache(const Name& name, double value, PointType type);
+    int Cache(const Name& name, double value, PointType type);
     void PrefetchForBurst() const;
-    int FlushWhereFull();
+    int FlushWhereFull(int cached);
     bool RefusesValues() const;
     /// `FlushStatsCache` for a caller who holds the lane or is the one that reports.
     int FlushWhileNobodyReports();
@@ -153,10 +153,19 @@ private:
                              const CKZStatGenMeasurement& measurement);
     void FetchForFlush(int newest);
     void FetchRest(int count);
+    void FetchEntry(int position);
     void FetchMeasurement(int position);
-    CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached, Index expected)
+    CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached)
         RYP_REQUIRES(*m_lock);
     std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
+    /// Whether a late flush of the client may still be under way, which changes the entries.
+    bool MayBeFlushed() const { return m_statsCache.Count() > 0; }
+    bool HasValues() const { return MayBeFlushed() || !isEmpty(); }
+    void PrefetchObject() const;
+    void PrefetchEntries() const;
+    void PrefetchFirstPairs() const;
+    void PrefetchPair(std::size_t position) const;
+    Index FindOrCreate(const Entry& added, Index expected) RYP_REQUIRES(*m_lock);
     CKZStatGenMeasurement* Find(std::string_view name) const;
     CKZStatGenMeasurement* Find(std::string_view name, unsigned hash) const;
     CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type)
@@ -190,7 +199,6 @@ private:
     const int m_cacheLimit;  // values are aggregated once so many are cached
     // Written by the reporting thread without m_lock and by a flush under it. The lane keeps the
     // two apart.
-    Index m_expected[CKZStatGenStatsCache::kCapacity];  // where cached names should be
     CKZStatGenStatsCache m_statsCache;
     const std::unique_ptr<Lock> m_lock;
     RyPArena m_arena RYP_GUARDED_BY(*m_lock);  // of the names and measurements made here

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -38,16 +39,23 @@ public:
         Name name;  // in the cache; no NUL follows it
         double value;
         PointType type;
+        std::uint32_t expected;  // see `Place`
     };
 
-    CKZStatGenStatsCache() : m_count(0), m_end(0), m_lastBegin(0), m_capacity(0) {}
+    CKZStatGenStatsCache() : m_count(0), m_end(0), m_capacity(0) {}
     CKZStatGenStatsCache(const CKZStatGenStatsCache&) = delete;
     CKZStatGenStatsCache& operator=(const CKZStatGenStatsCache&) = delete;
 
     int Count() const { return m_count.load(std::memory_order_acquire); }
 
-    /// The hash of the name that was added as number `index`.
-    unsigned HashAt(int index) const { return m_hashes[index]; }
+    /// What the look-up of a name goes by: its hash, and where it is expected, which the owner of
+    /// the cache sets.
+    struct Place {
+        unsigned hash;
+        std::uint32_t expected;
+    };
+    /// Of the name that was added as number `index`.
+    Place& PlaceAt(int index) { return HeaderAt(m_offsets[index])->place; }
 
     /// Prefetches the bytes that the first values will be written to: those of a client that has
     /// not reported for a while are in none of the processor's caches.
@@ -64,9 +72,9 @@ public:
         if (bytes > m_capacity) GrowTo(bytes);
     }
 
-    /// Keeps a copy of the name. If it throws std::bad_alloc, the cache is unchanged. REQUIRES:
-    /// `Count` is below `kCapacity`.
-    void Add(const Name& name, double value, PointType type);
+    /// Keeps a copy of the name and returns the new `Count`. If it throws std::bad_alloc, the cache
+    /// is unchanged. REQUIRES: `Count` is below `kCapacity`.
+    int Add(const Name& name, double value, PointType type);
 
     /// Reads the values one after the other. REQUIRES: the cache does not change meanwhile, and no
     /// more values are read than there are.
@@ -77,7 +85,6 @@ public:
 
     private:
         const CKZStatGenStatsCache& m_cache;
-        int m_index = 0;
         std::size_t m_offset = 0;
     };
 
@@ -95,46 +102,48 @@ private:
         double value;
         PointType type;
         unsigned length;
+        Place place;
     };
 
     static std::size_t BytesFor(std::size_t nameLength) {
         constexpr std::size_t kAlignment = alignof(Header);
         return sizeof(Header) + (nameLength + kAlignment - 1) / kAlignment * kAlignment;
     }
-    const Header* HeaderAt(std::size_t offset) const {
-        return std::launder(reinterpret_cast<const Header*>(m_bytes.get() + offset));
+    Header* HeaderAt(std::size_t offset) const {
+        return std::launder(reinterpret_cast<Header*>(m_bytes.get() + offset));
     }
     void GrowFor(unsigned end);
     void GrowTo(unsigned bytes);
 
     std::atomic<int> m_count;
-    unsigned m_end;        // of the bytes in use
-    unsigned m_lastBegin;  // of the newest value
+    unsigned m_end;  // of the bytes in use
     unsigned m_capacity;
     std::unique_ptr<char[]> m_bytes;  // m_capacity of them
-    // Not initialised, since one is made per client and slice; only written elements are read.
-    unsigned m_hashes[kCapacity];
+    // Where each value begins. Not initialised, since one is made per client and slice; only written
+    // elements are read.
+    std::uint16_t m_offsets[kCapacity];
 };
 
-inline void CKZStatGenStatsCache::Add(const Name& name, double value, PointType type) {
+inline int CKZStatGenStatsCache::Add(const Name& name, double value, PointType type) {
     const int count = m_count.load(std::memory_order_relaxed);
     const unsigned end = m_end + static_cast<unsigned>(BytesFor(name.text.size()));
     if (end > m_capacity) GrowFor(end);
     char* const at = m_bytes.get() + m_end;
     __builtin_prefetch(at + kLinesAhead * kCacheLine, 1);
-    new (at) Header{value, type, static_cast<unsigned>(name.text.size())};
+    new (at) Header{value, type, static_cast<unsigned>(name.text.size()), {name.hash, 0}};
     RyPTextHash::Copy(at + sizeof(Header), name.text);
-    m_hashes[count] = name.hash;
-    m_lastBegin = m_end;
+    m_offsets[count] = static_cast<std::uint16_t>(m_end);
     m_end = end;
     m_count.store(count + 1, std::memory_order_release);
+    return count + 1;
 }
 
 inline CKZStatGenStatsCache::Value CKZStatGenStatsCache::Reader::operator()() {
     const Header* const header = m_cache.HeaderAt(m_offset);
     const char* const name = m_cache.m_bytes.get() + m_offset + sizeof(Header);
     m_offset += BytesFor(header->length);
-    return {Name({name, header->length}, m_cache.m_hashes[m_index++]), header->value, header->type};
+    return {Name({name, header->length}, header->place.hash), header->value, header->type,
+            header->place.expected};
 }
 
 #endif

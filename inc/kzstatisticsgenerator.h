@@ -94,9 +94,17 @@ private:
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
     /// A fold that was begun: so many dictionaries of the slice with that number are added.
-    struct Fold {
+    struct FoldProgress {
         std::uint64_t number;
         int dictionaries;
+    };
+
+    /// A dictionary to be added to that at position `target`, and the next step for that.
+    struct FoldStep {
+        CKZStatGenMeasurementDictionary* source;
+        int clientId;
+        Index target;
+        Index next;
     };
 
     struct FurtherDictionary {
@@ -115,8 +123,18 @@ private:
     template <class Visitor>
     void ForEachDictionary(Visitor visit) const;
     void DetachClients();
-    CKZStatGenMeasurementDictionary* FindOrCreate(int clientId,
-                                                  const CKZStatGenMeasurementDictionary& similar);
+    /// Told by the hash, which the id itself is: the key is further away.
+    static int IdOf(const Entry& entry) { return static_cast<int>(entry.hash); }
+    Index Find(int clientId, Index expected) const;
+    std::vector<FoldStep> PlanFold(const CKZStatGenSlice& finished);
+    bool FindTargets(std::vector<FoldStep>& steps) const;
+    void CreateTarget(const FoldStep& step);
+    std::vector<Index> ChainByTarget(std::vector<FoldStep>& steps) const;
+    bool Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged);
+    void AddStep(const FoldStep& step);
+    void PrefetchForFold(const std::vector<FoldStep>& steps, const std::vector<Index>& heads,
+                         std::size_t target) const;
+    std::unique_ptr<CKZStatGenMeasurementDictionary> AddAndMerge(CKZStatGenSlice& finished);
     std::unique_ptr<CKZStatGenMeasurementDictionary> MergeDictionaries() const;
     bool HasChanged() const;
     void NoteMerged();
@@ -138,7 +156,7 @@ private:
     // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
     // is used again.
     const std::uint64_t m_number;
-    Fold m_fold;
+    FoldProgress m_fold;
 };
 
 /// The generator: cuts the run into slices of fixed length, hands clients their dictionaries,
@@ -283,7 +301,8 @@ private:
     void LogUnsent() const;
     void TakeInHand(CKZStatGenSlice* slice);
     void CloseSlice(CKZStatGenSlice* slice);
-    std::unique_ptr<CKZStatGenMeasurementDictionary> MergeTotals();
+    std::unique_ptr<CKZStatGenMeasurementDictionary> ReplaceMerged(
+        std::unique_ptr<CKZStatGenMeasurementDictionary> merged);
     bool IsMergeCurrent() const;
     void CallDictionaryHooks(double sliceEndTime);
     void RenderRecords();

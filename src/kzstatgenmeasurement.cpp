@@ -17,17 +17,6 @@ long long Whole(double value) {
 
 }  // namespace
 
-void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
-                                          const CKZStatAggregate& other) {
-    if (aggregate.minimum > other.minimum || aggregate.minimum == kEmpty)
-        aggregate.minimum = other.minimum;
-    // Unlike a single value, an aggregate below the empty mark does not fill an empty maximum.
-    if (other.maximum > aggregate.maximum) aggregate.maximum = other.maximum;
-    aggregate.count += other.count;
-    aggregate.sum += other.sum;
-    aggregate.sumSqr += other.sumSqr;
-}
-
 CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : m_type(type) {
     Empty();
 }
@@ -105,10 +94,6 @@ void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count,
 
 void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddType) {
     m_isChanged = true;
-    Add(source);
-}
-
-void CKZStatGenMeasurement::Add(const CKZStatGenMeasurement& source) {
     AddAggregates(source.m_totals, source.m_lasts);
 }
 
@@ -118,10 +103,7 @@ void CKZStatGenMeasurement::AddAggregates(const CKZStatAggregate& totals,
     const double sum = totals.sum;
     const double sumSqr = totals.sumSqr;
     const bool isAdded = totals.count != 0;
-    if (isAdded) {
-        TakeAggregate(m_totals, totals);
-        if (lasts.count != 0) TakeAggregate(m_lasts, lasts);
-    }
+    TakeAggregates(totals, lasts);
     if (KzIsTracing()) TraceAddition(sum, sumSqr, isAdded);
 }
 

@@ -21,6 +21,11 @@ constexpr double kUnknown = -1.0;
 
 // In values: about as long as memory takes to answer.
 constexpr int kFetchDistance = 2;
+// In pairs that are merged.
+constexpr std::size_t kMergeDistance = 6;
+
+constexpr std::size_t kCacheLine = 64;
+constexpr std::size_t kLinesOfPair = 3;
 
 const CKZCollectableString& NameOf(const RWCollectable* key) {
     return *static_cast<const CKZCollectableString*>(key);
@@ -91,26 +96,29 @@ bool CKZStatGenMeasurementDictionary::RefusesValues() const {
 }
 
 int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
-    if (!Cache(Name(name), value, type)) return 0;
+    const int cached = Cache(Name(name), value, type);
+    if (cached == 0) return 0;
     // Looked up at the flush: who reports here holds no lock that would allow it sooner.
-    m_expected[m_statsCache.Count() - 1] = kNone;
-    return FlushWhereFull();
+    m_statsCache.PlaceAt(cached - 1).expected = kNone;
+    return FlushWhereFull(cached);
 }
 
 int CKZStatGenMeasurementDictionary::AddLastOfClient(const Name& name, double value,
                                                      PointType type) {
-    if (!Cache(name, value, type)) return 0;
-    FetchForFlush(m_statsCache.Count() - 1);
-    return FlushWhereFull();
+    const int cached = Cache(name, value, type);
+    if (cached == 0) return 0;
+    PrefetchBucket(name.hash);
+    FetchForFlush(cached - 1);
+    return FlushWhereFull(cached);
 }
 
-inline bool CKZStatGenMeasurementDictionary::Cache(const Name& name, double value, PointType type) {
-    if (RefusesValues()) return false;
+/// Returns how many values are cached then; 0 where the value was refused.
+inline int CKZStatGenMeasurementDictionary::Cache(const Name& name, double value, PointType type) {
+    if (RefusesValues()) return 0;
     // The whole name as it was reported: what was cut off still follows.
     KZ_TRACE("Caching stat: %s=%f", name.text.data(), value);
     if (m_statsCache.Count() == 0) PrefetchForBurst();
-    m_statsCache.Add(name, value, type);
-    return true;
+    return m_statsCache.Add(name, value, type);
 }
 
 /// A client that has not reported for a while finds its dictionary far away.
@@ -119,8 +127,8 @@ inline void CKZStatGenMeasurementDictionary::PrefetchForBurst() const {
     __builtin_prefetch(m_lock.get(), 1);
 }
 
-inline int CKZStatGenMeasurementDictionary::FlushWhereFull() {
-    if (m_statsCache.Count() < m_cacheLimit) return 1;
+inline int CKZStatGenMeasurementDictionary::FlushWhereFull(int cached) {
+    if (cached < m_cacheLimit) return 1;
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
         return FlushWhileNobodyReports();
@@ -166,7 +174,7 @@ void CKZStatGenMeasurementDictionary::FlushValues() {
     try {
         for (CKZStatGenStatsCache::Reader next(m_statsCache); flushed < count; ++flushed) {
             const CKZStatGenStatsCache::Value cached = next();
-            CKZStatGenMeasurement* const measurement = MeasurementFor(cached, m_expected[flushed]);
+            CKZStatGenMeasurement* const measurement = MeasurementFor(cached);
             measurement->TakeValue(cached.value);
             if (isTracing) TraceFlushed(cached, *measurement);
         }
@@ -184,10 +192,11 @@ void CKZStatGenMeasurementDictionary::TraceFlushed(const CKZStatGenStatsCache::V
 }
 
 /// The measurement of a cached value, which is expected at that position.
-CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
-    const CKZStatGenStatsCache::Value& cached, Index expected) {
-    if (expected < Entries().size() && !MayHoldOthers()) {
-        auto* const made = static_cast<CKZStatGenArenaMeasurement*>(Entries()[expected].value);
+inline CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
+    const CKZStatGenStatsCache::Value& cached) {
+    if (cached.expected < Entries().size() && !MayHoldOthers()) {
+        auto* const made =
+            static_cast<CKZStatGenArenaMeasurement*>(Entries()[cached.expected].value);
         if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
     }
     return FindOrCreate(cached.name.text, cached.name.hash, cached.type);
@@ -198,18 +207,21 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
 /// measurement one after the other, so each is asked for a few values after the one before.
 /// `newest` is the position of the value that was cached last.
 inline void CKZStatGenMeasurementDictionary::FetchForFlush(int newest) {
-    PrefetchBucket(m_statsCache.HashAt(newest));
     const int second = newest - kFetchDistance;
-    if (second >= 0) m_expected[second] = PrefetchEntry(m_statsCache.HashAt(second));
+    if (second >= 0) FetchEntry(second);
     const int third = second - kFetchDistance;
     if (third >= 0) FetchMeasurement(third);
 }
 
 /// What `FetchForFlush` would do for `count` cached values if more of them came in.
 inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
-    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i)
-        m_expected[i] = PrefetchEntry(m_statsCache.HashAt(i));
+    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i) FetchEntry(i);
     for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i) FetchMeasurement(i);
+}
+
+inline void CKZStatGenMeasurementDictionary::FetchEntry(int position) {
+    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
+    place.expected = PrefetchEntry(place.hash);
 }
 
 /// The aggregates and the name of the cached value at `position`. They take two lines, or three
@@ -217,8 +229,9 @@ inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
 inline void CKZStatGenMeasurementDictionary::FetchMeasurement(int position) {
     constexpr std::size_t kCacheLine = 64;
     constexpr std::size_t kUsualName = 24;
-    const Index found = SameHashFrom(m_expected[position], m_statsCache.HashAt(position));
-    m_expected[position] = found;
+    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
+    const Index found = SameHashFrom(place.expected, place.hash);
+    place.expected = found;
     if (found >= Entries().size() || MayHoldOthers()) return;
     const auto* const made = static_cast<const CKZStatGenArenaMeasurement*>(Entries()[found].value);
     const char* const aggregates = reinterpret_cast<const char*>(&made->m_totals);
@@ -250,7 +263,7 @@ CKZStatGenMeasurementDictionary::Size CKZStatGenMeasurementDictionary::GetSize()
             m_bytesMade.load(std::memory_order_relaxed), m_statsCache.Capacity()};
 }
 
-/// Unchecked by the analysis: nobody else knows this dictionary yet. REQUIRES: it is new.
+/// Unchecked by the analysis: no other thread uses this dictionary yet. REQUIRES: it is empty.
 void CKZStatGenMeasurementDictionary::MakeRoomForNames(const Size& expected)
     RYP_NO_THREAD_SAFETY_ANALYSIS {
     Reserve(expected.names);
@@ -297,7 +310,13 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
     const std::vector<Addition> additions = PrepareAdditions(*source);
-    for (const Addition& addition : additions) addition.target->Add(*addition.source);
+    const bool isTracing = KzIsTracing();
+    for (const auto& [target, added] : additions) {
+        if (isTracing)
+            target->AddAggregates(added->m_totals, added->m_lasts);
+        else
+            target->TakeAggregates(added->m_totals, added->m_lasts);
+    }
 }
 
 /// Unchecked by the analysis: what is merged into belongs to the thread that merges, so that this
@@ -307,12 +326,63 @@ CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDic
     RYP_NO_THREAD_SAFETY_ANALYSIS {
     std::vector<Addition> additions;
     additions.reserve(source.entries());
-    for (const Entry& entry : source.Entries()) {
-        const CKZStatGenMeasurement* const added = MeasurementOf(entry.value);
-        if (added == nullptr) break;
-        additions.push_back({FindOrCreate(TextOf(entry.key), entry.hash, added->m_type), added});
+    if (!source.isEmpty()) NoteChange();
+    Index position = kNone;
+    for (std::size_t next = 0; next < source.entries(); ++next) {
+        const Entry& added = source.Entries()[next];
+        if (added.value == nullptr) break;
+        source.PrefetchPair(next + kMergeDistance);
+        PrefetchPair(position + 1 + kMergeDistance);
+        position = FindOrCreate(added, position + 1);
+        additions.push_back({MeasurementOf(Entries()[position].value), MeasurementOf(added.value)});
     }
     return additions;
+}
+
+void CKZStatGenMeasurementDictionary::PrefetchObject() const {
+    const char* const entriesAndChanges = reinterpret_cast<const char*>(this);
+    __builtin_prefetch(entriesAndChanges);
+    __builtin_prefetch(entriesAndChanges + kCacheLine, 1);
+    __builtin_prefetch(&m_statsCache);
+    __builtin_prefetch(&m_lock);
+}
+
+/// Waits unless `PrefetchObject` was called a while ago. Passes over a dictionary that its client
+/// may still flush, which moves the entries.
+void CKZStatGenMeasurementDictionary::PrefetchEntries() const {
+    if (MayBeFlushed()) return;
+    __builtin_prefetch(Entries().data());
+    __builtin_prefetch(m_lock.get(), 1);
+}
+
+/// The same after `PrefetchEntries`.
+void CKZStatGenMeasurementDictionary::PrefetchFirstPairs() const {
+    if (MayBeFlushed()) return;
+    for (std::size_t position = 0; position < kMergeDistance; ++position) PrefetchPair(position);
+}
+
+/// Name, aggregates and text of the entry at `position`, if there is one.
+inline void CKZStatGenMeasurementDictionary::PrefetchPair(std::size_t position) const {
+    if (position >= entries()) return;
+    const char* const pair = reinterpret_cast<const char*>(Entries()[position].key);
+    for (std::size_t line = 0; line < kLinesOfPair; ++line)
+        __builtin_prefetch(pair + line * kCacheLine);
+}
+
+/// The position of the measurement with the name of `added`. Names mostly lie in the same order in
+/// all dictionaries, so it is looked up only where it is not the `expected` one.
+inline CKZStatGenMeasurementDictionary::Index CKZStatGenMeasurementDictionary::FindOrCreate(
+    const Entry& added, Index expected) {
+    const std::string_view name = TextOf(added.key);
+    const auto isName = [name](const RWCollectable* key) {
+        return RyPTextHash::AreEqual(TextOf(key), name);
+    };
+    const bool isExpected = expected < entries() && Entries()[expected].hash == added.hash &&
+                            isName(Entries()[expected].key);
+    const Index known = isExpected ? expected : FindEntry(added.hash, isName);
+    if (known != kNone && Entries()[known].value != nullptr) return known;
+    Create(name, added.hash, MeasurementOf(added.value)->m_type);
+    return static_cast<Index>(entries() - 1);
 }
 
 void CKZStatGenMeasurementDictionary::Reset(const char* name) {
@@ -324,8 +394,9 @@ void CKZStatGenMeasurementDictionary::Reset(const char* name) {
 }
 
 void CKZStatGenMeasurementDictionary::ResetLasts() {
-    for (const Entry& entry : Entries()) {
-        CKZStatGenMeasurement* const measurement = MeasurementOf(entry.value);
+    for (std::size_t position = 0; position < entries(); ++position) {
+        PrefetchPair(position + kMergeDistance);
+        CKZStatGenMeasurement* const measurement = MeasurementOf(Entries()[position].value);
         if (measurement == nullptr) continue;
         if (!measurement->IsResetLasts()) NoteChange();
         measurement->EmptyLasts();

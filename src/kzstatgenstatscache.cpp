@@ -7,7 +7,7 @@
 namespace {
 
 // Five values with names of up to sixteen bytes.
-constexpr unsigned kSmallestCapacity = 160;
+constexpr unsigned kSmallestCapacity = 200;
 
 }  // namespace
 
@@ -24,18 +24,19 @@ void CKZStatGenStatsCache::GrowTo(unsigned bytes) {
 }
 
 void CKZStatGenStatsCache::DropFirst(int count) {
-    std::size_t offset = 0;
-    for (int i = 0; i < count; ++i) offset += BytesFor(HeaderAt(offset)->length);
-    std::memmove(m_bytes.get(), m_bytes.get() + offset, m_end - offset);
-    std::copy(m_hashes + count, m_hashes + Count(), m_hashes);
-    m_end -= static_cast<unsigned>(offset);
-    m_lastBegin -= static_cast<unsigned>(offset);
-    m_count.store(m_count.load(std::memory_order_relaxed) - count, std::memory_order_release);
+    const int left = Count() - count;
+    const unsigned begin = left > 0 ? m_offsets[count] : m_end;
+    std::memmove(m_bytes.get(), m_bytes.get() + begin, m_end - begin);
+    for (int i = 0; i < left; ++i)
+        m_offsets[i] = static_cast<std::uint16_t>(m_offsets[count + i] - begin);
+    m_end -= begin;
+    m_count.store(left, std::memory_order_release);
 }
 
 void CKZStatGenStatsCache::DropLast() {
-    m_end = m_lastBegin;
-    m_count.store(m_count.load(std::memory_order_relaxed) - 1, std::memory_order_release);
+    const int last = m_count.load(std::memory_order_relaxed) - 1;
+    m_end = m_offsets[last];
+    m_count.store(last, std::memory_order_release);
 }
 
 void CKZStatGenStatsCache::Clear() {

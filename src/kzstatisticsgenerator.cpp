@@ -32,10 +32,6 @@ constexpr char kNotStarted[] =
 constexpr int kLargestCacheSize = 20;
 constexpr double kLongestFlushInterval = 5.0;
 
-int IdOf(const RWCollectable* key) {
-    return static_cast<const RWCollectableInt*>(key)->value();
-}
-
 CKZStatGenMeasurementDictionary* DictionaryOf(RWCollectable* value) {
     return static_cast<CKZStatGenMeasurementDictionary*>(value);
 }
@@ -109,7 +105,7 @@ void CKZStatGenSlice::MakeRoomForDictionariesOf(CKZStatGenSlice& former) {
 template <class Visitor>
 void CKZStatGenSlice::ForEachDictionary(Visitor visit) const RYP_NO_THREAD_SAFETY_ANALYSIS {
     for (const Entry& entry : Entries())
-        if (entry.value != nullptr) visit(IdOf(entry.key), *DictionaryOf(entry.value));
+        if (entry.value != nullptr) visit(IdOf(entry), *DictionaryOf(entry.value));
     for (const FurtherDictionary& further : m_furtherDictionaries)
         visit(further.clientId, *further.dictionary);
 }
@@ -209,35 +205,125 @@ void CKZStatGenSlice::DetachClients() {
         });
 }
 
-CKZStatGenMeasurementDictionary* CKZStatGenSlice::FindOrCreate(
-    int clientId, const CKZStatGenMeasurementDictionary& similar) {
-    const RWCollectableInt wanted(clientId);
+/// The position of the dictionary under `clientId`, or `kNone`; a null one is none. Clients mostly
+/// come in the same order in all slices, so it is looked up only where it is not the `expected`
+/// one.
+CKZStatGenSlice::Index CKZStatGenSlice::Find(int clientId, Index expected) const {
+    const bool isExpected = expected < entries() && IdOf(Entries()[expected]) == clientId;
+    const Index found = isExpected ? expected
+                                   : FindEntry(RWCollectableInt(clientId).hash(),
+                                               [](const RWCollectable*) { return true; });
+    return found == kNone || Entries()[found].value == nullptr ? kNone : found;
+}
+
+/// What is to be added into this slice, in the order of `finished`. Dictionaries are made for the
+/// clients that have none here.
+std::vector<CKZStatGenSlice::FoldStep> CKZStatGenSlice::PlanFold(const CKZStatGenSlice& finished) {
+    std::vector<FoldStep> steps;
+    steps.reserve(finished.entries());
+    finished.ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
+        steps.push_back({&dictionary, clientId, kNone, kNone});
+    });
+    if (FindTargets(steps)) return steps;
+    for (const FoldStep& step : steps)
+        if (step.target == kNone) CreateTarget(step);
+    FindTargets(steps);
+    return steps;
+}
+
+/// Returns whether every step has one.
+bool CKZStatGenSlice::FindTargets(std::vector<FoldStep>& steps) const {
+    bool all = true;
+    Index expected = 0;
+    for (FoldStep& step : steps) {
+        step.target = Find(step.clientId, expected);
+        expected = step.target + 1;
+        all = all && step.target != kNone;
+    }
+    return all;
+}
+
+void CKZStatGenSlice::CreateTarget(const FoldStep& step) {
+    const RWCollectableInt wanted(step.clientId);
     RWCollectable* known = nullptr;
     const bool isFiled = findKeyAndValue(&wanted, known) != nullptr;
-    if (known != nullptr) return DictionaryOf(known);
+    if (known != nullptr) return;
     if (isFiled) removeAndDestroy(&wanted);  // the key of a null dictionary, which is in the way
-    auto key = std::make_unique<RWCollectableInt>(clientId);
+    auto key = std::make_unique<RWCollectableInt>(step.clientId);
     auto dictionary = std::make_unique<CKZStatGenMeasurementDictionary>();
-    dictionary->MakeRoomForNames(similar.GetSize());
     insertKeyAndValue(key.get(), dictionary.get());
     key.release();
-    return dictionary.release();
+    dictionary.release();
+}
+
+/// Puts the steps into chains, one for each target, in the same order. Returns their heads.
+std::vector<CKZStatGenSlice::Index> CKZStatGenSlice::ChainByTarget(
+    std::vector<FoldStep>& steps) const {
+    std::vector<Index> heads(entries(), kNone);
+    for (std::size_t i = steps.size(); i-- > 0;)
+        steps[i].next = std::exchange(heads[steps[i].target], static_cast<Index>(i));
+    return heads;
 }
 
 void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
-    if (m_fold.number != finished->m_number) m_fold = {finished->m_number, 0};
+    Fold(*finished, nullptr);
+}
+
+std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::AddAndMerge(
+    CKZStatGenSlice& finished) {
+    auto merged = std::make_unique<CKZStatGenMeasurementDictionary>();
+    return Fold(finished, merged.get()) ? std::move(merged) : nullptr;
+}
+
+/// Adds the dictionaries of `finished`, client by client in the order of this slice, and each
+/// client's at once into `merged`, if given, while it is at hand. Returns false where there was
+/// nothing to add; nothing is merged then. Each dictionary of this slice has a client id of its own
+/// if there is a `merged`.
+bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged) {
+    if (m_fold.number != finished.m_number) m_fold = {finished.m_number, 0};
+    std::vector<FoldStep> steps = PlanFold(finished);
+    const std::vector<Index> heads = ChainByTarget(steps);
+    const bool hasValues = std::any_of(
+        steps.begin(), steps.end(), [](const FoldStep& step) { return step.source->HasValues(); });
     int position = 0;
-    finished->ForEachDictionary([&](int clientId, CKZStatGenMeasurementDictionary& dictionary) {
-        if (position++ < m_fold.dictionaries) return;
-        // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane
-        // and is not running would hold up the packing.
-        dictionary.FlushWhileNobodyReports();
-        FindOrCreate(clientId, dictionary)->AddValuesOfDict(&dictionary, AddFromSlice);
-        ++m_fold.dictionaries;
-    });
+    for (Index target = 0; target < heads.size(); ++target) {
+        PrefetchForFold(steps, heads, target);
+        for (Index next = heads[target]; next != kNone; next = steps[next].next)
+            if (position++ >= m_fold.dictionaries) AddStep(steps[next]);
+        if (merged == nullptr || !hasValues) continue;
+        CKZStatGenMeasurementDictionary& dictionary = *DictionaryOf(Entries()[target].value);
+        merged->AddValuesOfDict(&dictionary, AddForDump);
+        dictionary.NoteMerged();
+    }
     m_fold = {0, 0};
-    m_id = finished->m_id;
-    m_time = finished->m_time;
+    m_id = finished.m_id;
+    m_time = finished.m_time;
+    return hasValues;
+}
+
+void CKZStatGenSlice::AddStep(const FoldStep& step) {
+    // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane and
+    // is not running would hold up the packing.
+    step.source->FlushWhileNobodyReports();
+    CKZStatGenMeasurementDictionary& target = *DictionaryOf(Entries()[step.target].value);
+    if (target.isEmpty()) target.MakeRoomForNames(step.source->GetSize());
+    target.AddValuesOfDict(step.source, AddFromSlice);
+    ++m_fold.dictionaries;
+}
+
+/// What is read of a dictionary hangs together by pointers, so each is asked for a while after the
+/// one before.
+void CKZStatGenSlice::PrefetchForFold(const std::vector<FoldStep>& steps,
+                                      const std::vector<Index>& heads, std::size_t target) const {
+    const auto forBoth = [&](std::size_t ahead, auto prefetch) {
+        if (ahead >= heads.size()) return;
+        if (Entries()[ahead].value != nullptr) prefetch(*DictionaryOf(Entries()[ahead].value));
+        if (heads[ahead] != kNone) prefetch(*steps[heads[ahead]].source);
+    };
+    using Dictionary = CKZStatGenMeasurementDictionary;
+    forBoth(target + 4, [](const Dictionary& dictionary) { dictionary.PrefetchObject(); });
+    forBoth(target + 2, [](const Dictionary& dictionary) { dictionary.PrefetchEntries(); });
+    forBoth(target + 1, [](const Dictionary& dictionary) { dictionary.PrefetchFirstPairs(); });
 }
 
 void CKZStatGenSlice::ResetLasts() {
@@ -582,16 +668,19 @@ private:
 int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
     const Sending sending(*this, *slice);
     TakeInHand(slice);
+    std::unique_ptr<CKZStatGenMeasurementDictionary> merged;
     if (m_packStage < PackStage::Folded) {
         CloseSlice(slice);
-        m_totalSlice->AddDictionarysSlice(slice);
+        merged = m_totalSlice->AddAndMerge(*slice);
         m_packStage = PackStage::Folded;
     }
     // The former merged dictionary lives until the hooks have seen the new one.
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
     if (m_packStage < PackStage::DictionariesSent) {
         // Merged anew where a hook threw: it may have changed the merge, and is called again.
-        if (m_packStage == PackStage::Merged || !IsMergeCurrent()) formerMerged = MergeTotals();
+        if (merged == nullptr && (m_packStage == PackStage::Merged || !IsMergeCurrent()))
+            merged = m_totalSlice->MergeDictionaries();
+        if (merged != nullptr) formerMerged = ReplaceMerged(std::move(merged));
         m_packStage = PackStage::Merged;
         CallDictionaryHooks(slice->m_time);
         m_elapsedOfText = Elapsed(slice->m_time);
@@ -615,8 +704,9 @@ bool CKZStatGenMain::IsMergeCurrent() const {
 }
 
 /// Replaces the merged dictionary and returns the former one.
-std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenMain::MergeTotals() {
-    auto former = std::exchange(m_totalDictionary, m_totalSlice->MergeDictionaries());
+std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenMain::ReplaceMerged(
+    std::unique_ptr<CKZStatGenMeasurementDictionary> merged) {
+    auto former = std::exchange(m_totalDictionary, std::move(merged));
     m_totalDictionary->NoteMerged();
     m_totalSlice->NoteMerged();
     m_recordsAreCurrent = false;

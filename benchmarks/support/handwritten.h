@@ -107,6 +107,12 @@ public:
         AddValue(m_maps[static_cast<std::size_t>(client)], name, value);
     }
 
+    /// Drops all maps.
+    void Clear() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        for (HandwrittenMap& map : m_maps) map = HandwrittenMap();
+    }
+
     /// All maps in one, as text.
     std::string RollUp() {
         const std::lock_guard<std::mutex> guard(m_mutex);

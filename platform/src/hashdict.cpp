@@ -34,7 +34,7 @@ void RWHashDictionary::GrowTo(std::size_t buckets) {
 void RWHashDictionary::Reserve(std::size_t count) {
     m_entries.reserve(count);
     // Twice as many, so that few entries share a bucket.
-    if (2 * count > m_buckets.size()) GrowTo(std::max(2 * count, m_initialBuckets));
+    if (2 * count > m_buckets.size()) GrowTo(2 * count);
 }
 
 void RWHashDictionary::InsertNew(RWCollectable* key, RWCollectable* value, unsigned hash) {

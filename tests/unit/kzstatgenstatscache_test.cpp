@@ -53,8 +53,8 @@ TEST_F(StatsCache, KeepsTheOrderOfArrival) {
 TEST_F(StatsCache, KnowsTheHashOfEveryName) {
     Add("one");
     Add("two");
-    EXPECT_EQ(cache.HashAt(0), RyPTextHash::Of("one"));
-    EXPECT_EQ(cache.HashAt(1), RyPTextHash::Of("two"));
+    EXPECT_EQ(cache.PlaceAt(0).hash, RyPTextHash::Of("one"));
+    EXPECT_EQ(cache.PlaceAt(1).hash, RyPTextHash::Of("two"));
 }
 
 TEST_F(StatsCache, KeepsACopyOfTheName) {
@@ -101,7 +101,7 @@ TEST_F(StatsCache, DropsTheOldest) {
     for (const char* const name : {"one", "three", "a name of some length", "four"}) Add(name);
     cache.DropFirst(2);
     EXPECT_THAT(Names(), ElementsAre("a name of some length", "four"));
-    EXPECT_EQ(cache.HashAt(0), RyPTextHash::Of("a name of some length"));
+    EXPECT_EQ(cache.PlaceAt(0).hash, RyPTextHash::Of("a name of some length"));
     Add("five");
     EXPECT_THAT(Names(), ElementsAre("a name of some length", "four", "five"));
 }

@@ -1,0 +1,62 @@
+#ifndef KZ_BENCHMARKS_FILLEDGENERATOR_H
+#define KZ_BENCHMARKS_FILLEDGENERATOR_H
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "kzstatisticsgenerator.h"
+#include "ryp/testclock.h"
+#include "support/silenthost.h"
+#include "support/workload.h"
+
+/// A generator run by hand, whose clients report each name once per slice. The first slice is sent
+/// and freed by the constructor, so that totals exist. Compatible.
+class FilledGenerator {
+public:
+    static constexpr double kSliceLength = 1.0;  // in seconds
+
+    FilledGenerator(int clients, int names) : m_names(MakeNames(names)) {
+        m_host.Start(kStart, kSliceLength);
+        for (int id = 0; id < clients; ++id) m_clients.emplace_back(&m_host, id);
+        FinishSlice();
+        FreeSlice(SendSlice());
+    }
+
+    void FillSlice() {
+        for (CKZStatGenClient& client : m_clients) {
+            for (const std::string& name : m_names)
+                client.AddLast(name.c_str(), 1.5, CKZStatPointTypeEnum::Measurement);
+            client.FlushStatsCache();
+        }
+    }
+    /// Fills the current slice and ends it, so that it waits to be sent.
+    void FinishSlice() {
+        FillSlice();
+        EndSlices(1);
+    }
+    void EndSlices(int count) {
+        m_clock.Advance(count * kSliceLength);
+        m_clients.front().GetNewDictionary();
+    }
+
+    CKZStatGenSlice* SendSlice() {
+        CKZStatGenSlice* const slice = m_host.WaitForSlice();
+        m_host.SendSlice(slice);
+        return slice;
+    }
+    void FreeSlice(CKZStatGenSlice* slice) {
+        if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
+        m_host.RemoveSlice(slice);
+    }
+
+private:
+    static constexpr double kStart = 1e9;
+
+    RyPTestClock m_clock{kStart};
+    std::vector<std::string> m_names;
+    SilentHost m_host;
+    std::deque<CKZStatGenClient> m_clients;
+};
+
+#endif
