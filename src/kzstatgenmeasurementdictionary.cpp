@@ -227,7 +227,6 @@ inline void CKZStatGenMeasurementDictionary::FetchEntry(int position) {
 /// The aggregates and the name of the cached value at `position`. They take two lines, or three
 /// where they begin behind the first quarter of one.
 inline void CKZStatGenMeasurementDictionary::FetchMeasurement(int position) {
-    constexpr std::size_t kCacheLine = 64;
     constexpr std::size_t kUsualName = 24;
     CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
     const Index found = SameHashFrom(place.expected, place.hash);
