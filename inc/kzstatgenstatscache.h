@@ -119,8 +119,8 @@ private:
     unsigned m_end;  // of the bytes in use
     unsigned m_capacity;
     std::unique_ptr<char[]> m_bytes;  // m_capacity of them
-    // Where each value begins. Not initialised, since one is made per client and slice; only written
-    // elements are read.
+    // Where each value begins. Not initialised, since one is made per client and slice; only
+    // written elements are read.
     std::uint16_t m_offsets[kCapacity];
 };
 

@@ -128,8 +128,8 @@ protected:
         return index;
     }
 
-    /// Makes room for `count` entries in total, and for no more: the bucket table may then be smaller
-    /// than the one that the first entry makes otherwise.
+    /// Makes room for `count` entries in total, and for no more: the bucket table may then be
+    /// smaller than the one that the first entry makes otherwise.
     void Reserve(std::size_t count);
     /// Inserts the pair. REQUIRES: there is no equal key.
     void InsertNew(RWCollectable* key, RWCollectable* value, unsigned hash);
