@@ -76,8 +76,12 @@ public:
     /// Writes two lines to standard output, for debugging.
     void Print();
 
+protected:
+    /// One behind which its dictionary puts a name of so many bytes.
+    CKZStatGenMeasurement(PointType type, std::uint16_t nameLength);
+    std::uint16_t NameLength() const { return m_nameLength; }
+
 private:
-    friend class CKZStatGenArenaMeasurement;
     friend class CKZStatGenMeasurementDictionary;
 
     static constexpr double kEmpty = -1;
@@ -98,8 +102,8 @@ private:
     double m_reservedTotal;  // set by Reset only
     double m_reservedLasts;  // set by Reset and ResetLasts only
     PointType m_type;
-    std::uint16_t m_nameLength = 0;  // of the name behind this object, where a dictionary puts one
-    bool m_isChanged = false;        // by a public operation, which the dictionary does not see
+    const std::uint16_t m_nameLength;  // of the name behind this object; 0 where there is none
+    bool m_isChanged = false;          // by a public operation, which the dictionary does not see
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
     CKZStatAggregate m_totals;
     CKZStatAggregate m_lasts;

@@ -5,12 +5,10 @@
 #include <cstddef>
 #include <memory>
 #include <string_view>
-#include <vector>
 
 #include "kzstat_export.h"
 #include "kzstatgenlane.h"
 #include "kzstatgenmeasurement.h"
-#include "kzstatgenstatscache.h"
 #include "rw/hashdict.h"
 #include "rw/mutex.h"
 #include "rw/recursive.h"
@@ -115,14 +113,10 @@ private:
     friend class CKZStatSliceValues;
     friend struct CKZStatGenTestPeer;
 
-    struct Addition {
-        CKZStatGenMeasurement* target;
-        const CKZStatGenMeasurement* source;
-    };
-
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
-    using Name = CKZStatGenStatsCache::Name;
+    /// The values that are not aggregated yet, and what is tuned to aggregate them fast.
+    class Store;
 
     /// What a dictionary takes, in entries and bytes: room to make for the next one that is like
     /// it.
@@ -139,33 +133,17 @@ private:
     CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice, CKZStatGenClient* client,
                                     CKZStatGenLane* lane, int cacheLimit);
 
-    /// `AddLast` for a client, which holds the lane.
-    int AddLastOfClient(const Name& name, double value, PointType type);
-    int Cache(const Name& name, double value, PointType type);
-    void PrefetchForBurst() const;
-    int FlushWhereFull(int cached);
+    Store& GetStore();
+    const Store& GetStore() const;
+
+    int FlushFullCache();
     bool RefusesValues() const;
     /// `FlushStatsCache` for a caller who holds the lane or is the one that reports.
     int FlushWhileNobodyReports();
     bool HasNothingToFlush() const;
-    void FlushValues() RYP_REQUIRES(*m_lock);
-    static void TraceFlushed(const CKZStatGenStatsCache::Value& cached,
-                             const CKZStatGenMeasurement& measurement);
-    void FetchForFlush(int newest);
-    void FetchRest(int count);
-    void FetchEntry(int position);
-    void FetchMeasurement(int position);
-    CKZStatGenMeasurement* MeasurementFor(const CKZStatGenStatsCache::Value& cached)
-        RYP_REQUIRES(*m_lock);
-    std::vector<Addition> PrepareAdditions(const CKZStatGenMeasurementDictionary& source);
     /// Whether a late flush of the client may still be under way, which changes the entries.
-    bool MayBeFlushed() const { return m_statsCache.Count() > 0; }
+    bool MayBeFlushed() const;
     bool HasValues() const { return MayBeFlushed() || !isEmpty(); }
-    void PrefetchObject() const;
-    void PrefetchEntries() const;
-    void PrefetchFirstPairs() const;
-    void PrefetchPair(std::size_t position) const;
-    Index FindOrCreate(const Entry& added, Index expected) RYP_REQUIRES(*m_lock);
     CKZStatGenMeasurement* Find(std::string_view name) const;
     CKZStatGenMeasurement* Find(std::string_view name, unsigned hash) const;
     CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type)
@@ -197,9 +175,10 @@ private:
     // it.
     std::atomic<CKZStatGenClient*> m_client;
     const int m_cacheLimit;  // values are aggregated once so many are cached
-    // Written by the reporting thread without m_lock and by a flush under it. The lane keeps the
-    // two apart.
-    CKZStatGenStatsCache m_statsCache;
+    // The store, in place, since every report goes through it. Written by the reporting thread
+    // without m_lock and by a flush under it. The lane keeps the two apart.
+    static constexpr std::size_t kStoreBytes = 64;
+    alignas(void*) unsigned char m_store[kStoreBytes];
     const std::unique_ptr<Lock> m_lock;
     RyPArena m_arena RYP_GUARDED_BY(*m_lock);  // of the names and measurements made here
     // Entries, and bytes of the arena, when the newest was made, for readers without m_lock.

@@ -29,9 +29,9 @@ class CKZStatGenArenaMeasurement final : public CKZStatGenMeasurement {
 public:
     /// There is room for the name and a NUL behind the object.
     CKZStatGenArenaMeasurement(PointType type, std::string_view name)
-        : CKZStatGenMeasurement(type) {
-        m_nameLength = static_cast<std::uint16_t>(
-            std::min<std::size_t>(name.size(), std::numeric_limits<std::uint16_t>::max()));
+        : CKZStatGenMeasurement(type,
+                                static_cast<std::uint16_t>(std::min<std::size_t>(
+                                    name.size(), std::numeric_limits<std::uint16_t>::max()))) {
         std::memcpy(Text(), name.data(), name.size());
         Text()[name.size()] = '\0';
     }
@@ -39,7 +39,7 @@ public:
     static void operator delete(void*) {}
 
     /// Cut at 65535 bytes, which still makes it longer than every name that is reported.
-    std::string_view Name() const { return {Text(), m_nameLength}; }
+    std::string_view Name() const { return {Text(), NameLength()}; }
 
 private:
     char* Text() { return reinterpret_cast<char*>(this + 1); }

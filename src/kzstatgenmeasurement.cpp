@@ -17,7 +17,10 @@ long long Whole(double value) {
 
 }  // namespace
 
-CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : m_type(type) {
+CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : CKZStatGenMeasurement(type, 0) {}
+
+CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type, std::uint16_t nameLength)
+    : m_type(type), m_nameLength(nameLength) {
     Empty();
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "kzstatgenentry.h"
+#include "kzstatgenstore.h"
 #include "kzstatisticsgenerator.h"
 #include "kzstatlog.h"
 #include "rw/cstring.h"
@@ -19,32 +20,12 @@ constexpr std::size_t kBuckets = 33;
 constexpr std::size_t kExpectedRecordLength = 128;
 constexpr double kUnknown = -1.0;
 
-// In values: about as long as memory takes to answer.
-constexpr int kFetchDistance = 2;
-// In pairs that are merged.
-constexpr std::size_t kMergeDistance = 6;
-
-constexpr std::size_t kCacheLine = 64;
-constexpr std::size_t kLinesOfPair = 3;
-
 const CKZCollectableString& NameOf(const RWCollectable* key) {
     return *static_cast<const CKZCollectableString*>(key);
 }
 
-std::string_view TextOf(const RWCollectable* key) {
-    return {NameOf(key).data(), NameOf(key).length()};
-}
-
 std::string_view TextOf(const char* name) {
     return name == nullptr ? "" : name;
-}
-
-RWCString Printable(const CKZStatGenStatsCache::Name& name) {
-    return {name.text.data(), name.text.size()};
-}
-
-CKZStatGenMeasurement* MeasurementOf(RWCollectable* value) {
-    return static_cast<CKZStatGenMeasurement*>(value);
 }
 
 }  // namespace
@@ -63,7 +44,7 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenClien
                                                                  const Size& expected)
     : CKZStatGenMeasurementDictionary(nullptr, client, &lane, cacheLimit) {
     MakeRoomForNames(expected);
-    if (expected.cache > 0) m_statsCache.Reserve(expected.cache);
+    if (expected.cache > 0) GetStore().Cache().Reserve(expected.cache);
 }
 
 CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice* slice,
@@ -78,11 +59,14 @@ CKZStatGenMeasurementDictionary::CKZStatGenMeasurementDictionary(CKZStatGenSlice
       m_lock(std::make_unique<Lock>()),
       m_namesMade(0),
       m_bytesMade(0) {
+    static_assert(sizeof(Store) <= kStoreBytes && alignof(Store) <= alignof(void*));
+    new (m_store) Store;
     NoteChange();  // nobody has merged it yet
 }
 
 CKZStatGenMeasurementDictionary::~CKZStatGenMeasurementDictionary() {
     if (Owner() != nullptr) Owner()->ReleaseDictionary();
+    GetStore().~Store();
     // What was made here goes with the arena; what others put in is deleted one by one.
     if (!MayHoldOthers()) return;
     for (const Entry& entry : Entries()) {
@@ -96,46 +80,29 @@ bool CKZStatGenMeasurementDictionary::RefusesValues() const {
 }
 
 int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
-    const int cached = Cache(Name(name), value, type);
-    if (cached == 0) return 0;
-    // Looked up at the flush: who reports here holds no lock that would allow it sooner.
-    m_statsCache.PlaceAt(cached - 1).expected = kNone;
-    return FlushWhereFull(cached);
+    return Store::AddLast(*this, Store::Name(name), value, type);
 }
 
-int CKZStatGenMeasurementDictionary::AddLastOfClient(const Name& name, double value,
-                                                     PointType type) {
-    const int cached = Cache(name, value, type);
-    if (cached == 0) return 0;
-    PrefetchBucket(name.hash);
-    FetchForFlush(cached - 1);
-    return FlushWhereFull(cached);
-}
-
-/// Returns how many values are cached then; 0 where the value was refused.
-inline int CKZStatGenMeasurementDictionary::Cache(const Name& name, double value, PointType type) {
-    if (RefusesValues()) return 0;
+void CKZStatGenMeasurementDictionary::Store::TraceCaching(const Name& name, double value) {
     // The whole name as it was reported: what was cut off still follows.
     KZ_TRACE("Caching stat: %s=%f", name.text.data(), value);
-    if (m_statsCache.Count() == 0) PrefetchForBurst();
-    return m_statsCache.Add(name, value, type);
 }
 
-/// A client that has not reported for a while finds its dictionary far away.
-inline void CKZStatGenMeasurementDictionary::PrefetchForBurst() const {
-    m_statsCache.Prefetch();
-    __builtin_prefetch(m_lock.get(), 1);
+void CKZStatGenMeasurementDictionary::Store::TraceAdding(const CKZStatGenStatsCache::Value& cached,
+                                                         const CKZStatGenMeasurement& measurement) {
+    const std::string_view name = cached.name.text;
+    KZ_TRACE("Adding stat: %s=%f", RWCString(name.data(), name.size()), cached.value);
+    measurement.TraceValue(cached.value);
 }
 
-inline int CKZStatGenMeasurementDictionary::FlushWhereFull(int cached) {
-    if (cached < m_cacheLimit) return 1;
+int CKZStatGenMeasurementDictionary::FlushFullCache() {
     if (m_slice != nullptr) KZ_TRACE("Flushing stats due to cache full");
     try {
         return FlushWhileNobodyReports();
     } catch (...) {
         // The flush stopped at this value or before it, so it is the last one left: taken back,
         // since its reporter learns that it failed.
-        m_statsCache.DropLast();
+        GetStore().Cache().DropLast();
         throw;
     }
 }
@@ -143,7 +110,7 @@ inline int CKZStatGenMeasurementDictionary::FlushWhereFull(int cached) {
 bool CKZStatGenMeasurementDictionary::HasNothingToFlush() const {
     KZ_TRACE("In FlushStatsCache");
     // Whoever emptied the cache has aggregated its values before.
-    if (m_statsCache.Count() > 0) return false;
+    if (MayBeFlushed()) return false;
     KZ_TRACE("Nothing to flush");
     return true;
 }
@@ -154,89 +121,15 @@ int CKZStatGenMeasurementDictionary::FlushStatsCache() {
     std::optional<RyPWordLock::LockGuard> lane;
     if (m_lane != nullptr) lane.emplace(*m_lane);
     const Lock::LockGuard guard(*m_lock);
-    FlushValues();
+    Store::Flush(*this);
     return 1;
 }
 
 int CKZStatGenMeasurementDictionary::FlushWhileNobodyReports() {
     if (HasNothingToFlush()) return 1;
     const Lock::LockGuard guard(*m_lock);
-    FlushValues();
+    Store::Flush(*this);
     return 1;
-}
-
-void CKZStatGenMeasurementDictionary::FlushValues() {
-    const int count = m_statsCache.Count();
-    FetchRest(count);
-    NoteChange();
-    const bool isTracing = KzIsTracing();
-    int flushed = 0;
-    try {
-        for (CKZStatGenStatsCache::Reader next(m_statsCache); flushed < count; ++flushed) {
-            const CKZStatGenStatsCache::Value cached = next();
-            CKZStatGenMeasurement* const measurement = MeasurementFor(cached);
-            measurement->TakeValue(cached.value);
-            if (isTracing) TraceFlushed(cached, *measurement);
-        }
-    } catch (...) {
-        m_statsCache.DropFirst(flushed);
-        throw;
-    }
-    m_statsCache.Clear();
-}
-
-void CKZStatGenMeasurementDictionary::TraceFlushed(const CKZStatGenStatsCache::Value& cached,
-                                                   const CKZStatGenMeasurement& measurement) {
-    KZ_TRACE("Adding stat: %s=%f", Printable(cached.name), cached.value);
-    measurement.TraceValue(cached.value);
-}
-
-/// The measurement of a cached value, which is expected at that position.
-inline CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::MeasurementFor(
-    const CKZStatGenStatsCache::Value& cached) {
-    if (cached.expected < Entries().size() && !MayHoldOthers()) {
-        auto* const made =
-            static_cast<CKZStatGenArenaMeasurement*>(Entries()[cached.expected].value);
-        if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
-    }
-    return FindOrCreate(cached.name.text, cached.name.hash, cached.type);
-}
-
-/// Fetches what a flush will read while values still come in: the names of a client have mostly
-/// left the processor's caches when its turn comes again. A look-up reads bucket, entry and
-/// measurement one after the other, so each is asked for a few values after the one before.
-/// `newest` is the position of the value that was cached last.
-inline void CKZStatGenMeasurementDictionary::FetchForFlush(int newest) {
-    const int second = newest - kFetchDistance;
-    if (second >= 0) FetchEntry(second);
-    const int third = second - kFetchDistance;
-    if (third >= 0) FetchMeasurement(third);
-}
-
-/// What `FetchForFlush` would do for `count` cached values if more of them came in.
-inline void CKZStatGenMeasurementDictionary::FetchRest(int count) {
-    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i) FetchEntry(i);
-    for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i) FetchMeasurement(i);
-}
-
-inline void CKZStatGenMeasurementDictionary::FetchEntry(int position) {
-    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
-    place.expected = PrefetchEntry(place.hash);
-}
-
-/// The aggregates and the name of the cached value at `position`. They take two lines, or three
-/// where they begin behind the first quarter of one.
-inline void CKZStatGenMeasurementDictionary::FetchMeasurement(int position) {
-    constexpr std::size_t kUsualName = 24;
-    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
-    const Index found = SameHashFrom(place.expected, place.hash);
-    place.expected = found;
-    if (found >= Entries().size() || MayHoldOthers()) return;
-    const auto* const made = static_cast<const CKZStatGenArenaMeasurement*>(Entries()[found].value);
-    const char* const aggregates = reinterpret_cast<const char*>(&made->m_totals);
-    __builtin_prefetch(aggregates, 1);
-    __builtin_prefetch(aggregates + kCacheLine, 1);
-    __builtin_prefetch(reinterpret_cast<const char*>(made + 1) + kUsualName);
 }
 
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(std::string_view name,
@@ -259,7 +152,7 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view 
 /// Does not wait for m_lock, which the pack thread may hold for long.
 CKZStatGenMeasurementDictionary::Size CKZStatGenMeasurementDictionary::GetSize() const {
     return {m_namesMade.load(std::memory_order_relaxed),
-            m_bytesMade.load(std::memory_order_relaxed), m_statsCache.Capacity()};
+            m_bytesMade.load(std::memory_order_relaxed), GetStore().Cache().Capacity()};
 }
 
 /// Unchecked by the analysis: no other thread uses this dictionary yet. REQUIRES: it is empty.
@@ -273,10 +166,10 @@ void CKZStatGenMeasurementDictionary::MakeRoomForNames(const Size& expected)
 /// would show a value twice.
 double CKZStatGenMeasurementDictionary::CountValues() const {
     const Lock::LockGuard guard(*m_lock);
-    double values = m_statsCache.Count();
+    double values = GetStore().Cache().Count();
     for (const Entry& entry : Entries())
         if (entry.value != nullptr)
-            values += std::max(MeasurementOf(entry.value)->m_totals.count, 0.0);
+            values += std::max(KzMeasurementOf(entry.value)->m_totals.count, 0.0);
     return values;
 }
 
@@ -308,7 +201,7 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
     const Lock::LockGuard guard(*source->m_lock);
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
-    const std::vector<Addition> additions = PrepareAdditions(*source);
+    const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, *source);
     const bool isTracing = KzIsTracing();
     for (const auto& [target, added] : additions) {
         if (isTracing)
@@ -316,72 +209,6 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
         else
             target->TakeAggregates(added->m_totals, added->m_lasts);
     }
-}
-
-/// Unchecked by the analysis: what is merged into belongs to the thread that merges, so that this
-/// dictionary's lock is not taken.
-std::vector<CKZStatGenMeasurementDictionary::Addition>
-CKZStatGenMeasurementDictionary::PrepareAdditions(const CKZStatGenMeasurementDictionary& source)
-    RYP_NO_THREAD_SAFETY_ANALYSIS {
-    std::vector<Addition> additions;
-    additions.reserve(source.entries());
-    if (!source.isEmpty()) NoteChange();
-    Index position = kNone;
-    for (std::size_t next = 0; next < source.entries(); ++next) {
-        const Entry& added = source.Entries()[next];
-        if (added.value == nullptr) break;
-        source.PrefetchPair(next + kMergeDistance);
-        PrefetchPair(position + 1 + kMergeDistance);
-        position = FindOrCreate(added, position + 1);
-        additions.push_back({MeasurementOf(Entries()[position].value), MeasurementOf(added.value)});
-    }
-    return additions;
-}
-
-void CKZStatGenMeasurementDictionary::PrefetchObject() const {
-    const char* const entriesAndChanges = reinterpret_cast<const char*>(this);
-    __builtin_prefetch(entriesAndChanges);
-    __builtin_prefetch(entriesAndChanges + kCacheLine, 1);
-    __builtin_prefetch(&m_statsCache);
-    __builtin_prefetch(&m_lock);
-}
-
-/// Waits unless `PrefetchObject` was called a while ago. Passes over a dictionary that its client
-/// may still flush, which moves the entries.
-void CKZStatGenMeasurementDictionary::PrefetchEntries() const {
-    if (MayBeFlushed()) return;
-    __builtin_prefetch(Entries().data());
-    __builtin_prefetch(m_lock.get(), 1);
-}
-
-/// The same after `PrefetchEntries`.
-void CKZStatGenMeasurementDictionary::PrefetchFirstPairs() const {
-    if (MayBeFlushed()) return;
-    for (std::size_t position = 0; position < kMergeDistance; ++position) PrefetchPair(position);
-}
-
-/// Name, aggregates and text of the entry at `position`, if there is one.
-inline void CKZStatGenMeasurementDictionary::PrefetchPair(std::size_t position) const {
-    if (position >= entries()) return;
-    const char* const pair = reinterpret_cast<const char*>(Entries()[position].key);
-    for (std::size_t line = 0; line < kLinesOfPair; ++line)
-        __builtin_prefetch(pair + line * kCacheLine);
-}
-
-/// The position of the measurement with the name of `added`. Names mostly lie in the same order in
-/// all dictionaries, so it is looked up only where it is not the `expected` one.
-inline CKZStatGenMeasurementDictionary::Index CKZStatGenMeasurementDictionary::FindOrCreate(
-    const Entry& added, Index expected) {
-    const std::string_view name = TextOf(added.key);
-    const auto isName = [name](const RWCollectable* key) {
-        return RyPTextHash::AreEqual(TextOf(key), name);
-    };
-    const bool isExpected = expected < entries() && Entries()[expected].hash == added.hash &&
-                            isName(Entries()[expected].key);
-    const Index known = isExpected ? expected : FindEntry(added.hash, isName);
-    if (known != kNone && Entries()[known].value != nullptr) return known;
-    Create(name, added.hash, MeasurementOf(added.value)->m_type);
-    return static_cast<Index>(entries() - 1);
 }
 
 void CKZStatGenMeasurementDictionary::Reset(const char* name) {
@@ -394,8 +221,8 @@ void CKZStatGenMeasurementDictionary::Reset(const char* name) {
 
 void CKZStatGenMeasurementDictionary::ResetLasts() {
     for (std::size_t position = 0; position < entries(); ++position) {
-        PrefetchPair(position + kMergeDistance);
-        CKZStatGenMeasurement* const measurement = MeasurementOf(Entries()[position].value);
+        Store::PrefetchPairAfter(*this, position);
+        CKZStatGenMeasurement* const measurement = KzMeasurementOf(Entries()[position].value);
         if (measurement == nullptr) continue;
         if (!measurement->IsResetLasts()) NoteChange();
         measurement->EmptyLasts();
@@ -405,7 +232,7 @@ void CKZStatGenMeasurementDictionary::ResetLasts() {
 /// Whether a measurement was changed by its own operations since `NoteMerged`.
 bool CKZStatGenMeasurementDictionary::HoldsChangedMeasurement() const {
     return std::any_of(Entries().begin(), Entries().end(), [](const Entry& entry) {
-        return entry.value != nullptr && MeasurementOf(entry.value)->m_isChanged;
+        return entry.value != nullptr && KzMeasurementOf(entry.value)->m_isChanged;
     });
 }
 
@@ -414,7 +241,7 @@ void CKZStatGenMeasurementDictionary::NoteMerged() {
     ForgetChange();
     if (!HasHandedOut()) return;
     for (const Entry& entry : Entries())
-        if (entry.value != nullptr) MeasurementOf(entry.value)->m_isChanged = false;
+        if (entry.value != nullptr) KzMeasurementOf(entry.value)->m_isChanged = false;
 }
 
 template <class Record>
@@ -424,7 +251,7 @@ void CKZStatGenMeasurementDictionary::DumpRecords(RWCString& text, Record record
     text.capacity(entries() * kExpectedRecordLength);
     for (const Entry& entry : Entries())
         if (entry.value != nullptr)
-            (MeasurementOf(entry.value)->*record)(text, NameOf(entry.key).data());
+            (KzMeasurementOf(entry.value)->*record)(text, NameOf(entry.key).data());
     text.capacity(text.length());
 }
 
@@ -441,7 +268,7 @@ void CKZStatGenMeasurementDictionary::Print() {
     for (const Entry& entry : Entries()) {
         if (entry.value == nullptr) continue;
         std::cout << NameOf(entry.key).data() << ":";
-        MeasurementOf(entry.value)->Print();
+        KzMeasurementOf(entry.value)->Print();
     }
 }
 
@@ -463,9 +290,9 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(std::string_view na
 CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Find(std::string_view name,
                                                              unsigned hash) const {
     const Index index = FindEntry(hash, [name](const RWCollectable* key) {
-        return RyPTextHash::AreEqual(TextOf(key), name);
+        return RyPTextHash::AreEqual(KzTextOf(key), name);
     });
-    return index == kNone ? nullptr : MeasurementOf(Entries()[index].value);
+    return index == kNone ? nullptr : KzMeasurementOf(Entries()[index].value);
 }
 
 /// What `query` answers for the measurement of `name`, or -1.

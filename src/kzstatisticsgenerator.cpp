@@ -8,6 +8,7 @@
 #include <limits>
 #include <utility>
 
+#include "kzstatgenstore.h"
 #include "kzstatlog.h"
 #include "kzstatmessage.h"
 #include "rw/collint.h"
@@ -321,9 +322,9 @@ void CKZStatGenSlice::PrefetchForFold(const std::vector<FoldStep>& steps,
         if (heads[ahead] != kNone) prefetch(*steps[heads[ahead]].source);
     };
     using Dictionary = CKZStatGenMeasurementDictionary;
-    forBoth(target + 4, [](const Dictionary& dictionary) { dictionary.PrefetchObject(); });
-    forBoth(target + 2, [](const Dictionary& dictionary) { dictionary.PrefetchEntries(); });
-    forBoth(target + 1, [](const Dictionary& dictionary) { dictionary.PrefetchFirstPairs(); });
+    forBoth(target + 4, &Dictionary::Store::PrefetchObject);
+    forBoth(target + 2, &Dictionary::Store::PrefetchEntries);
+    forBoth(target + 1, &Dictionary::Store::PrefetchFirstPairs);
 }
 
 void CKZStatGenSlice::ResetLasts() {
@@ -918,13 +919,15 @@ inline bool CKZStatGenClient::Report(const char* name, double value,
                                      CKZStatPointTypeEnum::PointType type, Retry retry) {
     // Both cost less before the lock than behind it. The time is good when the lock was free.
     double now = RyPSysTime();
-    const CKZStatGenMeasurementDictionary::Name cutName(name);
+    using Dictionary = CKZStatGenMeasurementDictionary;
+    const Dictionary::Store::Name cutName(name);
     CKZStatGenLaneOfClient::Hold lane(m_lane);
     if (!lane.WasFree()) now = RyPSysTime();
     if (m_isPausing) now = WaitForPausing(lane);
     if (NeedsNewDictionary(now)) MoveForReport(lane);
     while (m_dictionary != nullptr) {
-        if (m_dictionary->AddLastOfClient(cutName, value, type) != 0) return true;
+        if (Dictionary::Store::AddLastOfClient(*m_dictionary, cutName, value, type) != 0)
+            return true;
         const CKZStatGenMeasurementDictionary* const refusing = m_dictionary;
         if (retry == Retry::UntilStopping && !MayTryAgain(lane)) return false;
         if (m_dictionary == refusing || m_dictionary == nullptr) MoveToNewDictionary();

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "kzstatgenstore.h"
 #include "kzstatisticsgenerator.h"
 #include "support/message.h"
 
@@ -19,7 +20,7 @@ inline int IdOf(CKZStatGenSlice& slice) {
 /// nothing and takes no locks: its caller is the only thread that uses the objects.
 struct CKZStatGenTestPeer {
     static int CachedCount(const CKZStatGenMeasurementDictionary& dictionary) {
-        return dictionary.m_statsCache.Count();
+        return dictionary.GetStore().Cache().Count();
     }
     static CKZStatGenClient* OwnerOf(const CKZStatGenMeasurementDictionary& dictionary) {
         return dictionary.m_client;

@@ -1,0 +1,171 @@
+#include "kzstatgenstore.h"
+
+#include <algorithm>
+
+#include "kzstatgenentry.h"
+#include "kzstatlog.h"
+#include "ryp/texthash.h"
+
+using Dictionary = CKZStatGenMeasurementDictionary;
+
+int Dictionary::Store::AddLast(Dictionary& dictionary, const Name& name, double value,
+                               PointType type) {
+    Store& store = dictionary.GetStore();
+    const int cached = store.CacheValue(dictionary, name, value, type);
+    if (cached == 0) return 0;
+    store.m_statsCache.PlaceAt(cached - 1).expected = kNone;
+    return cached < dictionary.m_cacheLimit ? 1 : dictionary.FlushFullCache();
+}
+
+int Dictionary::Store::AddLastOfClient(Dictionary& dictionary, const Name& name, double value,
+                                       PointType type) {
+    Store& store = dictionary.GetStore();
+    const int cached = store.CacheValue(dictionary, name, value, type);
+    if (cached == 0) return 0;
+    dictionary.PrefetchBucket(name.hash);
+    store.FetchForFlush(dictionary, cached - 1);
+    return cached < dictionary.m_cacheLimit ? 1 : dictionary.FlushFullCache();
+}
+
+/// Returns how many values are cached then; 0 where the value was refused.
+inline int Dictionary::Store::CacheValue(const Dictionary& dictionary, const Name& name,
+                                         double value, PointType type) {
+    if (dictionary.RefusesValues()) return 0;
+    if (KzIsTracing()) TraceCaching(name, value);
+    if (m_statsCache.Count() == 0) PrefetchForBurst(dictionary);
+    return m_statsCache.Add(name, value, type);
+}
+
+/// A client that has not reported for a while finds its dictionary far away.
+inline void Dictionary::Store::PrefetchForBurst(const Dictionary& dictionary) const {
+    m_statsCache.Prefetch();
+    __builtin_prefetch(dictionary.m_lock.get(), 1);
+}
+
+void Dictionary::Store::Flush(Dictionary& dictionary) {
+    Store& store = dictionary.GetStore();
+    CKZStatGenStatsCache& cache = store.m_statsCache;
+    const int count = cache.Count();
+    store.FetchRest(dictionary, count);
+    dictionary.NoteChange();
+    const bool isTracing = KzIsTracing();
+    int flushed = 0;
+    try {
+        for (CKZStatGenStatsCache::Reader next(cache); flushed < count; ++flushed) {
+            const CKZStatGenStatsCache::Value cached = next();
+            CKZStatGenMeasurement* const measurement = MeasurementFor(dictionary, cached);
+            measurement->TakeValue(cached.value);
+            if (isTracing) TraceAdding(cached, *measurement);
+        }
+    } catch (...) {
+        cache.DropFirst(flushed);
+        throw;
+    }
+    cache.Clear();
+}
+
+/// The measurement of a cached value, which is expected at that position.
+inline CKZStatGenMeasurement* Dictionary::Store::MeasurementFor(
+    Dictionary& dictionary, const CKZStatGenStatsCache::Value& cached) {
+    const std::vector<Entry>& entries = dictionary.Entries();
+    if (cached.expected < entries.size() && !dictionary.MayHoldOthers()) {
+        auto* const made = static_cast<CKZStatGenArenaMeasurement*>(entries[cached.expected].value);
+        if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
+    }
+    return dictionary.FindOrCreate(cached.name.text, cached.name.hash, cached.type);
+}
+
+/// Fetches what a flush will read while values still come in: the names of a client have mostly
+/// left the processor's caches when its turn comes again. A look-up reads bucket, entry and
+/// measurement one after the other, so each is asked for a few values after the one before.
+/// `newest` is the position of the value that was cached last.
+inline void Dictionary::Store::FetchForFlush(const Dictionary& dictionary, int newest) {
+    const int second = newest - kFetchDistance;
+    if (second >= 0) FetchEntry(dictionary, second);
+    const int third = second - kFetchDistance;
+    if (third >= 0) FetchMeasurement(dictionary, third);
+}
+
+/// What `FetchForFlush` would do for `count` cached values if more of them came in.
+inline void Dictionary::Store::FetchRest(const Dictionary& dictionary, int count) {
+    for (int i = std::max(count - kFetchDistance, 0); i < count; ++i) FetchEntry(dictionary, i);
+    for (int i = std::max(count - 2 * kFetchDistance, 0); i < count; ++i)
+        FetchMeasurement(dictionary, i);
+}
+
+inline void Dictionary::Store::FetchEntry(const Dictionary& dictionary, int position) {
+    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
+    place.expected = dictionary.PrefetchEntry(place.hash);
+}
+
+/// The aggregates and the name of the cached value at `position`. They take two lines, or three
+/// where they begin behind the first quarter of one.
+inline void Dictionary::Store::FetchMeasurement(const Dictionary& dictionary, int position) {
+    constexpr std::size_t kTypicalNameBytes = 24;
+    CKZStatGenStatsCache::Place& place = m_statsCache.PlaceAt(position);
+    const Index found = dictionary.SameHashFrom(place.expected, place.hash);
+    place.expected = found;
+    const std::vector<Entry>& entries = dictionary.Entries();
+    if (found >= entries.size() || dictionary.MayHoldOthers()) return;
+    const auto* const made = static_cast<const CKZStatGenArenaMeasurement*>(entries[found].value);
+    const char* const aggregates = reinterpret_cast<const char*>(&made->m_totals);
+    __builtin_prefetch(aggregates, 1);
+    __builtin_prefetch(aggregates + kCacheLine, 1);
+    __builtin_prefetch(reinterpret_cast<const char*>(made + 1) + kTypicalNameBytes);
+}
+
+/// Unchecked by the analysis: `target` belongs to this thread.
+std::vector<Dictionary::Store::Addition> Dictionary::Store::PrepareAdditions(
+    Dictionary& target, const Dictionary& source) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    std::vector<Addition> additions;
+    additions.reserve(source.entries());
+    if (!source.isEmpty()) target.NoteChange();
+    Index position = kNone;
+    for (std::size_t next = 0; next < source.entries(); ++next) {
+        const Entry& added = source.Entries()[next];
+        if (added.value == nullptr) break;
+        PrefetchPairAfter(source, next);
+        PrefetchPairAfter(target, position + 1);
+        position = FindOrCreate(target, added, position + 1);
+        additions.push_back(
+            {KzMeasurementOf(target.Entries()[position].value), KzMeasurementOf(added.value)});
+    }
+    return additions;
+}
+
+/// The position of the measurement with the name of `added`. Names mostly lie in the same order in
+/// all dictionaries, so it is looked up only where it is not the `expected` one.
+inline Dictionary::Index Dictionary::Store::FindOrCreate(Dictionary& dictionary, const Entry& added,
+                                                         Index expected) {
+    const std::string_view name = KzTextOf(added.key);
+    const auto isName = [name](const RWCollectable* key) {
+        return RyPTextHash::AreEqual(KzTextOf(key), name);
+    };
+    const std::vector<Entry>& entries = dictionary.Entries();
+    const bool isExpected = expected < entries.size() && entries[expected].hash == added.hash &&
+                            isName(entries[expected].key);
+    const Index known = isExpected ? expected : dictionary.FindEntry(added.hash, isName);
+    if (known != kNone && entries[known].value != nullptr) return known;
+    dictionary.Create(name, added.hash, KzMeasurementOf(added.value)->m_type);
+    return static_cast<Index>(entries.size() - 1);
+}
+
+void Dictionary::Store::PrefetchObject(const Dictionary& dictionary) {
+    const char* const entriesAndChanges = reinterpret_cast<const char*>(&dictionary);
+    __builtin_prefetch(entriesAndChanges);
+    __builtin_prefetch(entriesAndChanges + kCacheLine, 1);
+    __builtin_prefetch(dictionary.m_store);
+    __builtin_prefetch(&dictionary.m_lock);
+}
+
+void Dictionary::Store::PrefetchEntries(const Dictionary& dictionary) {
+    if (dictionary.MayBeFlushed()) return;
+    __builtin_prefetch(dictionary.Entries().data());
+    __builtin_prefetch(dictionary.m_lock.get(), 1);
+}
+
+void Dictionary::Store::PrefetchFirstPairs(const Dictionary& dictionary) {
+    if (dictionary.MayBeFlushed()) return;
+    for (std::size_t position = 0; position < kMergeDistance; ++position)
+        PrefetchPair(dictionary, position);
+}

@@ -1,0 +1,118 @@
+#ifndef KZSTATGENSTORE_H
+#define KZSTATGENSTORE_H
+
+#include <cstddef>
+#include <new>
+#include <string_view>
+#include <vector>
+
+#include "kzstatgenmeasurementdictionary.h"
+#include "kzstatgenstatscache.h"
+#include "ryp/collectablestring.h"
+
+/// What is tuned of a dictionary: the packed cache of values that are not aggregated yet, the
+/// position at which each name is expected, and the prefetching of what a flush or a merge reads
+/// next. Lies within its dictionary, which each operation is given, and is guarded as that is: by
+/// the lane while a client reports, by the dictionary's lock while values are aggregated.
+class KZSTAT_NO_EXPORT CKZStatGenMeasurementDictionary::Store {
+public:
+    using Dictionary = CKZStatGenMeasurementDictionary;
+    using Name = CKZStatGenStatsCache::Name;
+
+    struct Addition {
+        CKZStatGenMeasurement* target;
+        const CKZStatGenMeasurement* source;
+    };
+
+    CKZStatGenStatsCache& Cache() { return m_statsCache; }
+    const CKZStatGenStatsCache& Cache() const { return m_statsCache; }
+
+    /// `AddLast` for a client, which holds the lane.
+    static int AddLastOfClient(Dictionary& dictionary, const Name& name, double value,
+                               PointType type);
+    /// `AddLast` for one who holds no lock that would allow to look a name up before the flush.
+    static int AddLast(Dictionary& dictionary, const Name& name, double value, PointType type);
+
+    /// Values that could not be aggregated because memory ran out stay cached.
+    static void Flush(Dictionary& dictionary) RYP_REQUIRES(*dictionary.m_lock);
+
+    /// The measurements of `target` into which those of `source` are to be added, made where there
+    /// are none. Takes no lock of `target`, which belongs to the thread that merges. Throws
+    /// std::bad_alloc.
+    static std::vector<Addition> PrepareAdditions(Dictionary& target, const Dictionary& source);
+
+    // Each waits for memory unless the one before was called a while ago.
+
+    static void PrefetchObject(const Dictionary& dictionary);
+    /// Passes over a dictionary that its client may still flush, which moves the entries.
+    static void PrefetchEntries(const Dictionary& dictionary);
+    /// The same.
+    static void PrefetchFirstPairs(const Dictionary& dictionary);
+    /// Name, aggregates and text of the pair that comes some pairs after `position`, if there is
+    /// one.
+    static void PrefetchPairAfter(const Dictionary& dictionary, std::size_t position) {
+        PrefetchPair(dictionary, position + kMergeDistance);
+    }
+
+private:
+    // In values: about as long as memory takes to answer.
+    static constexpr int kFetchDistance = 2;
+    // In pairs that are merged.
+    static constexpr std::size_t kMergeDistance = 6;
+
+    static constexpr std::size_t kCacheLine = 64;
+
+    int CacheValue(const Dictionary& dictionary, const Name& name, double value, PointType type);
+    void PrefetchForBurst(const Dictionary& dictionary) const;
+    void FetchForFlush(const Dictionary& dictionary, int newest);
+    void FetchRest(const Dictionary& dictionary, int count);
+    void FetchEntry(const Dictionary& dictionary, int position);
+    void FetchMeasurement(const Dictionary& dictionary, int position);
+    static CKZStatGenMeasurement* MeasurementFor(Dictionary& dictionary,
+                                                 const CKZStatGenStatsCache::Value& cached)
+        RYP_REQUIRES(*dictionary.m_lock);
+    static Index FindOrCreate(Dictionary& dictionary, const Entry& added, Index expected)
+        RYP_REQUIRES(*dictionary.m_lock);
+    static void PrefetchPair(const Dictionary& dictionary, std::size_t position);
+
+    // In the dictionary's source, under whose name they are logged.
+    static void TraceCaching(const Name& name, double value);
+    static void TraceAdding(const CKZStatGenStatsCache::Value& cached,
+                            const CKZStatGenMeasurement& measurement);
+
+    CKZStatGenStatsCache m_statsCache;
+};
+
+inline CKZStatGenMeasurementDictionary::Store& CKZStatGenMeasurementDictionary::GetStore() {
+    return *std::launder(reinterpret_cast<Store*>(m_store));
+}
+
+inline const CKZStatGenMeasurementDictionary::Store& CKZStatGenMeasurementDictionary::GetStore()
+    const {
+    return *std::launder(reinterpret_cast<const Store*>(m_store));
+}
+
+inline bool CKZStatGenMeasurementDictionary::MayBeFlushed() const {
+    return GetStore().Cache().Count() > 0;
+}
+
+inline void CKZStatGenMeasurementDictionary::Store::PrefetchPair(
+    const CKZStatGenMeasurementDictionary& dictionary, std::size_t position) {
+    constexpr std::size_t kLinesOfPair = 3;
+    if (position >= dictionary.entries()) return;
+    const char* const pair = reinterpret_cast<const char*>(dictionary.Entries()[position].key);
+    for (std::size_t line = 0; line < kLinesOfPair; ++line)
+        __builtin_prefetch(pair + line * kCacheLine);
+}
+
+/// As the dictionary makes it; the name of every entry is one.
+inline std::string_view KzTextOf(const RWCollectable* key) {
+    const auto& name = *static_cast<const CKZCollectableString*>(key);
+    return {name.data(), name.length()};
+}
+
+inline CKZStatGenMeasurement* KzMeasurementOf(RWCollectable* value) {
+    return static_cast<CKZStatGenMeasurement*>(value);
+}
+
+#endif
