@@ -292,9 +292,7 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
         for (Index next = heads[target]; next != kNone; next = steps[next].next)
             if (position++ >= m_fold.dictionaries) AddStep(steps[next]);
         if (merged == nullptr || !hasValues) continue;
-        CKZStatGenMeasurementDictionary& dictionary = *DictionaryOf(Entries()[target].value);
-        merged->AddValuesOfDict(&dictionary, AddForDump);
-        dictionary.NoteMerged();
+        merged->AddValuesOfDict(DictionaryOf(Entries()[target].value), AddForDump);
     }
     m_fold = {0, 0};
     m_id = finished.m_id;
