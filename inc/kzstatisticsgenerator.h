@@ -70,7 +70,8 @@ public:
 
     /// Adds the dictionaries of `finished` into this slice, per client id, and takes over its id
     /// and time. Called on the total slice. If memory runs out, the exception passes through; the
-    /// next call for the same slice goes on where this one ended.
+    /// next call for the same slice goes on where this one ended. REQUIRES: neither slice was
+    /// changed in between.
     void AddDictionarysSlice(CKZStatGenSlice* finished);
 
     /// Empties the lasts of every dictionary.
@@ -236,7 +237,7 @@ public:
     /// Takes what stands under the id of `slice` out of the timeline and deletes it: `slice`,
     /// unless the host made another one with the same id. Clients that still hold one of its
     /// dictionaries are detached from it. REQUIRES: that is neither the current slice nor the one
-    /// that is being sent.
+    /// that is being sent, and no other thread removes one with that id.
     void RemoveSlice(CKZStatGenSlice* slice);
 
     /// The next finished slice, waiting for it; null once the generator is terminated.

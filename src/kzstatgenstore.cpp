@@ -143,7 +143,7 @@ inline Dictionary::Index Dictionary::Store::FindOrCreate(Dictionary& dictionary,
     };
     const std::vector<Entry>& entries = dictionary.Entries();
     const bool isExpected = expected < entries.size() && entries[expected].hash == added.hash &&
-                            isName(entries[expected].key);
+                            entries[expected].value != nullptr && isName(entries[expected].key);
     const Index known = isExpected ? expected : dictionary.FindEntry(added.hash, isName);
     if (known != kNone && entries[known].value != nullptr) return known;
     dictionary.Create(name, added.hash, KzMeasurementOf(added.value)->m_type);

@@ -58,10 +58,6 @@ struct CKZStatGenTestPeer {
     }
     static RyPEventQueue& PackQueue(CKZStatGenMain& main) { return main.m_packQueue; }
     static RyPEventQueue& GarbageQueue(CKZStatGenMain& main) { return main.m_garbageQueue; }
-
-    static bool IsPausing(const CKZStatGenClient& client) RYP_NO_THREAD_SAFETY_ANALYSIS {
-        return client.m_isPausing;
-    }
     static void EndAtOnce(CKZStatGenMain& main) { main.EndAtOnce(); }
     static auto& LockOf(CKZStatGenMeasurementDictionary& dictionary) { return *dictionary.m_lock; }
 

@@ -91,6 +91,16 @@ TEST_F(DictionaryAsCollection, GivesANameThatOthersPutInWithoutAMeasurementOneOf
     EXPECT_EQ(dictionary->GetSum("bare"), 4);
 }
 
+TEST_F(DictionaryAsCollection, AddsToTheOneMeasurementThatANameOfOthersWasGiven) {
+    dictionary->insertKeyAndValue(new CKZCollectableString("bare", true), nullptr);
+    Dictionary source;
+    source.AddLast("bare", 4, Types::Timer);
+    dictionary->AddValuesOfDict(&source, AddFromSlice);
+    dictionary->AddValuesOfDict(&source, AddFromSlice);
+    EXPECT_EQ(dictionary->entries(), 3U);  // the two and one that was there before
+    EXPECT_EQ(dictionary->GetSum("bare"), 8);
+}
+
 /// Cached values expect their names where they were when the values came.
 class DictionaryOfASlice : public testing::Test {
 protected:
