@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "kzjournalwriter.h"
+#include "ryp/testclock.h"
 #include "support/slicemaker.h"
 
 namespace {
@@ -46,6 +47,7 @@ int main(int, char** arguments) {
     const std::string generator = arguments[2];
     const double startTime = std::strtod(arguments[3], nullptr);
     const double sliceLength = std::strtod(arguments[4], nullptr);
+    const RyPTestClock clock(startTime);  // stands still, so that a slow disk is waited for
     kzjournal::Writer journal;
     FailIf(
         journal.Open(arguments[1], kzjournal::RunOfThisProcess(generator, startTime, sliceLength)));
