@@ -58,10 +58,10 @@ private:
     Entry m_ring[kRing];
 };
 
-class Library {
+class LibraryStartedAt {
 public:
-    explicit Library(int clients) {
-        m_host.Start(RyPSysTime(), kEndlessSlice);
+    LibraryStartedAt(double startTime, int clients) {
+        m_host.Start(startTime, kEndlessSlice);
         for (int id = 0; id < clients; ++id) m_clients.emplace_back(&m_host, id);
     }
 
@@ -73,6 +73,11 @@ public:
 private:
     SilentHost m_host;
     std::deque<CKZStatGenClient> m_clients;
+};
+
+class Library : public LibraryStartedAt {
+public:
+    explicit Library(int clients) : LibraryStartedAt(RyPSysTime(), clients) {}
 };
 
 /// Reports of the clients of one thread.
@@ -110,27 +115,19 @@ struct Shared {
 
 /// Its clients were made and have reported on another thread, as hosts do it: it begins shortly
 /// before the end of a slice, and the values come in the next one.
-class WarmedElsewhere {
+class WarmedElsewhere : public LibraryStartedAt {
 public:
-    explicit WarmedElsewhere(int clients) {
-        constexpr double kWarmingSeconds = 0.1;
-        const double end = RyPSysTime() + kWarmingSeconds;
-        m_host.Start(end - kEndlessSlice, kEndlessSlice);
-        for (int id = 0; id < clients; ++id) {
-            m_clients.emplace_back(&m_host, id);
-            m_clients.back().AddLast("warm", 1.5, CKZStatPointTypeEnum::Measurement);
-        }
-        while (RyPSysTime() <= end) RyPSleep(kWarmingSeconds);
-    }
-
-    void AddLast(int client, const char* name, double value) {
-        m_clients[static_cast<std::size_t>(client)].AddLast(name, value,
-                                                            CKZStatPointTypeEnum::Measurement);
-    }
+    explicit WarmedElsewhere(int clients)
+        : WarmedElsewhere(clients, RyPSysTime() + kWarmingSeconds) {}
 
 private:
-    SilentHost m_host;
-    std::deque<CKZStatGenClient> m_clients;
+    static constexpr double kWarmingSeconds = 0.1;
+
+    WarmedElsewhere(int clients, double endOfSlice)
+        : LibraryStartedAt(endOfSlice - kEndlessSlice, clients) {
+        for (int client = 0; client < clients; ++client) AddLast(client, "warm", 1.5);
+        while (RyPSysTime() <= endOfSlice) RyPSleep(kWarmingSeconds);
+    }
 };
 
 /// A generator of its own for each thread, which shares nothing with the others.

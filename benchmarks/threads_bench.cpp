@@ -40,15 +40,6 @@ struct SharedGenerator {
         EndSlice();
         clients.front().GetNewDictionary();
     }
-    CKZStatGenSlice* SendSlice() {
-        CKZStatGenSlice* const slice = host.WaitForSlice();
-        host.SendSlice(slice);
-        return slice;
-    }
-    void FreeSlice(CKZStatGenSlice* slice) {
-        if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
-        host.RemoveSlice(slice);
-    }
 
     RyPTestClock clock{kSliceLength / 2};  // never at the end of a slice, which is both slices'
     SilentHost host;
@@ -87,7 +78,7 @@ void BM_Client_SliceChange(benchmark::State& state) {
             for (int id = first; id < first + share; ++id)
                 generator.clients[static_cast<std::size_t>(id)].AddLast("value", 1.5, kType);
         }));
-        generator.FreeSlice(generator.SendSlice());
+        generator.host.FreeSlice(generator.host.SendNextSlice());
     }
     state.SetItemsProcessed(state.iterations() * clients);
 }
@@ -163,8 +154,8 @@ void BM_LongestAddLast_BesideFreeing(benchmark::State& state) {
         SharedGenerator generator(static_cast<int>(state.range(0)));
         generator.BeginSlice();
         CKZStatGenClient busy(&generator.host, -1);
-        CKZStatGenSlice* const sent = generator.SendSlice();
-        CountLongestReport(state, busy, [&] { generator.FreeSlice(sent); });
+        CKZStatGenSlice* const sent = generator.host.SendNextSlice();
+        CountLongestReport(state, busy, [&] { generator.host.FreeSlice(sent); });
     }
 }
 BENCHMARK(BM_LongestAddLast_BesideFreeing)->Arg(100)->Arg(300'000)->Iterations(1);
@@ -177,7 +168,7 @@ void BM_LongestAddLast_BesideFold(benchmark::State& state) {
             generator.clients.front().AddLast(name.c_str(), 1.5, kType);
         generator.BeginSlice();
         CKZStatGenClient busy(&generator.host, -1);
-        CountLongestReport(state, busy, [&] { generator.SendSlice(); });
+        CountLongestReport(state, busy, [&] { generator.host.SendNextSlice(); });
     }
 }
 BENCHMARK(BM_LongestAddLast_BesideFold)->Arg(100)->Arg(1'000'000)->Iterations(1);

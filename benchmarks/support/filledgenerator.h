@@ -40,15 +40,8 @@ public:
         m_clients.front().GetNewDictionary();
     }
 
-    CKZStatGenSlice* SendSlice() {
-        CKZStatGenSlice* const slice = m_host.WaitForSlice();
-        m_host.SendSlice(slice);
-        return slice;
-    }
-    void FreeSlice(CKZStatGenSlice* slice) {
-        if (slice->GetCountZ0() > 0) slice->ReleaseDicts();
-        m_host.RemoveSlice(slice);
-    }
+    CKZStatGenSlice* SendSlice() { return m_host.SendNextSlice(); }
+    void FreeSlice(CKZStatGenSlice* slice) { m_host.FreeSlice(slice); }
 
 private:
     static constexpr double kStart = 1e9;
