@@ -16,7 +16,12 @@
 
 /// The lock of the clients that share a lane. Alone on its cache lines, of which processors fetch
 /// two at a time.
-class alignas(128) CKZStatGenLane : public RyPWordLock {};
+class alignas(128) CKZStatGenLane : public RyPWordLock {
+public:
+    /// Dictionaries filed in the last slice that clients of this lane took one in: as many are
+    /// expected in the next. Guarded by the lane.
+    std::size_t filed = 0;
+};
 
 /// All lanes of a generator. Constant after construction; safe for concurrent use.
 class KZSTAT_EXPORT CKZStatGenLanes {
@@ -28,15 +33,35 @@ public:
     /// The lane of dictionaries without a client.
     CKZStatGenLane& First() const { return m_lanes[0]; }
 
+    std::size_t Count() const { return m_count; }
+    /// Of one of these lanes, from 0 on.
+    std::size_t PositionOf(const CKZStatGenLane& lane) const {
+        return static_cast<std::size_t>(&lane - m_lanes.get());
+    }
+
     /// Acquires and releases each lane in turn, like a grace period: threads that held a lane
     /// before have released it when this returns, and threads that acquire one later see what the
     /// caller wrote before. REQUIRES: the caller holds no lane.
-    void PassThrough() const;
+    void PassThrough() const {
+        PassThrough([](std::size_t) {});
+    }
+    /// The same, and calls `work` with the position of each lane while that is held. An exception
+    /// ends it.
+    template <class Work>
+    void PassThrough(Work work) const;
 
 private:
     std::size_t m_count;
     std::unique_ptr<CKZStatGenLane[]> m_lanes;
 };
+
+template <class Work>
+void CKZStatGenLanes::PassThrough(Work work) const {
+    for (std::size_t position = 0; position < m_count; ++position) {
+        const RyPWordLock::LockGuard through(m_lanes[position]);
+        work(position);
+    }
+}
 
 /// The lane that a client is in. It changes only by `Hold::MoveTo`. Safe for concurrent use.
 class KZSTAT_EXPORT RYP_CAPABILITY("mutex") CKZStatGenLaneOfClient {

@@ -43,6 +43,10 @@ class CKZStatGenMain;
 /// There may be several dictionaries for a client id (two clients with one id, or one after the
 /// other); the slice treats them alike.
 ///
+/// Clients put their dictionaries on the shelf of their lane, so that those of other lanes do not
+/// wait for them. They come into the map when the slice is over: a slice that `WaitForSlice` hands
+/// out holds them all.
+///
 /// Threads. `AddDictionary`, `GetCountZ0`, `DecCountZ0`, `ReleaseDicts`, `IsOpen`: safe for
 /// concurrent use. Everything else: the pack thread, on a slice that is no longer current, or on
 /// the total slice, which is the pack thread's alone.
@@ -108,10 +112,21 @@ private:
         Index next;
     };
 
-    struct FurtherDictionary {
+    struct FiledDictionary {
         int clientId;
         CKZStatGenMeasurementDictionary* dictionary;
     };
+
+    /// What the clients of one lane filed. Alone on its cache lines, like the lane.
+    struct alignas(128) Shelf {
+        std::vector<FiledDictionary> dictionaries;  // guarded by the lane
+        // Taken off, and not in the map yet. Guarded by m_lock.
+        std::vector<FiledDictionary> taken;
+        // Dictionaries that clients still hold, wherever they are now. Relaxed: written under the
+        // lane, and an estimate is enough for all others.
+        std::atomic<int> held{0};
+    };
+    using Shelves = std::vector<Shelf>;
 
     CKZStatGenLane& LaneWithoutClient() const;
     std::vector<CKZStatGenMeasurementDictionary*> SnapshotOfHeldDictionaries();
@@ -120,7 +135,14 @@ private:
                                        std::size_t next, Visitor visit);
     template <class Visitor>
     void ForEachHeldDictionary(Visitor visit);
-    void MakeRoomForDictionariesOf(CKZStatGenSlice& former);
+    Shelf& ShelfOf(const CKZStatGenLane& lane);
+    void Shelve(CKZStatGenMeasurementDictionary& dictionary, int clientId, CKZStatGenLane& lane);
+    void NoteLeft(const CKZStatGenLane& lane);
+    void Collect();
+    void TakeOffShelf(std::size_t lane);
+    void InsertAll(std::vector<FiledDictionary>& taken) RYP_REQUIRES(*m_lock);
+    void Insert(const FiledDictionary& filed) RYP_REQUIRES(*m_lock);
+    int CountHeld() const;
     template <class Visitor>
     void ForEachDictionary(Visitor visit) const;
     void DetachClients();
@@ -149,11 +171,15 @@ private:
     std::atomic<bool> m_isUnsent;
     double m_time;
     const std::unique_ptr<Lock> m_lock;
+    // Held ones that hosts filed, less those that hosts said were left.
     int m_countZ0 RYP_GUARDED_BY(*m_lock);
     const bool m_ownsDictionaries;
     CKZStatGenMain* const m_main;
     // Dictionaries under a client id that has one in the map already.
-    std::vector<FurtherDictionary> m_furtherDictionaries RYP_GUARDED_BY(*m_lock);
+    std::vector<FiledDictionary> m_furtherDictionaries RYP_GUARDED_BY(*m_lock);
+    // By lane; none in slices that were never current, and constant afterwards.
+    Shelves m_shelves;
+    std::atomic<bool> m_isCollected;  // nothing comes onto the shelves any more
     // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
     // is used again.
     const std::uint64_t m_number;
@@ -283,23 +309,30 @@ private:
     enum class PackStage { Taken, Folded, Merged, DictionariesSent, ValuesSent, TextSent };
 
     void ReadSettings();
+    std::unique_ptr<CKZStatGenMeasurementDictionary> MakeDictionary(
+        CKZStatGenClient* client, CKZStatGenLane& lane,
+        const CKZStatGenMeasurementDictionary::Size& expected) const;
     CKZStatGenMeasurementDictionary* NewDictionary(
-        int clientId, CKZStatGenClient* client, CKZStatGenLane& lane,
+        int clientId, CKZStatGenClient& client, CKZStatGenLane& lane,
         const CKZStatGenMeasurementDictionary::Size& expected);
-    CKZStatGenMeasurementDictionary* File(
-        std::unique_ptr<CKZStatGenMeasurementDictionary> dictionary, int clientId);
     bool HasCurrentSlice();
     bool IsUsableTimeline(double startTime, double sliceLength) const;
     void AdvanceTimeline() RYP_REQUIRES(*m_timelineLock);
-    void BeginNextSlice() RYP_REQUIRES(*m_timelineLock);
-    void EndTimeline() RYP_REQUIRES(*m_timelineLock);
+    CKZStatGenSlice* BeginSliceAfter(CKZStatGenSlice* ended) RYP_REQUIRES(*m_timelineLock);
+    CKZStatGenSlice* EndTimeline(CKZStatGenSlice* ended) RYP_REQUIRES(*m_timelineLock);
+    CKZStatGenSlice::Shelves MakeShelves() const;
+    void MakeCurrent(CKZStatGenSlice* slice, CKZStatGenSlice::Shelves shelves)
+        RYP_REQUIRES(*m_timelineLock);
     int EndWithCurrentSlice();
     void EndAtOnce();
     CKZStatGenSlice* FindInTimeline(int id);
     std::unique_ptr<RWCollectable> TakeOutOfTimeline(int id) RYP_REQUIRES(*m_timelineLock);
     class Sending;
     CKZStatGenSlice* TakeToSend(CKZStatGenSlice* slice);
-    void LogUnsent() const;
+    template <class Visitor>
+    void ForEachInTimeline(Visitor visit) const RYP_REQUIRES(*m_timelineLock);
+    void TakeOffAllShelves();
+    void LogUnsent();
     void TakeInHand(CKZStatGenSlice* slice);
     void CloseSlice(CKZStatGenSlice* slice);
     std::unique_ptr<CKZStatGenMeasurementDictionary> ReplaceMerged(
@@ -327,7 +360,9 @@ private:
     bool m_isLastSlice RYP_GUARDED_BY(*m_timelineLock);
     RWHashDictionary m_timeline RYP_GUARDED_BY(*m_timelineLock);
     const std::unique_ptr<Lock> m_timelineLock;
-    CKZStatGenSlice* m_currentSlice RYP_GUARDED_BY(*m_timelineLock);
+    // Written under the timeline lock. A client reads it under its lane, which keeps the slice from
+    // being sent until the client has filed its dictionary there.
+    std::atomic<CKZStatGenSlice*> m_currentSlice;
     // The end of the current slice, for those who look at it without the timeline lock: the slice
     // itself may be freed under them. Infinite while there is no current slice.
     std::atomic<double> m_currentEndTime;

@@ -25,10 +25,6 @@ CKZStatGenLane& CKZStatGenLanes::OfThisThread() const {
     return m_lanes[RyPThreadNumber() % m_count];
 }
 
-void CKZStatGenLanes::PassThrough() const {
-    for (std::size_t i = 0; i < m_count; ++i) const RyPWordLock::LockGuard through(m_lanes[i]);
-}
-
 void CKZStatGenLaneOfClient::AcquireTaken() RYP_NO_THREAD_SAFETY_ANALYSIS {
     for (;;) {
         CKZStatGenLane& lane = *m_lane.load(std::memory_order_acquire);

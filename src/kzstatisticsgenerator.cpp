@@ -78,12 +78,20 @@ CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool
       m_countZ0(0),
       m_ownsDictionaries(ownsDictionaries),
       m_main(main),
+      m_isCollected(false),
       m_number(NextSliceNumber()),
       m_fold{0, 0} {}
 
 CKZStatGenSlice::~CKZStatGenSlice() {
     if (!m_ownsDictionaries) return;
-    for (const FurtherDictionary& further : m_furtherDictionaries) delete further.dictionary;
+    const auto destroy = [](const std::vector<FiledDictionary>& dictionaries) {
+        for (const FiledDictionary& filed : dictionaries) delete filed.dictionary;
+    };
+    for (const Shelf& shelf : m_shelves) {
+        destroy(shelf.dictionaries);
+        destroy(shelf.taken);
+    }
+    destroy(m_furtherDictionaries);
     clearAndDestroy();
 }
 
@@ -95,46 +103,118 @@ CKZStatGenLane& CKZStatGenSlice::LaneWithoutClient() const {
     return m_main->m_clientsLock->First();
 }
 
-/// So that its map need not grow while clients wait to be filed in it.
-void CKZStatGenSlice::MakeRoomForDictionariesOf(CKZStatGenSlice& former) {
-    const Lock::LockGuard guard(*former.m_lock);
-    Reserve(former.entries());
-}
-
 /// Unchecked by the analysis: the lock is held as long as the slice is current; afterwards it is
 /// the pack thread's, and nobody adds to it.
 template <class Visitor>
 void CKZStatGenSlice::ForEachDictionary(Visitor visit) const RYP_NO_THREAD_SAFETY_ANALYSIS {
     for (const Entry& entry : Entries())
         if (entry.value != nullptr) visit(IdOf(entry), *DictionaryOf(entry.value));
-    for (const FurtherDictionary& further : m_furtherDictionaries)
+    for (const FiledDictionary& further : m_furtherDictionaries)
         visit(further.clientId, *further.dictionary);
 }
 
 void CKZStatGenSlice::AddDictionary(CKZStatGenMeasurementDictionary* dictionary, int clientId) {
-    auto key = std::make_unique<RWCollectableInt>(clientId);
     const Lock::LockGuard guard(*m_lock);
-    if (insertKeyAndValue(key.get(), dictionary) != nullptr) {
-        key.release();
-    } else if (dictionary != nullptr) {
-        m_furtherDictionaries.push_back({clientId, dictionary});
-    }
+    Insert({clientId, dictionary});
     m_countZ0 += 1;
+}
+
+void CKZStatGenSlice::Insert(const FiledDictionary& filed) {
+    auto key = std::make_unique<RWCollectableInt>(filed.clientId);
+    if (insertKeyAndValue(key.get(), filed.dictionary) != nullptr) {
+        key.release();
+    } else if (filed.dictionary != nullptr) {
+        m_furtherDictionaries.push_back(filed);
+    }
+}
+
+CKZStatGenSlice::Shelf& CKZStatGenSlice::ShelfOf(const CKZStatGenLane& lane) {
+    return m_shelves[m_main->m_clientsLock->PositionOf(lane)];
+}
+
+/// `AddDictionary` for a client, whose lane the caller holds.
+void CKZStatGenSlice::Shelve(CKZStatGenMeasurementDictionary& dictionary, int clientId,
+                             CKZStatGenLane& lane) {
+    Shelf& shelf = ShelfOf(lane);
+    // A shelf that grows again and again would hold up a reporter.
+    if (shelf.dictionaries.empty()) shelf.dictionaries.reserve(lane.filed);
+    shelf.dictionaries.push_back({clientId, &dictionary});
+    lane.filed = shelf.dictionaries.size();
+    shelf.held.store(shelf.held.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
+
+/// `DecCountZ0` for a client that leaves a dictionary of `lane`, which the caller holds.
+void CKZStatGenSlice::NoteLeft(const CKZStatGenLane& lane) {
+    Shelf& shelf = ShelfOf(lane);
+    shelf.held.store(shelf.held.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+}
+
+/// Puts what is on the shelves into the map. A slice that is not current any more is complete then:
+/// a client that had it at hand as the current one has filed when its lane is passed, and all
+/// others find another. If memory runs out, the exception passes through, and the next call goes on
+/// where this one ended.
+void CKZStatGenSlice::Collect() {
+    if (m_shelves.empty() || m_isCollected.load(std::memory_order_acquire)) return;
+    const bool isOver = m_main->m_currentSlice.load(std::memory_order_acquire) != this;
+    m_main->m_clientsLock->PassThrough([this](std::size_t lane) { TakeOffShelf(lane); });
+    {
+        const Lock::LockGuard guard(*m_lock);
+        std::size_t taken = 0;
+        for (const Shelf& shelf : m_shelves) taken += shelf.taken.size();
+        Reserve(entries() + taken);
+        for (Shelf& shelf : m_shelves) InsertAll(shelf.taken);
+    }
+    if (isOver) m_isCollected.store(true, std::memory_order_release);
+}
+
+/// Empties `taken`, from its begin on: clients that come in the same order in all slices are folded
+/// faster.
+void CKZStatGenSlice::InsertAll(std::vector<FiledDictionary>& taken) {
+    std::size_t inserted = 0;
+    try {
+        for (; inserted < taken.size(); ++inserted) Insert(taken[inserted]);
+    } catch (...) {
+        taken.erase(taken.begin(), taken.begin() + static_cast<std::ptrdiff_t>(inserted));
+        throw;
+    }
+    taken = {};
+}
+
+/// Not into the map at once: reporters would wait for the lane meanwhile, which the caller holds.
+void CKZStatGenSlice::TakeOffShelf(std::size_t lane) {
+    if (m_shelves.empty() || m_shelves[lane].dictionaries.empty()) return;
+    Shelf& shelf = m_shelves[lane];
+    const Lock::LockGuard guard(*m_lock);
+    if (shelf.taken.empty()) {
+        shelf.taken.swap(shelf.dictionaries);
+    } else {
+        shelf.taken.insert(shelf.taken.end(), shelf.dictionaries.begin(), shelf.dictionaries.end());
+        shelf.dictionaries.clear();
+    }
+}
+
+/// The caller holds m_lock.
+int CKZStatGenSlice::CountHeld() const RYP_NO_THREAD_SAFETY_ANALYSIS {
+    int held = m_countZ0;
+    for (const Shelf& shelf : m_shelves) held += shelf.held.load(std::memory_order_relaxed);
+    return held;
 }
 
 int CKZStatGenSlice::GetCountZ0() {
     const Lock::LockGuard guard(*m_lock);
-    return m_countZ0;
+    return std::max(CountHeld(), 0);
 }
 
 void CKZStatGenSlice::DecCountZ0() {
     const Lock::LockGuard guard(*m_lock);
-    if (m_countZ0 < 0) KZ_LOG_ERROR();
-    if (m_countZ0 > 0) m_countZ0 -= 1;
+    const int held = CountHeld();
+    if (held < 0) KZ_LOG_ERROR();
+    if (held > 0) m_countZ0 -= 1;
 }
 
 /// Lane by lane. One that a client has left is nobody's for good, so no lane is needed to see it.
 std::vector<CKZStatGenMeasurementDictionary*> CKZStatGenSlice::SnapshotOfHeldDictionaries() {
+    Collect();
     std::vector<CKZStatGenMeasurementDictionary*> held;
     {
         const Lock::LockGuard guard(*m_lock);
@@ -267,6 +347,7 @@ std::vector<CKZStatGenSlice::Index> CKZStatGenSlice::ChainByTarget(
 }
 
 void CKZStatGenSlice::AddDictionarysSlice(CKZStatGenSlice* finished) {
+    finished->Collect();
     Fold(*finished, nullptr);
 }
 
@@ -326,6 +407,7 @@ void CKZStatGenSlice::PrefetchForFold(const std::vector<FoldStep>& steps,
 }
 
 void CKZStatGenSlice::ResetLasts() {
+    Collect();
     ForEachDictionary(
         [](int, CKZStatGenMeasurementDictionary& dictionary) { dictionary.ResetLasts(); });
 }
@@ -352,17 +434,21 @@ void CKZStatGenSlice::NoteMerged() {
         [](int, CKZStatGenMeasurementDictionary& dictionary) { dictionary.NoteMerged(); });
 }
 
-/// How many values were reported into it. The caller keeps it from being freed.
+/// How many values were reported into it, without what is on the shelves. The caller keeps it from
+/// being freed.
 double CKZStatGenSlice::CountValues() const {
     const Lock::LockGuard guard(*m_lock);
     double values = 0;
     ForEachDictionary([&](int, const CKZStatGenMeasurementDictionary& dictionary) {
         values += dictionary.CountValues();
     });
+    for (const Shelf& shelf : m_shelves)
+        for (const FiledDictionary& filed : shelf.taken) values += filed.dictionary->CountValues();
     return values;
 }
 
 CKZStatGenMeasurementDictionary* CKZStatGenSlice::DumpSlice(RWCString& text) {
+    Collect();
     auto merged = MergeDictionaries();
     merged->DumpDict(text);
     RWCString header;
@@ -464,14 +550,27 @@ void CKZStatGenMain::Start(double startTime, double sliceLength) {
         return;
     }
     m_totalSlice = std::make_unique<CKZStatGenSlice>(0, 0.0, this, true);
+    auto shelves = MakeShelves();
     auto first = std::make_unique<CKZStatGenSlice>(1, startTime + sliceLength, this, true);
     AddSlice(first.get(), 1);
-    m_currentSlice = first.release();
     m_sliceCounter = 1;
     m_startTime = startTime;
     m_sliceLength = sliceLength;
     m_sliceEndOffset = sliceLength;
-    m_currentEndTime = m_currentSlice->m_time;
+    MakeCurrent(first.release(), std::move(shelves));
+}
+
+CKZStatGenSlice::Shelves CKZStatGenMain::MakeShelves() const {
+    return CKZStatGenSlice::Shelves(m_clientsLock->Count());
+}
+
+/// From here on clients file in `slice`, or nowhere where it is null.
+void CKZStatGenMain::MakeCurrent(CKZStatGenSlice* slice, CKZStatGenSlice::Shelves shelves) {
+    if (slice != nullptr) slice->m_shelves = std::move(shelves);
+    // In this order: who finds the new end finds the new slice. Who finds no end asks under the
+    // lock.
+    m_currentSlice = slice;
+    m_currentEndTime = slice != nullptr ? slice->m_time : std::numeric_limits<double>::infinity();
 }
 
 CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
@@ -481,17 +580,43 @@ CKZStatGenMeasurementDictionary* CKZStatGenMain::GetNewDictionary(
         expected = previous->GetSize();
         if (previous->m_slice != nullptr) previous->m_slice->DecCountZ0();
     }
-    return NewDictionary(clientId, nullptr, m_clientsLock->First(), expected);
+    if (!HasCurrentSlice()) return nullptr;
+    auto dictionary = MakeDictionary(nullptr, m_clientsLock->First(), expected);
+    // Held until it is filed, so that the slice is not sent before.
+    const Lock::LockGuard guard(*m_timelineLock);
+    AdvanceTimeline();
+    CKZStatGenSlice* const current = m_currentSlice.load(std::memory_order_relaxed);
+    if (current == nullptr) return nullptr;
+    dictionary->m_slice = current;
+    current->AddDictionary(dictionary.get(), clientId);
+    return dictionary.release();
 }
 
-/// For `client`, which may be null, in `lane`.
+std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenMain::MakeDictionary(
+    CKZStatGenClient* client, CKZStatGenLane& lane,
+    const CKZStatGenMeasurementDictionary::Size& expected) const {
+    return std::unique_ptr<CKZStatGenMeasurementDictionary>(
+        new CKZStatGenMeasurementDictionary(client, lane, m_statsCacheSize, expected));
+}
+
+/// For `client`, in its lane, which the caller holds.
 CKZStatGenMeasurementDictionary* CKZStatGenMain::NewDictionary(
-    int clientId, CKZStatGenClient* client, CKZStatGenLane& lane,
+    int clientId, CKZStatGenClient& client, CKZStatGenLane& lane,
     const CKZStatGenMeasurementDictionary::Size& expected) {
     if (!HasCurrentSlice()) return nullptr;
-    return File(std::unique_ptr<CKZStatGenMeasurementDictionary>(
-                    new CKZStatGenMeasurementDictionary(client, lane, m_statsCacheSize, expected)),
-                clientId);
+    auto dictionary = MakeDictionary(&client, lane, expected);
+    // A cheap first test; the one that counts is made under the lock.
+    if (RyPSysTime() >= m_currentEndTime.load()) {
+        const Lock::LockGuard guard(*m_timelineLock);
+        AdvanceTimeline();
+    }
+    // The slice may end from here on. Whoever takes it up passes through this lane first, and finds
+    // the dictionary on its shelf.
+    CKZStatGenSlice* const current = m_currentSlice.load(std::memory_order_acquire);
+    if (current == nullptr) return nullptr;
+    dictionary->m_slice = current;
+    current->Shelve(*dictionary, clientId, lane);
+    return dictionary.release();
 }
 
 /// Before `Start` false, and an error is logged; at the end of the timeline false.
@@ -502,34 +627,26 @@ bool CKZStatGenMain::HasCurrentSlice() {
     return m_currentSlice != nullptr;
 }
 
-/// Puts the dictionary into the current slice, which owns it then; null, and it is deleted, where
-/// there is no current slice. It was made before, since other clients wait meanwhile.
-CKZStatGenMeasurementDictionary* CKZStatGenMain::File(
-    std::unique_ptr<CKZStatGenMeasurementDictionary> dictionary, int clientId) {
-    // A cheap first test; the one that counts is made under the lock.
-    const bool sliceMayBeOver = RyPSysTime() >= m_currentEndTime.load();
-    const Lock::LockGuard guard(*m_timelineLock);
-    if (sliceMayBeOver) AdvanceTimeline();
-    if (m_currentSlice == nullptr) return nullptr;
-    dictionary->m_slice = m_currentSlice;
-    m_currentSlice->AddDictionary(dictionary.get(), clientId);
-    return dictionary.release();
-}
-
+/// Clients see the newest slice only, and no missed one between.
 void CKZStatGenMain::AdvanceTimeline() {
     const double now = RyPSysTime();
-    while (m_currentSlice != nullptr && now >= m_currentSlice->m_time) {
-        if (m_isLastSlice)
-            EndTimeline();
-        else
-            BeginNextSlice();
+    if (now < m_currentEndTime.load()) return;
+    CKZStatGenSlice::Shelves shelves = MakeShelves();
+    CKZStatGenSlice* newest = m_currentSlice;
+    try {
+        while (newest != nullptr && now >= newest->m_time)
+            newest = m_isLastSlice ? EndTimeline(newest) : BeginSliceAfter(newest);
+    } catch (...) {
+        if (newest != m_currentSlice) MakeCurrent(newest, std::move(shelves));
+        throw;
     }
+    MakeCurrent(newest, std::move(shelves));
 }
 
-void CKZStatGenMain::EndTimeline() {
-    m_packQueue.put(m_currentSlice);
-    m_currentSlice = nullptr;
-    m_currentEndTime = std::numeric_limits<double>::infinity();
+/// Returns null, which is what follows.
+CKZStatGenSlice* CKZStatGenMain::EndTimeline(CKZStatGenSlice* ended) {
+    m_packQueue.put(ended);
+    return nullptr;
 }
 
 /// Lets no slice follow the current one, ends that where its time is up, and returns its id; 0
@@ -545,34 +662,33 @@ int CKZStatGenMain::EndWithCurrentSlice() {
 void CKZStatGenMain::EndAtOnce() {
     {
         const Lock::LockGuard guard(*m_timelineLock);
+        m_isLastSlice = true;
+        // First: who is refused by the slice is not to find it current again.
+        MakeCurrent(nullptr, {});
         RWHashDictionaryIterator next(m_timeline);
         while (next() != nullptr) SliceOf(next.value())->m_open = false;
-        m_isLastSlice = true;
-        m_currentSlice = nullptr;
-        m_currentEndTime = std::numeric_limits<double>::infinity();
     }
     m_clientsLock->PassThrough();
 }
 
-void CKZStatGenMain::BeginNextSlice() {
-    const double end = m_currentSlice->m_time + m_sliceLength;
+/// Returns it.
+CKZStatGenSlice* CKZStatGenMain::BeginSliceAfter(CKZStatGenSlice* ended) {
+    const double end = ended->m_time + m_sliceLength;
     const int id = m_sliceCounter + 1;
     auto next = std::make_unique<CKZStatGenSlice>(id, end, this, true);
-    next->MakeRoomForDictionariesOf(*m_currentSlice);
     AddSlice(next.get(), id);
     try {
-        m_packQueue.put(m_currentSlice);
+        m_packQueue.put(ended);
     } catch (...) {
         TakeOutOfTimeline(id);
         throw;
     }
-    m_currentSlice = next.release();
     m_sliceCounter = id;
     m_sliceEndOffset += m_sliceLength;
-    m_currentEndTime = end;
     KZ_TRACE(
         "CKZStatGenMain::GetNewDictionary, AddSlice (Slice id: %u, Time: %f, SliceTime: %f)\\n", id,
         Elapsed(RyPSysTime()), Elapsed(end));
+    return next.release();
 }
 
 void CKZStatGenMain::AddSlice(CKZStatGenSlice* slice, int id) {
@@ -622,9 +738,16 @@ CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
 /// Null where `Terminate` came first. It counts under the same lock, so that each slice is either
 /// sent or counted.
 CKZStatGenSlice* CKZStatGenMain::TakeToSend(CKZStatGenSlice* slice) {
-    const Lock::LockGuard guard(*m_timelineLock);
-    if (m_terminated.load()) return nullptr;
-    slice->m_isUnsent.store(false, std::memory_order_relaxed);
+    {
+        const Lock::LockGuard guard(*m_timelineLock);
+        if (m_terminated.load()) return nullptr;
+        slice->m_isUnsent.store(false, std::memory_order_relaxed);
+    }
+    try {
+        slice->Collect();  // hosts may look at it before they send it
+    } catch (const std::bad_alloc&) {
+        // What sends, adds or dumps it collects the rest. An exception from here would lose it.
+    }
     return slice;
 }
 
@@ -634,6 +757,7 @@ CKZStatGenSlice* CKZStatGenMain::TakeToSend(CKZStatGenSlice* slice) {
 void CKZStatGenMain::CloseSlice(CKZStatGenSlice* slice) {
     slice->m_open.store(false, std::memory_order_relaxed);
     m_clientsLock->PassThrough();
+    slice->Collect();
 }
 
 void CKZStatGenMain::TakeInHand(CKZStatGenSlice* slice) {
@@ -817,18 +941,36 @@ void CKZStatGenMain::Terminate() {
     if (!wasTerminated && RyPLog::IsEnabled(RyPLogLevel::Warning)) LogUnsent();
 }
 
-void CKZStatGenMain::LogUnsent() const {
+template <class Visitor>
+void CKZStatGenMain::ForEachInTimeline(Visitor visit) const {
+    RWHashDictionaryIterator next(m_timeline);
+    while (next() != nullptr)
+        if (CKZStatGenSlice* const slice = SliceOf(next.value())) visit(*slice);
+}
+
+/// So that they can be counted under the timeline lock. If memory runs out, some stay there.
+void CKZStatGenMain::TakeOffAllShelves() {
+    const auto takeOff = [this](std::size_t lane) {
+        const Lock::LockGuard guard(*m_timelineLock);
+        ForEachInTimeline([lane](CKZStatGenSlice& slice) { slice.TakeOffShelf(lane); });
+    };
+    try {
+        m_clientsLock->PassThrough(takeOff);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+void CKZStatGenMain::LogUnsent() {
+    TakeOffAllShelves();
     int slices = 0;
     double values = 0;
     {
         const Lock::LockGuard guard(*m_timelineLock);
-        RWHashDictionaryIterator next(m_timeline);
-        while (next() != nullptr) {
-            const CKZStatGenSlice* const slice = SliceOf(next.value());
-            if (slice == nullptr || !slice->m_isUnsent.load(std::memory_order_relaxed)) continue;
+        ForEachInTimeline([&](const CKZStatGenSlice& slice) {
+            if (!slice.m_isUnsent.load(std::memory_order_relaxed)) return;
             ++slices;
-            values += slice->CountValues();
-        }
+            values += slice.CountValues();
+        });
     }
     if (values > 0)
         KZ_LOG_WARNING("Terminate - slices left unsent: ", slices,
@@ -875,13 +1017,13 @@ CKZStatGenClient::DictionarySize CKZStatGenClient::Leave() RYP_NO_THREAD_SAFETY_
     if (left == nullptr) return {};
     left->ForgetOwner();
     const DictionarySize size = left->GetSize();
-    left->m_slice->DecCountZ0();
+    left->m_slice->NoteLeft(*left->m_lane);
     return size;
 }
 
 /// REQUIRES: it has no dictionary.
 void CKZStatGenClient::Take(const DictionarySize& expected) {
-    m_dictionary = m_main->NewDictionary(m_clientId, this, m_lane.Get(), expected);
+    m_dictionary = m_main->NewDictionary(m_clientId, *this, m_lane.Get(), expected);
 }
 
 /// False for one of which the client was told to forget it, and for all others. Unchecked: the

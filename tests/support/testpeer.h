@@ -51,6 +51,8 @@ struct CKZStatGenTestPeer {
         };
         for (RWHashDictionaryIterator next(slice); next() != nullptr;) count(next.value());
         for (const auto& further : slice.m_furtherDictionaries) count(further.dictionary);
+        for (const auto& shelf : slice.m_shelves)
+            for (const auto& filed : shelf.dictionaries) count(filed.dictionary);
         return clients;
     }
     static const CKZStatGenLanes& LanesOf(const CKZStatGenMain& main) {

@@ -336,8 +336,9 @@ TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
     Report();
     CKZStatGenClient elsewhere(&generator, 6);
     worker.Do([&] { elsewhere.AddLast("n", 1, Types::Counter); });
-    CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
     clock.Set(110.5);
+    generator.GetNewDictionary(7, nullptr);  // begins the next slice
+    CKZStatGenSlice& finished = *generator.WaitForSlice();
     std::future<void> released;
     {
         const RyPWordLock::LockGuard mine(MyLane());

@@ -63,8 +63,7 @@ TEST_F(Client, HasNoDictionaryBeforeItsFirstValue) {
 
 TEST_F(Client, TakesADictionaryInTheCurrentSliceAtItsFirstValue) {
     client.AddLast("n", 1, Types::Counter);
-    const RWCollectableInt key(5);
-    EXPECT_EQ(Peer::CurrentSlice(generator)->findValue(&key), CurrentDictionary());
+    EXPECT_EQ(Peer::SliceOf(*CurrentDictionary()), Peer::CurrentSlice(generator));
     EXPECT_EQ(Peer::OwnerOf(*CurrentDictionary()), &client);
     EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1);
     EXPECT_EQ(client.GetCurrentEndTime(), 110.0);
