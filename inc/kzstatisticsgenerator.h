@@ -43,9 +43,10 @@ class CKZStatGenMain;
 /// There may be several dictionaries for a client id (two clients with one id, or one after the
 /// other); the slice treats them alike.
 ///
-/// Clients put their dictionaries on the shelf of their lane, so that those of other lanes do not
-/// wait for them. They come into the map when the slice is over: a slice that `WaitForSlice` hands
-/// out holds them all.
+/// Clients file their dictionaries on a shelf of their lane, so that those of other lanes do not
+/// wait for them. They come into the map when the slice is over: that of a slice which
+/// `WaitForSlice` hands out holds them all, unless memory ran out; `SendSlice`, `DumpSlice`,
+/// `ResetLasts` and `AddDictionarysSlice` then put in the rest or throw.
 ///
 /// Threads. `AddDictionary`, `GetCountZ0`, `DecCountZ0`, `ReleaseDicts`, `IsOpen`: safe for
 /// concurrent use. Everything else: the pack thread, on a slice that is no longer current, or on

@@ -331,6 +331,33 @@ TEST_F(ClientInALane, IsPassedOverWhereItForgotItsDictionary) {
     EXPECT_EQ(SumOfClient(), 1);
 }
 
+TEST_F(ClientInALane, FindsItsDictionaryInTheSliceThatIsTakenUp) {
+    Report();
+    CKZStatGenClient elsewhere(&generator, 6);
+    CKZStatGenClient twin(&generator, 6);
+    worker.Do([&] { elsewhere.AddLast("n", 1, Types::Counter); });
+    twin.AddLast("n", 1, Types::Counter);
+    clock.Set(110.5);
+    generator.GetNewDictionary(7, nullptr);  // begins the next slice
+    CKZStatGenSlice& finished = *generator.WaitForSlice();
+    EXPECT_EQ(finished.entries(), 2U);
+    EXPECT_EQ(finished.GetCountZ0(), 3);
+}
+
+/// A value on its way holds up the slice that it is for, and no other.
+TEST_F(ClientInALane, IsWaitedForByTheSliceInWhichItFiles) {
+    Report();
+    clock.Set(110.5);
+    generator.GetNewDictionary(7, nullptr);  // begins the next slice
+    std::future<void> taken;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        taken = worker.Begin([&] { generator.WaitForSlice(); });
+        EXPECT_FALSE(IsDone(taken));
+    }
+    taken.get();
+}
+
 /// Idle clients of a taken lane are moved after those of free ones.
 TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
     Report();
