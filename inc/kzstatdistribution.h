@@ -115,7 +115,7 @@ private:
     struct State;
     using BucketVisitor = void (*)(void* visitor, double low, double high, std::uint64_t count);
 
-    void AddFirstOfItsKind(double value);
+    void AddWithCare(double value);
     State& FindOrCreateState();
     std::uint64_t GetOrderedCount() const noexcept;
     void VisitBuckets(BucketVisitor visit, void* visitor) const;

@@ -72,12 +72,6 @@ void CKZStatBucketBlock::Widen(unsigned width) {
     Add(counts);
 }
 
-void CKZStatBucketTable::IncrementWithoutHint(Bucket bucket) {
-    CKZStatBucketBlock& block = FindOrCreate(KeyOf(bucket));
-    m_hints[KeyOf(bucket) % kHints] = static_cast<std::uint16_t>(&block - m_blocks.data());
-    block.Increment(PlaceOf(bucket));
-}
-
 /// Makes all room first, which may run out of memory, then adds, which cannot.
 void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
     CKZStatBucketBlock::Counts counts;
@@ -148,10 +142,13 @@ bool CKZStatBucketTable::operator==(const CKZStatBucketTable& other) const {
 }
 
 CKZStatBucketBlock& CKZStatBucketTable::FindOrCreate(std::uint32_t key) {
-    const auto at = std::lower_bound(m_blocks.begin(), m_blocks.end(), key,
-                                     [](const CKZStatBucketBlock& block, std::uint32_t wanted) {
-                                         return block.GetKey() < wanted;
-                                     });
-    if (at != m_blocks.end() && at->GetKey() == key) return *at;
-    return *m_blocks.insert(at, CKZStatBucketBlock(key));
+    if (CKZStatBucketBlock* const known = FindByHint(key)) return *known;
+    auto at = std::lower_bound(m_blocks.begin(), m_blocks.end(), key,
+                               [](const CKZStatBucketBlock& block, std::uint32_t wanted) {
+                                   return block.GetKey() < wanted;
+                               });
+    if (at == m_blocks.end() || at->GetKey() != key)
+        at = m_blocks.insert(at, CKZStatBucketBlock(key));
+    m_hints[key % kHints] = static_cast<std::uint16_t>(at - m_blocks.begin());
+    return *at;
 }

@@ -128,16 +128,15 @@ class CKZStatBucketTable {
 public:
     using Bucket = kzstatbucket::Number;
 
-    /// Counts one more value. If memory runs out, throws and counts nothing. REQUIRES: the counts
-    /// of all buckets add up to less than 2^64 - 1.
-    void Increment(Bucket bucket) {
-        const std::uint32_t key = KeyOf(bucket);
-        const std::size_t hint = m_hints[key % kHints];
-        if (hint < m_blocks.size() && m_blocks[hint].GetKey() == key &&
-            m_blocks[hint].TryIncrement(PlaceOf(bucket)))
-            return;
-        IncrementWithoutHint(bucket);
+    // Each counts one more value. REQUIRES: the counts of all buckets add up to less than 2^64 - 1.
+
+    /// Returns false and counts nothing if that takes more than a moment.
+    bool TryIncrement(Bucket bucket) {
+        CKZStatBucketBlock* const block = FindByHint(KeyOf(bucket));
+        return block != nullptr && block->TryIncrement(PlaceOf(bucket));
     }
+    /// If memory runs out, throws and counts nothing.
+    void Increment(Bucket bucket) { FindOrCreate(KeyOf(bucket)).Increment(PlaceOf(bucket)); }
 
     /// Adds all counts. If memory runs out, throws and adds nothing. REQUIRES: the counts of both
     /// add up to less than 2^64.
@@ -180,7 +179,12 @@ private:
         return block.GetKey() * CKZStatBucketBlock::kSize;
     }
 
-    void IncrementWithoutHint(Bucket bucket);
+    /// Null if the hint is stale.
+    CKZStatBucketBlock* FindByHint(std::uint32_t key) {
+        const std::size_t hint = m_hints[key % kHints];
+        if (hint >= m_blocks.size() || m_blocks[hint].GetKey() != key) return nullptr;
+        return &m_blocks[hint];
+    }
     CKZStatBucketBlock& FindOrCreate(std::uint32_t key);
 
     std::vector<CKZStatBucketBlock> m_blocks;  // by key, ascending

@@ -78,13 +78,15 @@ CKZStatDistribution& CKZStatDistribution::operator=(const CKZStatDistribution& o
 
 void CKZStatDistribution::Add(double value) {
     State* const state = m_state.get();
-    if (state == nullptr || !state->IsWithinExtremes(value) || state->count == kMaxCount)
-        return AddFirstOfItsKind(value);
-    state->table.Increment(kzstatbucket::Of(value));
+    const bool isCounted = state != nullptr && state->IsWithinExtremes(value) &&
+                           state->count < kMaxCount &&
+                           state->table.TryIncrement(kzstatbucket::Of(value));
+    if (!isCounted) return AddWithCare(value);
     ++state->count;
 }
 
-void CKZStatDistribution::AddFirstOfItsKind(double value) {
+/// Whichever value it is, and whether or not it needs memory.
+void CKZStatDistribution::AddWithCare(double value) {
     State& state = FindOrCreateState();
     if (state.count == kMaxCount) RefuseCount();
     if (std::isnan(value)) {
@@ -215,10 +217,11 @@ bool IsExtreme(double value) {
 template <class Visit>
 kzstatbucket::Number ReadBuckets(Reader& reader, const Head& head, const Visit& visit) {
     kzstatbucket::Number next = kzstatbucket::Of(head.minimum);
+    const kzstatbucket::Number highest = kzstatbucket::Of(head.maximum);
     for (std::uint64_t left = head.buckets; left > 0; --left) {
         const auto [gap, count] = reader.ReadBucket();
         const std::uint64_t bucket = next + gap;
-        if (bucket > kzstatbucket::Of(head.maximum)) reader.Refuse();
+        if (bucket > highest) reader.Refuse();
         if (!reader.IsGood()) break;
         visit(static_cast<kzstatbucket::Number>(bucket), count);
         next = static_cast<kzstatbucket::Number>(bucket) + 1;

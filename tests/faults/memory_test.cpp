@@ -342,6 +342,7 @@ TEST(LackOfMemory, EncodesADistributionOrAppendsNothing) {
             many.Encode(bytes);
         } catch (const std::bad_alloc&) {
         }
+        const PlentyOfMemory plenty;
         hasFailed = failing.HasFailed();
         EXPECT_EQ(bytes, hasFailed ? "before" : form);
     }
