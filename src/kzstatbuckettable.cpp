@@ -147,8 +147,10 @@ CKZStatBucketBlock& CKZStatBucketTable::FindOrCreate(std::uint32_t key) {
                                [](const CKZStatBucketBlock& block, std::uint32_t wanted) {
                                    return block.GetKey() < wanted;
                                });
-    if (at == m_blocks.end() || at->GetKey() != key)
+    if (at == m_blocks.end() || at->GetKey() != key) {
         at = m_blocks.insert(at, CKZStatBucketBlock(key));
-    m_hints[key % kHints] = static_cast<std::uint16_t>(at - m_blocks.begin());
+        m_hints.fill(nullptr);  // blocks have moved
+    }
+    m_hints[key % kHints] = &*at;
     return *at;
 }

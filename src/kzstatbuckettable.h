@@ -128,6 +128,10 @@ class CKZStatBucketTable {
 public:
     using Bucket = kzstatbucket::Number;
 
+    CKZStatBucketTable() = default;
+    CKZStatBucketTable(const CKZStatBucketTable&) = delete;
+    CKZStatBucketTable& operator=(const CKZStatBucketTable&) = delete;
+
     // Each counts one more value. REQUIRES: the counts of all buckets add up to less than 2^64 - 1.
 
     /// Returns false and counts nothing if that takes more than a moment.
@@ -179,17 +183,16 @@ private:
         return block.GetKey() * CKZStatBucketBlock::kSize;
     }
 
-    /// Null if the hint is stale.
-    CKZStatBucketBlock* FindByHint(std::uint32_t key) {
-        const std::size_t hint = m_hints[key % kHints];
-        if (hint >= m_blocks.size() || m_blocks[hint].GetKey() != key) return nullptr;
-        return &m_blocks[hint];
+    /// Null if there is no hint.
+    CKZStatBucketBlock* FindByHint(std::uint32_t key) const {
+        CKZStatBucketBlock* const hint = m_hints[key % kHints];
+        return hint != nullptr && hint->GetKey() == key ? hint : nullptr;
     }
     CKZStatBucketBlock& FindOrCreate(std::uint32_t key);
 
     std::vector<CKZStatBucketBlock> m_blocks;  // by key, ascending
-    // The position where the block of a key was last, by the lowest bits of the key. May be stale.
-    std::array<std::uint16_t, kHints> m_hints{};
+    // The blocks that were asked for last, by the lowest bits of their keys; null if there is none.
+    std::array<CKZStatBucketBlock*, kHints> m_hints{};
 };
 
 #endif
