@@ -30,7 +30,7 @@ public:
     /// An empty measurement of `type`. The type does not affect aggregation.
     explicit CKZStatGenMeasurement(PointType type);
     ~CKZStatGenMeasurement() override;
-    CKZStatGenMeasurement(const CKZStatGenMeasurement&) = default;
+    CKZStatGenMeasurement(const CKZStatGenMeasurement& other);
     CKZStatGenMeasurement& operator=(const CKZStatGenMeasurement& other);
 
     /// Empties totals and lasts; the type stays.
@@ -82,13 +82,24 @@ protected:
     std::uint16_t NameLength() const { return m_nameLength; }
 
 private:
+    friend class CKZStatGenDistributions;
+    friend class CKZStatGenDistributionNames;
+    friend class CKZStatGenDistributionTable;
+    friend class CKZStatGenKnownDistributions;
     friend class CKZStatGenMeasurementDictionary;
+
+    /// Of the name, where the generator collects the distribution of its values.
+    using DistributionNumber = std::uint32_t;
+    static constexpr DistributionNumber kNoDistribution = ~DistributionNumber{0};
+    static constexpr DistributionNumber kRefusedDistribution = kNoDistribution - 1;
 
     static constexpr double kEmpty = -1;
 
     static void TakeValue(CKZStatAggregate& aggregate, double value);
     static void TakeAggregate(CKZStatAggregate& aggregate, const CKZStatAggregate& other);
 
+    void NoteOwnChange();
+    void TakeMarks(const CKZStatGenMeasurement& added);
     void Empty();
     void EmptyLasts();
     void TakeValue(double value);
@@ -104,6 +115,9 @@ private:
     PointType m_type;
     const std::uint16_t m_nameLength;  // of the name behind this object; 0 where there is none
     bool m_isChanged = false;          // by a public operation, which the dictionary does not see
+    // By such an operation, here or in what was added: the distribution does not tell the same.
+    bool m_isAltered = false;
+    DistributionNumber m_distribution = kNoDistribution;
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
     CKZStatAggregate m_totals;
     CKZStatAggregate m_lasts;
@@ -132,6 +146,12 @@ inline void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
     aggregate.count += other.count;
     aggregate.sum += other.sum;
     aggregate.sumSqr += other.sumSqr;
+}
+
+inline void CKZStatGenMeasurement::TakeMarks(const CKZStatGenMeasurement& added) {
+    m_isAltered = m_isAltered || added.m_isAltered;
+    // The marks for none come behind all numbers.
+    if (added.m_distribution < m_distribution) m_distribution = added.m_distribution;
 }
 
 inline void CKZStatGenMeasurement::TakeAggregates(const CKZStatAggregate& totals,

@@ -17,6 +17,7 @@
 #include "ryp/collectablestring.h"
 
 class CKZStatGenClient;
+class CKZStatGenDistributionTable;
 class CKZStatGenSlice;
 class RWCString;
 
@@ -138,18 +139,23 @@ private:
 
     int FlushFullCache();
     bool RefusesValues() const;
-    /// `FlushStatsCache` for a caller who holds the lane or is the one that reports.
-    int FlushWhileNobodyReports();
+    /// `FlushStatsCache` for a caller who holds the lane, or for the pack thread, which gives its
+    /// own table of distributions if any are collected.
+    int FlushWhileNobodyReports(CKZStatGenDistributionTable* packThreads = nullptr);
     bool HasNothingToFlush() const;
     /// Whether a late flush of the client may still be under way, which changes the entries.
     bool MayBeFlushed() const;
     bool HasValues() const { return MayBeFlushed() || !isEmpty(); }
     CKZStatGenMeasurement* Find(std::string_view name) const;
     CKZStatGenMeasurement* Find(std::string_view name, unsigned hash) const;
-    CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type)
+    CKZStatGenMeasurement* FindOrCreate(std::string_view name, unsigned hash, PointType type,
+                                        CKZStatGenDistributionTable* distributions)
         RYP_REQUIRES(*m_lock);
-    CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type)
-        RYP_REQUIRES(*m_lock);
+    CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type,
+                                  CKZStatGenMeasurement::DistributionNumber number =
+                                      CKZStatGenMeasurement::kNoDistribution) RYP_REQUIRES(*m_lock);
+    bool LeavesFlushToPackThread() const;
+    CKZStatGenDistributionTable* FindTable() const;
     CKZStatGenClient* Owner() const { return m_client.load(std::memory_order_relaxed); }
     void ForgetOwner() { m_client.store(nullptr, std::memory_order_relaxed); }
     Size GetSize() const;

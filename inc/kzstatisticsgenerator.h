@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kzstat_export.h"
+#include "kzstatdistributionchoice.h"
 #include "kzstatgenlane.h"
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatpointtypeenum.h"
@@ -34,6 +35,8 @@
 // No hook is called with one of them held.
 
 class CKZStatGenClient;
+class CKZStatGenDistributions;
+class CKZStatGenDistributionTable;
 class CKZStatGenMain;
 
 /// One slice of time: the dictionaries that clients filled during it, by client id. It counts how
@@ -126,6 +129,9 @@ private:
         // Dictionaries that clients still hold, wherever they are now. Relaxed: written under the
         // lane, and an estimate is enough for all others.
         std::atomic<int> held{0};
+        // Of the values that were flushed under the lane while the slice was open. Guarded by the
+        // lane until the slice is closed, then the pack thread's.
+        std::unique_ptr<CKZStatGenDistributionTable> distributions;
     };
     using Shelves = std::vector<Shelf>;
 
@@ -139,6 +145,9 @@ private:
     Shelf& ShelfOf(const CKZStatGenLane& lane);
     void Shelve(CKZStatGenMeasurementDictionary& dictionary, int clientId, CKZStatGenLane& lane);
     void NoteLeft(const CKZStatGenLane& lane);
+    bool Collects() const;
+    CKZStatGenDistributionTable* FindTable(const CKZStatGenLane& lane);
+    CKZStatGenDistributionTable* FindPackThreadsTable();
     void Collect();
     void TakeOffShelf(std::size_t lane);
     void InsertAll(std::vector<FiledDictionary>& taken) RYP_REQUIRES(*m_lock);
@@ -155,7 +164,8 @@ private:
     void CreateTarget(const FoldStep& step);
     std::vector<Index> ChainByTarget(std::vector<FoldStep>& steps) const;
     bool Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged);
-    void AddStep(const FoldStep& step);
+    void AddStep(const FoldStep& step, CKZStatGenDistributionTable* distributions);
+    void JoinDistributions(CKZStatGenDistributions& distributions);
     void PrefetchForFold(const std::vector<FoldStep>& steps, const std::vector<Index>& heads,
                          std::size_t target) const;
     std::unique_ptr<CKZStatGenMeasurementDictionary> AddAndMerge(CKZStatGenSlice& finished);
@@ -181,6 +191,7 @@ private:
     // By lane; none in slices that were never current, and constant afterwards.
     Shelves m_shelves;
     std::atomic<bool> m_isCollected;  // nothing comes onto the shelves any more
+    std::unique_ptr<CKZStatGenDistributionTable> m_packThreadsDistributions;
     // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
     // is used again.
     const std::uint64_t m_number;
@@ -259,6 +270,12 @@ public:
     CKZStatGenMeasurementDictionary* GetNewDictionary(int clientId,
                                                       CKZStatGenMeasurementDictionary* previous);
 
+    /// Collects, from `Start` on, the distribution of the values of every name that `choice` names,
+    /// over all clients, of each slice and of the run: `SendSliceValues` shows them. After `Start`,
+    /// logs an error and changes nothing. Without a call none are collected. REQUIRES: no other
+    /// thread uses the generator yet.
+    void CollectDistributions(CKZStatDistributionChoice choice);
+
     /// Files `slice` under `id` in the timeline.
     void AddSlice(CKZStatGenSlice* slice, int id) RYP_REQUIRES(*m_timelineLock);
     /// Takes what stands under the id of `slice` out of the timeline and deletes it: `slice`,
@@ -307,7 +324,7 @@ private:
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
     /// How far the pack thread has come with the slice in hand.
-    enum class PackStage { Taken, Folded, Merged, DictionariesSent, ValuesSent, TextSent };
+    enum class PackStage { Taken, Folded, Joined, Merged, DictionariesSent, ValuesSent, TextSent };
 
     void ReadSettings();
     std::unique_ptr<CKZStatGenMeasurementDictionary> MakeDictionary(
@@ -385,8 +402,9 @@ private:
     // Serialises the traffic of each client, so that a dictionary is touched by one thread at a
     // time.
     const std::unique_ptr<CKZStatGenLanes> m_clientsLock;
-    int m_statsCacheSize;              // constant after construction
-    double m_statsCacheFlushInterval;  // constant after construction
+    std::unique_ptr<CKZStatGenDistributions> m_distributions;  // constant once Start has returned
+    int m_statsCacheSize;                                      // constant after construction
+    double m_statsCacheFlushInterval;                          // constant after construction
 };
 
 /// A named stopwatch of a client. Compatible.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kzstat_export.h"
+#include "kzstatdistributionchoice.h"
 #include "kzstatpointtypeenum.h"
 #include "kzstatslicevalues.h"
 #include "rw/cstring.h"
@@ -109,7 +110,10 @@ public:
     /// `Finish` returns a complaint. A slice length that is not positive, not finite or too small
     /// to advance the end time is logged as an error: the run then delivers nothing, refuses all
     /// values, and `Finish` returns a complaint.
-    CKZStatRun(const char* name, double sliceLength);
+    ///
+    /// Collects the distributions that `distributions` names, for the slices that listeners see.
+    CKZStatRun(const char* name, double sliceLength,
+               const CKZStatDistributionChoice& distributions = CKZStatDistributionChoice::Usual());
     /// Calls `Finish()` if it was not called, and logs the complaints that no `Finish` returned.
     /// Always waits until the listeners have returned. If called by a listener, it discards the
     /// undelivered slices instead and logs an error.

@@ -11,6 +11,8 @@
 #include "kzstatpointtypeenum.h"
 #include "rw/cstring.h"
 
+class CKZStatDistribution;
+class CKZStatGenDistributions;
 class CKZStatGenMeasurementDictionary;
 struct CKZStatMessageRecord;
 
@@ -42,17 +44,27 @@ public:
         CKZStatPointTypeEnum::PointType type;
         const CKZStatAggregate& totals;  ///< of the run up to the end of the slice
         const CKZStatAggregate& lasts;   ///< of the slice
+        /// The distributions of the same values, or null: where the generator does not collect
+        /// that of the name, where it ran out of the memory for them before the name came, and for
+        /// good where they would tell something else than the aggregates: values were set, reset,
+        /// added or removed by another operation than `AddLast` of a client, or reported under more
+        /// than one type.
+        const CKZStatDistribution* totalsDistribution = nullptr;
+        const CKZStatDistribution* lastsDistribution = nullptr;
     };
 
-    /// Shows a merged dictionary and the message rendered from it.
+    /// Shows a merged dictionary and the message rendered from it; a generator gives the
+    /// distributions, too, if it collects any.
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
-                       const CKZStatGenMeasurementDictionary& merged);
+                       const CKZStatGenMeasurementDictionary& merged,
+                       const CKZStatGenDistributions* distributions = nullptr);
     /// Shows records from elsewhere, such as a message that was read or a merge.
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                        const std::vector<CKZStatMessageRecord>& records);
     // What a view shows must outlive it.
     CKZStatSliceValues(CKZStatSliceFacts facts, RWCString&& message,
-                       const CKZStatGenMeasurementDictionary& merged) = delete;
+                       const CKZStatGenMeasurementDictionary& merged,
+                       const CKZStatGenDistributions* distributions = nullptr) = delete;
     CKZStatSliceValues(CKZStatSliceFacts facts, RWCString&& message,
                        const std::vector<CKZStatMessageRecord>& records) = delete;
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
@@ -84,6 +96,7 @@ private:
 
     const CKZStatSliceFacts m_facts;
     const RWCString& m_message;
+    const CKZStatGenDistributions* const m_distributions;  // null where there are none
     // One of the two is null.
     const CKZStatGenMeasurementDictionary* const m_merged;
     const std::vector<CKZStatMessageRecord>* const m_given;

@@ -26,9 +26,15 @@ CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type, std::uint16_t nameL
 
 CKZStatGenMeasurement::~CKZStatGenMeasurement() = default;
 
+/// Without the distribution, which is that of another name's or dictionary's values.
+CKZStatGenMeasurement::CKZStatGenMeasurement(const CKZStatGenMeasurement& other)
+    : RWCollectable(other), m_nameLength(other.m_nameLength) {
+    *this = other;
+}
+
 /// Without the name behind this object, which stays.
 CKZStatGenMeasurement& CKZStatGenMeasurement::operator=(const CKZStatGenMeasurement& other) {
-    m_isChanged = true;
+    NoteOwnChange();
     m_stddev = other.m_stddev;
     m_reservedTotal = other.m_reservedTotal;
     m_reservedLasts = other.m_reservedLasts;
@@ -38,13 +44,18 @@ CKZStatGenMeasurement& CKZStatGenMeasurement::operator=(const CKZStatGenMeasurem
     return *this;
 }
 
-void CKZStatGenMeasurement::Reset() {
+void CKZStatGenMeasurement::NoteOwnChange() {
     m_isChanged = true;
+    m_isAltered = true;
+}
+
+void CKZStatGenMeasurement::Reset() {
+    NoteOwnChange();
     Empty();
 }
 
 void CKZStatGenMeasurement::ResetLasts() {
-    m_isChanged = true;
+    NoteOwnChange();
     EmptyLasts();
 }
 
@@ -66,7 +77,7 @@ bool CKZStatGenMeasurement::IsResetLasts() {
 }
 
 void CKZStatGenMeasurement::AddLast(double value) {
-    m_isChanged = true;
+    NoteOwnChange();
     TakeValue(value);
     if (KzIsTracing()) TraceValue(value);
 }
@@ -89,14 +100,14 @@ void CKZStatGenMeasurement::AddValues(double minimum, double maximum, int count,
                                       double sumSqr, double lastsMinimum, double lastsMaximum,
                                       int lastsCount, double lastsSum, double lastsSumSqr,
                                       AddType) {
-    m_isChanged = true;
+    NoteOwnChange();
     AddAggregates(
         {minimum, maximum, static_cast<double>(count), sum, sumSqr},
         {lastsMinimum, lastsMaximum, static_cast<double>(lastsCount), lastsSum, lastsSumSqr});
 }
 
 void CKZStatGenMeasurement::AddValues(const CKZStatGenMeasurement& source, AddType) {
-    m_isChanged = true;
+    NoteOwnChange();
     AddAggregates(source.m_totals, source.m_lasts);
 }
 
@@ -121,7 +132,7 @@ void CKZStatGenMeasurement::SetValues(double minimum, double maximum, int count,
                                       double sumSqr, double lastsMinimum, double lastsMaximum,
                                       int lastsCount, double lastsSum, double lastsSumSqr,
                                       PointType type) {
-    m_isChanged = true;
+    NoteOwnChange();
     KZ_TRACE(kRule);
     KZ_TRACE(" CKZStatGenMeasurement::SetValues ");
     m_totals = {minimum, maximum, static_cast<double>(count), sum, sumSqr};

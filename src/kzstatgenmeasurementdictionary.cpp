@@ -5,6 +5,7 @@
 #include <iostream>
 #include <optional>
 
+#include "kzstatgendistributions.h"
 #include "kzstatgenentry.h"
 #include "kzstatgenstore.h"
 #include "kzstatisticsgenerator.h"
@@ -80,6 +81,10 @@ bool CKZStatGenMeasurementDictionary::RefusesValues() const {
 }
 
 int CKZStatGenMeasurementDictionary::AddLast(const char* name, double value, PointType type) {
+    // As a client does: the slice may be closed between the test of its flag and the caching, and
+    // clients of the lane write to the same distributions.
+    std::optional<RyPWordLock::LockGuard> lane;
+    if (m_lane != nullptr) lane.emplace(*m_lane);
     return Store::AddLast(*this, Store::Name(name), value, type);
 }
 
@@ -107,6 +112,18 @@ int CKZStatGenMeasurementDictionary::FlushFullCache() {
     }
 }
 
+/// Whether the distributions of its lane may belong to another slice by now. The pack thread
+/// flushes then, which has passed the lane since.
+bool CKZStatGenMeasurementDictionary::LeavesFlushToPackThread() const {
+    return RefusesValues() && m_slice->Collects();
+}
+
+/// Where the values that are flushed under the lane go, too; null where no distributions are
+/// collected. Throws std::bad_alloc.
+CKZStatGenDistributionTable* CKZStatGenMeasurementDictionary::FindTable() const {
+    return m_slice == nullptr ? nullptr : m_slice->FindTable(*m_lane);
+}
+
 bool CKZStatGenMeasurementDictionary::HasNothingToFlush() const {
     KZ_TRACE("In FlushStatsCache");
     // Whoever emptied the cache has aggregated its values before.
@@ -121,28 +138,34 @@ int CKZStatGenMeasurementDictionary::FlushStatsCache() {
     std::optional<RyPWordLock::LockGuard> lane;
     if (m_lane != nullptr) lane.emplace(*m_lane);
     const Lock::LockGuard guard(*m_lock);
-    Store::Flush(*this);
+    Store::Flush(*this, nullptr);
     return 1;
 }
 
-int CKZStatGenMeasurementDictionary::FlushWhileNobodyReports() {
+int CKZStatGenMeasurementDictionary::FlushWhileNobodyReports(
+    CKZStatGenDistributionTable* packThreads) {
     if (HasNothingToFlush()) return 1;
     const Lock::LockGuard guard(*m_lock);
-    Store::Flush(*this);
+    Store::Flush(*this, packThreads);
     return 1;
 }
 
-CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(std::string_view name,
-                                                                     unsigned hash,
-                                                                     PointType type) {
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::FindOrCreate(
+    std::string_view name, unsigned hash, PointType type,
+    CKZStatGenDistributionTable* distributions) {
     NoteChange();
     CKZStatGenMeasurement* const known = Find(name, hash);
-    return known != nullptr ? known : Create(name, hash, type);
+    if (known != nullptr) return known;
+    return Create(name, hash, type,
+                  distributions != nullptr ? distributions->NumberOf(name, type)
+                                           : CKZStatGenMeasurement::kNoDistribution);
 }
 
-CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(std::string_view name, unsigned hash,
-                                                               PointType type) {
+CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(
+    std::string_view name, unsigned hash, PointType type,
+    CKZStatGenMeasurement::DistributionNumber number) {
     const CKZStatGenEntry made = CKZStatGenEntry::Make(m_arena, name, type);
+    static_cast<CKZStatGenMeasurement*>(made.measurement)->m_distribution = number;
     InsertNew(made.name, made.measurement, hash);
     m_namesMade.store(entries(), std::memory_order_relaxed);
     m_bytesMade.store(m_arena.Used(), std::memory_order_relaxed);
@@ -184,7 +207,7 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
     if (RefusesValues()) return;
     const Lock::LockGuard guard(*m_lock);
     CKZStatGenMeasurement* const measurement =
-        FindOrCreate(TextOf(name), RyPTextHash::Of(TextOf(name)), type);
+        FindOrCreate(TextOf(name), RyPTextHash::Of(TextOf(name)), type, nullptr);
     KZ_TRACE(" ----------------- ");
     KZ_TRACE(" CKZStatGenMeasurementDictionary::SetValues ");
     // The squares of the sums stand in for the sums of squares: consumers rely on it.
@@ -204,6 +227,7 @@ void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDicti
     const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, *source);
     const bool isTracing = KzIsTracing();
     for (const auto& [target, added] : additions) {
+        target->TakeMarks(*added);
         if (isTracing)
             target->AddAggregates(added->m_totals, added->m_lasts);
         else

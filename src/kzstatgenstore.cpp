@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kzstatgendistributions.h"
 #include "kzstatgenentry.h"
 #include "kzstatlog.h"
 #include "ryp/texthash.h"
@@ -42,10 +43,15 @@ inline void Dictionary::Store::PrefetchForBurst(const Dictionary& dictionary) co
     __builtin_prefetch(dictionary.m_lock.get(), 1);
 }
 
-void Dictionary::Store::Flush(Dictionary& dictionary) {
+void Dictionary::Store::Flush(Dictionary& dictionary, CKZStatGenDistributionTable* distributions) {
     Store& store = dictionary.GetStore();
     CKZStatGenStatsCache& cache = store.m_statsCache;
     const int count = cache.Count();
+    if (count == 0) return;
+    if (distributions == nullptr) {
+        if (dictionary.LeavesFlushToPackThread()) return;
+        distributions = dictionary.FindTable();
+    }
     store.FetchRest(dictionary, count);
     dictionary.NoteChange();
     const bool isTracing = KzIsTracing();
@@ -53,7 +59,10 @@ void Dictionary::Store::Flush(Dictionary& dictionary) {
     try {
         for (CKZStatGenStatsCache::Reader next(cache); flushed < count; ++flushed) {
             const CKZStatGenStatsCache::Value cached = next();
-            CKZStatGenMeasurement* const measurement = MeasurementFor(dictionary, cached);
+            CKZStatGenMeasurement* const measurement =
+                MeasurementFor(dictionary, cached, distributions);
+            // First, since it may run out of memory.
+            if (distributions != nullptr) Collect(cached, *measurement, *distributions);
             measurement->TakeValue(cached.value);
             if (isTracing) TraceAdding(cached, *measurement);
         }
@@ -66,13 +75,23 @@ void Dictionary::Store::Flush(Dictionary& dictionary) {
 
 /// The measurement of a cached value, which is expected at that position.
 inline CKZStatGenMeasurement* Dictionary::Store::MeasurementFor(
-    Dictionary& dictionary, const CKZStatGenStatsCache::Value& cached) {
+    Dictionary& dictionary, const CKZStatGenStatsCache::Value& cached,
+    CKZStatGenDistributionTable* distributions) {
     const std::vector<Entry>& entries = dictionary.Entries();
     if (cached.expected < entries.size() && !dictionary.MayHoldOthers()) {
         auto* const made = static_cast<CKZStatGenArenaMeasurement*>(entries[cached.expected].value);
         if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
     }
-    return dictionary.FindOrCreate(cached.name.text, cached.name.hash, cached.type);
+    return dictionary.FindOrCreate(cached.name.text, cached.name.hash, cached.type, distributions);
+}
+
+inline void Dictionary::Store::Collect(const CKZStatGenStatsCache::Value& cached,
+                                       const CKZStatGenMeasurement& measurement,
+                                       CKZStatGenDistributionTable& distributions) {
+    const CKZStatGenMeasurement::DistributionNumber number = measurement.m_distribution;
+    if (number >= CKZStatGenMeasurement::kRefusedDistribution) return;
+    distributions.Add(number, cached.value);
+    if (cached.type != measurement.m_type) distributions.NoteOtherType(number);
 }
 
 /// Fetches what a flush will read while values still come in: the names of a client have mostly

@@ -33,8 +33,10 @@ public:
     /// `AddLast` for one who holds no lock that would allow to look a name up before the flush.
     static int AddLast(Dictionary& dictionary, const Name& name, double value, PointType type);
 
-    /// Values that could not be aggregated because memory ran out stay cached.
-    static void Flush(Dictionary& dictionary) RYP_REQUIRES(*dictionary.m_lock);
+    /// Values that could not be aggregated because memory ran out stay cached. They go into
+    /// `distributions`, too, or, if that is null, into those of slice and lane.
+    static void Flush(Dictionary& dictionary, CKZStatGenDistributionTable* distributions)
+        RYP_REQUIRES(*dictionary.m_lock);
 
     /// The measurements of `target` into which those of `source` are to be added, made where there
     /// are none. Takes no lock of `target`, which belongs to the thread that merges. Throws
@@ -69,8 +71,12 @@ private:
     void FetchEntry(const Dictionary& dictionary, int position);
     void FetchMeasurement(const Dictionary& dictionary, int position);
     static CKZStatGenMeasurement* MeasurementFor(Dictionary& dictionary,
-                                                 const CKZStatGenStatsCache::Value& cached)
+                                                 const CKZStatGenStatsCache::Value& cached,
+                                                 CKZStatGenDistributionTable* distributions)
         RYP_REQUIRES(*dictionary.m_lock);
+    static void Collect(const CKZStatGenStatsCache::Value& cached,
+                        const CKZStatGenMeasurement& measurement,
+                        CKZStatGenDistributionTable& distributions);
     static Index FindOrCreate(Dictionary& dictionary, const Entry& added, Index expected)
         RYP_REQUIRES(*dictionary.m_lock);
     static void PrefetchPair(const Dictionary& dictionary, std::size_t position);

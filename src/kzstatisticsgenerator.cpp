@@ -8,6 +8,7 @@
 #include <limits>
 #include <utility>
 
+#include "kzstatgendistributions.h"
 #include "kzstatgenstore.h"
 #include "kzstatlog.h"
 #include "kzstatmessage.h"
@@ -147,6 +148,44 @@ void CKZStatGenSlice::Shelve(CKZStatGenMeasurementDictionary& dictionary, int cl
 void CKZStatGenSlice::NoteLeft(const CKZStatGenLane& lane) {
     Shelf& shelf = ShelfOf(lane);
     shelf.held.store(shelf.held.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+}
+
+/// Null where no distributions are collected. The caller holds the lane. Throws std::bad_alloc.
+CKZStatGenDistributionTable* CKZStatGenSlice::FindTable(const CKZStatGenLane& lane) {
+    if (!Collects() || m_shelves.empty()) return nullptr;
+    Shelf& shelf = ShelfOf(lane);
+    if (shelf.distributions == nullptr)
+        shelf.distributions =
+            m_main->m_distributions->TakeTable(m_main->m_clientsLock->PositionOf(lane));
+    return shelf.distributions.get();
+}
+
+bool CKZStatGenSlice::Collects() const {
+    return m_main != nullptr && m_main->m_distributions != nullptr;
+}
+
+/// The same for what the pack thread flushes without a lane.
+CKZStatGenDistributionTable* CKZStatGenSlice::FindPackThreadsTable() {
+    if (!Collects()) return nullptr;
+    if (m_packThreadsDistributions == nullptr)
+        m_packThreadsDistributions = m_main->m_distributions->TakeOwnTable();
+    return m_packThreadsDistributions.get();
+}
+
+/// After the fold of this slice, which has ended all flushes of its dictionaries: no lane is
+/// needed. If memory runs out, the next call goes on where this one ended.
+void CKZStatGenSlice::JoinDistributions(CKZStatGenDistributions& distributions) {
+    distributions.BeginSlice(m_number);
+    for (std::size_t lane = 0; lane < m_shelves.size(); ++lane) {
+        if (m_shelves[lane].distributions == nullptr) continue;
+        distributions.Join(*m_shelves[lane].distributions);
+        distributions.GiveBack(std::move(m_shelves[lane].distributions), lane);
+    }
+    if (m_packThreadsDistributions != nullptr) {
+        distributions.Join(*m_packThreadsDistributions);
+        distributions.GiveBackOwn(std::move(m_packThreadsDistributions));
+    }
+    distributions.EndSlice();
 }
 
 /// Puts what is on the shelves into the map. A slice that is not current any more is complete then:
@@ -364,6 +403,7 @@ std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::AddAndMerge(
 bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged) {
     if (m_fold.number != finished.m_number) m_fold = {finished.m_number, 0};
     std::vector<FoldStep> steps = PlanFold(finished);
+    CKZStatGenDistributionTable* const distributions = finished.FindPackThreadsTable();
     const std::vector<Index> heads = ChainByTarget(steps);
     const bool hasValues = std::any_of(
         steps.begin(), steps.end(), [](const FoldStep& step) { return step.source->HasValues(); });
@@ -371,7 +411,7 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
     for (Index target = 0; target < heads.size(); ++target) {
         PrefetchForFold(steps, heads, target);
         for (Index next = heads[target]; next != kNone; next = steps[next].next)
-            if (position++ >= m_fold.dictionaries) AddStep(steps[next]);
+            if (position++ >= m_fold.dictionaries) AddStep(steps[next], distributions);
         if (merged == nullptr || !hasValues) continue;
         merged->AddValuesOfDict(DictionaryOf(Entries()[target].value), AddForDump);
     }
@@ -381,10 +421,10 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
     return hasValues;
 }
 
-void CKZStatGenSlice::AddStep(const FoldStep& step) {
+void CKZStatGenSlice::AddStep(const FoldStep& step, CKZStatGenDistributionTable* distributions) {
     // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane and
     // is not running would hold up the packing.
-    step.source->FlushWhileNobodyReports();
+    step.source->FlushWhileNobodyReports(distributions);
     CKZStatGenMeasurementDictionary& target = *DictionaryOf(Entries()[step.target].value);
     if (target.isEmpty()) target.MakeRoomForNames(step.source->GetSize());
     target.AddValuesOfDict(step.source, AddFromSlice);
@@ -558,6 +598,16 @@ void CKZStatGenMain::Start(double startTime, double sliceLength) {
     m_sliceLength = sliceLength;
     m_sliceEndOffset = sliceLength;
     MakeCurrent(first.release(), std::move(shelves));
+}
+
+void CKZStatGenMain::CollectDistributions(CKZStatDistributionChoice choice) {
+    if (m_currentSlice != nullptr) {
+        KZ_LOG_ERROR("CollectDistributions - the generator was started before");
+        return;
+    }
+    m_distributions = choice.collects == nullptr ? nullptr
+                                                 : std::make_unique<CKZStatGenDistributions>(
+                                                       std::move(choice), m_clientsLock->Count());
 }
 
 CKZStatGenSlice::Shelves CKZStatGenMain::MakeShelves() const {
@@ -797,6 +847,10 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
         merged = m_totalSlice->AddAndMerge(*slice);
         m_packStage = PackStage::Folded;
     }
+    if (m_packStage < PackStage::Joined) {
+        if (m_distributions != nullptr) slice->JoinDistributions(*m_distributions);
+        m_packStage = PackStage::Joined;
+    }
     // The former merged dictionary lives until the hooks have seen the new one.
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
     if (m_packStage < PackStage::DictionariesSent) {
@@ -844,7 +898,8 @@ int CKZStatGenMain::SendText(const CKZStatGenSlice& slice) {
     if (m_packStage < PackStage::ValuesSent) {
         SendSliceValues({{m_name, m_sliceLength, slice.m_id, m_elapsedOfText, slice.m_time},
                          text,
-                         *m_totalDictionary});
+                         *m_totalDictionary,
+                         m_distributions.get()});
         m_packStage = PackStage::ValuesSent;
     }
     if (m_lastsMayBeSet || m_totalSlice->HasChanged()) ResetLasts();
@@ -861,6 +916,13 @@ void CKZStatGenMain::CallDictionaryHooks(double sliceEndTime) {
 void CKZStatGenMain::RenderRecords() {
     m_recordsAreCurrent = false;
     m_totalDictionary->DumpDict(m_records);
+    if (m_distributions != nullptr)
+        m_distributions->Compare([this](auto compare) {
+            m_totalDictionary->ForEachMeasurement(
+                [&](std::string_view, const CKZStatGenMeasurement& measurement) {
+                    compare(measurement);
+                });
+        });
     m_recordsAreCurrent = true;
 }
 

@@ -63,8 +63,9 @@ CKZStatRunListener::~CKZStatRunListener() = default;
 
 // --------------------------------------------------------------------------------- CKZStatRun
 
-CKZStatRun::CKZStatRun(const char* name, double sliceLength)
-    : m_state(CKZStatRunState::Start(name, sliceLength)) {}
+CKZStatRun::CKZStatRun(const char* name, double sliceLength,
+                       const CKZStatDistributionChoice& distributions)
+    : m_state(CKZStatRunState::Start(name, sliceLength, distributions)) {}
 
 CKZStatRun::~CKZStatRun() {
     m_state->FinishUnasked();

@@ -63,13 +63,15 @@ double CKZStatRunGenerator::EndOf(const CKZStatGenClient& client) {
 
 // ---------------------------------------------------------------------------- CKZStatRunState
 
-std::shared_ptr<CKZStatRunState> CKZStatRunState::Start(const char* name, double sliceLength) {
-    auto state = std::make_shared<CKZStatRunState>(name, sliceLength);
+std::shared_ptr<CKZStatRunState> CKZStatRunState::Start(
+    const char* name, double sliceLength, const CKZStatDistributionChoice& distributions) {
+    auto state = std::make_shared<CKZStatRunState>(name, sliceLength, distributions);
     state->StartLoops();
     return state;
 }
 
-CKZStatRunState::CKZStatRunState(const char* name, double sliceLength)
+CKZStatRunState::CKZStatRunState(const char* name, double sliceLength,
+                                 const CKZStatDistributionChoice& distributions)
     : m_name(Leading(name)),
       m_sliceLength(sliceLength),
       m_startTime(RyPSysTime()),
@@ -78,6 +80,7 @@ CKZStatRunState::CKZStatRunState(const char* name, double sliceLength)
       m_reporters("reporter") {
     if (name != nullptr && !CanStandInMessage(name))
         AddComplaint("the name of the run was cut: it holds the byte 0x01");
+    m_generator.CollectDistributions(distributions);
     m_generator.Start(m_startTime, sliceLength);
 }
 

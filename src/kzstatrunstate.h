@@ -59,8 +59,10 @@ private:
 /// the log is called.
 class CKZStatRunState : public std::enable_shared_from_this<CKZStatRunState> {
 public:
-    static std::shared_ptr<CKZStatRunState> Start(const char* name, double sliceLength);
-    CKZStatRunState(const char* name, double sliceLength);
+    static std::shared_ptr<CKZStatRunState> Start(const char* name, double sliceLength,
+                                                  const CKZStatDistributionChoice& distributions);
+    CKZStatRunState(const char* name, double sliceLength,
+                    const CKZStatDistributionChoice& distributions);
     ~CKZStatRunState();
     CKZStatRunState(const CKZStatRunState&) = delete;
     CKZStatRunState& operator=(const CKZStatRunState&) = delete;

@@ -2,16 +2,26 @@
 
 #include <utility>
 
+#include "kzstatgendistributions.h"
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatmessage.h"
 
 CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
-                                       const CKZStatGenMeasurementDictionary& merged)
-    : m_facts(std::move(facts)), m_message(message), m_merged(&merged), m_given(nullptr) {}
+                                       const CKZStatGenMeasurementDictionary& merged,
+                                       const CKZStatGenDistributions* distributions)
+    : m_facts(std::move(facts)),
+      m_message(message),
+      m_distributions(distributions),
+      m_merged(&merged),
+      m_given(nullptr) {}
 
 CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                                        const std::vector<CKZStatMessageRecord>& records)
-    : m_facts(std::move(facts)), m_message(message), m_merged(nullptr), m_given(&records) {}
+    : m_facts(std::move(facts)),
+      m_message(message),
+      m_distributions(nullptr),
+      m_merged(nullptr),
+      m_given(&records) {}
 
 CKZStatSliceValues::~CKZStatSliceValues() = default;
 
@@ -26,8 +36,11 @@ void CKZStatSliceValues::ListRecords() const {
         m_records.reserve(m_merged->entries());
         m_merged->ForEachMeasurement(
             [this](std::string_view name, const CKZStatGenMeasurement& measurement) {
-                m_records.push_back(
-                    {name, measurement.GetType(), measurement.GetTotals(), measurement.GetLasts()});
+                const bool has = m_distributions != nullptr;
+                m_records.push_back({name, measurement.GetType(), measurement.GetTotals(),
+                                     measurement.GetLasts(),
+                                     has ? m_distributions->TotalsOf(measurement) : nullptr,
+                                     has ? m_distributions->LastsOf(measurement) : nullptr});
             });
     } else {
         m_records.reserve(m_given->size());
