@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "demoserver.h"
+#include "files/filechecks.h"
 #include "kzjournalerror.h"
 #include "loadrun.h"
 #include "messagefile.h"
@@ -58,12 +59,22 @@ private:
     Terminal& m_terminal;
 };
 
+/// Before anything is written.
+void CheckFiles(const Options& options) {
+    if (options.journalFile.empty()) return;
+    kzfiles::RefuseUnlessFile(options.journalFile);
+    if (!options.messagesFile.empty())
+        kzfiles::RefuseToOverwrite({options.journalFile}, options.messagesFile);
+    kzfiles::RefuseToOverwriteByStandardOutput({options.journalFile});
+}
+
 int Run(const Options& options) {
     kzterminal::IgnoreBrokenPipes();
     kzterminal::CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);
+    CheckFiles(options);
     MessageFile messages;
     if (!options.messagesFile.empty()) terminal.Complain(messages.Open(options.messagesFile));
 

@@ -354,6 +354,23 @@ class Journal(RunTest):
                                          " choose another path")
         self.assertEqual(before, self.query("SELECT run_id FROM runs WHERE number = 0"))
 
+    def test_a_pipe_is_no_journal(self):
+        os.mkfifo(self.path)
+        result = runs.run("--duration", 1000, journal=self.path)
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, f"cannot use {self.path} as a journal: it is a pipe")
+
+    def test_messages_do_not_go_into_the_journal(self):
+        os.symlink("run.kzj", os.path.join(self.folder, "link"))
+        for name in ("run.kzj", "link", "../" + os.path.basename(self.folder) + "/run.kzj",
+                     "run.kzj-wal"):
+            with self.subTest(name):
+                path = os.path.join(self.folder, name)
+                result = runs.run("--duration", 1000, "--messages", path, journal=self.path)
+                self.assertEqual((1, ""), (result.status, result.out))
+                self.assert_one_line(result.err, f"cannot write {path}: it belongs to the journal")
+                self.assertEqual(["link"], os.listdir(self.folder))
+
     def test_a_journal_that_cannot_grow(self):
         limit = 200000
 

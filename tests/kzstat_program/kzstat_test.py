@@ -7,6 +7,7 @@ import io
 import json
 import os
 import re
+import resource
 import shutil
 import signal
 import sqlite3
@@ -361,7 +362,7 @@ class Merge(JournalTest):
     def test_a_run_is_not_overwritten(self):
         one = self.make_run("one.kzj")
         two = self.make_run("two.kzj")
-        self.assert_fails(run("merge", one, two, "-o", two), "it is in use already")
+        self.assert_fails(run("merge", one, two, "-o", two), "it belongs to the journal")
         self.assertEqual(0, run("check", two).status)
 
     def test_what_does_not_fit_together(self):
@@ -523,6 +524,98 @@ class Usage(JournalTest):
         self.assertEqual(2, result.status)
         self.assertEqual("kzstat: cannot write to standard output: No space left on device\n",
                          result.err)
+
+
+class Files(JournalTest):
+    """What is written is none of what is read, and comes as a whole."""
+
+    def content(self, path):
+        with open(path, "rb") as file:
+            return file.read()
+
+    def test_a_page_does_not_go_over_the_run(self):
+        self.make_run()
+        before = self.content(self.run_path)
+        os.symlink("run.kzj", self.path("link"))
+        os.link(self.run_path, self.path("name"))
+        for page in ("run.kzj", "link", "name", "./../" + os.path.basename(self.folder) +
+                     "/run.kzj", "run.kzj-wal", "run.kzj-shm", "run.kzj-journal"):
+            with self.subTest(page):
+                self.assert_fails(run("report", self.run_path, "-o", self.path(page)),
+                                  f"cannot write {self.path(page)}: it belongs to the journal")
+        self.assertEqual(before, self.content(self.run_path))
+        self.assertEqual({"run.kzj", "link", "name"}, set(os.listdir(self.folder)))
+
+    def test_standard_output_does_not_go_over_the_run(self):
+        self.make_run()
+        before = self.content(self.run_path)
+        for command in (("export", "--format", "csv"), ("show",), ("report", "-o", "-"),
+                        ("check",)):
+            with self.subTest(command), open(self.run_path, "ab") as file:
+                self.assert_fails(run(*command, self.run_path, capture_output=False, stdout=file,
+                                      stderr=subprocess.PIPE),
+                                  "cannot write to standard output: it belongs to the journal")
+        self.assertEqual(before, self.content(self.run_path))
+
+    def test_a_page_replaces_the_former_one_as_a_whole(self):
+        self.make_run()
+        page = self.path("page.html")
+        with open(page, "w") as file:
+            file.write("former")
+        os.chmod(page, 0o640)
+        os.symlink("page.html", self.path("link"))
+        former = os.open(page, os.O_RDONLY)
+        self.addCleanup(os.close, former)
+        self.assertEqual(0, run("report", self.run_path, "-o", self.path("link")).status)
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertTrue(self.content(page).startswith(b"<!doctype html>"))
+        self.assertEqual(0o640, os.stat(page).st_mode & 0o7777)
+        self.assertEqual(b"former", os.read(former, 100))
+        self.assertEqual({"run.kzj", "page.html", "link"}, set(os.listdir(self.folder)))
+
+    def test_a_page_that_cannot_be_written_leaves_the_former_one(self):
+        self.make_run()
+        page = self.path("page.html")
+        with open(page, "w") as file:
+            file.write("former")
+
+        def limit_size():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+
+        self.assert_fails(run("report", self.run_path, "-o", page, preexec_fn=limit_size,
+                              restore_signals=False), f"cannot write {page}: File too large")
+        self.assertEqual(b"former", self.content(page))
+        self.assertEqual({"run.kzj", "page.html"}, set(os.listdir(self.folder)))
+
+    def test_a_page_goes_into_pipes_and_streams(self):
+        self.make_run()
+        with open(self.path("page.html"), "wb") as file:
+            file.write(b"before\n")
+            file.flush()
+            result = run("report", self.run_path, "-o", "/dev/stdout", capture_output=False,
+                         stdout=file, stderr=subprocess.PIPE)
+            self.assertEqual(0, result.status, result.err)
+            file.seek(0, os.SEEK_END)
+            file.write(b"after\n")
+        content = self.content(self.path("page.html"))
+        self.assertTrue(content.startswith(b"before\n<!doctype html>"))
+        self.assertTrue(content.endswith(b"after\n"))
+        os.mkfifo(self.path("pipe"))
+        with subprocess.Popen(["cat", self.path("pipe")], stdout=subprocess.PIPE) as cat:
+            run("report", self.run_path, "-o", self.path("pipe"))
+            self.assertTrue(cat.stdout.read().startswith(b"<!doctype html>"))
+
+    def test_a_pipe_is_no_journal(self):
+        pipe = self.path("pipe")
+        os.mkfifo(pipe)
+        other = self.make_run()
+        for command in (("show",), ("show", "--follow"), ("check",), ("export", "--format", "csv"),
+                        ("report", "-o", self.path("page")), ("serve", "--port", "0"),
+                        ("compare", other), ("merge", other, "-o", self.path("merged"))):
+            with self.subTest(command):
+                self.assert_fails(run(*command, pipe),
+                                  f"cannot use {pipe} as a journal: it is a pipe")
 
 
 class Colours(JournalTest):

@@ -72,6 +72,7 @@ std::string CheckRun(const std::string& path) {
 }
 
 ExitStatus Check(const std::string& path, Output& output) {
+    CheckJournals({path});
     try {
         output.WriteLine(CheckRun(path));
         return kDone;

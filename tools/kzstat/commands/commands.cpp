@@ -1,5 +1,7 @@
 #include "commands/commands.h"
 
+#include "files/filechecks.h"
+
 namespace kzstatprogram {
 
 void DeclareCommands(CommandLine& line) {
@@ -15,6 +17,11 @@ void DeclareCommands(CommandLine& line) {
 void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description) {
     command.Add(name, path, description).Required().ValueName("FILE");
+}
+
+void CheckJournals(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) kzfiles::RefuseUnlessFile(path);
+    kzfiles::RefuseToOverwriteByStandardOutput(paths);
 }
 
 }  // namespace kzstatprogram

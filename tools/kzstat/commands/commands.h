@@ -2,6 +2,7 @@
 #define KZSTATPROGRAM_COMMANDS_H
 
 #include <string>
+#include <vector>
 
 #include "commands/commandline.h"
 
@@ -22,6 +23,10 @@ void DeclareShow(CommandLine& line);
 /// Declares an argument of `command` that must be there: the journal of a run.
 void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description = "The journal of the run");
+
+/// Refuses journals that are no files, and a standard output that goes into one of them. Called
+/// before any of them is opened. Throws kzjournal::Error.
+void CheckJournals(const std::vector<std::string>& paths);
 
 }  // namespace kzstatprogram
 

@@ -16,6 +16,7 @@ struct ExportOptions {
 };
 
 ExitStatus Export(const ExportOptions& options, Output& output) {
+    CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
     const auto format = MakeExportFormat(options.format, journal.Facts());
     output.Write(format->Begin());

@@ -71,6 +71,7 @@ private:
 };
 
 ExitStatus Merge(const MergeOptions& options, Output& output) {
+    CheckJournals(options.journals);
     const std::vector<MergeInput> inputs = MergeInputsOf(options.journals);
     PartTeller teller(inputs, options.journals, output);
     MergeInto(options.merged, inputs, [&](const MergedSlice& slice) { teller.Take(slice); });

@@ -18,6 +18,7 @@ struct ServeOptions {
 };
 
 ExitStatus Serve(const ServeOptions& options, Output& output) {
+    CheckJournals({options.journal});
     kzterminal::CatchStopSignals();
     const PageServer server(options.journal, options.address, options.port);
     output.WriteLine("serving " + options.journal + " at " + server.Url() + " until interrupted");

@@ -91,6 +91,7 @@ void FollowInLines(kzjournal::Reader& journal, Output& output) {
 }
 
 ExitStatus Show(const ShowOptions& options, Output& output) {
+    CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
     if (options.follows) {
         kzterminal::CatchStopSignals();

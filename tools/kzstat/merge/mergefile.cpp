@@ -4,9 +4,11 @@
 #include <filesystem>
 #include <map>
 
+#include "files/filechecks.h"
+#include "files/fileplace.h"
+#include "files/newfile.h"
 #include "kzjournalbulkwriter.h"
 #include "kzjournalreader.h"
-#include "merge/newfile.h"
 
 namespace kzstatprogram {
 namespace {
@@ -29,6 +31,23 @@ std::map<std::string, long long> SlicesKeptIn(const std::string& path) {
     }
 }
 
+std::vector<std::string> PathsOf(const std::vector<MergeInput>& inputs) {
+    std::vector<std::string> paths;
+    for (const MergeInput& input : inputs) paths.push_back(input.path);
+    return paths;
+}
+
+/// A companion that another journal left behind under the name would be read into this one.
+void RefuseAPartOfAnotherRun(const std::string& path) {
+    for (const char* const suffix : {"-wal", "-journal"}) {
+        std::error_code error;
+        const std::string companion = kzfiles::BehindLinks(path) + suffix;
+        const auto bytes = std::filesystem::file_size(companion, error);
+        if (!error && bytes > 0)
+            Refuse(path, companion + " holds a part of another run; move it away");
+    }
+}
+
 /// Whether the merge replaces the file at `path`: an empty one, or a merged run all of whose runs
 /// are merged again. Throws where another file stands there.
 bool Replaces(const std::string& path, const std::vector<MergeInput>& inputs) {
@@ -38,9 +57,6 @@ bool Replaces(const std::string& path, const std::vector<MergeInput>& inputs) {
     if (!std::filesystem::exists(status)) return false;
     if (!std::filesystem::is_regular_file(status)) Refuse(path, kInUse);
     if (std::filesystem::file_size(path, error) == 0) return true;
-    for (const MergeInput& input : inputs)
-        if (std::filesystem::equivalent(path, input.path, error)) Refuse(path, kInUse);
-
     std::map<std::string, long long> kept = SlicesKeptIn(path);
     if (kept.empty()) Refuse(path, kInUse);
     for (const MergeInput& input : inputs) {
@@ -105,7 +121,12 @@ void Write(const std::vector<MergeInput>& inputs, const std::string& path,
 
 void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
                const std::function<void(const MergedSlice&)>& visit) {
-    NewFile file(path, Replaces(path, inputs));
+    kzfiles::RefuseToOverwrite(PathsOf(inputs), path);
+    RefuseAPartOfAnotherRun(path);
+    using kzfiles::NewFile;
+    NewFile file(path,
+                 Replaces(path, inputs) ? NewFile::Existing::Replace : NewFile::Existing::Keep,
+                 NewFile::Readers::Owner);
     Write(inputs, file.TemporaryPath(), visit);
     file.Rename();
 }

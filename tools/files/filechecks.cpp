@@ -1,0 +1,50 @@
+#include "files/filechecks.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "files/fileplace.h"
+#include "kzjournalerror.h"
+
+namespace kzfiles {
+namespace {
+
+constexpr const char* kJournalAndCompanions[] = {"", "-wal", "-shm", "-journal"};
+
+/// Of which journal the file is a part; no value if of none.
+std::optional<std::string> JournalAt(const FilePlace& place,
+                                     const std::vector<std::string>& journals) {
+    for (const std::string& journal : journals)
+        for (const char* const suffix : kJournalAndCompanions)
+            // Companions stand beside the file, not beside a link to it.
+            if (PlaceOf(BehindLinks(journal) + suffix) == place) return journal;
+    return std::nullopt;
+}
+
+void Refuse(const std::optional<FilePlace>& place, const std::vector<std::string>& journals,
+            const std::string& output) {
+    const std::optional<std::string> journal = place ? JournalAt(*place, journals) : std::nullopt;
+    if (journal)
+        throw kzjournal::Error("cannot write " + output + ": it belongs to the journal " +
+                               *journal);
+}
+
+}  // namespace
+
+void RefuseUnlessFile(const std::string& path) {
+    struct stat facts = {};
+    // A folder is refused by whoever opens it.
+    if (stat(path.c_str(), &facts) != 0 || S_ISREG(facts.st_mode) || S_ISDIR(facts.st_mode)) return;
+    throw kzjournal::Error("cannot use " + path + " as a journal: it is " +
+                           (S_ISFIFO(facts.st_mode) ? "a pipe" : "not a file"));
+}
+
+void RefuseToOverwrite(const std::vector<std::string>& journals, const std::string& output) {
+    Refuse(PlaceOf(output), journals, output);
+}
+
+void RefuseToOverwriteByStandardOutput(const std::vector<std::string>& journals) {
+    Refuse(PlaceOf(STDOUT_FILENO), journals, "to standard output");
+}
+
+}  // namespace kzfiles
