@@ -2,6 +2,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <SQLiteCpp/VariadicBind.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <set>
@@ -108,6 +109,11 @@ struct Reader::State {
         }
     }
 
+    /// A log that is missing when the file is opened is made anew.
+    bool HasLog() const {
+        struct stat log = {};
+        return stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+    }
     SQLite::Statement QueryOfRange(const char* sql, const TimeRange& range);
     long long NumberOfTheRun(const char* column);
     std::vector<int> IdsIn(const TimeRange& range);
@@ -227,6 +233,26 @@ long long Reader::LostSlices() {
 
 long long Reader::ExpectedSlices() {
     return m_state->NumberOfTheRun("expected_slices");
+}
+
+Completeness Reader::GetCompleteness() {
+    return m_state->Guarded([&] {
+        // One statement, hence one moment.
+        SQLite::Statement query(m_state->database,
+                                "SELECT end_time IS NOT NULL, expected_slices, lost_slices,"
+                                " (SELECT count(*) FROM slices WHERE run_number = number)"
+                                " FROM runs WHERE number = ?");
+        query.bind(1, m_state->run);
+        query.executeStep();
+        const bool hasEnded = query.getColumn(0).getInt() != 0;
+        const long long slices = query.getColumn(3).getInt64();
+        const long long expected = std::max<long long>(query.getColumn(1).getInt64(),
+                                                       slices + query.getColumn(2).getInt64());
+        Completeness::State state = Completeness::NotEnded;
+        if (hasEnded) state = expected > slices ? Completeness::Lacking : Completeness::Whole;
+        const bool lacksLog = !hasEnded && !m_state->HasLog();
+        return Completeness{state, slices, expected, lacksLog};
+    });
 }
 
 std::vector<Source> Reader::Sources() {
