@@ -15,6 +15,7 @@
 #include "simulatedclient.h"
 #include "terminal.h"
 #include "terminal/stopsignal.h"
+#include "terminal/terminaltext.h"
 
 namespace kzload {
 namespace {
@@ -97,7 +98,7 @@ int main(int argc, char** argv) {
         const auto options = kzload::ReadOptions(argc, argv, exitStatus);
         return options ? kzload::Run(*options) : exitStatus;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kzload: %s\n", error.what());
+        std::fprintf(stderr, "kzload: %s\n", kzterminal::Printable(error.what()).c_str());
         return kzload::kFailed;
     }
 }

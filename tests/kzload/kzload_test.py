@@ -390,19 +390,37 @@ class Journal(RunTest):
 
 
 class Signals(RunTest):
-    def stopped_by(self, number):
-        process = runs.start("--duration", 1000, "--slice", 0.3)
+    def stopped_by(self, number, **options):
+        process = runs.start("--duration", 1000, "--slice", 0.3, **options)
         lines = runs.wait_for_row(process)
         process.send_signal(number)
         result = runs.finish(process)
         return result._replace(out="".join(lines) + result.out)
 
     def test_a_stopped_run_is_complete(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(signal=number.name):
                 result = self.stopped_by(number)
                 self.assertEqual((0, ""), (result.status, result.err))
                 self.assert_accounted_for(result.out)
+
+    def test_a_terminal_that_hangs_up_leaves_a_whole_run(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "run.kzj")
+            result = self.stopped_by(signal.SIGHUP, journal=path)
+            self.assert_accounted_for(result.out)
+            with contextlib.closing(sqlite3.connect(path)) as journal:
+                self.assertEqual([(0, 1)], journal.execute(
+                    "SELECT lost_slices, end_time IS NOT NULL FROM runs").fetchall())
+
+    def test_a_hangup_that_is_ignored_from_the_start(self):
+        process = runs.start("--duration", 1, "--slice", 0.2, preexec_fn=lambda: signal.signal(
+            signal.SIGHUP, signal.SIG_IGN))
+        lines = runs.wait_for_row(process)
+        process.send_signal(signal.SIGHUP)
+        result = runs.finish(process)
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertGreaterEqual(len(runs.rows("".join(lines) + result.out)), 5)
 
     def test_the_second_interrupt_ends_the_process(self):
         process = runs.start("--duration", 1000, "--slice", 1000)

@@ -155,7 +155,12 @@ class Show(JournalTest):
 
     def test_names_do_not_steer_the_terminal(self):
         journals.make(self.run_path, [{("a\x1b[31mb", "Counter"): [1]}])
-        self.assertIn("a?[31mb", run("show", self.run_path).out)
+        self.assertIn("a\\x1b[31mb", run("show", self.run_path).out)
+
+    def test_names_do_not_hide_behind_the_direction_of_writing(self):
+        journals.make(self.run_path, [{("a\u202eb\u009bc\udc9bd", "Counter"): [1]}])
+        out = run("show", self.run_path, encoding="utf-8").out
+        self.assertIn("a\\u202eb\\u009bc\\x9bd", out)
 
     def test_names_of_any_characters_align(self):
         names = ("login", "caf\u00e9", "cafe\u0301", "\u65e5\u672c\u8a9e", "bad\udcffbyte")
@@ -166,7 +171,7 @@ class Show(JournalTest):
                              env={**os.environ, "LC_ALL": locale})
                 _, titles, *rows = result.out.splitlines()
                 self.assertEqual(len(names), len(rows))
-                self.assertIn("bad?byte", result.out)
+                self.assertIn("bad\\xffbyte", result.out)
                 for row in rows:
                     self.assertEqual(titles.index("type"),
                                      columns.width_of(row.partition("Counter")[0]), row)
@@ -298,6 +303,14 @@ class Export(JournalTest):
         for line in lines:
             self.assertRegex(line, r"^kzstat,generator=load,host=\S+,run=\w+,name=\S+,type=\w+"
                                    r" slice_id=1i,elapsed=1,\S+ 1700000001000000000$")
+
+    def test_csv_for_spreadsheets(self):
+        journals.make(self.run_path, [{("=HYPERLINK(1)", "Counter"): [1]}])
+        plain = run("export", self.run_path, "--format", "csv").out
+        safe = run("export", self.run_path, "--format", "csv", "--spreadsheet-safe").out
+        self.assertEqual(plain.replace(",=HYPERLINK", ",'=HYPERLINK"), safe)
+        self.assert_fails(run("export", self.run_path, "--format", "json", "--spreadsheet-safe"),
+                          "--spreadsheet-safe")
 
     def test_an_unknown_format(self):
         self.assert_fails(run("export", self.run_path, "--format", "xml"), "--format")

@@ -43,6 +43,14 @@ test('shows markup in a name as text', async (t) => {
   assert.equal(await page.getByRole('heading', {name: NASTY}).count(), 1);
 });
 
+test('shows what would steer the text escaped', async (t) => {
+  const journal = new Journal(t);
+  await journal.slice({'pay\u202etxt\u009b': ['Counter', 1]});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.deepEqual(await page.locator('#table tbody th').allTextContents(), ['pay\\u202etxt\\u009b']);
+});
+
 test('asks for nothing but itself', async (t) => {
   const page = await newPage(t);
   const asked = [];

@@ -43,6 +43,32 @@ TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {
     EXPECT_THAT(Text("csv"), StartsWith("1,0,\"a,\"\"b\"\"\r\nc\",Timer,3,"));
 }
 
+TEST_F(ExportFormats, CsvForSpreadsheetsHoldsNoFormula) {
+    const auto nameIn = [&](const char* text) {
+        name = text;
+        Text("csv");
+        const std::string line = kzstatprogram::MakeSpreadsheetSafeCsv()->RecordText(slice, record);
+        return line.substr(4, line.find(",Timer") - 4);
+    };
+    for (const char* const harmless : {"login.time", "a=b", "1-2", "a b", "\u00e9-x", ""})
+        EXPECT_EQ(harmless, nameIn(harmless));
+    EXPECT_EQ("'=cmd|' /C calc'!A0", nameIn("=cmd|' /C calc'!A0"));
+    EXPECT_EQ("'+1", nameIn("+1"));
+    EXPECT_EQ("'-1", nameIn("-1"));
+    EXPECT_EQ("'@sum(a1)", nameIn("@sum(a1)"));
+    EXPECT_EQ("'\t'=1", nameIn("\t=1"));
+    EXPECT_EQ("\"'\r'=1\"", nameIn("\r=1"));
+    EXPECT_EQ(" '=1", nameIn(" =1"));
+    EXPECT_EQ("'\uff1d1", nameIn("\uff1d1"));
+    EXPECT_EQ("a;'=1", nameIn("a;=1"));
+    EXPECT_EQ("\"a\"\",'=1\"", nameIn("a\",=1"));
+}
+
+TEST_F(ExportFormats, CsvLeavesFormulasAloneUnlessTold) {
+    name = "=1";
+    EXPECT_THAT(Text("csv"), StartsWith("1,0,=1,Timer,"));
+}
+
 TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
     std::istringstream fields(Text("csv"));
     std::vector<double> numbers;

@@ -12,13 +12,18 @@ namespace {
 struct ExportOptions {
     std::string journal;
     std::string format;
+    bool isSpreadsheetSafe = false;
     RangeOptions range;
 };
 
 ExitStatus Export(const ExportOptions& options, Output& output) {
+    if (options.isSpreadsheetSafe && options.format != "csv")
+        throw UsageError("--spreadsheet-safe", "only csv is read by spreadsheets");
     CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
-    const auto format = MakeExportFormat(options.format, journal.Facts());
+    const auto format = options.isSpreadsheetSafe
+                            ? MakeSpreadsheetSafeCsv()
+                            : MakeExportFormat(options.format, journal.Facts());
     output.Write(format->Begin());
     journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
         for (const CKZStatMessageRecord& record : slice.records)
@@ -37,6 +42,8 @@ void DeclareExport(CommandLine& line) {
         .Required()
         .OneOf(ExportFormatNames())
         .ValueName("FORMAT");
+    command.AddFlag("--spreadsheet-safe", options->isSpreadsheetSafe,
+                    "Put a ' in front of names that a spreadsheet would run as formulas; csv only");
     options->range.Declare(command);
     command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
     command.Does([options](Output& output) { return Export(*options, output); });

@@ -5,6 +5,7 @@
 
 #include "commands/commands.h"
 #include "merge/mergefile.h"
+#include "terminal/terminaltext.h"
 
 namespace kzstatprogram {
 namespace {
@@ -44,7 +45,7 @@ public:
                                                    std::to_string(m_last);
         line += ": " + std::to_string(m_sources.size()) + " of " + std::to_string(m_runs);
         for (const std::string& name : Names()) line += " " + name;
-        m_output.WriteLine(line);
+        m_output.WriteLine(kzterminal::Printable(line));
     }
 
 private:

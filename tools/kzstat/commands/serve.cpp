@@ -4,6 +4,7 @@
 #include "commands/commands.h"
 #include "page/pageserver.h"
 #include "terminal/stopsignal.h"
+#include "terminal/terminaltext.h"
 
 namespace kzstatprogram {
 namespace {
@@ -21,7 +22,8 @@ ExitStatus Serve(const ServeOptions& options, Output& output) {
     CheckJournals({options.journal});
     kzterminal::CatchStopSignals();
     const PageServer server(options.journal, options.address, options.port);
-    output.WriteLine("serving " + options.journal + " at " + server.Url() + " until interrupted");
+    output.WriteLine("serving " + kzterminal::Printable(options.journal) + " at " + server.Url() +
+                     " until interrupted");
     output.Flush();
     kzterminal::WaitForStop();
     return kDone;

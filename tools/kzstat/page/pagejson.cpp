@@ -5,7 +5,7 @@
 
 #include "figures/statistics.h"
 #include "page/builtpage.h"
-#include "text/utf8text.h"
+#include "terminal/escapedtext.h"
 
 namespace kzstatprogram {
 namespace {
@@ -27,12 +27,12 @@ Json Number(const std::optional<double>& value) {
 }
 
 Json RunJson(const kzjournal::Run& run) {
-    return {{"id", Utf8Text(run.id)},
-            {"generator", Utf8Text(run.generator)},
+    return {{"id", kzterminal::EscapedText(run.id)},
+            {"generator", kzterminal::EscapedText(run.generator)},
             {"startTime", Number(run.startTime)},
             {"sliceLength", Number(run.sliceLength)},
-            {"host", Utf8Text(run.host)},
-            {"commandLine", Utf8Text(run.commandLine)}};
+            {"host", kzterminal::EscapedText(run.host)},
+            {"commandLine", kzterminal::EscapedText(run.commandLine)}};
 }
 
 /// The runs that have slices of their own.
@@ -84,7 +84,7 @@ Json NameJson(const RunHistory::Entry& entry, double seconds, std::size_t from) 
     const Statistics statistics = StatisticsOf(entry.latest, seconds);
     const Types::PointType type = entry.latest.type;
     const bool flows = !std::isnan(FlowOf(type, {}));
-    return {{"name", Utf8Text(statistics.name)},
+    return {{"name", kzterminal::EscapedText(statistics.name)},
             {"type", Types::GetStringFromEnumType(type)},
             {"unit", statistics.unit},
             {"isLevel", IsLevel(type)},

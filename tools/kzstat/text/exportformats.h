@@ -25,6 +25,10 @@ std::vector<std::string> ExportFormatNames();
 /// REQUIRES: one of the names.
 std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run);
 
+/// "csv" in which no name is a formula: a spreadsheet runs what begins with one of = + - @, so that
+/// names that do get a ' there. Tabs and line ends count as such a beginning.
+std::unique_ptr<ExportFormat> MakeSpreadsheetSafeCsv();
+
 }  // namespace kzstatprogram
 
 #endif
