@@ -13,6 +13,10 @@ constexpr long kAppendBoundMilliseconds = 500;
 constexpr long kCloseBoundMilliseconds = 2000;
 constexpr std::size_t kMaxQueuedBytes = std::size_t{64} << 20;
 
+void AddToLine(std::string& line, const std::string& text) {
+    line += (line.empty() ? "" : "; ") + text;
+}
+
 }  // namespace
 
 std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
@@ -45,7 +49,7 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
     }
 }
 
-std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
+AppendResult Worker::Append(const CKZStatSliceValues& slice) {
     const RWMutexLock::LockGuard guard(m_lock);
     const long long number = ++m_appended;
     const long long failures = m_failures;
@@ -54,7 +58,7 @@ std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
         ++m_settled;
         Lose("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
              ": no memory is left for slices that wait");
-        return TellOnce();
+        return {SliceState::Lost, TellOnce()};
     }
     m_isWorthATry = true;
     m_workCame.NotifyAll();
@@ -69,7 +73,13 @@ std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
     } else if (m_failures == failures) {
         m_wait.Begin("writing " + m_path + " takes longer than 0.5 s; slices wait in memory");
     }
-    return TellOnce();
+    return {StateOf(number), TellOnce()};
+}
+
+/// Of the slice that was queued last: it is settled once all are.
+SliceState Worker::StateOf(long long number) const {
+    if (m_settled < number) return SliceState::Waiting;
+    return m_lastIsLost ? SliceState::Lost : SliceState::OnDisk;
 }
 
 std::optional<Error> Worker::Close(const std::optional<CKZStatRunEnd>& runEnd,
@@ -111,9 +121,10 @@ void Worker::Lose(const std::string& reason) {
 
 /// Each trouble is told when it begins, a loss before what may still end well.
 std::optional<Error> Worker::TellOnce() {
-    if (m_loss.IsUntold()) return m_loss.Tell();
-    if (m_wait.IsUntold()) return m_wait.Tell();
-    return std::nullopt;
+    std::string line;
+    for (Trouble* const trouble : {&m_loss, &m_wait})
+        if (trouble->IsUntold()) AddToLine(line, trouble->Tell());
+    return line.empty() ? std::nullopt : std::optional(Error(line));
 }
 
 void Worker::Run() {
@@ -164,6 +175,7 @@ void Worker::Settle(bool isNew, const std::optional<Refusal>& refusal) {
     ++m_settled;
     m_isStuck = false;
     if (!isNew) ++m_repeated;
+    m_lastIsLost = refusal.has_value();
     if (refusal) Lose(refusal->what());
     m_newsCame.NotifyAll();
 }

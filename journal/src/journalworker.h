@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kzjournalerror.h"
+#include "kzjournalwriter.h"
 #include "kzstatmessage.h"
 #include "kzstatrun.h"
 #include "kzstatslicevalues.h"
@@ -31,7 +32,7 @@ public:
     /// The writing thread: returns once the journal is closed.
     void Run();
 
-    std::optional<Error> Append(const CKZStatSliceValues& slice);
+    AppendResult Append(const CKZStatSliceValues& slice);
     std::optional<Error> Close(const std::optional<CKZStatRunEnd>& runEnd, long long& lostSlices);
 
 private:
@@ -52,9 +53,9 @@ private:
         }
         void End() { m_state = None; }
         bool IsUntold() const { return m_state == Untold; }
-        Error Tell() {
+        const std::string& Tell() {
             m_state = Told;
-            return Error(m_text);
+            return m_text;
         }
         /// What it was about latest, also when it has ended.
         const std::string& Text() const { return m_text; }
@@ -77,6 +78,7 @@ private:
     void Tidy();
     void End();
     void Lose(const std::string& reason) RYP_REQUIRES(m_lock);
+    SliceState StateOf(long long number) const RYP_REQUIRES(m_lock);
     std::optional<Error> TellOnce() RYP_REQUIRES(m_lock);
     std::string LossAtTheEnd(long long lostSlices) const RYP_REQUIRES(m_lock);
 
@@ -94,8 +96,9 @@ private:
     bool m_isClosing RYP_GUARDED_BY(m_lock) = false;
     bool m_isDone RYP_GUARDED_BY(m_lock) = false;
     long long m_appended RYP_GUARDED_BY(m_lock) = 0;
-    long long m_settled RYP_GUARDED_BY(m_lock) = 0;   // written, or refused for good
-    long long m_repeated RYP_GUARDED_BY(m_lock) = 0;  // of those: were in the file already
+    long long m_settled RYP_GUARDED_BY(m_lock) = 0;    // written, or refused for good
+    long long m_repeated RYP_GUARDED_BY(m_lock) = 0;   // of those: were in the file already
+    bool m_lastIsLost RYP_GUARDED_BY(m_lock) = false;  // the slice that was settled last
     long long m_lost RYP_GUARDED_BY(m_lock) = 0;
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
     Trouble m_wait RYP_GUARDED_BY(m_lock);  // slices are in memory only

@@ -92,7 +92,8 @@ TEST_F(Writer, RefusesAFileThatHoldsARun) {
     kzjournal::Writer second;
     EXPECT_EQ("cannot keep a run in " + path + ": it is in use already; choose another path",
               TextOf(second.Open(path, run)));
-    EXPECT_EQ("", TextOf(second.Append(slices.NextSlice({}).View())));
+    EXPECT_EQ("", TextOf(second.Append(slices.NextSlice({}).View()).problem));
+    EXPECT_EQ(kzjournal::SliceState::Lost, second.Append(slices.NextSlice({}).View()).state);
     EXPECT_EQ("", TextOf(second.Close()));
     EXPECT_THAT(SliceIds(), ElementsAre(1));
 }
