@@ -22,6 +22,12 @@ struct Run {
     std::optional<double> loadEnd;
 };
 
+/// What is worth knowing about a moment of a run. Compatible.
+struct Note {
+    double time = 0;  ///< in seconds since 1970-01-01 UTC
+    std::string text;
+};
+
 /// Returns the facts of a run of this process, with a new id. Safe for concurrent use.
 KZJOURNAL_EXPORT Run RunOfThisProcess(const std::string& generator, double startTime,
                                       double sliceLength, const std::string& testName = "");

@@ -21,11 +21,12 @@ protected:
         record.name = name.c_str();
         record.type = CKZStatPointTypeEnum::Timer;
         record.totals = {kThird, 1e300, 3, sum, 5e-324};
-        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record);
+        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record, gap);
     }
 
     std::string name = "login.time";
     double sum = 1e15 / 7;
+    double gap = 0;
     CKZStatMessageRecord record;
     kzjournal::Slice slice{1, 0, 1.7e9, {}, {}};
     kzjournal::Run run{"abc", "my load", 1.7e9, 1, "a,b=c", "my-load", "", {}, {}};
@@ -34,7 +35,7 @@ protected:
 TEST_F(ExportFormats, CsvHasALineOfNames) {
     EXPECT_EQ(
         "slice_id,elapsed,name,type,count,minimum,maximum,average,sum,sum_of_squares,last_count,"
-        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares\r\n",
+        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares,gap_before\r\n",
         kzstatprogram::MakeExportFormat("csv", run)->Begin());
 }
 
@@ -47,7 +48,8 @@ TEST_F(ExportFormats, CsvForSpreadsheetsHoldsNoFormula) {
     const auto nameIn = [&](const char* text) {
         name = text;
         Text("csv");
-        const std::string line = kzstatprogram::MakeSpreadsheetSafeCsv()->RecordText(slice, record);
+        const std::string line =
+            kzstatprogram::MakeSpreadsheetSafeCsv()->RecordText(slice, record, 0);
         return line.substr(4, line.find(",Timer") - 4);
     };
     for (const char* const harmless : {"login.time", "a=b", "1-2", "a b", "\u00e9-x", ""})
@@ -82,7 +84,16 @@ TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
 }
 
 TEST_F(ExportFormats, CsvLeavesOutWhatHasNoValue) {
-    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0\r\n"));
+    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0,0\r\n"));
+}
+
+TEST_F(ExportFormats, EachShowsTheGapBeforeASlice) {
+    EXPECT_EQ(0, nlohmann::json::parse(Text("json"))["gap_before"]);
+    EXPECT_THAT(Text("influx"), testing::Not(HasSubstr("gap_before")));
+    gap = 90;
+    EXPECT_THAT(Text("csv"), testing::EndsWith(",90\r\n"));
+    EXPECT_EQ(90, nlohmann::json::parse(Text("json"))["gap_before"]);
+    EXPECT_THAT(Text("influx"), HasSubstr(",gap_before=90 1700000000"));
 }
 
 TEST_F(ExportFormats, JsonReadsBackToTheSameDoubles) {

@@ -1,6 +1,10 @@
 #include "commands/commands.h"
 
+#include <cstdio>
+
 #include "files/filechecks.h"
+#include "terminal/terminaltext.h"
+#include "text/texts.h"
 
 namespace kzstatprogram {
 
@@ -17,6 +21,14 @@ void DeclareCommands(CommandLine& line) {
 void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description) {
     command.Add(name, path, description).Required().ValueName("FILE");
+}
+
+std::string DescribeJournal(kzjournal::Reader& journal, const std::string& path) {
+    return kzterminal::Printable(path) + ": " + CompletenessText(journal);
+}
+
+void TellOnStandardError(const std::string& line) {
+    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 void CheckJournals(const std::vector<std::string>& paths) {

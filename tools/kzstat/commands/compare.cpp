@@ -87,6 +87,7 @@ ExitStatus Compare(const CompareOptions& options, const std::vector<FailConditio
     CheckJournals({options.before, options.after});
     const auto read = [&](const std::string& path) {
         kzjournal::Reader journal(path);
+        output.WriteLine(DescribeJournal(journal, path));
         return ReadForComparison(journal, options.range.RangeOf(journal));
     };
     const ComparedRun before = read(options.before);

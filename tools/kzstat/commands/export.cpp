@@ -3,6 +3,7 @@
 
 #include "commands/commands.h"
 #include "commands/rangeoptions.h"
+#include "figures/gaps.h"
 #include "kzjournalreader.h"
 #include "text/exportformats.h"
 
@@ -21,14 +22,19 @@ ExitStatus Export(const ExportOptions& options, Output& output) {
         throw UsageError("--spreadsheet-safe", "only csv is read by spreadsheets");
     CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
+    const std::string description = DescribeJournal(journal, options.journal);
     const auto format = options.isSpreadsheetSafe
                             ? MakeSpreadsheetSafeCsv()
                             : MakeExportFormat(options.format, journal.Facts());
     output.Write(format->Begin());
+    Gaps gaps(journal.Facts().sliceLength);
     journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
+        const double gap = gaps.Before(slice);
         for (const CKZStatMessageRecord& record : slice.records)
-            output.Write(format->RecordText(slice, record));
+            output.Write(format->RecordText(slice, record, gap));
     });
+    output.Flush();
+    TellOnStandardError(description);
     return kDone;
 }
 

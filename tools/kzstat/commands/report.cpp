@@ -22,12 +22,15 @@ ExitStatus Report(const ReportOptions& options, Output& output) {
     CheckJournals({options.journal});
     kzfiles::RefuseToOverwrite({options.journal}, options.page);
     kzjournal::Reader journal(options.journal);
+    const std::string description = DescribeJournal(journal, options.journal);
     const RunHistory history(options.journal, options.range.RangeOf(journal));
     const std::string page = PageWith(PageJson(history));
     if (options.page == "-")
         output.Write(page);
     else
         kzfiles::WriteFile(options.page, page);
+    output.Flush();
+    TellOnStandardError(description);
     return kDone;
 }
 

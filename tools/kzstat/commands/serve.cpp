@@ -4,7 +4,6 @@
 #include "commands/commands.h"
 #include "page/pageserver.h"
 #include "terminal/stopsignal.h"
-#include "terminal/terminaltext.h"
 
 namespace kzstatprogram {
 namespace {
@@ -22,8 +21,9 @@ ExitStatus Serve(const ServeOptions& options, Output& output) {
     CheckJournals({options.journal});
     kzterminal::CatchStopSignals();
     const PageServer server(options.journal, options.address, options.port);
-    output.WriteLine("serving " + kzterminal::Printable(options.journal) + " at " + server.Url() +
-                     " until interrupted");
+    kzjournal::Reader journal(options.journal);
+    output.WriteLine("serving " + DescribeJournal(journal, options.journal) + ", at " +
+                     server.Url() + " until interrupted");
     output.Flush();
     kzterminal::WaitForStop();
     return kDone;

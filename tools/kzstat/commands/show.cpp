@@ -44,6 +44,8 @@ std::vector<std::string> LinesOf(kzjournal::Reader& journal, const ShowOptions& 
     if (latest != nullptr)
         for (const Statistics& row : rows) sparklines.push_back(latest->LineOf(row.name));
     std::vector<std::string> lines = TableOf(rows, NameWidth(output), sparklines).Lines();
+    const std::vector<std::string> notes = DescribeNotes(journal);
+    lines.insert(lines.begin(), notes.begin(), notes.end());
     lines.insert(lines.begin(), DescribeRun(journal, range));
     return lines;
 }
@@ -97,6 +99,7 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
         kzterminal::CatchStopSignals();
         if (!output.CanRedraw()) {
             FollowInLines(journal, output);
+            TellOnStandardError(DescribeJournal(journal, options.journal));
             return kDone;
         }
         FollowOnScreen(journal, options, output);

@@ -9,6 +9,7 @@
 #include "files/newfile.h"
 #include "kzjournalbulkwriter.h"
 #include "kzjournalreader.h"
+#include "merge/mergenotes.h"
 
 namespace kzstatprogram {
 namespace {
@@ -94,11 +95,18 @@ void CloseSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& 
                            inputs[i].expectedSlices);
 }
 
+/// What the runs lack that have slices of their own, also where their writers could not say so.
 long long LostSlices(const std::vector<MergeInput>& inputs) {
     long long lost = 0;
     for (const MergeInput& input : inputs)
-        if (!input.isMerged) lost += input.lostSlices;
+        if (!input.isMerged)
+            lost += std::max(input.lostSlices, input.expectedSlices - input.slices);
     return lost;
+}
+
+bool HaveAllEnded(const std::vector<MergeInput>& inputs) {
+    return std::all_of(inputs.begin(), inputs.end(),
+                       [](const MergeInput& input) { return input.endTime.has_value(); });
 }
 
 void Write(const std::vector<MergeInput>& inputs, const std::string& path,
@@ -106,15 +114,18 @@ void Write(const std::vector<MergeInput>& inputs, const std::string& path,
     MergedRun run(inputs);
     kzjournal::BulkWriter writer(path, run.Facts());
     AddSources(inputs, writer);
+    MergeNotes notes(inputs);
     MergedSlice slice;
     while (run.Next(slice)) {
         for (const MergePart& part : slice.parts)
             AppendPart(inputs[static_cast<std::size_t>(part.source) - 1].run, part, writer);
         writer.Append(slice.View(), slice.Sources());
+        for (const kzjournal::Note& note : notes.Take(slice)) writer.AddNote(note);
         visit(slice);
     }
     CloseSources(inputs, writer);
-    writer.Close(std::max(slice.facts.endTime, run.Facts().startTime), LostSlices(inputs));
+    const std::optional<double> end = std::max(slice.facts.endTime, run.Facts().startTime);
+    writer.Close(HaveAllEnded(inputs) ? end : std::nullopt, LostSlices(inputs));
 }
 
 }  // namespace

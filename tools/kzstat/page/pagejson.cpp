@@ -43,6 +43,13 @@ Json SourcesJson(const std::vector<kzjournal::Source>& sources) {
     return all;
 }
 
+Json NotesJson(const std::vector<kzjournal::Note>& notes) {
+    Json all = Json::array();
+    for (const kzjournal::Note& note : notes)
+        all.push_back({{"time", Number(note.time)}, {"text", kzterminal::EscapedText(note.text)}});
+    return all;
+}
+
 Json FiguresJson(const Statistics& s) {
     return {{"count", Number(s.count)},
             {"rate", Number(s.rate)},
@@ -123,6 +130,7 @@ std::string PageJson(const RunHistory& history, std::size_t from) {
                        {"sources", SourcesJson(history.Sources())},
                        {"hasEnded", history.HasEnded()},
                        {"lostSlices", history.LostSlices()},
+                       {"notes", NotesJson(history.Notes())},
                        {"lastSliceId", history.LastSliceId()},
                        {"elapsed", Number(history.Elapsed())},
                        {"slices", history.Slices()},

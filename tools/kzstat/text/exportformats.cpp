@@ -70,16 +70,16 @@ public:
     std::string Begin() const override {
         std::string line = "slice_id,elapsed,name,type";
         for (const Field& field : FieldsOf({})) line.append(",").append(field.name);
-        return line + "\r\n";
+        return line + ",gap_before\r\n";
     }
 
-    std::string RecordText(const kzjournal::Slice& slice,
-                           const CKZStatMessageRecord& record) const override {
+    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+                           double gap) const override {
         std::string line = std::to_string(slice.id) + "," + ExactNumber(slice.elapsed) + "," +
                            Quoted(NameOf(record)) + "," + TypeText(record);
         for (const Field& field : FieldsOf(record))
             line.append(",").append(field.isThere ? ExactNumber(field.value) : "");
-        return line + "\r\n";
+        return line + "," + ExactNumber(gap) + "\r\n";
     }
 
 private:
@@ -101,8 +101,8 @@ private:
 /// An object per line. What JSON has no number for is null; bytes that are no UTF-8 become U+FFFD.
 class JsonLines : public ExportFormat {
 public:
-    std::string RecordText(const kzjournal::Slice& slice,
-                           const CKZStatMessageRecord& record) const override {
+    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+                           double gap) const override {
         nlohmann::ordered_json object{{"slice_id", slice.id},
                                       {"elapsed", slice.elapsed},
                                       {"name", TextOf(record.name)},
@@ -113,6 +113,7 @@ public:
             else
                 object[field.name] = nullptr;
         }
+        object["gap_before"] = gap;
         return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     }
 };
@@ -126,14 +127,15 @@ public:
                     (run.host.empty() ? "" : ",host=" + Escaped(run.host)) +
                     ",run=" + Escaped(run.id)) {}
 
-    std::string RecordText(const kzjournal::Slice& slice,
-                           const CKZStatMessageRecord& record) const override {
+    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+                           double gap) const override {
         std::string line = "kzstat" + m_runTags + ",name=" + Escaped(TextOf(record.name)) +
                            ",type=" + TypeText(record) + " slice_id=" + std::to_string(slice.id) +
                            "i,elapsed=" + ExactNumber(slice.elapsed);
         for (const Field& field : FieldsOf(record))
             if (field.isThere && std::isfinite(field.value))
                 line.append(",").append(field.name).append("=").append(ExactNumber(field.value));
+        if (gap > 0) line += ",gap_before=" + ExactNumber(gap);
         return line + " " + EndOf(slice) + "\n";
     }
 
