@@ -243,7 +243,7 @@ class Follow(JournalTest):
         self.terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--follow"],
                                            environment={"LC_ALL": "C"}, width=140)
         self.addCleanup(self.terminal.close)
-        self.terminal.wait_for(lambda screen: re.search(r"clients +=#######  _=########", screen))
+        self.terminal.wait_for(lambda screen: re.search(r"logins +_{8}  _{10} ", screen))
 
     def test_a_terminal_of_letters(self):
         self.start(environment={"LC_ALL": "C"})
@@ -682,20 +682,21 @@ class Usage(JournalTest):
     def test_a_reader_that_waits_for_its_output_holds_nothing_of_the_file(self):
         journal = journals.Journal(self.run_path)
         self.addCleanup(journal.leave)
-        for i in range(5):
+        for i in range(20):
             for name in range(200):
                 journal.value(f"name.{name}", "Counter", i)
             journal.slice()
         # More than a pipe holds, and nobody reads it.
         with subprocess.Popen([KZSTAT, "export", self.run_path, "--format", "csv"],
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              bufsize=0) as process:
             process.stdout.read(1)
             with contextlib.closing(sqlite3.connect(self.run_path)) as database:
                 ((busy, _, _),) = database.execute("PRAGMA wal_checkpoint(TRUNCATE)").fetchall()
             self.assertEqual(0, busy)
             self.assertEqual(0, os.path.getsize(self.run_path + "-wal"))
             self.assertIsNone(process.poll())
-            process.stdout.read()
+            process.stdout.close()
 
     def test_a_reader_that_goes_away(self):
         self.make_run()
