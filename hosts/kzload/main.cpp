@@ -62,6 +62,7 @@ private:
 
 /// Before anything is written.
 void CheckFiles(const Options& options) {
+    if (!options.messagesFile.empty()) kzfiles::RefuseToReplaceAJournal(options.messagesFile);
     if (options.journalFile.empty()) return;
     kzfiles::RefuseUnlessFile(options.journalFile);
     if (!options.messagesFile.empty())

@@ -76,6 +76,14 @@ TEST_F(FileChecks, ALinkToAJournalHasItsCompanionsBesideTheFile) {
     EXPECT_NO_THROW(kzfiles::RefuseToOverwrite({link}, link + "-wal"));
 }
 
+TEST_F(FileChecks, NothingElseReplacesAJournal) {
+    EXPECT_NO_THROW(kzfiles::RefuseToReplaceAJournal(journal));
+    EXPECT_NO_THROW(kzfiles::RefuseToReplaceAJournal(folder.Path("nowhere")));
+    EXPECT_NO_THROW(kzfiles::RefuseToReplaceAJournal("/dev/null"));
+    std::ofstream(journal) << std::string("SQLite format 3\0 and its pages", 30);
+    EXPECT_THROW(kzfiles::RefuseToReplaceAJournal(journal), kzjournal::Error);
+}
+
 TEST_F(FileChecks, APipeOrADeviceHoldsNoRun) {
     const std::string pipe = folder.Path("pipe");
     ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));

@@ -371,6 +371,14 @@ class Journal(RunTest):
                 self.assert_one_line(result.err, f"cannot write {path}: it belongs to the journal")
                 self.assertEqual(["link"], os.listdir(self.folder))
 
+    def test_messages_do_not_go_into_a_journal_of_before(self):
+        runs.run("--duration", 0.5, "--slice", 0.5, journal=self.path)
+        size = os.path.getsize(self.path)
+        result = runs.run("--duration", 1000, "--messages", self.path)
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, f"cannot write {self.path}: it is a journal")
+        self.assertEqual(size, os.path.getsize(self.path))
+
     def test_a_journal_that_cannot_grow(self):
         limit = 200000
 

@@ -737,6 +737,13 @@ class Files(JournalTest):
         self.assertEqual(before, self.content(self.run_path))
         self.assertEqual({"run.kzj", "link", "name"}, set(os.listdir(self.folder)))
 
+    def test_a_page_does_not_go_over_another_run(self):
+        self.make_run()
+        other = self.make_run("other.kzj")
+        self.assert_fails(run("report", self.run_path, "-o", other),
+                          f"cannot write {other}: it is a journal")
+        self.assertEqual(0, run("check", other).status)
+
     def test_standard_output_does_not_go_over_the_run(self):
         self.make_run()
         before = self.content(self.run_path)

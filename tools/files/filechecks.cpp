@@ -3,6 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <string_view>
+
 #include "files/fileplace.h"
 #include "kzjournalerror.h"
 
@@ -41,6 +44,16 @@ void RefuseUnlessFile(const std::string& path) {
 
 void RefuseToOverwrite(const std::vector<std::string>& journals, const std::string& output) {
     Refuse(PlaceOf(output), journals, output);
+}
+
+void RefuseToReplaceAJournal(const std::string& output) {
+    struct stat facts = {};
+    if (stat(output.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) return;
+    constexpr std::string_view kMagic("SQLite format 3\0", 16);
+    std::string begin(kMagic.size(), ' ');
+    std::ifstream(output, std::ios::binary)
+        .read(begin.data(), static_cast<std::streamsize>(begin.size()));
+    if (begin == kMagic) throw kzjournal::Error("cannot write " + output + ": it is a journal");
 }
 
 void RefuseToOverwriteByStandardOutput(const std::vector<std::string>& journals) {

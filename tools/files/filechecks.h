@@ -16,7 +16,11 @@ void RefuseUnlessFile(const std::string& path);
 /// have beside it. Links and other spellings are seen through.
 void RefuseToOverwrite(const std::vector<std::string>& journals, const std::string& output);
 
-/// The same for standard output, to which a shell appends by `>>`.
+/// Throws if a journal, or another file of the same kind of database, stands at `output`: nothing
+/// but a journal replaces one.
+void RefuseToReplaceAJournal(const std::string& output);
+
+/// As `RefuseToOverwrite` for standard output, to which a shell appends by `>>`.
 void RefuseToOverwriteByStandardOutput(const std::vector<std::string>& journals);
 
 }  // namespace kzfiles

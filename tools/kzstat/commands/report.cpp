@@ -21,6 +21,7 @@ struct ReportOptions {
 ExitStatus Report(const ReportOptions& options, Output& output) {
     CheckJournals({options.journal});
     kzfiles::RefuseToOverwrite({options.journal}, options.page);
+    kzfiles::RefuseToReplaceAJournal(options.page);
     kzjournal::Reader journal(options.journal);
     const std::string description = DescribeJournal(journal, options.journal);
     const RunHistory history(options.journal, options.range.RangeOf(journal));
