@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 
 #include "kzjournalreader.h"
 
@@ -131,6 +132,53 @@ std::string Schema() {
            ";";
 }
 
+struct SchemaEntry {
+    std::string kind;
+    std::string table;
+    std::string sql;
+
+    bool operator==(const SchemaEntry&) const = default;
+};
+
+using SchemaEntries = std::map<std::string, SchemaEntry>;  // by name
+
+SchemaEntries EntriesOf(SQLite::Database& database) {
+    SchemaEntries entries;
+    SQLite::Statement query(database, "SELECT name, type, tbl_name, sql FROM sqlite_master");
+    while (query.executeStep())
+        entries[query.getColumn(0).getString()] = {query.getColumn(1).getString(),
+                                                   query.getColumn(2).getString(),
+                                                   query.getColumn(3).getString()};
+    return entries;
+}
+
+const SchemaEntries& KnownEntries() {
+    static const SchemaEntries entries = [] {
+        SQLite::Database database(":memory:", SQLite::OPEN_READWRITE);
+        database.exec(Schema());
+        return EntriesOf(database);
+    }();
+    return entries;
+}
+
+/// A view or a virtual table in place of a table could make reading endless, and an index could
+/// hide rows. What else is in the file is not read.
+void CheckSchema(SQLite::Database& database, const std::string& path) {
+    const SchemaEntries entries = EntriesOf(database);
+    for (const auto& [name, entry] : KnownEntries()) {
+        const auto found = entries.find(name);
+        if (found == entries.end())
+            throw Error("cannot read " + path + ": it is damaged (" + name + " is missing)");
+        if (!(found->second == entry))
+            throw Error("cannot read " + path + ": its " + name + " is not that of a journal");
+    }
+    for (const auto& [name, entry] : entries)
+        if (entry.kind == "index" && KnownEntries().count(entry.table) > 0 &&
+            KnownEntries().count(name) == 0)
+            throw Error("cannot read " + path + ": " + entry.table +
+                        " has an index that no journal has; drop it");
+}
+
 int Pragma(SQLite::Database& database, const char* name) {
     return database.execAndGet(std::string("PRAGMA ") + name).getInt();
 }
@@ -207,6 +255,7 @@ void CheckIsJournal(SQLite::Database& database, const std::string& path) {
         throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
                     " is newer than " + std::to_string(kSchemaVersion) +
                     "; read it with a newer release");
+    CheckSchema(database, path);
 }
 
 std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error) {
@@ -226,11 +275,6 @@ std::string ExplainReading(const std::string& path, const SQLite::Exception& err
     const bool couldNotOpen = code == SQLITE_CANTOPEN || code == SQLITE_IOERR;
     const std::string cause = couldNotOpen ? SystemsCause(path, O_RDONLY) : "";
     if (!cause.empty()) return "cannot read " + path + ": " + cause;
-    if (couldNotOpen || code == SQLITE_READONLY)
-        return "cannot read " + path +
-               ": its run has not ended and its folder may not be written; copy it elsewhere "
-               "with " +
-               path + "-wal";
     return Explain("read", path, error);
 }
 

@@ -18,6 +18,9 @@ inline constexpr int kApplicationId = 0x4b5a6a31;
 /// written once for many slices.
 inline constexpr int kChunkSlices = 256;
 
+/// No message or text in a journal is longer.
+inline constexpr int kMaxValueBytes = 64 << 20;
+
 /// How long a database call waits for another process that holds the file locked.
 inline constexpr int kLockWaitMilliseconds = 200;
 
@@ -29,7 +32,8 @@ std::string FileNameOf(const std::string& path);
 /// `SQLite::Exception`.
 void CreateTables(SQLite::Database& database, const std::string& path);
 
-/// Throws `Error` unless the database is a journal of this schema.
+/// Throws `Error` unless the database is a journal of this schema, with its tables, views and
+/// indexes as `CreateTables` made them.
 void CheckIsJournal(SQLite::Database& database, const std::string& path);
 
 // Lines for the user about what the database said: at work, when making a journal, and when opening

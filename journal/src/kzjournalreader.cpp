@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "journalfile.h"
+#include "readabledatabase.h"
 #include "sliceloader.h"
 
 namespace kzjournal {
@@ -18,18 +19,6 @@ namespace {
 
 // Users give times as they are shown, to a thousandth.
 constexpr double kTimeTolerance = 0.0015;
-
-SQLite::Database OpenExisting(const std::string& path) {
-    try {
-        // One thread at a time uses a reader: a lock per column would only slow it down.
-        SQLite::Database database(FileNameOf(path), SQLite::OPEN_READONLY | SQLite::OPEN_NOMUTEX,
-                                  kLockWaitMilliseconds);
-        CheckIsJournal(database, path);
-        return database;
-    } catch (const SQLite::Exception& error) {
-        throw Error(ExplainReading(path, error));
-    }
-}
 
 std::optional<double> OptionalAt(SQLite::Statement& row, int column) {
     const SQLite::Column value = row.getColumn(column);
@@ -96,17 +85,13 @@ struct Reader::State {
     State(const std::string& journalPath, int source)
         : path(journalPath),
           run(source),
-          database(OpenExisting(journalPath)),
+          file(journalPath),
+          database(file.Get()),
           loader(database, path, run) {}
 
-    /// Runs the action, and tells what went wrong in words of the user.
     template <class Action>
     auto Guarded(Action action) {
-        try {
-            return action();
-        } catch (const SQLite::Exception& error) {
-            throw Error(Explain("read", path, error));
-        }
+        return file.Read(action);
     }
 
     /// A log that is missing when the file is opened is made anew.
@@ -124,7 +109,8 @@ struct Reader::State {
 
     const std::string path;
     const int run;  // the number of the run that is read
-    SQLite::Database database;
+    ReadableDatabase file;
+    SQLite::Database& database;
     SliceLoader loader;
     Run facts;
 };
