@@ -21,6 +21,13 @@ inline constexpr int kChunkSlices = 256;
 /// No message or text in a journal is longer.
 inline constexpr int kMaxValueBytes = 64 << 20;
 
+/// Moments and times of a run lie within it, on either side of 0: the year 9999. What computes with
+/// them never overflows then.
+inline constexpr double kMaxSeconds = 253402300799;
+
+/// Slices are not shorter, so that a run has no more of them than can be counted.
+inline constexpr double kMinSliceLength = 1e-6;
+
 /// How long a database call waits for another process that holds the file locked.
 inline constexpr int kLockWaitMilliseconds = 200;
 
