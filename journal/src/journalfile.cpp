@@ -183,10 +183,6 @@ int Pragma(SQLite::Database& database, const char* name) {
     return database.execAndGet(std::string("PRAGMA ") + name).getInt();
 }
 
-bool IsEmpty(SQLite::Database& database) {
-    return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() == 0;
-}
-
 std::string Cause(const SQLite::Exception& error) {
     switch (error.getErrorCode()) {
         case SQLITE_BUSY:
@@ -214,7 +210,7 @@ std::string Cause(const SQLite::Exception& error) {
 std::string SystemsCause(const std::string& path, int flags) {
     struct stat facts = {};
     if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return "it is a folder";
-    const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
+    const int file = open(path.c_str(), flags | O_CLOEXEC);
     if (file < 0) return std::strerror(errno);
     close(file);
     return {};
@@ -226,21 +222,9 @@ std::string FileNameOf(const std::string& path) {
     return path.starts_with('/') ? path : "./" + path;
 }
 
-void CreateTables(SQLite::Database& database, const std::string& path) {
-    const auto refuseOneInUse = [&] {
-        if (!IsEmpty(database))
-            throw Error("cannot keep a run in " + path +
-                        ": it is in use already; choose another path");
-    };
-    refuseOneInUse();
-    // With these, a commit is on the disk when it returns.
-    database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
-    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-    // Once more, since another process may have come first.
-    refuseOneInUse();
+void CreateTables(SQLite::Database& database) {
     database.exec("PRAGMA application_id = " + std::to_string(kApplicationId) +
                   "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" + Schema());
-    transaction.commit();
 }
 
 void CheckIsJournal(SQLite::Database& database, const std::string& path) {
@@ -266,7 +250,7 @@ std::string ExplainMaking(const std::string& path, const SQLite::Exception& erro
     // Only where the database could not open it: whoever closes a file that the process has open
     // elsewhere takes that one's locks away.
     const bool couldNotOpen = error.getErrorCode() == SQLITE_CANTOPEN;
-    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDWR | O_CREAT) : "";
+    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDWR) : "";
     return cause.empty() ? Explain("open", path, error) : "cannot open " + path + ": " + cause;
 }
 

@@ -3,6 +3,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <optional>
 #include <string>
 
 namespace kzjournal {
@@ -35,9 +36,18 @@ inline constexpr int kLockWaitMilliseconds = 200;
 /// "file:..." would be databases that are gone when they are closed.
 std::string FileNameOf(const std::string& path);
 
-/// Makes an empty journal of the file, which must be new or empty. Throws `Error` and
+/// Makes an empty journal of an empty database, within the transaction of the caller. Throws
 /// `SQLite::Exception`.
-void CreateTables(SQLite::Database& database, const std::string& path);
+void CreateTables(SQLite::Database& database);
+
+/// Binds NULL where there is no number.
+template <class Number>
+void BindOptional(SQLite::Statement& statement, int column, const std::optional<Number>& number) {
+    if (number)
+        statement.bind(column, *number);
+    else
+        statement.bind(column);
+}
 
 /// Throws `Error` unless the database is a journal of this schema, with its tables, views and
 /// indexes as `CreateTables` made them.

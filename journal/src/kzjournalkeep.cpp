@@ -42,7 +42,7 @@ public:
                                 ": earlier ones had ended when the run was to be kept")
                                    .c_str());
         m_isFirst = false;
-        AddTo(lines, m_writer.Append(slice));
+        AddTo(lines, m_writer.Append(slice).problem);
         return lines;
     }
 

@@ -180,7 +180,7 @@ TEST_F(MergeFile, IsMadeAgainWhenLaterSlicesHaveCome) {
     ASSERT_EQ("", TextOf(going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1))));
     const auto report = [&](double time) {
         const MadeSlice slice = maker.NextSlice({{"login.time", Types::Timer, {time}}});
-        ASSERT_EQ("", TextOf(going.Append(slice.View())));
+        ASSERT_EQ("", TextOf(going.Append(slice.View()).problem));
     };
     report(1);
     const std::string b = MakeLogins(1000, {{2}, {3}});
@@ -206,7 +206,7 @@ TEST_F(MergeFile, KeepsHowFarARunHadComeThatGoesOn) {
     kzjournal::Writer going;
     ASSERT_EQ("", TextOf(going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1))));
     const MadeSlice slice = SliceMaker().NextSlice({{"login.time", Types::Timer, {1}}});
-    ASSERT_EQ("", TextOf(going.Append(slice.View())));
+    ASSERT_EQ("", TextOf(going.Append(slice.View()).problem));
     const std::string merged = Merge({a, MakeLogins(1000, {{2}})});
     for (const kzjournal::Source& source : kzjournal::Reader(merged).Sources()) {
         kzjournal::Reader kept(merged, source.number);
