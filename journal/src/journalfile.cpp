@@ -30,7 +30,8 @@ constexpr char kTables[] =
     " end_time REAL,"
     " expected_slices INTEGER NOT NULL DEFAULT 0,"
     " lost_slices INTEGER NOT NULL DEFAULT 0,"
-    " is_merged INTEGER NOT NULL);"
+    " is_merged INTEGER NOT NULL,"
+    " checksum INTEGER NOT NULL DEFAULT 0);"
 
     // The message stands last, since what stands behind it is read through all of its pages.
     "CREATE TABLE slices ("

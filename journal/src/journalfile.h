@@ -10,7 +10,7 @@ namespace kzjournal {
 
 /// The tables and views are described in docs/journal.md. The number grows with every change that
 /// a reader must know of.
-inline constexpr int kSchemaVersion = 2;
+inline constexpr int kSchemaVersion = 3;
 
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;

@@ -12,6 +12,7 @@
 
 #include "journalfile.h"
 #include "kzjournalerror.h"
+#include "runrow.h"
 
 namespace kzjournal {
 namespace {
@@ -120,6 +121,8 @@ SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
 
 SQLite::Database MakeJournal(const std::string& path, const Run& run) {
     RefuseNamesOfNoFile(path);
+    if (const std::string reason = WhyImpossible(run); !reason.empty())
+        throw Error("cannot keep a run in " + path + ": " + reason);
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
@@ -166,6 +169,7 @@ void InsertRun(SQLite::Database& database, int number, std::optional<int> parent
     BindOptional(insert, 11, run.loadBegin);
     BindOptional(insert, 12, run.loadEnd);
     insert.exec();
+    RunSeal(database).Seal(number);
 }
 
 bool LeaveTheLog(SQLite::Database& database) {

@@ -23,7 +23,8 @@ SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path);
 /// The full path of the file, whatever becomes of the folder of the process.
 std::string PathOf(const SQLite::Database& database);
 
-/// Adds the row of a run: number 0, or a source within `parent`. Throws `SQLite::Exception`.
+/// Adds the row of a run: number 0, or a source within `parent`. REQUIRES: a transaction. Throws
+/// `SQLite::Exception`.
 void InsertRun(SQLite::Database& database, int number, std::optional<int> parent, const Run& run,
                bool isMerged);
 

@@ -14,6 +14,7 @@
 
 #include "journalfile.h"
 #include "readabledatabase.h"
+#include "runrow.h"
 #include "sliceloader.h"
 #include "timeline.h"
 
@@ -22,22 +23,6 @@ namespace {
 
 // Users give times as they are shown, to a thousandth.
 constexpr double kTimeTolerance = 0.0015;
-
-std::optional<double> OptionalAt(SQLite::Statement& row, int column) {
-    const SQLite::Column value = row.getColumn(column);
-    return value.isNull() ? std::nullopt : std::optional(value.getDouble());
-}
-
-constexpr char kRunColumns[] =
-    "run_id, generator, start_time, slice_length, host, command_line, test_name, load_begin,"
-    " load_end";
-
-Run RunAt(SQLite::Statement& row) {
-    return {
-        row.getColumn(0).getString(), row.getColumn(1).getString(), row.getColumn(2).getDouble(),
-        row.getColumn(3).getDouble(), row.getColumn(4).getString(), row.getColumn(5).getString(),
-        row.getColumn(6).getString(), OptionalAt(row, 7),           OptionalAt(row, 8)};
-}
 
 std::vector<int> IdsOf(SQLite::Statement& query) {
     std::vector<int> ids;
@@ -73,7 +58,7 @@ struct Reader::State {
         return stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
     }
     std::vector<Timeline::Entry> EntriesIn(const TimeRange& range);
-    long long NumberOfTheRun(const char* column);
+    RunRow Row();
     std::vector<int> IdsIn(const TimeRange& range);
     std::vector<int> IdsAfter(int sliceId, int most);
     void VisitSlices(std::span<const int> ids, const std::function<void(const Slice&)>& visit);
@@ -111,12 +96,15 @@ std::vector<Timeline::Entry> Reader::State::EntriesIn(const TimeRange& range) {
     return begin < end ? std::vector(begin, end) : std::vector<Timeline::Entry>();
 }
 
-long long Reader::State::NumberOfTheRun(const char* column) {
+/// The row of the run, at this moment.
+RunRow Reader::State::Row() {
     return Guarded([&] {
-        SQLite::Statement query(database,
-                                std::string("SELECT ") + column + " FROM runs WHERE number = ?");
+        SQLite::Statement query(database, std::string(kSelectRunRow) + " WHERE number = ?");
         query.bind(1, run);
-        return query.executeStep() ? static_cast<long long>(query.getColumn(0).getInt64()) : 0;
+        if (!query.executeStep())
+            throw Error("cannot read " + path + ": it holds no " +
+                        (run == 0 ? "run" : "source " + std::to_string(run)));
+        return ReadRunRow(query, path);
     });
 }
 
@@ -212,15 +200,7 @@ void Reader::State::AddRecentPoints(const std::string& name,
 
 Reader::Reader(const std::string& path, int source)
     : m_state(std::make_unique<State>(path, source)) {
-    m_state->Guarded([&] {
-        SQLite::Statement query(m_state->database, std::string("SELECT ") + kRunColumns +
-                                                       " FROM runs WHERE number = ?");
-        query.bind(1, source);
-        if (!query.executeStep())
-            throw Error("cannot read " + path + ": it holds no " +
-                        (source == 0 ? "run" : "source " + std::to_string(source)));
-        m_state->facts = RunAt(query);
-    });
+    m_state->facts = m_state->Row().run;
 }
 
 Reader::~Reader() = default;
@@ -230,52 +210,45 @@ const Run& Reader::Facts() const {
 }
 
 bool Reader::HasEnded() {
-    return m_state->NumberOfTheRun("end_time IS NOT NULL") != 0;
+    return m_state->Row().endTime.has_value();
 }
 
 long long Reader::LostSlices() {
-    return m_state->NumberOfTheRun("lost_slices");
+    return m_state->Row().lostSlices;
 }
 
 long long Reader::ExpectedSlices() {
-    return m_state->NumberOfTheRun("expected_slices");
+    return m_state->Row().expectedSlices;
 }
 
 Completeness Reader::GetCompleteness() {
     return m_state->Guarded([&] {
-        // One statement, hence one moment.
-        SQLite::Statement query(m_state->database,
-                                "SELECT end_time IS NOT NULL, expected_slices, lost_slices,"
-                                " (SELECT count(*) FROM slices WHERE run_number = number)"
-                                " FROM runs WHERE number = ?");
-        query.bind(1, m_state->run);
-        query.executeStep();
-        const bool hasEnded = query.getColumn(0).getInt() != 0;
-        const long long slices = query.getColumn(3).getInt64();
-        const long long expected = std::max<long long>(query.getColumn(1).getInt64(),
-                                                       slices + query.getColumn(2).getInt64());
+        // Before the slices are counted, so that none follows an end.
+        const RunRow row = m_state->Row();
+        m_state->timeline.Update();
+        const auto slices = static_cast<long long>(m_state->timeline.Ids().size());
+        const long long expected = std::max(row.expectedSlices, slices + row.lostSlices);
         Completeness::State state = Completeness::NotEnded;
-        if (hasEnded) state = expected > slices ? Completeness::Lacking : Completeness::Whole;
-        const bool lacksLog = !hasEnded && !m_state->HasLog();
+        if (row.endTime) state = expected > slices ? Completeness::Lacking : Completeness::Whole;
+        const bool lacksLog = !row.endTime && !m_state->HasLog();
         return Completeness{state, slices, expected, lacksLog};
     });
 }
 
 std::vector<Source> Reader::Sources() {
     return m_state->Guarded([&] {
-        SQLite::Statement query(m_state->database, std::string("SELECT ") + kRunColumns +
-                                                       ", number, parent, is_merged FROM runs"
-                                                       " WHERE number > ? ORDER BY number");
+        SQLite::Statement query(m_state->database,
+                                std::string(kSelectRunRow) + " WHERE number > ? ORDER BY number");
         query.bind(1, m_state->run);
         // A part has a higher number than the run that it is a part of.
         std::set<int> parts = {m_state->run};
         std::vector<Source> sources;
         while (query.executeStep()) {
-            const int number = query.getColumn(9).getInt();
-            const int parent = query.getColumn(10).getInt();
-            if (parts.count(parent) == 0) continue;
-            parts.insert(number);
-            sources.push_back({number, parent, RunAt(query), query.getColumn(11).getInt() != 0});
+            const RunRow row = ReadRunRow(query, m_state->path);
+            if (parts.count(row.parent) == 0) continue;
+            if (!parts.insert(row.number).second)
+                throw Error("cannot read " + m_state->path + ": its runs are damaged");
+            sources.push_back({row.number, row.parent, row.run, row.isMerged});
         }
         return sources;
     });

@@ -67,7 +67,8 @@ SliceStore::OpenFile::OpenFile(SQLite::Database&& opened)
       insertSlice(database, kInsertSlice),
       insertRecord(database, kInsertRecord),
       insertName(database, kInsertName),
-      noteExpectedSlices(database, kNoteExpectedSlices) {}
+      noteExpectedSlices(database, kNoteExpectedSlices),
+      seal(database) {}
 
 SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     : m_path(path), m_safety(safety), m_runs{run} {
@@ -112,6 +113,7 @@ int SliceStore::AddSource(const Run& run, int parent, bool isMerged) {
         SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
         InsertRun(Database(), number, parent, run, isMerged);
         Database().exec("UPDATE runs SET is_merged = 1 WHERE number = 0");
+        m_file->seal.Seal(0);
         transaction.commit();
     });
     m_runs.push_back(run);
@@ -135,9 +137,13 @@ void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice
     if (slice.GetSliceId() < 1)
         throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                       ": ids of slices begin at 1");
-    if (!std::isfinite(slice.GetElapsed()) || !std::isfinite(slice.GetEndTime()))
+    if (!(std::abs(slice.GetElapsed()) <= kMaxSeconds) ||
+        !(std::abs(slice.GetEndTime()) <= kMaxSeconds))
         throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                       ": its end is no moment in time");
+    if (slice.GetMessage().length() > static_cast<std::size_t>(kMaxValueBytes))
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its message is longer than " + std::to_string(kMaxValueBytes) + " bytes");
 }
 
 bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
@@ -211,6 +217,7 @@ void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
     m_file->noteExpectedSlices.tryReset();
     SQLite::bind(m_file->noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
     m_file->noteExpectedSlices.exec();
+    m_file->seal.Seal(run);
 }
 
 /// The number of the chunk that a slice belongs to once it is kept: the open one, or a new one
@@ -312,18 +319,22 @@ void SliceStore::MoveRecentRecords() {
 
 void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
     Guarded([&] {
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
         SQLite::Statement update(Database(),
                                  "UPDATE runs SET load_begin = coalesce(?, load_begin),"
                                  " load_end = coalesce(?, load_end) WHERE number = 0");
         BindOptional(update, 1, begin);
         BindOptional(update, 2, end);
         update.exec();
+        m_file->seal.Seal(0);
+        transaction.commit();
     });
 }
 
 void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,
                         long long expectedSlices) {
     Guarded([&] {
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
         SQLite::Statement update(Database(),
                                  "UPDATE runs SET lost_slices = ?, expected_slices = ?,"
                                  " end_time = ? WHERE number = ?");
@@ -332,6 +343,8 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
         BindOptional(update, 3, time);
         update.bind(4, run);
         update.exec();
+        m_file->seal.Seal(run);
+        transaction.commit();
     });
 }
 

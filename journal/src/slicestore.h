@@ -16,6 +16,7 @@
 #include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
+#include "runrow.h"
 
 namespace kzjournal {
 
@@ -89,6 +90,7 @@ private:
         SQLite::Statement insertRecord;
         SQLite::Statement insertName;
         SQLite::Statement noteExpectedSlices;
+        RunSeal seal;
     };
 
     SQLite::Database& Database() { return m_file->database; }

@@ -15,10 +15,10 @@ protected:
         for (int i = 0; i < 3; ++i) AppendLogins({10});
     }
 
-    void Expect(Completeness::State state, long long held, long long expected,
+    void Expect(Completeness::State expectedState, long long held, long long expected,
                 bool lacksLog = false) {
         const Completeness actual = kzjournal::Reader(path).GetCompleteness();
-        EXPECT_EQ(state, actual.state);
+        EXPECT_EQ(expectedState, actual.state);
         EXPECT_EQ(held, actual.slices);
         EXPECT_EQ(expected, actual.expectedSlices);
         EXPECT_EQ(lacksLog, actual.lacksLog);
