@@ -81,7 +81,7 @@ public:
     /// Slices that the host had passed to the writer when the last slice in the file was written
     /// or, once the run has ended, at its end.
     long long ExpectedSlices();
-    /// All of the above at one moment. A source that is merged itself has no slices of its own.
+    /// How much of the run there is. A source that is merged itself has no slices of its own.
     Completeness GetCompleteness();
     /// The sources of a merged run, through all levels, in the order of their numbers; empty for
     /// any other run.

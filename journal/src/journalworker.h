@@ -27,7 +27,7 @@ class Worker {
 public:
     /// Throws `Error`.
     Worker(const std::string& path, const kzjournal::Run& run)
-        : m_path(path), m_store(std::in_place, path, run, SliceStore::SafeAtOnce) {}
+        : m_store(std::in_place, path, run, SliceStore::SafeAtOnce), m_path(path) {}
 
     /// The writing thread: returns once the journal is closed.
     void Run();
@@ -75,17 +75,23 @@ private:
     bool Write(const WaitingSlice& slice, long long expected);
     void Settle(bool isNew, const std::optional<Refusal>& refusal);
     void Fail(const std::string& failure);
+    void LookAround();
+    void TellNext(const std::string& news);
+    void LoseAll(const std::string& reason);
     void Tidy();
+    std::string EndRun();
     void End();
     void Lose(const std::string& reason) RYP_REQUIRES(m_lock);
     SliceState StateOf(long long number) const RYP_REQUIRES(m_lock);
     std::optional<Error> TellOnce() RYP_REQUIRES(m_lock);
     std::string LossAtTheEnd(long long lostSlices) const RYP_REQUIRES(m_lock);
 
-    const std::string m_path;
-    std::optional<SliceStore> m_store;  // the writing thread's; none once the run has ended
+    // The writing thread's.
+    std::optional<SliceStore> m_store;  // none once the run has ended
+    std::optional<bool> m_isNew;        // of the slice in front, once it is written
 
     RWMutexLock m_lock;
+    std::string m_path RYP_GUARDED_BY(m_lock);
     RyPCondition m_workCame;
     RyPCondition m_newsCame;
     std::deque<WaitingSlice> m_queue RYP_GUARDED_BY(m_lock);
@@ -101,8 +107,9 @@ private:
     bool m_lastIsLost RYP_GUARDED_BY(m_lock) = false;  // the slice that was settled last
     long long m_lost RYP_GUARDED_BY(m_lock) = 0;
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
-    Trouble m_wait RYP_GUARDED_BY(m_lock);  // slices are in memory only
-    Trouble m_loss RYP_GUARDED_BY(m_lock);  // slices are lost
+    Trouble m_wait RYP_GUARDED_BY(m_lock);      // slices are in memory only
+    Trouble m_loss RYP_GUARDED_BY(m_lock);      // slices are lost
+    std::string m_news RYP_GUARDED_BY(m_lock);  // of the file, not yet told
     // A text, so that no exception with its shared text passes between the threads.
     std::string m_endFailure RYP_GUARDED_BY(m_lock);
 };

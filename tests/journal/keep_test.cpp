@@ -125,6 +125,25 @@ TEST_F(Keep, ADiskThatFailsAtTheEndIsToldByFinish) {
     EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the disk is full")));
 }
 
+TEST_F(Keep, AFileThatIsRemovedIsOneComplaintAndTheRunIsWholeBesideIt) {
+    kzjournal::Keep(*run, path);
+    LoadOneSlice();
+    std::filesystem::remove(path);
+    LoadOneSlice();
+    LoadOneSlice();
+    EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the run is in " + path + ".recovered-1 now")));
+    ExpectWholeFile(path + ".recovered-1");
+}
+
+TEST_F(Keep, ADiskThatIsFullForLongIsToldOnceAndAtTheEnd) {
+    FaultyDisk disk;
+    kzjournal::Keep(*run, path);
+    LoadOneSlice();
+    disk.Fail(ENOSPC);
+    for (int i = 0; i < 3; ++i) LoadOneSlice();
+    EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the disk is full"), HasSubstr("4 of 5 slices")));
+}
+
 TEST_F(Keep, LeavesAWholeFileWithoutFinish) {
     kzjournal::Keep(*run, path);
     LoadOneSlice();
