@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <random>
 
 #include "journal/journalfixture.h"
@@ -17,14 +19,21 @@
 
 namespace {
 
-constexpr int kKills = 100;
+/// Of each kind; KZ_JOURNAL_KILLS asks for more.
+int Kills() {
+    const char* const text = std::getenv("KZ_JOURNAL_KILLS");
+    return text == nullptr ? 50 : std::atoi(text);
+}
+
+/// Longer than making or closing a journal takes.
+constexpr int kMicrosecondsOfAnEnd = 20000;
 constexpr int kNames = 3;
 constexpr auto kOnDisk = kzjournal::SliceState::OnDisk;
 
 /// A process that keeps slices. Owned by the test's thread.
 class WritingProcess {
 public:
-    explicit WritingProcess(const std::string& path, const std::string& bytes = "") {
+    explicit WritingProcess(const std::string& path, const std::vector<std::string>& limits = {}) {
         int ends[2] = {};
         if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
         m_told = ends[0];
@@ -32,7 +41,7 @@ public:
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
         std::vector<std::string> arguments = {WRITING_PROCESS, path};
-        if (!bytes.empty()) arguments.push_back(bytes);
+        arguments.insert(arguments.end(), limits.begin(), limits.end());
         std::vector<char*> pointers;
         for (std::string& argument : arguments) pointers.push_back(argument.data());
         pointers.push_back(nullptr);
@@ -103,7 +112,7 @@ protected:
 
 TEST_F(Crash, EverySliceWhoseHookReturnedIsThereAfterAKill) {
     std::mt19937 random(20261121);
-    for (int i = 0; i < kKills; ++i) {
+    for (int i = 0; i < Kills(); ++i) {
         SCOPED_TRACE(i);
         path = folder.Path(std::to_string(i) + ".kzj");
         // Some runs are longer than what is moved together from recent records.
@@ -122,8 +131,48 @@ TEST_F(Crash, EverySliceWhoseHookReturnedIsThereAfterAKill) {
     }
 }
 
+TEST_F(Crash, AProcessThatIsKilledWhileItMakesAJournalLeavesTheNameFree) {
+    std::mt19937 random(20261122);
+    for (int i = 0; i < Kills(); ++i) {
+        SCOPED_TRACE(i);
+        path = folder.Path(std::to_string(i) + ".kzj");
+        {
+            WritingProcess process(path);
+            usleep(static_cast<useconds_t>(random() % kMicrosecondsOfAnEnd));
+            process.Kill(0);
+        }
+        EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+        kzjournal::Writer next;
+        if (!next.Open(path, run)) {
+            EXPECT_EQ("", TextOf(next.Append(SliceMaker().NextSlice({}).View()).problem));
+            EXPECT_EQ("", TextOf(next.Close()));
+        }
+        // One way or the other, what is there is a run with slices.
+        EXPECT_GE(kzjournal::Reader(path).LastSliceId(), 1);
+        EXPECT_EQ("ok", Integrity());
+    }
+}
+
+TEST_F(Crash, AProcessThatIsKilledWhileItClosesAJournalLeavesEverySlice) {
+    constexpr int kSlices = 20;
+    std::mt19937 random(20261123);
+    for (int i = 0; i < Kills(); ++i) {
+        SCOPED_TRACE(i);
+        path = folder.Path(std::to_string(i) + ".kzj");
+        {
+            WritingProcess process(path, {"1000000000", std::to_string(kSlices)});
+            for (AppendedSlice slice{}; slice.id < kSlices && process.Read(slice);) {
+            }
+            usleep(static_cast<useconds_t>(random() % kMicrosecondsOfAnEnd));
+        }
+        EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+        ExpectWholeSlicesUpTo(kSlices);
+        EXPECT_EQ("ok", Integrity());
+    }
+}
+
 TEST_F(Crash, AFileThatCannotGrowHasEverySliceThatWasSaidToBeOnTheDisk) {
-    WritingProcess process(path, "300000");
+    WritingProcess process(path, {"300000"});
     int onDisk = 0;
     int waiting = 0;
     int problems = 0;

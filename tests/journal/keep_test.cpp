@@ -100,10 +100,18 @@ TEST_F(Keep, TellsTheFactsOfTheRun) {
     const kzjournal::Run facts = kzjournal::Reader(path).Facts();
     EXPECT_EQ(facts.generator, "load");
     EXPECT_EQ(facts.testName, "logins");
+    EXPECT_EQ(facts.commandLine, "journal_tests");
     EXPECT_EQ(facts.startTime, kStart);
     EXPECT_EQ(facts.sliceLength, 1.0);
     EXPECT_THAT(facts.loadBegin, Optional(0.0));
     EXPECT_THAT(facts.loadEnd, Optional(1.0));
+}
+
+TEST_F(Keep, TellsTheCommandLineThatTheHostWantsToBeKept) {
+    kzjournal::Keep(*run, path, "", "load --clients 3");
+    LoadOneSlice();
+    EXPECT_THAT(Finish(), IsEmpty());
+    EXPECT_EQ(kzjournal::Reader(path).Facts().commandLine, "load --clients 3");
 }
 
 TEST_F(Keep, APathThatCannotBeWrittenIsOneComplaintAndTheLoadGoesOn) {

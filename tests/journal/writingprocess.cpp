@@ -1,5 +1,6 @@
-// writingprocess PATH [BYTES]: keeps one slice after the other in a journal until it is killed,
-// and writes what became of each on standard output. The journal can grow to BYTES only.
+// writingprocess PATH [BYTES [SLICES]]: keeps one slice after the other in a journal until it is
+// killed, and writes what became of each on standard output. The journal can grow to BYTES only,
+// and is closed after SLICES.
 
 #include "journal/writingprocess.h"
 
@@ -9,6 +10,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <optional>
 
 #include "kzjournalwriter.h"
@@ -36,7 +38,8 @@ int main(int count, char** arguments) {
         std::fprintf(stderr, "%s\n", error->what());
         return 1;
     }
-    for (;;) {
+    const int last = count > 3 ? std::atoi(arguments[3]) : std::numeric_limits<int>::max();
+    while (slices.SliceId() < last) {
         const double value = slices.SliceId();
         const MadeSlice slice = slices.NextSlice({{"login.time", Types::Timer, {value}},
                                                   {"logins", Types::Counter, {1}},
@@ -45,4 +48,5 @@ int main(int count, char** arguments) {
         const AppendedSlice appended = {slices.SliceId(), result.state, result.problem.has_value()};
         if (write(STDOUT_FILENO, &appended, sizeof appended) != sizeof appended) return 1;
     }
+    return journal.Close() ? 1 : 0;
 }

@@ -328,6 +328,16 @@ class Journal(RunTest):
         self.assertTrue(command_line.endswith(f"--journal {self.path} --duration 0.5 --slice 0.25"),
                         command_line)
 
+    def test_the_command_line_is_kept_without_user_and_password(self):
+        with servers.answering(200) as (url, _):
+            secret = url.replace("http://", "http://alice:s3cret@") + "path?x=1"
+            runs.run(secret, "--duration", 0.5, "--slice", 0.25, journal=self.path)
+        ((command_line,),) = self.query("SELECT command_line FROM runs WHERE number = 0")
+        shown = url.replace("http://", "http://***:***@") + "path?x=1"
+        self.assertEqual(f"kzload --journal {self.path} {shown} --duration 0.5 --slice 0.25",
+                         command_line)
+        self.assertEqual(0o600, os.stat(self.path).st_mode & 0o777)
+
     def test_a_killed_run_keeps_every_slice_that_it_has_shown(self):
         process = runs.start("--duration", 1000, "--slice", 0.2, journal=self.path)
         runs.wait_for_row(process)
