@@ -86,6 +86,8 @@ public:
     /// The sources of a merged run, through all levels, in the order of their numbers; empty for
     /// any other run.
     std::vector<Source> Sources();
+    /// What was noted of the run, in the order in which it was.
+    std::vector<Note> Notes();
     /// The numbers of the sources with a slice in this one.
     std::vector<int> SourcesOfSlice(int sliceId);
 

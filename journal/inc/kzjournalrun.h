@@ -24,6 +24,12 @@ struct Run {
     std::optional<double> loadEnd;
 };
 
+/// What is worth knowing about a moment of a run. Compatible.
+struct Note {
+    double time = 0;  ///< in seconds since 1970-01-01 UTC
+    std::string text;
+};
+
 /// Returns the facts of a run of this process, with a new id and the name of the program as
 /// `commandLine`. Safe for concurrent use.
 KZJOURNAL_EXPORT Run RunOfThisProcess(const std::string& generator, double startTime,

@@ -254,6 +254,19 @@ std::vector<Source> Reader::Sources() {
     });
 }
 
+std::vector<Note> Reader::Notes() {
+    return m_state->Guarded([&] {
+        SQLite::Statement query(
+            m_state->database,
+            "SELECT time, text FROM notes WHERE run_number = ? ORDER BY note_id");
+        query.bind(1, m_state->run);
+        std::vector<Note> notes;
+        while (query.executeStep())
+            notes.push_back({query.getColumn(0).getDouble(), query.getColumn(1).getString()});
+        return notes;
+    });
+}
+
 std::vector<int> Reader::SourcesOfSlice(int sliceId) {
     // Only of the run of the file it is known what each slice was made of.
     if (m_state->run != 0) return {};

@@ -335,6 +335,15 @@ void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end
     });
 }
 
+void SliceStore::AddNote(const Note& note) {
+    Guarded([&] {
+        SQLite::Statement insert(m_database,
+                                 "INSERT INTO notes (run_number, time, text) VALUES (0, ?, ?)");
+        SQLite::bind(insert, note.time, note.text);
+        insert.exec();
+    });
+}
+
 void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,
                         long long expectedSlices) {
     Guarded([&] {
@@ -352,7 +361,7 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
     });
 }
 
-void SliceStore::End(double time, long long lostSlices, long long expectedSlices) {
+void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
     Guarded([&] { MoveRecentRecords(); });
     EndRun(0, time, lostSlices, expectedSlices);
     const std::string obstacle = PutAllIntoTheFile();

@@ -63,13 +63,16 @@ public:
     /// what has no value stays as it is.
     void NoteLoad(std::optional<double> begin, std::optional<double> end);
 
+    /// Adds a note to the run of the file.
+    void AddNote(const Note& note);
+
     /// Notes the end of a run, without a time where it did not end.
     void EndRun(int run, std::optional<double> time, long long lostSlices,
                 long long expectedSlices);
 
     /// Ends the run of the file, which is complete without its companions then. Throws also where
     /// it is not: what was safe at once is still safe in the companions, the rest is worth nothing.
-    void End(double time, long long lostSlices, long long expectedSlices);
+    void End(std::optional<double> time, long long lostSlices, long long expectedSlices);
 
 private:
     /// Slices of a run whose records move together.
