@@ -40,6 +40,9 @@ struct AppendResult {
 /// be one slice of any size; further ones are lost. Once a slice is on the disk, no earlier one
 /// waits.
 ///
+/// If the file or a companion of it is removed or replaced, the run is copied to
+/// FILE.recovered-1, or the next free number, and goes on there, which is a problem too.
+///
 /// Nothing throws: each operation returns what went wrong. Each problem is told once, by the
 /// `Append` with which it begins, until it has ended; the state is told with each slice. A loss is
 /// a problem of its own.
@@ -65,9 +68,9 @@ public:
     /// name.
     [[nodiscard]] AppendResult Append(const CKZStatSliceValues& slice);
 
-    /// Ends the run; slices that still wait then are lost. Returns an error if slices were lost, or
-    /// if FILE-wal still holds a part of the run and must be kept with the file. A second call does
-    /// nothing.
+    /// Ends the run; slices that still wait then are lost. Returns an error if slices were lost, if
+    /// FILE-wal still holds a part of the run and must be kept with the file, or if there is a
+    /// problem that no `Append` has told. A second call does nothing.
     [[nodiscard]] std::optional<Error> Close();
     /// The same for a complete `CKZStatRun`: also stores when its load began and ended. Slices of
     /// it that were never appended count as lost, which is not reported.

@@ -10,7 +10,8 @@ FilePlaces::FilePlaces(const std::string& path) {
     for (const char* const companion : {"", "-wal", "-shm"}) {
         struct stat facts = {};
         const std::string name = path + companion;
-        if (stat(name.c_str(), &facts) != 0) facts = {};  // no file has these: it is displaced
+        // Where the database does without a companion, none can be displaced.
+        if (stat(name.c_str(), &facts) != 0 && name != path) continue;
         m_places.push_back({name, facts.st_dev, facts.st_ino});
     }
 }

@@ -1,6 +1,7 @@
 #include "sliceloader.h"
 
 #include <SQLiteCpp/VariadicBind.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +11,7 @@
 
 #include "journalfile.h"
 #include "kzjournalreader.h"
+#include "messageid.h"
 
 namespace kzjournal {
 namespace {
@@ -108,7 +110,7 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
     for (const int id : ids.first(std::min<std::size_t>(ids.size(), kChunkSlices))) {
         query.reset();
         SQLite::bind(query, m_run, id);
-        if (!query.executeStep() || !IsMoment(query, 1) || !IsMoment(query, 2)) ThrowDamaged(id);
+        if (!Step(query, id) || !IsMoment(query, 1) || !IsMoment(query, 2)) ThrowDamaged(id);
         const std::optional<int> chunk = IdAt(query, 0);
         if (!chunk) ThrowDamaged(id);
         if (batch.slices.empty()) batch.chunk = *chunk;
@@ -118,11 +120,22 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
                     query.getColumn(2).getDouble(),
                     query.getColumn(4).getString(),
                     {}};
+        if (IsOfAnotherSlice(slice.message, id)) ThrowDamaged(id);
         batch.bytes += slice.message.size();
         const SliceChecksum computed(id, slice.elapsed, slice.endTime, slice.message);
         batch.slices.push_back({std::move(slice), computed, query.getColumn(3).getInt64()});
     }
     return batch;
+}
+
+/// Names the slice whose message is longer than any.
+bool SliceLoader::Step(SQLite::Statement& query, int sliceId) const {
+    try {
+        return query.executeStep();
+    } catch (const SQLite::Exception& error) {
+        if (error.getErrorCode() != SQLITE_TOOBIG) throw;
+        ThrowDamaged(sliceId);
+    }
 }
 
 void SliceLoader::ReadRecords(Batch& batch) {

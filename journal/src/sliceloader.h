@@ -70,6 +70,7 @@ private:
     };
 
     Batch ReadFacts(std::span<const int> ids);
+    bool Step(SQLite::Statement& query, int sliceId) const;
     void ReadRecords(Batch& batch);
     void ReadRecent(Unverified& unverified);
     void ReadFromChunk(Unverified& unverified, int chunk);

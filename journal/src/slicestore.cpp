@@ -10,6 +10,7 @@
 
 #include "journalfile.h"
 #include "journalmaker.h"
+#include "messageid.h"
 #include "slicechecksum.h"
 
 namespace kzjournal {
@@ -141,6 +142,9 @@ void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice
         !(std::abs(slice.GetEndTime()) <= kMaxSeconds))
         throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                       ": its end is no moment in time");
+    if (IsOfAnotherSlice(slice.GetMessage().view(), slice.GetSliceId()))
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its message is that of another slice");
     if (slice.GetMessage().length() > static_cast<std::size_t>(kMaxValueBytes))
         throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                       ": its message is longer than " + std::to_string(kMaxValueBytes) + " bytes");

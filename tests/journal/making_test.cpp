@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "journal/journalfixture.h"
+#include "support/concurrently.h"
 
 namespace {
 
@@ -128,6 +129,27 @@ TEST_F(Making, ARunThatEndedWithoutASliceIsNotTaken) {
     Open();
     EXPECT_EQ("", Close());
     EXPECT_EQ(InUse(path), OpenAnother(path));
+}
+
+TEST_F(Making, OfManyThatMakeAJournalAtOnceAtMostOneHasIt) {
+    Open();
+    const std::string left = LeftByAKill();
+    for (const std::string& file : {left, folder.Path("new.kzj")}) {
+        std::vector<kzjournal::Writer> writers(8);
+        std::vector<std::string> ids(writers.size());
+        std::vector<std::function<void()>> openings;
+        for (std::size_t i = 0; i < writers.size(); ++i)
+            openings.emplace_back([&, i] {
+                kzjournal::Run own = run;
+                own.id = std::to_string(i);
+                if (!writers[i].Open(file, own)) ids[i] = own.id;
+            });
+        Concurrently(openings);
+        std::erase(ids, "");
+        // None has it where each found the others in its way.
+        if (ids.empty()) continue;
+        EXPECT_THAT(ids, ElementsAre(kzjournal::Reader(file).Facts().id));
+    }
 }
 
 TEST_F(Making, AnotherProgramsDatabaseIsNotTaken) {

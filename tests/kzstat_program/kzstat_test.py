@@ -582,6 +582,7 @@ class Check(JournalTest):
     def damage(self, sql):
         with sqlite3.connect(self.run_path) as journal:
             journal.execute(sql)
+            journals.seal_runs(journal)
         journal.close()
 
     def test_a_whole_run(self):
