@@ -39,7 +39,7 @@ std::uint64_t RankOf(double q, std::uint64_t n) {
 struct CKZStatDistribution::State {
     std::uint64_t count = 0;
     std::uint64_t nanCount = 0;
-    // Each contains the other's side until there is a value, so that comparisons need no count.
+    // An empty range until there is a value other than NaN, so that comparisons need no count.
     double minimum = kInfinity;
     double maximum = -kInfinity;
     CKZStatBucketTable table;

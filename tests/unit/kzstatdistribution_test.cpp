@@ -100,8 +100,11 @@ TEST(Distribution, Has128BucketsOfEqualWidthPerPowerOfTwo) {
     for (int i = 0; i < 128; ++i) distribution.Add(64 + 0.5 * i);
     const std::vector<Bucket> buckets = BucketsOf(distribution);
     ASSERT_EQ(buckets.size(), 128U);
-    for (int i = 0; i < 128; ++i)
-        EXPECT_EQ(buckets[i], (Bucket{64 + 0.5 * i, 64 + 0.5 * (i + 1), 1}));
+    double low = 64;
+    for (const Bucket& bucket : buckets) {
+        EXPECT_EQ(bucket, (Bucket{low, low + 0.5, 1}));
+        low += 0.5;
+    }
 }
 
 TEST(Distribution, PutsAPositiveBoundIntoTheBucketAboveAndANegativeOneBelow) {
