@@ -72,7 +72,7 @@ struct Operation {
 };
 
 constexpr Operation kOperations[] = {{"AddLast", AddValues},
-                                     {"value in a distribution", AddToDistribution},
+                                     {"Distribution::Add", AddToDistribution},
                                      {"merged pair", MergePairs},
                                      {"dumped record", DumpRecords}};
 
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
             }
     std::fputs(
         "usage: instructions "
-        "'AddLast'|'value in a distribution'|'merged pair'|'dumped record' COUNT\n",
+        "'AddLast'|'Distribution::Add'|'merged pair'|'dumped record' COUNT\n",
         stderr);
     return 2;
 }
