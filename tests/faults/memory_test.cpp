@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <deque>
 #include <map>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "faults/failingnew.h"
+#include "kzstatdistribution.h"
 #include "kzstatisticsgenerator.h"
 #include "kzstatmerge.h"
 #include "kzstatrun.h"
@@ -252,6 +254,121 @@ TEST(LackOfMemory, LeavesAMergeThatASecondAttemptCompletes) {
         ASSERT_EQ(merge.GetRecords().size(), 40U);
         ASSERT_EQ(merge.GetConflicts().size(), 1U) << n;
     }
+}
+
+/// Values that need blocks of their own, and counts of all widths.
+CKZStatDistribution ManyKindsOfValues() {
+    CKZStatDistribution many;
+    for (const double value : {1.0, 1e-300, -5.0, 1e300, 0.0, std::nan("")}) many.Add(value);
+    for (int i = 0; i < 34; ++i) {
+        many.Add(many);
+        many.Add(1000 + i);
+        many.Add(std::ldexp(-1, i));
+    }
+    return many;
+}
+
+/// Calls `change` with a distribution of `values` while the nth allocation fails, for every n: it
+/// changes all or nothing. Returns the number of allocations that failed.
+template <class Change>
+long ChangeWithFailingAllocations(const CKZStatDistribution& values,
+                                  const CKZStatDistribution& changed, const Change& change) {
+    for (long nth = 1;; ++nth) {
+        CKZStatDistribution distribution = values;
+        bool hasThrown = false;
+        const FailingNew failing(nth);
+        try {
+            change(distribution);
+        } catch (const std::bad_alloc&) {
+            hasThrown = true;
+        }
+        const PlentyOfMemory plenty;
+        EXPECT_EQ(hasThrown, failing.HasFailed());
+        EXPECT_TRUE(distribution == (hasThrown ? values : changed)) << nth;
+        if (!failing.HasFailed()) return nth - 1;
+    }
+}
+
+TEST(LackOfMemory, AddsAValueToADistributionOrChangesNothing) {
+    CKZStatDistribution values;
+    for (const double value : {1.0, 1e300, -5.0, 0.0, std::nan(""), 1.5e-300}) {
+        CKZStatDistribution changed = values;
+        changed.Add(value);
+        const long failed = ChangeWithFailingAllocations(
+            values, changed, [&](CKZStatDistribution& distribution) { distribution.Add(value); });
+        EXPECT_GT(failed, std::isnan(value) ? -1 : 0) << value;
+        values = changed;
+    }
+    // Counts that become wider.
+    CKZStatDistribution full;
+    for (int i = 0; i < 255; ++i) full.Add(1);
+    CKZStatDistribution wider = full;
+    wider.Add(1);
+    EXPECT_EQ(1, ChangeWithFailingAllocations(
+                     full, wider, [](CKZStatDistribution& distribution) { distribution.Add(1); }));
+}
+
+TEST(LackOfMemory, AddsADistributionOrChangesNothing) {
+    const CKZStatDistribution many = ManyKindsOfValues();
+    CKZStatDistribution few;
+    for (const double value : {1.0, 1001.0, 1e-100}) few.Add(value);
+    for (const CKZStatDistribution& values : {CKZStatDistribution(), few}) {
+        CKZStatDistribution changed = values;
+        changed.Add(many);
+        const auto addMany = [&](CKZStatDistribution& distribution) { distribution.Add(many); };
+        EXPECT_GT(ChangeWithFailingAllocations(values, changed, addMany), 30);
+    }
+}
+
+TEST(LackOfMemory, DecodesADistributionOrChangesNothing) {
+    const CKZStatDistribution many = ManyKindsOfValues();
+    std::string form;
+    many.Encode(form);
+    CKZStatDistribution few;
+    few.Add(1);
+    const auto decode = [&](CKZStatDistribution& distribution) { distribution.Decode(form); };
+    EXPECT_GT(ChangeWithFailingAllocations(few, many, decode), 30);
+}
+
+TEST(LackOfMemory, EncodesADistributionOrAppendsNothing) {
+    const CKZStatDistribution many = ManyKindsOfValues();
+    std::string form = "before";
+    many.Encode(form);
+    bool hasFailed = true;
+    for (long nth = 1; hasFailed; ++nth) {
+        std::string bytes = "before";
+        const FailingNew failing(nth);
+        try {
+            many.Encode(bytes);
+        } catch (const std::bad_alloc&) {
+        }
+        const PlentyOfMemory plenty;
+        hasFailed = failing.HasFailed();
+        EXPECT_EQ(bytes, hasFailed ? "before" : form);
+    }
+}
+
+TEST(Distribution, AllocatesNothingForValuesItHadBeforeItWasCleared) {
+    const CKZStatDistribution many = ManyKindsOfValues();
+    std::string form;
+    many.Encode(form);
+    std::string bytes;
+    bytes.reserve(form.size());
+    CKZStatDistribution distribution = many;
+    for (int i = 0; i < 300; ++i) distribution.Add(100);
+
+    const FailingNew failing(1);
+    distribution.Clear();
+    for (int i = 0; i < 300; ++i) distribution.Add(100);
+    for (const double value : {1.0, 1e-300, -5.0, 1e300, 0.0, std::nan(""), 1000.0})
+        distribution.Add(value);
+    distribution.Clear();
+    distribution.Add(many);
+    EXPECT_TRUE(distribution == many);
+    EXPECT_TRUE(distribution.Decode(form));
+    distribution.Encode(bytes);
+    EXPECT_FALSE(failing.HasFailed());
+    EXPECT_EQ(bytes, form);
 }
 
 TEST(LackOfMemory, LeavesNoGapInTheTimeline) {

@@ -1,0 +1,198 @@
+#ifndef KZSTATBUCKETTABLE_H
+#define KZSTATBUCKETTABLE_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "kzstatbucket.h"
+
+/// The counts of the buckets of one power of two. They all have the same width, which grows with
+/// the largest of them and never shrinks.
+///
+/// Compatible: one thread at a time changes an object and no other reads it meanwhile.
+class CKZStatBucketBlock {
+public:
+    static constexpr unsigned kSize = kzstatbucket::kPerPowerOfTwo;
+    using Counts = std::array<std::uint64_t, kSize>;
+
+    /// `key` is the number of each of its buckets, without the lowest bits.
+    explicit CKZStatBucketBlock(std::uint32_t key);
+
+    std::uint32_t GetKey() const { return m_key; }
+    std::size_t GetMemorySize() const { return std::size_t{kSize} * m_width; }
+
+    /// Returns false if the count is as large as the width allows.
+    bool TryIncrement(unsigned at) {
+        switch (m_width) {
+            case 1:
+                return TryIncrementAs<std::uint8_t>(at);
+            case 2:
+                return TryIncrementAs<std::uint16_t>(at);
+            case 4:
+                return TryIncrementAs<std::uint32_t>(at);
+            default:
+                return TryIncrementAs<std::uint64_t>(at);
+        }
+    }
+
+    /// If memory runs out, throws and counts nothing. REQUIRES: the count is below 2^64 - 1.
+    void Increment(unsigned at);
+
+    /// Makes the counts wide enough for `count`. If memory runs out, throws and changes nothing.
+    void MakeRoomFor(std::uint64_t count);
+    /// The same for the sums with `counts`. REQUIRES: none of them exceeds 64 bits.
+    void MakeRoomForSums(const Counts& counts);
+
+    /// REQUIRES: there is room.
+    void Add(const Counts& counts);
+    void Set(unsigned at, std::uint64_t count);
+
+    void Clear();
+    void Unpack(Counts& counts) const;
+    bool IsEmpty() const;
+
+    /// True if the keys and the counts are the same; widths do not matter.
+    bool operator==(const CKZStatBucketBlock& other) const;
+
+    /// Calls `visit(at, count)` for each count that is not 0, in ascending order.
+    template <class Visit>
+    void ForEach(const Visit& visit) const {
+        AsTyped([&](auto zero) {
+            using Counter = decltype(zero);
+            constexpr unsigned kPerWord = sizeof(std::uint64_t) / sizeof(Counter);
+            for (unsigned first = 0; first < kSize; first += kPerWord) {
+                if (m_words[first / kPerWord] == 0) continue;
+                for (unsigned at = first; at < first + kPerWord; ++at)
+                    if (const Counter count = Get<Counter>(at); count != 0) visit(at, count);
+            }
+        });
+    }
+
+private:
+    template <class Counter>
+    Counter Get(unsigned at) const {
+        Counter count;
+        std::memcpy(&count, Place<Counter>(at), sizeof count);
+        return count;
+    }
+
+    template <class Counter>
+    void Put(unsigned at, Counter count) {
+        std::memcpy(Place<Counter>(at), &count, sizeof count);
+    }
+
+    template <class Counter>
+    char* Place(unsigned at) const {
+        return reinterpret_cast<char*>(m_words.get()) + at * sizeof(Counter);
+    }
+
+    template <class Counter>
+    bool TryIncrementAs(unsigned at) {
+        const auto count = Get<Counter>(at);
+        if (count == std::numeric_limits<Counter>::max()) return false;
+        Put(at, static_cast<Counter>(count + 1));
+        return true;
+    }
+
+    /// Calls `act` with a zero of the type that the counts have.
+    template <class Act>
+    void AsTyped(const Act& act) const {
+        switch (m_width) {
+            case 1:
+                return act(std::uint8_t{0});
+            case 2:
+                return act(std::uint16_t{0});
+            case 4:
+                return act(std::uint32_t{0});
+            default:
+                return act(std::uint64_t{0});
+        }
+    }
+
+    void Widen(unsigned width);
+
+    std::unique_ptr<std::uint64_t[]> m_words;
+    std::uint16_t m_key;
+    std::uint8_t m_width = 1;  // bytes of each count
+};
+
+/// Counts by bucket, in blocks that are there only for powers of two that have or had values.
+///
+/// Compatible: one thread at a time changes an object and no other reads it meanwhile.
+class CKZStatBucketTable {
+public:
+    using Bucket = kzstatbucket::Number;
+
+    CKZStatBucketTable() = default;
+    CKZStatBucketTable(const CKZStatBucketTable&) = delete;
+    CKZStatBucketTable& operator=(const CKZStatBucketTable&) = delete;
+
+    // Each counts one more value. REQUIRES: the counts of all buckets add up to less than 2^64 - 1.
+
+    /// Returns false and counts nothing if that takes more than a moment.
+    bool TryIncrement(Bucket bucket) {
+        CKZStatBucketBlock* const block = FindByHint(KeyOf(bucket));
+        return block != nullptr && block->TryIncrement(PlaceOf(bucket));
+    }
+    /// If memory runs out, throws and counts nothing.
+    void Increment(Bucket bucket) { FindOrCreate(KeyOf(bucket)).Increment(PlaceOf(bucket)); }
+
+    /// Adds all counts. If memory runs out, throws and adds nothing. REQUIRES: the counts of both
+    /// add up to less than 2^64.
+    void Add(const CKZStatBucketTable& other);
+
+    /// Makes room for `Set` to set as large a count; if memory runs out, throws and changes no
+    /// count.
+    void MakeRoomFor(Bucket bucket, std::uint64_t count);
+    void Set(Bucket bucket, std::uint64_t count);
+
+    /// Sets all counts to 0 and keeps the memory.
+    void Clear();
+
+    /// Calls `visit(bucket, count)` for each count that is not 0, in ascending order.
+    template <class Visit>
+    void ForEach(const Visit& visit) const {
+        for (const CKZStatBucketBlock& block : m_blocks) {
+            const Bucket first = FirstBucketOf(block);
+            block.ForEach([&](unsigned at, std::uint64_t count) { visit(first + at, count); });
+        }
+    }
+
+    /// The first bucket that has at least `rank` values in it and below. REQUIRES: there is one.
+    Bucket OfRank(std::uint64_t rank) const;
+    /// The number of values in the buckets below this one.
+    std::uint64_t CountBelow(Bucket limit) const;
+
+    std::size_t GetMemorySize() const;
+
+    bool operator==(const CKZStatBucketTable& other) const;
+
+private:
+    /// As many adjacent powers of two have hints that do not displace one another.
+    static constexpr std::uint32_t kHints = 16;
+
+    static std::uint32_t KeyOf(Bucket bucket) { return bucket / CKZStatBucketBlock::kSize; }
+    static unsigned PlaceOf(Bucket bucket) { return bucket % CKZStatBucketBlock::kSize; }
+
+    static Bucket FirstBucketOf(const CKZStatBucketBlock& block) {
+        return block.GetKey() * CKZStatBucketBlock::kSize;
+    }
+
+    /// Null if there is no hint.
+    CKZStatBucketBlock* FindByHint(std::uint32_t key) const {
+        CKZStatBucketBlock* const hint = m_hints[key % kHints];
+        return hint != nullptr && hint->GetKey() == key ? hint : nullptr;
+    }
+    CKZStatBucketBlock& FindOrCreate(std::uint32_t key);
+
+    std::vector<CKZStatBucketBlock> m_blocks;  // by key, ascending
+    // The blocks that were asked for last, by the lowest bits of their keys; null if there is none.
+    std::array<CKZStatBucketBlock*, kHints> m_hints{};
+};
+
+#endif
