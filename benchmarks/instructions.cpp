@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "kzstatdistribution.h"
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatisticsgenerator.h"
 #include "rw/cstring.h"
@@ -51,6 +52,12 @@ void MergePairs(int count) {
         target.AddValuesOfDict(&source, AddForDump);
 }
 
+/// One value into a distribution, whose powers of two had values before.
+void AddToDistribution(int count) {
+    CKZStatDistribution distribution;
+    for (int i = 0; i < count; ++i) distribution.Add(100 + i % 64);
+}
+
 /// One record of the text.
 void DumpRecords(int count) {
     CKZStatGenMeasurementDictionary dictionary;
@@ -64,8 +71,10 @@ struct Operation {
     void (*run)(int count);
 };
 
-constexpr Operation kOperations[] = {
-    {"AddLast", AddValues}, {"merged pair", MergePairs}, {"dumped record", DumpRecords}};
+constexpr Operation kOperations[] = {{"AddLast", AddValues},
+                                     {"Distribution::Add", AddToDistribution},
+                                     {"merged pair", MergePairs},
+                                     {"dumped record", DumpRecords}};
 
 }  // namespace
 
@@ -76,6 +85,9 @@ int main(int argc, char** argv) {
                 operation.run(std::atoi(argv[2]));
                 return 0;
             }
-    std::fputs("usage: instructions 'AddLast'|'merged pair'|'dumped record' COUNT\n", stderr);
+    std::fputs(
+        "usage: instructions "
+        "'AddLast'|'Distribution::Add'|'merged pair'|'dumped record' COUNT\n",
+        stderr);
     return 2;
 }

@@ -105,11 +105,8 @@ public:
 
     /// True if both have the same values, as far as distributions tell values apart. What memory
     /// they own does not matter.
-    friend KZSTAT_EXPORT bool operator==(const CKZStatDistribution& a,
-                                         const CKZStatDistribution& b) noexcept;
-    friend bool operator!=(const CKZStatDistribution& a, const CKZStatDistribution& b) noexcept {
-        return !(a == b);
-    }
+    bool operator==(const CKZStatDistribution& other) const noexcept;
+    bool operator!=(const CKZStatDistribution& other) const noexcept { return !(*this == other); }
 
 private:
     struct State;

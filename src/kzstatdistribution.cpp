@@ -39,7 +39,7 @@ std::uint64_t RankOf(double q, std::uint64_t n) {
 struct CKZStatDistribution::State {
     std::uint64_t count = 0;
     std::uint64_t nanCount = 0;
-    // Each contains the other's side until there is a value, so that comparisons need no count.
+    // An empty range until there is a value other than NaN, so that comparisons need no count.
     double minimum = kInfinity;
     double maximum = -kInfinity;
     CKZStatBucketTable table;
@@ -160,11 +160,13 @@ std::size_t CKZStatDistribution::GetMemorySize() const noexcept {
     return m_state ? sizeof *m_state + m_state->table.GetMemorySize() : 0;
 }
 
-bool operator==(const CKZStatDistribution& a, const CKZStatDistribution& b) noexcept {
-    if (a.GetCount() != b.GetCount()) return false;
-    if (a.GetCount() == 0) return true;
-    return a.m_state->nanCount == b.m_state->nanCount && a.m_state->minimum == b.m_state->minimum &&
-           a.m_state->maximum == b.m_state->maximum && a.m_state->table == b.m_state->table;
+bool CKZStatDistribution::operator==(const CKZStatDistribution& other) const noexcept {
+    if (GetCount() != other.GetCount()) return false;
+    if (GetCount() == 0) return true;
+    const State& a = *m_state;
+    const State& b = *other.m_state;
+    return a.nanCount == b.nanCount && a.minimum == b.minimum && a.maximum == b.maximum &&
+           a.table == b.table;
 }
 
 CKZStatDistribution::State& CKZStatDistribution::FindOrCreateState() {

@@ -64,7 +64,8 @@ void LoadRun::ListenToSlices() {
         m_terminal.PrintRow(RowOf(slice));
         m_totals = TotalsOf(slice);
     });
-    if (!m_options.journalFile.empty()) kzjournal::Keep(m_run, m_options.journalFile);
+    if (!m_options.journalFile.empty())
+        kzjournal::Keep(m_run, m_options.journalFile, "", m_options.commandLine);
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
     });

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "demoserver.h"
+#include "files/filechecks.h"
 #include "kzjournalerror.h"
 #include "loadrun.h"
 #include "messagefile.h"
@@ -14,6 +15,7 @@
 #include "simulatedclient.h"
 #include "terminal.h"
 #include "terminal/stopsignal.h"
+#include "terminal/terminaltext.h"
 
 namespace kzload {
 namespace {
@@ -58,12 +60,23 @@ private:
     Terminal& m_terminal;
 };
 
+/// Before anything is written.
+void CheckFiles(const Options& options) {
+    if (!options.messagesFile.empty()) kzfiles::RefuseToReplaceAJournal(options.messagesFile);
+    if (options.journalFile.empty()) return;
+    kzfiles::RefuseUnlessFile(options.journalFile);
+    if (!options.messagesFile.empty())
+        kzfiles::RefuseToOverwrite({options.journalFile}, options.messagesFile);
+    kzfiles::RefuseToOverwriteByStandardOutput({options.journalFile});
+}
+
 int Run(const Options& options) {
     kzterminal::IgnoreBrokenPipes();
     kzterminal::CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);
+    CheckFiles(options);
     MessageFile messages;
     if (!options.messagesFile.empty()) terminal.Complain(messages.Open(options.messagesFile));
 
@@ -86,7 +99,7 @@ int main(int argc, char** argv) {
         const auto options = kzload::ReadOptions(argc, argv, exitStatus);
         return options ? kzload::Run(*options) : exitStatus;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kzload: %s\n", error.what());
+        std::fprintf(stderr, "kzload: %s\n", kzterminal::Printable(error.what()).c_str());
         return kzload::kFailed;
     }
 }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <ctime>
 #include <iomanip>
+#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -38,17 +39,43 @@ CLI::Validator Named() {
         "");
 }
 
+using UrlParts = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
+
+/// Empty where the URL has no such part.
+std::string PartOf(const UrlParts& url, CURLUPart part) {
+    char* text = nullptr;
+    if (curl_url_get(url.get(), part, &text, 0) != CURLUE_OK) return {};
+    const std::string copy(text);
+    curl_free(text);
+    return copy;
+}
+
+/// Other arguments, and URLs without a user and a password, stay as they are.
+std::string WithoutSecrets(const std::string& argument) {
+    const UrlParts url(curl_url(), curl_url_cleanup);
+    if (curl_url_set(url.get(), CURLUPART_URL, argument.c_str(), 0) != CURLUE_OK) return argument;
+    constexpr CURLUPart kSecrets[] = {CURLUPART_USER, CURLUPART_PASSWORD};
+    const auto isThere = [&](CURLUPart part) { return !PartOf(url, part).empty(); };
+    if (std::none_of(std::begin(kSecrets), std::end(kSecrets), isThere)) return argument;
+    for (const CURLUPart part : kSecrets) curl_url_set(url.get(), part, "***", 0);
+    return PartOf(url, CURLUPART_URL);
+}
+
 /// What is wrong with `url`, or an empty text.
 std::string CheckUrl(const std::string& url) {
-    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parts(curl_url(), curl_url_cleanup);
+    const UrlParts parts(curl_url(), curl_url_cleanup);
     const CURLUcode status = curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0);
     if (status != CURLUE_OK) return "'" + url + "': " + curl_url_strerror(status);
-    char* text = nullptr;
-    if (curl_url_get(parts.get(), CURLUPART_SCHEME, &text, 0) != CURLUE_OK) return "no scheme";
-    const std::string scheme(text);
-    curl_free(text);
+    const std::string scheme = PartOf(parts, CURLUPART_SCHEME);
     if (scheme == "http" || scheme == "https") return {};
     return "'" + url + "': only http:// and https:// are loaded";
+}
+
+/// The arguments, with blanks between them.
+std::string CommandLine(int argc, char** argv) {
+    std::string line = "kzload";
+    for (int i = 1; i < argc; ++i) line += " " + WithoutSecrets(argv[i]);
+    return line;
 }
 
 /// Unique among runs in one folder, even if they begin at the same time.
@@ -92,6 +119,7 @@ void Declare(CLI::App& app, Options& options) {
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
     Options options;
     options.journalFile = NewJournalName();
+    options.commandLine = CommandLine(argc, argv);
     CLI::App app("Loads an HTTP server with simulated clients and shows statistics per slice.",
                  "kzload");
     app.option_defaults()->always_capture_default();

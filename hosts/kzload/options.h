@@ -17,6 +17,7 @@ struct Options {
     std::string messagesFile;  // empty: none
     std::string journalFile;   // empty: none
     bool quiet = false;
+    std::string commandLine;  // the call, without the user and password of the URL
 };
 
 /// Reads the command line. Where the process should end instead (help, a mistake), says so to the

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "terminal/terminaltext.h"
+
 namespace kzload {
 namespace {
 
@@ -82,7 +84,7 @@ void Terminal::WriteLine(const std::string& line) {
 void Terminal::WriteError(const std::string& text) {
     Erase();
     Flush();
-    std::fprintf(stderr, "kzload: %s\n", text.c_str());
+    std::fprintf(stderr, "kzload: %s\n", kzterminal::Printable(text).c_str());
 }
 
 void Terminal::Flush() {

@@ -43,10 +43,13 @@ public:
     void CloseSource(int source, std::optional<double> endTime, long long lostSlices,
                      long long expectedSlices);
 
-    /// Ends the run: `endTime` in seconds since 1970-01-01 UTC. The expected slices are those that
-    /// were appended plus `lostSlices`. When this returns, the file is complete and on the disk,
-    /// without companions.
-    void Close(double endTime, long long lostSlices);
+    /// Adds a note to the run.
+    void AddNote(const Note& note);
+
+    /// Ends the run: `endTime` in seconds since 1970-01-01 UTC, no value if one of its sources did
+    /// not end. The expected slices are those that were appended plus `lostSlices`. When this
+    /// returns, the file is complete and on the disk, without companions.
+    void Close(std::optional<double> endTime, long long lostSlices);
 
 private:
     void Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources);

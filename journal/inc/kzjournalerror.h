@@ -9,7 +9,7 @@ namespace kzjournal {
 
 /// A fault of a journal or of a program that works on journals; its text is a line for the user.
 /// Operations throw it, except those that a load depends on: these never throw but return
-/// `std::optional<Error>`, without a value on success. Compatible.
+/// a `std::optional<Error>`, alone or in a result, without a value on success. Compatible.
 class KZJOURNAL_EXPORT Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

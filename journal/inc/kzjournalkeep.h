@@ -9,18 +9,18 @@
 namespace kzjournal {
 
 /// Writes `run` to a new file at `path`: its name, start and slice length, `testName` (what was
-/// tested, in the host's words), each slice as it is delivered, and at the end when the load began
-/// and ended.
+/// tested, in the host's words), `commandLine` (as in `Run`; if empty, the name of the program),
+/// each slice as it is delivered, and at the end when the load began and ended.
 ///
 /// Every fault is added to the complaints of the run, which logs it and returns it from `Finish`: a
-/// file that cannot be created (nothing is kept then), slices that wait or are lost (see
-/// `Writer::Append` and `Writer::Close`), slices that had ended before this call (they count as
-/// lost), and a run that has ended (no file is created). No fault stops the load. `Finish` and the
-/// destructor of the run close the file, which takes at most 2 seconds.
+/// file that cannot be created (nothing is kept then), each problem that makes slices wait or lost,
+/// once (see `Writer::Append` and `Writer::Close`), slices that had ended before this call (they
+/// count as lost), and a run that has ended (no file is created). No fault stops the load. `Finish`
+/// and the destructor of the run close the file, which takes at most 2 seconds.
 ///
 /// Throws nothing but std::bad_alloc. Safe for concurrent use; several files may keep one run.
 KZJOURNAL_EXPORT void Keep(CKZStatRun& run, const std::string& path,
-                           const std::string& testName = "");
+                           const std::string& testName = "", const std::string& commandLine = "");
 
 }  // namespace kzjournal
 

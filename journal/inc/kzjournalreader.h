@@ -43,6 +43,22 @@ struct Source {
     bool isMerged;  ///< a merged run itself: its sources have the slices, it has none
 };
 
+/// How much of a run its file has.
+struct Completeness {
+    enum State {
+        Whole,    ///< the run ended, and the file has all of its slices
+        Lacking,  ///< the run ended, and slices of it are not in the file
+        NotEnded  ///< the run is active, its process was killed, or its end is in a lost FILE-wal
+    };
+    State state;
+    long long slices;  ///< in the file
+    /// Those that the run had, as far as the file says; never less than `slices`.
+    long long expectedSlices;
+    /// The run has not ended and FILE-wal is not beside the file. It held slices unless another
+    /// program has opened and closed the file since.
+    bool lacksLog;
+};
+
 /// Reads the journal of a run, also while the run is active: each call sees the slices that are
 /// complete at that moment. Never changes the journal.
 ///
@@ -65,9 +81,13 @@ public:
     /// Slices that the host had passed to the writer when the last slice in the file was written
     /// or, once the run has ended, at its end.
     long long ExpectedSlices();
+    /// How much of the run there is. A source that is merged itself has no slices of its own.
+    Completeness GetCompleteness();
     /// The sources of a merged run, through all levels, in the order of their numbers; empty for
     /// any other run.
     std::vector<Source> Sources();
+    /// What was noted of the run, in the order in which it was.
+    std::vector<Note> Notes();
     /// The numbers of the sources with a slice in this one.
     std::vector<int> SourcesOfSlice(int sliceId);
 

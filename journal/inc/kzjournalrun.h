@@ -15,6 +15,8 @@ struct Run {
     double startTime = 0;    ///< of the generator, in seconds since 1970-01-01 UTC
     double sliceLength = 0;  ///< seconds
     std::string host;
+    /// The name of the program, unless the host stores more of what was called. It must leave out
+    /// secrets, such as passwords among the arguments: everyone who is shown the journal reads it.
     std::string commandLine;
     std::string testName;  ///< what was tested, in the host's words; may be empty
     // When the load began and ended, in seconds since the start of the run; no value if unknown.
@@ -22,7 +24,14 @@ struct Run {
     std::optional<double> loadEnd;
 };
 
-/// Returns the facts of a run of this process, with a new id. Safe for concurrent use.
+/// What is worth knowing about a moment of a run. Compatible.
+struct Note {
+    double time = 0;  ///< in seconds since 1970-01-01 UTC
+    std::string text;
+};
+
+/// Returns the facts of a run of this process, with a new id and the name of the program as
+/// `commandLine`. Safe for concurrent use.
 KZJOURNAL_EXPORT Run RunOfThisProcess(const std::string& generator, double startTime,
                                       double sliceLength, const std::string& testName = "");
 

@@ -15,17 +15,36 @@ namespace kzjournal {
 
 class Worker;
 
+/// Where a slice is when `Append` has returned.
+enum class SliceState {
+    OnDisk,   ///< in the file: it survives the end of the process and a loss of power
+    Waiting,  ///< in memory only, and retried with the next slice; lost if the process is killed
+    Lost      ///< nowhere, and never tried again
+};
+
+/// What became of a slice. Compatible.
+struct AppendResult {
+    SliceState state = SliceState::Lost;
+    /// What the user should know, as one line, once for each problem. It may be about earlier
+    /// slices: one that waited may turn out to be lost.
+    std::optional<Error> problem;
+};
+
 /// Writes a run to a file: each slice that the generator passes to the hook `SendSliceValues`
-/// becomes one transaction with its message and its exact values. When `Append` has returned, the
-/// slice survives the end of the process and a loss of power, unless a problem persists.
+/// becomes one transaction with its message and its exact values. `Append` tells whether the slice
+/// is on the disk.
 ///
 /// A thread of the writer does the writing, so that a hanging disk does not block the caller:
-/// `Append` waits for at most 0.5 seconds and `Close` for 2. A slice that could not be written is
-/// queued in memory, as are those after it, and is retried with the next one. Slices that are still
-/// queued at `Close`, or do not fit into the queue, are lost and counted.
+/// `Append` waits for at most 0.5 seconds and `Close` for 2. A slice that could not be written
+/// waits in memory, as do those after it, and is retried with the next one. They may take 64 MB, or
+/// be one slice of any size; further ones are lost. Once a slice is on the disk, no earlier one
+/// waits.
 ///
-/// Nothing throws: each operation returns what went wrong. Each problem is reported once, by the
-/// `Append` with which it begins; until it has ended, slices are queued without a report. A loss is
+/// If the file or a companion of it is removed or replaced, the run is copied to
+/// FILE.recovered-1, or the next free number, and goes on there, which is a problem too.
+///
+/// Nothing throws: each operation returns what went wrong. Each problem is told once, by the
+/// `Append` with which it begins, until it has ended; the state is told with each slice. A loss is
 /// a problem of its own.
 ///
 /// Compatible: used by one thread at a time.
@@ -38,7 +57,8 @@ public:
     Writer& operator=(const Writer&) = delete;
 
     /// Creates the file for `run`. An existing file must be empty: no run is ever overwritten, and
-    /// two runs do not share a file. If this fails, `Append` and `Close` do nothing.
+    /// two runs do not share a file. If this fails, `Append` returns `Lost` without a problem, and
+    /// `Close` does nothing.
     [[nodiscard]] std::optional<Error> Open(const std::string& path, const Run& run);
 
     bool IsOpen() const { return m_worker != nullptr; }
@@ -46,10 +66,11 @@ public:
     /// Stores one slice; one with an id that is stored already is ignored. Refuses slices of
     /// another generator, with an id below 1, with an end that is not a number, or with a duplicate
     /// name.
-    [[nodiscard]] std::optional<Error> Append(const CKZStatSliceValues& slice);
+    [[nodiscard]] AppendResult Append(const CKZStatSliceValues& slice);
 
-    /// Ends the run. Returns an error if slices were lost, or if FILE-wal still holds a part of the
-    /// run and must be kept with the file. A second call does nothing.
+    /// Ends the run; slices that still wait then are lost. Returns an error if slices were lost, if
+    /// FILE-wal still holds a part of the run and must be kept with the file, or if there is a
+    /// problem that no `Append` has told. A second call does nothing.
     [[nodiscard]] std::optional<Error> Close();
     /// The same for a complete `CKZStatRun`: also stores when its load began and ended. Slices of
     /// it that were never appended count as lost, which is not reported.

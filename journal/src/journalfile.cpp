@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 
 #include "kzjournalreader.h"
 
@@ -29,7 +30,8 @@ constexpr char kTables[] =
     " end_time REAL,"
     " expected_slices INTEGER NOT NULL DEFAULT 0,"
     " lost_slices INTEGER NOT NULL DEFAULT 0,"
-    " is_merged INTEGER NOT NULL);"
+    " is_merged INTEGER NOT NULL,"
+    " checksum INTEGER NOT NULL DEFAULT 0);"
 
     // The message stands last, since what stands behind it is read through all of its pages.
     "CREATE TABLE slices ("
@@ -131,12 +133,55 @@ std::string Schema() {
            ";";
 }
 
-int Pragma(SQLite::Database& database, const char* name) {
-    return database.execAndGet(std::string("PRAGMA ") + name).getInt();
+struct SchemaEntry {
+    std::string kind;
+    std::string table;
+    std::string sql;
+
+    bool operator==(const SchemaEntry&) const = default;
+};
+
+using SchemaEntries = std::map<std::string, SchemaEntry>;  // by name
+
+SchemaEntries EntriesOf(SQLite::Database& database) {
+    SchemaEntries entries;
+    SQLite::Statement query(database, "SELECT name, type, tbl_name, sql FROM sqlite_master");
+    while (query.executeStep())
+        entries[query.getColumn(0).getString()] = {query.getColumn(1).getString(),
+                                                   query.getColumn(2).getString(),
+                                                   query.getColumn(3).getString()};
+    return entries;
 }
 
-bool IsEmpty(SQLite::Database& database) {
-    return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() == 0;
+const SchemaEntries& KnownEntries() {
+    static const SchemaEntries entries = [] {
+        SQLite::Database database(":memory:", SQLite::OPEN_READWRITE);
+        database.exec(Schema());
+        return EntriesOf(database);
+    }();
+    return entries;
+}
+
+/// A view or a virtual table in place of a table could make reading endless, and an index could
+/// hide rows. What else is in the file is not read.
+void CheckSchema(SQLite::Database& database, const std::string& path) {
+    const SchemaEntries entries = EntriesOf(database);
+    for (const auto& [name, entry] : KnownEntries()) {
+        const auto found = entries.find(name);
+        if (found == entries.end())
+            throw Error("cannot read " + path + ": it is damaged (" + name + " is missing)");
+        if (!(found->second == entry))
+            throw Error("cannot read " + path + ": its " + name + " is not that of a journal");
+    }
+    for (const auto& [name, entry] : entries)
+        if (entry.kind == "index" && KnownEntries().count(entry.table) > 0 &&
+            KnownEntries().count(name) == 0)
+            throw Error("cannot read " + path + ": " + entry.table +
+                        " has an index that no journal has; drop it");
+}
+
+int Pragma(SQLite::Database& database, const char* name) {
+    return database.execAndGet(std::string("PRAGMA ") + name).getInt();
 }
 
 std::string Cause(const SQLite::Exception& error) {
@@ -166,7 +211,7 @@ std::string Cause(const SQLite::Exception& error) {
 std::string SystemsCause(const std::string& path, int flags) {
     struct stat facts = {};
     if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return "it is a folder";
-    const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
+    const int file = open(path.c_str(), flags | O_CLOEXEC);
     if (file < 0) return std::strerror(errno);
     close(file);
     return {};
@@ -178,21 +223,9 @@ std::string FileNameOf(const std::string& path) {
     return path.starts_with('/') ? path : "./" + path;
 }
 
-void CreateTables(SQLite::Database& database, const std::string& path) {
-    const auto refuseOneInUse = [&] {
-        if (!IsEmpty(database))
-            throw Error("cannot keep a run in " + path +
-                        ": it is in use already; choose another path");
-    };
-    refuseOneInUse();
-    // With these, a commit is on the disk when it returns.
-    database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
-    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-    // Once more, since another process may have come first.
-    refuseOneInUse();
+void CreateTables(SQLite::Database& database) {
     database.exec("PRAGMA application_id = " + std::to_string(kApplicationId) +
                   "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" + Schema());
-    transaction.commit();
 }
 
 void CheckIsJournal(SQLite::Database& database, const std::string& path) {
@@ -207,6 +240,7 @@ void CheckIsJournal(SQLite::Database& database, const std::string& path) {
         throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
                     " is newer than " + std::to_string(kSchemaVersion) +
                     "; read it with a newer release");
+    CheckSchema(database, path);
 }
 
 std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error) {
@@ -217,7 +251,7 @@ std::string ExplainMaking(const std::string& path, const SQLite::Exception& erro
     // Only where the database could not open it: whoever closes a file that the process has open
     // elsewhere takes that one's locks away.
     const bool couldNotOpen = error.getErrorCode() == SQLITE_CANTOPEN;
-    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDWR | O_CREAT) : "";
+    const std::string cause = couldNotOpen ? SystemsCause(path, O_RDWR) : "";
     return cause.empty() ? Explain("open", path, error) : "cannot open " + path + ": " + cause;
 }
 
@@ -226,11 +260,6 @@ std::string ExplainReading(const std::string& path, const SQLite::Exception& err
     const bool couldNotOpen = code == SQLITE_CANTOPEN || code == SQLITE_IOERR;
     const std::string cause = couldNotOpen ? SystemsCause(path, O_RDONLY) : "";
     if (!cause.empty()) return "cannot read " + path + ": " + cause;
-    if (couldNotOpen || code == SQLITE_READONLY)
-        return "cannot read " + path +
-               ": its run has not ended and its folder may not be written; copy it elsewhere "
-               "with " +
-               path + "-wal";
     return Explain("read", path, error);
 }
 

@@ -3,13 +3,14 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <optional>
 #include <string>
 
 namespace kzjournal {
 
 /// The tables and views are described in docs/journal.md. The number grows with every change that
 /// a reader must know of.
-inline constexpr int kSchemaVersion = 2;
+inline constexpr int kSchemaVersion = 3;
 
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;
@@ -18,6 +19,16 @@ inline constexpr int kApplicationId = 0x4b5a6a31;
 /// written once for many slices.
 inline constexpr int kChunkSlices = 256;
 
+/// No message or text in a journal is longer.
+inline constexpr int kMaxValueBytes = 64 << 20;
+
+/// Moments and times of a run lie within it, on either side of 0: the year 9999. What computes with
+/// them never overflows then.
+inline constexpr double kMaxSeconds = 253402300799;
+
+/// Slices are not shorter, so that a run has no more of them than can be counted.
+inline constexpr double kMinSliceLength = 1e-6;
+
 /// How long a database call waits for another process that holds the file locked.
 inline constexpr int kLockWaitMilliseconds = 200;
 
@@ -25,11 +36,21 @@ inline constexpr int kLockWaitMilliseconds = 200;
 /// "file:..." would be databases that are gone when they are closed.
 std::string FileNameOf(const std::string& path);
 
-/// Makes an empty journal of the file, which must be new or empty. Throws `Error` and
+/// Makes an empty journal of an empty database, within the transaction of the caller. Throws
 /// `SQLite::Exception`.
-void CreateTables(SQLite::Database& database, const std::string& path);
+void CreateTables(SQLite::Database& database);
 
-/// Throws `Error` unless the database is a journal of this schema.
+/// Binds NULL where there is no number.
+template <class Number>
+void BindOptional(SQLite::Statement& statement, int column, const std::optional<Number>& number) {
+    if (number)
+        statement.bind(column, *number);
+    else
+        statement.bind(column);
+}
+
+/// Throws `Error` unless the database is a journal of this schema, with its tables, views and
+/// indexes as `CreateTables` made them.
 void CheckIsJournal(SQLite::Database& database, const std::string& path);
 
 // Lines for the user about what the database said: at work, when making a journal, and when opening

@@ -13,6 +13,10 @@ constexpr long kAppendBoundMilliseconds = 500;
 constexpr long kCloseBoundMilliseconds = 2000;
 constexpr std::size_t kMaxQueuedBytes = std::size_t{64} << 20;
 
+void AddToLine(std::string& line, const std::string& text) {
+    line += (line.empty() || text.empty() ? "" : "; ") + text;
+}
+
 }  // namespace
 
 std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
@@ -45,7 +49,7 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
     }
 }
 
-std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
+AppendResult Worker::Append(const CKZStatSliceValues& slice) {
     const RWMutexLock::LockGuard guard(m_lock);
     const long long number = ++m_appended;
     const long long failures = m_failures;
@@ -54,7 +58,7 @@ std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
         ++m_settled;
         Lose("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
              ": no memory is left for slices that wait");
-        return TellOnce();
+        return {SliceState::Lost, TellOnce()};
     }
     m_isWorthATry = true;
     m_workCame.NotifyAll();
@@ -69,7 +73,13 @@ std::optional<Error> Worker::Append(const CKZStatSliceValues& slice) {
     } else if (m_failures == failures) {
         m_wait.Begin("writing " + m_path + " takes longer than 0.5 s; slices wait in memory");
     }
-    return TellOnce();
+    return {StateOf(number), TellOnce()};
+}
+
+/// Of the slice that was queued last: it is settled once all are.
+SliceState Worker::StateOf(long long number) const {
+    if (m_settled < number) return SliceState::Waiting;
+    return m_lastIsLost ? SliceState::Lost : SliceState::OnDisk;
 }
 
 std::optional<Error> Worker::Close(const std::optional<CKZStatRunEnd>& runEnd,
@@ -86,10 +96,16 @@ std::optional<Error> Worker::Close(const std::optional<CKZStatRunEnd>& runEnd,
 
     const long long lostHere = m_lost + static_cast<long long>(m_queue.size());
     lostSlices = lostHere + SlicesThatNeverCame();
-    if (lostHere > 0) return Error(LossAtTheEnd(lostHere));
-    if (m_isDone) return m_endFailure.empty() ? std::nullopt : std::optional(Error(m_endFailure));
-    return Error("closing " + m_path + " takes longer than 2 s; " + m_path +
-                 "-wal belongs to it: copy and move both together");
+    std::string line;
+    if (lostHere > 0)
+        line = LossAtTheEnd(lostHere);
+    else if (!m_isDone)
+        line = "closing " + m_path + " takes longer than 2 s; " + m_path +
+               "-wal belongs to it: copy and move both together";
+    else
+        line = m_endFailure;
+    AddToLine(line, std::exchange(m_news, {}));
+    return line.empty() ? std::nullopt : std::optional(Error(line));
 }
 
 long long Worker::SlicesThatNeverCame() const {
@@ -111,9 +127,11 @@ void Worker::Lose(const std::string& reason) {
 
 /// Each trouble is told when it begins, a loss before what may still end well.
 std::optional<Error> Worker::TellOnce() {
-    if (m_loss.IsUntold()) return m_loss.Tell();
-    if (m_wait.IsUntold()) return m_wait.Tell();
-    return std::nullopt;
+    std::string line;
+    for (Trouble* const trouble : {&m_loss, &m_wait})
+        if (trouble->IsUntold()) AddToLine(line, trouble->Tell());
+    AddToLine(line, std::exchange(m_news, {}));
+    return line.empty() ? std::nullopt : std::optional(Error(line));
 }
 
 void Worker::Run() {
@@ -142,8 +160,10 @@ void Worker::WriteNext() {
         expected = ExpectedSlices();
     }
     try {
-        const bool isNew = Write(*slice, expected);
-        Settle(isNew, std::nullopt);
+        if (!m_isNew) m_isNew = Write(*slice, expected);
+        LookAround();
+        Settle(*m_isNew, std::nullopt);
+        m_isNew.reset();
     } catch (const Refusal& refusal) {
         Settle(true, refusal);
     } catch (const std::exception& error) {
@@ -164,6 +184,7 @@ void Worker::Settle(bool isNew, const std::optional<Refusal>& refusal) {
     ++m_settled;
     m_isStuck = false;
     if (!isNew) ++m_repeated;
+    m_lastIsLost = refusal.has_value();
     if (refusal) Lose(refusal->what());
     m_newsCame.NotifyAll();
 }
@@ -178,15 +199,36 @@ void Worker::Fail(const std::string& failure) {
     m_newsCame.NotifyAll();
 }
 
+/// What is written is safe only where the name of the file leads to it.
+void Worker::LookAround() {
+    TellNext(m_store->LookAround());
+}
+
+void Worker::TellNext(const std::string& news) {
+    if (news.empty()) return;
+    const RWMutexLock::LockGuard guard(m_lock);
+    AddToLine(m_news, news);
+    m_path = m_store->Path();
+}
+
+/// The file that has the slices is gone with the process.
+void Worker::LoseAll(const std::string& reason) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_queue.clear();
+    m_lost = ExpectedSlices();
+    m_loss.Begin(reason);
+}
+
 /// Its failures lose nothing: the next slice meets the same trouble and tells it.
 void Worker::Tidy() {
     try {
-        m_store->Tidy();
+        TellNext(m_store->Tidy());
     } catch (const Error&) {
     }
 }
 
-void Worker::End() {
+/// Returns what went wrong, or an empty text.
+std::string Worker::EndRun() {
     long long lost = 0;
     long long expected = 0;
     std::optional<CKZStatRunEnd> runEnd;
@@ -196,12 +238,22 @@ void Worker::End() {
         lost = m_lost + static_cast<long long>(m_queue.size()) + SlicesThatNeverCame();
         runEnd = m_runEnd;
     }
-    std::string failure;
     try {
         if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
         m_store->End(RyPSysTime(), lost, expected);
+        return {};
     } catch (const Error& error) {
-        failure = error.what();
+        return error.what();
+    }
+}
+
+void Worker::End() {
+    std::string failure;
+    try {
+        LookAround();
+        failure = EndRun();
+    } catch (const Error& error) {
+        LoseAll(error.what());
     }
     // Whoever has closed the journal may open it as they like.
     m_store.reset();

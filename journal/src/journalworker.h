@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kzjournalerror.h"
+#include "kzjournalwriter.h"
 #include "kzstatmessage.h"
 #include "kzstatrun.h"
 #include "kzstatslicevalues.h"
@@ -26,12 +27,12 @@ class Worker {
 public:
     /// Throws `Error`.
     Worker(const std::string& path, const kzjournal::Run& run)
-        : m_path(path), m_store(std::in_place, path, run, SliceStore::SafeAtOnce) {}
+        : m_store(std::in_place, path, run, SliceStore::SafeAtOnce), m_path(path) {}
 
     /// The writing thread: returns once the journal is closed.
     void Run();
 
-    std::optional<Error> Append(const CKZStatSliceValues& slice);
+    AppendResult Append(const CKZStatSliceValues& slice);
     std::optional<Error> Close(const std::optional<CKZStatRunEnd>& runEnd, long long& lostSlices);
 
 private:
@@ -52,9 +53,9 @@ private:
         }
         void End() { m_state = None; }
         bool IsUntold() const { return m_state == Untold; }
-        Error Tell() {
+        const std::string& Tell() {
             m_state = Told;
-            return Error(m_text);
+            return m_text;
         }
         /// What it was about latest, also when it has ended.
         const std::string& Text() const { return m_text; }
@@ -74,16 +75,23 @@ private:
     bool Write(const WaitingSlice& slice, long long expected);
     void Settle(bool isNew, const std::optional<Refusal>& refusal);
     void Fail(const std::string& failure);
+    void LookAround();
+    void TellNext(const std::string& news);
+    void LoseAll(const std::string& reason);
     void Tidy();
+    std::string EndRun();
     void End();
     void Lose(const std::string& reason) RYP_REQUIRES(m_lock);
+    SliceState StateOf(long long number) const RYP_REQUIRES(m_lock);
     std::optional<Error> TellOnce() RYP_REQUIRES(m_lock);
     std::string LossAtTheEnd(long long lostSlices) const RYP_REQUIRES(m_lock);
 
-    const std::string m_path;
-    std::optional<SliceStore> m_store;  // the writing thread's; none once the run has ended
+    // The writing thread's.
+    std::optional<SliceStore> m_store;  // none once the run has ended
+    std::optional<bool> m_isNew;        // of the slice in front, once it is written
 
     RWMutexLock m_lock;
+    std::string m_path RYP_GUARDED_BY(m_lock);
     RyPCondition m_workCame;
     RyPCondition m_newsCame;
     std::deque<WaitingSlice> m_queue RYP_GUARDED_BY(m_lock);
@@ -94,12 +102,14 @@ private:
     bool m_isClosing RYP_GUARDED_BY(m_lock) = false;
     bool m_isDone RYP_GUARDED_BY(m_lock) = false;
     long long m_appended RYP_GUARDED_BY(m_lock) = 0;
-    long long m_settled RYP_GUARDED_BY(m_lock) = 0;   // written, or refused for good
-    long long m_repeated RYP_GUARDED_BY(m_lock) = 0;  // of those: were in the file already
+    long long m_settled RYP_GUARDED_BY(m_lock) = 0;    // written, or refused for good
+    long long m_repeated RYP_GUARDED_BY(m_lock) = 0;   // of those: were in the file already
+    bool m_lastIsLost RYP_GUARDED_BY(m_lock) = false;  // the slice that was settled last
     long long m_lost RYP_GUARDED_BY(m_lock) = 0;
     long long m_failures RYP_GUARDED_BY(m_lock) = 0;
-    Trouble m_wait RYP_GUARDED_BY(m_lock);  // slices are in memory only
-    Trouble m_loss RYP_GUARDED_BY(m_lock);  // slices are lost
+    Trouble m_wait RYP_GUARDED_BY(m_lock);      // slices are in memory only
+    Trouble m_loss RYP_GUARDED_BY(m_lock);      // slices are lost
+    std::string m_news RYP_GUARDED_BY(m_lock);  // of the file, not yet told
     // A text, so that no exception with its shared text passes between the threads.
     std::string m_endFailure RYP_GUARDED_BY(m_lock);
 };

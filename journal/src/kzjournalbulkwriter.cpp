@@ -40,7 +40,11 @@ void BulkWriter::CloseSource(int source, std::optional<double> endTime, long lon
     m_store->EndRun(source, endTime, lostSlices, expectedSlices);
 }
 
-void BulkWriter::Close(double endTime, long long lostSlices) {
+void BulkWriter::AddNote(const Note& note) {
+    m_store->AddNote(note);
+}
+
+void BulkWriter::Close(std::optional<double> endTime, long long lostSlices) {
     m_store->End(endTime, lostSlices, m_keptSlices[0] + lostSlices);
     m_isComplete = true;
 }

@@ -42,7 +42,7 @@ public:
                                 ": earlier ones had ended when the run was to be kept")
                                    .c_str());
         m_isFirst = false;
-        AddTo(lines, m_writer.Append(slice));
+        AddTo(lines, m_writer.Append(slice).problem);
         return lines;
     }
 
@@ -66,15 +66,18 @@ private:
     bool m_isFirst RYP_GUARDED_BY(m_lock) = true;  // no slice has come yet
 };
 
-Run FactsOf(const CKZStatRun& run, const std::string& testName) {
-    return RunOfThisProcess(std::string(run.GetName().view()), run.GetStartTime(),
-                            run.GetSliceLength(), testName);
+Run FactsOf(const CKZStatRun& run, const std::string& testName, const std::string& commandLine) {
+    Run facts = RunOfThisProcess(std::string(run.GetName().view()), run.GetStartTime(),
+                                 run.GetSliceLength(), testName);
+    if (!commandLine.empty()) facts.commandLine = commandLine;
+    return facts;
 }
 
 }  // namespace
 
-void Keep(CKZStatRun& run, const std::string& path, const std::string& testName) {
-    const auto keeper = std::make_shared<Keeper>(path, FactsOf(run, testName));
+void Keep(CKZStatRun& run, const std::string& path, const std::string& testName,
+          const std::string& commandLine) {
+    const auto keeper = std::make_shared<Keeper>(path, FactsOf(run, testName, commandLine));
     if (!Keeper::Join(run, keeper))
         run.AddComplaint(
             ("cannot keep the run in " + path + ": it is over or did not start").c_str());

@@ -2,15 +2,21 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <SQLiteCpp/VariadicBind.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <span>
+#include <string_view>
 #include <tuple>
 #include <unordered_map>
 
 #include "journalfile.h"
+#include "readabledatabase.h"
+#include "runrow.h"
 #include "sliceloader.h"
+#include "timeline.h"
 
 namespace kzjournal {
 namespace {
@@ -18,76 +24,17 @@ namespace {
 // Users give times as they are shown, to a thousandth.
 constexpr double kTimeTolerance = 0.0015;
 
-SQLite::Database OpenExisting(const std::string& path) {
-    try {
-        // One thread at a time uses a reader: a lock per column would only slow it down.
-        SQLite::Database database(FileNameOf(path), SQLite::OPEN_READONLY | SQLite::OPEN_NOMUTEX,
-                                  kLockWaitMilliseconds);
-        CheckIsJournal(database, path);
-        return database;
-    } catch (const SQLite::Exception& error) {
-        throw Error(ExplainReading(path, error));
-    }
-}
-
-std::optional<double> OptionalAt(SQLite::Statement& row, int column) {
-    const SQLite::Column value = row.getColumn(column);
-    return value.isNull() ? std::nullopt : std::optional(value.getDouble());
-}
-
-constexpr char kRunColumns[] =
-    "run_id, generator, start_time, slice_length, host, command_line, test_name, load_begin,"
-    " load_end";
-
-Run RunAt(SQLite::Statement& row) {
-    return {
-        row.getColumn(0).getString(), row.getColumn(1).getString(), row.getColumn(2).getDouble(),
-        row.getColumn(3).getDouble(), row.getColumn(4).getString(), row.getColumn(5).getString(),
-        row.getColumn(6).getString(), OptionalAt(row, 7),           OptionalAt(row, 8)};
-}
-
 std::vector<int> IdsOf(SQLite::Statement& query) {
     std::vector<int> ids;
     while (query.executeStep()) ids.push_back(query.getColumn(0).getInt());
     return ids;
 }
 
-// In these, ?1 is the number of the run, ?2 and ?3 bound the ends of the slices.
-constexpr char kIdsInRange[] =
-    "SELECT slice_id FROM slices WHERE run_number = ?1 AND elapsed BETWEEN ?2 AND ?3"
-    " ORDER BY elapsed, slice_id";
-constexpr char kLastIdInRange[] =
-    "SELECT slice_id FROM slices WHERE run_number = ?1 AND elapsed BETWEEN ?2 AND ?3"
-    " ORDER BY elapsed DESC, slice_id DESC LIMIT 1";
-constexpr char kSlicesInRange[] =
-    "SELECT count(*) FROM slices WHERE run_number = ?1 AND elapsed BETWEEN ?2 AND ?3";
-
-// ?4 is the name. One statement for both tables: the writer moves records from one to the other.
-// Recent records lie slice by slice, and so are found by the slices.
-constexpr char kPointsInRange[] =
-    "SELECT r.slice_id, r.elapsed, last_minimum, last_maximum, last_count, last_sum,"
-    " last_sum_of_squares"
-    " FROM chunks c CROSS JOIN records r ON r.run_number = ?1 AND r.chunk = c.chunk"
-    " AND r.name_id = (SELECT name_id FROM names WHERE name = ?4)"
-    " WHERE c.run_number = ?1 AND c.last_elapsed >= ?2 AND c.first_elapsed <= ?3"
-    " AND r.elapsed BETWEEN ?2 AND ?3"
-    " UNION ALL "
-    "SELECT r.slice_id, r.elapsed, last_minimum, last_maximum, last_count, last_sum,"
-    " last_sum_of_squares"
-    " FROM slices s CROSS JOIN recent_records r ON r.run_number = ?1"
-    " AND r.slice_id = s.slice_id AND r.name_id = (SELECT name_id FROM names WHERE name = ?4)"
-    " WHERE s.run_number = ?1 AND r.elapsed BETWEEN ?2 AND ?3 AND s.slice_id BETWEEN"
-    " (SELECT min(slice_id) FROM recent_records WHERE run_number = ?1) AND"
-    " (SELECT max(slice_id) FROM recent_records WHERE run_number = ?1)";
-
-constexpr char kRecordsInRange[] =
-    "SELECT r.name_id, last_minimum, last_maximum, last_count, last_sum, last_sum_of_squares"
-    " FROM chunks c CROSS JOIN records r ON r.run_number = ?1 AND r.chunk = c.chunk"
-    " WHERE c.run_number = ?1 AND c.last_elapsed >= ?2 AND c.first_elapsed <= ?3"
-    " AND r.elapsed BETWEEN ?2 AND ?3"
-    " UNION ALL "
-    "SELECT r.name_id, last_minimum, last_maximum, last_count, last_sum, last_sum_of_squares"
-    " FROM recent_records r WHERE run_number = ?1 AND elapsed BETWEEN ?2 AND ?3";
+/// The records of a name in a chunk.
+constexpr char kPointsInChunk[] =
+    "SELECT slice_id, elapsed, last_minimum, last_maximum, last_count, last_sum,"
+    " last_sum_of_squares FROM records WHERE run_number = ? AND chunk = ? AND name_id = ?"
+    " ORDER BY slice_id";
 
 }  // namespace
 
@@ -95,69 +42,83 @@ struct Reader::State {
     State(const std::string& journalPath, int source)
         : path(journalPath),
           run(source),
-          database(OpenExisting(journalPath)),
-          loader(database, path, run) {}
+          file(journalPath),
+          database(file.Get()),
+          loader(database, path, run),
+          timeline(database, path, run) {}
 
-    /// Runs the action, and tells what went wrong in words of the user.
     template <class Action>
     auto Guarded(Action action) {
-        try {
-            return action();
-        } catch (const SQLite::Exception& error) {
-            throw Error(Explain("read", path, error));
-        }
+        return file.Read(action);
     }
 
-    SQLite::Statement QueryOfRange(const char* sql, const TimeRange& range);
-    long long NumberOfTheRun(const char* column);
+    /// A log that is missing when the file is opened is made anew.
+    bool HasLog() const {
+        struct stat log = {};
+        return stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+    }
+    std::vector<Timeline::Entry> EntriesIn(const TimeRange& range);
+    RunRow Row();
     std::vector<int> IdsIn(const TimeRange& range);
     std::vector<int> IdsAfter(int sliceId, int most);
     void VisitSlices(std::span<const int> ids, const std::function<void(const Slice&)>& visit);
+    const RecordCounts& CountsOf(int chunk);
     std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
-    std::unordered_map<std::string, CKZStatAggregate> SumsOf(const TimeRange& range);
+    void AddPointsOfChunk(const std::string& name, std::span<const Timeline::Entry> entries,
+                          std::vector<SeriesPoint>& points);
+    void AddRecentPoints(const std::string& name, std::span<const Timeline::Entry> entries,
+                         std::vector<SeriesPoint>& points);
 
     const std::string path;
     const int run;  // the number of the run that is read
-    SQLite::Database database;
+    ReadableDatabase file;
+    SQLite::Database& database;
     SliceLoader loader;
+    Timeline timeline;
+    std::map<int, RecordCounts> verifiedChunks;
     Run facts;
 };
 
-/// A query whose ?1, ?2 and ?3 are the run and the first and the last moment at which a slice of
-/// the range may end.
-SQLite::Statement Reader::State::QueryOfRange(const char* sql, const TimeRange& range) {
+std::vector<Timeline::Entry> Reader::State::EntriesIn(const TimeRange& range) {
+    Guarded([&] { timeline.Update(); });
     // A range from the start leaves out nothing, whatever a pause has made of the time.
     const double first = range.from <= 0 ? -std::numeric_limits<double>::infinity()
                                          : range.from + facts.sliceLength - kTimeTolerance;
-    SQLite::Statement query(database, sql);
-    SQLite::bind(query, run, first, range.to + kTimeTolerance);
-    return query;
+    const auto endsBefore = [](const Timeline::Entry& entry, double moment) {
+        return entry.elapsed < moment;
+    };
+    const auto endsAfter = [](double moment, const Timeline::Entry& entry) {
+        return moment < entry.elapsed;
+    };
+    const std::vector<Timeline::Entry>& all = timeline.Entries();
+    const auto begin = std::lower_bound(all.begin(), all.end(), first, endsBefore);
+    const auto end = std::upper_bound(all.begin(), all.end(), range.to + kTimeTolerance, endsAfter);
+    return begin < end ? std::vector(begin, end) : std::vector<Timeline::Entry>();
 }
 
-long long Reader::State::NumberOfTheRun(const char* column) {
+/// The row of the run, at this moment.
+RunRow Reader::State::Row() {
     return Guarded([&] {
-        SQLite::Statement query(database,
-                                std::string("SELECT ") + column + " FROM runs WHERE number = ?");
+        SQLite::Statement query(database, std::string(kSelectRunRow) + " WHERE number = ?");
         query.bind(1, run);
-        return query.executeStep() ? static_cast<long long>(query.getColumn(0).getInt64()) : 0;
+        if (!query.executeStep())
+            throw Error("cannot read " + path + ": it holds no " +
+                        (run == 0 ? "run" : "source " + std::to_string(run)));
+        return ReadRunRow(query, path);
     });
 }
 
 std::vector<int> Reader::State::IdsIn(const TimeRange& range) {
-    return Guarded([&] {
-        SQLite::Statement query = QueryOfRange(kIdsInRange, range);
-        return IdsOf(query);
-    });
+    std::vector<int> ids;
+    for (const Timeline::Entry& entry : EntriesIn(range)) ids.push_back(entry.id);
+    return ids;
 }
 
 std::vector<int> Reader::State::IdsAfter(int sliceId, int most) {
-    return Guarded([&] {
-        SQLite::Statement query(database,
-                                "SELECT slice_id FROM slices WHERE run_number = ?"
-                                " AND slice_id > ? ORDER BY slice_id LIMIT ?");
-        SQLite::bind(query, run, sliceId, most);
-        return IdsOf(query);
-    });
+    Guarded([&] { timeline.Update(); });
+    const std::vector<int>& ids = timeline.Ids();
+    const auto begin = std::upper_bound(ids.begin(), ids.end(), sliceId);
+    return {begin, begin + std::min<std::ptrdiff_t>(most, ids.end() - begin)};
 }
 
 /// Holds nothing of the file while a slice is visited, however long that takes.
@@ -170,45 +131,76 @@ void Reader::State::VisitSlices(std::span<const int> ids,
     }
 }
 
-std::vector<SeriesPoint> Reader::State::PointsOf(const std::string& name, const TimeRange& range) {
-    return Guarded([&] {
-        SQLite::Statement query = QueryOfRange(kPointsInRange, range);
-        query.bind(4, name);
-        std::vector<SeriesPoint> points;
-        while (query.executeStep())
-            points.push_back({query.getColumn(0).getInt(), query.getColumn(1).getDouble(),
-                              AggregateAt(query, 2)});
-        return points;
-    });
+/// How many records of each name the closed chunk has. All of its slices are verified then.
+const RecordCounts& Reader::State::CountsOf(int chunk) {
+    const auto known = verifiedChunks.find(chunk);
+    if (known != verifiedChunks.end()) return known->second;
+    std::vector<int> ids;
+    for (const Timeline::Entry& entry : timeline.Entries())
+        if (entry.chunk == chunk) ids.push_back(entry.id);
+    return verifiedChunks.emplace(chunk, Guarded([&] { return loader.Verify(chunk, ids); }))
+        .first->second;
 }
 
-/// Per name what the slices of the range add up to, added in the order of the slices.
-std::unordered_map<std::string, CKZStatAggregate> Reader::State::SumsOf(const TimeRange& range) {
-    return Guarded([&] {
-        // The names belong to the same moment.
-        const SQLite::Transaction view(database);
-        std::unordered_map<std::int64_t, CKZStatAggregate> sums;
-        SQLite::Statement query = QueryOfRange(kRecordsInRange, range);
-        while (query.executeStep()) sums[query.getColumn(0).getInt64()].Add(AggregateAt(query, 1));
-        std::unordered_map<std::string, CKZStatAggregate> byName;
-        for (const auto& [id, sum] : sums)
-            if (const RWCString* const name = loader.FindName(id))
-                byName.emplace(std::string(name->view()), sum);
-        return byName;
+std::vector<SeriesPoint> Reader::State::PointsOf(const std::string& name, const TimeRange& range) {
+    std::vector<Timeline::Entry> entries = EntriesIn(range);
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const auto& a, const auto& b) { return a.chunk < b.chunk; });
+    std::vector<SeriesPoint> points;
+    for (auto begin = entries.begin(); begin != entries.end();) {
+        const auto end = std::find_if(begin, entries.end(), [&](const Timeline::Entry& entry) {
+            return entry.chunk != begin->chunk;
+        });
+        const std::span<const Timeline::Entry> ofChunk(begin, end);
+        if (Guarded([&] { return loader.IsClosed(begin->chunk); }))
+            AddPointsOfChunk(name, ofChunk, points);
+        else
+            AddRecentPoints(name, ofChunk, points);
+        begin = end;
+    }
+    return points;
+}
+
+/// Reads nothing of other names once the chunk is verified. A name that is not found where it was
+/// counted is lost by damage to the way there.
+void Reader::State::AddPointsOfChunk(const std::string& name,
+                                     std::span<const Timeline::Entry> entries,
+                                     std::vector<SeriesPoint>& points) {
+    const int chunk = entries.front().chunk;
+    const RecordCounts& counts = CountsOf(chunk);
+    const std::optional<std::int64_t> nameId = Guarded([&] { return loader.FindId(name); });
+    if (!nameId) return;
+    const auto counted = std::lower_bound(
+        counts.begin(), counts.end(), *nameId,
+        [](const auto& count, std::int64_t wanted) { return count.first < wanted; });
+    int missing = counted != counts.end() && counted->first == *nameId ? counted->second : 0;
+    Guarded([&] {
+        SQLite::Statement query(database, kPointsInChunk);
+        SQLite::bind(query, run, chunk, static_cast<int64_t>(*nameId));
+        for (; query.executeStep(); --missing) {
+            const double elapsed = query.getColumn(1).getDouble();
+            if (elapsed >= entries.front().elapsed && elapsed <= entries.back().elapsed)
+                points.push_back({query.getColumn(0).getInt(), elapsed, AggregateAt(query, 2)});
+        }
+    });
+    if (missing != 0) loader.ThrowDamaged(entries.front().id);
+}
+
+void Reader::State::AddRecentPoints(const std::string& name,
+                                    std::span<const Timeline::Entry> entries,
+                                    std::vector<SeriesPoint>& points) {
+    std::vector<int> ids;
+    for (const Timeline::Entry& entry : entries) ids.push_back(entry.id);
+    VisitSlices(ids, [&](const Slice& slice) {
+        for (const CKZStatMessageRecord& record : slice.records)
+            if (record.name.view() == name)
+                points.push_back({slice.id, slice.elapsed, record.lasts});
     });
 }
 
 Reader::Reader(const std::string& path, int source)
     : m_state(std::make_unique<State>(path, source)) {
-    m_state->Guarded([&] {
-        SQLite::Statement query(m_state->database, std::string("SELECT ") + kRunColumns +
-                                                       " FROM runs WHERE number = ?");
-        query.bind(1, source);
-        if (!query.executeStep())
-            throw Error("cannot read " + path + ": it holds no " +
-                        (source == 0 ? "run" : "source " + std::to_string(source)));
-        m_state->facts = RunAt(query);
-    });
+    m_state->facts = m_state->Row().run;
 }
 
 Reader::~Reader() = default;
@@ -218,34 +210,60 @@ const Run& Reader::Facts() const {
 }
 
 bool Reader::HasEnded() {
-    return m_state->NumberOfTheRun("end_time IS NOT NULL") != 0;
+    return m_state->Row().endTime.has_value();
 }
 
 long long Reader::LostSlices() {
-    return m_state->NumberOfTheRun("lost_slices");
+    return m_state->Row().lostSlices;
 }
 
 long long Reader::ExpectedSlices() {
-    return m_state->NumberOfTheRun("expected_slices");
+    return m_state->Row().expectedSlices;
+}
+
+Completeness Reader::GetCompleteness() {
+    return m_state->Guarded([&] {
+        // Before the slices are counted, so that none follows an end.
+        const RunRow row = m_state->Row();
+        m_state->timeline.Update();
+        const auto slices = static_cast<long long>(m_state->timeline.Ids().size());
+        const long long expected = std::max(row.expectedSlices, slices + row.lostSlices);
+        Completeness::State state = Completeness::NotEnded;
+        if (row.endTime) state = expected > slices ? Completeness::Lacking : Completeness::Whole;
+        const bool lacksLog = !row.endTime && !m_state->HasLog();
+        return Completeness{state, slices, expected, lacksLog};
+    });
 }
 
 std::vector<Source> Reader::Sources() {
     return m_state->Guarded([&] {
-        SQLite::Statement query(m_state->database, std::string("SELECT ") + kRunColumns +
-                                                       ", number, parent, is_merged FROM runs"
-                                                       " WHERE number > ? ORDER BY number");
+        SQLite::Statement query(m_state->database,
+                                std::string(kSelectRunRow) + " WHERE number > ? ORDER BY number");
         query.bind(1, m_state->run);
         // A part has a higher number than the run that it is a part of.
         std::set<int> parts = {m_state->run};
         std::vector<Source> sources;
         while (query.executeStep()) {
-            const int number = query.getColumn(9).getInt();
-            const int parent = query.getColumn(10).getInt();
-            if (parts.count(parent) == 0) continue;
-            parts.insert(number);
-            sources.push_back({number, parent, RunAt(query), query.getColumn(11).getInt() != 0});
+            const RunRow row = ReadRunRow(query, m_state->path);
+            if (parts.count(row.parent) == 0) continue;
+            if (!parts.insert(row.number).second)
+                throw Error("cannot read " + m_state->path + ": its runs are damaged");
+            sources.push_back({row.number, row.parent, row.run, row.isMerged});
         }
         return sources;
+    });
+}
+
+std::vector<Note> Reader::Notes() {
+    return m_state->Guarded([&] {
+        SQLite::Statement query(
+            m_state->database,
+            "SELECT time, text FROM notes WHERE run_number = ? ORDER BY note_id");
+        query.bind(1, m_state->run);
+        std::vector<Note> notes;
+        while (query.executeStep())
+            notes.push_back({query.getColumn(0).getDouble(), query.getColumn(1).getString()});
+        return notes;
     });
 }
 
@@ -262,22 +280,13 @@ std::vector<int> Reader::SourcesOfSlice(int sliceId) {
 }
 
 int Reader::LastSliceId() {
-    return m_state->Guarded([&] {
-        SQLite::Statement query(
-            m_state->database,
-            "SELECT coalesce(max(slice_id), 0) FROM slices WHERE run_number = ?");
-        query.bind(1, m_state->run);
-        query.executeStep();
-        return query.getColumn(0).getInt();
-    });
+    m_state->Guarded([&] { m_state->timeline.Update(); });
+    const std::vector<int>& ids = m_state->timeline.Ids();
+    return ids.empty() ? 0 : ids.back();
 }
 
 long long Reader::CountSlices(const TimeRange& range) {
-    return m_state->Guarded([&] {
-        SQLite::Statement query = m_state->QueryOfRange(kSlicesInRange, range);
-        query.executeStep();
-        return static_cast<long long>(query.getColumn(0).getInt64());
-    });
+    return static_cast<long long>(m_state->EntriesIn(range).size());
 }
 
 std::vector<Name> Reader::Names() {
@@ -293,12 +302,10 @@ std::vector<Name> Reader::Names() {
 }
 
 std::optional<Slice> Reader::LastSlice(const TimeRange& range) {
-    return m_state->Guarded([&]() -> std::optional<Slice> {
-        SQLite::Statement query = m_state->QueryOfRange(kLastIdInRange, range);
-        const std::vector<int> id = IdsOf(query);
-        if (id.empty()) return std::nullopt;
-        return m_state->loader.Load(id).front();
-    });
+    const std::vector<Timeline::Entry> entries = m_state->EntriesIn(range);
+    if (entries.empty()) return std::nullopt;
+    const std::vector<int> id = {entries.back().id};
+    return m_state->Guarded([&] { return m_state->loader.Load(id).front(); });
 }
 
 void Reader::ForEachSlice(const TimeRange& range, const std::function<void(const Slice&)>& visit) {
@@ -326,9 +333,17 @@ std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
     std::optional<Slice> last = LastSlice(range);
     if (!last) return {};
     if (range.from <= 0) return std::move(last->records);
-    auto sums = m_state->SumsOf(range);
-    for (CKZStatMessageRecord& record : last->records)
-        record.totals = sums[std::string(record.name.view())];
+    // Per name what the slices of the range add up to, added in their order.
+    std::unordered_map<std::string_view, CKZStatAggregate*> sums;
+    for (CKZStatMessageRecord& record : last->records) {
+        record.totals = {};
+        sums.emplace(record.name.view(), &record.totals);
+    }
+    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) {
+        for (const CKZStatMessageRecord& record : slice.records)
+            if (const auto sum = sums.find(record.name.view()); sum != sums.end())
+                sum->second->Add(record.lasts);
+    });
     return std::move(last->records);
 }
 

@@ -27,8 +27,8 @@ std::optional<Error> Writer::Open(const std::string& path, const Run& run) {
     }
 }
 
-std::optional<Error> Writer::Append(const CKZStatSliceValues& slice) {
-    return m_worker ? m_worker->Append(slice) : std::nullopt;
+AppendResult Writer::Append(const CKZStatSliceValues& slice) {
+    return m_worker ? m_worker->Append(slice) : AppendResult{};
 }
 
 std::optional<Error> Writer::Close() {

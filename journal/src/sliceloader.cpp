@@ -1,20 +1,26 @@
 #include "sliceloader.h"
 
 #include <SQLiteCpp/VariadicBind.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <string_view>
 
 #include "journalfile.h"
 #include "kzjournalreader.h"
+#include "messageid.h"
 
 namespace kzjournal {
 namespace {
 
 /// A look-up costs as much as reading a few records in their order.
 constexpr int kRecordsPerLookUp = 4;
+
+/// Bounds the memory of a batch.
+constexpr std::size_t kMaxBatchBytes = std::size_t{16} << 20;
 
 /// Empty where it is NULL. Valid until the row is left.
 std::string_view BytesAt(SQLite::Statement& row, int column) {
@@ -43,6 +49,18 @@ double DoubleAt(SQLite::Statement& row, int column) {
     return number == 0 && value.isNull() ? std::nan("") : number;
 }
 
+std::optional<int> IdAt(SQLite::Statement& row, int column) {
+    const SQLite::Column value = row.getColumn(column);
+    const std::int64_t id = value.getInt64();
+    const bool isId = value.isInteger() && id >= 1 && id <= std::numeric_limits<int>::max();
+    return isId ? std::optional(static_cast<int>(id)) : std::nullopt;
+}
+
+bool IsMoment(SQLite::Statement& row, int column) {
+    const SQLite::Column value = row.getColumn(column);
+    return value.isFloat() && std::abs(value.getDouble()) <= kMaxSeconds;
+}
+
 CKZStatAggregate AggregateAt(SQLite::Statement& row, int column) {
     CKZStatAggregate aggregate;
     aggregate.minimum = DoubleAt(row, column);
@@ -58,6 +76,23 @@ std::vector<Slice> SliceLoader::Load(std::span<const int> ids) {
     const SQLite::Transaction view(m_database);
     Batch batch = ReadFacts(ids);
     ReadRecords(batch);
+    return Verified(std::move(batch));
+}
+
+RecordCounts SliceLoader::Verify(int chunk, std::span<const int> ids) {
+    const SQLite::Transaction view(m_database);
+    RecordCounts counts;
+    while (!ids.empty()) {
+        Batch batch = ReadFacts(ids);
+        if (batch.chunk != chunk) ThrowDamaged(ids.front());
+        // Each pass over the chunk counts all of it.
+        counts = ReadWholeChunk(batch);
+        ids = ids.subspan(Verified(std::move(batch)).size());
+    }
+    return counts;
+}
+
+std::vector<Slice> SliceLoader::Verified(Batch&& batch) const {
     std::vector<Slice> slices;
     slices.reserve(batch.slices.size());
     for (Unverified& unverified : batch.slices) {
@@ -75,19 +110,32 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
     for (const int id : ids.first(std::min<std::size_t>(ids.size(), kChunkSlices))) {
         query.reset();
         SQLite::bind(query, m_run, id);
-        if (!query.executeStep()) ThrowDamaged(id);
-        const int chunk = query.getColumn(0).getInt();
-        if (batch.slices.empty()) batch.chunk = chunk;
-        if (chunk != batch.chunk) break;
+        if (!Step(query, id) || !IsMoment(query, 1) || !IsMoment(query, 2)) ThrowDamaged(id);
+        const std::optional<int> chunk = IdAt(query, 0);
+        if (!chunk) ThrowDamaged(id);
+        if (batch.slices.empty()) batch.chunk = *chunk;
+        if (*chunk != batch.chunk || batch.bytes > kMaxBatchBytes) break;
         Slice slice{id,
                     query.getColumn(1).getDouble(),
                     query.getColumn(2).getDouble(),
                     query.getColumn(4).getString(),
                     {}};
+        if (IsOfAnotherSlice(slice.message, id)) ThrowDamaged(id);
+        batch.bytes += slice.message.size();
         const SliceChecksum computed(id, slice.elapsed, slice.endTime, slice.message);
         batch.slices.push_back({std::move(slice), computed, query.getColumn(3).getInt64()});
     }
     return batch;
+}
+
+/// Names the slice whose message is longer than any.
+bool SliceLoader::Step(SQLite::Statement& query, int sliceId) const {
+    try {
+        return query.executeStep();
+    } catch (const SQLite::Exception& error) {
+        if (error.getErrorCode() != SQLITE_TOOBIG) throw;
+        ThrowDamaged(sliceId);
+    }
 }
 
 void SliceLoader::ReadRecords(Batch& batch) {
@@ -125,22 +173,34 @@ void SliceLoader::ReadFromChunk(Unverified& unverified, int chunk) {
     while (query.executeStep()) AddRecord(unverified, query);
 }
 
-void SliceLoader::ReadWholeChunk(Batch& batch) {
+RecordCounts SliceLoader::ReadWholeChunk(Batch& batch) {
     std::unordered_map<int, Unverified*> slices;
     for (Unverified& each : batch.slices) slices.emplace(each.slice.id, &each);
+    // In the order of the key, in which damage can repeat what was read already.
     SQLite::Statement query(m_database,
-                            SelectRecords("FROM records r WHERE run_number = ? AND chunk = ?"));
+                            SelectRecords("FROM records r WHERE run_number = ? AND chunk = ?"
+                                          " ORDER BY name_id, slice_id"));
     SQLite::bind(query, m_run, batch.chunk);
+    RecordCounts counts;
+    std::pair<std::int64_t, std::int64_t> last{};
     while (query.executeStep()) {
+        const std::pair key(std::int64_t{query.getColumn(1).getInt64()},
+                            std::int64_t{query.getColumn(0).getInt64()});
+        if (key <= last) ThrowDamaged(batch.slices.front().slice.id);
+        if (counts.empty() || key.first != last.first) counts.emplace_back(key.first, 0);
+        ++counts.back().second;
+        last = key;
         const auto slice = slices.find(query.getColumn(0).getInt());
         if (slice != slices.end()) AddRecord(*slice->second, query);
     }
+    return counts;
 }
 
 void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
     Slice& slice = unverified.slice;
     const RWCString* const name = FindName(row.getColumn(1).getInt64());
     if (name == nullptr || row.getColumn(3).getDouble() != slice.elapsed) ThrowDamaged(slice.id);
+    if (!row.getColumn(0).isInteger()) ThrowDamaged(slice.id);
     const CKZStatMessageRecord& record = slice.records.emplace_back(CKZStatMessageRecord{
         *name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
         AggregateAt(row, 9), AggregateAt(row, 4)});
@@ -160,10 +220,20 @@ void SliceLoader::LoadNewNames() {
                             "SELECT name_id, name FROM names WHERE name_id > ? ORDER BY name_id");
     query.bind(1, m_lastNameId);
     while (query.executeStep()) {
-        m_lastNameId = query.getColumn(0).getInt64();
+        const std::int64_t id = query.getColumn(0).getInt64();
+        // Damage can repeat them.
+        if (id <= m_lastNameId) throw Error("cannot read " + m_path + ": its names are damaged");
+        m_lastNameId = id;
         const std::string name = query.getColumn(1).getString();
         m_names.emplace(m_lastNameId, RWCString(name.data(), name.size()));
     }
+}
+
+std::optional<std::int64_t> SliceLoader::FindId(const std::string& name) {
+    LoadNewNames();
+    for (const auto& [id, each] : m_names)
+        if (each.view() == name) return id;
+    return std::nullopt;
 }
 
 void SliceLoader::ThrowDamaged(int sliceId) const {

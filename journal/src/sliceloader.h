@@ -4,6 +4,7 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -18,8 +19,17 @@ namespace kzjournal {
 /// A number of the database, which makes NULL of a NaN.
 double DoubleAt(SQLite::Statement& row, int column);
 
+/// The id of a slice or chunk. No value where it is none, which `int` could hide.
+std::optional<int> IdAt(SQLite::Statement& row, int column);
+
+/// Whether it is a number of seconds within `kMaxSeconds`.
+bool IsMoment(SQLite::Statement& row, int column);
+
 /// Minimum, maximum, count, sum and sum of squares, from `column` on.
 CKZStatAggregate AggregateAt(SQLite::Statement& row, int column);
+
+/// A chunk that was read as a whole: how many records there are of each name, by ascending id.
+using RecordCounts = std::vector<std::pair<std::int64_t, int>>;
 
 /// Reads slices of one run as a whole and verifies each by its checksum. All operations throw
 /// `Error` and `SQLite::Exception`. Compatible.
@@ -29,12 +39,21 @@ public:
     SliceLoader(SQLite::Database& database, std::string path, int run)
         : m_database(database), m_path(std::move(path)), m_run(run) {}
 
-    /// The first slices of `ids`, in that order: as many as lie in one chunk, at least one. They
+    /// The first slices of `ids`, in that order: at least one, and more as long as they lie in one
+    /// chunk and their messages are not too long together. They
     /// are from one moment of a file that is being written, and no transaction stays open.
     std::vector<Slice> Load(std::span<const int> ids);
 
-    /// Null where there is no such name. Valid as long as the loader.
-    const RWCString* FindName(std::int64_t id);
+    /// Whether the records of the chunk have been moved out of the recent ones.
+    bool IsClosed(int chunk) { return SlicesInChunk(chunk) > 0; }
+
+    /// Verifies all slices of a closed chunk, which are `ids`.
+    RecordCounts Verify(int chunk, std::span<const int> ids);
+
+    /// No value where there is no such name.
+    std::optional<std::int64_t> FindId(const std::string& name);
+
+    [[noreturn]] void ThrowDamaged(int sliceId) const;
 
 private:
     /// A slice and the checksum of what was read of it so far.
@@ -47,17 +66,20 @@ private:
     struct Batch {
         int chunk = 0;  // of all of them
         std::vector<Unverified> slices;
+        std::size_t bytes = 0;  // of the messages
     };
 
     Batch ReadFacts(std::span<const int> ids);
+    bool Step(SQLite::Statement& query, int sliceId) const;
     void ReadRecords(Batch& batch);
     void ReadRecent(Unverified& unverified);
     void ReadFromChunk(Unverified& unverified, int chunk);
-    void ReadWholeChunk(Batch& batch);
+    RecordCounts ReadWholeChunk(Batch& batch);
     int SlicesInChunk(int chunk);
     void AddRecord(Unverified& unverified, SQLite::Statement& row);
+    const RWCString* FindName(std::int64_t id);
     void LoadNewNames();
-    [[noreturn]] void ThrowDamaged(int sliceId) const;
+    std::vector<Slice> Verified(Batch&& batch) const;
 
     SQLite::Database& m_database;
     const std::string m_path;

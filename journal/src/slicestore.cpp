@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "journalfile.h"
+#include "journalmaker.h"
+#include "messageid.h"
 #include "slicechecksum.h"
 
 namespace kzjournal {
@@ -17,6 +19,7 @@ namespace {
 /// Bounds the memory of a reader, which takes a chunk as a whole.
 constexpr std::size_t kMaxRecentRecords = std::size_t{1} << 18;
 constexpr int kMinWalPagesToCheckpoint = 1000;
+constexpr int64_t kMaxQuietWalBytes = int64_t{256} << 20;
 
 /// Within the time that closing a journal may take.
 constexpr int kWaitForReadersMilliseconds = 1200;
@@ -34,17 +37,6 @@ constexpr char kInsertName[] =
     " ON CONFLICT DO UPDATE SET name = name RETURNING name_id";
 constexpr char kNoteExpectedSlices[] = "UPDATE runs SET expected_slices = ? WHERE number = ?";
 
-SQLite::Database OpenNew(const std::string& path) {
-    try {
-        SQLite::Database database(FileNameOf(path), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
-                                  kLockWaitMilliseconds);
-        CreateTables(database, path);
-        return database;
-    } catch (const SQLite::Exception& error) {
-        throw Error(ExplainMaking(path, error));
-    }
-}
-
 /// Keeps the length of the write-ahead log, in pages, where `pages` points to.
 int NoteWalPages(void* pages, sqlite3*, const char*, int count) {
     *static_cast<int*>(pages) = count;
@@ -60,14 +52,6 @@ void BindAggregate(SQLite::Statement& statement, int column, const CKZStatAggreg
     statement.bind(column + 4, aggregate.sumSqr);
 }
 
-template <class Number>
-void BindOptional(SQLite::Statement& statement, int column, const std::optional<Number>& number) {
-    if (number)
-        statement.bind(column, *number);
-    else
-        statement.bind(column);
-}
-
 int64_t ChecksumOf(const CKZStatSliceValues& slice) {
     SliceChecksum checksum(slice.GetSliceId(), slice.GetElapsed(), slice.GetEndTime(),
                            slice.GetMessage().view());
@@ -78,21 +62,33 @@ int64_t ChecksumOf(const CKZStatSliceValues& slice) {
 
 }  // namespace
 
+SliceStore::OpenFile::OpenFile(SQLite::Database&& opened)
+    : database(std::move(opened)),
+      places(PathOf(database)),
+      insertSlice(database, kInsertSlice),
+      insertRecord(database, kInsertRecord),
+      insertName(database, kInsertName),
+      noteExpectedSlices(database, kNoteExpectedSlices),
+      seal(database) {}
+
 SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
-    : m_path(path),
-      m_safety(safety),
-      m_database(OpenNew(path)),
-      m_insertSlice(m_database, kInsertSlice),
-      m_insertRecord(m_database, kInsertRecord),
-      m_insertName(m_database, kInsertName),
-      m_noteExpectedSlices(m_database, kNoteExpectedSlices),
-      m_runs{run} {
+    : m_path(path), m_safety(safety), m_runs{run} {
+    Use(MakeJournal(path, run));
+    m_firstPath = PathOf(m_file->database);
+}
+
+/// Writes into the database from now on.
+void SliceStore::Use(SQLite::Database&& database) {
     Guarded([&] {
-        if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = OFF");
-        InsertRun(0, std::nullopt, run, false);
+        m_file.emplace(std::move(database));
+        sqlite3* const handle = m_file->database.getHandle();
+        // What the names of the companions lead to when it is closed may belong to another file.
+        sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        if (m_safety == SafeAtTheEnd) m_file->database.exec("PRAGMA synchronous = OFF");
+        // Emptied by `Tidy` instead, when nobody waits.
+        m_walPages = 0;
+        sqlite3_wal_hook(handle, NoteWalPages, &m_walPages);
     });
-    // Emptied by `Tidy` instead, when nobody waits.
-    sqlite3_wal_hook(m_database.getHandle(), NoteWalPages, &m_walPages);
 }
 
 /// Runs the action, and tells what went wrong in words of the user.
@@ -115,27 +111,14 @@ int SliceStore::AddSource(const Run& run, int parent, bool isMerged) {
                     ": it is a part of it already");
     const int number = static_cast<int>(m_runs.size());
     Guarded([&] {
-        SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
-        InsertRun(number, parent, run, isMerged);
-        m_database.exec("UPDATE runs SET is_merged = 1 WHERE number = 0");
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        InsertRun(Database(), number, parent, run, isMerged);
+        Database().exec("UPDATE runs SET is_merged = 1 WHERE number = 0");
+        m_file->seal.Seal(0);
         transaction.commit();
     });
     m_runs.push_back(run);
     return number;
-}
-
-void SliceStore::InsertRun(int number, std::optional<int> parent, const Run& run, bool isMerged) {
-    SQLite::Statement insert(
-        m_database,
-        "INSERT INTO runs (number, run_id, generator, test_name, start_time, slice_length, host,"
-        " command_line, is_merged, parent, load_begin, load_end)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    SQLite::bind(insert, number, run.id, run.generator, run.testName, run.startTime,
-                 run.sliceLength, run.host, run.commandLine, static_cast<int>(isMerged));
-    BindOptional(insert, 10, parent);
-    BindOptional(insert, 11, run.loadBegin);
-    BindOptional(insert, 12, run.loadEnd);
-    insert.exec();
 }
 
 bool SliceStore::Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
@@ -155,16 +138,26 @@ void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice
     if (slice.GetSliceId() < 1)
         throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                       ": ids of slices begin at 1");
-    if (!std::isfinite(slice.GetElapsed()) || !std::isfinite(slice.GetEndTime()))
+    if (!(std::abs(slice.GetElapsed()) <= kMaxSeconds) ||
+        !(std::abs(slice.GetEndTime()) <= kMaxSeconds))
         throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
                       ": its end is no moment in time");
+    if (IsOfAnotherSlice(slice.GetMessage().view(), slice.GetSliceId()))
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its message is that of another slice");
+    if (slice.GetMessage().length() > static_cast<std::size_t>(kMaxValueBytes))
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its message is longer than " + std::to_string(kMaxValueBytes) + " bytes");
 }
 
 bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
                             const std::vector<int>& sources, long long expectedSlices) {
-    SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
+    SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
     const int chunk = ChunkFor(run, slice.GetSliceId());
-    if (!InsertSlice(run, chunk, slice)) return false;
+    if (!InsertSlice(run, chunk, slice)) {
+        RefuseOtherContent(run, slice);
+        return false;
+    }
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         if (!InsertRecord(run, chunk, slice, record)) {
             m_nameIds.clear();
@@ -181,19 +174,30 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
 bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice) {
     const std::string_view message = slice.GetMessage().view();
     // Not `reset`, here and below: it would throw once more what the statement met last time.
-    m_insertSlice.tryReset();
-    m_insertSlice.bind(1, run);
-    m_insertSlice.bind(2, slice.GetSliceId());
-    m_insertSlice.bind(3, slice.GetElapsed());
-    m_insertSlice.bind(4, slice.GetEndTime());
-    m_insertSlice.bind(5, chunk);
-    m_insertSlice.bind(6, ChecksumOf(slice));
-    m_insertSlice.bindNoCopy(7, message.data(), static_cast<int>(message.size()));
-    return m_insertSlice.exec() > 0;
+    m_file->insertSlice.tryReset();
+    m_file->insertSlice.bind(1, run);
+    m_file->insertSlice.bind(2, slice.GetSliceId());
+    m_file->insertSlice.bind(3, slice.GetElapsed());
+    m_file->insertSlice.bind(4, slice.GetEndTime());
+    m_file->insertSlice.bind(5, chunk);
+    m_file->insertSlice.bind(6, ChecksumOf(slice));
+    m_file->insertSlice.bindNoCopy(7, message.data(), static_cast<int>(message.size()));
+    return m_file->insertSlice.exec() > 0;
+}
+
+/// A slice that comes again changes nothing; one that only has the id of another must not seem to
+/// be kept.
+void SliceStore::RefuseOtherContent(int run, const CKZStatSliceValues& slice) {
+    SQLite::Statement query(
+        Database(), "SELECT checksum = ? FROM slices WHERE run_number = ? AND slice_id = ?");
+    SQLite::bind(query, ChecksumOf(slice), run, slice.GetSliceId());
+    if (query.executeStep() && query.getColumn(0).getInt() != 0) return;
+    throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                  ": another slice with this id is in it");
 }
 
 void SliceStore::InsertSource(int sliceId, int source) {
-    SQLite::Statement insert(m_database, "INSERT INTO slice_sources VALUES (?, ?)");
+    SQLite::Statement insert(Database(), "INSERT INTO slice_sources VALUES (?, ?)");
     SQLite::bind(insert, sliceId, source);
     insert.exec();
 }
@@ -201,22 +205,23 @@ void SliceStore::InsertSource(int sliceId, int source) {
 /// Returns false where the slice has a record of that name already.
 bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
                               const CKZStatSliceValues::Record& record) {
-    m_insertRecord.tryReset();
-    m_insertRecord.bind(1, run);
-    m_insertRecord.bind(2, chunk);
-    m_insertRecord.bind(3, NameId(record.name));
-    m_insertRecord.bind(4, slice.GetSliceId());
-    m_insertRecord.bind(5, slice.GetElapsed());
-    m_insertRecord.bind(6, static_cast<int>(record.type));
-    BindAggregate(m_insertRecord, 7, record.lasts);
-    BindAggregate(m_insertRecord, 12, record.totals);
-    return m_insertRecord.exec() > 0;
+    m_file->insertRecord.tryReset();
+    m_file->insertRecord.bind(1, run);
+    m_file->insertRecord.bind(2, chunk);
+    m_file->insertRecord.bind(3, NameId(record.name));
+    m_file->insertRecord.bind(4, slice.GetSliceId());
+    m_file->insertRecord.bind(5, slice.GetElapsed());
+    m_file->insertRecord.bind(6, static_cast<int>(record.type));
+    BindAggregate(m_file->insertRecord, 7, record.lasts);
+    BindAggregate(m_file->insertRecord, 12, record.totals);
+    return m_file->insertRecord.exec() > 0;
 }
 
 void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
-    m_noteExpectedSlices.tryReset();
-    SQLite::bind(m_noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
-    m_noteExpectedSlices.exec();
+    m_file->noteExpectedSlices.tryReset();
+    SQLite::bind(m_file->noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
+    m_file->noteExpectedSlices.exec();
+    m_file->seal.Seal(run);
 }
 
 /// The number of the chunk that a slice belongs to once it is kept: the open one, or a new one
@@ -243,21 +248,52 @@ int64_t SliceStore::NameId(std::string_view name) {
     const auto known = m_nameIds.find(key);
     if (known != m_nameIds.end()) return known->second;
 
-    m_insertName.tryReset();
-    m_insertName.bind(1, key);
-    m_insertName.executeStep();
-    const int64_t id = m_insertName.getColumn(0).getInt64();
+    m_file->insertName.tryReset();
+    m_file->insertName.bind(1, key);
+    m_file->insertName.executeStep();
+    const int64_t id = m_file->insertName.getColumn(0).getInt64();
     // RETURNING gives its row before the statement has come to its end.
-    m_insertName.executeStep();
+    m_file->insertName.executeStep();
     return m_nameIds.emplace(key, id).first->second;
 }
 
-void SliceStore::Tidy() {
+std::string SliceStore::LookAround() {
+    const std::string displaced = m_file->places.Displaced();
+    if (displaced.empty()) return {};
+    const std::string trouble = displaced + " was removed or replaced while the run was written";
+    try {
+        Use(CopyBeside(Database(), m_firstPath));
+    } catch (const Error& error) {
+        throw Error(trouble + ", and a copy beside it failed: " + error.what());
+    }
+    m_path = PathOf(Database());
+    return trouble + "; the run is in " + m_path + " now";
+}
+
+std::string SliceStore::Tidy() {
+    bool isTooLong = false;
     Guarded([&] {
         if (IsWorthMoving()) MoveRecentRecords();
-        if (m_walPages >= kMinWalPagesToCheckpoint)
-            m_database.exec("PRAGMA wal_checkpoint(PASSIVE)");
+        if (m_walPages >= kMinWalPagesToCheckpoint) isTooLong = ShortenTheLog();
     });
+    if (!isTooLong || std::exchange(m_hasWarnedOfLog, true)) return {};
+    return m_path + "-wal takes more than 256 MB, since another program reads " + m_path +
+           " all the time; end that program";
+}
+
+/// Returns whether it is too long all the same.
+bool SliceStore::ShortenTheLog() {
+    SQLite::Statement checkpoint(Database(), "PRAGMA wal_checkpoint(PASSIVE)");
+    checkpoint.executeStep();
+    const int64_t pages = checkpoint.getColumn(1).getInt64();
+    const int64_t pagesInTheFile = checkpoint.getColumn(2).getInt64();
+    checkpoint.executeStep();
+    // What is in the file as a whole begins anew with the next slice.
+    return pagesInTheFile < pages && pages * PageBytes() > kMaxQuietWalBytes;
+}
+
+int64_t SliceStore::PageBytes() {
+    return Database().execAndGet("PRAGMA page_size").getInt64();
 }
 
 bool SliceStore::IsWorthMoving() const {
@@ -268,12 +304,12 @@ bool SliceStore::IsWorthMoving() const {
 
 /// Closes the open chunks of all runs.
 void SliceStore::MoveRecentRecords() {
-    SQLite::Transaction transaction(m_database, SQLite::TransactionBehavior::IMMEDIATE);
-    m_database.exec(
+    SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+    Database().exec(
         "INSERT INTO records SELECT * FROM recent_records"
         " ORDER BY run_number, chunk, name_id, slice_id;"
         "DELETE FROM recent_records");
-    SQLite::Statement insert(m_database, "INSERT INTO chunks VALUES (?, ?, ?, ?, ?)");
+    SQLite::Statement insert(Database(), "INSERT INTO chunks VALUES (?, ?, ?, ?, ?)");
     for (const auto& [run, chunk] : m_openChunks) {
         insert.reset();
         SQLite::bind(insert, run, chunk.number, chunk.slices, chunk.firstElapsed,
@@ -287,19 +323,32 @@ void SliceStore::MoveRecentRecords() {
 
 void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
     Guarded([&] {
-        SQLite::Statement update(m_database,
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement update(Database(),
                                  "UPDATE runs SET load_begin = coalesce(?, load_begin),"
                                  " load_end = coalesce(?, load_end) WHERE number = 0");
         BindOptional(update, 1, begin);
         BindOptional(update, 2, end);
         update.exec();
+        m_file->seal.Seal(0);
+        transaction.commit();
+    });
+}
+
+void SliceStore::AddNote(const Note& note) {
+    Guarded([&] {
+        SQLite::Statement insert(Database(),
+                                 "INSERT INTO notes (run_number, time, text) VALUES (0, ?, ?)");
+        SQLite::bind(insert, note.time, note.text);
+        insert.exec();
     });
 }
 
 void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,
                         long long expectedSlices) {
     Guarded([&] {
-        SQLite::Statement update(m_database,
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement update(Database(),
                                  "UPDATE runs SET lost_slices = ?, expected_slices = ?,"
                                  " end_time = ? WHERE number = ?");
         SQLite::bind(update, static_cast<int64_t>(lostSlices),
@@ -307,10 +356,12 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
         BindOptional(update, 3, time);
         update.bind(4, run);
         update.exec();
+        m_file->seal.Seal(run);
+        transaction.commit();
     });
 }
 
-void SliceStore::End(double time, long long lostSlices, long long expectedSlices) {
+void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
     Guarded([&] { MoveRecentRecords(); });
     EndRun(0, time, lostSlices, expectedSlices);
     const std::string obstacle = PutAllIntoTheFile();
@@ -323,24 +374,16 @@ void SliceStore::End(double time, long long lostSlices, long long expectedSlices
 /// file open; they are empty then.
 std::string SliceStore::PutAllIntoTheFile() {
     try {
-        if (m_safety == SafeAtTheEnd) m_database.exec("PRAGMA synchronous = FULL");
-        m_database.setBusyTimeout(kWaitForReadersMilliseconds);
+        if (m_safety == SafeAtTheEnd) Database().exec("PRAGMA synchronous = FULL");
+        Database().setBusyTimeout(kWaitForReadersMilliseconds);
         const bool isHindered =
-            m_database.execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
-        m_database.setBusyTimeout(kLockWaitMilliseconds);
-        const bool isComplete = !isHindered && (LeaveTheLog() || m_safety == SafeAtOnce);
+            Database().execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
+        Database().setBusyTimeout(kLockWaitMilliseconds);
+        const bool isComplete = !isHindered && (LeaveTheLog(Database()) || m_safety == SafeAtOnce);
         return isComplete ? std::string() : "another program reads " + m_path;
     } catch (const SQLite::Exception& error) {
         return Explain("write", m_path, error);
     }
-}
-
-/// Returns false where somebody has the file open.
-bool SliceStore::LeaveTheLog() {
-    const int code = m_database.tryExec("PRAGMA journal_mode = DELETE");
-    if (code != SQLITE_OK && code != SQLITE_BUSY && code != SQLITE_LOCKED)
-        throw SQLite::Exception(m_database.getHandle(), code);
-    return m_database.execAndGet("PRAGMA journal_mode").getString() == "delete";
 }
 
 }  // namespace kzjournal

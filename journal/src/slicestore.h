@@ -12,9 +12,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "fileplaces.h"
 #include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
+#include "runrow.h"
 
 namespace kzjournal {
 
@@ -40,16 +42,29 @@ public:
 
     /// Keeps a slice of `run`, and with it how many the file should hold of that run. `sources` are
     /// the numbers of those that have a slice in it. Returns false for a slice that is there
-    /// already, which stays as it is. Throws `Refusal` where the slice can never be kept.
+    /// already, which stays as it is. Throws `Refusal` where the slice can never be kept, also
+    /// where another one has its id.
     bool Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
                long long expectedSlices);
 
-    /// The work that may wait until nobody waits for the writer.
-    void Tidy();
+    /// Where the file or a companion was removed or replaced, goes on in a copy beside it and
+    /// returns a line for the user. What stands under the old names stays as it is. Throws where
+    /// there can be no copy; all is to be written again then, once there can.
+    std::string LookAround();
+
+    /// The file that is written.
+    const std::string& Path() const { return m_path; }
+
+    /// The work that may wait until nobody waits for the writer. Returns a line for the user once
+    /// the log has become too long, and an empty text at any other time.
+    std::string Tidy();
 
     /// Notes when the load of the run of the file began and ended, in seconds since its start;
     /// what has no value stays as it is.
     void NoteLoad(std::optional<double> begin, std::optional<double> end);
+
+    /// Adds a note to the run of the file.
+    void AddNote(const Note& note);
 
     /// Notes the end of a run, without a time where it did not end.
     void EndRun(int run, std::optional<double> time, long long lostSlices,
@@ -57,7 +72,7 @@ public:
 
     /// Ends the run of the file, which is complete without its companions then. Throws also where
     /// it is not: what was safe at once is still safe in the companions, the rest is worth nothing.
-    void End(double time, long long lostSlices, long long expectedSlices);
+    void End(std::optional<double> time, long long lostSlices, long long expectedSlices);
 
 private:
     /// Slices of a run whose records move together.
@@ -68,13 +83,28 @@ private:
         double lastElapsed;
     };
 
+    /// The database of a file with the statements that write into it.
+    struct OpenFile {
+        explicit OpenFile(SQLite::Database&& opened);
+
+        SQLite::Database database;
+        FilePlaces places;
+        SQLite::Statement insertSlice;
+        SQLite::Statement insertRecord;
+        SQLite::Statement insertName;
+        SQLite::Statement noteExpectedSlices;
+        RunSeal seal;
+    };
+
+    SQLite::Database& Database() { return m_file->database; }
+    void Use(SQLite::Database&& database);
     template <class Action>
     void Guarded(Action action);
     void RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const;
     bool WriteWhole(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
                     long long expectedSlices);
-    void InsertRun(int number, std::optional<int> parent, const Run& run, bool isMerged);
     bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice);
+    void RefuseOtherContent(int run, const CKZStatSliceValues& slice);
     void InsertSource(int sliceId, int source);
     bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record);
@@ -83,22 +113,21 @@ private:
     void CountIn(int run, int number, const CKZStatSliceValues& slice);
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
+    bool ShortenTheLog();
+    int64_t PageBytes();
     void MoveRecentRecords();
     std::string PutAllIntoTheFile();
-    bool LeaveTheLog();
 
-    const std::string m_path;
+    std::string m_path;
+    std::string m_firstPath;  // of the file in which the run began
     const Safety m_safety;
-    SQLite::Database m_database;
-    SQLite::Statement m_insertSlice;
-    SQLite::Statement m_insertRecord;
-    SQLite::Statement m_insertName;
-    SQLite::Statement m_noteExpectedSlices;
-    std::vector<Run> m_runs;  // by their numbers
+    std::optional<OpenFile> m_file;  // none only while the store is made
+    std::vector<Run> m_runs;         // by their numbers
     std::unordered_map<std::string, int64_t> m_nameIds;
     std::map<int, Chunk> m_openChunks;  // by run: their records are in `recent_records`
     std::size_t m_recentRecords = 0;
     int m_walPages = 0;
+    bool m_hasWarnedOfLog = false;
 };
 
 }  // namespace kzjournal

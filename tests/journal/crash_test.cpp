@@ -5,9 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <random>
 
 #include "journal/journalfixture.h"
+#include "journal/writingprocess.h"
 
 // The path of the program that keeps slices until it is killed.
 #ifndef WRITING_PROCESS
@@ -16,49 +19,59 @@
 
 namespace {
 
-constexpr int kKills = 100;
+/// Of each kind; KZ_JOURNAL_KILLS asks for more.
+int Kills() {
+    const char* const text = std::getenv("KZ_JOURNAL_KILLS");
+    return text == nullptr ? 50 : std::atoi(text);
+}
+
+/// Longer than making or closing a journal takes.
+constexpr int kMicrosecondsOfAnEnd = 20000;
 constexpr int kNames = 3;
+constexpr auto kOnDisk = kzjournal::SliceState::OnDisk;
 
 /// A process that keeps slices. Owned by the test's thread.
 class WritingProcess {
 public:
-    explicit WritingProcess(const std::string& path) {
+    explicit WritingProcess(const std::string& path, const std::vector<std::string>& limits = {}) {
         int ends[2] = {};
         if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-        m_kept = ends[0];
+        m_told = ends[0];
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-        std::string program = WRITING_PROCESS;
-        std::string argument = path;
-        char* const arguments[] = {program.data(), argument.data(), nullptr};
+        std::vector<std::string> arguments = {WRITING_PROCESS, path};
+        arguments.insert(arguments.end(), limits.begin(), limits.end());
+        std::vector<char*> pointers;
+        for (std::string& argument : arguments) pointers.push_back(argument.data());
+        pointers.push_back(nullptr);
         const int error =
-            posix_spawn(&m_process, program.c_str(), &actions, nullptr, arguments, environ);
+            posix_spawn(&m_process, WRITING_PROCESS, &actions, nullptr, pointers.data(), environ);
         posix_spawn_file_actions_destroy(&actions);
         close(ends[1]);
-        if (error != 0) throw std::runtime_error("cannot start " + program);
+        if (error != 0) throw std::runtime_error("cannot start " WRITING_PROCESS);
     }
     ~WritingProcess() {
         kill(m_process, SIGKILL);
         waitpid(m_process, nullptr, 0);
-        close(m_kept);
+        close(m_told);
     }
 
-    /// Waits until one more slice is kept; false once the process is gone and all ids are read.
-    bool ReadId(int& id) { return read(m_kept, &id, sizeof id) == sizeof id; }
+    /// Waits until one more hook has returned; false once the process is gone and all is read.
+    bool Read(AppendedSlice& slice) { return read(m_told, &slice, sizeof slice) == sizeof slice; }
 
+    void Kill() { kill(m_process, SIGKILL); }
     /// Kills it in whatever it is doing and returns the id of the last slice that it has kept, or
     /// `id` where that is the last.
     int Kill(int id) {
-        kill(m_process, SIGKILL);
-        while (ReadId(id)) {
-        }
+        Kill();
+        for (AppendedSlice slice; Read(slice); id = slice.id) EXPECT_EQ(kOnDisk, slice.state);
         return id;
     }
 
 private:
     pid_t m_process = 0;
-    int m_kept = 0;
+    int m_told = 0;
 };
 
 class Crash : public JournalTest {
@@ -99,23 +112,80 @@ protected:
 
 TEST_F(Crash, EverySliceWhoseHookReturnedIsThereAfterAKill) {
     std::mt19937 random(20261121);
-    for (int i = 0; i < kKills; ++i) {
+    for (int i = 0; i < Kills(); ++i) {
         SCOPED_TRACE(i);
         path = folder.Path(std::to_string(i) + ".kzj");
         // Some runs are longer than what is moved together from recent records.
         const int wait = i % 10 == 0 ? 250 + static_cast<int>(random() % 12)
                                      : 1 + static_cast<int>(random() % 5);
         const auto microseconds = static_cast<useconds_t>(random() % 10000);
-        int id = 0;
+        AppendedSlice slice{};
         WritingProcess process(path);
-        while (id < wait && process.ReadId(id)) {
+        while (slice.id < wait && process.Read(slice)) {
         }
         usleep(microseconds);  // a moment of any kind, which no clock could name
-        const int lastKept = process.Kill(id);
+        const int lastKept = process.Kill(slice.id);
         ASSERT_GE(lastKept, wait);
         ExpectWholeSlicesUpTo(lastKept);
         EXPECT_EQ("ok", Integrity());
     }
+}
+
+TEST_F(Crash, AProcessThatIsKilledWhileItMakesAJournalLeavesTheNameFree) {
+    std::mt19937 random(20261122);
+    for (int i = 0; i < Kills(); ++i) {
+        SCOPED_TRACE(i);
+        path = folder.Path(std::to_string(i) + ".kzj");
+        {
+            WritingProcess process(path);
+            usleep(static_cast<useconds_t>(random() % kMicrosecondsOfAnEnd));
+            process.Kill(0);
+        }
+        EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+        kzjournal::Writer next;
+        if (!next.Open(path, run)) {
+            EXPECT_EQ("", TextOf(next.Append(SliceMaker().NextSlice({}).View()).problem));
+            EXPECT_EQ("", TextOf(next.Close()));
+        }
+        // One way or the other, what is there is a run with slices.
+        EXPECT_GE(kzjournal::Reader(path).LastSliceId(), 1);
+        EXPECT_EQ("ok", Integrity());
+    }
+}
+
+TEST_F(Crash, AProcessThatIsKilledWhileItClosesAJournalLeavesEverySlice) {
+    constexpr int kSlices = 20;
+    std::mt19937 random(20261123);
+    for (int i = 0; i < Kills(); ++i) {
+        SCOPED_TRACE(i);
+        path = folder.Path(std::to_string(i) + ".kzj");
+        {
+            WritingProcess process(path, {"1000000000", std::to_string(kSlices)});
+            for (AppendedSlice slice{}; slice.id < kSlices && process.Read(slice);) {
+            }
+            usleep(static_cast<useconds_t>(random() % kMicrosecondsOfAnEnd));
+        }
+        EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+        ExpectWholeSlicesUpTo(kSlices);
+        EXPECT_EQ("ok", Integrity());
+    }
+}
+
+TEST_F(Crash, AFileThatCannotGrowHasEverySliceThatWasSaidToBeOnTheDisk) {
+    WritingProcess process(path, {"300000"});
+    int onDisk = 0;
+    int waiting = 0;
+    int problems = 0;
+    for (AppendedSlice slice; waiting < 100 && process.Read(slice);) {
+        (slice.state == kOnDisk ? onDisk : waiting) += 1;
+        problems += slice.isProblemTold ? 1 : 0;
+    }
+    process.Kill();
+    EXPECT_GT(onDisk, 0);
+    EXPECT_EQ(100, waiting);
+    EXPECT_EQ(1, problems);
+    ExpectWholeSlicesUpTo(onDisk);
+    EXPECT_EQ("ok", Integrity());
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 namespace {
 
+using kzjournal::SliceState;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -45,6 +46,28 @@ TEST_F(Faults, AFullDiskIsToldOnceAndLosesNothingWhenThereIsRoomAgain) {
     EXPECT_EQ("", Close());
 }
 
+TEST_F(Faults, EverySliceIsSaidToBeOnTheDiskOrToWait) {
+    EXPECT_EQ(SliceState::OnDisk, state);
+    disk.Fail(ENOSPC);
+    AppendLogins({2});
+    EXPECT_EQ(SliceState::Waiting, state);
+    AppendLogins({3});
+    EXPECT_EQ(SliceState::Waiting, state);
+    disk.Work();
+    AppendLogins({4});
+    EXPECT_EQ(SliceState::OnDisk, state);
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(Faults, ASliceThatIsRefusedIsSaidToBeLost) {
+    MadeSlice twice = slices.NextSlice({{"logins", Types::Counter, {1}}});
+    twice.records.push_back(twice.records.front());
+    AppendSlice(twice);
+    EXPECT_EQ(SliceState::Lost, state);
+    AppendLogins({3});
+    EXPECT_EQ(SliceState::OnDisk, state);
+}
+
 TEST_F(Faults, TheFileKnowsOfSlicesThatWaitForOneThatCannotBeWritten) {
     disk.Fail(ENOSPC);
     AppendLogins({2});
@@ -77,8 +100,10 @@ TEST_F(Faults, MemoryForWaitingSlicesIsBoundedByTheirNamesToo) {
     large.facts.sliceId = 3;
     EXPECT_EQ("cannot keep slice 3 in " + path + ": no memory is left for slices that wait",
               AppendSlice(large));
+    EXPECT_EQ(SliceState::Lost, state);
     large.facts.sliceId = 4;
     EXPECT_EQ("", AppendSlice(large));
+    EXPECT_EQ(SliceState::Lost, state);
     disk.Work();
     EXPECT_EQ("", AppendSlice(slices.NextSlice({})));
     EXPECT_THAT(Close(), HasSubstr("2 of 5 slices are lost: cannot keep slice 4 in "));
@@ -195,7 +220,9 @@ TEST_F(HangingDisk, HoldsTheHookForHalfASecondAndOnlyOnce) {
     disk.Hang();
     EXPECT_EQ("writing " + path + " takes longer than 0.5 s; slices wait in memory",
               AppendTakingSeconds(0.5));
+    EXPECT_EQ(SliceState::Waiting, state);
     EXPECT_EQ("", AppendLogins({3}));
+    EXPECT_EQ(SliceState::Waiting, state);
     disk.Work();
     EXPECT_EQ("", Close());
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));

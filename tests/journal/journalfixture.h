@@ -19,7 +19,12 @@ protected:
     using Types = CKZStatPointTypeEnum;
 
     std::string Open() { return TextOf(writer.Open(path, run)); }
-    std::string AppendSlice(const MadeSlice& slice) { return TextOf(writer.Append(slice.View())); }
+    /// What it tells, which is nothing where all is well; `state` is where the slice is.
+    std::string AppendSlice(const MadeSlice& slice) {
+        const kzjournal::AppendResult result = writer.Append(slice.View());
+        state = result.state;
+        return TextOf(result.problem);
+    }
     std::string Append(const std::vector<Reported>& reported) {
         return AppendSlice(slices.NextSlice(reported));
     }
@@ -69,6 +74,7 @@ protected:
     kzjournal::Run run = kzjournal::RunOfThisProcess("load", 1.7e9, 1);
     SliceMaker slices{"load", 1, 1.7e9};
     kzjournal::Writer writer;
+    kzjournal::SliceState state{};  // of the slice that was appended last
 };
 
 #endif

@@ -100,10 +100,18 @@ TEST_F(Keep, TellsTheFactsOfTheRun) {
     const kzjournal::Run facts = kzjournal::Reader(path).Facts();
     EXPECT_EQ(facts.generator, "load");
     EXPECT_EQ(facts.testName, "logins");
+    EXPECT_EQ(facts.commandLine, "journal_tests");
     EXPECT_EQ(facts.startTime, kStart);
     EXPECT_EQ(facts.sliceLength, 1.0);
     EXPECT_THAT(facts.loadBegin, Optional(0.0));
     EXPECT_THAT(facts.loadEnd, Optional(1.0));
+}
+
+TEST_F(Keep, TellsTheCommandLineThatTheHostWantsToBeKept) {
+    kzjournal::Keep(*run, path, "", "load --clients 3");
+    LoadOneSlice();
+    EXPECT_THAT(Finish(), IsEmpty());
+    EXPECT_EQ(kzjournal::Reader(path).Facts().commandLine, "load --clients 3");
 }
 
 TEST_F(Keep, APathThatCannotBeWrittenIsOneComplaintAndTheLoadGoesOn) {
@@ -123,6 +131,25 @@ TEST_F(Keep, ADiskThatFailsAtTheEndIsToldByFinish) {
     LoadOneSlice();
     disk.FailAtCheckpoints(ENOSPC);
     EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the disk is full")));
+}
+
+TEST_F(Keep, AFileThatIsRemovedIsOneComplaintAndTheRunIsWholeBesideIt) {
+    kzjournal::Keep(*run, path);
+    LoadOneSlice();
+    std::filesystem::remove(path);
+    LoadOneSlice();
+    LoadOneSlice();
+    EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the run is in " + path + ".recovered-1 now")));
+    ExpectWholeFile(path + ".recovered-1");
+}
+
+TEST_F(Keep, ADiskThatIsFullForLongIsToldOnceAndAtTheEnd) {
+    FaultyDisk disk;
+    kzjournal::Keep(*run, path);
+    LoadOneSlice();
+    disk.Fail(ENOSPC);
+    for (int i = 0; i < 3; ++i) LoadOneSlice();
+    EXPECT_THAT(Finish(), ElementsAre(HasSubstr("the disk is full"), HasSubstr("4 of 5 slices")));
 }
 
 TEST_F(Keep, LeavesAWholeFileWithoutFinish) {

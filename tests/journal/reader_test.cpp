@@ -178,13 +178,13 @@ TEST_F(Reader, RefusesADatabaseOfAnotherProgram) {
 }
 
 TEST_F(Reader, RefusesOlderAndNewerSchemas) {
-    Execute("PRAGMA user_version = 1");
+    Execute("PRAGMA user_version = 2");
     EXPECT_EQ("cannot read " + path +
-                  ": its schema 1 is older than 2; read it with the release that wrote it",
+                  ": its schema 2 is older than 3; read it with the release that wrote it",
               ErrorOnOpening());
-    Execute("PRAGMA user_version = 3");
+    Execute("PRAGMA user_version = 4");
     EXPECT_EQ(
-        "cannot read " + path + ": its schema 3 is newer than 2; read it with a newer release",
+        "cannot read " + path + ": its schema 4 is newer than 3; read it with a newer release",
         ErrorOnOpening());
 }
 

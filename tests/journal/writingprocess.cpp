@@ -1,9 +1,16 @@
-// writingprocess PATH: keeps one slice after the other in a journal until it is killed, and writes
-// the id of each on standard output once it is kept.
+// writingprocess PATH [BYTES [SLICES]]: keeps one slice after the other in a journal until it is
+// killed, and writes what became of each on standard output. The journal can grow to BYTES only,
+// and is closed after SLICES.
 
+#include "journal/writingprocess.h"
+
+#include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <limits>
 #include <optional>
 
 #include "kzjournalwriter.h"
@@ -13,26 +20,33 @@ namespace {
 
 using Types = CKZStatPointTypeEnum;
 
-int Fail(const kzjournal::Error& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-    return 1;
+void LimitFiles(const char* bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlim_t limit = std::strtoull(bytes, nullptr, 10);
+    const rlimit limits = {limit, limit};
+    setrlimit(RLIMIT_FSIZE, &limits);
 }
 
 }  // namespace
 
-int main(int, char** argv) {
+int main(int count, char** arguments) {
+    if (count > 2) LimitFiles(arguments[2]);
     kzjournal::Writer journal;
     SliceMaker slices("load", 1, 1.7e9);
-    std::optional<kzjournal::Error> error =
-        journal.Open(argv[1], kzjournal::RunOfThisProcess("load", 1.7e9, 1));
-    while (!error) {
+    if (const std::optional<kzjournal::Error> error =
+            journal.Open(arguments[1], kzjournal::RunOfThisProcess("load", 1.7e9, 1))) {
+        std::fprintf(stderr, "%s\n", error->what());
+        return 1;
+    }
+    const int last = count > 3 ? std::atoi(arguments[3]) : std::numeric_limits<int>::max();
+    while (slices.SliceId() < last) {
         const double value = slices.SliceId();
         const MadeSlice slice = slices.NextSlice({{"login.time", Types::Timer, {value}},
                                                   {"logins", Types::Counter, {1}},
                                                   {"clients", Types::LoadSize, {value}}});
-        error = journal.Append(slice.View());
-        const int id = slices.SliceId();
-        if (!error && write(STDOUT_FILENO, &id, sizeof id) != sizeof id) return 1;
+        const kzjournal::AppendResult result = journal.Append(slice.View());
+        const AppendedSlice appended = {slices.SliceId(), result.state, result.problem.has_value()};
+        if (write(STDOUT_FILENO, &appended, sizeof appended) != sizeof appended) return 1;
     }
-    return Fail(*error);
+    return journal.Close() ? 1 : 0;
 }

@@ -328,6 +328,16 @@ class Journal(RunTest):
         self.assertTrue(command_line.endswith(f"--journal {self.path} --duration 0.5 --slice 0.25"),
                         command_line)
 
+    def test_the_command_line_is_kept_without_user_and_password(self):
+        with servers.answering(200) as (url, _):
+            secret = url.replace("http://", "http://alice:s3cret@") + "path?x=1"
+            runs.run(secret, "--duration", 0.5, "--slice", 0.25, journal=self.path)
+        ((command_line,),) = self.query("SELECT command_line FROM runs WHERE number = 0")
+        shown = url.replace("http://", "http://***:***@") + "path?x=1"
+        self.assertEqual(f"kzload --journal {self.path} {shown} --duration 0.5 --slice 0.25",
+                         command_line)
+        self.assertEqual(0o600, os.stat(self.path).st_mode & 0o777)
+
     def test_a_killed_run_keeps_every_slice_that_it_has_shown(self):
         process = runs.start("--duration", 1000, "--slice", 0.2, journal=self.path)
         runs.wait_for_row(process)
@@ -354,6 +364,31 @@ class Journal(RunTest):
                                          " choose another path")
         self.assertEqual(before, self.query("SELECT run_id FROM runs WHERE number = 0"))
 
+    def test_a_pipe_is_no_journal(self):
+        os.mkfifo(self.path)
+        result = runs.run("--duration", 1000, journal=self.path)
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, f"cannot use {self.path} as a journal: it is a pipe")
+
+    def test_messages_do_not_go_into_the_journal(self):
+        os.symlink("run.kzj", os.path.join(self.folder, "link"))
+        for name in ("run.kzj", "link", "../" + os.path.basename(self.folder) + "/run.kzj",
+                     "run.kzj-wal"):
+            with self.subTest(name):
+                path = os.path.join(self.folder, name)
+                result = runs.run("--duration", 1000, "--messages", path, journal=self.path)
+                self.assertEqual((1, ""), (result.status, result.out))
+                self.assert_one_line(result.err, f"cannot write {path}: it belongs to the journal")
+                self.assertEqual(["link"], os.listdir(self.folder))
+
+    def test_messages_do_not_go_into_a_journal_of_before(self):
+        runs.run("--duration", 0.5, "--slice", 0.5, journal=self.path)
+        size = os.path.getsize(self.path)
+        result = runs.run("--duration", 1000, "--messages", self.path)
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, f"cannot write {self.path}: it is a journal")
+        self.assertEqual(size, os.path.getsize(self.path))
+
     def test_a_journal_that_cannot_grow(self):
         limit = 200000
 
@@ -373,19 +408,37 @@ class Journal(RunTest):
 
 
 class Signals(RunTest):
-    def stopped_by(self, number):
-        process = runs.start("--duration", 1000, "--slice", 0.3)
+    def stopped_by(self, number, **options):
+        process = runs.start("--duration", 1000, "--slice", 0.3, **options)
         lines = runs.wait_for_row(process)
         process.send_signal(number)
         result = runs.finish(process)
         return result._replace(out="".join(lines) + result.out)
 
     def test_a_stopped_run_is_complete(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(signal=number.name):
                 result = self.stopped_by(number)
                 self.assertEqual((0, ""), (result.status, result.err))
                 self.assert_accounted_for(result.out)
+
+    def test_a_terminal_that_hangs_up_leaves_a_whole_run(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "run.kzj")
+            result = self.stopped_by(signal.SIGHUP, journal=path)
+            self.assert_accounted_for(result.out)
+            with contextlib.closing(sqlite3.connect(path)) as journal:
+                self.assertEqual([(0, 1)], journal.execute(
+                    "SELECT lost_slices, end_time IS NOT NULL FROM runs").fetchall())
+
+    def test_a_hangup_that_is_ignored_from_the_start(self):
+        process = runs.start("--duration", 1, "--slice", 0.2, preexec_fn=lambda: signal.signal(
+            signal.SIGHUP, signal.SIG_IGN))
+        lines = runs.wait_for_row(process)
+        process.send_signal(signal.SIGHUP)
+        result = runs.finish(process)
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertGreaterEqual(len(runs.rows("".join(lines) + result.out)), 5)
 
     def test_the_second_interrupt_ends_the_process(self):
         process = runs.start("--duration", 1000, "--slice", 1000)

@@ -57,7 +57,7 @@ int main(int, char** arguments) {
         const std::vector<std::string> fields = FieldsOf(line);
         if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
         if (fields.at(0) == "slice") {
-            FailIf(journal.Append(slices.NextSlice(reported).View()));
+            FailIf(journal.Append(slices.NextSlice(reported).View()).problem);
             reported.clear();
             std::cout << slices.SliceId() << std::endl;
         }

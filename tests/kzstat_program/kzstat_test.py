@@ -7,6 +7,7 @@ import io
 import json
 import os
 import re
+import resource
 import shutil
 import signal
 import sqlite3
@@ -141,7 +142,7 @@ class Show(JournalTest):
         journal = journals.Journal(self.run_path)
         journal.value(*LOGIN, 10)
         journal.slice()
-        self.assertIn("1 slices of 1 s, not ended\n", run("show", self.run_path).out)
+        self.assertIn(", not ended, at least 1 slices of 1 s\n", run("show", self.run_path).out)
         journal.end()
         self.assertNotIn("not ended", run("show", self.run_path).out)
 
@@ -154,7 +155,12 @@ class Show(JournalTest):
 
     def test_names_do_not_steer_the_terminal(self):
         journals.make(self.run_path, [{("a\x1b[31mb", "Counter"): [1]}])
-        self.assertIn("a?[31mb", run("show", self.run_path).out)
+        self.assertIn("a\\x1b[31mb", run("show", self.run_path).out)
+
+    def test_names_do_not_hide_behind_the_direction_of_writing(self):
+        journals.make(self.run_path, [{("a\u202eb\u009bc\udc9bd", "Counter"): [1]}])
+        out = run("show", self.run_path, encoding="utf-8").out
+        self.assertIn("a\\u202eb\\u009bc\\x9bd", out)
 
     def test_names_of_any_characters_align(self):
         names = ("login", "caf\u00e9", "cafe\u0301", "\u65e5\u672c\u8a9e", "bad\udcffbyte")
@@ -165,7 +171,7 @@ class Show(JournalTest):
                              env={**os.environ, "LC_ALL": locale})
                 _, titles, *rows = result.out.splitlines()
                 self.assertEqual(len(names), len(rows))
-                self.assertIn("bad?byte", result.out)
+                self.assertIn("bad\\xffbyte", result.out)
                 for row in rows:
                     self.assertEqual(titles.index("type"),
                                      columns.width_of(row.partition("Counter")[0]), row)
@@ -194,7 +200,7 @@ class Follow(JournalTest):
 
     def test_the_table_is_redrawn_with_each_slice(self):
         self.start()
-        self.terminal.wait_for(lambda screen: "1 slices of 1 s, not ended" in screen)
+        self.terminal.wait_for(lambda screen: "not ended, at least 1 slices of 1 s" in screen)
         for time in (40, 20):
             self.report(time)
         screen = self.terminal.wait_for(lambda screen: "3 slices" in screen)
@@ -226,6 +232,19 @@ class Follow(JournalTest):
         self.assertTrue(screen.splitlines()[1].endswith(">"), screen)
         self.terminal.resize(40, 10)
         self.terminal.wait_for(lambda screen: "logins" in screen and "more" not in screen)
+
+    def test_a_gap_is_blank_in_the_course_of_a_name(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 12)
+        run("merge", one, two, "-o", self.run_path)
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            journal.execute("UPDATE runs SET end_time = NULL WHERE number = 0")
+            journals.seal_runs(journal)
+            journal.commit()
+        self.terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--follow"],
+                                           environment={"LC_ALL": "C"}, width=140)
+        self.addCleanup(self.terminal.close)
+        self.terminal.wait_for(lambda screen: re.search(r"logins +_{8}  _{10} ", screen))
 
     def test_a_terminal_of_letters(self):
         self.start(environment={"LC_ALL": "C"})
@@ -298,6 +317,14 @@ class Export(JournalTest):
             self.assertRegex(line, r"^kzstat,generator=load,host=\S+,run=\w+,name=\S+,type=\w+"
                                    r" slice_id=1i,elapsed=1,\S+ 1700000001000000000$")
 
+    def test_csv_for_spreadsheets(self):
+        journals.make(self.run_path, [{("=HYPERLINK(1)", "Counter"): [1]}])
+        plain = run("export", self.run_path, "--format", "csv").out
+        safe = run("export", self.run_path, "--format", "csv", "--spreadsheet-safe").out
+        self.assertEqual(plain.replace(",=HYPERLINK", ",'=HYPERLINK"), safe)
+        self.assert_fails(run("export", self.run_path, "--format", "json", "--spreadsheet-safe"),
+                          "--spreadsheet-safe")
+
     def test_an_unknown_format(self):
         self.assert_fails(run("export", self.run_path, "--format", "xml"), "--format")
 
@@ -347,8 +374,10 @@ class Merge(JournalTest):
         two = self.make_run("two.kzj", start=1.7e9 + 3)
         result = run("merge", one, two, "-o", self.run_path)
         self.assertEqual((0, ""), (result.status, result.err))
-        self.assertEqual([f"slices 1 to 3: 1 of 2 {one}", f"slices 4 to 10: 2 of 2 {one} {two}",
-                          f"slices 11 to 13: 1 of 2 {two}"], result.out.splitlines())
+        self.assertEqual([f"{one}: 10 slices", f"{two}: 10 slices",
+                          f"slices 1 to 3: 1 of 2 {one}", f"slices 4 to 10: 2 of 2 {one} {two}",
+                          f"slices 11 to 13: 1 of 2 {two}",
+                          f"{self.run_path}: 13 slices"], result.out.splitlines())
         self.assertEqual("40", self.table()["login.time"]["count"])
         self.assertEqual((0, "13 slices, every value accounted for, as in its 2 sources\n", ""),
                          run("check", self.run_path))
@@ -361,7 +390,7 @@ class Merge(JournalTest):
     def test_a_run_is_not_overwritten(self):
         one = self.make_run("one.kzj")
         two = self.make_run("two.kzj")
-        self.assert_fails(run("merge", one, two, "-o", two), "it is in use already")
+        self.assert_fails(run("merge", one, two, "-o", two), "it belongs to the journal")
         self.assertEqual(0, run("check", two).status)
 
     def test_what_does_not_fit_together(self):
@@ -378,7 +407,9 @@ class Merge(JournalTest):
         run("merge", one, two, "-o", both)
         self.assert_fails(run("merge", both, one, "-o", self.run_path), "give each run once")
         result = run("merge", both, three, "-o", self.run_path)
-        self.assertEqual([f"slices 1 to 10: 3 of 3 {both}#1 {both}#2 {three}"],
+        self.assertEqual([f"{both}: 10 slices", f"{three}: 10 slices",
+                          f"slices 1 to 10: 3 of 3 {both}#1 {both}#2 {three}",
+                          f"{self.run_path}: 10 slices"],
                          result.out.splitlines())
         self.assertEqual("10 slices, every value accounted for, as in its 3 sources\n",
                          run("check", self.run_path).out)
@@ -392,7 +423,7 @@ class Merge(JournalTest):
             journal.slice()
             result = run("merge", one, journal.path, "-o", self.run_path)
             self.assertEqual((0, ""), (result.status, result.err))
-            self.assertTrue(result.out.startswith(slices), result.out)
+            self.assertIn("\n" + slices, result.out)
         self.assertEqual("220", self.table()["logins"]["sum"])
         self.assertEqual(["one.kzj", "run.kzj"], sorted(
             name for name in os.listdir(self.folder) if not name.startswith("two.kzj")))
@@ -405,10 +436,155 @@ class Merge(JournalTest):
         self.assertFalse(os.path.exists(self.run_path))
 
 
+class RunsInSequence(JournalTest):
+    """Runs of a generator that was started again."""
+
+    def setUp(self):
+        super().setUp()
+        self.one = self.make_run("one.kzj")
+        self.two = self.make_run("two.kzj", start=1.7e9 + 100.3)
+        self.merged = run("merge", self.one, self.two, "-o", self.run_path)
+
+    def test_a_gap_and_a_restart_are_legal(self):
+        self.assertEqual((0, ""), (self.merged.status, self.merged.err))
+        self.assertEqual(["slices 1 to 10: 1 of 2 " + self.one, "slices 11 to 100: none, a gap",
+                          "slices 101 to 110: 1 of 2 " + self.two],
+                         self.merged.out.splitlines()[2:5])
+        self.assertEqual((0, "20 slices, every value accounted for, as in its 2 sources\n", ""),
+                         run("check", self.run_path))
+        self.assertEqual("40", self.table_below_notes()["logins"])
+
+    def table_below_notes(self):
+        rows = run("show", self.run_path).out.partition("\nname ")[2].splitlines()[1:]
+        return {row.split()[0]: row.split()[-2] for row in rows}
+
+    def test_they_are_marked_in_the_file(self):
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            host = os.uname().nodename
+            self.assertEqual(
+                [(0, 1.7e9 + 10, "gap: no run has slices 11 to 100 (90 s)"),
+                 (0, 1.7e9 + 101, f"restart: load on {host} begins again in slice 101")],
+                journal.execute("SELECT run_number, time, text FROM notes ORDER BY note_id")
+                .fetchall())
+
+    def test_they_are_shown(self):
+        lines = run("show", self.run_path).out.splitlines()
+        self.assertEqual("2023-11-14 22:13:30 UTC  gap: no run has slices 11 to 100 (90 s)",
+                         lines[1])
+        self.assertIn("  restart: load on ", lines[2])
+
+    def test_they_are_exported(self):
+        out = run("export", self.run_path, "--format", "csv").out
+        gaps = {row["slice_id"]: row["gap_before"] for row in csv.DictReader(io.StringIO(out))}
+        self.assertEqual({"101": "90"}, {key: gap for key, gap in gaps.items() if gap != "0"})
+
+    def test_a_mark_that_is_not_so_is_found(self):
+        for damage in ("DELETE FROM notes WHERE note_id = 1",
+                       "UPDATE notes SET text = 'gap: no run has slice 5 (1 s)' WHERE note_id = 1",
+                       "INSERT INTO notes (run_number, time, text) VALUES (0, 1, 'x')"):
+            with self.subTest(damage):
+                path = self.path("damaged.kzj")
+                shutil.copy(self.run_path, path)
+                with contextlib.closing(sqlite3.connect(path)) as journal:
+                    journal.execute(damage)
+                    journal.commit()
+                self.assertEqual(1, run("check", path).status)
+
+    def test_a_merge_through_levels_marks_the_same(self):
+        three = self.make_run("three.kzj", start=1.7e9 + 50)
+        both = self.path("both.kzj")
+        run("merge", self.run_path, three, "-o", both)
+        self.assertIn("gap: no run has slices 11 to 50 (40 s)", run("show", both).out)
+        self.assertIn("gap: no run has slices 61 to 100 (40 s)", run("show", both).out)
+        self.assertEqual(0, run("check", both).status)
+
+    def test_slices_of_other_lengths_are_refused_however_close(self):
+        for length in (2, 1.0000000000000002, 0.9999999999999999):
+            with self.subTest(length):
+                other = self.make_run(f"{length}.kzj", slice_length=length)
+                self.assert_fails(run("merge", self.one, other, "-o", self.path("none.kzj")),
+                                  "merge runs of one length")
+                self.assertFalse(os.path.exists(self.path("none.kzj")))
+
+    def test_short_slices_far_apart(self):
+        one = self.make_run("short.kzj", slice_length=0.1)
+        two = self.make_run("later.kzj", slice_length=0.1, start=1.7e9 + 86400 * 7 + 0.123)
+        path = self.path("week.kzj")
+        self.assertEqual(0, run("merge", one, two, "-o", path).status)
+        self.assertEqual((0, "20 slices, every value accounted for, as in its 2 sources\n", ""),
+                         run("check", path))
+
+    def test_a_merge_of_a_run_that_has_not_ended_has_not_ended(self):
+        journal = journals.Journal(self.path("going.kzj"))
+        self.addCleanup(journal.leave)
+        journal.value(*LOGINS, 1)
+        journal.slice()
+        path = self.path("merge.kzj")
+        result = run("merge", self.one, journal.path, "-o", path)
+        self.assertEqual([f"{self.one}: 10 slices",
+                          f"{journal.path}: not ended, at least 1 slices"],
+                         result.out.splitlines()[:2])
+        self.assertEqual(f"{path}: not ended, at least 10 slices", result.out.splitlines()[-1])
+        self.assertEqual((0, "not ended, at least 10 slices, every value accounted for, as in its"
+                             " 2 sources\n", ""), run("check", path))
+        journal.end()
+        run("merge", self.one, journal.path, "-o", path)
+        self.assertNotIn("not ended", run("show", path).out)
+
+
+class Completeness(JournalTest):
+    """Every command says how much of a run it has before it."""
+
+    def assert_all_say(self, expected):
+        path = self.run_path
+        self.assertIn(f", {expected} of 1 s\n", run("show", path).out)
+        self.assertIn(f"{path}: {expected}\n", run("compare", path, path).out)
+        self.assertEqual(f"{path}: {expected}\n",
+                         run("export", path, "--format", "csv").err)
+        self.assertEqual(f"{path}: {expected}\n",
+                         run("report", path, "-o", self.path("page.html")).err)
+        self.assertTrue(run("check", path).out.startswith(expected))
+        self.assertIn(f"{path}: {expected}\n", run(
+            "merge", path, self.make_run(), "-o", self.path("merged.kzj")).out)
+        os.unlink(self.path("run.kzj"))
+        os.unlink(self.path("merged.kzj"))
+        with subprocess.Popen([KZSTAT, "serve", path, "--port", "0"], text=True,
+                              stdout=subprocess.PIPE) as process:
+            self.assertIn(f"serving {path}: {expected}, at http://", process.stdout.readline())
+            process.send_signal(signal.SIGHUP)
+            self.assertEqual(0, process.wait(timeout=TIMEOUT))
+
+    def test_a_run_that_ended(self):
+        self.run_path = self.make_run("seen.kzj")
+        self.assert_all_say("10 slices")
+
+    def test_a_run_that_lost_slices(self):
+        self.run_path = self.make_run("seen.kzj")
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            journal.execute("UPDATE runs SET lost_slices = 2, expected_slices = 12")
+            journals.seal_runs(journal)
+            journal.commit()
+        self.assert_all_say("10 of 12 slices")
+
+    def test_a_run_that_has_not_ended(self):
+        self.run_path = self.path("seen.kzj")
+        journal = journals.Journal(self.run_path)
+        journal.value(*LOGINS, 1)
+        journal.slice()
+        journal.leave()
+        self.assert_all_say("not ended, at least 1 slices")
+
+    def test_lines_that_follow_a_run(self):
+        self.make_run()
+        self.assertEqual(f"{self.run_path}: 10 slices\n", run("show", "--follow",
+                                                             self.run_path).err)
+
+
 class Check(JournalTest):
     def damage(self, sql):
         with sqlite3.connect(self.run_path) as journal:
             journal.execute(sql)
+            journals.seal_runs(journal)
         journal.close()
 
     def test_a_whole_run(self):
@@ -419,13 +595,13 @@ class Check(JournalTest):
     def test_the_first_violation(self):
         self.make_run()
         self.damage("DELETE FROM slices WHERE slice_id IN (4, 7)")
-        self.assertEqual((1, "slice 5: it comes after slice 3\n", ""), run("check", self.run_path))
+        self.assertEqual((1, "8 of 10 slices\nslice 5: it comes after slice 3\n", ""), run("check", self.run_path))
 
     def test_slices_that_could_not_be_kept(self):
         self.make_run()
         for damage in ("lost_slices = 2", "lost_slices = 0, expected_slices = 12"):
             self.damage("UPDATE runs SET " + damage)
-            self.assertEqual((1, "after slice 10: 2 slices could not be kept\n", ""),
+            self.assertEqual((1, "10 of 12 slices\nafter slice 10: 2 slices could not be kept\n", ""),
                              run("check", self.run_path))
 
     def test_a_record_that_was_changed(self):
@@ -433,7 +609,7 @@ class Check(JournalTest):
         self.damage("UPDATE records SET last_sum = last_sum + 1 WHERE slice_id = 3")
         result = run("check", self.run_path)
         self.assertEqual((1, ""), (result.status, result.err))
-        self.assertRegex(result.out, r"^cannot read .*run\.kzj: slice 3 .*\n$")
+        self.assertRegex(result.out, r"^10 slices\ncannot read .*run\.kzj: slice 3 .*\n$")
 
     def test_a_run_that_a_merged_one_was_made_of(self):
         one = self.make_run("one.kzj")
@@ -442,12 +618,12 @@ class Check(JournalTest):
         self.damage("UPDATE runs SET lost_slices = 1 WHERE number = 2")
         result = run("check", self.run_path)
         self.assertEqual((1, ""), (result.status, result.err))
-        self.assertRegex(result.out, r"^source 2, load on \S+: after slice 10: 1 slices could not")
+        self.assertRegex(result.out, r"^10 slices\nsource 2, load on \S+: after slice 10: 1 slices could not")
 
     def test_more_slices_than_there_should_be(self):
         self.make_run()
         self.damage("UPDATE runs SET expected_slices = 9")
-        self.assertEqual((1, "after slice 10: there should be only 9 slices\n", ""),
+        self.assertEqual((1, "10 slices\nafter slice 10: there should be only 9 slices\n", ""),
                          run("check", self.run_path))
 
     def test_a_merged_run_of_runs_at_different_times(self):
@@ -480,7 +656,7 @@ class Check(JournalTest):
                 self.damage(damage)
                 result = run("check", self.run_path)
                 self.assertEqual((1, ""), (result.status, result.err))
-                self.assertTrue(result.out.startswith(violation), result.out)
+                self.assertIn("slices\n" + violation, result.out)
 
 
 class Usage(JournalTest):
@@ -506,6 +682,25 @@ class Usage(JournalTest):
             self.assert_fails(run(*command, self.path("none")), "No such file or directory")
             self.assert_fails(run(*command, self.folder), f"cannot read {self.folder}: ")
 
+    def test_a_reader_that_waits_for_its_output_holds_nothing_of_the_file(self):
+        journal = journals.Journal(self.run_path)
+        self.addCleanup(journal.leave)
+        for i in range(20):
+            for name in range(200):
+                journal.value(f"name.{name}", "Counter", i)
+            journal.slice()
+        # More than a pipe holds, and nobody reads it.
+        with subprocess.Popen([KZSTAT, "export", self.run_path, "--format", "csv"],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              bufsize=0) as process:
+            process.stdout.read(1)
+            with contextlib.closing(sqlite3.connect(self.run_path)) as database:
+                ((busy, _, _),) = database.execute("PRAGMA wal_checkpoint(TRUNCATE)").fetchall()
+            self.assertEqual(0, busy)
+            self.assertEqual(0, os.path.getsize(self.run_path + "-wal"))
+            self.assertIsNone(process.poll())
+            process.stdout.close()
+
     def test_a_reader_that_goes_away(self):
         self.make_run()
         for command in (("show",), ("export", "--format", "csv"), ("show", "--follow")):
@@ -523,6 +718,105 @@ class Usage(JournalTest):
         self.assertEqual(2, result.status)
         self.assertEqual("kzstat: cannot write to standard output: No space left on device\n",
                          result.err)
+
+
+class Files(JournalTest):
+    """What is written is none of what is read, and comes as a whole."""
+
+    def content(self, path):
+        with open(path, "rb") as file:
+            return file.read()
+
+    def test_a_page_does_not_go_over_the_run(self):
+        self.make_run()
+        before = self.content(self.run_path)
+        os.symlink("run.kzj", self.path("link"))
+        os.link(self.run_path, self.path("name"))
+        for page in ("run.kzj", "link", "name", "./../" + os.path.basename(self.folder) +
+                     "/run.kzj", "run.kzj-wal", "run.kzj-shm", "run.kzj-journal"):
+            with self.subTest(page):
+                self.assert_fails(run("report", self.run_path, "-o", self.path(page)),
+                                  f"cannot write {self.path(page)}: it belongs to the journal")
+        self.assertEqual(before, self.content(self.run_path))
+        self.assertEqual({"run.kzj", "link", "name"}, set(os.listdir(self.folder)))
+
+    def test_a_page_does_not_go_over_another_run(self):
+        self.make_run()
+        other = self.make_run("other.kzj")
+        self.assert_fails(run("report", self.run_path, "-o", other),
+                          f"cannot write {other}: it is a journal")
+        self.assertEqual(0, run("check", other).status)
+
+    def test_standard_output_does_not_go_over_the_run(self):
+        self.make_run()
+        before = self.content(self.run_path)
+        for command in (("export", "--format", "csv"), ("show",), ("report", "-o", "-"),
+                        ("check",)):
+            with self.subTest(command), open(self.run_path, "ab") as file:
+                self.assert_fails(run(*command, self.run_path, capture_output=False, stdout=file,
+                                      stderr=subprocess.PIPE),
+                                  "cannot write to standard output: it belongs to the journal")
+        self.assertEqual(before, self.content(self.run_path))
+
+    def test_a_page_replaces_the_former_one_as_a_whole(self):
+        self.make_run()
+        page = self.path("page.html")
+        with open(page, "w") as file:
+            file.write("former")
+        os.chmod(page, 0o640)
+        os.symlink("page.html", self.path("link"))
+        former = os.open(page, os.O_RDONLY)
+        self.addCleanup(os.close, former)
+        self.assertEqual(0, run("report", self.run_path, "-o", self.path("link")).status)
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertTrue(self.content(page).startswith(b"<!doctype html>"))
+        self.assertEqual(0o640, os.stat(page).st_mode & 0o7777)
+        self.assertEqual(b"former", os.read(former, 100))
+        self.assertEqual({"run.kzj", "page.html", "link"}, set(os.listdir(self.folder)))
+
+    def test_a_page_that_cannot_be_written_leaves_the_former_one(self):
+        self.make_run()
+        page = self.path("page.html")
+        with open(page, "w") as file:
+            file.write("former")
+
+        def limit_size():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+
+        self.assert_fails(run("report", self.run_path, "-o", page, preexec_fn=limit_size,
+                              restore_signals=False), f"cannot write {page}: File too large")
+        self.assertEqual(b"former", self.content(page))
+        self.assertEqual({"run.kzj", "page.html"}, set(os.listdir(self.folder)))
+
+    def test_a_page_goes_into_pipes_and_streams(self):
+        self.make_run()
+        with open(self.path("page.html"), "wb") as file:
+            file.write(b"before\n")
+            file.flush()
+            result = run("report", self.run_path, "-o", "/dev/stdout", capture_output=False,
+                         stdout=file, stderr=subprocess.PIPE)
+            self.assertEqual(0, result.status, result.err)
+            file.seek(0, os.SEEK_END)
+            file.write(b"after\n")
+        content = self.content(self.path("page.html"))
+        self.assertTrue(content.startswith(b"before\n<!doctype html>"))
+        self.assertTrue(content.endswith(b"after\n"))
+        os.mkfifo(self.path("pipe"))
+        with subprocess.Popen(["cat", self.path("pipe")], stdout=subprocess.PIPE) as cat:
+            run("report", self.run_path, "-o", self.path("pipe"))
+            self.assertTrue(cat.stdout.read().startswith(b"<!doctype html>"))
+
+    def test_a_pipe_is_no_journal(self):
+        pipe = self.path("pipe")
+        os.mkfifo(pipe)
+        other = self.make_run()
+        for command in (("show",), ("show", "--follow"), ("check",), ("export", "--format", "csv"),
+                        ("report", "-o", self.path("page")), ("serve", "--port", "0"),
+                        ("compare", other), ("merge", other, "-o", self.path("merged"))):
+            with self.subTest(command):
+                self.assert_fails(run(*command, pipe),
+                                  f"cannot use {pipe} as a journal: it is a pipe")
 
 
 class Colours(JournalTest):

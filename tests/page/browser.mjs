@@ -48,18 +48,20 @@ export async function assertFiguresOf(page, path) {
   }
 }
 
-// How many pixels of the card's first canvas are of the colour of the lines.
-export function drawnPixels(page, name) {
-  return page.locator('.card').filter({has: page.getByRole('heading', {name})}).locator('canvas').first().evaluate((canvas) => {
+// How many pixels of the card's first canvas are of the colour of the lines, within these parts of
+// its width.
+export function drawnPixels(page, name, from = 0, to = 1) {
+  return page.locator('.card').filter({has: page.getByRole('heading', {name})}).locator('canvas').first().evaluate((canvas, [first, last]) => {
     const probe = document.createElement('canvas').getContext('2d');
     probe.fillStyle = getComputedStyle(document.documentElement).getPropertyValue('--accent');
     probe.fillRect(0, 0, 1, 1);
     const [red, green, blue] = probe.getImageData(0, 0, 1, 1).data;
-    const {data} = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+    const left = Math.round(first * canvas.width);
+    const {data} = canvas.getContext('2d').getImageData(left, 0, Math.round(last * canvas.width) - left, canvas.height);
     let count = 0;
     for (let i = 0; i < data.length; i += 4) {
       if (data[i] === red && data[i + 1] === green && data[i + 2] === blue && data[i + 3] === 255) ++count;
     }
     return count;
-  });
+  }, [from, to]);
 }

@@ -3,14 +3,15 @@ import {readFileSync} from 'node:fs';
 import {dirname, join} from 'node:path';
 import {test} from 'node:test';
 import {assertFiguresOf, drawnPixels, newPage, open} from './browser.mjs';
-import {Journal, kzstat, NASTY, shopRun, temporaryFolder} from './runs.mjs';
+import {Journal, kzstat, NASTY, shop, shopRun, START, temporaryFolder} from './runs.mjs';
 
 const SLICES = 60;
 
 function reportOf(path, ...args) {
   const page = join(dirname(path), 'report.html');
   const {status, stdout, stderr} = kzstat('report', path, '-o', page, ...args);
-  assert.deepEqual([status, stdout, stderr], [0, '', '']);
+  assert.deepEqual([status, stdout], [0, '']);
+  assert.match(stderr, /^\S+: (not ended, at least )?\d+ slices\n$/);
   return page;
 }
 
@@ -41,6 +42,14 @@ test('shows markup in a name as text', async (t) => {
   const page = await open(t, `file://${reportOf(await shopRun(t, 3))}`);
   assert.equal(await page.locator('img').count(), 0);
   assert.equal(await page.getByRole('heading', {name: NASTY}).count(), 1);
+});
+
+test('shows what would steer the text escaped', async (t) => {
+  const journal = new Journal(t);
+  await journal.slice({'pay\u202etxt\u009b': ['Counter', 1]});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.deepEqual(await page.locator('#table tbody th').allTextContents(), ['pay\\u202etxt\\u009b']);
 });
 
 test('asks for nothing but itself', async (t) => {
@@ -140,6 +149,30 @@ test('of a merged run names the runs that have slices', async (t) => {
   assert.deepEqual(dataOf(report).sources.map(({generator}) => generator), ['shop', 'shop', 'shop']);
   const page = await open(t, `file://${report}`);
   assert.equal(await page.locator('dt', {hasText: 'Merged from'}).count(), 3);
+});
+
+test('draws no line through a gap and tells of it', async (t) => {
+  const later = new Journal(t, START + 100);
+  for (let slice = 1; slice <= 10; ++slice) await later.slice(shop(slice));
+  await later.end();
+  const merged = join(temporaryFolder(t), 'merged.kzj');
+  assert.equal(kzstat('merge', await shopRun(t, 10), later.path, '-o', merged).status, 0);
+  const report = reportOf(merged);
+  const {grid} = dataOf(report);
+  assert.deepEqual(grid.slices, [...Array(10).fill(1), ...Array(90).fill(0), ...Array(10).fill(1)]);
+  const page = await open(t, `file://${report}`);
+  for (const name of ['page.time', 'pages.sent', 'clients']) {
+    assert.ok(await drawnPixels(page, name, 0.85, 1) > 0, name);
+    assert.equal(await drawnPixels(page, name, 0.2, 0.8), 0, name);
+  }
+  assert.match(await page.locator('dt:text-is("Note") + dd').first().textContent(), /gap: no run has slices 11 to 100 \(90 s\)/);
+});
+
+test('says of a run that has not ended that it has not', async (t) => {
+  const journal = new Journal(t);
+  await journal.slice(shop(1));
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.equal(await page.locator('.tile span').nth(1).textContent(), 'slices, not ended');
 });
 
 test('fits a narrow screen', async (t) => {

@@ -20,9 +20,9 @@ export function temporaryFolder(test) {
 
 // A run that is being written.
 export class Journal {
-  constructor(test) {
+  constructor(test, start = START) {
     this.path = join(temporaryFolder(test), 'run.kzj');
-    this.process = spawn(JOURNALMAKER, [this.path, 'shop', String(START), '1'], {stdio: ['pipe', 'pipe', 'inherit']});
+    this.process = spawn(JOURNALMAKER, [this.path, 'shop', String(start), '1'], {stdio: ['pipe', 'pipe', 'inherit']});
     this.lines = createInterface({input: this.process.stdout})[Symbol.asyncIterator]();
     test.after(() => this.process.kill());
   }

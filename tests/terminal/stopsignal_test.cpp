@@ -31,6 +31,27 @@ TEST(StopSignalDeathTest, TheFirstOfEachAsksForAStop) {
     };
     EXPECT_EXIT(stop(SIGINT), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(stop(SIGTERM), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(stop(SIGHUP), testing::ExitedWithCode(0), "");
+}
+
+TEST(StopSignalDeathTest, ATerminalMayHangUpTwice) {
+    const auto hangUp = [] {
+        kzterminal::CatchStopSignals();
+        raise(SIGHUP);
+        raise(SIGHUP);
+        _exit(kzterminal::StopIsRequested() ? 0 : 1);
+    };
+    EXPECT_EXIT(hangUp(), testing::ExitedWithCode(0), "");
+}
+
+TEST(StopSignalDeathTest, AHangupThatWasIgnoredStaysIgnored) {
+    const auto hangUp = [] {
+        signal(SIGHUP, SIG_IGN);
+        kzterminal::CatchStopSignals();
+        raise(SIGHUP);
+        _exit(kzterminal::StopIsRequested() ? 1 : 0);
+    };
+    EXPECT_EXIT(hangUp(), testing::ExitedWithCode(0), "");
 }
 
 TEST(StopSignalDeathTest, TheSecondOneEndsTheProcess) {

@@ -40,21 +40,29 @@ TEST_P(TerminalText, KeepsWhatHasAPicture) {
 }
 
 TEST_P(TerminalText, LeavesNoControlCharacter) {
-    EXPECT_EQ("a?b?c?d?e", Printable("a\nb\x1b"
-                                     "c\x7f"
-                                     "d\0e"s));
+    EXPECT_EQ("a\\x0ab\\x1bc\\x7fd\\x00e", Printable("a\nb\x1b"
+                                                     "c\x7f"
+                                                     "d\0e"s));
     // U+009B begins a sequence as Escape does; U+2028 ends a line.
-    EXPECT_EQ("a?b?c", Printable("a\u009b"
-                                 "b\u2028"
-                                 "c"));
+    EXPECT_EQ("a\\u009bb\\u2028c", Printable("a\u009b"
+                                             "b\u2028"
+                                             "c"));
 }
 
 TEST_P(TerminalText, LeavesNoFaultInUtf8) {
-    EXPECT_EQ("a?b", Printable("a\xff"
-                               "b"));
-    EXPECT_EQ("a?", Printable("a\xe6\x97"));      // cut short
-    EXPECT_EQ("?x", Printable("\xed\xa0\x80x"));  // half of a surrogate pair
-    EXPECT_EQ(2U, WidthOf("a\xff"));
+    EXPECT_EQ("a\\xffb", Printable("a\xff"
+                                   "b"));
+    EXPECT_EQ("a\\xe6\\x97", Printable("a\xe6\x97"));           // cut short
+    EXPECT_EQ("\\xed\\xa0\\x80x", Printable("\xed\xa0\x80x"));  // half of a surrogate pair
+    EXPECT_EQ("a\\x80\\x9f", Printable("a\x80\x9f"));           // controls of 8-bit terminals
+    EXPECT_EQ(5U, WidthOf("a\xff"));
+}
+
+TEST_P(TerminalText, LeavesNothingThatSetsTheDirectionOfWriting) {
+    EXPECT_EQ("a\\u202eb\\u2066c\\u200f", Printable("a\u202e"
+                                                    "b\u2066"
+                                                    "c\u200f"));
+    EXPECT_EQ(7U, WidthOf("a\u202e"));
 }
 
 TEST_P(TerminalText, CutsToColumns) {
@@ -73,9 +81,12 @@ TEST_P(TerminalText, CutsNoCharacterInHalf) {
 }
 
 TEST_P(TerminalText, CutsWhatItMadePrintable) {
-    EXPECT_EQ("?b>", Cut("\xff"
-                         "bcd",
-                         3));
+    EXPECT_EQ("\\xffb>", Cut("\xff"
+                             "bcd",
+                             6));
+    EXPECT_EQ("ab>", Cut("ab\xff"
+                         "c",
+                         5));
 }
 
 TEST_P(TerminalText, LeavesTheLocaleOfTheThreadAlone) {

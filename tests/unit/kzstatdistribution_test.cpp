@@ -100,8 +100,11 @@ TEST(Distribution, Has128BucketsOfEqualWidthPerPowerOfTwo) {
     for (int i = 0; i < 128; ++i) distribution.Add(64 + 0.5 * i);
     const std::vector<Bucket> buckets = BucketsOf(distribution);
     ASSERT_EQ(buckets.size(), 128U);
-    for (int i = 0; i < 128; ++i)
-        EXPECT_EQ(buckets[i], (Bucket{64 + 0.5 * i, 64 + 0.5 * (i + 1), 1}));
+    double low = 64;
+    for (const Bucket& bucket : buckets) {
+        EXPECT_EQ(bucket, (Bucket{low, low + 0.5, 1}));
+        low += 0.5;
+    }
 }
 
 TEST(Distribution, PutsAPositiveBoundIntoTheBucketAboveAndANegativeOneBelow) {
@@ -277,7 +280,7 @@ void ExpectQuantilesNearThoseOf(Values values) {
     const std::uint64_t n = values.size();
     for (std::uint64_t tenThousandths = 0; tenThousandths <= 10000; tenThousandths += 5) {
         const std::uint64_t rank = std::max<std::uint64_t>(1, (tenThousandths * n + 9999) / 10000);
-        const double truth = values[rank - 1];
+        const double truth = values[static_cast<std::size_t>(rank) - 1];
         const double q = static_cast<double>(tenThousandths) / 10000;
         ASSERT_LE(std::abs(distribution.Quantile(q) - truth), std::abs(truth) / 256) << q;
     }
@@ -399,13 +402,14 @@ TEST(DistributionMerge, OfAnySplitInAnyOrderEqualsTheWhole) {
         Values all = Joined(values, {kNaN, kInfinity, -kInfinity, 0, -0.0, kDenormal, kNaN});
         const CKZStatDistribution whole = DistributionOf(all);
         std::shuffle(all.begin(), all.end(), random);
-        for (const int parts : {1, 2, 7, 50}) {
+        for (const std::size_t parts : {1U, 2U, 7U, 50U}) {
+            std::uniform_int_distribution<std::size_t> part(0, parts - 1);
             std::vector<CKZStatDistribution> split(parts);
-            for (const double value : all) split[random() % parts].Add(value);
+            for (const double value : all) split[part(random)].Add(value);
             CKZStatDistribution forwards;
-            for (const auto& part : split) forwards.Add(part);
+            for (const auto& one : split) forwards.Add(one);
             CKZStatDistribution backwards;
-            std::for_each(split.rbegin(), split.rend(), [&](auto& part) { backwards.Add(part); });
+            std::for_each(split.rbegin(), split.rend(), [&](auto& one) { backwards.Add(one); });
             ExpectSame(forwards, whole);
             ExpectSame(backwards, whole);
         }

@@ -21,7 +21,7 @@ _kzstat() {
             report) words="--output $range --help" ;;
             serve) words='--port --bind --help' ;;
             compare) words="--fail-if $range --help" ;;
-            export) words="--format $range --help" ;;
+            export) words="--format --spreadsheet-safe $range --help" ;;
             merge) words='--output --help' ;;
             check) words='--help' ;;
         esac

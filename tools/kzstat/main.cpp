@@ -4,12 +4,13 @@
 
 #include "commands/commands.h"
 #include "terminal/stopsignal.h"
+#include "terminal/terminaltext.h"
 
 namespace kzstatprogram {
 namespace {
 
 ExitStatus Complain(const char* text) {
-    std::fprintf(stderr, "kzstat: %s\n", text);
+    std::fprintf(stderr, "kzstat: %s\n", kzterminal::Printable(text).c_str());
     return kFailed;
 }
 

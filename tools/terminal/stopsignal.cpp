@@ -57,6 +57,11 @@ void CatchStopSignals() {
     const auto flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     Handle(SIGINT, RequestStop, flags);
     Handle(SIGTERM, RequestStop, flags);
+    // A terminal that goes away is told of by the kernel and by the shell: the second one is not
+    // from a user who loses patience. Whoever started the process without it (nohup) wants none.
+    struct sigaction former = {};
+    sigaction(SIGHUP, nullptr, &former);
+    if (former.sa_handler != SIG_IGN) Handle(SIGHUP, RequestStop, SA_RESTART);
 }
 
 bool StopIsRequested() {

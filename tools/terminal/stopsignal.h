@@ -8,8 +8,9 @@ namespace kzterminal {
 /// Has writes to a pipe or connection whose reader is gone fail, instead of ending the process.
 void IgnoreBrokenPipes();
 
-/// SIGINT and SIGTERM, each for the first time, ask the program to stop; a second one ends the
-/// process. Called once, before other threads start. Throws kzjournal::Error.
+/// SIGINT, SIGTERM and SIGHUP ask the program to stop. A second SIGINT or SIGTERM ends the process;
+/// SIGHUP is left alone if the process was started with it ignored. Called once, before other
+/// threads start. Throws kzjournal::Error.
 void CatchStopSignals();
 
 // The rest is safe for concurrent use.

@@ -1,10 +1,11 @@
 #include "terminal/terminaltext.h"
 
 #include <locale.h>
-#include <utf8.h>
 #include <wchar.h>
 
-#include <iterator>
+#include <optional>
+
+#include "terminal/escapedtext.h"
 
 namespace kzterminal {
 namespace {
@@ -28,35 +29,30 @@ private:
     const locale_t m_before;
 };
 
-/// Calls `visit(bytes, columns)` for each character of the printable text.
+/// Calls `visit(bytes, columns)` for each character of the printable text, and for each escape.
 template <typename Visitor>
-void ForEachCharacter(std::string_view text, Visitor visit) {
-    std::string valid;
-    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid), U'?');
+void ForEachPicture(std::string_view text, Visitor visit) {
     const Utf8Locale locale;
-    for (const char* at = valid.data(); at != valid.data() + valid.size();) {
-        const char* const begin = at;
-        const auto character = static_cast<wchar_t>(utf8::unchecked::next(at));
-        const int columns = character == L'\0' ? -1 : wcwidth(character);
-        if (columns < 0)
-            visit(std::string_view("?"), std::size_t{1});
-        else
-            visit(std::string_view(begin, static_cast<std::size_t>(at - begin)),
-                  static_cast<std::size_t>(columns));
-    }
+    ForEachCharacter(text, [&](std::string_view bytes, std::optional<char32_t> character) {
+        const int columns =
+            character && !SteersText(*character) ? wcwidth(static_cast<wchar_t>(*character)) : -1;
+        if (columns >= 0) return visit(bytes, static_cast<std::size_t>(columns));
+        const std::string escape = EscapeOf(bytes, character);
+        visit(std::string_view(escape), escape.size());
+    });
 }
 
 }  // namespace
 
 std::string Printable(std::string_view text) {
     std::string printable;
-    ForEachCharacter(text, [&](std::string_view bytes, std::size_t) { printable += bytes; });
+    ForEachPicture(text, [&](std::string_view bytes, std::size_t) { printable += bytes; });
     return printable;
 }
 
 std::size_t WidthOf(std::string_view text) {
     std::size_t width = 0;
-    ForEachCharacter(text, [&](std::string_view, std::size_t columns) { width += columns; });
+    ForEachPicture(text, [&](std::string_view, std::size_t columns) { width += columns; });
     return width;
 }
 
@@ -64,7 +60,7 @@ std::string Cut(std::string_view text, std::size_t width) {
     std::string printable;
     std::size_t printableWidth = 0;
     std::size_t bytesBesideTheMark = 0;
-    ForEachCharacter(text, [&](std::string_view bytes, std::size_t columns) {
+    ForEachPicture(text, [&](std::string_view bytes, std::size_t columns) {
         printable += bytes;
         printableWidth += columns;
         if (printableWidth < width) bytesBesideTheMark = printable.size();

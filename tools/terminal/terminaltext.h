@@ -11,8 +11,8 @@ namespace kzterminal {
 // the process: two for a wide character, none for a combining one. These functions are safe for
 // concurrent use.
 
-/// With a '?' for each character that has no picture and for each fault in UTF-8, so that a name
-/// neither breaks a line nor steers a terminal.
+/// With an escape for each character that has no picture or steers text, and for each byte that is
+/// no part of a character, so that a name neither breaks a line nor steers a terminal.
 std::string Printable(std::string_view text);
 
 /// The columns of the printable text.

@@ -180,7 +180,7 @@ TEST_F(MergeFile, IsMadeAgainWhenLaterSlicesHaveCome) {
     ASSERT_EQ("", TextOf(going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1))));
     const auto report = [&](double time) {
         const MadeSlice slice = maker.NextSlice({{"login.time", Types::Timer, {time}}});
-        ASSERT_EQ("", TextOf(going.Append(slice.View())));
+        ASSERT_EQ("", TextOf(going.Append(slice.View()).problem));
     };
     report(1);
     const std::string b = MakeLogins(1000, {{2}, {3}});
@@ -206,7 +206,7 @@ TEST_F(MergeFile, KeepsHowFarARunHadComeThatGoesOn) {
     kzjournal::Writer going;
     ASSERT_EQ("", TextOf(going.Open(a, kzjournal::RunOfThisProcess("load", 1000, 1))));
     const MadeSlice slice = SliceMaker().NextSlice({{"login.time", Types::Timer, {1}}});
-    ASSERT_EQ("", TextOf(going.Append(slice.View())));
+    ASSERT_EQ("", TextOf(going.Append(slice.View()).problem));
     const std::string merged = Merge({a, MakeLogins(1000, {{2}})});
     for (const kzjournal::Source& source : kzjournal::Reader(merged).Sources()) {
         kzjournal::Reader kept(merged, source.number);
@@ -225,13 +225,33 @@ TEST_F(MergeFile, ReplacesNoOtherFile) {
     const auto nameOf = [](const std::string& path) {
         return std::filesystem::path(path).filename().string();
     };
-    for (const std::string& other : {a, c, notes})
+    EXPECT_THAT(ComplaintOf({a, b}, nameOf(a)),
+                HasSubstr("cannot write " + a + ": it belongs to the journal " + a));
+    for (const std::string& other : {c, notes})
         EXPECT_THAT(ComplaintOf({a, b}, nameOf(other)),
                     HasSubstr("cannot keep a run in " + other + ": it is in use already"));
     EXPECT_THAT(ComplaintOf({a, c}, nameOf(ab)), HasSubstr("it is in use already"));
-    EXPECT_THAT(ComplaintOf({ab, c}, nameOf(ab)), HasSubstr("it is in use already"));
+    EXPECT_THAT(ComplaintOf({ab, c}, nameOf(ab)), HasSubstr("it belongs to the journal " + ab));
     EXPECT_THAT(SlicesOf(ab), SizeIs(1));
     EXPECT_THAT(SlicesOf(a), SizeIs(1));
+}
+
+TEST_F(MergeFile, TakesNoPartOfAnotherRunForItsOwn) {
+    const std::string a = MakeLogins(1000, {{1}});
+    const std::string b = MakeLogins(1000, {{2}});
+    const std::string merged = folder.Path("merged.kzj");
+    for (const char* const suffix : {"-wal", "-journal"}) {
+        std::ofstream(merged + suffix) << "left behind";
+        EXPECT_THAT(ComplaintOf({a, b}, "merged.kzj"),
+                    HasSubstr(merged + suffix + " holds a part of another run; move it away"));
+        std::filesystem::remove(merged + suffix);
+    }
+    EXPECT_EQ("", ComplaintOf({a, b}, "merged.kzj"));
+}
+
+TEST_F(MergeFile, IsItsOwnersAlone) {
+    const std::string merged = Merge({MakeLogins(1000, {{1}}), MakeLogins(1000, {{2}})});
+    EXPECT_EQ(std::filesystem::perms{0600}, std::filesystem::status(merged).permissions());
 }
 
 TEST_F(MergeFile, GivesUpNoSliceThatItHolds) {

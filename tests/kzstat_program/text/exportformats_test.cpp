@@ -21,11 +21,12 @@ protected:
         record.name = name.c_str();
         record.type = CKZStatPointTypeEnum::Timer;
         record.totals = {kThird, 1e300, 3, sum, 5e-324};
-        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record);
+        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record, gap);
     }
 
     std::string name = "login.time";
     double sum = 1e15 / 7;
+    double gap = 0;
     CKZStatMessageRecord record;
     kzjournal::Slice slice{1, 0, 1.7e9, {}, {}};
     kzjournal::Run run{"abc", "my load", 1.7e9, 1, "a,b=c", "my-load", "", {}, {}};
@@ -34,13 +35,40 @@ protected:
 TEST_F(ExportFormats, CsvHasALineOfNames) {
     EXPECT_EQ(
         "slice_id,elapsed,name,type,count,minimum,maximum,average,sum,sum_of_squares,last_count,"
-        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares\r\n",
+        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares,gap_before\r\n",
         kzstatprogram::MakeExportFormat("csv", run)->Begin());
 }
 
 TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {
     name = "a,\"b\"\r\nc";
     EXPECT_THAT(Text("csv"), StartsWith("1,0,\"a,\"\"b\"\"\r\nc\",Timer,3,"));
+}
+
+TEST_F(ExportFormats, CsvForSpreadsheetsHoldsNoFormula) {
+    const auto nameIn = [&](const char* text) {
+        name = text;
+        Text("csv");
+        const std::string line =
+            kzstatprogram::MakeSpreadsheetSafeCsv()->RecordText(slice, record, 0);
+        return line.substr(4, line.find(",Timer") - 4);
+    };
+    for (const char* const harmless : {"login.time", "a=b", "1-2", "a b", "\u00e9-x", ""})
+        EXPECT_EQ(harmless, nameIn(harmless));
+    EXPECT_EQ("'=cmd|' /C calc'!A0", nameIn("=cmd|' /C calc'!A0"));
+    EXPECT_EQ("'+1", nameIn("+1"));
+    EXPECT_EQ("'-1", nameIn("-1"));
+    EXPECT_EQ("'@sum(a1)", nameIn("@sum(a1)"));
+    EXPECT_EQ("'\t'=1", nameIn("\t=1"));
+    EXPECT_EQ("\"'\r'=1\"", nameIn("\r=1"));
+    EXPECT_EQ(" '=1", nameIn(" =1"));
+    EXPECT_EQ("'\uff1d1", nameIn("\uff1d1"));
+    EXPECT_EQ("a;'=1", nameIn("a;=1"));
+    EXPECT_EQ("\"a\"\",'=1\"", nameIn("a\",=1"));
+}
+
+TEST_F(ExportFormats, CsvLeavesFormulasAloneUnlessTold) {
+    name = "=1";
+    EXPECT_THAT(Text("csv"), StartsWith("1,0,=1,Timer,"));
 }
 
 TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
@@ -56,7 +84,16 @@ TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
 }
 
 TEST_F(ExportFormats, CsvLeavesOutWhatHasNoValue) {
-    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0\r\n"));
+    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0,0\r\n"));
+}
+
+TEST_F(ExportFormats, EachShowsTheGapBeforeASlice) {
+    EXPECT_EQ(0, nlohmann::json::parse(Text("json"))["gap_before"]);
+    EXPECT_THAT(Text("influx"), testing::Not(HasSubstr("gap_before")));
+    gap = 90;
+    EXPECT_THAT(Text("csv"), testing::EndsWith(",90\r\n"));
+    EXPECT_EQ(90, nlohmann::json::parse(Text("json"))["gap_before"]);
+    EXPECT_THAT(Text("influx"), HasSubstr(",gap_before=90 1700000000"));
 }
 
 TEST_F(ExportFormats, JsonReadsBackToTheSameDoubles) {

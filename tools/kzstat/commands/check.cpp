@@ -8,12 +8,13 @@
 #include "kzjournalreader.h"
 #include "merge/mergecheck.h"
 #include "terminal/terminaltext.h"
+#include "text/texts.h"
 
 namespace kzstatprogram {
 namespace {
 
-/// Returns the number of slices. Throws Violation.
-int CheckSlices(kzjournal::Reader& journal, bool isMerged) {
+/// Throws Violation.
+void CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     // Asked for first: slices may come while others are read.
     const long long expected = journal.ExpectedSlices();
     const long long lost = journal.LostSlices();
@@ -31,7 +32,6 @@ int CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     // Asked for again: it has grown by the slices that came meanwhile.
     if (const long long most = journal.ExpectedSlices(); most < slices)
         throw Violation(end + "there should be only " + std::to_string(most) + " slices");
-    return slices;
 }
 
 /// The slices of a run that the run at `path` was made of.
@@ -55,11 +55,10 @@ void CheckMergeOf(const std::string& path) {
     }
 }
 
-/// What is right with the run, as a line. Throws Violation.
-std::string CheckRun(const std::string& path) {
-    kzjournal::Reader journal(path);
+/// Returns what is right with the run. Throws Violation.
+std::string CheckRun(kzjournal::Reader& journal, const std::string& path) {
     const bool isMerged = IsMerged(journal);
-    const int slices = CheckSlices(journal, isMerged);
+    CheckSlices(journal, isMerged);
     int sources = 0;
     for (const kzjournal::Source& source : journal.Sources()) {
         if (source.isMerged) continue;
@@ -67,15 +66,20 @@ std::string CheckRun(const std::string& path) {
         ++sources;
     }
     if (isMerged) CheckMergeOf(path);
-    return std::to_string(slices) + " slices, every value accounted for" +
+    return std::string("every value accounted for") +
            (sources == 0 ? "" : ", as in its " + std::to_string(sources) + " sources");
 }
 
 ExitStatus Check(const std::string& path, Output& output) {
+    CheckJournals({path});
+    kzjournal::Reader journal(path);
+    // Asked for first: slices may come meanwhile.
+    const std::string completeness = CompletenessText(journal);
     try {
-        output.WriteLine(CheckRun(path));
+        output.WriteLine(completeness + ", " + CheckRun(journal, path));
         return kDone;
     } catch (const Violation& violation) {
+        output.WriteLine(completeness);
         output.WriteLine(violation.what());
         return kDoesNotHold;
     }

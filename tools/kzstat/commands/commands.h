@@ -2,8 +2,10 @@
 #define KZSTATPROGRAM_COMMANDS_H
 
 #include <string>
+#include <vector>
 
 #include "commands/commandline.h"
+#include "kzjournalreader.h"
 
 namespace kzstatprogram {
 
@@ -22,6 +24,16 @@ void DeclareShow(CommandLine& line);
 /// Declares an argument of `command` that must be there: the journal of a run.
 void DeclareJournal(Command& command, const char* name, std::string& path,
                     const char* description = "The journal of the run");
+
+/// "run.kzj: 10 slices", by `CompletenessText`.
+std::string DescribeJournal(kzjournal::Reader& journal, const std::string& path);
+
+/// Says on standard error what a run was, for commands whose standard output is for programs.
+void TellOnStandardError(const std::string& line);
+
+/// Refuses journals that are no files, and a standard output that goes into one of them. Called
+/// before any of them is opened. Throws kzjournal::Error.
+void CheckJournals(const std::vector<std::string>& paths);
 
 }  // namespace kzstatprogram
 

@@ -84,8 +84,10 @@ void PrintNames(const char* where, const std::vector<std::string>& names, Output
 
 ExitStatus Compare(const CompareOptions& options, const std::vector<FailCondition>& conditions,
                    Output& output) {
+    CheckJournals({options.before, options.after});
     const auto read = [&](const std::string& path) {
         kzjournal::Reader journal(path);
+        output.WriteLine(DescribeJournal(journal, path));
         return ReadForComparison(journal, options.range.RangeOf(journal));
     };
     const ComparedRun before = read(options.before);

@@ -3,6 +3,7 @@
 
 #include "commands/commands.h"
 #include "commands/rangeoptions.h"
+#include "figures/gaps.h"
 #include "kzjournalreader.h"
 #include "text/exportformats.h"
 
@@ -12,17 +13,28 @@ namespace {
 struct ExportOptions {
     std::string journal;
     std::string format;
+    bool isSpreadsheetSafe = false;
     RangeOptions range;
 };
 
 ExitStatus Export(const ExportOptions& options, Output& output) {
+    if (options.isSpreadsheetSafe && options.format != "csv")
+        throw UsageError("--spreadsheet-safe", "only csv is read by spreadsheets");
+    CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
-    const auto format = MakeExportFormat(options.format, journal.Facts());
+    const std::string description = DescribeJournal(journal, options.journal);
+    const auto format = options.isSpreadsheetSafe
+                            ? MakeSpreadsheetSafeCsv()
+                            : MakeExportFormat(options.format, journal.Facts());
     output.Write(format->Begin());
+    Gaps gaps(journal.Facts().sliceLength);
     journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
+        const double gap = gaps.Before(slice);
         for (const CKZStatMessageRecord& record : slice.records)
-            output.Write(format->RecordText(slice, record));
+            output.Write(format->RecordText(slice, record, gap));
     });
+    output.Flush();
+    TellOnStandardError(description);
     return kDone;
 }
 
@@ -36,6 +48,8 @@ void DeclareExport(CommandLine& line) {
         .Required()
         .OneOf(ExportFormatNames())
         .ValueName("FORMAT");
+    command.AddFlag("--spreadsheet-safe", options->isSpreadsheetSafe,
+                    "Put a ' in front of names that a spreadsheet would run as formulas; csv only");
     options->range.Declare(command);
     command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
     command.Does([options](Output& output) { return Export(*options, output); });

@@ -5,6 +5,7 @@
 
 #include "commands/commands.h"
 #include "merge/mergefile.h"
+#include "terminal/terminaltext.h"
 
 namespace kzstatprogram {
 namespace {
@@ -30,6 +31,7 @@ public:
         const int id = slice.facts.sliceId;
         if (sources != m_sources || id != m_last + 1) {
             Tell();
+            if (m_last > 0 && id > m_last + 1) TellGap(m_last + 1, id - 1LL);
             m_first = id;
             m_sources = sources;
         }
@@ -39,15 +41,22 @@ public:
     /// To be called at the end as well.
     void Tell() const {
         if (m_last == 0) return;
-        std::string line = m_first == m_last ? "slice " + std::to_string(m_first)
-                                             : "slices " + std::to_string(m_first) + " to " +
-                                                   std::to_string(m_last);
-        line += ": " + std::to_string(m_sources.size()) + " of " + std::to_string(m_runs);
+        std::string line = IdsText(m_first, m_last) + ": " + std::to_string(m_sources.size()) +
+                           " of " + std::to_string(m_runs);
         for (const std::string& name : Names()) line += " " + name;
-        m_output.WriteLine(line);
+        m_output.WriteLine(kzterminal::Printable(line));
     }
 
 private:
+    static std::string IdsText(long long first, long long last) {
+        if (first == last) return "slice " + std::to_string(first);
+        return "slices " + std::to_string(first) + " to " + std::to_string(last);
+    }
+
+    void TellGap(long long first, long long last) const {
+        m_output.WriteLine(IdsText(first, last) + ": none, a gap");
+    }
+
     std::vector<std::string> Names() const {
         std::vector<std::string> names;
         for (const std::string& path : m_paths)
@@ -71,10 +80,17 @@ private:
 };
 
 ExitStatus Merge(const MergeOptions& options, Output& output) {
+    CheckJournals(options.journals);
+    for (const std::string& path : options.journals) {
+        kzjournal::Reader journal(path);
+        output.WriteLine(DescribeJournal(journal, path));
+    }
     const std::vector<MergeInput> inputs = MergeInputsOf(options.journals);
     PartTeller teller(inputs, options.journals, output);
     MergeInto(options.merged, inputs, [&](const MergedSlice& slice) { teller.Take(slice); });
     teller.Tell();
+    kzjournal::Reader merged(options.merged);
+    output.WriteLine(DescribeJournal(merged, options.merged));
     return kDone;
 }
 

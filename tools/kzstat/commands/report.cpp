@@ -1,12 +1,11 @@
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include "commands/commands.h"
 #include "commands/rangeoptions.h"
 #include "figures/runhistory.h"
+#include "files/filechecks.h"
+#include "files/newfile.h"
 #include "kzjournalreader.h"
 #include "page/pagejson.h"
 
@@ -19,22 +18,20 @@ struct ReportOptions {
     RangeOptions range;
 };
 
-void WriteFile(const std::string& path, const std::string& text) {
-    errno = 0;
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    file.close();
-    if (!file) throw kzjournal::Error("cannot write " + path + ": " + std::strerror(errno));
-}
-
 ExitStatus Report(const ReportOptions& options, Output& output) {
+    CheckJournals({options.journal});
+    kzfiles::RefuseToOverwrite({options.journal}, options.page);
+    kzfiles::RefuseToReplaceAJournal(options.page);
     kzjournal::Reader journal(options.journal);
+    const std::string description = DescribeJournal(journal, options.journal);
     const RunHistory history(options.journal, options.range.RangeOf(journal));
     const std::string page = PageWith(PageJson(history));
     if (options.page == "-")
         output.Write(page);
     else
-        WriteFile(options.page, page);
+        kzfiles::WriteFile(options.page, page);
+    output.Flush();
+    TellOnStandardError(description);
     return kDone;
 }
 

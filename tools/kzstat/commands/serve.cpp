@@ -18,9 +18,12 @@ struct ServeOptions {
 };
 
 ExitStatus Serve(const ServeOptions& options, Output& output) {
+    CheckJournals({options.journal});
     kzterminal::CatchStopSignals();
     const PageServer server(options.journal, options.address, options.port);
-    output.WriteLine("serving " + options.journal + " at " + server.Url() + " until interrupted");
+    kzjournal::Reader journal(options.journal);
+    output.WriteLine("serving " + DescribeJournal(journal, options.journal) + ", at " +
+                     server.Url() + " until interrupted");
     output.Flush();
     kzterminal::WaitForStop();
     return kDone;

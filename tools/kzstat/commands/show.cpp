@@ -44,6 +44,8 @@ std::vector<std::string> LinesOf(kzjournal::Reader& journal, const ShowOptions& 
     if (latest != nullptr)
         for (const Statistics& row : rows) sparklines.push_back(latest->LineOf(row.name));
     std::vector<std::string> lines = TableOf(rows, NameWidth(output), sparklines).Lines();
+    const std::vector<std::string> notes = DescribeNotes(journal);
+    lines.insert(lines.begin(), notes.begin(), notes.end());
     lines.insert(lines.begin(), DescribeRun(journal, range));
     return lines;
 }
@@ -91,11 +93,13 @@ void FollowInLines(kzjournal::Reader& journal, Output& output) {
 }
 
 ExitStatus Show(const ShowOptions& options, Output& output) {
+    CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
     if (options.follows) {
         kzterminal::CatchStopSignals();
         if (!output.CanRedraw()) {
             FollowInLines(journal, output);
+            TellOnStandardError(DescribeJournal(journal, options.journal));
             return kDone;
         }
         FollowOnScreen(journal, options, output);

@@ -23,6 +23,11 @@ std::size_t BucketsPerName(std::size_t names) {
                       kMaxBuckets);
 }
 
+long long LostSlicesOf(kzjournal::Reader& journal) {
+    const kzjournal::Completeness completeness = journal.GetCompleteness();
+    return completeness.expectedSlices - completeness.slices;
+}
+
 }  // namespace
 
 RunHistory::RunHistory(const std::string& path, const kzjournal::TimeRange& range)
@@ -34,7 +39,8 @@ RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
       m_sources(journal.Sources()),
       m_grid(m_facts.sliceLength, range.from, BucketsPerName(journal.Names().size())),
       m_hasEnded(journal.HasEnded()),
-      m_lostSlices(journal.LostSlices()) {
+      m_lostSlices(LostSlicesOf(journal)),
+      m_notes(journal.Notes()) {
     const std::optional<kzjournal::Slice> last = journal.LastSlice(range);
     if (!last) return;
     m_lastSliceId = last->id;
@@ -51,7 +57,7 @@ RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
 
 RunHistory::News RunHistory::NewsSince(kzjournal::Reader& journal, int sliceId) {
     // The end is asked for first, so that no slice follows it.
-    News news{{}, journal.HasEnded(), journal.LostSlices()};
+    News news{{}, journal.HasEnded(), LostSlicesOf(journal), journal.Notes()};
     journal.ForEachSliceAfter(sliceId,
                               [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
     return news;
@@ -62,6 +68,7 @@ bool RunHistory::Add(const News& news) {
     const bool isNew = !news.slices.empty() || news.hasEnded != m_hasEnded;
     m_hasEnded = news.hasEnded;
     m_lostSlices = news.lostSlices;
+    m_notes = news.notes;
     return isNew;
 }
 

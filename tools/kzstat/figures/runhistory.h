@@ -27,6 +27,7 @@ public:
         std::vector<kzjournal::Slice> slices;
         bool hasEnded;
         long long lostSlices;
+        std::vector<kzjournal::Note> notes;
     };
     /// Throws kzjournal::Error.
     static News NewsSince(kzjournal::Reader& journal, int sliceId);
@@ -49,7 +50,9 @@ public:
     /// The time that the slices cover.
     double Seconds() const { return static_cast<double>(m_slices) * m_facts.sliceLength; }
     bool HasEnded() const { return m_hasEnded; }
+    /// Those that the run had, as far as the file says, and the file does not hold.
     long long LostSlices() const { return m_lostSlices; }
+    const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
 
 private:
     RunHistory(kzjournal::Reader&& journal, const std::string& path,
@@ -71,6 +74,7 @@ private:
     long long m_slices = 0;
     bool m_hasEnded = false;
     long long m_lostSlices = 0;
+    std::vector<kzjournal::Note> m_notes;
 };
 
 }  // namespace kzstatprogram

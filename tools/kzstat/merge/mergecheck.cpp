@@ -6,6 +6,7 @@
 
 #include "figures/violation.h"
 #include "merge/mergedrun.h"
+#include "merge/mergenotes.h"
 #include "terminal/terminaltext.h"
 #include "text/texts.h"
 
@@ -48,7 +49,10 @@ class MergeComparison {
 public:
     /// `journal` is that of the run at `path` and must outlive this.
     MergeComparison(kzjournal::Reader& journal, const std::string& path)
-        : m_journal(journal), m_inputs(MergeInputsOf({path})), m_merge(m_inputs) {}
+        : m_journal(journal),
+          m_inputs(MergeInputsOf({path})),
+          m_merge(m_inputs),
+          m_notes(m_inputs) {}
 
     /// Throws `Violation` where the next slice is wrong.
     void Check(kzjournal::Slice slice) {
@@ -66,11 +70,13 @@ public:
         if (slice.elapsed != m_merged.facts.elapsed || slice.endTime != m_merged.facts.endTime)
             throw Violation(SliceText(id) + "its end is not that which its sources give");
         CheckRecords(slice.records);
+        for (kzjournal::Note& note : m_notes.Take(m_merged)) m_expected.push_back(std::move(note));
     }
 
     /// To be called at the end.
     void CheckEnd() {
         if (m_merge.Next(m_merged)) throw Missing();
+        CheckNotes();
     }
 
 private:
@@ -89,6 +95,15 @@ private:
                          " a slice in it");
     }
 
+    void CheckNotes() const {
+        const std::vector<kzjournal::Note> notes = m_journal.Notes();
+        for (std::size_t i = 0; i < std::max(notes.size(), m_expected.size()); ++i) {
+            if (i == notes.size()) throw Violation("not noted: " + m_expected[i].text);
+            if (i == m_expected.size() || notes[i].text != m_expected[i].text)
+                throw Violation("noted, but not so: " + kzterminal::Printable(notes[i].text));
+        }
+    }
+
     void CheckRecords(std::vector<Record>& records) const {
         const std::vector<Record>& merged = m_merged.records;
         std::sort(records.begin(), records.end(), ComesFirst);
@@ -105,6 +120,8 @@ private:
     kzjournal::Reader& m_journal;
     const std::vector<MergeInput> m_inputs;
     MergedRun m_merge;
+    MergeNotes m_notes;
+    std::vector<kzjournal::Note> m_expected;
     MergedSlice m_merged;
 };
 

@@ -4,9 +4,12 @@
 #include <filesystem>
 #include <map>
 
+#include "files/filechecks.h"
+#include "files/fileplace.h"
+#include "files/newfile.h"
 #include "kzjournalbulkwriter.h"
 #include "kzjournalreader.h"
-#include "merge/newfile.h"
+#include "merge/mergenotes.h"
 
 namespace kzstatprogram {
 namespace {
@@ -29,6 +32,23 @@ std::map<std::string, long long> SlicesKeptIn(const std::string& path) {
     }
 }
 
+std::vector<std::string> PathsOf(const std::vector<MergeInput>& inputs) {
+    std::vector<std::string> paths;
+    for (const MergeInput& input : inputs) paths.push_back(input.path);
+    return paths;
+}
+
+/// A companion that another journal left behind under the name would be read into this one.
+void RefuseAPartOfAnotherRun(const std::string& path) {
+    for (const char* const suffix : {"-wal", "-journal"}) {
+        std::error_code error;
+        const std::string companion = kzfiles::BehindLinks(path) + suffix;
+        const auto bytes = std::filesystem::file_size(companion, error);
+        if (!error && bytes > 0)
+            Refuse(path, companion + " holds a part of another run; move it away");
+    }
+}
+
 /// Whether the merge replaces the file at `path`: an empty one, or a merged run all of whose runs
 /// are merged again. Throws where another file stands there.
 bool Replaces(const std::string& path, const std::vector<MergeInput>& inputs) {
@@ -38,9 +58,6 @@ bool Replaces(const std::string& path, const std::vector<MergeInput>& inputs) {
     if (!std::filesystem::exists(status)) return false;
     if (!std::filesystem::is_regular_file(status)) Refuse(path, kInUse);
     if (std::filesystem::file_size(path, error) == 0) return true;
-    for (const MergeInput& input : inputs)
-        if (std::filesystem::equivalent(path, input.path, error)) Refuse(path, kInUse);
-
     std::map<std::string, long long> kept = SlicesKeptIn(path);
     if (kept.empty()) Refuse(path, kInUse);
     for (const MergeInput& input : inputs) {
@@ -78,11 +95,18 @@ void CloseSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& 
                            inputs[i].expectedSlices);
 }
 
+/// What the runs lack that have slices of their own, also where their writers could not say so.
 long long LostSlices(const std::vector<MergeInput>& inputs) {
     long long lost = 0;
     for (const MergeInput& input : inputs)
-        if (!input.isMerged) lost += input.lostSlices;
+        if (!input.isMerged)
+            lost += std::max(input.lostSlices, input.expectedSlices - input.slices);
     return lost;
+}
+
+bool HaveAllEnded(const std::vector<MergeInput>& inputs) {
+    return std::all_of(inputs.begin(), inputs.end(),
+                       [](const MergeInput& input) { return input.endTime.has_value(); });
 }
 
 void Write(const std::vector<MergeInput>& inputs, const std::string& path,
@@ -90,22 +114,30 @@ void Write(const std::vector<MergeInput>& inputs, const std::string& path,
     MergedRun run(inputs);
     kzjournal::BulkWriter writer(path, run.Facts());
     AddSources(inputs, writer);
+    MergeNotes notes(inputs);
     MergedSlice slice;
     while (run.Next(slice)) {
         for (const MergePart& part : slice.parts)
             AppendPart(inputs[static_cast<std::size_t>(part.source) - 1].run, part, writer);
         writer.Append(slice.View(), slice.Sources());
+        for (const kzjournal::Note& note : notes.Take(slice)) writer.AddNote(note);
         visit(slice);
     }
     CloseSources(inputs, writer);
-    writer.Close(std::max(slice.facts.endTime, run.Facts().startTime), LostSlices(inputs));
+    const std::optional<double> end = std::max(slice.facts.endTime, run.Facts().startTime);
+    writer.Close(HaveAllEnded(inputs) ? end : std::nullopt, LostSlices(inputs));
 }
 
 }  // namespace
 
 void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
                const std::function<void(const MergedSlice&)>& visit) {
-    NewFile file(path, Replaces(path, inputs));
+    kzfiles::RefuseToOverwrite(PathsOf(inputs), path);
+    RefuseAPartOfAnotherRun(path);
+    using kzfiles::NewFile;
+    NewFile file(path,
+                 Replaces(path, inputs) ? NewFile::Existing::Replace : NewFile::Existing::Keep,
+                 NewFile::Readers::Owner);
     Write(inputs, file.TemporaryPath(), visit);
     file.Rename();
 }

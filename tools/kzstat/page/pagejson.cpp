@@ -5,7 +5,7 @@
 
 #include "figures/statistics.h"
 #include "page/builtpage.h"
-#include "text/utf8text.h"
+#include "terminal/escapedtext.h"
 
 namespace kzstatprogram {
 namespace {
@@ -27,12 +27,12 @@ Json Number(const std::optional<double>& value) {
 }
 
 Json RunJson(const kzjournal::Run& run) {
-    return {{"id", Utf8Text(run.id)},
-            {"generator", Utf8Text(run.generator)},
+    return {{"id", kzterminal::EscapedText(run.id)},
+            {"generator", kzterminal::EscapedText(run.generator)},
             {"startTime", Number(run.startTime)},
             {"sliceLength", Number(run.sliceLength)},
-            {"host", Utf8Text(run.host)},
-            {"commandLine", Utf8Text(run.commandLine)}};
+            {"host", kzterminal::EscapedText(run.host)},
+            {"commandLine", kzterminal::EscapedText(run.commandLine)}};
 }
 
 /// The runs that have slices of their own.
@@ -40,6 +40,13 @@ Json SourcesJson(const std::vector<kzjournal::Source>& sources) {
     Json all = Json::array();
     for (const kzjournal::Source& source : sources)
         if (!source.isMerged) all.push_back(RunJson(source.run));
+    return all;
+}
+
+Json NotesJson(const std::vector<kzjournal::Note>& notes) {
+    Json all = Json::array();
+    for (const kzjournal::Note& note : notes)
+        all.push_back({{"time", Number(note.time)}, {"text", kzterminal::EscapedText(note.text)}});
     return all;
 }
 
@@ -84,7 +91,7 @@ Json NameJson(const RunHistory::Entry& entry, double seconds, std::size_t from) 
     const Statistics statistics = StatisticsOf(entry.latest, seconds);
     const Types::PointType type = entry.latest.type;
     const bool flows = !std::isnan(FlowOf(type, {}));
-    return {{"name", Utf8Text(statistics.name)},
+    return {{"name", kzterminal::EscapedText(statistics.name)},
             {"type", Types::GetStringFromEnumType(type)},
             {"unit", statistics.unit},
             {"isLevel", IsLevel(type)},
@@ -123,6 +130,7 @@ std::string PageJson(const RunHistory& history, std::size_t from) {
                        {"sources", SourcesJson(history.Sources())},
                        {"hasEnded", history.HasEnded()},
                        {"lostSlices", history.LostSlices()},
+                       {"notes", NotesJson(history.Notes())},
                        {"lastSliceId", history.LastSliceId()},
                        {"elapsed", Number(history.Elapsed())},
                        {"slices", history.Slices()},

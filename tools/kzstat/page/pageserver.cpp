@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "figures/gaps.h"
 #include "kzjournalreader.h"
 #include "page/metrics.h"
 #include "page/pagejson.h"
@@ -62,12 +63,15 @@ std::optional<int> NumberParameter(const httplib::Request& request, const char* 
 std::string SlicesJson(const std::string& journal, int after, int most) {
     kzjournal::Reader reader(journal);
     const auto format = MakeExportFormat("json", reader.Facts());
+    Gaps gaps(reader.Facts().sliceLength);
     std::string text = "[";
     reader.ForEachSliceAfter(
         after,
         [&](const kzjournal::Slice& slice) {
+            const double gap = gaps.Before(slice);
             for (const CKZStatMessageRecord& record : slice.records)
-                text.append(text.size() > 1 ? "," : "").append(format->RecordText(slice, record));
+                text.append(text.size() > 1 ? "," : "")
+                    .append(format->RecordText(slice, record, gap));
         },
         most);
     return text + "]\n";

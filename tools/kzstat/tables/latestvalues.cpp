@@ -1,9 +1,9 @@
 #include "tables/latestvalues.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "figures/statistics.h"
+#include "figures/timeline.h"
 #include "tables/sparkline.h"
 #include "text/texts.h"
 
@@ -11,6 +11,11 @@ namespace kzstatprogram {
 namespace {
 
 constexpr int kLatest = 20;
+
+void Push(double value, std::deque<double>& values) {
+    values.push_back(value);
+    if (values.size() > kLatest) values.pop_front();
+}
 
 }  // namespace
 
@@ -20,11 +25,12 @@ void LatestValues::Update(kzjournal::Reader& journal) {
 }
 
 void LatestValues::Take(const kzjournal::Slice& slice) {
+    const int missing = m_lastSliceId == 0 ? 0 : slice.id - m_lastSliceId - 1;
+    for (auto& [name, values] : m_values)
+        for (int i = 0; i < std::min(missing, kLatest); ++i) Push(kNoValue, values);
     m_lastSliceId = slice.id;
     for (const CKZStatMessageRecord& record : slice.records) {
-        auto& values = m_values[TextOf(record.name)];
-        values.push_back(CurrentValueOf(record).value_or(std::numeric_limits<double>::quiet_NaN()));
-        if (values.size() > kLatest) values.pop_front();
+        Push(CurrentValueOf(record).value_or(kNoValue), m_values[TextOf(record.name)]);
     }
 }
 

@@ -8,6 +8,8 @@
 namespace kzstatprogram {
 namespace {
 
+constexpr std::size_t kMaxNotes = 10;
+
 std::string Cell(const std::optional<double>& value) {
     return value ? ReadableNumber(*value) : "-";
 }
@@ -50,14 +52,25 @@ Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
 
 std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
     const kzjournal::Run& run = journal.Facts();
-    const long long slices = journal.CountSlices(range);
     std::string line = kzterminal::Printable(run.generator) + " on " +
                        kzterminal::Printable(run.host) + " since " + WallClock(run.startTime) +
-                       ", " + std::to_string(slices) + " slices of " +
-                       ReadableNumber(run.sliceLength) + " s";
-    if (const long long lost = journal.LostSlices(); lost > 0)
-        line += ", " + std::to_string(lost) + " lost";
-    return line + (journal.HasEnded() ? "" : ", not ended");
+                       ", " + CompletenessText(journal) + " of " + ReadableNumber(run.sliceLength) +
+                       " s";
+    if (const long long chosen = journal.CountSlices(range); chosen < journal.CountSlices())
+        line += ", " + std::to_string(chosen) + " in the range";
+    return line;
+}
+
+std::vector<std::string> DescribeNotes(kzjournal::Reader& journal) {
+    const std::vector<kzjournal::Note> notes = journal.Notes();
+    std::vector<std::string> lines;
+    for (const kzjournal::Note& note : notes) {
+        if (lines.size() == kMaxNotes) break;
+        lines.push_back(WallClock(note.time) + "  " + kzterminal::Printable(note.text));
+    }
+    if (notes.size() > kMaxNotes)
+        lines.push_back("... and " + std::to_string(notes.size() - kMaxNotes) + " more notes");
+    return lines;
 }
 
 }  // namespace kzstatprogram

@@ -15,8 +15,12 @@ namespace kzstatprogram {
 Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
               const std::vector<std::string>& sparklines = {});
 
-/// What a run is and how far it has come, as a line.
+/// What a run is and how much of it the file has, as a line.
 std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+
+/// What was noted of the run, such as gaps, a line each; what is too much for a terminal is
+/// counted.
+std::vector<std::string> DescribeNotes(kzjournal::Reader& journal);
 
 }  // namespace kzstatprogram
 

@@ -39,38 +39,70 @@ std::vector<Field> FieldsOf(const CKZStatMessageRecord& record) {
     return fields;
 }
 
+/// The ASCII characters and their wide forms.
+bool BeginsFormula(std::string_view text) {
+    for (const char* const begin :
+         {"=", "+", "-", "@", "\t", "\r", "\n", "\uff1d", "\uff0b", "\uff0d", "\uff20"})
+        if (text.starts_with(begin)) return true;
+    return false;
+}
+
+/// With a ' in front of whatever a spreadsheet could take for a formula: at the beginning and,
+/// since it may cut cells at other characters than those of RFC 4180, behind each of these.
+std::string WithoutFormulas(std::string_view text) {
+    std::string safe;
+    bool isCellBegin = true;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (isCellBegin && BeginsFormula(text.substr(i))) safe += '\'';
+        safe += text[i];
+        const bool isSeparator =
+            std::string_view(",;|\"\t\r\n").find(text[i]) != std::string_view::npos;
+        isCellBegin = isSeparator || (isCellBegin && text[i] == ' ');
+    }
+    return safe;
+}
+
 /// RFC 4180: lines end with CR LF; a text with a comma, a quote or a line end stands in quotes.
 class Csv : public ExportFormat {
 public:
+    explicit Csv(bool isSpreadsheetSafe) : m_isSpreadsheetSafe(isSpreadsheetSafe) {}
+
     std::string Begin() const override {
         std::string line = "slice_id,elapsed,name,type";
         for (const Field& field : FieldsOf({})) line.append(",").append(field.name);
-        return line + "\r\n";
+        return line + ",gap_before\r\n";
     }
 
-    std::string RecordText(const kzjournal::Slice& slice,
-                           const CKZStatMessageRecord& record) const override {
+    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+                           double gap) const override {
         std::string line = std::to_string(slice.id) + "," + ExactNumber(slice.elapsed) + "," +
-                           Quoted(TextOf(record.name)) + "," + TypeText(record);
+                           Quoted(NameOf(record)) + "," + TypeText(record);
         for (const Field& field : FieldsOf(record))
             line.append(",").append(field.isThere ? ExactNumber(field.value) : "");
-        return line + "\r\n";
+        return line + "," + ExactNumber(gap) + "\r\n";
     }
 
 private:
+    std::string NameOf(const CKZStatMessageRecord& record) const {
+        const std::string name = TextOf(record.name);
+        return m_isSpreadsheetSafe ? WithoutFormulas(name) : name;
+    }
+
     static std::string Quoted(const std::string& text) {
         if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
         std::string quoted = "\"";
         for (const char byte : text) quoted += byte == '"' ? "\"\"" : std::string(1, byte);
         return quoted + "\"";
     }
+
+    const bool m_isSpreadsheetSafe;
 };
 
 /// An object per line. What JSON has no number for is null; bytes that are no UTF-8 become U+FFFD.
 class JsonLines : public ExportFormat {
 public:
-    std::string RecordText(const kzjournal::Slice& slice,
-                           const CKZStatMessageRecord& record) const override {
+    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+                           double gap) const override {
         nlohmann::ordered_json object{{"slice_id", slice.id},
                                       {"elapsed", slice.elapsed},
                                       {"name", TextOf(record.name)},
@@ -81,6 +113,7 @@ public:
             else
                 object[field.name] = nullptr;
         }
+        object["gap_before"] = gap;
         return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     }
 };
@@ -94,14 +127,15 @@ public:
                     (run.host.empty() ? "" : ",host=" + Escaped(run.host)) +
                     ",run=" + Escaped(run.id)) {}
 
-    std::string RecordText(const kzjournal::Slice& slice,
-                           const CKZStatMessageRecord& record) const override {
+    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+                           double gap) const override {
         std::string line = "kzstat" + m_runTags + ",name=" + Escaped(TextOf(record.name)) +
                            ",type=" + TypeText(record) + " slice_id=" + std::to_string(slice.id) +
                            "i,elapsed=" + ExactNumber(slice.elapsed);
         for (const Field& field : FieldsOf(record))
             if (field.isThere && std::isfinite(field.value))
                 line.append(",").append(field.name).append("=").append(ExactNumber(field.value));
+        if (gap > 0) line += ",gap_before=" + ExactNumber(gap);
         return line + " " + EndOf(slice) + "\n";
     }
 
@@ -134,9 +168,13 @@ std::vector<std::string> ExportFormatNames() {
 }
 
 std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run) {
-    if (name == "csv") return std::make_unique<Csv>();
+    if (name == "csv") return std::make_unique<Csv>(false);
     if (name == "json") return std::make_unique<JsonLines>();
     return std::make_unique<LineProtocol>(run);
+}
+
+std::unique_ptr<ExportFormat> MakeSpreadsheetSafeCsv() {
+    return std::make_unique<Csv>(true);
 }
 
 }  // namespace kzstatprogram

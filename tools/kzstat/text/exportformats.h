@@ -16,14 +16,19 @@ public:
     virtual ~ExportFormat() = default;
     /// What comes before the first record.
     virtual std::string Begin() const { return {}; }
+    /// `gap` is the time without slices before this one, in seconds.
     virtual std::string RecordText(const kzjournal::Slice& slice,
-                                   const CKZStatMessageRecord& record) const = 0;
+                                   const CKZStatMessageRecord& record, double gap) const = 0;
 };
 
 std::vector<std::string> ExportFormatNames();
 
 /// REQUIRES: one of the names.
 std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run);
+
+/// "csv" in which no name is a formula: a spreadsheet runs what begins with one of = + - @, so that
+/// names that do get a ' there. Tabs and line ends count as such a beginning.
+std::unique_ptr<ExportFormat> MakeSpreadsheetSafeCsv();
 
 }  // namespace kzstatprogram
 

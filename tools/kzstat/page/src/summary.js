@@ -24,7 +24,11 @@ function fact(list, term, text, isCode = false) {
   list.append(name, value);
 }
 
-function showFacts(list, {run, sources, lostSlices, grid}) {
+function slicesLabel({lostSlices, hasEnded}) {
+  return 'slices' + (lostSlices > 0 ? ` (${lostSlices} lost)` : '') + (hasEnded ? '' : ', not ended');
+}
+
+function showFacts(list, {run, sources, lostSlices, notes, grid}) {
   list.replaceChildren();
   fact(list, 'Started', `${clock(run.startTime)} here, ${new Date(run.startTime * 1000).toISOString()}`);
   fact(list, 'Host', run.host);
@@ -33,6 +37,7 @@ function showFacts(list, {run, sources, lostSlices, grid}) {
   fact(list, 'Slices lost', lostSlices > 0 ? String(lostSlices) : '');
   fact(list, 'Drawn', grid.width > 1 ? `a point for ${grid.width} slices, with the least and the most of them` : 'every slice');
   fact(list, 'Run', run.id, true);
+  for (const note of notes) fact(list, 'Note', `${clock(note.time)}: ${note.text}`);
   for (const source of sources) fact(list, 'Merged from', `${source.generator} on ${source.host}, ${clock(source.startTime)}, ${source.commandLine}`);
 }
 
@@ -46,7 +51,7 @@ export function showSummary(page) {
     (begin > 0 ? ` · from ${elapsed(begin)} to ${elapsed(page.elapsed)} of the run` : '');
   document.getElementById('tiles').replaceChildren(
     tile('time covered', duration(page.slices * run.sliceLength)),
-    tile(page.lostSlices > 0 ? `slices (${page.lostSlices} lost)` : 'slices', number(page.slices)),
+    tile(slicesLabel(page), number(page.slices)),
     tile('names', number(page.names.length)),
     ...(peak === null ? [] : [tile('peak load', number(peak))]));
   showFacts(document.getElementById('facts'), page);

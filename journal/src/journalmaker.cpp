@@ -1,0 +1,183 @@
+#include "journalmaker.h"
+
+#include <SQLiteCpp/Backup.h>
+#include <SQLiteCpp/VariadicBind.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "journalfile.h"
+#include "kzjournalerror.h"
+#include "runrow.h"
+
+namespace kzjournal {
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+
+[[noreturn]] void RefuseAsInUse(const std::string& path) {
+    throw Error("cannot keep a run in " + path + ": it is in use already; choose another path");
+}
+
+/// Other programs would open a database in memory, or another file, by such a name.
+void RefuseNamesOfNoFile(const std::string& path) {
+    if (path.empty()) throw Error("cannot keep a run in a file without a name; choose a path");
+    if (path == ":memory:" || path.starts_with("file:"))
+        throw Error("cannot keep a run in " + path +
+                    ": databases have another meaning for this name; put ./ before it");
+}
+
+/// Returns 0 or the error of the system.
+int CreateFile(const std::string& path) {
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
+    if (file < 0) return errno;
+    close(file);
+    return 0;
+}
+
+/// A file that is there stays as it is.
+void CreateOrFindFile(const std::string& path) {
+    const int error = CreateFile(path);
+    if (error == 0) return;
+    struct stat facts = {};
+    const bool isThere = stat(path.c_str(), &facts) == 0;
+    if (isThere && S_ISDIR(facts.st_mode)) throw Error("cannot open " + path + ": it is a folder");
+    // A pipe would be waited for.
+    if (isThere && !S_ISREG(facts.st_mode))
+        throw Error("cannot open " + path + ": it is not a file");
+    if (!isThere || error != EEXIST)
+        throw Error("cannot open " + path + ": " + std::strerror(error));
+}
+
+SQLite::Database OpenForWriting(const std::string& path) {
+    return {FileNameOf(path), SQLite::OPEN_READWRITE, kLockWaitMilliseconds};
+}
+
+bool HasTables(SQLite::Database& database) {
+    return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() > 0;
+}
+
+/// With these, a commit is on the disk when it returns. The change of mode writes one page, which
+/// is safe without a rollback journal on the disk; a process that is killed here would leave that
+/// one behind.
+void EnterTheLog(SQLite::Database& database) {
+    // Fails where another process has come first, which the caller is about to see.
+    database.tryExec("PRAGMA journal_mode = MEMORY");
+    database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+}
+
+void FillEmptyFile(SQLite::Database& database, const std::string& path, const Run& run) {
+    EnterTheLog(database);
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    // Once more, since another process may have come first.
+    if (HasTables(database)) RefuseAsInUse(path);
+    CreateTables(database);
+    InsertRun(database, 0, std::nullopt, run, false);
+    transaction.commit();
+}
+
+/// The id of the run in a journal that has neither a slice nor an end; empty for anything else.
+std::string RunWithoutSlices(SQLite::Database& database) {
+    if (database.execAndGet("PRAGMA application_id").getInt() != kApplicationId ||
+        database.execAndGet("PRAGMA user_version").getInt() != kSchemaVersion)
+        return {};
+    return database
+        .execAndGet(
+            "SELECT CASE WHEN count(*) = 1 AND max(end_time) IS NULL"
+            " AND NOT EXISTS (SELECT 1 FROM slices) THEN max(run_id) ELSE '' END FROM runs")
+        .getString();
+}
+
+/// Takes over the file of a run that was killed before its first slice. A writer that lives keeps
+/// others from leaving the log. Of several that take the file over at once, the first one wins.
+void TakeOver(SQLite::Database& database, const std::string& path, const Run& run) {
+    const std::string killed = RunWithoutSlices(database);
+    if (killed.empty() || !LeaveTheLog(database)) RefuseAsInUse(path);
+    EnterTheLog(database);
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    if (RunWithoutSlices(database) != killed) RefuseAsInUse(path);
+    database.exec("DELETE FROM runs");
+    InsertRun(database, 0, std::nullopt, run, false);
+    transaction.commit();
+}
+
+SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
+    SQLite::Database copy = OpenForWriting(path);
+    copy.exec("PRAGMA journal_mode = MEMORY");
+    // All at once: another program that writes would make it begin again and again.
+    const int code = SQLite::Backup(copy, from).executeStep();
+    if (code != SQLITE_DONE) throw SQLite::Exception("the run cannot be copied", code);
+    EnterTheLog(copy);
+    // Any commit: the first one in the log puts the names of the files on the disk, too.
+    copy.exec("PRAGMA user_version = " + std::to_string(kSchemaVersion));
+    return copy;
+}
+
+}  // namespace
+
+SQLite::Database MakeJournal(const std::string& path, const Run& run) {
+    RefuseNamesOfNoFile(path);
+    if (const std::string reason = WhyImpossible(run); !reason.empty())
+        throw Error("cannot keep a run in " + path + ": " + reason);
+    CreateOrFindFile(path);
+    try {
+        SQLite::Database database = OpenForWriting(path);
+        if (HasTables(database))
+            TakeOver(database, path, run);
+        else
+            FillEmptyFile(database, path, run);
+        return database;
+    } catch (const SQLite::Exception& error) {
+        throw Error(ExplainMaking(path, error));
+    }
+}
+
+SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
+    std::string copyPath;
+    int error = EEXIST;
+    for (int number = 1; error == EEXIST; ++number) {
+        copyPath = path + ".recovered-" + std::to_string(number);
+        error = CreateFile(copyPath);
+    }
+    if (error != 0) throw Error("cannot open " + copyPath + ": " + std::strerror(error));
+    try {
+        return CopyInto(from, copyPath);
+    } catch (const SQLite::Exception& failure) {
+        unlink(copyPath.c_str());
+        throw Error(Explain("write", copyPath, failure));
+    }
+}
+
+std::string PathOf(const SQLite::Database& database) {
+    return sqlite3_db_filename(database.getHandle(), "main");
+}
+
+void InsertRun(SQLite::Database& database, int number, std::optional<int> parent, const Run& run,
+               bool isMerged) {
+    SQLite::Statement insert(
+        database,
+        "INSERT INTO runs (number, run_id, generator, test_name, start_time, slice_length, host,"
+        " command_line, is_merged, parent, load_begin, load_end)"
+        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    SQLite::bind(insert, number, run.id, run.generator, run.testName, run.startTime,
+                 run.sliceLength, run.host, run.commandLine, static_cast<int>(isMerged));
+    BindOptional(insert, 10, parent);
+    BindOptional(insert, 11, run.loadBegin);
+    BindOptional(insert, 12, run.loadEnd);
+    insert.exec();
+    RunSeal(database).Seal(number);
+}
+
+bool LeaveTheLog(SQLite::Database& database) {
+    // In memory for the same reason as above.
+    const int code = database.tryExec("PRAGMA journal_mode = MEMORY");
+    if (code != SQLITE_OK && code != SQLITE_BUSY && code != SQLITE_LOCKED)
+        throw SQLite::Exception(database.getHandle(), code);
+    return database.execAndGet("PRAGMA journal_mode").getString() != "wal";
+}
+
+}  // namespace kzjournal

@@ -1,0 +1,90 @@
+#ifndef KZJOURNALREADABLEDATABASE_H
+#define KZJOURNALREADABLEDATABASE_H
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "kzjournalerror.h"
+#include "privatecopy.h"
+
+struct sqlite3;
+
+namespace kzjournal {
+
+/// Ends the work of a database that takes too many steps or is no longer wanted. Compatible.
+class StepLimit {
+public:
+    /// `database` must not outlive this.
+    void Watch(sqlite3* database);
+
+    void Allow(long long steps) { m_left = steps; }
+
+    /// Asked again and again while the database works; its work ends once it returns true.
+    void SetStopRequest(std::function<bool()> isRequested) {
+        m_isStopRequested = std::move(isRequested);
+    }
+
+    bool IsStopped() const { return m_isStopRequested && m_isStopRequested(); }
+
+private:
+    static int OnProgress(void* self);
+
+    std::function<bool()> m_isStopRequested;
+    long long m_left = 0;
+};
+
+/// A journal opened for reading, whoever wrote the file. It has the tables of the schema and
+/// nothing else, and belongs to the companions beside it. What the journal's process or a system
+/// left half done is rolled back before: in place, or in a private copy if the file or its folder
+/// may not be written.
+///
+/// Compatible: one thread at a time per object.
+class ReadableDatabase {
+public:
+    /// Throws `Error` where the file is no journal that can be read.
+    explicit ReadableDatabase(const std::string& path);
+    ~ReadableDatabase();
+    ReadableDatabase(const ReadableDatabase&) = delete;
+    ReadableDatabase& operator=(const ReadableDatabase&) = delete;
+
+    SQLite::Database& Get() { return *m_database; }
+
+    StepLimit& Steps() { return m_steps; }
+
+    /// Runs the action, which throws `SQLite::Exception`, with as many steps as reading the whole
+    /// file takes, and more: a damaged file can have loops. Throws `Error`.
+    template <class Action>
+    auto Read(Action action) {
+        AllowSteps();
+        try {
+            return action();
+        } catch (const SQLite::Exception& error) {
+            throw ExplainedError(error);
+        }
+    }
+
+private:
+    void Open();
+    void OpenFile(const std::string& file, int flags);
+    void Prepare();
+    void OpenRepaired();
+    void OpenPrivateCopy();
+    void RefuseLogOfAnotherRun();
+    [[noreturn]] void RefuseLog() const;
+    std::string RunIdOfFileAlone() const;
+    void AllowSteps();
+    Error ExplainedError(const SQLite::Exception& error) const;
+
+    const std::string m_path;
+    std::unique_ptr<PrivateCopy> m_copy;  // where the file cannot be read at its place
+    StepLimit m_steps;
+    std::unique_ptr<SQLite::Database> m_database;
+};
+
+}  // namespace kzjournal
+
+#endif

@@ -1,0 +1,110 @@
+// A bit that changed anywhere in a file is noticed, or changes nothing that is read. KZ_BIT_FLIPS
+// is how many flips are tried, 400 by default.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+
+#include "journal/journalfixture.h"
+
+namespace {
+
+constexpr int kFlips = 400;
+constexpr int kSlices = 300;  // more than what moves together
+
+/// All numbers to the bit.
+class Dump {
+public:
+    Dump& operator<<(const std::string& text) {
+        m_text += std::to_string(text.size()) + ":" + text + "\n";
+        return *this;
+    }
+    Dump& operator<<(double number) {
+        char text[40];
+        std::snprintf(text, sizeof text, "%a ", number);
+        m_text += text;
+        return *this;
+    }
+    Dump& operator<<(const CKZStatAggregate& aggregate) {
+        return *this << aggregate.minimum << aggregate.maximum << aggregate.count << aggregate.sum
+                     << aggregate.sumSqr;
+    }
+    Dump& operator<<(const CKZStatMessageRecord& record) {
+        return *this << std::string(record.name.view()) << static_cast<double>(record.type)
+                     << record.totals << record.lasts;
+    }
+
+    const std::string& Text() const { return m_text; }
+
+private:
+    std::string m_text;
+};
+
+class BitFlips : public JournalTest {
+protected:
+    void SetUp() override {
+        ASSERT_EQ("", Open());
+        for (int i = 0; i < kSlices; ++i)
+            Append({{"login.time", Types::Timer, {1.0 * i, 2}}, {"logins", Types::Counter, {1}}});
+        ASSERT_EQ("", Close());
+    }
+
+    static std::string Read(const std::string& file) {
+        kzjournal::Reader reader(file);
+        Dump dump;
+        const kzjournal::Run& facts = reader.Facts();
+        dump << facts.id << facts.generator << facts.testName << facts.host << facts.commandLine
+             << facts.startTime << facts.sliceLength << facts.loadBegin.value_or(-1)
+             << facts.loadEnd.value_or(-1);
+        const kzjournal::Completeness completeness = reader.GetCompleteness();
+        dump << static_cast<double>(completeness.state) << static_cast<double>(completeness.slices)
+             << static_cast<double>(completeness.expectedSlices);
+        dump << static_cast<double>(reader.Sources().size());
+        dump << static_cast<double>(reader.CountSlices({20, 70}));
+        for (const auto& record : reader.Summary()) dump << record;
+        for (const auto& record : reader.Summary({10, 290})) dump << record;
+        for (const char* const name : {"login.time", "logins"})
+            reader.ForEachPoint(name, {5, 280}, [&](const kzjournal::SeriesPoint& point) {
+                dump << 1.0 * point.sliceId << point.elapsed << point.lasts;
+            });
+        reader.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) {
+            dump << 1.0 * slice.id << slice.elapsed << slice.endTime << slice.message;
+            for (const auto& record : slice.records) dump << record;
+        });
+        return dump.Text();
+    }
+};
+
+TEST_F(BitFlips, AreNoticedOrChangeNothingThatIsRead) {
+    const char* const wish = std::getenv("KZ_BIT_FLIPS");
+    const int flips = wish == nullptr ? kFlips : std::atoi(wish);
+    const std::string expected = Read(path);
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), {});
+    const std::string flipped = folder.Path("flipped.kzj");
+    std::mt19937_64 random(20261122);
+    int noticed = 0;
+    for (int i = 0; i < flips; ++i) {
+        const std::size_t bit = random() % (bytes.size() * 8);
+        const auto mask = static_cast<char>(1 << (bit % 8));
+        bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ mask);
+        std::ofstream(flipped, std::ios::binary) << bytes;
+        bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ mask);
+        try {
+            EXPECT_TRUE(Read(flipped) == expected) << "bit " << bit << " changed what is read";
+        } catch (const kzjournal::Error&) {
+            ++noticed;
+        }
+        for (const char* const end : {"-wal", "-shm"}) std::filesystem::remove(flipped + end);
+    }
+    RecordProperty("noticed", noticed);
+    std::printf("%d of %d flips were noticed, the others changed nothing\n", noticed, flips);
+    EXPECT_GT(noticed, 0);
+}
+
+}  // namespace
