@@ -282,6 +282,34 @@ TEST(LackOfMemory, LeavesTheLoopsToTheHostWhichRunsThemAgain) {
     generator.Terminate();
 }
 
+/// A thread that read its clock before takes a dictionary in the slice at which a failed allocation
+/// ended the catching up. Returns whether it failed.
+bool FileWhereTheCatchingUpEnded(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    clock.Advance(50.0);
+    bool hasFailed = false;
+    try {
+        const FailingNew failing(failingAllocation);
+        client.GetNewDictionary();
+    } catch (const std::bad_alloc&) {
+        hasFailed = true;
+    }
+    clock.Set(client.GetCurrentEndTime() - 5.0);
+    const CKZStatGenMeasurementDictionary* const dictionary = client.GetNewDictionary();
+    EXPECT_EQ(Peer::SliceOf(*dictionary), Peer::CurrentSlice(generator)) << failingAllocation;
+    EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1) << failingAllocation;
+    return hasFailed;
+}
+
+TEST(LackOfMemory, LeavesACurrentSliceThatClientsFileIn) {
+    long nth = 1;
+    while (FileWhereTheCatchingUpEnded(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 10);
+}
+
 /// A slice in which clients 1 and 2 have one value each.
 void MakeFilled(std::optional<CKZStatGenSlice>& slice, CKZStatGenMain& main, double value) {
     slice.emplace(1, 110.0, &main, true);
