@@ -399,6 +399,34 @@ TEST(LackOfMemory, LeavesTheLoopsToTheHostWhichRunsThemAgain) {
     generator.Terminate();
 }
 
+/// A thread that read its clock before takes a dictionary in the slice at which a failed allocation
+/// ended the catching up. Returns whether it failed.
+bool FileWhereTheCatchingUpEnded(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    clock.Advance(50.0);
+    bool hasFailed = false;
+    try {
+        const FailingNew failing(failingAllocation);
+        client.GetNewDictionary();
+    } catch (const std::bad_alloc&) {
+        hasFailed = true;
+    }
+    clock.Set(client.GetCurrentEndTime() - 5.0);
+    const CKZStatGenMeasurementDictionary* const dictionary = client.GetNewDictionary();
+    EXPECT_EQ(Peer::SliceOf(*dictionary), Peer::CurrentSlice(generator)) << failingAllocation;
+    EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 1) << failingAllocation;
+    return hasFailed;
+}
+
+TEST(LackOfMemory, LeavesACurrentSliceThatClientsFileIn) {
+    long nth = 1;
+    while (FileWhereTheCatchingUpEnded(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 10);
+}
+
 /// A slice in which clients 1 and 2 have one value each.
 void MakeFilled(std::optional<CKZStatGenSlice>& slice, CKZStatGenMain& main, double value) {
     slice.emplace(1, 110.0, &main, true);
@@ -542,6 +570,111 @@ TEST(LackOfMemory, KeepsASliceThatItCannotDetachFromItsClients) {
     long nth = 1;
     while (RemoveASliceUnderItsClients(nth) && !HasFailure()) ++nth;
     EXPECT_GT(nth, 2);
+}
+
+/// How many values a dump of `slice` tells.
+double CountIn(CKZStatGenSlice& slice) {
+    RWCString text;
+    const std::unique_ptr<CKZStatGenMeasurementDictionary> merged(slice.DumpSlice(text));
+    return merged->GetCount("n");
+}
+
+/// What a host may do with a slice that it was handed.
+using Look = void (*)(CKZStatGenMain&, CKZStatGenSlice&);
+
+/// Takes up a slice of three clients in one lane and looks at it. Returns whether the allocation
+/// failed.
+bool TakeUpASlice(long failingAllocation, Look look) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    for (int id = 1; id <= 3; ++id) {
+        CKZStatGenClient client(&generator, id);
+        client.AddLast("n", 1, Types::Counter);
+        client.FlushStatsCache();
+    }
+    clock.Set(110.5);
+    generator.GetNewDictionary(4, nullptr);  // begins the next slice
+    const FailingNew failing(failingAllocation);
+    CKZStatGenSlice* const slice = generator.WaitForSlice();
+    const PlentyOfMemory plenty;
+    look(generator, *slice);
+    return failing.HasFailed();
+}
+
+constexpr Look kLooks[] = {
+    [](CKZStatGenMain&, CKZStatGenSlice& slice) { EXPECT_EQ(CountIn(slice), 3); },
+    [](CKZStatGenMain& main, CKZStatGenSlice& slice) {
+        CKZStatGenSlice total(0, 0.0, &main, true);
+        total.AddDictionarysSlice(&slice);
+        EXPECT_EQ(CountIn(total), 3);
+    },
+    [](CKZStatGenMain&, CKZStatGenSlice& slice) {
+        slice.ResetLasts();
+        EXPECT_EQ(slice.entries(), 3U);
+    },
+    [](CKZStatGenMain&, CKZStatGenSlice& slice) {
+        slice.ReleaseDicts();
+        EXPECT_EQ(slice.entries(), 3U);
+    }};
+
+TEST(LackOfMemory, HandsOutASliceThatIsWholeWhenItIsLookedAt) {
+    for (const Look look : kLooks) {
+        long nth = 1;
+        while (TakeUpASlice(nth, look) && !HasFailure()) ++nth;
+        EXPECT_GT(nth, 3);
+    }
+}
+
+/// Clients of a current slice are moved and report, and it is counted and sent, while one
+/// allocation fails in the first and another in the second half. Returns whether both failed.
+bool TerminateBesideASlicePutTogetherInPart(long failingInMove, long failingAfterwards) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.Start(100.0, 10.0);
+    CKZStatGenSlice& slice = *Peer::CurrentSlice(generator);
+    const auto report = [&](int id) {
+        CKZStatGenClient(&generator, id).AddLast("n", 1, Types::Counter);
+    };
+    for (int id = 1; id <= 4; ++id) report(id);
+    bool bothFailed = true;
+    {
+        const FailingNew failing(failingInMove);
+        try {
+            slice.ReleaseDicts();
+        } catch (const std::bad_alloc&) {
+        }
+        bothFailed = failing.HasFailed();
+    }
+    for (int id = 5; id <= 9; ++id) report(id);
+    {
+        const FailingNew failing(failingAfterwards);
+        EXPECT_NO_THROW(generator.Terminate());
+        try {
+            slice.ReleaseDicts();
+        } catch (const std::bad_alloc&) {
+        }
+        bothFailed = bothFailed && failing.HasFailed();
+    }
+    generator.SendSlice(&slice);
+    const PlentyOfMemory plenty;
+    EXPECT_EQ(Message(generator.texts.at(0)).Find("n")->sum, 9)
+        << failingInMove << ' ' << failingAfterwards;
+    return bothFailed;
+}
+
+TEST(LackOfMemory, LeavesASliceWholeThatTerminateCounts) {
+    DiscardingSink sink;
+    RyPLog::SetSink(&sink);
+    RyPLog::SetThreshold(RyPLogLevel::Warning);
+    long most = 0;
+    for (long inMove = 1; most >= inMove - 1 && !HasFailure(); ++inMove)
+        for (long afterwards = 1; TerminateBesideASlicePutTogetherInPart(inMove, afterwards);
+             ++afterwards)
+            most = inMove;
+    EXPECT_GT(most, 3);
+    RyPLog::SetThreshold(RyPLogLevel::Error);
+    RyPLog::SetSink(nullptr);
 }
 
 /// Whether a value of the name was accepted.

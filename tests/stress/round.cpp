@@ -66,7 +66,10 @@ struct Settings {
 /// Takes the log while it lives; in a round there should be no errors. Safe for concurrent use.
 class ErrorLog : public RyPLogSink {
 public:
-    ErrorLog() : m_former(RyPLog::SetSink(this)) {}
+    /// Warnings are logged too, and ignored: `Terminate` counts only for these.
+    ErrorLog() : m_former(RyPLog::SetSink(this)) {
+        if (!RyPLog::IsEnabled(RyPLogLevel::Warning)) RyPLog::SetThreshold(RyPLogLevel::Warning);
+    }
     ~ErrorLog() override { RyPLog::SetSink(m_former); }
 
     void Write(const RyPLogRecord& record) override {

@@ -51,9 +51,16 @@ struct CKZStatGenTestPeer {
         };
         for (RWHashDictionaryIterator next(slice); next() != nullptr;) count(next.value());
         for (const auto& further : slice.m_furtherDictionaries) count(further.dictionary);
-        for (const auto& shelf : slice.m_shelves)
+        for (const auto& shelf : slice.m_shelves) {
             for (const auto& filed : shelf.dictionaries) count(filed.dictionary);
+            for (const auto& filed : shelf.taken) count(filed.dictionary);
+        }
         return clients;
+    }
+    /// How many dictionaries of `lane` clients still hold.
+    static int HeldIn(const CKZStatGenSlice& slice, const CKZStatGenMain& main,
+                      const CKZStatGenLane& lane) {
+        return slice.m_shelves[main.m_clientsLock->PositionOf(lane)].held;
     }
     static const CKZStatGenLanes& LanesOf(const CKZStatGenMain& main) {
         return *main.m_clientsLock;

@@ -13,6 +13,7 @@
 
 #include "kzstatisticsgenerator.h"
 #include "ryp/testclock.h"
+#include "support/capturing_log.h"
 #include "support/recordinggenerator.h"
 #include "support/testpeer.h"
 
@@ -133,6 +134,17 @@ protected:
     }
 
     CKZStatGenLane& MyLane() const { return Peer::LanesOf(generator).OfThisThread(); }
+    CKZStatGenLane& WorkersLane() {
+        CKZStatGenLane* lane = nullptr;
+        worker.Do([&] { lane = &Peer::LanesOf(generator).OfThisThread(); });
+        return *lane;
+    }
+    std::size_t PositionOf(const CKZStatGenLane& lane) const {
+        return Peer::LanesOf(generator).PositionOf(lane);
+    }
+    int HeldIn(const CKZStatGenLane& lane) const {
+        return Peer::HeldIn(*Peer::CurrentSlice(generator), generator, lane);
+    }
     void Report() { client.AddLast("n", 1, Types::Counter); }
     std::future<void> BeginReportElsewhere() {
         return worker.Begin([this] { Report(); });
@@ -358,6 +370,60 @@ TEST_F(ClientInALane, IsWaitedForByTheSliceInWhichItFiles) {
     taken.get();
 }
 
+/// The count of a lane is written without an atomic addition, so nobody else may write it.
+TEST_F(ClientInALane, IsCountedAsAHolderThereAndNowhereElse) {
+    CKZStatGenLane& elsewhere = WorkersLane();
+    Report();
+    worker.Do([&] {
+        CKZStatGenClient other(&generator, 6);
+        other.GetNewDictionary();
+        EXPECT_EQ(HeldIn(elsewhere), 1);
+        EXPECT_EQ(HeldIn(MyLane()), 1);
+        other.GetNewDictionary();
+        EXPECT_EQ(HeldIn(elsewhere), 1);
+    });
+    EXPECT_EQ(HeldIn(MyLane()), 1);
+    clock.Set(110.5);
+    CKZStatGenSlice& finished = *Peer::CurrentSlice(generator);
+    Report();
+    EXPECT_EQ(Peer::HeldIn(finished, generator, MyLane()), 0);
+    EXPECT_EQ(Peer::HeldIn(finished, generator, elsewhere), 1);
+}
+
+/// The lanes are passed one after the other, and in one that is passed a client may still file.
+TEST_F(ClientInALane, IsInItsSliceThoughThatEndsWhileItIsPutTogether) {
+    CKZStatGenLane& elsewhere = WorkersLane();
+    const bool mineIsPassedFirst = PositionOf(MyLane()) < PositionOf(elsewhere);
+    const auto report = [this] { CKZStatGenClient(&generator, 6).AddLast("n", 1, Types::Counter); };
+    CKZStatGenSlice& slice = *Peer::CurrentSlice(generator);
+    Worker collector;
+    std::future<void> collected;
+    {
+        const RyPWordLock::LockGuard later(mineIsPassedFirst ? elsewhere : MyLane());
+        collected = collector.Begin([&] { slice.ReleaseDicts(); });
+        EXPECT_FALSE(IsDone(collected));
+        mineIsPassedFirst ? report() : worker.Do(report);
+        clock.Set(110.5);
+        generator.GetNewDictionary(7, nullptr);  // begins the next slice
+    }
+    collected.get();
+    generator.SendSlice(generator.WaitForSlice());
+    ASSERT_NE(generator.LastMessage().Find("n"), nullptr);
+    EXPECT_EQ(generator.LastMessage().Find("n")->sum, 1);
+}
+
+TEST_F(ClientInALane, KeepsTerminateFromCountingWhileItReports) {
+    const CapturingLog log(RyPLogLevel::Warning);
+    Report();
+    std::future<void> terminated;
+    {
+        const RyPWordLock::LockGuard mine(MyLane());
+        terminated = worker.Begin([this] { generator.Terminate(); });
+        EXPECT_FALSE(IsDone(terminated));
+    }
+    terminated.get();
+}
+
 /// Idle clients of a taken lane are moved after those of free ones.
 TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
     Report();
@@ -370,8 +436,8 @@ TEST_F(ClientInALane, KeepsNobodyElseFromBeingMovedOffASlice) {
     {
         const RyPWordLock::LockGuard mine(MyLane());
         released = worker.Begin([&] { finished.ReleaseDicts(); });
+        while (finished.GetCountZ0() != 1) std::this_thread::yield();
         EXPECT_FALSE(IsDone(released));
-        EXPECT_EQ(finished.GetCountZ0(), 1);
     }
     released.get();
     EXPECT_EQ(finished.GetCountZ0(), 0);

@@ -62,6 +62,22 @@ TEST_F(Slice, StaysAtNoHoldsWithoutLogging) {
     EXPECT_TRUE(log.Texts().empty());
 }
 
+/// Hosts count down for whom they replaced, clients for themselves.
+TEST_F(Slice, CountsDownForHostsAndClientsTogetherAndNotBelowZero) {
+    CKZStatGenSlice& current = *Peer::CurrentSlice(generator);
+    CKZStatGenClient client(&generator, 5);
+    client.GetNewDictionary();
+    current.DecCountZ0();
+    EXPECT_EQ(current.GetCountZ0(), 0);
+    current.DecCountZ0();
+    Fill(current, 6, 1);
+    EXPECT_EQ(current.GetCountZ0(), 1);
+    current.DecCountZ0();
+    clock.Set(110.5);
+    client.GetNewDictionary();
+    EXPECT_EQ(current.GetCountZ0(), 0);
+}
+
 TEST_F(Slice, FoldsFinishedSlicesPerClient) {
     Fill(slice, 5, 1);
     total.AddDictionarysSlice(&slice);

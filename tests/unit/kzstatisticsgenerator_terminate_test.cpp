@@ -137,6 +137,16 @@ TEST_F(Terminate, LeavesOutASliceThatWasSentAfterItsHookThrew) {
     EXPECT_THAT(log.Texts(), IsEmpty());
 }
 
+/// What was counted, and what the same thread files afterwards.
+TEST_F(Terminate, LeavesTheCurrentSliceWhole) {
+    Report(3);
+    generator.Terminate();
+    CKZStatGenClient(&generator, 6).AddLast("n", 1, Types::Counter);
+    generator.SendSlice(Peer::CurrentSlice(generator));
+    EXPECT_EQ(generator.LastMessage().Find("n")->sum, 4);
+    EXPECT_EQ(Peer::CurrentSlice(generator)->entries(), 2U);
+}
+
 TEST_F(Terminate, CountsAValueThatWasSetAsOftenAsItsCountSays) {
     client.GetNewDictionary()->SetValues("n", 1, 5, 3, 9, 0, 1, 5, 3, 9, Types::Timer);
     client.GetNewDictionary()->SetValues("n", 1, 5, -3, 9, 0, 1, 5, -3, 9, Types::Timer);
