@@ -152,7 +152,7 @@ private:
     void TakeOffShelf(std::size_t lane);
     void InsertAll(std::vector<FiledDictionary>& taken) RYP_REQUIRES(*m_lock);
     void Insert(const FiledDictionary& filed) RYP_REQUIRES(*m_lock);
-    int CountHeld() const;
+    int CountHeld() const RYP_REQUIRES(*m_lock);
     template <class Visitor>
     void ForEachDictionary(Visitor visit) const;
     void DetachClients();

@@ -232,8 +232,7 @@ void CKZStatGenSlice::TakeOffShelf(std::size_t lane) {
     }
 }
 
-/// The caller holds m_lock.
-int CKZStatGenSlice::CountHeld() const RYP_NO_THREAD_SAFETY_ANALYSIS {
+int CKZStatGenSlice::CountHeld() const {
     int held = m_countZ0;
     for (const Shelf& shelf : m_shelves) held += shelf.held.load(std::memory_order_relaxed);
     return held;
