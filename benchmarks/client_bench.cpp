@@ -60,7 +60,10 @@ private:
 
 class LibraryStartedAt {
 public:
-    LibraryStartedAt(double startTime, int clients) {
+    LibraryStartedAt(
+        double startTime, int clients,
+        const CKZStatDistributionChoice& distributions = CKZStatDistributionChoice::None()) {
+        m_host.CollectDistributions(distributions);
         m_host.Start(startTime, kEndlessSlice);
         for (int id = 0; id < clients; ++id) m_clients.emplace_back(&m_host, id);
     }
@@ -78,6 +81,13 @@ private:
 class Library : public LibraryStartedAt {
 public:
     explicit Library(int clients) : LibraryStartedAt(RyPSysTime(), clients) {}
+};
+
+/// The same with the distribution of every name.
+class CollectingLibrary : public LibraryStartedAt {
+public:
+    explicit CollectingLibrary(int clients)
+        : LibraryStartedAt(RyPSysTime(), clients, CKZStatDistributionChoice::Usual()) {}
 };
 
 /// Reports of the clients of one thread.
@@ -170,6 +180,7 @@ const bool g_registered = [] {
     Register<Floor<RyPSysTime>>("BM_FloorWithOurClock_AddLast");
     Register<HandwrittenStatistics>("BM_Handwritten_AddLast");
     Register<Library>("BM_Client_AddLast");
+    Register<CollectingLibrary>("BM_CollectingClient_AddLast");
     Register<WarmedElsewhere>("BM_ClientWarmedElsewhere_AddLast");
     return true;
 }();

@@ -21,9 +21,9 @@ void SetPairs(benchmark::State& state, std::int64_t pairs) {
     state.SetComplexityN(pairs);
 }
 
-/// Arguments: clients, names.
-void BM_Main_SendSlice(benchmark::State& state) {
-    FilledGenerator generator(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+void SendSlices(benchmark::State& state, const CKZStatDistributionChoice& distributions) {
+    FilledGenerator generator(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
+                              distributions);
     for (auto _ : state) {
         state.PauseTiming();
         generator.FinishSlice();
@@ -34,6 +34,11 @@ void BM_Main_SendSlice(benchmark::State& state) {
         state.ResumeTiming();
     }
     SetPairs(state, state.range(0) * state.range(1));
+}
+
+/// Arguments: clients, names.
+void BM_Main_SendSlice(benchmark::State& state) {
+    SendSlices(state, CKZStatDistributionChoice::None());
 }
 BENCHMARK(BM_Main_SendSlice)
     ->Args({kManyClients, kUsualNames})
@@ -49,6 +54,15 @@ BENCHMARK(BM_Main_SendSlice)
     ->Args({20, 100})
     ->Args({20, 1000})
     ->Args({20, 10'000})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+/// With the distribution of every name.
+void BM_CollectingMain_SendSlice(benchmark::State& state) {
+    SendSlices(state, CKZStatDistributionChoice::Usual());
+}
+BENCHMARK(BM_CollectingMain_SendSlice)
+    ->Args({kManyClients, kUsualNames})
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 

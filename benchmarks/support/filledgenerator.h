@@ -16,7 +16,11 @@ class FilledGenerator {
 public:
     static constexpr double kSliceLength = 1.0;  // in seconds
 
-    FilledGenerator(int clients, int names) : m_names(MakeNames(names)) {
+    FilledGenerator(
+        int clients, int names,
+        const CKZStatDistributionChoice& distributions = CKZStatDistributionChoice::None())
+        : m_names(MakeNames(names)) {
+        m_host.CollectDistributions(distributions);
         m_host.Start(kStart, kSliceLength);
         for (int id = 0; id < clients; ++id) m_clients.emplace_back(&m_host, id);
         FinishSlice();
