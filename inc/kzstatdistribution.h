@@ -109,9 +109,13 @@ public:
     bool operator!=(const CKZStatDistribution& other) const noexcept { return !(*this == other); }
 
 private:
+    friend class CKZStatGenDistributionTable;
+
     struct State;
     using BucketVisitor = void (*)(void* visitor, double low, double high, std::uint64_t count);
 
+    /// What `Add` reads first.
+    void Prefetch() const noexcept;
     void AddWithCare(double value);
     State& FindOrCreateState();
     std::uint64_t GetOrderedCount() const noexcept;

@@ -121,6 +121,10 @@ public:
         if (number >= m_slots.size() || !m_slots[number].isUsed) Use(number);
         m_slots[number].values.Add(value);
     }
+    /// Its first lines, which a value that is added soon reads.
+    void Prefetch(Number number) const {
+        if (number < m_slots.size()) m_slots[number].values.Prefetch();
+    }
     /// The name was reported under another type, too.
     void NoteOtherType(Number number) { m_names.MarkIncomplete(number); }
 
