@@ -555,7 +555,7 @@ inline Slice_destroy(s) {
        :: else
        fi;
 #endif
-       Dictionary_forgetClient(position);
+       CHECK(no_use_after_free, dictionary[position].client == NONE);
        dictionary[position].place = 0;
        dictionary[position].client = 0;
        dictionary[position].clientId = 0;
@@ -643,16 +643,21 @@ inline Main_NewDictionary() {
     }
 }
 
-/* Who left the slice before it was taken apart may still read it, until every lane is passed. */
+/*
+ * Who left the slice after its lanes were passed for the snapshot may still read it, until they are
+ * passed again. Nobody can tell when between the two it left the timeline: it was taken before.
+ */
 inline Main_RemoveSlice(s) {
 #ifdef DEFECT_TIMELINE_LOCKED_BEFORE_LANE
     atomic { ACQUIRE(timelineLock, TIMELINE_RANK) };
 #endif
     Slice_DetachClients(s);
-#ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
-    atomic { timelineLock == 0; CHECK_RANK(TIMELINE_RANK); slice[s].inTimeline = 0 };
-#endif
     atomic {
+#ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
+        timelineLock == 0;
+        CHECK_RANK(TIMELINE_RANK);
+        slice[s].inTimeline = 0;
+#endif
 #ifndef DEFECT_FREED_WITHOUT_PASSAGE
         passLanes();
 #endif
@@ -1064,16 +1069,13 @@ inline Main_TakeToSend(s) {
 
 /* Who tests the flag later finds it cleared; who has tested it before is done by then. */
 inline Main_CloseSlice(s) {
-    CHECK_SLICE(s);
-#if defined DEFECT_FLAG_CLEARED_AFTER_PASSAGE
+#ifdef DEFECT_FLAG_CLEARED_AFTER_PASSAGE
     Slice_Collect(s, false);
-    slice[s].open = 0
-#elif defined DEFECT_CLOSED_WITHOUT_PASSAGE
-    slice[s].open = 0
-#elif defined DEFECT_CLOSED_WITHOUT_COLLECTING
-    atomic { slice[s].open = 0; passLanes() }
-#else
-    slice[s].open = 0;
+#endif
+    atomic { CHECK_SLICE(s); slice[s].open = 0 };
+#if defined DEFECT_CLOSED_WITHOUT_COLLECTING
+    atomic { passLanes() }
+#elif !defined DEFECT_CLOSED_WITHOUT_PASSAGE && !defined DEFECT_FLAG_CLEARED_AFTER_PASSAGE
     Slice_Collect(s, MAY_FAIL_TO_CLOSE);
 #if THROWS
     if
