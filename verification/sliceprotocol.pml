@@ -110,6 +110,7 @@ typedef Slice {
     bit alive;
     bit open;
     bit inTimeline;
+    bit isCollected; /* also where it was never current, so that it has no shelves */
 #ifdef WARNS
     bit isUnsent;
 #endif
@@ -209,7 +210,7 @@ hidden byte entry;
 inline passLanes() {
     CHECK_RANK(LANE_RANK);
     lane[0] == 0;
-#if LANES > 1
+#if LANES > 1 && !defined DEFECT_LANE_LEFT_OUT
     lane[1] == 0;
 #endif
     skip
@@ -312,11 +313,12 @@ inline Slice_construct(s) {
 #ifdef WARNS
     slice[s].isUnsent = 1;
 #endif
+    slice[s].isCollected = 1;
     slice[s].inTimeline = 1
 }
 
 /* Part of a step, with the lane of `self`; leaves the new dictionary in `fresh`. */
-inline Slice_FileInLane(s, id) {
+inline Slice_Shelve(s, id) {
     CHECK_SLICE(s);
     CHECK(model_has_room, slice[s].dictionaries < PER_SLICE);
     fresh = s * PER_SLICE + slice[s].dictionaries;
@@ -360,11 +362,11 @@ inline Slice_NoteLeft(d) {
 #define HAS_MEMORY true
 #endif
 
-/* Part of a step, with the lane and the slice's lock: all or nothing. */
-inline Slice_takeOffShelf(s, laneOfShelf, mayFail) {
+/* Part of a step, with the lane, and the slice's lock: all or nothing. */
+inline Slice_TakeOffShelf(s, laneOfShelf, mayFail) {
     CHECK_SLICE(s);
     CHECK_RANK(LANE_RANK);
-    lane[laneOfShelf] == 0;
+    lane[laneOfShelf] == 0 || !(HAS_MEMORY);
     MAY_RUN_OUT(mayFail);
     entry = s * PER_SLICE;
     do
@@ -396,19 +398,32 @@ inline Slice_InsertAll(s, mayFail) {
 }
 
 /*
- * Passes every lane, unless memory runs out. What was not inserted then is left to the next call.
- * Only who has the slice in hand looks at what is taken or inserted, so that both may share a step.
+ * Once it succeeded after the slice was over, there is nothing more to do. What was not inserted
+ * when memory ran out is left to the next call. Only who has the slice in hand looks at what is
+ * taken or inserted, so that both may share a step.
  */
 inline Slice_Collect(s, mayFail) {
+    if
+    :: slice[s].isCollected
+    :: atomic { !slice[s].isCollected -> isOver = (currentSlice != s) };
 #if LANES > 1
-    atomic { Slice_takeOffShelf(s, 0, mayFail) };
+       atomic { Slice_TakeOffShelf(s, 0, mayFail) };
 #endif
-    atomic {
+       atomic {
 #ifndef DEFECT_LANE_LEFT_OUT
-        Slice_takeOffShelf(s, LANES - 1, mayFail);
+           Slice_TakeOffShelf(s, LANES - 1, mayFail);
 #endif
-        Slice_InsertAll(s, mayFail)
-    }
+           Slice_InsertAll(s, mayFail);
+#ifdef DEFECT_OVER_READ_AFTER_PASSAGE
+           isOver = (currentSlice != s);
+#endif
+#ifdef DEFECT_CURRENT_SLICE_COLLECTED_FOR_GOOD
+           isOver = 1;
+#endif
+           slice[s].isCollected = isOver && HAS_MEMORY;
+           isOver = 0
+       }
+    fi
 }
 
 /*
@@ -575,6 +590,7 @@ nextToDestroy:
     position = 0;
     slice[s].alive = 0;
     slice[s].open = 0;
+    slice[s].isCollected = 0;
     slice[s].dictionaries = 0;
     slice[s].held[0] = 0;
     slice[s].held[LANES - 1] = 0
@@ -582,29 +598,33 @@ nextToDestroy:
 
 /* ---------------------------------------------------------------------------------- generator */
 
-/*
- * With the timeline lock, for which whoever takes the ended slice off the queue waits. The new end
- * is told last, so that who sees it sees the slice.
- */
-inline Main_BeginNextSlice() {
-    d_step {
-        Slice_construct(currentSlice + 1);
-        packQueue ! currentSlice
-    };
-    currentSlice++;
-    currentEndTime = END_OF(currentSlice)
+/* Part of a step: from here on clients file there. */
+inline Main_beginFiling(s) {
+    slice[s].isCollected = 0;
+    currentSlice = s
 }
 
+/*
+ * With the timeline lock, for which whoever takes an ended slice off the queue waits. Clients see
+ * the newest slice only, and see it when they see its end.
+ */
 inline Main_AdvanceTimeline() {
+    chosen = currentSlice;
     do
-    :: instant >= END_OF(currentSlice) -> Main_BeginNextSlice()
-    :: atomic {
-           instant < END_OF(currentSlice) ->
-           instant = 0;
-           RELEASE(timelineLock, TIMELINE_RANK);
-           break
+    :: d_step {
+           instant >= END_OF(chosen) ->
+           Slice_construct(chosen + 1);
+           packQueue ! chosen;
+           chosen++
        }
-    od
+    :: instant < END_OF(chosen) -> break
+    od;
+    if
+    :: atomic { chosen != currentSlice -> Main_beginFiling(chosen) };
+       currentEndTime = END_OF(chosen)
+    :: chosen == currentSlice
+    fi;
+    atomic { instant = 0; chosen = 0; RELEASE(timelineLock, TIMELINE_RANK) }
 }
 
 /*
@@ -636,7 +656,7 @@ inline Main_NewDictionary() {
     atomic { ACQUIRE(lane[held], LANE_RANK) };
 #endif
     atomic {
-        Slice_FileInLane(chosen, ID_OF(self));
+        Slice_Shelve(chosen, ID_OF(self));
         chosen = 0;
         Client_take(fresh);
         fresh = 0
@@ -1070,19 +1090,27 @@ inline Main_TakeToSend(s) {
 /* Who tests the flag later finds it cleared; who has tested it before is done by then. */
 inline Main_CloseSlice(s) {
 #ifdef DEFECT_FLAG_CLEARED_AFTER_PASSAGE
-    Slice_Collect(s, false);
-#endif
+    atomic { passLanes() };
     atomic { CHECK_SLICE(s); slice[s].open = 0 };
-#if defined DEFECT_CLOSED_WITHOUT_COLLECTING
-    atomic { passLanes() }
-#elif !defined DEFECT_CLOSED_WITHOUT_PASSAGE && !defined DEFECT_FLAG_CLEARED_AFTER_PASSAGE
+#else
+    atomic {
+        CHECK_SLICE(s);
+        slice[s].open = 0;
+#ifndef DEFECT_CLOSED_WITHOUT_PASSAGE
+        passLanes()
+#endif
+    };
+#endif
+#ifndef DEFECT_CLOSED_WITHOUT_COLLECTING
     Slice_Collect(s, MAY_FAIL_TO_CLOSE);
+#endif
 #if THROWS
     if
     :: atomic { outOfMemory -> outOfMemory = 0; thrown++; goto interrupted }
     :: !outOfMemory
     fi
-#endif
+#else
+    skip
 #endif
 }
 
@@ -1230,6 +1258,7 @@ proctype doPackWork() {
     bit hasChanged = 1;
     bit lastsMayBeSet;
     bit isFlushing;
+    bit isOver;
     bit outOfMemory;
 #if THROWS
     bit thrown;
@@ -1311,6 +1340,7 @@ proctype doGarbageWork() {
     byte inHand;
     unsigned status : 2;
     bit isHeld;
+    bit isOver;
     bit outOfMemory;
     byte position;
     byte snapshotEnd;
@@ -1347,7 +1377,8 @@ keepTime:
 
 /* Part of a step. */
 inline Main_Start() {
-    Slice_construct(0)
+    Slice_construct(0);
+    Main_beginFiling(0)
 }
 
 inline Main_Terminate() {
@@ -1362,49 +1393,43 @@ inline Main_Terminate() {
 #ifdef WARNS
 #define IS_UNSENT(s) (slice[s].inTimeline && slice[s].isUnsent)
 
-/*
- * With the lane, under which no dictionary of a slice that nobody took is flushed: what its clients
- * put on their shelves in it.
- */
-inline Main_countUnsentOnShelves(laneOfShelf) {
+/* With the lane, then the timeline lock: in all slices, also those on their way. */
+inline Main_takeOffShelves(laneOfShelf) {
     atomic {
         CHECK_RANK(LANE_RANK);
         lane[laneOfShelf] == 0 && timelineLock == 0;
-        position = 0;
         do
-        :: position < DICTIONARIES ->
+        :: sliceAt < SLICES ->
            if
-           :: IS_UNSENT(SLICE_OF(position)) && dictionary[position].place == Shelved &&
-              dictionary[position].lane == laneOfShelf ->
-              Main_countValues(position)
+           :: slice[sliceAt].inTimeline -> Slice_TakeOffShelf(sliceAt, laneOfShelf, false)
            :: else
            fi;
-           position++
+           sliceAt++
         :: else -> break
         od;
-        position = 0
+        sliceAt = 0
     }
 }
 
-/* Part of a step. */
-inline Main_countValues(d) {
-    CHECK(sent_or_counted, !dictionary[d].locked);
-    CHECK(sent_or_counted, !(countedValues & dictionary[d].aggregated));
-    countedValues = countedValues | dictionary[d].aggregated;
-    entry = 0;
+/* Part of a step: what was taken off the shelves. The maps of unsent slices are empty here. */
+inline Slice_CountValues(s) {
+    position = s * PER_SLICE;
     do
-    :: entry < dictionary[d].cachedCount ->
-       CHECK(sent_or_counted, !(countedValues & SET_OF(dictionary[d].cache[entry])));
-       countedValues = countedValues | SET_OF(dictionary[d].cache[entry]);
-       entry++
+    :: position < s * PER_SLICE + slice[s].dictionaries ->
+       countedValues =
+           (dictionary[position].place == Shelved
+                -> countedValues
+                : countedValues | dictionary[position].aggregated |
+                      (dictionary[position].cachedCount > 0 ->
+                           SET_OF(dictionary[position].cache[0]) : 0) |
+                      (dictionary[position].cachedCount > 1 ->
+                           SET_OF(dictionary[position].cache[1]) : 0));
+       position++
     :: else -> break
-    od
+    od;
+    position = 0
 }
 
-/*
- * Lane by lane, then the slices. In the program the maps, too: here they hold dictionaries of
- * slices only that are taken, and so not counted.
- */
 inline Main_LogUnsent() {
     atomic {
         do
@@ -1416,16 +1441,21 @@ inline Main_LogUnsent() {
         sliceAt = 0
     };
 #ifndef DEFECT_SHELVES_UNCOUNTED
-    Main_countUnsentOnShelves(0);
+    Main_takeOffShelves(0);
 #if LANES > 1
-    Main_countUnsentOnShelves(1);
+    Main_takeOffShelves(1);
 #endif
 #endif
     atomic {
         timelineLock == 0;
         do
         :: sliceAt < SLICES ->
-           counted = (IS_UNSENT(sliceAt) -> counted | (1 << sliceAt) : counted);
+           if
+           :: IS_UNSENT(sliceAt) ->
+              counted = counted | (1 << sliceAt);
+              Slice_CountValues(sliceAt)
+           :: else
+           fi;
            sliceAt++
         :: else -> break
         od;
@@ -1493,6 +1523,7 @@ inline checkTheEnd() {
 /* The control thread of the host, which may terminate the generator at any moment. */
 init {
     unsigned ranks : 4;
+    bit outOfMemory;
     byte position;
     byte sliceAt;
     byte accepted;
