@@ -609,7 +609,6 @@ inline Main_beginFiling(s) {
  * the newest slice only, and see it when they see its end.
  */
 inline Main_AdvanceTimeline() {
-    chosen = currentSlice;
     do
     :: d_step {
            instant >= END_OF(chosen) ->
@@ -617,14 +616,21 @@ inline Main_AdvanceTimeline() {
            packQueue ! chosen;
            chosen++
        }
-    :: instant < END_OF(chosen) -> break
+    :: atomic {
+           instant < END_OF(chosen) ->
+           if
+           :: chosen != currentSlice -> Main_beginFiling(chosen)
+           :: else
+           fi;
+           instant = 0;
+           break
+       }
     od;
-    if
-    :: atomic { chosen != currentSlice -> Main_beginFiling(chosen) };
-       currentEndTime = END_OF(chosen)
-    :: chosen == currentSlice
-    fi;
-    atomic { instant = 0; chosen = 0; RELEASE(timelineLock, TIMELINE_RANK) }
+    atomic {
+        currentEndTime = END_OF(chosen);
+        RELEASE(timelineLock, TIMELINE_RANK);
+        chosen = 0
+    }
 }
 
 /*
@@ -645,7 +651,8 @@ inline Main_NewDictionary() {
            ACQUIRE(timelineLock, TIMELINE_RANK);
            sliceMayBeOver = 0;
            RyPSysTime();
-           instant = now
+           instant = now;
+           chosen = currentSlice
        };
        Main_AdvanceTimeline();
        chosen = currentSlice
