@@ -523,8 +523,8 @@ inline Dictionary_forgetClient(d) {
 
 /* Part of a step. Nobody is found where clients were moved off before, as they mostly are. */
 inline Slice_detachNext() {
-    IS_FREE(lane[dictionary[position].lane]);
     CHECK_RANK(LANE_RANK);
+    IS_FREE(lane[dictionary[position].lane]);
     Dictionary_forgetClient(position);
     position++;
     Slice_findHeld()
@@ -681,7 +681,7 @@ inline Main_RemoveSlice(s) {
     Slice_DetachClients(s);
     atomic {
 #ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
-        timelineLock == 0;
+        IS_FREE(timelineLock);
         CHECK_RANK(TIMELINE_RANK);
         slice[s].inTimeline = 0;
 #endif
