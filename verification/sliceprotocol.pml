@@ -43,6 +43,11 @@
 #define PER_SLICE 5 /* dictionaries that a slice has room for; too few is reported */
 #endif
 
+/*
+ * SENT_EARLY: the host sends the first slice at any moment, also while it is current, and frees it
+ * when it came off the queue. SHORT_OF_MEMORY: WaitForSlice may fail to collect all dictionaries.
+ */
+
 #if CLIENTS * THREADS * VALUES > 4
 #error "sets of values have room for four"
 #endif
@@ -105,15 +110,22 @@ typedef Slice {
     bit alive;
     bit open;
     bit inTimeline;
+    bit isCollected; /* also where it was never current, so that it has no shelves */
 #ifdef WARNS
     bit isUnsent;
 #endif
-    unsigned countZ0 : 4;
-    unsigned dictionaries : 4;
+    byte held[LANES];
+    unsigned dictionaries : 4; /* wherever they are */
     byte accepted /* the values that its dictionaries took; only the checks look at it */
 };
 
+/* Where a dictionary is: on the shelf of its lane, taken off it, or in the slice's map. */
+#define Shelved 1
+#define Taken 2
+#define Inserted 3
+
 typedef Dictionary {
+    unsigned place : 2; /* 0 before and afterwards */
     byte client; /* the handle that holds it, or NONE */
     unsigned clientId : 4;
     bit lane; /* constant */
@@ -135,7 +147,7 @@ Client client[HANDLES];
 
 byte now = 1;
 bit terminated, stopping;
-byte currentSlice;
+byte currentSlice; /* written under the timeline lock, read by clients under their lanes */
 byte currentEndTime = END_OF(0);
 byte lane[LANES], timelineLock; /* 0, or one more than the process that has it */
 chan packQueue = [SLICES] of { byte };
@@ -155,15 +167,13 @@ byte users = THREADS; /* of the shared client */
 byte clientsGone;
 #ifdef WARNS
 byte counted, begunAtCount; /* slices that were counted as unsent, and the current one then */
+byte countedValues, acceptedAtCount; /* in them, and in all slices when the count began */
 #endif
 bit packJoined, garbageJoined;
 bit ended;
 
 /* Scratch of a step, so no part of a state. */
 hidden byte entry;
-#ifdef DEFECT_FURTHER_DICTIONARY_UNCOUNTED
-hidden byte other, isFurther;
-#endif
 
 /* ------------------------------------------------------------------------------------- locks */
 
@@ -303,38 +313,117 @@ inline Slice_construct(s) {
 #ifdef WARNS
     slice[s].isUnsent = 1;
 #endif
+    slice[s].isCollected = 1;
     slice[s].inTimeline = 1
 }
 
-/* Part of a step; leaves the new dictionary in `fresh`. */
-inline Slice_AddDictionary(s, id) {
+/* Part of a step, with the lane of `self`; leaves the new dictionary in `fresh`. */
+inline Slice_Shelve(s, id) {
     CHECK_SLICE(s);
-    CHECK_RANK(SLICE_RANK);
     CHECK(model_has_room, slice[s].dictionaries < PER_SLICE);
     fresh = s * PER_SLICE + slice[s].dictionaries;
+    dictionary[fresh].place = Shelved;
     dictionary[fresh].clientId = id;
+    dictionary[fresh].lane = client[self].lane;
     slice[s].dictionaries++;
-#ifdef DEFECT_FURTHER_DICTIONARY_UNCOUNTED
-    d_step {
-        isFurther = 0;
-        other = s * PER_SLICE;
-        do
-        :: other < fresh -> isFurther = isFurther || dictionary[other].clientId == id; other++
-        :: else -> break
-        od
-    };
-    slice[s].countZ0 = slice[s].countZ0 + 1 - isFurther
-#else
-    slice[s].countZ0++
-#endif
+    slice[s].held[client[self].lane]++
 }
 
-/* Part of a step. The program stops at 0; the check says that this is never needed. */
-inline Slice_DecCountZ0(s) {
+#ifdef DEFECT_HOLD_RELEASED_IN_OTHER_LANE
+#define LANE_OF_HOLD(d) (LANES - 1 - dictionary[d].lane)
+#else
+#define LANE_OF_HOLD(d) dictionary[d].lane
+#endif
+
+/* Part of a step, with the lane of the dictionary. */
+inline Slice_NoteLeft(d) {
+    CHECK_SLICE(SLICE_OF(d));
+    CHECK(holds_exact, slice[SLICE_OF(d)].held[LANE_OF_HOLD(d)] > 0);
+    slice[SLICE_OF(d)].held[LANE_OF_HOLD(d)]--
+}
+
+/* Nobody files in a slice that is not current, so that the lanes may be read at once. */
+#if LANES > 1
+#define GET_COUNT_Z0(s) (slice[s].held[0] + slice[s].held[1])
+#else
+#define GET_COUNT_Z0(s) slice[s].held[0]
+#endif
+
+/* Part of a step. Where memory runs out, that call to Collect does nothing more. */
+#if THROWS || defined SHORT_OF_MEMORY
+#define MAY_RUN_OUT(mayFail) \
+    if \
+    :: outOfMemory = outOfMemory || (mayFail) \
+    :: true \
+    fi
+#define HAS_MEMORY !outOfMemory
+#else
+#define MAY_RUN_OUT(mayFail) skip
+#define HAS_MEMORY true
+#endif
+
+/* Part of a step, with the lane, and the slice's lock: all or nothing. */
+inline Slice_TakeOffShelf(s, laneOfShelf, mayFail) {
     CHECK_SLICE(s);
+    CHECK_RANK(LANE_RANK);
+    lane[laneOfShelf] == 0 || !(HAS_MEMORY);
+    MAY_RUN_OUT(mayFail);
+    entry = s * PER_SLICE;
+    do
+    :: entry < s * PER_SLICE + slice[s].dictionaries ->
+       dictionary[entry].place = (dictionary[entry].place == Shelved &&
+                                          dictionary[entry].lane == laneOfShelf && HAS_MEMORY
+                                      -> Taken
+                                      : dictionary[entry].place);
+       entry++
+    :: else -> break
+    od
+}
+
+/* Part of a step, with the slice's lock: one after the other. */
+inline Slice_InsertAll(s, mayFail) {
     CHECK_RANK(SLICE_RANK);
-    CHECK(holds_exact, slice[s].countZ0 > 0);
-    slice[s].countZ0--
+    entry = s * PER_SLICE;
+    do
+    :: entry < s * PER_SLICE + slice[s].dictionaries ->
+       if
+       :: dictionary[entry].place == Taken ->
+          MAY_RUN_OUT(mayFail);
+          dictionary[entry].place = (HAS_MEMORY -> Inserted : Taken)
+       :: else
+       fi;
+       entry++
+    :: else -> break
+    od
+}
+
+/*
+ * Once it succeeded after the slice was over, there is nothing more to do. What was not inserted
+ * when memory ran out is left to the next call. Only who has the slice in hand looks at what is
+ * taken or inserted, so that both may share a step.
+ */
+inline Slice_Collect(s, mayFail) {
+    if
+    :: slice[s].isCollected
+    :: atomic { !slice[s].isCollected -> isOver = (currentSlice != s) };
+#if LANES > 1
+       atomic { Slice_TakeOffShelf(s, 0, mayFail) };
+#endif
+       atomic {
+#ifndef DEFECT_LANE_LEFT_OUT
+           Slice_TakeOffShelf(s, LANES - 1, mayFail);
+#endif
+           Slice_InsertAll(s, mayFail);
+#ifdef DEFECT_OVER_READ_AFTER_PASSAGE
+           isOver = (currentSlice != s);
+#endif
+#ifdef DEFECT_CURRENT_SLICE_COLLECTED_FOR_GOOD
+           isOver = 1;
+#endif
+           slice[s].isCollected = isOver && HAS_MEMORY;
+           isOver = 0
+       }
+    fi
 }
 
 /*
@@ -344,18 +433,27 @@ inline Slice_DecCountZ0(s) {
  */
 inline Slice_findHeld() {
     do
-    :: position < snapshotEnd && dictionary[position].client == NONE -> position++
+    :: position < snapshotEnd &&
+       (dictionary[position].client == NONE || dictionary[position].place != Inserted) ->
+       position++
     :: else -> break
     od
 }
 
-/* Part of a step. The snapshot ends at `snapshotEnd`. */
-inline Slice_SnapshotOfDictionaries(s) {
-    CHECK_SLICE(s);
-    CHECK_RANK(SLICE_RANK);
-    position = s * PER_SLICE;
-    snapshotEnd = position + slice[s].dictionaries;
-    Slice_findHeld()
+/* The snapshot ends at `snapshotEnd`. */
+inline Slice_SnapshotOfHeldDictionaries(s) {
+    Slice_Collect(s, false);
+    Slice_snapshot(s)
+}
+
+inline Slice_snapshot(s) {
+    atomic {
+        CHECK_SLICE(s);
+        CHECK_RANK(SLICE_RANK);
+        position = s * PER_SLICE;
+        snapshotEnd = position + slice[s].dictionaries;
+        Slice_findHeld()
+    }
 }
 
 /* Part of a step: the lane of the dictionary at `position`, and the client that holds it then. */
@@ -374,7 +472,7 @@ inline Slice_lockNext() {
 
 /* One dictionary after the other, so that nobody waits for more than one move. */
 inline Slice_ReleaseDicts(s) {
-    atomic { Slice_SnapshotOfDictionaries(s) };
+    Slice_SnapshotOfHeldDictionaries(s);
     do
     :: position < snapshotEnd ->
 #ifdef DEFECT_LANE_OF_FREED_CLIENT
@@ -393,7 +491,7 @@ inline Slice_ReleaseDicts(s) {
            fi
        };
        if
-       :: self != NONE -> Main_GetNewDictionary()
+       :: self != NONE -> Main_NewDictionary()
        :: else
        fi;
        atomic {
@@ -425,94 +523,19 @@ inline Dictionary_forgetClient(d) {
 
 /* Part of a step. Nobody is found where clients were moved off before, as they mostly are. */
 inline Slice_detachNext() {
-    IS_FREE(lane[dictionary[position].lane]);
     CHECK_RANK(LANE_RANK);
+    IS_FREE(lane[dictionary[position].lane]);
     Dictionary_forgetClient(position);
     position++;
     Slice_findHeld()
 }
 
-/* Part of a step. Nothing of a destroyed slice is left that could tell two states apart. */
-inline Slice_destroy(s) {
-    CHECK(packed_and_freed_once, slice[s].alive);
-    position = s * PER_SLICE;
-    do
-    :: position < s * PER_SLICE + slice[s].dictionaries ->
-       Dictionary_forgetClient(position);
-       dictionary[position].client = 0;
-       dictionary[position].clientId = 0;
-       dictionary[position].lane = 0;
-       dictionary[position].locked = 0;
-       dictionary[position].cachedCount = 0;
-       dictionary[position].cache[0] = 0;
-       dictionary[position].cache[1] = 0;
-       dictionary[position].aggregated = 0;
-       position++
-    :: else -> break
-    od;
-    position = 0;
-    slice[s].alive = 0;
-    slice[s].open = 0;
-    slice[s].dictionaries = 0;
-    slice[s].countZ0 = 0
-}
-
-/* ---------------------------------------------------------------------------------- generator */
-
-/* With the timeline lock. The ended slice is in the pack thread's reach before the new end is. */
-inline Main_BeginNextSlice() {
-    d_step {
-        Slice_construct(currentSlice + 1);
-        packQueue ! currentSlice;
-        currentSlice++
-    };
-    currentEndTime = END_OF(currentSlice)
-}
-
-/*
- * With the lane of `self`. `previous` is left for a dictionary of the current slice, in `fresh`.
- * Whoever waits for a slice's lock may go on before the call that let go of it has returned: so
- * the slice that was left must still be there one step later.
- */
-inline Main_GetNewDictionary() {
-    atomic {
-        CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
-        previous = 0;
-        RyPSysTime();
-        sliceMayBeOver = (now >= currentEndTime)
-    };
-    atomic {
-        ACQUIRE(timelineLock, TIMELINE_RANK);
-        if
-        :: sliceMayBeOver -> RyPSysTime(); instant = now; sliceMayBeOver = 0
-        :: else
-        fi
-    };
-    do
-    :: instant >= END_OF(currentSlice) -> Main_BeginNextSlice() /* AdvanceTimeline */
-    :: atomic { instant < END_OF(currentSlice) -> break }
-    od;
-    atomic {
-        instant = 0;
-        Slice_AddDictionary(currentSlice, ID_OF(self));
-        RELEASE(timelineLock, TIMELINE_RANK);
-        Client_take(fresh);
-        fresh = 0
-    }
-}
-
-/* Who left the slice before it was taken apart may still read it, until every lane is passed. */
-inline Main_RemoveSlice(s) {
-    atomic {
-        ACQUIRE(timelineLock, TIMELINE_RANK);
-#ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
-        slice[s].inTimeline = 0;
+inline Slice_DetachClients(s) {
+#ifdef DEFECT_DETACHED_WITHOUT_COLLECTING
+    Slice_snapshot(s);
+#else
+    Slice_SnapshotOfHeldDictionaries(s);
 #endif
-#ifndef DEFECT_TIMELINE_LOCKED_BEFORE_LANE
-        RELEASE(timelineLock, TIMELINE_RANK);
-#endif
-        Slice_SnapshotOfDictionaries(s)
-    };
     do
 #ifdef DEFECT_DETACHED_WITHOUT_LANE
     :: atomic { position < snapshotEnd -> self = dictionary[position].client };
@@ -531,19 +554,142 @@ inline Main_RemoveSlice(s) {
 #else
     :: atomic { position < snapshotEnd -> Slice_detachNext() }
 #endif
+    :: atomic { position >= snapshotEnd -> position = 0; snapshotEnd = 0; break }
+    od
+}
+
+/* Part of a step. Nothing of a destroyed slice is left that could tell two states apart. */
+inline Slice_destroy(s) {
+    CHECK(packed_and_freed_once, slice[s].alive);
+    position = s * PER_SLICE;
+    do
+    :: position < s * PER_SLICE + slice[s].dictionaries ->
+#ifdef DEFECT_SHELVES_LEFT_BEHIND
+       if
+       :: dictionary[position].place == Shelved -> position++; goto nextToDestroy
+       :: else
+       fi;
+#endif
+       CHECK(no_use_after_free, dictionary[position].client == NONE);
+       dictionary[position].place = 0;
+       dictionary[position].client = 0;
+       dictionary[position].clientId = 0;
+       dictionary[position].lane = 0;
+       dictionary[position].locked = 0;
+       dictionary[position].cachedCount = 0;
+       dictionary[position].cache[0] = 0;
+       dictionary[position].cache[1] = 0;
+       dictionary[position].aggregated = 0;
+       position++;
+#ifdef DEFECT_SHELVES_LEFT_BEHIND
+nextToDestroy:
+       skip
+#endif
+    :: else -> break
+    od;
+    position = 0;
+    slice[s].alive = 0;
+    slice[s].open = 0;
+    slice[s].isCollected = 0;
+    slice[s].dictionaries = 0;
+    slice[s].held[0] = 0;
+    slice[s].held[LANES - 1] = 0
+}
+
+/* ---------------------------------------------------------------------------------- generator */
+
+/* Part of a step: from here on clients file there. */
+inline Main_beginFiling(s) {
+    slice[s].isCollected = 0;
+    currentSlice = s
+}
+
+/*
+ * With the timeline lock, for which whoever takes an ended slice off the queue waits. Clients see
+ * the newest slice only, and see it when they see its end.
+ */
+inline Main_AdvanceTimeline() {
+    do
+    :: d_step {
+           instant >= END_OF(chosen) ->
+           Slice_construct(chosen + 1);
+           packQueue ! chosen;
+           chosen++
+       }
     :: atomic {
-           position >= snapshotEnd ->
-           snapshotEnd = 0;
-#ifdef DEFECT_TIMELINE_LOCKED_BEFORE_LANE
-           RELEASE(timelineLock, TIMELINE_RANK);
-#endif
-#ifndef DEFECT_FREED_WITHOUT_PASSAGE
-           passLanes();
-#endif
-           d_step { Slice_destroy(s) };
+           instant < END_OF(chosen) ->
+           if
+           :: chosen != currentSlice -> Main_beginFiling(chosen)
+           :: else
+           fi;
+           instant = 0;
            break
        }
-    od
+    od;
+    atomic {
+        currentEndTime = END_OF(chosen);
+        RELEASE(timelineLock, TIMELINE_RANK);
+        chosen = 0
+    }
+}
+
+/*
+ * With the lane of `self`. `previous` is left for a dictionary of the current slice. The slice that
+ * was left must still be there one step later: its client may be reading it. The current one may
+ * end as soon as it was read, and whoever takes it up finds the dictionary behind the lane.
+ */
+inline Main_NewDictionary() {
+    atomic {
+        CHECK(no_use_after_free, previous == NONE || slice[SLICE_OF(previous)].alive);
+        previous = 0;
+        RyPSysTime();
+        sliceMayBeOver = (now >= currentEndTime)
+    };
+    if
+    :: atomic {
+           sliceMayBeOver && IS_FREE(timelineLock) ->
+           ACQUIRE(timelineLock, TIMELINE_RANK);
+           sliceMayBeOver = 0;
+           RyPSysTime();
+           instant = now;
+           chosen = currentSlice
+       };
+       Main_AdvanceTimeline();
+       chosen = currentSlice
+    :: atomic { !sliceMayBeOver -> chosen = currentSlice }
+    fi;
+#ifdef DEFECT_CURRENT_READ_WITHOUT_LANE
+    atomic { RELEASE(lane[held], LANE_RANK) };
+    atomic { ACQUIRE(lane[held], LANE_RANK) };
+#endif
+    atomic {
+        Slice_Shelve(chosen, ID_OF(self));
+        chosen = 0;
+        Client_take(fresh);
+        fresh = 0
+    }
+}
+
+/*
+ * Who left the slice after its lanes were passed for the snapshot may still read it, until they are
+ * passed again. Nobody can tell when between the two it left the timeline: it was taken before.
+ */
+inline Main_RemoveSlice(s) {
+#ifdef DEFECT_TIMELINE_LOCKED_BEFORE_LANE
+    atomic { ACQUIRE(timelineLock, TIMELINE_RANK) };
+#endif
+    Slice_DetachClients(s);
+    atomic {
+#ifndef DEFECT_FREED_SLICE_STAYS_IN_TIMELINE
+        IS_FREE(timelineLock);
+        CHECK_RANK(TIMELINE_RANK);
+        slice[s].inTimeline = 0;
+#endif
+#ifndef DEFECT_FREED_WITHOUT_PASSAGE
+        passLanes();
+#endif
+        d_step { Slice_destroy(s) }
+    }
 }
 
 /* ------------------------------------------------------------------------------------ clients */
@@ -590,7 +736,7 @@ inline Client_leave() {
     :: previous != NONE ->
        CHECK_DICTIONARY(previous);
        dictionary[previous].client = NONE;
-       Slice_DecCountZ0(SLICE_OF(previous))
+       Slice_NoteLeft(previous)
     :: else
     fi
 }
@@ -599,7 +745,6 @@ inline Client_leave() {
 inline Client_take(d) {
     CHECK_CLIENT(self);
     client[self].dictionary = d;
-    dictionary[d].lane = client[self].lane;
     dictionary[d].client = self;
 #ifdef CLIENTS_ARE_ALIKE
     clientsCome = (self != DUMMY_HANDLE && ID_OF(self) == clientsCome -> clientsCome + 1
@@ -610,7 +755,7 @@ inline Client_take(d) {
 inline Client_GetNewDictionary() {
     Client_lookAtLane();
     atomic { Client_lock(); Client_leave() };
-    Main_GetNewDictionary();
+    Main_NewDictionary();
     atomic { UNLOCK_LANE }
 }
 
@@ -672,11 +817,15 @@ inline Client_adopt() {
     Client_lockToReport()
 }
 
-/* For a refused value. Nothing is held in the pause, so the client may be anywhere after it. */
+/*
+ * For a refused value. Nothing is held in the pause, so the client may be anywhere after it. There
+ * is one only before the end of the slice, and it takes time.
+ */
 inline Client_pause() {
     atomic {
         isRefused && !stopping ->
         CHECK_DICTIONARY(into); /* asked for the end of its slice */
+        now = (now < END_OF(SLICE_OF(into)) -> now + 1 : now);
         isRefused = 0;
 #ifndef DEFECT_END_READ_AFTER_UNLOCKING
         into = 0;
@@ -707,7 +856,7 @@ inline Client_AddLast(value) {
     fi;
     do
     :: atomic { needsNew -> needsNew = 0; Client_leave() };
-       Main_GetNewDictionary()
+       Main_NewDictionary()
     :: atomic {
            !needsNew && !isRefused ->
            Client_lookAtDictionary();
@@ -801,6 +950,7 @@ inline Client_destroy() {
     bit held; \
     byte previous; \
     byte fresh; \
+    byte chosen; \
     unsigned instant : 4; \
     bit sliceMayBeOver
 
@@ -870,7 +1020,7 @@ left:
 }
 
 /* How far the slice in hand is. */
-#define Taken 0
+#define InHand 0
 #define Folded 1
 #define Merged 2
 #define DictionariesSent 3
@@ -887,6 +1037,18 @@ left:
 #define MAY_THROW skip
 #endif
 
+#if THROWS
+#define MAY_FAIL_TO_CLOSE (thrown < THROWS)
+#else
+#define MAY_FAIL_TO_CLOSE false
+#endif
+
+#ifdef SHORT_OF_MEMORY
+#define MAY_FAIL_TO_TAKE true
+#else
+#define MAY_FAIL_TO_TAKE false
+#endif
+
 /* Part of a step. */
 inline Main_WaitForSlice() {
     if
@@ -900,12 +1062,15 @@ inline Main_WaitForSlice() {
 /* Part of a step. */
 inline Main_TakeInHand(s) {
     if
-    :: sliceToSend != s -> sliceToSend = s; stage = Taken
+    :: sliceToSend != s -> sliceToSend = s; stage = InHand
     :: else
     fi
 }
 
-/* A slice that came off the queue when the end had come already is not sent. */
+/*
+ * A slice that came off the queue when the end had come already is not sent. What is not collected
+ * here is when the slice is closed.
+ */
 inline Main_TakeToSend(s) {
     atomic {
 #ifndef DEFECT_TAKEN_WITHOUT_TIMELINE_LOCK
@@ -921,19 +1086,39 @@ inline Main_TakeToSend(s) {
 #endif
     };
 #ifdef DEFECT_TAKEN_WITHOUT_TIMELINE_LOCK
-    slice[s].isUnsent = 0
+    slice[s].isUnsent = 0;
+#endif
+    Slice_Collect(s, MAY_FAIL_TO_TAKE);
+#ifdef SHORT_OF_MEMORY
+    outOfMemory = 0
 #endif
 }
 
 /* Who tests the flag later finds it cleared; who has tested it before is done by then. */
 inline Main_CloseSlice(s) {
+#ifdef DEFECT_FLAG_CLEARED_AFTER_PASSAGE
+    atomic { passLanes() };
+    atomic { CHECK_SLICE(s); slice[s].open = 0 };
+#else
     atomic {
         CHECK_SLICE(s);
         slice[s].open = 0;
 #ifndef DEFECT_CLOSED_WITHOUT_PASSAGE
         passLanes()
 #endif
-    }
+    };
+#endif
+#ifndef DEFECT_CLOSED_WITHOUT_COLLECTING
+    Slice_Collect(s, MAY_FAIL_TO_CLOSE);
+#endif
+#if THROWS
+    if
+    :: atomic { outOfMemory -> outOfMemory = 0; thrown++; goto interrupted }
+    :: !outOfMemory
+    fi
+#else
+    skip
+#endif
 }
 
 /* Part of a step: AddValuesOfDict, from one of the slice's dictionaries into that of its id. */
@@ -971,7 +1156,7 @@ inline Slice_AddDictionarysSlice(finished) {
            MAY_THROW;
            source = finished * PER_SLICE + folded;
            if
-           :: dictionary[source].cachedCount > 0 ->
+           :: dictionary[source].place == Inserted && dictionary[source].cachedCount > 0 ->
               LOCK_LANE_OF_SOURCE;
               Dictionary_beginFlush(source);
               if
@@ -981,7 +1166,8 @@ inline Slice_AddDictionarysSlice(finished) {
            :: else
            fi;
            if
-           :: !isFlushing -> Slice_addDictionaryInHand()
+           :: dictionary[source].place != Inserted -> source = 0; folded++ /* not in the map */
+           :: dictionary[source].place == Inserted && !isFlushing -> Slice_addDictionaryInHand()
            :: else
            fi
        }
@@ -1056,9 +1242,11 @@ inline Main_SendSlice(s) {
         :: else
         fi;
         MAY_THROW;
+#ifndef SENT_EARLY
         garbageQueue ! s;
+#endif
         sliceToSend = NONE;
-        stage = Taken
+        stage = InHand
     }
 }
 
@@ -1077,11 +1265,16 @@ proctype doPackWork() {
     bit hasChanged = 1;
     bit lastsMayBeSet;
     bit isFlushing;
+    bit isOver;
+    bit outOfMemory;
 #if THROWS
     bit thrown;
 runAgain:
 #endif
     packDone = 0;
+#ifdef SENT_EARLY
+    Main_SendSlice(inHand); /* the first */
+#endif
 nextPass:
     do
     :: terminated -> break
@@ -1095,7 +1288,11 @@ nextPass:
            fi
        };
        Main_TakeToSend(inHand);
+#ifdef SENT_EARLY
+       atomic { garbageQueue ! inHand; sliceToSend = NONE }
+#else
        Main_SendSlice(inHand)
+#endif
     od;
     atomic { packDone = 1; packJoined = 1 };
 #if THROWS
@@ -1112,7 +1309,7 @@ inline Main_FreeSliceInHand(s) {
     atomic {
         CHECK_SLICE(s);
         CHECK_RANK(SLICE_RANK);
-        isHeld = (slice[s].countZ0 > 0)
+        isHeld = (GET_COUNT_Z0(s) > 0)
     };
 #ifndef REMOVED_AT_ONCE
     if
@@ -1150,6 +1347,8 @@ proctype doGarbageWork() {
     byte inHand;
     unsigned status : 2;
     bit isHeld;
+    bit isOver;
+    bit outOfMemory;
     byte position;
     byte snapshotEnd;
 
@@ -1185,7 +1384,8 @@ keepTime:
 
 /* Part of a step. */
 inline Main_Start() {
-    Slice_construct(0)
+    Slice_construct(0);
+    Main_beginFiling(0)
 }
 
 inline Main_Terminate() {
@@ -1198,15 +1398,71 @@ inline Main_Terminate() {
 }
 
 #ifdef WARNS
-/* Reads dictionaries under their locks; no lane is needed to tell which slices nobody will send. */
+#define IS_UNSENT(s) (slice[s].inTimeline && slice[s].isUnsent)
+
+/* With the lane, then the timeline lock: in all slices, also those on their way. */
+inline Main_takeOffShelves(laneOfShelf) {
+    atomic {
+        CHECK_RANK(LANE_RANK);
+        lane[laneOfShelf] == 0 && timelineLock == 0;
+        do
+        :: sliceAt < SLICES ->
+           if
+           :: slice[sliceAt].inTimeline -> Slice_TakeOffShelf(sliceAt, laneOfShelf, false)
+           :: else
+           fi;
+           sliceAt++
+        :: else -> break
+        od;
+        sliceAt = 0
+    }
+}
+
+/* Part of a step: what was taken off the shelves. The maps of unsent slices are empty here. */
+inline Slice_CountValues(s) {
+    position = s * PER_SLICE;
+    do
+    :: position < s * PER_SLICE + slice[s].dictionaries ->
+       countedValues =
+           (dictionary[position].place == Shelved
+                -> countedValues
+                : countedValues | dictionary[position].aggregated |
+                      (dictionary[position].cachedCount > 0 ->
+                           SET_OF(dictionary[position].cache[0]) : 0) |
+                      (dictionary[position].cachedCount > 1 ->
+                           SET_OF(dictionary[position].cache[1]) : 0));
+       position++
+    :: else -> break
+    od;
+    position = 0
+}
+
 inline Main_LogUnsent() {
+    atomic {
+        do
+        :: sliceAt < SLICES ->
+           acceptedAtCount = acceptedAtCount | slice[sliceAt].accepted;
+           sliceAt++
+        :: else -> break
+        od;
+        sliceAt = 0
+    };
+#ifndef DEFECT_SHELVES_UNCOUNTED
+    Main_takeOffShelves(0);
+#if LANES > 1
+    Main_takeOffShelves(1);
+#endif
+#endif
     atomic {
         timelineLock == 0;
         do
         :: sliceAt < SLICES ->
-           counted = (slice[sliceAt].inTimeline && slice[sliceAt].isUnsent
-                          -> counted | (1 << sliceAt)
-                          : counted);
+           if
+           :: IS_UNSENT(sliceAt) ->
+              counted = counted | (1 << sliceAt);
+              Slice_CountValues(sliceAt)
+           :: else
+           fi;
            sliceAt++
         :: else -> break
         od;
@@ -1242,6 +1498,13 @@ inline checkTheEnd() {
     do
     :: sliceAt < SLICES ->
        CHECK(packed_and_freed_once, !slice[sliceAt].alive);
+       entry = sliceAt * PER_SLICE;
+       do
+       :: entry < (sliceAt + 1) * PER_SLICE ->
+          CHECK(packed_and_freed_once, dictionary[entry].place == 0);
+          entry++
+       :: else -> break
+       od;
        CHECK(values_exact, !(accepted & slice[sliceAt].accepted));
        accepted = accepted | slice[sliceAt].accepted;
        if
@@ -1251,6 +1514,10 @@ inline checkTheEnd() {
 #ifdef WARNS
        CHECK(sent_or_counted,
              sliceAt > begunAtCount || (sliceAt < sent) != ((counted >> sliceAt) & 1));
+       CHECK(sent_or_counted,
+             !((counted >> sliceAt) & 1) ||
+                 !(slice[sliceAt].accepted & acceptedAtCount & ~countedValues));
+       CHECK(sent_or_counted, sliceAt >= sent || !(slice[sliceAt].accepted & countedValues));
 #endif
        sliceAt++
     :: else -> break
@@ -1262,6 +1529,8 @@ inline checkTheEnd() {
 
 /* The control thread of the host, which may terminate the generator at any moment. */
 init {
+    unsigned ranks : 4;
+    bit outOfMemory;
     byte position;
     byte sliceAt;
     byte accepted;
