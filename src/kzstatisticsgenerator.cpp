@@ -788,6 +788,7 @@ CKZStatGenSlice* CKZStatGenMain::WaitForSlice() {
 /// sent or counted.
 CKZStatGenSlice* CKZStatGenMain::TakeToSend(CKZStatGenSlice* slice) {
     {
+        // Also because the slice was queued under it, before the next one became current.
         const Lock::LockGuard guard(*m_timelineLock);
         if (m_terminated.load()) return nullptr;
         slice->m_isUnsent.store(false, std::memory_order_relaxed);
