@@ -45,36 +45,40 @@ std::string PercentileText(const Total& total, double Percentiles::*percentile) 
     return total.percentiles ? ValueText(total, *total.percentiles.*percentile) : "-";
 }
 
-/// A column of the final table. Those with a `sacrifice` are left out where there is no room for
-/// all, the lowest first.
+/// A column of the final table. Where there is no room for all, those of the lowest priority are
+/// left out first.
 struct TotalsColumn {
     const char* title;
-    int sacrifice;
+    int priority;
     std::string (*text)(const Total& total);
 };
 
-constexpr int kKept = 4;
+constexpr int kMaxPriority = 4;
 constexpr TotalsColumn kTotalsColumns[] = {
-    {"count", kKept, [](const Total& total) { return Text("%.0f", total.values.count); }},
+    {"count", kMaxPriority, [](const Total& total) { return Text("%.0f", total.values.count); }},
     {"mean", 3, [](const Total& total) { return Text("%.2f", total.values.Average()); }},
     {"min", 1, [](const Total& total) { return ValueText(total, total.values.minimum); }},
-    {"p50", kKept, [](const Total& total) { return PercentileText(total, &Percentiles::p50); }},
-    {"p95", kKept, [](const Total& total) { return PercentileText(total, &Percentiles::p95); }},
-    {"p99", kKept, [](const Total& total) { return PercentileText(total, &Percentiles::p99); }},
-    {"max", kKept, [](const Total& total) { return ValueText(total, total.values.maximum); }},
+    {"p50", kMaxPriority,
+     [](const Total& total) { return PercentileText(total, &Percentiles::p50); }},
+    {"p95", kMaxPriority,
+     [](const Total& total) { return PercentileText(total, &Percentiles::p95); }},
+    {"p99", kMaxPriority,
+     [](const Total& total) { return PercentileText(total, &Percentiles::p99); }},
+    {"max", kMaxPriority,
+     [](const Total& total) { return ValueText(total, total.values.maximum); }},
     {"sum", 2, [](const Total& total) { return ValueText(total, total.values.sum); }}};
 
-/// The titles, then a line for each of `totals`, without the columns below `kept`.
-std::vector<std::string> TotalsLines(const std::vector<Total>& totals, int kept) {
+/// The titles, then a line for each of `totals`.
+std::vector<std::string> TotalsLines(const std::vector<Total>& totals, int minPriority) {
     using kzterminal::Table;
     std::vector<Table::Column> columns{{"totals", Table::Left}};
     for (const TotalsColumn& column : kTotalsColumns)
-        if (column.sacrifice >= kept) columns.push_back({column.title, Table::Right});
+        if (column.priority >= minPriority) columns.push_back({column.title, Table::Right});
     Table table(std::move(columns));
     for (const Total& total : totals) {
         std::vector<std::string> cells{"  " + total.name};
         for (const TotalsColumn& column : kTotalsColumns)
-            if (column.sacrifice >= kept) cells.push_back(column.text(total));
+            if (column.priority >= minPriority) cells.push_back(column.text(total));
         table.Add(std::move(cells));
     }
     return table.Lines();
@@ -126,9 +130,10 @@ std::vector<std::string> TotalsTable(std::vector<Total> totals, std::size_t widt
     std::sort(totals.begin(), totals.end(), [](const Total& a, const Total& b) {
         return std::tie(a.type, a.name) < std::tie(b.type, b.name);
     });
-    int kept = 0;
-    std::vector<std::string> rows = TotalsLines(totals, kept);
-    while (kept < kKept && !Fit(rows, width)) rows = TotalsLines(totals, ++kept);
+    int minPriority = 1;
+    std::vector<std::string> rows = TotalsLines(totals, minPriority);
+    while (minPriority < kMaxPriority && !Fit(rows, width))
+        rows = TotalsLines(totals, ++minPriority);
     std::vector<std::string> lines{"", rows.front()};
     Type::PointType group = Type::NotSet;
     for (std::size_t i = 0; i < totals.size(); ++i) {
