@@ -134,7 +134,7 @@ void LoadRun::ComplainAboutConnections() {
 void LoadRun::PrintResults() {
     const long long made = m_state.RequestsMade();
     const long long counted = RequestsIn(m_totals);
-    m_terminal.PrintLines(TotalsTable(m_totals));
+    m_terminal.PrintTotals(m_totals);
     m_terminal.PrintLines({"", RequestsLine(made, counted)});
     if (made != counted) m_terminal.Complain("not every request made was counted");
     m_terminal.Complain(m_messages.Close());

@@ -4,9 +4,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <tuple>
+#include <utility>
 
 #include "kzstatpointkind.h"
 #include "ryp/truncate.h"
+#include "terminal/table.h"
+#include "terminal/terminaltext.h"
 
 namespace kzload {
 namespace {
@@ -29,12 +32,62 @@ bool IsDuration(Type::PointType type) {
     return kind != nullptr && kind->isDuration;
 }
 
-std::string TotalLine(const Total& total) {
-    const int digits = IsDuration(total.type) ? 2 : 0;
-    const CKZStatAggregate& values = total.values;
-    return Text("  %-23s %8.0f %10.2f %9.*f %9.*f %14.*f", total.name.c_str(), values.count,
-                values.Average(), digits, values.minimum, digits, values.maximum, digits,
-                values.sum);
+/// A time of a row in milliseconds; up to 99,999, rows fit eighty columns.
+std::string TimeCell(bool isKnown, double time) {
+    return isKnown ? Text(" %8.2f", time) : Text(" %8s", "-");
+}
+
+std::string ValueText(const Total& total, double value) {
+    return Text("%.*f", IsDuration(total.type) ? 2 : 0, value);
+}
+
+std::string PercentileText(const Total& total, double Percentiles::*percentile) {
+    return total.percentiles ? ValueText(total, *total.percentiles.*percentile) : "-";
+}
+
+/// A column of the final table. Where there is no room for all, those of the lowest priority are
+/// left out first.
+struct TotalsColumn {
+    const char* title;
+    int priority;
+    std::string (*text)(const Total& total);
+};
+
+constexpr int kMaxPriority = 4;
+constexpr TotalsColumn kTotalsColumns[] = {
+    {"count", kMaxPriority, [](const Total& total) { return Text("%.0f", total.values.count); }},
+    {"mean", 3, [](const Total& total) { return Text("%.2f", total.values.Average()); }},
+    {"min", 1, [](const Total& total) { return ValueText(total, total.values.minimum); }},
+    {"p50", kMaxPriority,
+     [](const Total& total) { return PercentileText(total, &Percentiles::p50); }},
+    {"p95", kMaxPriority,
+     [](const Total& total) { return PercentileText(total, &Percentiles::p95); }},
+    {"p99", kMaxPriority,
+     [](const Total& total) { return PercentileText(total, &Percentiles::p99); }},
+    {"max", kMaxPriority,
+     [](const Total& total) { return ValueText(total, total.values.maximum); }},
+    {"sum", 2, [](const Total& total) { return ValueText(total, total.values.sum); }}};
+
+/// The titles, then a line for each of `totals`.
+std::vector<std::string> TotalsLines(const std::vector<Total>& totals, int minPriority) {
+    using kzterminal::Table;
+    std::vector<Table::Column> columns{{"totals", Table::Left}};
+    for (const TotalsColumn& column : kTotalsColumns)
+        if (column.priority >= minPriority) columns.push_back({column.title, Table::Right});
+    Table table(std::move(columns));
+    for (const Total& total : totals) {
+        std::vector<std::string> cells{"  " + total.name};
+        for (const TotalsColumn& column : kTotalsColumns)
+            if (column.priority >= minPriority) cells.push_back(column.text(total));
+        table.Add(std::move(cells));
+    }
+    return table.Lines();
+}
+
+bool Fit(const std::vector<std::string>& lines, std::size_t width) {
+    return std::all_of(lines.begin(), lines.end(), [width](const std::string& line) {
+        return kzterminal::WidthOf(line) <= width;
+    });
 }
 
 }  // namespace
@@ -48,14 +101,17 @@ std::vector<std::string> Introduction(const Options& options, const std::string&
 }
 
 std::string RowHeader() {
-    return "elapsed s  clients  requests/s   mean ms    min ms    max ms   errors";
+    return "elapsed s clients requests/s  mean ms   p50 ms   p95 ms   p99 ms   max ms errors";
 }
 
 std::string RowLine(const SliceRow& row) {
-    std::string line = Text("%9.2f %8.0f %11.1f", row.elapsed, row.clients, row.requestsPerSecond);
-    line += row.hasTimes ? Text(" %9.2f %9.2f %9.2f", row.mean, row.minimum, row.maximum)
-                         : Text(" %9s %9s %9s", "-", "-", "-");
-    return line + Text(" %8lld", row.errors);
+    std::string line = Text("%9.2f %7.0f %10.1f", row.elapsed, row.clients, row.requestsPerSecond);
+    line += TimeCell(row.hasTimes, row.mean);
+    const Percentiles percentiles = row.percentiles.value_or(Percentiles{});
+    for (const double time : {percentiles.p50, percentiles.p95, percentiles.p99})
+        line += TimeCell(row.percentiles.has_value(), time);
+    line += TimeCell(row.hasTimes, row.maximum);
+    return line + Text(" %6lld", row.errors);
 }
 
 std::string ProgressLine(const Progress& progress, std::size_t width) {
@@ -70,17 +126,20 @@ std::string ProgressLine(const Progress& progress, std::size_t width) {
     return std::string("[").append(filled, '#').append(bar - filled, '.') + "]" + numbers;
 }
 
-std::vector<std::string> TotalsTable(std::vector<Total> totals) {
+std::vector<std::string> TotalsTable(std::vector<Total> totals, std::size_t width) {
     std::sort(totals.begin(), totals.end(), [](const Total& a, const Total& b) {
         return std::tie(a.type, a.name) < std::tie(b.type, b.name);
     });
-    std::vector<std::string> lines{
-        "", Text("%-25s %8s %10s %9s %9s %14s", "totals", "count", "mean", "min", "max", "sum")};
+    int minPriority = 1;
+    std::vector<std::string> rows = TotalsLines(totals, minPriority);
+    while (minPriority < kMaxPriority && !Fit(rows, width))
+        rows = TotalsLines(totals, ++minPriority);
+    std::vector<std::string> lines{"", rows.front()};
     Type::PointType group = Type::NotSet;
-    for (const Total& total : totals) {
-        if (total.type != group) lines.push_back(Type::GetStringFromEnumType(total.type));
-        group = total.type;
-        lines.push_back(TotalLine(total));
+    for (std::size_t i = 0; i < totals.size(); ++i) {
+        if (totals[i].type != group) lines.push_back(Type::GetStringFromEnumType(totals[i].type));
+        group = totals[i].type;
+        lines.push_back(rows[i + 1]);
     }
     return lines;
 }

@@ -1,6 +1,8 @@
 #ifndef KZLOAD_REPORT_H
 #define KZLOAD_REPORT_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,13 @@ namespace kzload {
 
 /// What the user reads, as lines without their ends. These functions are safe for concurrent use.
 
+/// Of the values of one name.
+struct Percentiles {
+    double p50;
+    double p95;
+    double p99;
+};
+
 /// One slice. Times are in milliseconds and mean nothing where no request ended.
 struct SliceRow {
     double elapsed;
@@ -19,7 +28,7 @@ struct SliceRow {
     double requestsPerSecond;
     bool hasTimes;
     double mean;
-    double minimum;
+    std::optional<Percentiles> percentiles;
     double maximum;
     long long errors;
 };
@@ -36,6 +45,7 @@ struct Total {
     std::string name;
     CKZStatPointTypeEnum::PointType type;
     CKZStatAggregate values;
+    std::optional<Percentiles> percentiles;
 };
 
 std::vector<std::string> Introduction(const Options& options, const std::string& url);
@@ -43,8 +53,9 @@ std::string RowHeader();
 std::string RowLine(const SliceRow& row);
 /// A line of at most `width` characters.
 std::string ProgressLine(const Progress& progress, std::size_t width);
-/// Sorted by type and name.
-std::vector<std::string> TotalsTable(std::vector<Total> totals);
+/// Sorted by type and name. Where `width` columns are too few, leaves out the minimum, then the
+/// sum, then the mean; what remains may still be wider.
+std::vector<std::string> TotalsTable(std::vector<Total> totals, std::size_t width);
 /// Where to go on looking.
 std::vector<std::string> WhereTheRunIs(const std::string& journalFile);
 std::string RequestsLine(long long made, long long counted);

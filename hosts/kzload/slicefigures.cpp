@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kzstatdistribution.h"
 #include "ryp/truncate.h"
 #include "statnames.h"
 
@@ -12,6 +13,13 @@ namespace {
 CKZStatAggregate LastsOf(const CKZStatSliceValues& slice, const Stat& stat) {
     const CKZStatSliceValues::Record* const record = slice.FindRecord(stat.name);
     return record == nullptr ? CKZStatAggregate() : record->lasts;
+}
+
+std::optional<Percentiles> PercentilesOf(const CKZStatDistribution* distribution) {
+    if (distribution == nullptr || distribution->GetCount() == distribution->GetNaNCount())
+        return std::nullopt;
+    return Percentiles{distribution->Quantile(0.50), distribution->Quantile(0.95),
+                       distribution->Quantile(0.99)};
 }
 
 double ErrorsIn(const CKZStatSliceValues& slice) {
@@ -32,7 +40,8 @@ SliceRow RowOf(const CKZStatSliceValues& slice) {
     row.requestsPerSecond = LastsOf(slice, kRequestsRate).sum / slice.GetSliceLength();
     row.hasTimes = times.HasValues();
     row.mean = times.Average();
-    row.minimum = times.minimum;
+    if (const CKZStatSliceValues::Record* const record = slice.FindRecord(kRequestTime.name))
+        row.percentiles = PercentilesOf(record->lastsDistribution);
     row.maximum = times.maximum;
     row.errors = RyPTruncate<long long>(ErrorsIn(slice));
     return row;
@@ -42,7 +51,8 @@ std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
     std::vector<Total> totals;
     totals.reserve(slice.GetRecords().size());
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
-        totals.push_back({std::string(record.name), record.type, record.totals});
+        totals.push_back({std::string(record.name), record.type, record.totals,
+                          PercentilesOf(record.totalsDistribution)});
     return totals;
 }
 

@@ -1,6 +1,7 @@
 #include "terminal.h"
 
 #include <cstdio>
+#include <limits>
 #include <utility>
 
 #include "terminal/terminaltext.h"
@@ -35,6 +36,15 @@ void Terminal::PrintLines(const std::vector<std::string>& lines) {
     Erase();
     for (const std::string& line : lines) WriteLine(line);
     Flush();
+}
+
+void Terminal::PrintTotals(const std::vector<Total>& totals) {
+    std::size_t width = std::numeric_limits<std::size_t>::max();
+    {
+        const RWMutexLock::LockGuard guard(m_lock);
+        if (m_output.IsTerminal()) width = m_output.Width();
+    }
+    PrintLines(TotalsTable(totals, width));
 }
 
 void Terminal::ShowProgress(const Progress& progress) {

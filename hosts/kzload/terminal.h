@@ -29,6 +29,8 @@ public:
     /// The first row comes with the header.
     void PrintRow(const SliceRow& row);
     void PrintLines(const std::vector<std::string>& lines);
+    /// The final table, in the columns that a terminal has room for.
+    void PrintTotals(const std::vector<Total>& totals);
 
     /// Shown until the next lines that are no rows.
     void ShowProgress(const Progress& progress);

@@ -14,7 +14,9 @@ import runs
 import screen
 import servers
 
-HEADER = "elapsed s  clients  requests/s   mean ms    min ms    max ms   errors"
+HEADER = "elapsed s clients requests/s  mean ms   p50 ms   p95 ms   p99 ms   max ms errors"
+
+TYPES_WITH_PERCENTILES = {"Timer", "TransactionTimer", "Measurement"}
 
 
 class RunTest(unittest.TestCase):
@@ -57,7 +59,7 @@ class Pipe(RunTest):
         self.assertEqual(made, round(sum(float(row.rate) * 0.5 for row in rows)))
         bad = table.get("responses.4xx")
         self.assertEqual(bad.count if bad else 0, sum(int(row.errors) for row in rows))
-        self.assertEqual(table["request.time"].maximum,
+        self.assertEqual(table["request.time"].max,
                          max(float(row.maximum) for row in rows if row.maximum != "-"))
 
     def test_the_types_of_the_statistics(self):
@@ -109,6 +111,65 @@ class Pipe(RunTest):
         self.assert_accounted_for(result.out)
 
 
+class Percentiles(RunTest):
+    def assert_ascending(self, values):
+        self.assertEqual(sorted(values), list(values))
+
+    def test_a_row_has_those_of_its_requests(self):
+        rows = runs.rows(runs.run("--duration", 2, "--slice", 0.5).out)
+        for row in rows:
+            times = (row.p50, row.p95, row.p99, row.maximum)
+            if row.mean == "-":
+                self.assertEqual({"-"}, set(times))
+            else:
+                self.assert_ascending([float(time) for time in times])
+        self.assertIn(True, [row.mean != "-" for row in rows])
+
+    def test_a_row_without_requests_has_dashes(self):
+        with servers.silent() as url:
+            result = runs.run(url, "--duration", 1, "--slice", 0.4, "--clients", 1)
+        self.assertEqual(("-",) * 5, runs.rows(result.out)[0][3:8])
+
+    def test_the_table_has_those_of_names_that_have_a_distribution(self):
+        table = runs.totals(runs.run("--duration", 2, "--slice", 0.5).out)
+        for name, total in table.items():
+            with self.subTest(name):
+                percentiles = (total.p50, total.p95, total.p99)
+                if total.type in TYPES_WITH_PERCENTILES:
+                    self.assert_ascending((total.min, *percentiles, total.max))
+                else:
+                    self.assertEqual((None,) * 3, percentiles)
+        self.assertLessEqual(TYPES_WITH_PERCENTILES, {total.type for total in table.values()})
+
+    def test_the_columns_of_the_table_are_aligned(self):
+        table = runs.run("--duration", 1).out.partition("\ntotals ")[2].splitlines()
+        table = [line for line in table if runs.TOTAL.match(line)]
+        self.assertEqual(1, len(set(map(len, table))), table)
+
+    def test_equal_values_are_their_percentiles(self):
+        with servers.answering(200) as (url, _):
+            table = runs.totals(runs.run(url, "--duration", 1, "--clients", 3).out)
+        size = table["request.bytes"]
+        self.assertEqual({size.mean}, {size.min, size.p50, size.p95, size.p99, size.max})
+
+    def test_one_large_value_in_ten_is_p95_but_not_the_median(self):
+        # The reason in the first line of the response makes those of 404 larger.
+        with servers.answering(*9 * [200], 404) as (url, answered):
+            table = runs.totals(runs.run(url, "--duration", 2, "--clients", 3).out)
+        self.assertGreater(answered[404], 0)
+        size = table["request.bytes"]
+        self.assertEqual(len("Not Found") - len("OK"), size.max - size.min)
+        # Half a bucket and the rounding of the table.
+        self.assertAlmostEqual(size.min, size.p50, delta=size.min / 256 + 0.5)
+        self.assertAlmostEqual(size.max, size.p95, delta=size.max / 256 + 0.5)
+        self.assertAlmostEqual(size.max, size.p99, delta=size.max / 256 + 0.5)
+
+    def test_times_are_those_of_a_server_that_takes_its_time(self):
+        with servers.answering(200, delay=0.05) as (url, _):
+            table = runs.totals(runs.run(url, "--duration", 1, "--clients", 3).out)
+        self.assertGreaterEqual(table["request.time"].p50, 50)
+
+
 class Terminal(RunTest):
     def test_rows_scroll_above_a_progress_bar_that_is_gone_at_the_end(self):
         status, seen, _ = screen.run(100, "--duration", 2, "--slice", 0.5)
@@ -128,6 +189,15 @@ class Terminal(RunTest):
         self.assertEqual(0, status)
         self.assertFalse(seen.wrapped)
         self.assertFalse(any(line.endswith(">") for line in seen.lines), seen.lines)
+        time = runs.totals("\n".join(seen.lines))["request.time"]
+        self.assertNotIn(None, (time.count, time.p50, time.p95, time.p99, time.max))
+
+    def test_the_table_leaves_out_columns_that_do_not_fit(self):
+        for width, shown in ((200, {"mean", "min", "sum"}), (40, set())):
+            with self.subTest(width=width):
+                _, seen, _ = screen.run(width, "--duration", 0.5, "--slice", 0.25)
+                (titles,) = (line for line in seen.lines if line.startswith("totals "))
+                self.assertEqual(shown, {"mean", "min", "sum"}.intersection(titles.split()))
 
     def test_a_narrow_terminal_cuts_lines_and_does_not_wrap(self):
         for width in (40, 10, 1):
@@ -506,8 +576,8 @@ class Connections(RunTest):
         table = self.assert_accounted_for(result.out)
         self.assertEqual(5, table["errors.aborted"].count)
         self.assertEqual(5, table["reasons.login.aborted"].count)
-        self.assertEqual(5, table["request.time.running"].maximum)
-        self.assertGreater(table["request.time.oldest"].maximum, 0)
+        self.assertEqual(5, table["request.time.running"].max)
+        self.assertGreater(table["request.time.oldest"].max, 0)
 
     def test_the_demo_server_listens_on_the_loopback_address_only(self):
         process = runs.start("--duration", 1000, "--slice", 0.3)

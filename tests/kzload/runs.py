@@ -9,13 +9,14 @@ KZLOAD = os.environ["KZLOAD"]
 DEFAULT_JOURNAL = object()  # the one that kzload chooses
 TIMEOUT = 120  # seconds; generous, since instrumented builds on a busy machine are slow
 
-ROW = re.compile(r"^ +(\d+\.\d\d) +(\d+) +(\d+\.\d) +(-|\d+\.\d\d) +(-|\d+\.\d\d) +(-|\d+\.\d\d)"
-                 r" +(\d+)$")
-TOTAL = re.compile(r"^  (\S+) +(\d+) +(\S+) +(\S+) +(\S+) +(\S+)$")
+TIME = r" +(-|\d+\.\d\d)"
+ROW = re.compile(r"^ +(\d+\.\d\d) +(\d+) +(\d+\.\d)" + 5 * TIME + r" +(\d+)$")
+TOTAL = re.compile(r"^  (\S+) +(\d+ .*)$")
 MADE = re.compile(r"^requests made (\d+), counted (\d+)$", re.MULTILINE)
 
-Row = namedtuple("Row", "elapsed clients rate mean minimum maximum errors")
-Total = namedtuple("Total", "type count mean minimum maximum sum")
+Row = namedtuple("Row", "elapsed clients rate mean p50 p95 p99 maximum errors")
+# What a narrow terminal has no room for, and a percentile that is a dash, is None.
+Total = namedtuple("Total", "type count mean min p50 p95 p99 max sum", defaults=9 * [None])
 Result = namedtuple("Result", "status out err")
 
 
@@ -62,11 +63,12 @@ def totals(out):
     """The final table by name."""
     table = {}
     point_type = None
-    for line in out.partition("\ntotals ")[2].splitlines()[1:]:
+    titles, *lines = out.partition("\ntotals ")[2].splitlines() or [""]
+    for line in lines:
         match = TOTAL.match(line)
         if match:
-            name, count, *numbers = match.groups()
-            table[name] = Total(point_type, int(count), *map(float, numbers))
+            numbers = (None if cell == "-" else float(cell) for cell in match[2].split())
+            table[match[1]] = Total(point_type, **dict(zip(titles.split(), numbers, strict=True)))
         elif line and not line.startswith(" "):
             point_type = line
     return table

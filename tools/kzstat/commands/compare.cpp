@@ -9,12 +9,14 @@
 #include "figures/comparison.h"
 #include "figures/failcondition.h"
 #include "kzjournalreader.h"
-#include "tables/table.h"
+#include "terminal/table.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
 
 namespace kzstatprogram {
 namespace {
+
+using kzterminal::Table;
 
 /// Rarer than that by chance counts as a change.
 constexpr double kSignificance = 0.01;

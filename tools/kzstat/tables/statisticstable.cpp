@@ -8,6 +8,8 @@
 namespace kzstatprogram {
 namespace {
 
+using kzterminal::Table;
+
 constexpr std::size_t kMaxNotes = 10;
 
 std::string Cell(const std::optional<double>& value) {

@@ -6,14 +6,14 @@
 
 #include "figures/statistics.h"
 #include "kzjournalreader.h"
-#include "tables/table.h"
+#include "terminal/table.h"
 
 namespace kzstatprogram {
 
 /// One row per name. Names are cut to `nameWidth` characters. A column of `sparklines` is there
 /// where there are any, in the order of the rows.
-Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
-              const std::vector<std::string>& sparklines = {});
+kzterminal::Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
+                          const std::vector<std::string>& sparklines = {});
 
 /// What a run is and how much of it the file has, as a line.
 std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range);

@@ -1,16 +1,16 @@
-#include "tables/table.h"
+#include "terminal/table.h"
 
 #include <algorithm>
 
 #include "terminal/terminaltext.h"
 
-namespace kzstatprogram {
+namespace kzterminal {
 namespace {
 
 constexpr char kGap[] = "  ";
 
 std::string Padded(const std::string& text, std::size_t width, Table::Alignment alignment) {
-    const std::string blanks(width - kzterminal::WidthOf(text), ' ');
+    const std::string blanks(width - WidthOf(text), ' ');
     return alignment == Table::Left ? text + blanks : blanks + text;
 }
 
@@ -21,8 +21,8 @@ std::vector<std::string> Table::Lines() const {
     std::vector<std::size_t> widths;
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
         titles.push_back(m_columns[i].title);
-        widths.push_back(kzterminal::WidthOf(m_columns[i].title));
-        for (const auto& row : m_rows) widths[i] = std::max(widths[i], kzterminal::WidthOf(row[i]));
+        widths.push_back(WidthOf(m_columns[i].title));
+        for (const auto& row : m_rows) widths[i] = std::max(widths[i], WidthOf(row[i]));
     }
     const auto lineOf = [&](const std::vector<std::string>& cells) {
         std::string line;
@@ -36,4 +36,4 @@ std::vector<std::string> Table::Lines() const {
     return lines;
 }
 
-}  // namespace kzstatprogram
+}  // namespace kzterminal

@@ -1,12 +1,11 @@
-#include "tables/table.h"
+#include "terminal/table.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 TEST(Table, AlignsCellsWhateverTheyAreMadeOf) {
-    kzstatprogram::Table table(
-        {{"name", kzstatprogram::Table::Left}, {"n", kzstatprogram::Table::Right}});
+    kzterminal::Table table({{"name", kzterminal::Table::Left}, {"n", kzterminal::Table::Right}});
     table.Add({"\u00e9", "1"});
     table.Add({"\u65e5\u672c", "2"});
     table.Add({"e\u0301", "3"});

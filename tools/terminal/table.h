@@ -1,10 +1,10 @@
-#ifndef KZSTATPROGRAM_TABLE_H
-#define KZSTATPROGRAM_TABLE_H
+#ifndef KZTERMINAL_TABLE_H
+#define KZTERMINAL_TABLE_H
 
 #include <string>
 #include <vector>
 
-namespace kzstatprogram {
+namespace kzterminal {
 
 /// Cells in columns as wide as they need. Compatible.
 class Table {
@@ -28,6 +28,6 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
-}  // namespace kzstatprogram
+}  // namespace kzterminal
 
 #endif
