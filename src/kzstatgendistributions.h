@@ -13,6 +13,7 @@
 
 #include "kzstatdistribution.h"
 #include "kzstatdistributionchoice.h"
+#include "kzstatdistributionstate.h"
 #include "kzstatgenmeasurement.h"
 #include "kzstatnameindex.h"
 #include "kzstatpointtypeenum.h"
@@ -119,7 +120,8 @@ public:
     /// Throws std::bad_alloc; nothing was added then.
     void Add(Number number, double value) {
         if (number >= m_slots.size() || !m_slots[number].isUsed) Use(number);
-        m_slots[number].values.Add(value);
+        CKZStatDistribution& values = m_slots[number].values;
+        if (!values.TryAdd(value)) values.AddWithCare(value);
     }
     /// Its first lines, which a value that is added soon reads.
     void Prefetch(Number number) const {
