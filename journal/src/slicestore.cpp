@@ -337,7 +337,7 @@ void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end
 
 void SliceStore::AddNote(const Note& note) {
     Guarded([&] {
-        SQLite::Statement insert(m_database,
+        SQLite::Statement insert(Database(),
                                  "INSERT INTO notes (run_number, time, text) VALUES (0, ?, ?)");
         SQLite::bind(insert, note.time, note.text);
         insert.exec();

@@ -239,6 +239,7 @@ class Follow(JournalTest):
         run("merge", one, two, "-o", self.run_path)
         with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
             journal.execute("UPDATE runs SET end_time = NULL WHERE number = 0")
+            journals.seal_runs(journal)
             journal.commit()
         self.terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--follow"],
                                            environment={"LC_ALL": "C"}, width=140)
@@ -561,6 +562,7 @@ class Completeness(JournalTest):
         self.run_path = self.make_run("seen.kzj")
         with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
             journal.execute("UPDATE runs SET lost_slices = 2, expected_slices = 12")
+            journals.seal_runs(journal)
             journal.commit()
         self.assert_all_say("10 of 12 slices")
 

@@ -162,24 +162,24 @@ TEST_F(MergedRun, KeepsSlicesApartWhoseMiddlesLieOnTheEdges) {
 
 TEST_F(MergedRun, KeepsSlicesApartWhoseEndsDriftAsAddingDoublesExplains) {
     sliceLength = 0.1;
-    const double start = 1e12;
+    const double start = 2.5e11;
     SliceMaker maker("load", sliceLength, start);
     std::vector<MadeSlice> slices;
     double end = start;
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 12000; ++i) {
         slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {1}}}));
         slices.back().facts.endTime = end += sliceLength;
         slices.back().facts.elapsed = end - start;
     }
-    ASSERT_GT(std::abs(end - start - 300), sliceLength / 2);
+    ASSERT_GT(std::abs(end - start - 1200), sliceLength / 2);
     paths.push_back(Keep(start, slices));
     AddRun(start, {{1}});
-    EXPECT_THAT(Merge(), SizeIs(3000));
+    EXPECT_THAT(Merge(), SizeIs(12000));
 }
 
 TEST_F(MergedRun, RefusesRunsTooFarApart) {
     AddRun(1000, {{1}});
-    AddRun(1e12, {{1}});
+    AddRun(2.5e11, {{1}});
     EXPECT_EQ("cannot merge: slice 1 of " + paths[1] +
                   " ends too far from the start of the merged run at 1970-01-01 00:16:40 UTC",
               ComplaintOf(paths));
@@ -241,10 +241,10 @@ TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
     EXPECT_EQ("", open.testName);
 }
 
-TEST_F(MergedRun, SurvivesTimesOutOfAllRange) {
+TEST_F(MergedRun, SurvivesTimesThatLeap) {
     SliceMaker maker;
     std::vector<MadeSlice> slices;
-    for (const double elapsed : {1e300, -1e300, 1.0}) {
+    for (const double elapsed : {2.5e11, -2.5e11, 1.0}) {
         slices.push_back(maker.NextSlice({{"login.time", Types::Timer, {1}}}));
         slices.back().facts.elapsed = elapsed;
     }
