@@ -161,7 +161,7 @@ TEST_F(Companions, ALogOfARunThatCrashedIsNotTakenForThatOfARestoredRunThatCrash
     const std::string restored = folder.Path("restored.kzj");
     kzjournal::Writer other;
     ASSERT_FALSE(other.Open(restored, kzjournal::RunOfThisProcess("other", 1.7e9, 1)));
-    ASSERT_EQ("", TextOf(other.Append(SliceMaker("other", 1, 1.7e9).NextSlice({}).View())));
+    ASSERT_EQ("", TextOf(other.Append(SliceMaker("other", 1, 1.7e9).NextSlice({}).View()).problem));
     const std::string backup = folder.Path("backup.kzj");
     // Into the file itself, which its log would be enough for otherwise.
     sqlite3* database = nullptr;
