@@ -178,8 +178,10 @@ void ReadableDatabase::OpenFile(const std::string& file, int flags) {
 void ReadableDatabase::Prepare() {
     Limit(*m_database, m_steps);
     const bool hasNoLog = IsKeptWithARollbackJournal(*m_database);
-    // Such a file gets its log after its header has said so, and loses it before.
-    if (hasNoLog && SizeOf(m_path + "-wal") > 0) RefuseLog();
+    // Such a file gets its log after its header has said so, and loses it before. Asked again,
+    // since a run may just have begun.
+    if (hasNoLog && SizeOf(m_path + "-wal") > 0 && IsKeptWithARollbackJournal(*m_database))
+        RefuseLog();
     m_steps.Allow(kStepsForSchema);
     CheckIsJournal(*m_database, m_path);
     if (!hasNoLog) RefuseLogOfAnotherRun();
