@@ -75,6 +75,9 @@ public:
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
+    /// Has reading fail as soon as `isRequested`, which is asked often, returns true.
+    void StopWhen(std::function<bool()> isRequested);
+
     const Run& Facts() const;
     /// False while the run is active, and if its process was killed.
     bool HasEnded();
