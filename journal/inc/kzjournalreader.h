@@ -60,7 +60,9 @@ struct Completeness {
 };
 
 /// Reads the journal of a run, also while the run is active: each call sees the slices that are
-/// complete at that moment. Never changes the journal.
+/// complete at that moment. Never changes what is in the journal; rolls back what another program
+/// left half done beside it, in a private copy where it may not write. Refuses damaged slices, and
+/// files that were made to look like a journal. Holds no transaction while a slice is visited.
 ///
 /// All operations throw `Error`. Compatible: one thread at a time per object; several readers may
 /// read one file.
@@ -72,6 +74,9 @@ public:
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
+
+    /// Has reading fail as soon as `isRequested`, which is asked often, returns true.
+    void StopWhen(std::function<bool()> isRequested);
 
     const Run& Facts() const;
     /// False while the run is active, and if its process was killed.
@@ -106,7 +111,8 @@ public:
     /// as above.
     void ForEachSliceAfter(int sliceId, const std::function<void(const Slice&)>& visit,
                            int most = std::numeric_limits<int>::max());
-    /// Visits one name in the order of time. Reads nothing of other names and verifies nothing.
+    /// Visits one name in the order of time. All slices of the range are verified before, which is
+    /// done once per chunk and reader.
     void ForEachPoint(const std::string& name, const TimeRange& range,
                       const std::function<void(const SeriesPoint&)>& visit);
 

@@ -205,6 +205,10 @@ Reader::Reader(const std::string& path, int source)
 
 Reader::~Reader() = default;
 
+void Reader::StopWhen(std::function<bool()> isRequested) {
+    m_state->file.Steps().SetStopRequest(std::move(isRequested));
+}
+
 const Run& Reader::Facts() const {
     return m_state->facts;
 }

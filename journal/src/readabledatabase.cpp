@@ -101,6 +101,13 @@ std::string RunIdIn(SQLite::Database& database) {
     return query.executeStep() ? query.getColumn(0).getString() : "";
 }
 
+bool HasSliceOrEnd(SQLite::Database& database) {
+    SQLite::Statement query(database,
+                            "SELECT 1 FROM runs WHERE number = 0 AND (end_time IS NOT NULL"
+                            " OR EXISTS (SELECT 1 FROM slices))");
+    return query.executeStep();
+}
+
 /// For files of strangers.
 void Limit(SQLite::Database& database, StepLimit& steps) {
     sqlite3* const handle = database.getHandle();
@@ -171,8 +178,10 @@ void ReadableDatabase::OpenFile(const std::string& file, int flags) {
 void ReadableDatabase::Prepare() {
     Limit(*m_database, m_steps);
     const bool hasNoLog = IsKeptWithARollbackJournal(*m_database);
-    // Such a file gets its log after its header has said so, and loses it before.
-    if (hasNoLog && SizeOf(m_path + "-wal") > 0) RefuseLog();
+    // Such a file gets its log after its header has said so, and loses it before. Asked again,
+    // since a run may just have begun.
+    if (hasNoLog && SizeOf(m_path + "-wal") > 0 && IsKeptWithARollbackJournal(*m_database))
+        RefuseLog();
     m_steps.Allow(kStepsForSchema);
     CheckIsJournal(*m_database, m_path);
     if (!hasNoLog) RefuseLogOfAnotherRun();
@@ -212,7 +221,7 @@ void ReadableDatabase::RefuseLog() const {
                 "-wal beside it is of another run; move it and " + m_path + "-shm elsewhere");
 }
 
-/// Empty where the file does not tell, as at the begin of a run.
+/// Empty where the file does not tell, as before the first slice.
 std::string ReadableDatabase::RunIdOfFileAlone() const {
     try {
         StepLimit steps;
@@ -220,7 +229,8 @@ std::string ReadableDatabase::RunIdOfFileAlone() const {
         Limit(alone, steps);
         steps.Allow(kStepsForSchema);
         CheckIsJournal(alone, m_path);
-        return RunIdIn(alone);
+        // Another run may take over the file of one without a slice.
+        return HasSliceOrEnd(alone) ? RunIdIn(alone) : "";
     } catch (const SQLite::Exception&) {
         // It may be in the midst of a change that its companion tells of.
         return {};

@@ -137,6 +137,7 @@ protected:
                 slices.NextSlice({{"a", Types::Timer, {i / 3.0}},
                                   {"b" + std::to_string(i % 5), Types::Counter, {1}}});
             slice.facts.sliceId += 1000;
+            slice.message = RWCString();  // which names the other id
             slice.facts.elapsed = elapsedOf(i);
             bulk.Append(slice.View());
             m_byTime.emplace(slice.facts.elapsed, slice);

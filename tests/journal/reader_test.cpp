@@ -86,6 +86,18 @@ TEST_F(Reader, HoldsNothingOfTheFileWhileASliceIsVisited) {
     });
 }
 
+TEST_F(Reader, StopsInTheMidstOfItsWork) {
+    for (int i = 0; i < 100; ++i) AppendLogins({10});
+    kzjournal::Reader reader(path);
+    reader.StopWhen([] { return true; });
+    try {
+        reader.ForEachSlice({}, [](const kzjournal::Slice&) {});
+        ADD_FAILURE() << "all was read";
+    } catch (const kzjournal::Error& error) {
+        EXPECT_EQ("cannot read " + path + ": stopped", error.what());
+    }
+}
+
 TEST_F(Reader, SumsUpTheWholeRun) {
     AppendFourSlices();
     const CKZStatMessageRecord record = Summary("login.time");

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "page/pagejson.h"
+#include "terminal/stopsignal.h"
 
 namespace kzstatprogram {
 namespace {
@@ -44,6 +45,7 @@ void LiveHistory::Stop() {
 }
 
 void LiveHistory::Follow() {
+    m_journal.StopWhen(kzterminal::StopIsRequested);
     while (GoesOnAfterAPause()) CatchUp();
 }
 
@@ -64,7 +66,8 @@ void LiveHistory::CatchUp() {
         const RWMutexLock::LockGuard guard(m_lock);
         if (m_history.Add(news)) m_changed.NotifyAll();
     } catch (const std::exception& error) {
-        if (m_trouble != error.what()) std::fprintf(stderr, "kzstat: %s\n", error.what());
+        const bool isNews = m_trouble != error.what() && !kzterminal::StopIsRequested();
+        if (isNews) std::fprintf(stderr, "kzstat: %s\n", error.what());
         m_trouble = error.what();
     }
 }
