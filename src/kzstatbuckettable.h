@@ -84,7 +84,8 @@ public:
     void ForEach(const Visit& visit) const {
         AsTyped([&](auto zero) {
             using Counter = decltype(zero);
-            constexpr unsigned kPerWord = sizeof(std::uint64_t) / sizeof(Counter);
+            constexpr unsigned kBytesPerWord = 8;
+            constexpr unsigned kPerWord = kBytesPerWord / sizeof(Counter);
             for (unsigned first = 0; first < kSize; first += kPerWord) {
                 if (m_words[first / kPerWord] == 0) continue;
                 for (unsigned at = first; at < first + kPerWord; ++at)
