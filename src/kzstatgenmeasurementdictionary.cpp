@@ -221,13 +221,29 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
 
 void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDictionary* source,
                                                       AddType) {
-    const Lock::LockGuard guard(*source->m_lock);
+    AddAll(*source, [](CKZStatGenMeasurement& target, const CKZStatGenMeasurement& added) {
+        target.NoteUncollected(added);
+    });
+}
+
+/// `AddValuesOfDict` for values of which the distributions are collected, if they are, under the
+/// numbers of `source`.
+void CKZStatGenMeasurementDictionary::AddCollected(CKZStatGenMeasurementDictionary& source) {
+    AddAll(source, [](CKZStatGenMeasurement& target, const CKZStatGenMeasurement& added) {
+        target.TakeMarks(added);
+    });
+}
+
+/// Calls `mark` with each measurement and what is added to it.
+template <class Mark>
+void CKZStatGenMeasurementDictionary::AddAll(CKZStatGenMeasurementDictionary& source, Mark mark) {
+    const Lock::LockGuard guard(*source.m_lock);
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
-    const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, *source);
+    const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, source);
     const bool isTracing = KzIsTracing();
     for (const auto& [target, added] : additions) {
-        target->TakeMarks(*added);
+        mark(*target, *added);
         if (isTracing)
             target->AddAggregates(added->m_totals, added->m_lasts);
         else

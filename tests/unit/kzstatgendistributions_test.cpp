@@ -253,6 +253,41 @@ TEST_F(CollectedDistributions, AreChosenBeforeTheStart) {
     EXPECT_TRUE(generator.lasts["t"]);
 }
 
+/// Numbers of names are each generator's own.
+TEST_F(CollectedDistributions, AreNotTakenFromAnotherGenerator) {
+    CollectingGenerator other;
+    other.CollectDistributions(Choice::Usual());
+    other.Start(100.0, 10.0);
+    CKZStatGenClient theirs(&other, 5);
+    for (int i = 0; i < 30; ++i) theirs.AddLast(std::to_string(i).c_str(), 1, Types::Timer);
+    theirs.FlushStatsCache();
+    Report("t", {5});
+    client.FlushStatsCache();
+    Peer::DictionaryOf(client)->AddValuesOfDict(Peer::DictionaryOf(theirs), AddFromSlice);
+    Report("29", {2});
+    EndSlice();
+    EXPECT_FALSE(generator.lasts["0"]);
+    EXPECT_FALSE(generator.lasts["29"]);
+    EXPECT_EQ(generator.lasts["t"], Of({5}));
+}
+
+TEST_F(CollectedDistributions, AreNotTakenFromASliceOfAnotherGenerator) {
+    CollectingGenerator other;
+    other.CollectDistributions(Choice::Usual());
+    other.Start(100.0, 10.0);
+    CKZStatGenClient theirs(&other, 5);
+    for (int i = 0; i < 30; ++i) theirs.AddLast(std::to_string(i).c_str(), 1, Types::Timer);
+    Report("t", {5});
+    clock.Advance(10.0);
+    other.GetNewDictionary(7, nullptr);
+    generator.SendSlice(other.WaitForSlice());
+    EXPECT_FALSE(generator.lasts["0"]);
+    EXPECT_FALSE(generator.lasts["29"]);
+    EndSlice();
+    EXPECT_FALSE(generator.totals["0"]);
+    EXPECT_EQ(generator.totals["t"], Of({5}));
+}
+
 class DistributionsByName : public CollectedDistributions {
 protected:
     DistributionsByName()
@@ -283,6 +318,19 @@ TEST_F(DistributionsInLittleMemory, AreThoseOfTheFirstNames) {
         EXPECT_FALSE(generator.totals["99"]);
     }
     EXPECT_EQ(log.Texts().size(), 1U);
+}
+
+TEST_F(DistributionsInLittleMemory, TakeNoneForSlicesThatAreGone) {
+    for (int slice = 0; slice < 200; ++slice) {
+        for (int i = 0; i < 3; ++i) Report(std::to_string(i).c_str(), {1});
+        client.FlushStatsCache();
+        clock.Advance(10.0);
+        client.GetNewDictionary();
+        generator.RemoveSlice(generator.WaitForSlice());
+    }
+    Report("new", {1});
+    EndSlice();
+    EXPECT_TRUE(generator.lasts["new"]);
 }
 
 TEST(Distributions, AreNotCollectedUnlessAsked) {
