@@ -172,6 +172,16 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(
     return made.measurement;
 }
 
+/// Of a name whose first value could not be collected, and so was not added: nobody has reported it
+/// unless that is tried again.
+void CKZStatGenMeasurementDictionary::ForgetNewestIfEmpty() {
+    if (isEmpty() || Entries().back().value == nullptr) return;
+    const Entry& newest = Entries().back();
+    const CKZStatGenMeasurement& made = *KzMeasurementOf(newest.value);
+    const bool isCollected = made.m_distribution < CKZStatGenMeasurement::kRefusedDistribution;
+    if (isCollected && made.m_totals.count == 0 && !made.m_isAltered) remove(newest.key);
+}
+
 /// Does not wait for m_lock, which the pack thread may hold for long.
 CKZStatGenMeasurementDictionary::Size CKZStatGenMeasurementDictionary::GetSize() const {
     return {m_namesMade.load(std::memory_order_relaxed),

@@ -44,6 +44,14 @@ public:
         CKZStatMerge merge;
         merge.Add(slice);
         valuesOfSlice = merge.GetRecords().size();
+        const PlentyOfMemory plenty;
+        distributions.clear();
+        for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
+            if (record.totalsDistribution == nullptr) continue;
+            EXPECT_EQ(record.totalsDistribution->GetCount(), record.totals.count) << record.name;
+            EXPECT_EQ(record.lastsDistribution->GetCount(), record.lasts.count) << record.name;
+            distributions[std::string(record.name)] = *record.totalsDistribution;
+        }
     }
     int SendDictionaryString(RWCString& text, double, const char*) override {
         const PlentyOfMemory plenty;
@@ -53,6 +61,7 @@ public:
     }
     std::vector<RWCString> texts;
     std::size_t valuesOfSlice = 0;
+    std::map<std::string, CKZStatDistribution> distributions;  // of the run, as shown last
 };
 
 class DiscardingSink : public RyPLogSink {
@@ -66,6 +75,9 @@ class Run {
 public:
     explicit Run(long failingAllocation) : m_failing(failingAllocation) {
         Try([&] { m_generator = std::make_unique<KeepingGenerator>(); });
+        Try([&] {
+            m_generator->CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+        });
         Try([&] { m_generator->Start(100.0, 10.0); });
         for (int slice = 0; slice < 3; ++slice) ReportOneSlice(slice);
         EndSlices();
@@ -85,6 +97,7 @@ public:
         for (const auto& [name, sum] : m_accepted) EXPECT_EQ(last.Find(name)->sum, sum) << name;
         for (std::size_t i = 0; i < m_generator->texts.size(); ++i)
             EXPECT_EQ(Message(m_generator->texts[i]).sliceId, static_cast<int>(i) + 1);
+        EXPECT_EQ(m_generator->distributions, m_distributions);
     }
 
 private:
@@ -114,6 +127,7 @@ private:
         }
         const PlentyOfMemory plenty;
         m_accepted[name] += value;
+        m_distributions[name].Add(value);
     }
 
     void ReportOneSlice(int slice) {
@@ -159,6 +173,7 @@ private:
 
     RyPTestClock m_clock{100.0};
     std::map<std::string, double> m_accepted;
+    std::map<std::string, CKZStatDistribution> m_distributions;
     std::unique_ptr<KeepingGenerator> m_generator;
     FailingNew m_failing;
 };
@@ -187,6 +202,38 @@ TEST(LackOfMemory, LosesAndDoublesNothingWhileEverythingIsTraced) {
     EXPECT_GT(FailEveryAllocationInTurn(), 1000);
     RyPLog::SetThreshold(RyPLogLevel::Error);
     RyPLog::SetSink(nullptr);
+}
+
+/// The value that fills the cache is the first one of its name. Returns whether the allocation
+/// failed.
+bool ReportANewNameAtTheFlush(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    bool isAccepted = true;
+    const FailingNew failing(failingAllocation);
+    try {
+        client.AddLast("new", 1, Types::Counter);
+    } catch (const std::bad_alloc&) {
+        isAccepted = false;
+    }
+    const PlentyOfMemory plenty;
+    clock.Advance(10.5);
+    client.GetNewDictionary();
+    generator.SendSlice(generator.WaitForSlice());
+    const Message message(generator.texts.at(0));
+    EXPECT_EQ(message.Find("new") != nullptr, isAccepted) << failingAllocation;
+    EXPECT_EQ(message.Find("known")->sum, 19) << failingAllocation;
+    return failing.HasFailed();
+}
+
+TEST(LackOfMemory, TellsNoNameOfWhichNoValueWasAccepted) {
+    long nth = 1;
+    while (ReportANewNameAtTheFlush(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 5);
 }
 
 /// Begins the 70 slices of a long silence, more than the pack queue has room for at first. Returns
