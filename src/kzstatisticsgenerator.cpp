@@ -848,10 +848,8 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
         merged = m_totalSlice->AddAndMerge(*slice);
         m_packStage = PackStage::Folded;
     }
-    if (m_packStage < PackStage::Joined) {
-        if (m_distributions != nullptr) slice->JoinDistributions(*m_distributions);
-        m_packStage = PackStage::Joined;
-    }
+    if (m_packStage < PackStage::Merged && m_distributions != nullptr)
+        slice->JoinDistributions(*m_distributions);
     // The former merged dictionary lives until the hooks have seen the new one.
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
     if (m_packStage < PackStage::DictionariesSent) {

@@ -236,6 +236,30 @@ TEST(LackOfMemory, TellsNoNameOfWhichNoValueWasAccepted) {
     EXPECT_GT(nth, 5);
 }
 
+TEST(CollectedDistributions, AllocateNothingForNamesOfTheSliceBefore) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    client.GetNewDictionary();
+    bool hasAllocated = true;
+    for (int slice = 0; slice < 6; ++slice) {
+        const FailingNew failing(slice < 5 ? 0 : 1);
+        for (int i = 0; i < 70; ++i)
+            client.AddLast(i % 2 == 0 ? "one" : "another", i % 10, Types::Counter);
+        client.FlushStatsCache();
+        hasAllocated = failing.HasFailed();
+        const PlentyOfMemory plenty;
+        clock.Advance(10.5);
+        client.GetNewDictionary();
+        CKZStatGenSlice* const sent = generator.WaitForSlice();
+        generator.SendSlice(sent);
+        generator.RemoveSlice(sent);
+    }
+    EXPECT_FALSE(hasAllocated);
+}
+
 /// Begins the 70 slices of a long silence, more than the pack queue has room for at first. Returns
 /// whether the allocation failed.
 bool BeginSlicesOfALongSilence(long failingAllocation) {

@@ -230,6 +230,27 @@ TEST_F(CollectedDistributions, EndWhereANameHasTwoTypes) {
     EXPECT_FALSE(generator.totals["of one client"]);
 }
 
+TEST_F(CollectedDistributions, EndWhereANameHasTwoTypesOnTwoThreads) {
+    CKZStatGenClient other(&generator, 6);
+    Report("t", {1}, Types::Timer);
+    client.FlushStatsCache();
+    std::thread([&] {
+        other.AddLast("t", 1, Types::Measurement);
+        other.FlushStatsCache();
+    }).join();
+    EndSlice();
+    EXPECT_FALSE(generator.totals["t"]);
+}
+
+TEST_F(CollectedDistributions, EndWhereTheLastsAloneAreReset) {
+    Report("t", {1});
+    client.FlushStatsCache();
+    Peer::DictionaryOf(client)->ResetLasts();
+    EndSlice();
+    EXPECT_FALSE(generator.lasts["t"]);
+    EXPECT_FALSE(generator.totals["t"]);
+}
+
 TEST_F(CollectedDistributions, ChangeNoByteOfTheMessage) {
     RecordingGenerator plain;
     plain.Start(100.0, 10.0);
@@ -288,6 +309,17 @@ TEST_F(CollectedDistributions, AreNotTakenFromASliceOfAnotherGenerator) {
     EXPECT_EQ(generator.totals["t"], Of({5}));
 }
 
+TEST_F(CollectedDistributions, AreNotChosenAfterTheEnd) {
+    Report("t", {1});
+    client.FlushStatsCache();
+    Peer::EndAtOnce(generator);
+    const CapturingLog log(RyPLogLevel::Error);
+    generator.CollectDistributions(Choice::None());
+    EXPECT_EQ(log.Texts().size(), 1U);
+    generator.SendSlice(Peer::SliceOf(*Peer::DictionaryOf(client)));
+    EXPECT_EQ(generator.lasts["t"], Of({1}));
+}
+
 class DistributionsByName : public CollectedDistributions {
 protected:
     DistributionsByName()
@@ -327,6 +359,18 @@ TEST_F(DistributionsInLittleMemory, TakeNoneForSlicesThatAreGone) {
         clock.Advance(10.0);
         client.GetNewDictionary();
         generator.RemoveSlice(generator.WaitForSlice());
+    }
+    Report("new", {1});
+    EndSlice();
+    EXPECT_TRUE(generator.lasts["new"]);
+}
+
+TEST_F(DistributionsInLittleMemory, TakeNoMoreWhenTheSameNamesComeAgain) {
+    for (int slice = 0; slice < 200; ++slice) {
+        for (int i = 0; i < 3; ++i) Report(std::to_string(i).c_str(), {1});
+        client.FlushStatsCache();
+        Report("0", {1});
+        EndSlice();
     }
     Report("new", {1});
     EndSlice();
