@@ -204,6 +204,16 @@ TEST(LackOfMemory, LosesAndDoublesNothingWhileEverythingIsTraced) {
     RyPLog::SetSink(nullptr);
 }
 
+/// Whether a value of the name was accepted.
+bool Accepts(CKZStatGenClient& client, const char* name) {
+    try {
+        client.AddLast(name, 1, Types::Counter);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 /// The value that fills the cache is the first one of its name. Returns whether the allocation
 /// failed.
 bool ReportANewNameAtTheFlush(long failingAllocation) {
@@ -213,13 +223,8 @@ bool ReportANewNameAtTheFlush(long failingAllocation) {
     generator.Start(100.0, 10.0);
     CKZStatGenClient client(&generator, 1);
     for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
-    bool isAccepted = true;
     const FailingNew failing(failingAllocation);
-    try {
-        client.AddLast("new", 1, Types::Counter);
-    } catch (const std::bad_alloc&) {
-        isAccepted = false;
-    }
+    const bool isAccepted = Accepts(client, "new");
     const PlentyOfMemory plenty;
     clock.Advance(10.5);
     client.GetNewDictionary();
@@ -228,6 +233,36 @@ bool ReportANewNameAtTheFlush(long failingAllocation) {
     EXPECT_EQ(message.Find("new") != nullptr, isAccepted) << failingAllocation;
     EXPECT_EQ(message.Find("known")->sum, 19) << failingAllocation;
     return failing.HasFailed();
+}
+
+/// The first value of a name is refused and the next one stays cached until the slice is packed.
+/// Returns whether the allocation failed.
+bool ReportANewNameAgain(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    bool hasFailed = false;
+    {
+        const FailingNew failing(failingAllocation);
+        Accepts(client, "new");
+        hasFailed = failing.HasFailed();
+    }
+    client.AddLast("new", 2, Types::Counter);
+    clock.Advance(10.5);
+    client.GetNewDictionary();
+    generator.SendSlice(generator.WaitForSlice());
+    EXPECT_EQ(generator.distributions.size(), 2U) << failingAllocation;
+    EXPECT_EQ(generator.distributions["new"].GetMaximum(), 2) << failingAllocation;
+    return hasFailed;
+}
+
+TEST(LackOfMemory, LeavesTheDistributionOfANameWholeWhoseFirstValueItRefused) {
+    long nth = 1;
+    while (ReportANewNameAgain(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 5);
 }
 
 TEST(LackOfMemory, TellsNoNameOfWhichNoValueWasAccepted) {
@@ -245,8 +280,9 @@ TEST(CollectedDistributions, AllocateNothingForNamesOfTheSliceBefore) {
     client.GetNewDictionary();
     bool hasAllocated = true;
     for (int slice = 0; slice < 6; ++slice) {
-        const FailingNew failing(slice < 5 ? 0 : 1);
-        for (int i = 0; i < 70; ++i)
+        const bool isLast = slice == 5;
+        const FailingNew failing(isLast ? 1 : 0);
+        for (int i = 0; i < (isLast ? 2000 : 70); ++i)
             client.AddLast(i % 2 == 0 ? "one" : "another", i % 10, Types::Counter);
         client.FlushStatsCache();
         hasAllocated = failing.HasFailed();
@@ -748,16 +784,6 @@ TEST(LackOfMemory, LeavesASliceWholeThatTerminateCounts) {
     RyPLog::SetSink(nullptr);
 }
 
-/// Whether a value of the name was accepted.
-bool Accepts(CKZStatGenClient& client, const std::string& name) {
-    try {
-        client.AddLast(name.c_str(), 1, Types::Counter);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
 /// A client that was made on this thread is followed by another one from slice to slice, with names
 /// that the cache has to grow for. Returns whether the allocation failed.
 bool ReportElsewhere(long failingAllocation) {
@@ -774,7 +800,7 @@ bool ReportElsewhere(long failingAllocation) {
         const FailingNew failing(failingAllocation);
         for (std::size_t i = 0; i < 60; ++i) {
             if (i % 25 == 10) clock.Advance(10.5);
-            accepted += Accepts(client, names[i % names.size()]);
+            accepted += Accepts(client, names[i % names.size()].c_str());
         }
         hasFailed = failing.HasFailed();
     }).join();
