@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <limits>
+#include <optional>
+#include <random>
 
 #include "journal/journalfixture.h"
 #include "kzjournalbulkwriter.h"
@@ -41,7 +42,7 @@ protected:
         distribution.Encode(form);
         return form;
     }
-    std::vector<kzjournal::Slice> ReadSlices(int source = 0) {
+    std::vector<kzjournal::Slice> ReadSlices() {
         std::vector<kzjournal::Slice> read;
         kzjournal::Reader(path, source).ForEachSlice({}, [&](const kzjournal::Slice& slice) {
             read.push_back(slice);
@@ -58,6 +59,24 @@ protected:
         EXPECT_TRUE(slice.ReadDistribution(PositionOf(slice, name), distribution));
         return distribution;
     }
+    /// Stores something else as the distribution of slice 1, as if it had been written so.
+    void StoreForm(const std::string& name, const std::string& form) {
+        const kzjournal::Slice slice = ReadSlices().at(0);
+        const auto at = PositionOf(slice, name);
+        kzjournal::RecordDistributions distributions;
+        for (std::size_t i = 0; i < slice.records.size(); ++i)
+            distributions.Add(i == at ? form : slice.distributions.FormOf(i),
+                              slice.distributions.PercentilesOf(i));
+        kzjournal::Slice changed = slice;
+        changed.distributions = distributions;
+        path = folder.Path("changed.kzj");
+        kzjournal::BulkWriter bulk(path, kzjournal::RunOfThisProcess("merged", 1.7e9, 1));
+        source = bulk.AddSource(run, 0, false);
+        bulk.AppendToSource(source, changed);
+        bulk.CloseSource(source, 1.7e9 + 1, 0, 1);
+        bulk.Close(1.7e9 + 1, 0);
+    }
+
     /// Makes the file one of the schema before percentiles.
     void MakeOfOldSchema() {
         const std::string view = Rows(
@@ -71,6 +90,8 @@ protected:
         Execute(view.substr(0, view.rfind('|')));
         Execute("PRAGMA user_version = 3");
     }
+
+    int source = 0;  // of the file that is read
 };
 
 TEST_F(Distributions, AreKeptByteForByte) {
@@ -154,11 +175,11 @@ TEST_F(Distributions, AreKeptOfASliceOfASourceUnchanged) {
     const kzjournal::Slice slice = ReadSlices().at(0);
     path = folder.Path("merged.kzj");
     kzjournal::BulkWriter bulk(path, kzjournal::RunOfThisProcess("merged", 1.7e9, 1));
-    const int source = bulk.AddSource(run, 0, false);
+    source = bulk.AddSource(run, 0, false);
     bulk.AppendToSource(source, slice);
     bulk.CloseSource(source, 1.7e9 + 1, 0, 1);
     bulk.Close(1.7e9 + 1, 0);
-    const kzjournal::Slice copy = ReadSlices(source).at(0);
+    const kzjournal::Slice copy = ReadSlices().at(0);
     EXPECT_EQ(slice.message, copy.message);
     EXPECT_EQ(slice.endTime, copy.endTime);
     EXPECT_EQ(DistributionOf({3, 4, 5}), ReadFrom(copy, "login.time"));
@@ -184,6 +205,106 @@ TEST_F(Distributions, AFileOfTheSchemaBeforeIsReadWithoutThem) {
     EXPECT_EQ(6, Summary("login.time").totals.sum);
     CKZStatDistribution distribution;
     EXPECT_FALSE(ReadSlices().at(0).ReadDistribution(0, distribution));
+}
+
+/// Percentiles of 1,000 random values, over ranges of slices with 100 each.
+class DistributionSummary : public Distributions {
+protected:
+    /// What a new reader has of the name over the range.
+    std::optional<CKZStatDistribution> Sum(const std::string& name,
+                                           const kzjournal::TimeRange& range = {}) {
+        for (const kzjournal::NameSummary& each :
+             kzjournal::Reader(path, source).SummaryWithDistributions(range))
+            if (each.record.name == name.c_str()) return each.distribution;
+        ADD_FAILURE() << "no " << name;
+        return {};
+    }
+    Values RandomValues(int count) {
+        std::lognormal_distribution<double> times(3, 1);
+        Values values;
+        for (int i = 0; i < count; ++i) values.push_back(times(random));
+        return values;
+    }
+
+    std::mt19937 random{1};
+};
+
+TEST_F(DistributionSummary, IsThatOfAllValuesOfTheRange) {
+    Open();
+    CKZStatDistribution all;
+    CKZStatDistribution middle;
+    for (int second = 1; second <= 10; ++second) {
+        const Values values = RandomValues(100);
+        EXPECT_EQ("", AppendWithDistribution(values));
+        all.Add(DistributionOf(values));
+        if (second > 3 && second <= 7) middle.Add(DistributionOf(values));
+    }
+    EXPECT_EQ("", Close());
+    EXPECT_EQ(FormOf(all), FormOf(Sum("login.time").value()));
+    EXPECT_EQ(FormOf(middle), FormOf(Sum("login.time", {3, 7}).value()));
+    EXPECT_EQ(std::nullopt, Sum("logins"));
+}
+
+TEST_F(DistributionSummary, GivesTheRecordsOfTheSummary) {
+    Open();
+    for (int i = 0; i < 4; ++i) EXPECT_EQ("", AppendWithDistribution(RandomValues(3)));
+    EXPECT_EQ("", Close());
+    kzjournal::Reader reader(path);
+    for (const kzjournal::TimeRange range : {kzjournal::TimeRange{}, kzjournal::TimeRange{1, 3}}) {
+        const std::vector<CKZStatMessageRecord> expected = reader.Summary(range);
+        const std::vector<kzjournal::NameSummary> found = reader.SummaryWithDistributions(range);
+        ASSERT_EQ(expected.size(), found.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            EXPECT_EQ(expected[i].name, found[i].record.name);
+            EXPECT_EQ(expected[i].totals.sumSqr, found[i].record.totals.sumSqr);
+            EXPECT_EQ(expected[i].lasts.sum, found[i].record.lasts.sum);
+        }
+    }
+}
+
+TEST_F(DistributionSummary, IsNoneWhereASliceWithValuesLacksIt) {
+    Open();
+    EXPECT_EQ("", AppendWithDistribution({1}));
+    EXPECT_EQ("", AppendLogins({2}));
+    EXPECT_EQ("", AppendLogins({}));
+    EXPECT_EQ("", AppendWithDistribution({3}));
+    EXPECT_EQ("", Close());
+    EXPECT_EQ(std::nullopt, Sum("login.time"));
+    EXPECT_EQ(std::nullopt, Sum("login.time", {1, 4}));
+    EXPECT_EQ(DistributionOf({3}), Sum("login.time", {2, 4}));
+}
+
+TEST_F(DistributionSummary, IsNoneWhereASliceIsNotInTheFile) {
+    Open();
+    EXPECT_EQ("", AppendWithDistribution({1}));
+    slices.NextSlice({{"login.time", Types::Timer, {2}}});
+    EXPECT_EQ("", AppendWithDistribution({3}));
+    EXPECT_EQ("", Close());
+    EXPECT_EQ(std::nullopt, Sum("login.time"));
+    EXPECT_EQ(DistributionOf({3}), Sum("login.time", {1, 3}));
+}
+
+TEST_F(DistributionSummary, IsNoneInAFileOfTheSchemaBefore) {
+    Open();
+    EXPECT_EQ("", AppendLogins({1, 2}));
+    EXPECT_EQ("", Close());
+    MakeOfOldSchema();
+    EXPECT_EQ(std::nullopt, Sum("login.time"));
+}
+
+TEST_F(DistributionSummary, RefusesADistributionThatCannotBeDecoded) {
+    Open();
+    EXPECT_EQ("", AppendWithDistribution({1}));
+    EXPECT_EQ("", Close());
+    StoreForm("login.time", std::string("\1\0", 2));
+    try {
+        Sum("login.time");
+        ADD_FAILURE() << "the damage was not seen";
+    } catch (const kzjournal::Error& error) {
+        EXPECT_EQ("cannot read " + path +
+                      ": slice 1 is damaged: the distribution of login.time cannot be decoded",
+                  std::string(error.what()));
+    }
 }
 
 /// What a slice with distributions holds is covered by its checksum.
