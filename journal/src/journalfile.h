@@ -3,6 +3,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -27,6 +28,10 @@ inline constexpr int kChunkSlices = 256;
 
 /// No message or text in a journal is longer.
 inline constexpr int kMaxValueBytes = 64 << 20;
+
+/// The records of a chunk have no more bytes of distributions than this, and those of its last
+/// slice, which has at most `kMaxValueBytes`: a reader takes a chunk as a whole.
+inline constexpr std::size_t kMaxChunkBytes = std::size_t{8} << 20;
 
 /// Moments and times of a run lie within it, on either side of 0: the year 9999. What computes with
 /// them never overflows then.

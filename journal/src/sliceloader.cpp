@@ -117,6 +117,7 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
                             "SELECT chunk, elapsed, end_time, checksum, message FROM slices"
                             " WHERE run_number = ? AND slice_id = ?");
     Batch batch;
+    m_distributionBytes = 0;
     for (const int id : ids.first(std::min<std::size_t>(ids.size(), kChunkSlices))) {
         query.reset();
         SQLite::bind(query, m_run, id);
@@ -219,6 +220,10 @@ void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
         AggregateAt(row, 9), AggregateAt(row, 4)});
     const std::string_view distribution = BytesAt(row, 14);
     const Percentiles percentiles = PercentilesAt(row, 15);
+    // Damage can make many records share one that is long.
+    m_distributionBytes += distribution.size();
+    if (m_distributionBytes > kMaxChunkBytes + static_cast<std::size_t>(kMaxValueBytes))
+        ThrowDamaged(slice.id);
     slice.distributions.Add(distribution, percentiles);
     unverified.computed.Add(name->view(), record.type, record.totals, record.lasts, distribution,
                             percentiles);

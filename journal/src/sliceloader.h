@@ -88,6 +88,7 @@ private:
     std::string m_selectRecords;  // empty until it is known what columns there are
     std::unordered_map<std::int64_t, RWCString> m_names;
     std::int64_t m_lastNameId = 0;
+    std::size_t m_distributionBytes = 0;  // of the batch that is read
 };
 
 }  // namespace kzjournal

@@ -16,9 +16,8 @@
 namespace kzjournal {
 namespace {
 
-/// Bound the memory of a reader, which takes a chunk as a whole.
+/// Bounds the memory of a reader, which takes a chunk as a whole.
 constexpr std::size_t kMaxRecentRecords = std::size_t{1} << 18;
-constexpr std::size_t kMaxRecentBytes = std::size_t{32} << 20;
 constexpr int kMinWalPagesToCheckpoint = 1000;
 constexpr int64_t kMaxQuietWalBytes = int64_t{256} << 20;
 
@@ -141,6 +140,10 @@ bool SliceStore::Write(int run, const CKZStatSliceValues& slice,
                        const RecordDistributions& distributions, const std::vector<int>& sources,
                        long long expectedSlices) {
     RefuseWhatCannotBeKept(run, slice);
+    if (distributions.ByteCount() > static_cast<std::size_t>(kMaxValueBytes))
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its distributions take more than " + std::to_string(kMaxValueBytes) +
+                      " bytes");
     bool isNew = false;
     Guarded([&] { isNew = WriteWhole(run, slice, distributions, sources, expectedSlices); });
     return isNew;
@@ -334,7 +337,7 @@ int64_t SliceStore::PageBytes() {
 }
 
 bool SliceStore::IsWorthMoving() const {
-    return m_recentRecords >= kMaxRecentRecords || m_recentBytes >= kMaxRecentBytes ||
+    return m_recentRecords >= kMaxRecentRecords || m_recentBytes >= kMaxChunkBytes ||
            std::any_of(m_openChunks.begin(), m_openChunks.end(),
                        [](const auto& open) { return open.second.slices >= kChunkSlices; });
 }

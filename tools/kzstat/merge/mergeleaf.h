@@ -35,9 +35,11 @@ public:
     const CKZStatDistribution* Get() const {
         return m_isThere && !m_lacksValues ? &m_values : nullptr;
     }
+    /// Forgets the values. A name that had a distribution has an empty one then, as in a
+    /// generator.
     void Clear() {
         m_values.Clear();
-        m_isThere = m_lacksValues = false;
+        m_lacksValues = false;
     }
 
 private:
