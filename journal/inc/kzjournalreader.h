@@ -124,7 +124,7 @@ public:
     /// it otherwise.
     std::vector<CKZStatMessageRecord> Summary(const TimeRange& range = {});
     /// The same with the distributions, which are the sums of those of the slices. Reads all slices
-    /// in the range.
+    /// in the range; there is no distribution, and no need to, where the last one has none at all.
     std::vector<NameSummary> SummaryWithDistributions(const TimeRange& range = {});
 
 private:

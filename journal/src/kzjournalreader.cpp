@@ -58,6 +58,19 @@ private:
     std::unordered_map<std::string_view, CKZStatAggregate*> m_totals;
 };
 
+bool HasDistributions(const Slice& slice) {
+    for (std::size_t i = 0; i < slice.records.size(); ++i)
+        if (!slice.distributions.FormOf(i).empty()) return true;
+    return false;
+}
+
+std::vector<NameSummary> WithoutDistributions(std::vector<CKZStatMessageRecord>&& records) {
+    std::vector<NameSummary> summary;
+    for (CKZStatMessageRecord& record : records)
+        summary.push_back({std::move(record), std::nullopt});
+    return summary;
+}
+
 /// Adds up the distributions of names, slice by slice. Compatible.
 class DistributionSums {
 public:
@@ -412,6 +425,7 @@ std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
 std::vector<NameSummary> Reader::SummaryWithDistributions(const TimeRange& range) {
     std::optional<Slice> last = LastSlice(range);
     if (!last) return {};
+    if (!HasDistributions(*last)) return WithoutDistributions(Summary(range));
     std::optional<TotalsOfRange> totals;
     if (range.from > 0) totals.emplace(last->records);
     DistributionSums sums;
