@@ -86,6 +86,13 @@ TEST_F(Conservation, PercentilesAreThoseOfTheDistribution) {
               CheckDistributed({2, 2, 2}, {2, 2, 2}, {1, 1, 1}));
 }
 
+TEST_F(Conservation, ThereAreNoPercentilesWithoutADistribution) {
+    kzjournal::Slice slice = Next({1});
+    slice.distributions.Add({}, {1, 1, 1, 1, 1});
+    EXPECT_EQ("slice 1: p50 of n is 1, but nan by its distribution",
+              ViolationOf(conservation, slice));
+}
+
 TEST_F(Conservation, ADistributionThatCannotBeDecodedIsNamed) {
     kzjournal::Slice slice = Next({1});
     slice.distributions.Add("?", {});

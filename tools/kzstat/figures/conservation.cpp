@@ -117,13 +117,16 @@ std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
 std::string Conservation::CheckDistribution(const kzjournal::Slice& slice, std::size_t position) {
     const CKZStatMessageRecord& record = slice.records[position];
     const std::string name = kzterminal::Printable(TextOf(record.name));
+    bool isStored = false;
     try {
-        if (!slice.ReadDistribution(position, m_distribution)) return {};
+        isStored = slice.ReadDistribution(position, m_distribution);
     } catch (const kzjournal::Error&) {
         return "the distribution of " + name + " cannot be decoded";
     }
+    // No percentiles belong to no distribution.
+    if (!isStored) m_distribution.Clear();
     const auto count = static_cast<double>(m_distribution.GetCount());
-    if (count != record.lasts.count)
+    if (isStored && count != record.lasts.count)
         return "the distribution of " + name + " has " + Exact(count) +
                " values, but its count is " + Exact(record.lasts.count);
     const kzjournal::Percentiles expected = kzjournal::PercentilesOf(m_distribution);
