@@ -61,6 +61,10 @@ public:
     /// Shows records from elsewhere, such as a message that was read or a merge.
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                        const std::vector<CKZStatMessageRecord>& records);
+    /// The same with the distributions of the slice's values, one for each record or null.
+    CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
+                       const std::vector<CKZStatMessageRecord>& records,
+                       const std::vector<const CKZStatDistribution*>& lastsDistributions);
     // What a view shows must outlive it.
     CKZStatSliceValues(CKZStatSliceFacts facts, RWCString&& message,
                        const CKZStatGenMeasurementDictionary& merged,
@@ -69,6 +73,9 @@ public:
                        const std::vector<CKZStatMessageRecord>& records) = delete;
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                        std::vector<CKZStatMessageRecord>&& records) = delete;
+    CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
+                       const std::vector<CKZStatMessageRecord>& records,
+                       std::vector<const CKZStatDistribution*>&& lastsDistributions) = delete;
     CKZStatSliceValues(const CKZStatSliceValues&) = delete;
     CKZStatSliceValues& operator=(const CKZStatSliceValues&) = delete;
     ~CKZStatSliceValues();
@@ -100,6 +107,8 @@ private:
     // One of the two is null.
     const CKZStatGenMeasurementDictionary* const m_merged;
     const std::vector<CKZStatMessageRecord>* const m_given;
+    // Null where there are none.
+    const std::vector<const CKZStatDistribution*>* const m_givenDistributions;
     // Made on demand, so that a view which is not used costs nothing.
     mutable std::vector<Record> m_records;
     mutable CKZStatNameIndex m_index;

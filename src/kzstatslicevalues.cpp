@@ -13,7 +13,8 @@ CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString&
       m_message(message),
       m_distributions(distributions),
       m_merged(&merged),
-      m_given(nullptr) {}
+      m_given(nullptr),
+      m_givenDistributions(nullptr) {}
 
 CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                                        const std::vector<CKZStatMessageRecord>& records)
@@ -21,7 +22,19 @@ CKZStatSliceValues::CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString&
       m_message(message),
       m_distributions(nullptr),
       m_merged(nullptr),
-      m_given(&records) {}
+      m_given(&records),
+      m_givenDistributions(nullptr) {}
+
+CKZStatSliceValues::CKZStatSliceValues(
+    CKZStatSliceFacts facts, const RWCString& message,
+    const std::vector<CKZStatMessageRecord>& records,
+    const std::vector<const CKZStatDistribution*>& lastsDistributions)
+    : m_facts(std::move(facts)),
+      m_message(message),
+      m_distributions(nullptr),
+      m_merged(nullptr),
+      m_given(&records),
+      m_givenDistributions(&lastsDistributions) {}
 
 CKZStatSliceValues::~CKZStatSliceValues() = default;
 
@@ -44,7 +57,10 @@ void CKZStatSliceValues::ListRecords() const {
     } else {
         m_records.reserve(m_given->size());
         for (const CKZStatMessageRecord& record : *m_given)
-            m_records.push_back({record.name.view(), record.type, record.totals, record.lasts});
+            m_records.push_back(
+                {record.name.view(), record.type, record.totals, record.lasts, nullptr,
+                 m_givenDistributions != nullptr ? (*m_givenDistributions)[m_records.size()]
+                                                 : nullptr});
     }
     m_isListed = true;
 }

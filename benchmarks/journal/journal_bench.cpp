@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -87,16 +88,35 @@ void ReportPercentiles(benchmark::State& state, std::vector<double> seconds) {
     state.counters["max_ms"] = percentile(100);
 }
 
-/// The hook of a slice of 100 names, from call to return.
+/// The times that the names of a slice took: around 100 ms, with a long tail.
+std::vector<CKZStatDistribution> DistributionsOf(int names, int values, std::mt19937& random) {
+    std::lognormal_distribution<double> times(4.6, 0.5);
+    std::vector<CKZStatDistribution> distributions(static_cast<std::size_t>(names));
+    for (CKZStatDistribution& each : distributions)
+        for (int i = 0; i < values; ++i) each.Add(times(random));
+    return distributions;
+}
+
+/// The hook of a slice of 100 names, from call to return. The argument is how many values each
+/// distribution has; none are shown for 0.
 void BM_Writer_Append(benchmark::State& state) {
     const BenchmarkFile file("journalbench.kzj");
     kzjournal::Writer writer;
     ThrowIf(writer.Open(file.Path(), RunOfTheBenchmark()));
     SliceMaker slices;
+    std::mt19937 random(1);
+    const int values = static_cast<int>(state.range(0));
     std::vector<double> seconds;
     for (auto _ : state) {
         const MadeSlice slice = slices.NextSlice(ReportedBy(kNamesPerSlice, slices.SliceId()));
-        seconds.push_back(SecondsOf([&] { ThrowIf(writer.Append(slice.View()).problem); }));
+        const auto distributions = DistributionsOf(kNamesPerSlice, values, random);
+        std::vector<const CKZStatDistribution*> shown;
+        for (const CKZStatDistribution& each : distributions)
+            shown.push_back(values > 0 ? &each : nullptr);
+        seconds.push_back(SecondsOf([&] {
+            const CKZStatSliceValues view(slice.facts, slice.message, slice.records, shown);
+            ThrowIf(writer.Append(view).problem);
+        }));
         state.SetIterationTime(seconds.back());
     }
     ThrowIf(writer.Close());
@@ -105,7 +125,13 @@ void BM_Writer_Append(benchmark::State& state) {
         static_cast<double>(seconds.size());
     ReportPercentiles(state, seconds);
 }
-BENCHMARK(BM_Writer_Append)->UseManualTime()->Iterations(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Writer_Append)
+    ->Arg(0)
+    ->Arg(100)
+    ->Arg(1000)
+    ->UseManualTime()
+    ->Iterations(1000)
+    ->Unit(benchmark::kMillisecond);
 
 /// What the disk alone takes to keep as many bytes as a slice of 100 names has.
 void BM_Disk_WriteAndFlush(benchmark::State& state) {

@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "kzjournal_export.h"
+#include "kzjournaldistributions.h"
 #include "kzjournalrun.h"
+#include "kzjournalslice.h"
 #include "kzstatslicevalues.h"
 
 namespace kzjournal {
@@ -35,6 +37,7 @@ public:
 
     /// Stores a slice of a source unchanged.
     void AppendToSource(int source, const CKZStatSliceValues& slice);
+    void AppendToSource(int source, const Slice& slice);
 
     /// Stores a slice of the run. `sources` are the numbers of the sources with a slice in it.
     void Append(const CKZStatSliceValues& slice, const std::vector<int>& sources = {});
@@ -52,11 +55,14 @@ public:
     void Close(std::optional<double> endTime, long long lostSlices);
 
 private:
-    void Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources);
+    void Keep(int run, const CKZStatSliceValues& slice, const RecordDistributions& distributions,
+              const std::vector<int>& sources);
+    const RecordDistributions& EncodedDistributions(const CKZStatSliceValues& slice);
 
     const std::string m_path;
     std::unique_ptr<SliceStore> m_store;
     std::map<int, long long> m_keptSlices;  // by run
+    RecordDistributions m_distributions;    // of the slice that is written
     bool m_isComplete = false;
 };
 

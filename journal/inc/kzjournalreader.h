@@ -12,6 +12,7 @@
 #include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
+#include "kzstatdistribution.h"
 #include "kzstatmessage.h"
 
 namespace kzjournal {
@@ -26,6 +27,14 @@ struct TimeRange {
 struct Name {
     std::string name;
     CKZStatPointTypeEnum::PointType type;
+};
+
+/// One name over a range. Compatible.
+struct NameSummary {
+    CKZStatMessageRecord record;  ///< as `Reader::Summary` returns it
+    /// Of the values of the range. No value unless it is complete: it has as many values as the
+    /// totals of the record, and a distribution is stored for every slice with values of the name.
+    std::optional<CKZStatDistribution> distribution;
 };
 
 /// The record of one name in one slice.
@@ -120,6 +129,9 @@ public:
     /// last slice. Reads one slice if the range begins with the run, and all slices in
     /// it otherwise.
     std::vector<CKZStatMessageRecord> Summary(const TimeRange& range = {});
+    /// The same with the distributions, which are the sums of those of the slices. Reads all slices
+    /// in the range; there is no distribution, and no need to, where the last one has none at all.
+    std::vector<NameSummary> SummaryWithDistributions(const TimeRange& range = {});
 
 private:
     struct State;

@@ -1,20 +1,30 @@
 #ifndef KZJOURNALSLICE_H
 #define KZJOURNALSLICE_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
+#include "kzjournal_export.h"
+#include "kzjournaldistributions.h"
+#include "kzstatdistribution.h"
 #include "kzstatmessage.h"
 
 namespace kzjournal {
 
 /// One slice of a run, as stored in its journal. Compatible.
-struct Slice {
+struct KZJOURNAL_EXPORT Slice {
     int id = 0;
     double elapsed = 0;   ///< the end of the slice, in seconds since the start of the run
     double endTime = 0;   ///< the same moment in seconds since 1970-01-01 UTC
     std::string message;  ///< as it was sent
     std::vector<CKZStatMessageRecord> records;  ///< the exact values, in no particular order
+    RecordDistributions distributions = {};     ///< in the order of the records
+
+    /// Makes `distribution` that of the slice's values in the record at `position`. Returns false
+    /// and leaves it as it was where none is stored. Throws `Error` where what is stored is no
+    /// distribution; only `kzstat check` also sees whether it is the right one.
+    bool ReadDistribution(std::size_t position, CKZStatDistribution& distribution) const;
 };
 
 }  // namespace kzjournal

@@ -77,7 +77,7 @@ constexpr char kTables[] =
 // from there they move in bulk to `records`, where those of a name lie side by side within each
 // chunk. Users see both as one, as `statistics`. Counts have the affinity INTEGER: a whole number
 // is kept as one, whatever its size, and any other as the double that it is.
-std::string RecordsTable(const char* name, const char* key) {
+std::string RecordsTable(const char* name, const char* key, bool hasPercentiles) {
     return std::string("CREATE TABLE ") + name +
            " ("
            " run_number INTEGER NOT NULL,"
@@ -95,14 +95,17 @@ std::string RecordsTable(const char* name, const char* key) {
            " maximum REAL,"
            " count INTEGER,"
            " sum REAL,"
-           " sum_of_squares REAL,"
+           " sum_of_squares REAL," +
+           (hasPercentiles ? " last_p50 REAL, last_p90 REAL, last_p95 REAL, last_p99 REAL,"
+                             " last_p999 REAL,"
+                           : "") +
            " distribution BLOB,"
            " PRIMARY KEY (" +
            key + ")) WITHOUT ROWID;";
 }
 
 /// Without a value a minimum, maximum or average is NULL here.
-std::string StatisticsFrom(const char* tables) {
+std::string StatisticsFrom(const char* tables, bool hasPercentiles) {
     return std::string(
                "SELECT run_id AS run, generator, slice_id, elapsed, name, type,"
                " CASE WHEN count > 0 THEN minimum END AS minimum,"
@@ -112,24 +115,28 @@ std::string StatisticsFrom(const char* tables) {
                " CASE WHEN last_count > 0 THEN last_minimum END AS last_minimum,"
                " CASE WHEN last_count > 0 THEN last_maximum END AS last_maximum,"
                " last_count, last_sum, last_sum_of_squares,"
-               " CASE WHEN last_count > 0 THEN last_sum / last_count END AS last_average"
-               " FROM runs CROSS JOIN ") +
-           tables + " WHERE runs.number = 0";
+               " CASE WHEN last_count > 0 THEN last_sum / last_count END AS last_average") +
+           (hasPercentiles ? std::string(", ") + kPercentileColumns : "") +
+           " FROM runs CROSS JOIN " + tables + " WHERE runs.number = 0";
 }
 
-std::string Schema() {
+std::string Schema(int version) {
+    const bool hasPercentiles = version > kOldestSchemaVersion;
     // Chunk by chunk, so that the records of a name are found by the key.
-    return kTables + RecordsTable("records", "run_number, chunk, name_id, slice_id") +
-           RecordsTable("recent_records", "run_number, slice_id, name_id") +
+    return kTables +
+           RecordsTable("records", "run_number, chunk, name_id, slice_id", hasPercentiles) +
+           RecordsTable("recent_records", "run_number, slice_id, name_id", hasPercentiles) +
            "CREATE VIEW statistics AS " +
            StatisticsFrom(
                "chunks ON chunks.run_number = runs.number CROSS JOIN names CROSS JOIN records r"
                " ON r.run_number = runs.number AND r.chunk = chunks.chunk"
-               " AND r.name_id = names.name_id") +
+               " AND r.name_id = names.name_id",
+               hasPercentiles) +
            " UNION ALL " +
            StatisticsFrom(
                "recent_records r ON r.run_number = runs.number CROSS JOIN names"
-               " ON names.name_id = r.name_id") +
+               " ON names.name_id = r.name_id",
+               hasPercentiles) +
            ";";
 }
 
@@ -153,20 +160,25 @@ SchemaEntries EntriesOf(SQLite::Database& database) {
     return entries;
 }
 
-const SchemaEntries& KnownEntries() {
-    static const SchemaEntries entries = [] {
-        SQLite::Database database(":memory:", SQLite::OPEN_READWRITE);
-        database.exec(Schema());
-        return EntriesOf(database);
-    }();
-    return entries;
+SchemaEntries EntriesOfSchema(int version) {
+    SQLite::Database database(":memory:", SQLite::OPEN_READWRITE);
+    database.exec(Schema(version));
+    return EntriesOf(database);
+}
+
+/// REQUIRES: a schema that is read.
+const SchemaEntries& KnownEntries(int version) {
+    static const SchemaEntries present = EntriesOfSchema(kSchemaVersion);
+    static const SchemaEntries oldest = EntriesOfSchema(kOldestSchemaVersion);
+    return version == kSchemaVersion ? present : oldest;
 }
 
 /// A view or a virtual table in place of a table could make reading endless, and an index could
 /// hide rows. What else is in the file is not read.
-void CheckSchema(SQLite::Database& database, const std::string& path) {
+void CheckSchema(SQLite::Database& database, const std::string& path, int version) {
+    const SchemaEntries& known = KnownEntries(version);
     const SchemaEntries entries = EntriesOf(database);
-    for (const auto& [name, entry] : KnownEntries()) {
+    for (const auto& [name, entry] : known) {
         const auto found = entries.find(name);
         if (found == entries.end())
             throw Error(std::string("cannot read ")
@@ -182,8 +194,7 @@ void CheckSchema(SQLite::Database& database, const std::string& path) {
                             .append(" is not that of a journal"));
     }
     for (const auto& [name, entry] : entries)
-        if (entry.kind == "index" && KnownEntries().count(entry.table) > 0 &&
-            KnownEntries().count(name) == 0)
+        if (entry.kind == "index" && known.count(entry.table) > 0 && known.count(name) == 0)
             throw Error("cannot read " + path + ": " + entry.table +
                         " has an index that no journal has; drop it");
 }
@@ -233,22 +244,27 @@ std::string FileNameOf(const std::string& path) {
 
 void CreateTables(SQLite::Database& database) {
     database.exec("PRAGMA application_id = " + std::to_string(kApplicationId) +
-                  "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" + Schema());
+                  "; PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";" +
+                  Schema(kSchemaVersion));
 }
 
 void CheckIsJournal(SQLite::Database& database, const std::string& path) {
     if (Pragma(database, "application_id") != kApplicationId)
         throw Error("cannot read " + path + ": it is not a journal");
     const int version = Pragma(database, "user_version");
-    if (version < kSchemaVersion)
+    if (version < kOldestSchemaVersion)
         throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
-                    " is older than " + std::to_string(kSchemaVersion) +
+                    " is older than " + std::to_string(kOldestSchemaVersion) +
                     "; read it with the release that wrote it");
     if (version > kSchemaVersion)
         throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
                     " is newer than " + std::to_string(kSchemaVersion) +
                     "; read it with a newer release");
-    CheckSchema(database, path);
+    CheckSchema(database, path, version);
+}
+
+bool HasPercentiles(SQLite::Database& database) {
+    return Pragma(database, "user_version") > kOldestSchemaVersion;
 }
 
 std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error) {

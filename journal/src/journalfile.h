@@ -3,6 +3,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -10,7 +11,13 @@ namespace kzjournal {
 
 /// The tables and views are described in docs/journal.md. The number grows with every change that
 /// a reader must know of.
-inline constexpr int kSchemaVersion = 3;
+inline constexpr int kSchemaVersion = 4;
+
+/// The oldest schema that is read. Schema 3 has neither distributions nor percentiles.
+inline constexpr int kOldestSchemaVersion = 3;
+
+/// Of the slice, in the order of `kStoredQuantiles`.
+inline constexpr char kPercentileColumns[] = "last_p50, last_p90, last_p95, last_p99, last_p999";
 
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;
@@ -21,6 +28,10 @@ inline constexpr int kChunkSlices = 256;
 
 /// No message or text in a journal is longer.
 inline constexpr int kMaxValueBytes = 64 << 20;
+
+/// The records of a chunk have no more bytes of distributions than this, and those of its last
+/// slice, which has at most `kMaxValueBytes`: a reader takes a chunk as a whole.
+inline constexpr std::size_t kMaxChunkBytes = std::size_t{8} << 20;
 
 /// Moments and times of a run lie within it, on either side of 0: the year 9999. What computes with
 /// them never overflows then.
@@ -49,9 +60,12 @@ void BindOptional(SQLite::Statement& statement, int column, const std::optional<
         statement.bind(column);
 }
 
-/// Throws `Error` unless the database is a journal of this schema, with its tables, views and
-/// indexes as `CreateTables` made them.
+/// Throws `Error` unless the database is a journal of a schema that is read, with the tables, views
+/// and indexes of that schema.
 void CheckIsJournal(SQLite::Database& database, const std::string& path);
+
+/// Whether its records have the columns `kPercentileColumns`. REQUIRES: a journal.
+bool HasPercentiles(SQLite::Database& database);
 
 // Lines for the user about what the database said: at work, when making a journal, and when opening
 // one that is there.

@@ -26,8 +26,8 @@ std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
     return bytes;
 }
 
-Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice, std::size_t bytes) {
-    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, bytes};
+Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice) {
+    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, {}};
     copy.records.reserve(slice.GetRecords().size());
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         copy.records.push_back({RWCString(record.name.data(), record.name.size()), record.type,
@@ -35,13 +35,23 @@ Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice, std::size_t
     return copy;
 }
 
+RecordDistributions Worker::EncodedDistributions(const CKZStatSliceValues& slice) {
+    RecordDistributions distributions = std::move(m_spareDistributions);
+    distributions.Clear();
+    distributions.AddAll(slice);
+    return distributions;
+}
+
 /// Returns false where there is no room for the slice in memory.
 bool Worker::Enqueue(const CKZStatSliceValues& slice) {
     try {
-        const std::size_t bytes = BytesOf(slice);
+        RecordDistributions distributions = EncodedDistributions(slice);
+        const std::size_t bytes = BytesOf(slice) + distributions.ByteCount();
         // One alone is taken whatever its size: the bound is for those that wait behind it.
         if (!m_queue.empty() && m_queuedBytes + bytes > kMaxQueuedBytes) return false;
-        m_queue.push_back(CopyOf(slice, bytes));
+        m_queue.push_back(CopyOf(slice));
+        m_queue.back().distributions = std::move(distributions);
+        m_queue.back().bytes = bytes;
         m_queuedBytes += bytes;
         return true;
     } catch (const std::bad_alloc&) {
@@ -173,13 +183,14 @@ void Worker::WriteNext() {
 
 bool Worker::Write(const WaitingSlice& slice, long long expected) {
     const CKZStatSliceValues view(slice.facts, slice.message, slice.records);
-    return m_store->Write(0, view, {}, expected);
+    return m_store->Write(0, view, slice.distributions, {}, expected);
 }
 
 /// The slice in front is written, or refused for good.
 void Worker::Settle(bool isNew, const std::optional<Refusal>& refusal) {
     const RWMutexLock::LockGuard guard(m_lock);
     m_queuedBytes -= m_queue.front().bytes;
+    m_spareDistributions = std::move(m_queue.front().distributions);
     m_queue.pop_front();
     ++m_settled;
     m_isStuck = false;

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
 #include "kzjournalwriter.h"
 #include "kzstatmessage.h"
@@ -41,7 +42,8 @@ private:
         CKZStatSliceFacts facts;
         RWCString message;
         std::vector<CKZStatMessageRecord> records;
-        std::size_t bytes;
+        RecordDistributions distributions;
+        std::size_t bytes = 0;
     };
 
     /// A kind of trouble and whether the host was told of it, which it is once while it lasts.
@@ -66,7 +68,8 @@ private:
     };
 
     static std::size_t BytesOf(const CKZStatSliceValues& slice);
-    static WaitingSlice CopyOf(const CKZStatSliceValues& slice, std::size_t bytes);
+    static WaitingSlice CopyOf(const CKZStatSliceValues& slice);
+    RecordDistributions EncodedDistributions(const CKZStatSliceValues& slice) RYP_REQUIRES(m_lock);
     bool Enqueue(const CKZStatSliceValues& slice) RYP_REQUIRES(m_lock);
     long long ExpectedSlices() const RYP_REQUIRES(m_lock) { return m_appended - m_repeated; }
     long long SlicesThatNeverCame() const RYP_REQUIRES(m_lock);
@@ -95,6 +98,8 @@ private:
     RyPCondition m_workCame;
     RyPCondition m_newsCame;
     std::deque<WaitingSlice> m_queue RYP_GUARDED_BY(m_lock);
+    // Those of a slice that was written: their memory serves the next one.
+    RecordDistributions m_spareDistributions RYP_GUARDED_BY(m_lock);
     std::size_t m_queuedBytes RYP_GUARDED_BY(m_lock) = 0;
     bool m_isWorthATry RYP_GUARDED_BY(m_lock) = false;  // nothing has failed since news came
     bool m_isStuck RYP_GUARDED_BY(m_lock) = false;  // a wait was in vain, and nothing came since

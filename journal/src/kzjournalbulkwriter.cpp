@@ -22,16 +22,34 @@ int BulkWriter::AddSource(const Run& run, int parent, bool isMerged) {
 }
 
 void BulkWriter::AppendToSource(int source, const CKZStatSliceValues& slice) {
-    Keep(source, slice, {});
+    Keep(source, slice, EncodedDistributions(slice), {});
+}
+
+void BulkWriter::AppendToSource(int source, const Slice& slice) {
+    const Run& run = m_store->FactsOf(source);
+    const RWCString message(slice.message.data(), slice.message.size());
+    const CKZStatSliceFacts facts{{run.generator.data(), run.generator.size()},
+                                  run.sliceLength,
+                                  slice.id,
+                                  slice.elapsed,
+                                  slice.endTime};
+    Keep(source, {facts, message, slice.records}, slice.distributions, {});
 }
 
 void BulkWriter::Append(const CKZStatSliceValues& slice, const std::vector<int>& sources) {
-    Keep(0, slice, sources);
+    Keep(0, slice, EncodedDistributions(slice), sources);
 }
 
-void BulkWriter::Keep(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources) {
+const RecordDistributions& BulkWriter::EncodedDistributions(const CKZStatSliceValues& slice) {
+    m_distributions.Clear();
+    m_distributions.AddAll(slice);
+    return m_distributions;
+}
+
+void BulkWriter::Keep(int run, const CKZStatSliceValues& slice,
+                      const RecordDistributions& distributions, const std::vector<int>& sources) {
     long long& kept = m_keptSlices[run];
-    if (m_store->Write(run, slice, sources, kept + 1)) ++kept;
+    if (m_store->Write(run, slice, distributions, sources, kept + 1)) ++kept;
     m_store->Tidy();
 }
 

@@ -36,6 +36,80 @@ constexpr char kPointsInChunk[] =
     " last_sum_of_squares FROM records WHERE run_number = ? AND chunk = ? AND name_id = ?"
     " ORDER BY slice_id";
 
+/// Replaces the totals of records by those of a range, to which its slices are added in their
+/// order. Compatible.
+class TotalsOfRange {
+public:
+    /// `records` must outlive this.
+    explicit TotalsOfRange(std::vector<CKZStatMessageRecord>& records) {
+        for (CKZStatMessageRecord& record : records) {
+            record.totals = {};
+            m_totals.emplace(record.name.view(), &record.totals);
+        }
+    }
+
+    void Add(const Slice& slice) {
+        for (const CKZStatMessageRecord& record : slice.records)
+            if (const auto totals = m_totals.find(record.name.view()); totals != m_totals.end())
+                totals->second->Add(record.lasts);
+    }
+
+private:
+    std::unordered_map<std::string_view, CKZStatAggregate*> m_totals;
+};
+
+bool HasDistributions(const Slice& slice) {
+    for (std::size_t i = 0; i < slice.records.size(); ++i)
+        if (!slice.distributions.FormOf(i).empty()) return true;
+    return false;
+}
+
+std::vector<NameSummary> WithoutDistributions(std::vector<CKZStatMessageRecord>&& records) {
+    std::vector<NameSummary> summary;
+    for (CKZStatMessageRecord& record : records)
+        summary.push_back({std::move(record), std::nullopt});
+    return summary;
+}
+
+/// Adds up the distributions of names, slice by slice. Compatible.
+class DistributionSums {
+public:
+    /// Throws `Error` where a distribution is damaged.
+    void Add(const Slice& slice) {
+        for (std::size_t i = 0; i < slice.records.size(); ++i) {
+            const CKZStatMessageRecord& record = slice.records[i];
+            Sum& sum = m_sums[std::string(record.name.view())];
+            if (slice.ReadDistribution(i, m_read)) {
+                sum.hasAny = true;
+                sum.values.Add(m_read);
+            } else if (record.lasts.count != 0) {
+                sum.lacksOne = true;
+            }
+        }
+    }
+
+    /// The sum for the name of `record`, whose totals are of the same slices; no value unless it is
+    /// complete.
+    std::optional<CKZStatDistribution> Take(const CKZStatMessageRecord& record) {
+        const auto found = m_sums.find(std::string(record.name.view()));
+        if (found == m_sums.end()) return std::nullopt;
+        Sum& sum = found->second;
+        const auto count = static_cast<double>(sum.values.GetCount());
+        if (!sum.hasAny || sum.lacksOne || count != record.totals.count) return std::nullopt;
+        return std::move(sum.values);
+    }
+
+private:
+    struct Sum {
+        CKZStatDistribution values;
+        bool hasAny = false;
+        bool lacksOne = false;
+    };
+
+    std::unordered_map<std::string, Sum> m_sums;
+    CKZStatDistribution m_read;  // keeps its memory from record to record
+};
+
 }  // namespace
 
 struct Reader::State {
@@ -50,6 +124,16 @@ struct Reader::State {
     template <class Action>
     auto Guarded(Action action) {
         return file.Read(action);
+    }
+
+    /// What is wrong with a slice is said of the file.
+    template <class Action>
+    void Explained(Action action) const {
+        try {
+            action();
+        } catch (const Error& error) {
+            throw Error("cannot read " + path + ": " + error.what());
+        }
     }
 
     /// A log that is missing when the file is opened is made anew.
@@ -337,18 +421,28 @@ std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
     std::optional<Slice> last = LastSlice(range);
     if (!last) return {};
     if (range.from <= 0) return std::move(last->records);
-    // Per name what the slices of the range add up to, added in their order.
-    std::unordered_map<std::string_view, CKZStatAggregate*> sums;
-    for (CKZStatMessageRecord& record : last->records) {
-        record.totals = {};
-        sums.emplace(record.name.view(), &record.totals);
-    }
-    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) {
-        for (const CKZStatMessageRecord& record : slice.records)
-            if (const auto sum = sums.find(record.name.view()); sum != sums.end())
-                sum->second->Add(record.lasts);
-    });
+    TotalsOfRange totals(last->records);
+    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) { totals.Add(slice); });
     return std::move(last->records);
+}
+
+std::vector<NameSummary> Reader::SummaryWithDistributions(const TimeRange& range) {
+    std::optional<Slice> last = LastSlice(range);
+    if (!last) return {};
+    if (!HasDistributions(*last)) return WithoutDistributions(Summary(range));
+    std::optional<TotalsOfRange> totals;
+    if (range.from > 0) totals.emplace(last->records);
+    DistributionSums sums;
+    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) {
+        if (totals) totals->Add(slice);
+        m_state->Explained([&] { sums.Add(slice); });
+    });
+    std::vector<NameSummary> summary;
+    for (CKZStatMessageRecord& record : last->records) {
+        std::optional<CKZStatDistribution> distribution = sums.Take(record);
+        summary.push_back({std::move(record), std::move(distribution)});
+    }
+    return summary;
 }
 
 }  // namespace kzjournal

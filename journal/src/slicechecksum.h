@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "kzjournaldistributions.h"
 #include "kzstataggregate.h"
 #include "kzstatpointtypeenum.h"
 
@@ -20,7 +21,7 @@ public:
 
     void Add(std::string_view name, CKZStatPointTypeEnum::PointType type,
              const CKZStatAggregate& totals, const CKZStatAggregate& lasts,
-             std::string_view distribution);
+             std::string_view distribution, const Percentiles& percentiles);
 
     /// As the database keeps it.
     std::int64_t Value() const { return static_cast<std::int64_t>(m_sum); }

@@ -31,13 +31,10 @@ std::string_view BytesAt(SQLite::Statement& row, int column) {
                                                static_cast<std::size_t>(value.getBytes()));
 }
 
-/// What `AddRecord` reads, of the table `r`.
-std::string SelectRecords(const char* from) {
-    return std::string(
-               "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
-               " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
-               " r.sum, r.sum_of_squares, r.distribution ") +
-           from;
+Percentiles PercentilesAt(SQLite::Statement& row, int column) {
+    Percentiles percentiles;
+    for (double& percentile : percentiles) percentile = DoubleAt(row, column++);
+    return percentiles;
 }
 
 }  // namespace
@@ -69,6 +66,19 @@ CKZStatAggregate AggregateAt(SQLite::Statement& row, int column) {
     aggregate.sum = DoubleAt(row, column + 3);
     aggregate.sumSqr = DoubleAt(row, column + 4);
     return aggregate;
+}
+
+/// What `AddRecord` reads, of the table `r`.
+const std::string& SliceLoader::SelectRecords() {
+    if (m_selectRecords.empty())
+        m_selectRecords =
+            std::string(
+                "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
+                " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
+                " r.sum, r.sum_of_squares, r.distribution, ") +
+            (HasPercentiles(m_database) ? kPercentileColumns : "NULL, NULL, NULL, NULL, NULL") +
+            " ";
+    return m_selectRecords;
 }
 
 std::vector<Slice> SliceLoader::Load(std::span<const int> ids) {
@@ -107,6 +117,7 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
                             "SELECT chunk, elapsed, end_time, checksum, message FROM slices"
                             " WHERE run_number = ? AND slice_id = ?");
     Batch batch;
+    m_distributionBytes = 0;
     for (const int id : ids.first(std::min<std::size_t>(ids.size(), kChunkSlices))) {
         query.reset();
         SQLite::bind(query, m_run, id);
@@ -119,6 +130,7 @@ SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
                     query.getColumn(1).getDouble(),
                     query.getColumn(2).getDouble(),
                     query.getColumn(4).getString(),
+                    {},
                     {}};
         if (IsOfAnotherSlice(slice.message, id)) ThrowDamaged(id);
         batch.bytes += slice.message.size();
@@ -159,16 +171,18 @@ int SliceLoader::SlicesInChunk(int chunk) {
 
 void SliceLoader::ReadRecent(Unverified& unverified) {
     SQLite::Statement query(
-        m_database, SelectRecords("FROM recent_records r WHERE run_number = ? AND slice_id = ?"));
+        m_database,
+        SelectRecords() + "FROM recent_records r WHERE run_number = ? AND slice_id = ?");
     SQLite::bind(query, m_run, unverified.slice.id);
     while (query.executeStep()) AddRecord(unverified, query);
 }
 
 /// Name by name, since the records of a slice lie apart.
 void SliceLoader::ReadFromChunk(Unverified& unverified, int chunk) {
-    SQLite::Statement query(
-        m_database, SelectRecords("FROM names n CROSS JOIN records r ON r.run_number = ?"
-                                  " AND r.chunk = ? AND r.name_id = n.name_id AND r.slice_id = ?"));
+    SQLite::Statement query(m_database,
+                            SelectRecords() +
+                                "FROM names n CROSS JOIN records r ON r.run_number = ?"
+                                " AND r.chunk = ? AND r.name_id = n.name_id AND r.slice_id = ?");
     SQLite::bind(query, m_run, chunk, unverified.slice.id);
     while (query.executeStep()) AddRecord(unverified, query);
 }
@@ -177,9 +191,9 @@ RecordCounts SliceLoader::ReadWholeChunk(Batch& batch) {
     std::unordered_map<int, Unverified*> slices;
     for (Unverified& each : batch.slices) slices.emplace(each.slice.id, &each);
     // In the order of the key, in which damage can repeat what was read already.
-    SQLite::Statement query(m_database,
-                            SelectRecords("FROM records r WHERE run_number = ? AND chunk = ?"
-                                          " ORDER BY name_id, slice_id"));
+    SQLite::Statement query(m_database, SelectRecords() +
+                                            "FROM records r WHERE run_number = ? AND chunk = ?"
+                                            " ORDER BY name_id, slice_id");
     SQLite::bind(query, m_run, batch.chunk);
     RecordCounts counts;
     std::pair<std::int64_t, std::int64_t> last{};
@@ -204,8 +218,15 @@ void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
     const CKZStatMessageRecord& record = slice.records.emplace_back(CKZStatMessageRecord{
         *name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
         AggregateAt(row, 9), AggregateAt(row, 4)});
-    unverified.computed.Add(name->view(), record.type, record.totals, record.lasts,
-                            BytesAt(row, 14));
+    const std::string_view distribution = BytesAt(row, 14);
+    const Percentiles percentiles = PercentilesAt(row, 15);
+    // Damage can make many records share one that is long.
+    m_distributionBytes += distribution.size();
+    if (m_distributionBytes > kMaxChunkBytes + static_cast<std::size_t>(kMaxValueBytes))
+        ThrowDamaged(slice.id);
+    slice.distributions.Add(distribution, percentiles);
+    unverified.computed.Add(name->view(), record.type, record.totals, record.lasts, distribution,
+                            percentiles);
 }
 
 const RWCString* SliceLoader::FindName(std::int64_t id) {

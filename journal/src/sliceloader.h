@@ -69,6 +69,7 @@ private:
         std::size_t bytes = 0;  // of the messages
     };
 
+    const std::string& SelectRecords();
     Batch ReadFacts(std::span<const int> ids);
     bool Step(SQLite::Statement& query, int sliceId) const;
     void ReadRecords(Batch& batch);
@@ -84,8 +85,10 @@ private:
     SQLite::Database& m_database;
     const std::string m_path;
     const int m_run;
+    std::string m_selectRecords;  // empty until it is known what columns there are
     std::unordered_map<std::int64_t, RWCString> m_names;
     std::int64_t m_lastNameId = 0;
+    std::size_t m_distributionBytes = 0;  // of the batch that is read
 };
 
 }  // namespace kzjournal

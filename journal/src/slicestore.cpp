@@ -30,8 +30,10 @@ constexpr char kInsertSlice[] =
 constexpr char kInsertRecord[] =
     "INSERT INTO recent_records (run_number, chunk, name_id, slice_id, elapsed, type,"
     " last_minimum, last_maximum, last_count, last_sum, last_sum_of_squares,"
-    " minimum, maximum, count, sum, sum_of_squares)"
-    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+    " minimum, maximum, count, sum, sum_of_squares,"
+    " last_p50, last_p90, last_p95, last_p99, last_p999, distribution)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"
+    " ON CONFLICT DO NOTHING";
 constexpr char kInsertName[] =
     "INSERT INTO names (name) VALUES (?)"
     " ON CONFLICT DO UPDATE SET name = name RETURNING name_id";
@@ -52,11 +54,24 @@ void BindAggregate(SQLite::Statement& statement, int column, const CKZStatAggreg
     statement.bind(column + 4, aggregate.sumSqr);
 }
 
-int64_t ChecksumOf(const CKZStatSliceValues& slice) {
+/// NULL where there is no distribution. `form` must stay until the statement is done.
+void BindForm(SQLite::Statement& statement, int column, std::string_view form) {
+    if (form.empty())
+        statement.bind(column);
+    else
+        statement.bindNoCopy(column, static_cast<const void*>(form.data()),
+                             static_cast<int>(form.size()));
+}
+
+int64_t ChecksumOf(const CKZStatSliceValues& slice, const RecordDistributions& distributions) {
     SliceChecksum checksum(slice.GetSliceId(), slice.GetElapsed(), slice.GetEndTime(),
                            slice.GetMessage().view());
-    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
-        checksum.Add(record.name, record.type, record.totals, record.lasts, {});
+    std::size_t position = 0;
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
+        checksum.Add(record.name, record.type, record.totals, record.lasts,
+                     distributions.FormOf(position), distributions.PercentilesOf(position));
+        ++position;
+    }
     return checksum.Value();
 }
 
@@ -121,16 +136,21 @@ int SliceStore::AddSource(const Run& run, int parent, bool isMerged) {
     return number;
 }
 
-bool SliceStore::Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+bool SliceStore::Write(int run, const CKZStatSliceValues& slice,
+                       const RecordDistributions& distributions, const std::vector<int>& sources,
                        long long expectedSlices) {
     RefuseWhatCannotBeKept(run, slice);
+    if (distributions.ByteCount() > static_cast<std::size_t>(kMaxValueBytes))
+        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+                      ": its distributions take more than " + std::to_string(kMaxValueBytes) +
+                      " bytes");
     bool isNew = false;
-    Guarded([&] { isNew = WriteWhole(run, slice, sources, expectedSlices); });
+    Guarded([&] { isNew = WriteWhole(run, slice, distributions, sources, expectedSlices); });
     return isNew;
 }
 
 void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const {
-    const std::string& generator = m_runs.at(static_cast<std::size_t>(run)).generator;
+    const std::string& generator = FactsOf(run).generator;
     if (slice.GetGeneratorName().view() != generator)
         throw Refusal("cannot keep a slice of the generator " +
                       std::string(slice.GetGeneratorName().view()) + " in " + m_path +
@@ -151,27 +171,25 @@ void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice
 }
 
 bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
+                            const RecordDistributions& distributions,
                             const std::vector<int>& sources, long long expectedSlices) {
+    const int64_t checksum = ChecksumOf(slice, distributions);
     SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
     const int chunk = ChunkFor(run, slice.GetSliceId());
-    if (!InsertSlice(run, chunk, slice)) {
-        RefuseOtherContent(run, slice);
+    if (!InsertSlice(run, chunk, slice, checksum)) {
+        RefuseOtherContent(run, slice.GetSliceId(), checksum);
         return false;
     }
-    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
-        if (!InsertRecord(run, chunk, slice, record)) {
-            m_nameIds.clear();
-            throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
-                          m_path + ": it has two records of " + std::string(record.name));
-        }
+    InsertRecords(run, chunk, slice, distributions);
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     NoteExpectedSlices(run, expectedSlices);
     transaction.commit();
-    CountIn(run, chunk, slice);
+    CountIn(run, chunk, slice, distributions.ByteCount());
     return true;
 }
 
-bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice) {
+bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice,
+                             int64_t checksum) {
     const std::string_view message = slice.GetMessage().view();
     // Not `reset`, here and below: it would throw once more what the statement met last time.
     m_file->insertSlice.tryReset();
@@ -180,20 +198,34 @@ bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice
     m_file->insertSlice.bind(3, slice.GetElapsed());
     m_file->insertSlice.bind(4, slice.GetEndTime());
     m_file->insertSlice.bind(5, chunk);
-    m_file->insertSlice.bind(6, ChecksumOf(slice));
+    m_file->insertSlice.bind(6, checksum);
     m_file->insertSlice.bindNoCopy(7, message.data(), static_cast<int>(message.size()));
     return m_file->insertSlice.exec() > 0;
 }
 
 /// A slice that comes again changes nothing; one that only has the id of another must not seem to
 /// be kept.
-void SliceStore::RefuseOtherContent(int run, const CKZStatSliceValues& slice) {
+void SliceStore::RefuseOtherContent(int run, int sliceId, int64_t checksum) {
     SQLite::Statement query(
         Database(), "SELECT checksum = ? FROM slices WHERE run_number = ? AND slice_id = ?");
-    SQLite::bind(query, ChecksumOf(slice), run, slice.GetSliceId());
+    SQLite::bind(query, checksum, run, sliceId);
     if (query.executeStep() && query.getColumn(0).getInt() != 0) return;
-    throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
+    throw Refusal("cannot keep slice " + std::to_string(sliceId) + " in " + m_path +
                   ": another slice with this id is in it");
+}
+
+void SliceStore::InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
+                               const RecordDistributions& distributions) {
+    std::size_t position = 0;
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
+        if (!InsertRecord(run, chunk, slice, record, distributions.FormOf(position),
+                          distributions.PercentilesOf(position))) {
+            m_nameIds.clear();
+            throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
+                          m_path + ": it has two records of " + std::string(record.name));
+        }
+        ++position;
+    }
 }
 
 void SliceStore::InsertSource(int sliceId, int source) {
@@ -204,7 +236,8 @@ void SliceStore::InsertSource(int sliceId, int source) {
 
 /// Returns false where the slice has a record of that name already.
 bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
-                              const CKZStatSliceValues::Record& record) {
+                              const CKZStatSliceValues::Record& record,
+                              std::string_view distribution, const Percentiles& percentiles) {
     m_file->insertRecord.tryReset();
     m_file->insertRecord.bind(1, run);
     m_file->insertRecord.bind(2, chunk);
@@ -214,6 +247,11 @@ bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slic
     m_file->insertRecord.bind(6, static_cast<int>(record.type));
     BindAggregate(m_file->insertRecord, 7, record.lasts);
     BindAggregate(m_file->insertRecord, 12, record.totals);
+    constexpr int kFirstPercentile = 17;
+    for (std::size_t i = 0; i < percentiles.size(); ++i)
+        m_file->insertRecord.bind(kFirstPercentile + static_cast<int>(i), percentiles[i]);
+    BindForm(m_file->insertRecord, kFirstPercentile + static_cast<int>(percentiles.size()),
+             distribution);
     return m_file->insertRecord.exec() > 0;
 }
 
@@ -233,7 +271,8 @@ int SliceStore::ChunkFor(int run, int sliceId) const {
 
 /// A new chunk is opened here, by a slice that is in the file: one that was there already gave its
 /// name to another chunk, maybe.
-void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice) {
+void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice,
+                         std::size_t distributionBytes) {
     constexpr double kNever = std::numeric_limits<double>::infinity();
     Chunk& chunk = m_openChunks.try_emplace(run, Chunk{number, 0, kNever, -kNever}).first->second;
     ++chunk.slices;
@@ -241,6 +280,7 @@ void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice) {
     chunk.firstElapsed = std::min(chunk.firstElapsed, slice.GetElapsed());
     chunk.lastElapsed = std::max(chunk.lastElapsed, slice.GetElapsed());
     m_recentRecords += slice.GetRecords().size();
+    m_recentBytes += distributionBytes;
 }
 
 int64_t SliceStore::NameId(std::string_view name) {
@@ -297,7 +337,7 @@ int64_t SliceStore::PageBytes() {
 }
 
 bool SliceStore::IsWorthMoving() const {
-    return m_recentRecords >= kMaxRecentRecords ||
+    return m_recentRecords >= kMaxRecentRecords || m_recentBytes >= kMaxChunkBytes ||
            std::any_of(m_openChunks.begin(), m_openChunks.end(),
                        [](const auto& open) { return open.second.slices >= kChunkSlices; });
 }
@@ -319,6 +359,7 @@ void SliceStore::MoveRecentRecords() {
     transaction.commit();
     m_openChunks.clear();
     m_recentRecords = 0;
+    m_recentBytes = 0;
 }
 
 void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "fileplaces.h"
+#include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
@@ -40,17 +41,21 @@ public:
     /// Adds a run that the run of the file is made of, within `parent`, and returns its number.
     int AddSource(const Run& run, int parent, bool isMerged);
 
-    /// Keeps a slice of `run`, and with it how many the file should hold of that run. `sources` are
-    /// the numbers of those that have a slice in it. Returns false for a slice that is there
-    /// already, which stays as it is. Throws `Refusal` where the slice can never be kept, also
-    /// where another one has its id.
-    bool Write(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
-               long long expectedSlices);
+    /// Keeps a slice of `run`, and with it how many the file should hold of that run.
+    /// `distributions` are those of its records, in their order; what the view has of them is not
+    /// looked at. `sources` are the numbers of those that have a slice in it. Returns false for a
+    /// slice that is there already, which stays as it is. Throws `Refusal` where the slice can
+    /// never be kept, also where another one has its id.
+    bool Write(int run, const CKZStatSliceValues& slice, const RecordDistributions& distributions,
+               const std::vector<int>& sources, long long expectedSlices);
 
     /// Where the file or a companion was removed or replaced, goes on in a copy beside it and
     /// returns a line for the user. What stands under the old names stays as it is. Throws where
     /// there can be no copy; all is to be written again then, once there can.
     std::string LookAround();
+
+    /// The facts of a run as they were when it was added.
+    const Run& FactsOf(int run) const { return m_runs.at(static_cast<std::size_t>(run)); }
 
     /// The file that is written.
     const std::string& Path() const { return m_path; }
@@ -101,16 +106,21 @@ private:
     template <class Action>
     void Guarded(Action action);
     void RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const;
-    bool WriteWhole(int run, const CKZStatSliceValues& slice, const std::vector<int>& sources,
+    bool WriteWhole(int run, const CKZStatSliceValues& slice,
+                    const RecordDistributions& distributions, const std::vector<int>& sources,
                     long long expectedSlices);
-    bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice);
-    void RefuseOtherContent(int run, const CKZStatSliceValues& slice);
+    bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice, int64_t checksum);
+    void RefuseOtherContent(int run, int sliceId, int64_t checksum);
+    void InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
+                       const RecordDistributions& distributions);
     void InsertSource(int sliceId, int source);
     bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
-                      const CKZStatSliceValues::Record& record);
+                      const CKZStatSliceValues::Record& record, std::string_view distribution,
+                      const Percentiles& percentiles);
     void NoteExpectedSlices(int run, long long expectedSlices);
     int ChunkFor(int run, int sliceId) const;
-    void CountIn(int run, int number, const CKZStatSliceValues& slice);
+    void CountIn(int run, int number, const CKZStatSliceValues& slice,
+                 std::size_t distributionBytes);
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
     bool ShortenTheLog();
@@ -126,6 +136,7 @@ private:
     std::unordered_map<std::string, int64_t> m_nameIds;
     std::map<int, Chunk> m_openChunks;  // by run: their records are in `recent_records`
     std::size_t m_recentRecords = 0;
+    std::size_t m_recentBytes = 0;  // of their distributions
     int m_walPages = 0;
     bool m_hasWarnedOfLog = false;
 };

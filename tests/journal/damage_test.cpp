@@ -46,7 +46,8 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"MissingRecord", "DELETE FROM records WHERE slice_id = 3 AND name_id = 2"},
         Damage{"AddedRecord",
                "INSERT INTO names VALUES (3, 'x'); INSERT INTO records SELECT run_number, chunk,"
-               " 3, slice_id, elapsed, type, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, NULL FROM records"
+               " 3, slice_id, elapsed, type, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, NULL, NULL,"
+               " NULL, NULL FROM records"
                " WHERE slice_id = 3 AND name_id = 1"},
         Damage{"ExchangedNames",
                "UPDATE records SET name_id = 3 - name_id + 10 WHERE slice_id = 3;"

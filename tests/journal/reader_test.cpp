@@ -194,9 +194,9 @@ TEST_F(Reader, RefusesOlderAndNewerSchemas) {
     EXPECT_EQ("cannot read " + path +
                   ": its schema 2 is older than 3; read it with the release that wrote it",
               ErrorOnOpening());
-    Execute("PRAGMA user_version = 4");
+    Execute("PRAGMA user_version = 5");
     EXPECT_EQ(
-        "cannot read " + path + ": its schema 4 is newer than 3; read it with a newer release",
+        "cannot read " + path + ": its schema 5 is newer than 4; read it with a newer release",
         ErrorOnOpening());
 }
 

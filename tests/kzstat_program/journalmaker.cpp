@@ -3,6 +3,7 @@
 //
 //     value NAME TYPE NUMBER ...    reported in the slice that is ended next
 //     slice                         ends a slice and keeps it
+//     distributions                 slices show the distributions of their values from now on
 //     end                           ends the run
 //
 // Without an end the run is left as by a process that was killed.
@@ -53,14 +54,20 @@ int main(int, char** arguments) {
         journal.Open(arguments[1], kzjournal::RunOfThisProcess(generator, startTime, sliceLength)));
     SliceMaker slices(generator, sliceLength, startTime);
     std::vector<Reported> reported;
+    bool hasDistributions = false;
     for (std::string line; std::getline(std::cin, line);) {
         const std::vector<std::string> fields = FieldsOf(line);
         if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
         if (fields.at(0) == "slice") {
-            FailIf(journal.Append(slices.NextSlice(reported).View()).problem);
+            const MadeSlice slice = slices.NextSlice(reported);
+            std::vector<const CKZStatDistribution*> shown;
+            for (const CKZStatDistribution& each : slice.distributions)
+                shown.push_back(hasDistributions ? &each : nullptr);
+            FailIf(journal.Append({slice.facts, slice.message, slice.records, shown}).problem);
             reported.clear();
             std::cout << slices.SliceId() << std::endl;
         }
+        if (fields.at(0) == "distributions") hasDistributions = true;
         if (fields.at(0) == "end") FailIf(journal.Close());
     }
     _exit(0);

@@ -20,6 +20,10 @@ class Journal:
     def value(self, name, kind, *numbers):
         self._tell("value", name, kind, *numbers)
 
+    def distributions(self):
+        """Of the slices from now on, and of all names."""
+        self._tell("distributions")
+
     def slice(self):
         """Returns once the slice is kept."""
         self._tell("slice")
@@ -42,9 +46,11 @@ class Journal:
         self.process.stdin.flush()
 
 
-def make(path, slices, **facts):
+def make(path, slices, has_distributions=False, **facts):
     """A run that has ended. A slice is a dictionary of (name, kind) to numbers."""
     journal = Journal(path, **facts)
+    if has_distributions:
+        journal.distributions()
     for each in slices:
         for (name, kind), numbers in each.items():
             journal.value(name, kind, *numbers)

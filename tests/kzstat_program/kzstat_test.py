@@ -99,6 +99,28 @@ class Show(JournalTest):
         self.assertEqual(("-", "-", "3"),
                          tuple(table["clients"][key] for key in ("count", "rate", "last")))
 
+    def test_percentiles_of_a_run_with_distributions(self):
+        self.make_run(has_distributions=True)
+        login = self.table()["login.time"]
+        self.assertEqual(("109.2", "134.5", "137"),
+                         tuple(login[key] for key in ("p50", "p95", "p99")))
+        self.assertEqual("101.2", self.table("--to", "2")["login.time"]["p50"])
+        by_median = [line.split()[0] for line in
+                     run("show", self.run_path, "--sort", "p50").out.splitlines()[2:]]
+        self.assertEqual(["login.time", "clients", "logins"], by_median)
+
+    def test_no_columns_of_percentiles_without_distributions(self):
+        self.make_run()
+        self.assertNotIn("p50", self.table()["login.time"])
+
+    def test_percentiles_of_a_merged_run(self):
+        parts = [self.make_run(name, has_distributions=True) for name in ("a.kzj", "b.kzj")]
+        self.assertEqual(0, run("merge", *parts, "-o", self.run_path).status)
+        login = self.table()["login.time"]
+        self.assertEqual(("40", "109.2", "134.5"),
+                         tuple(login[key] for key in ("count", "p50", "p95")))
+        self.assertEqual(0, run("check", self.run_path).status)
+
     def test_a_range(self):
         self.make_run()
         self.assertEqual("4", self.table("--from", "3", "--to", "5s")["login.time"]["count"])
@@ -350,6 +372,14 @@ class Compare(JournalTest):
 
     def test_a_condition_that_keeps_quiet(self):
         self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
+
+    def test_a_condition_on_a_percentile(self):
+        os.remove(self.run_path)
+        os.remove(self.slower)
+        self.make_run(has_distributions=True)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.assertEqual(0, self.compare("login.time p99 +60%").status)
+        self.assertEqual(1, self.compare("login.time p99 +40%").status)
 
     def test_a_condition_that_fails(self):
         result = self.compare("logins sum -1", "login.time max +10%")

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "kzstatdistribution.h"
 #include "kzstatgenmeasurement.h"
 #include "kzstatmessage.h"
 #include "kzstatslicevalues.h"
@@ -24,6 +25,7 @@ struct MadeSlice {
     CKZStatSliceFacts facts;
     RWCString message;
     std::vector<CKZStatMessageRecord> records;
+    std::vector<CKZStatDistribution> distributions = {};  // none, or one for each record
 
     CKZStatSliceValues View() const { return CKZStatSliceValues(facts, message, records); }
     std::string Text() const { return std::string(message.view()); }
@@ -39,10 +41,14 @@ public:
     MadeSlice NextSlice(const std::vector<Reported>& reported) {
         ++m_sliceId;
         for (const auto& [name, measurement] : m_measurements) measurement->ResetLasts();
+        m_lasts.clear();
         for (const Reported& each : reported) {
             auto& measurement = m_measurements[each.name];
             if (!measurement) measurement = std::make_unique<CKZStatGenMeasurement>(each.type);
-            for (const double value : each.values) measurement->AddLast(value);
+            for (const double value : each.values) {
+                measurement->AddLast(value);
+                m_lasts[each.name].Add(value);
+            }
         }
         return Made();
     }
@@ -50,10 +56,11 @@ public:
     int SliceId() const { return m_sliceId; }
 
 private:
-    MadeSlice Made() const {
+    MadeSlice Made() {
         const double elapsed = m_sliceLength * m_sliceId;
         MadeSlice slice{
             {m_generator.c_str(), m_sliceLength, m_sliceId, elapsed, m_startTime + elapsed},
+            {},
             {},
             {}};
         CKZStatMessageWriter writer(slice.message);
@@ -63,6 +70,7 @@ private:
                                measurement->GetLasts());
             slice.records.push_back({RWCString(name.data(), name.size()), measurement->GetType(),
                                      measurement->GetTotals(), measurement->GetLasts()});
+            slice.distributions.push_back(m_lasts[name]);
         }
         return slice;
     }
@@ -72,6 +80,7 @@ private:
     const double m_startTime;
     int m_sliceId = 0;
     std::map<std::string, std::unique_ptr<CKZStatGenMeasurement>> m_measurements;
+    std::map<std::string, CKZStatDistribution> m_lasts;  // of the present slice
 };
 
 #endif

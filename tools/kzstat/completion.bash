@@ -9,7 +9,7 @@ _kzstat() {
     if ((COMP_CWORD == 1)); then
         words='show report serve compare export merge check --help --version'
     elif [[ $previous == --sort ]]; then
-        words='name type count rate min mean max stddev sum last'
+        words='name type count rate min mean p50 p95 p99 max stddev sum last'
     elif [[ $previous == --format ]]; then
         words='csv json influx'
     elif [[ $previous == --from || $previous == --to || $previous == --fail-if ||

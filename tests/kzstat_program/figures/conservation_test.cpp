@@ -16,10 +16,12 @@ using testing::StartsWith;
 using Types = CKZStatPointTypeEnum;
 using Values = std::vector<double>;
 
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 kzjournal::Slice SliceOf(const MadeSlice& made) {
-    return {made.facts.sliceId, made.facts.elapsed, made.facts.endTime, made.Text(), made.records};
+    return {made.facts.sliceId, made.facts.elapsed, made.facts.endTime,
+            made.Text(),        made.records,       {}};
 }
 
 /// One name, "n", in a run of slices of a tenth of a second.
@@ -30,6 +32,20 @@ protected:
     }
     kzjournal::Slice Next(const Values& values) {
         return SliceOf(slices.NextSlice({{"n", Types::Timer, values}}));
+    }
+    /// With the distribution of some values, and percentiles, beside others.
+    std::string CheckDistributed(const Values& values, const Values& distributed,
+                                 const Values& ofPercentiles) {
+        kzjournal::Slice slice = Next(values);
+        std::string form;
+        DistributionOf(distributed).Encode(form);
+        slice.distributions.Add(form, kzjournal::PercentilesOf(DistributionOf(ofPercentiles)));
+        return ViolationOf(conservation, slice);
+    }
+    static CKZStatDistribution DistributionOf(const Values& values) {
+        CKZStatDistribution distribution;
+        for (const double value : values) distribution.Add(value);
+        return distribution;
     }
     /// A slice without records that ends then, after pauses that took so long.
     std::string CheckEnd(double elapsed, double paused = 0) {
@@ -53,6 +69,35 @@ protected:
     kzstatprogram::Conservation conservation{0.1};
     int sliceId = 0;
 };
+
+TEST_F(Conservation, HoldsForDistributionsOfTheSameValues) {
+    EXPECT_EQ("", CheckDistributed({1, 2, 300}, {1, 2, 300}, {1, 2, 300}));
+    EXPECT_EQ("", CheckDistributed({}, {}, {}));
+    EXPECT_EQ("", CheckDistributed({kNaN}, {kNaN}, {kNaN}));
+}
+
+TEST_F(Conservation, ADistributionHasAsManyValuesAsTheSlice) {
+    EXPECT_EQ("slice 1: the distribution of n has 2 values, but its count is 3",
+              CheckDistributed({1, 2, 300}, {1, 2}, {1, 2}));
+}
+
+TEST_F(Conservation, PercentilesAreThoseOfTheDistribution) {
+    EXPECT_EQ("slice 1: p50 of n is 1, but 2 by its distribution",
+              CheckDistributed({2, 2, 2}, {2, 2, 2}, {1, 1, 1}));
+}
+
+TEST_F(Conservation, ThereAreNoPercentilesWithoutADistribution) {
+    kzjournal::Slice slice = Next({1});
+    slice.distributions.Add({}, {1, 1, 1, 1, 1});
+    EXPECT_EQ("slice 1: p50 of n is 1, but nan by its distribution",
+              ViolationOf(conservation, slice));
+}
+
+TEST_F(Conservation, ADistributionThatCannotBeDecodedIsNamed) {
+    kzjournal::Slice slice = Next({1});
+    slice.distributions.Add("?", {});
+    EXPECT_EQ("slice 1: the distribution of n cannot be decoded", ViolationOf(conservation, slice));
+}
 
 TEST_F(Conservation, HoldsForARun) {
     for (int i = 0; i < 100; ++i) EXPECT_EQ("", CheckValues({0.1 * i, 1e6 / 3, -7}));

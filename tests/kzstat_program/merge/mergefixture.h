@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -60,6 +61,30 @@ protected:
         } catch (const std::exception& error) {
             return error.what();
         }
+    }
+
+    /// A run whose slices show the distributions of their names.
+    std::string MakeDistributedRun(double startTime, const Slices& slices) {
+        SliceMaker maker("load", sliceLength, startTime);
+        const std::string path = folder.Path(std::to_string(++runs) + ".kzj");
+        kzjournal::BulkWriter writer(path,
+                                     kzjournal::RunOfThisProcess("load", startTime, sliceLength));
+        for (const auto& reported : slices) {
+            const MadeSlice slice = maker.NextSlice(reported);
+            std::vector<const CKZStatDistribution*> shown;
+            for (const CKZStatDistribution& each : slice.distributions) shown.push_back(&each);
+            writer.Append({slice.facts, slice.message, slice.records, shown});
+        }
+        writer.Close(startTime + sliceLength * static_cast<double>(slices.size()), 0);
+        return path;
+    }
+    /// The distribution of the name over the whole run; none where it is not complete.
+    static std::optional<CKZStatDistribution> DistributionOf(const std::string& path,
+                                                             const std::string& name) {
+        for (const kzjournal::NameSummary& each :
+             kzjournal::Reader(path).SummaryWithDistributions())
+            if (each.record.name == name.c_str()) return each.distribution;
+        return std::nullopt;
     }
 
     static std::string IdOf(const std::string& path) { return kzjournal::Reader(path).Facts().id; }

@@ -10,6 +10,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -21,7 +22,8 @@ protected:
         record.name = name.c_str();
         record.type = CKZStatPointTypeEnum::Timer;
         record.totals = {kThird, 1e300, 3, sum, 5e-324};
-        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, record, gap);
+        slice.records = {record};
+        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, 0, gap);
     }
 
     std::string name = "login.time";
@@ -35,8 +37,19 @@ protected:
 TEST_F(ExportFormats, CsvHasALineOfNames) {
     EXPECT_EQ(
         "slice_id,elapsed,name,type,count,minimum,maximum,average,sum,sum_of_squares,last_count,"
-        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares,gap_before\r\n",
+        "last_minimum,last_maximum,last_average,last_sum,last_sum_of_squares,"
+        "last_p50,last_p90,last_p95,last_p99,last_p999,gap_before\r\n",
         kzstatprogram::MakeExportFormat("csv", run)->Begin());
+}
+
+TEST_F(ExportFormats, PercentilesAreThoseOfTheSlice) {
+    slice.distributions.Add("form", {1, 2, kThird, 4, std::nan("")});
+    EXPECT_THAT(Text("csv"), EndsWith(",1,2,0.3333333333333333,4,,0\r\n"));
+    EXPECT_THAT(Text("json"),
+                HasSubstr("\"last_p50\":1.0,\"last_p90\":2.0,\"last_p95\":0.3333333333333333,"
+                          "\"last_p99\":4.0,\"last_p999\":null"));
+    EXPECT_THAT(Text("influx"),
+                HasSubstr(",last_p50=1,last_p90=2,last_p95=0.3333333333333333,last_p99=4 "));
 }
 
 TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {
@@ -48,8 +61,7 @@ TEST_F(ExportFormats, CsvForSpreadsheetsHoldsNoFormula) {
     const auto nameIn = [&](const char* text) {
         name = text;
         Text("csv");
-        const std::string line =
-            kzstatprogram::MakeSpreadsheetSafeCsv()->RecordText(slice, record, 0);
+        const std::string line = kzstatprogram::MakeSpreadsheetSafeCsv()->RecordText(slice, 0, 0);
         return line.substr(4, line.find(",Timer") - 4);
     };
     for (const char* const harmless : {"login.time", "a=b", "1-2", "a b", "\u00e9-x", ""})
@@ -84,7 +96,7 @@ TEST_F(ExportFormats, CsvNumbersReadBackToTheSameDouble) {
 }
 
 TEST_F(ExportFormats, CsvLeavesOutWhatHasNoValue) {
-    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0,0\r\n"));
+    EXPECT_THAT(Text("csv"), testing::EndsWith(",0,,,,0,0,,,,,,0\r\n"));
 }
 
 TEST_F(ExportFormats, EachShowsTheGapBeforeASlice) {

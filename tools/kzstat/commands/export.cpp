@@ -30,8 +30,8 @@ ExitStatus Export(const ExportOptions& options, Output& output) {
     Gaps gaps(journal.Facts().sliceLength);
     journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
         const double gap = gaps.Before(slice);
-        for (const CKZStatMessageRecord& record : slice.records)
-            output.Write(format->RecordText(slice, record, gap));
+        for (std::size_t i = 0; i < slice.records.size(); ++i)
+            output.Write(format->RecordText(slice, i, gap));
     });
     output.Flush();
     TellOnStandardError(description);

@@ -38,7 +38,9 @@ std::size_t NameWidth(const Output& output) {
 std::vector<std::string> LinesOf(kzjournal::Reader& journal, const ShowOptions& options,
                                  const Output& output, const LatestValues* latest) {
     const kzjournal::TimeRange range = options.range.RangeOf(journal);
-    std::vector<Statistics> rows = StatisticsOf(journal, range);
+    // Percentiles take reading the whole run, which a table that is drawn again and again cannot.
+    std::vector<Statistics> rows = latest != nullptr ? StatisticsOf(journal, range)
+                                                     : StatisticsWithPercentilesOf(journal, range);
     SortBy(options.sortColumn, rows);
     std::vector<std::string> sparklines;
     if (latest != nullptr)

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "figures/violation.h"
+#include "kzjournalerror.h"
 #include "kzstatpointkind.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
@@ -40,11 +41,15 @@ double MagnitudeOf(const CKZStatAggregate& totals) {
     return std::fmin(std::sqrt(totals.count * squares), totals.count * std::fmax(extreme, 1));
 }
 
+bool AreSame(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
 /// Where the error has no bound, either sum may have overflowed on its way.
 bool AreClose(double a, double b, double error) {
     if (error == Limits::infinity()) return true;
     if (std::isfinite(a) && std::isfinite(b)) return std::abs(a - b) <= error;
-    return a == b || (std::isnan(a) && std::isnan(b));
+    return AreSame(a, b);
 }
 
 }  // namespace
@@ -55,8 +60,10 @@ void Conservation::Check(const kzjournal::Slice& slice) {
     m_sliceId = slice.id;
     m_elapsed = slice.elapsed;
     m_endTime = slice.endTime;
-    for (const CKZStatMessageRecord& record : slice.records)
-        if (violation.empty()) violation = CheckRecord(record);
+    for (std::size_t i = 0; i < slice.records.size() && violation.empty(); ++i) {
+        violation = CheckRecord(slice.records[i]);
+        if (violation.empty()) violation = CheckDistribution(slice, i);
+    }
     if (violation.empty()) violation = CheckMissingNames(slice);
     if (!violation.empty()) throw Violation("slice " + std::to_string(slice.id) + ": " + violation);
 }
@@ -104,6 +111,32 @@ std::string Conservation::CheckRecord(const CKZStatMessageRecord& record) {
         return violation("sum", totals.sum, sums.sum);
     if (!AreClose(totals.sumSqr, sums.sumSqr, (additions + 1) * kRoundoff * totals.sumSqr))
         return violation("sum of squares", totals.sumSqr, sums.sumSqr);
+    return {};
+}
+
+std::string Conservation::CheckDistribution(const kzjournal::Slice& slice, std::size_t position) {
+    const CKZStatMessageRecord& record = slice.records[position];
+    const std::string name = kzterminal::Printable(TextOf(record.name));
+    bool isStored = false;
+    try {
+        isStored = slice.ReadDistribution(position, m_distribution);
+    } catch (const kzjournal::Error&) {
+        return "the distribution of " + name + " cannot be decoded";
+    }
+    // No percentiles belong to no distribution.
+    if (!isStored) m_distribution.Clear();
+    const auto count = static_cast<double>(m_distribution.GetCount());
+    if (isStored && count != record.lasts.count)
+        return "the distribution of " + name + " has " + Exact(count) +
+               " values, but its count is " + Exact(record.lasts.count);
+    const kzjournal::Percentiles expected = kzjournal::PercentilesOf(m_distribution);
+    const kzjournal::Percentiles& stored = slice.distributions.PercentilesOf(position);
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        if (!AreSame(stored[i], expected[i]))
+            return std::string("p")
+                .append(ReadableNumber(kzjournal::kStoredQuantiles[i] * 100))
+                .append(" of " + name + " is " + Exact(stored[i]) + ", but " + Exact(expected[i]) +
+                        " by its distribution");
     return {};
 }
 

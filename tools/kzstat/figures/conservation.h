@@ -1,6 +1,7 @@
 #ifndef KZSTATPROGRAM_CONSERVATION_H
 #define KZSTATPROGRAM_CONSERVATION_H
 
+#include <cstddef>
 #include <string>
 #include <unordered_map>
 
@@ -10,7 +11,8 @@ namespace kzstatprogram {
 
 /// Checks slice by slice that a run counts every value exactly once: ids have no gaps, slices end
 /// one slice length apart, and for every name the lasts add up to the totals, except for the
-/// rounding of the additions. A name keeps its type. Compatible.
+/// rounding of the additions. A name keeps its type. A distribution has as many values as the lasts
+/// beside it, and the percentiles beside it are its own. Compatible.
 class Conservation {
 public:
     /// `sliceLength` in seconds. A merged run may have gaps in its ids, where none of its sources
@@ -37,6 +39,7 @@ private:
 
     std::string CheckPlace(const kzjournal::Slice& slice);
     std::string CheckRecord(const CKZStatMessageRecord& record);
+    std::string CheckDistribution(const kzjournal::Slice& slice, std::size_t position);
     std::string CheckMissingNames(const kzjournal::Slice& slice) const;
 
     const double m_sliceLength;
@@ -46,6 +49,7 @@ private:
     double m_elapsed = 0;
     double m_endTime = 0;
     std::unordered_map<std::string, Sums> m_sums;
+    CKZStatDistribution m_distribution;  // keeps its memory from record to record
 };
 
 }  // namespace kzstatprogram

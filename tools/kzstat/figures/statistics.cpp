@@ -70,6 +70,18 @@ private:
     const CKZStatPointKind* const m_kind;  // null where the type has none
 };
 
+double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+}
+
+/// No values have no percentiles; those of NaN alone have none either.
+void AddPercentiles(const CKZStatDistribution& distribution, Statistics& statistics) {
+    if (distribution.GetCount() == distribution.GetNaNCount()) return;
+    statistics.p50 = distribution.Quantile(0.5);
+    statistics.p95 = distribution.Quantile(0.95);
+    statistics.p99 = distribution.Quantile(0.99);
+}
+
 }  // namespace
 
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
@@ -108,11 +120,21 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
 
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
                                      const kzjournal::TimeRange& range) {
-    const double seconds =
-        static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+    const double seconds = SecondsOf(journal, range);
     std::vector<Statistics> rows;
     for (const CKZStatMessageRecord& record : journal.Summary(range))
         rows.push_back(StatisticsOf(record, seconds));
+    return rows;
+}
+
+std::vector<Statistics> StatisticsWithPercentilesOf(kzjournal::Reader& journal,
+                                                    const kzjournal::TimeRange& range) {
+    const double seconds = SecondsOf(journal, range);
+    std::vector<Statistics> rows;
+    for (const kzjournal::NameSummary& each : journal.SummaryWithDistributions(range)) {
+        rows.push_back(StatisticsOf(each.record, seconds));
+        if (each.distribution) AddPercentiles(*each.distribution, rows.back());
+    }
     return rows;
 }
 

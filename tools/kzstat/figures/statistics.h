@@ -22,6 +22,9 @@ struct Statistics {
     std::optional<double> average;
     std::optional<double> maximum;
     std::optional<CKZStatDeviation> deviation;
+    std::optional<double> p50;  ///< percentiles, as far as they were asked for and are known
+    std::optional<double> p95;
+    std::optional<double> p99;
     std::optional<double> sum;
     std::optional<double> current;  ///< of the last slice
 };
@@ -41,8 +44,11 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
 
-/// Every name of the run over the range.
+/// Every name of the run over the range, without percentiles.
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+/// The same with percentiles. Reads all slices in the range where they have distributions.
+std::vector<Statistics> StatisticsWithPercentilesOf(kzjournal::Reader& journal,
+                                                    const kzjournal::TimeRange& range);
 
 }  // namespace kzstatprogram
 

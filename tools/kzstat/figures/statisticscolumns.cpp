@@ -12,6 +12,9 @@ const std::vector<NumberColumn>& NumberColumns() {
         {"rate", [](const Statistics& row) { return row.rate; }},
         {"min", [](const Statistics& row) { return row.minimum; }},
         {"mean", [](const Statistics& row) { return row.average; }},
+        {"p50", [](const Statistics& row) { return row.p50; }},
+        {"p95", [](const Statistics& row) { return row.p95; }},
+        {"p99", [](const Statistics& row) { return row.p99; }},
         {"max", [](const Statistics& row) { return row.maximum; }},
         {"stddev",
          [](const Statistics& row) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "figures/violation.h"
@@ -69,6 +71,7 @@ public:
                             " a slice in it");
         if (slice.elapsed != m_merged.facts.elapsed || slice.endTime != m_merged.facts.endTime)
             throw Violation(SliceText(id) + "its end is not that which its sources give");
+        CheckDistributions(slice);
         CheckRecords(slice.records);
         for (kzjournal::Note& note : m_notes.Take(m_merged)) m_expected.push_back(std::move(note));
     }
@@ -104,6 +107,22 @@ private:
         }
     }
 
+    /// Equal distributions have equal forms. REQUIRES: the records are in the order of the slice.
+    void CheckDistributions(const kzjournal::Slice& slice) {
+        m_forms.Clear();
+        m_forms.AddAll(m_merged.View());
+        std::unordered_map<std::string_view, std::string_view> expected;  // by name
+        for (std::size_t i = 0; i < m_merged.records.size(); ++i)
+            expected.emplace(m_merged.records[i].name.view(), m_forms.FormOf(i));
+        for (std::size_t i = 0; i < slice.records.size(); ++i) {
+            const auto form = expected.find(slice.records[i].name.view());
+            if (form != expected.end() && form->second != slice.distributions.FormOf(i))
+                throw Violation(SliceText(slice.id) + "the distribution of " +
+                                kzterminal::Printable(TextOf(slice.records[i].name)) +
+                                " is not what its sources give");
+        }
+    }
+
     void CheckRecords(std::vector<Record>& records) const {
         const std::vector<Record>& merged = m_merged.records;
         std::sort(records.begin(), records.end(), ComesFirst);
@@ -123,6 +142,7 @@ private:
     MergeNotes m_notes;
     std::vector<kzjournal::Note> m_expected;
     MergedSlice m_merged;
+    kzjournal::RecordDistributions m_forms;  // of m_merged; keeps its memory
 };
 
 }  // namespace

@@ -110,6 +110,7 @@ bool MergedRun::Next(MergedSlice& slice) {
     const double elapsed = *id * m_facts.sliceLength;
     slice.facts = {kGeneratorName, m_facts.sliceLength, *id, elapsed, m_facts.startTime + elapsed};
     slice.records = MergeRecords();
+    slice.distributions = MergeDistributions(slice.records);
     slice.message = MessageOf(slice.facts, slice.records);
     return true;
 }
@@ -127,12 +128,25 @@ std::optional<int> MergedRun::NextId() {
 std::vector<Record> MergedRun::MergeRecords() const {
     CKZStatMerge merge;
     for (const MergeLeaf& leaf : m_leaves)
-        for (const auto& [name, record] : leaf.Records())
-            if (!merge.Add(record)) RefuseType(record, leaf);
+        for (const auto& [name, known] : leaf.Records())
+            if (!merge.Add(known.record)) RefuseType(known.record, leaf);
     std::vector<Record> records = merge.GetRecords();
     std::sort(records.begin(), records.end(),
               [](const Record& a, const Record& b) { return a.name.compareTo(b.name) < 0; });
     return records;
+}
+
+/// In the order of the records.
+std::vector<const CKZStatDistribution*> MergedRun::MergeDistributions(
+    const std::vector<Record>& records) {
+    for (auto& [name, distribution] : m_distributions) distribution.Clear();
+    for (const MergeLeaf& leaf : m_leaves)
+        for (const auto& [name, known] : leaf.Records())
+            m_distributions[name].Add(known.record.lasts, known.distribution.Get());
+    std::vector<const CKZStatDistribution*> distributions;
+    for (const Record& record : records)
+        distributions.push_back(m_distributions.at(TextOf(record.name)).Get());
+    return distributions;
 }
 
 void MergedRun::RefuseType(const Record& record, const MergeLeaf& leaf) const {
@@ -141,7 +155,7 @@ void MergedRun::RefuseType(const Record& record, const MergeLeaf& leaf) const {
         return each.Records().count(name) > 0;
     });
     throw kzjournal::Error("cannot merge: " + kzterminal::Printable(name) + " is of type " +
-                           TypeText(first->Records().at(name).type) + " in " +
+                           TypeText(first->Records().at(name).record.type) + " in " +
                            first->Input().Text() + " and of type " + TypeText(record.type) +
                            " in " + leaf.Input().Text());
 }

@@ -4,6 +4,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "kzstatslicevalues.h"
@@ -16,10 +17,12 @@ struct MergedSlice {
     CKZStatSliceFacts facts;
     RWCString message;
     std::vector<CKZStatMessageRecord> records;  ///< in the order of their names
-    std::vector<MergePart> parts;               ///< run by run, slice by slice
+    /// Of the lasts of the records, or null; owned by the merge and valid until the next slice.
+    std::vector<const CKZStatDistribution*> distributions;
+    std::vector<MergePart> parts;  ///< run by run, slice by slice
 
     /// This must outlive it.
-    CKZStatSliceValues View() const { return {facts, message, records}; }
+    CKZStatSliceValues View() const { return {facts, message, records, distributions}; }
     /// The runs that have a part in it, each once.
     std::vector<int> Sources() const;
 };
@@ -46,10 +49,13 @@ public:
 private:
     std::optional<int> NextId();
     std::vector<CKZStatMessageRecord> MergeRecords() const;
+    std::vector<const CKZStatDistribution*> MergeDistributions(
+        const std::vector<CKZStatMessageRecord>& records);
     [[noreturn]] void RefuseType(const CKZStatMessageRecord& record, const MergeLeaf& leaf) const;
 
     std::list<MergeLeaf> m_leaves;  // in the order of the ids of their runs
     kzjournal::Run m_facts;
+    std::unordered_map<std::string, MergedDistribution> m_distributions;  // of the latest slice
 };
 
 }  // namespace kzstatprogram

@@ -79,17 +79,6 @@ void AddSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& wr
         writer.AddSource(input.run, input.parent, input.isMerged);
 }
 
-void AppendPart(const kzjournal::Run& run, const MergePart& part, kzjournal::BulkWriter& writer) {
-    const kzjournal::Slice& slice = part.slice;
-    const RWCString message(slice.message.data(), slice.message.size());
-    const CKZStatSliceFacts facts{{run.generator.data(), run.generator.size()},
-                                  run.sliceLength,
-                                  slice.id,
-                                  slice.elapsed,
-                                  slice.endTime};
-    writer.AppendToSource(part.source, {facts, message, slice.records});
-}
-
 void CloseSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& writer) {
     for (std::size_t i = 0; i < inputs.size(); ++i)
         writer.CloseSource(static_cast<int>(i) + 1, inputs[i].endTime, inputs[i].lostSlices,
@@ -118,8 +107,7 @@ void Write(const std::vector<MergeInput>& inputs, const std::string& path,
     MergeNotes notes(inputs);
     MergedSlice slice;
     while (run.Next(slice)) {
-        for (const MergePart& part : slice.parts)
-            AppendPart(inputs[static_cast<std::size_t>(part.source) - 1].run, part, writer);
+        for (const MergePart& part : slice.parts) writer.AppendToSource(part.source, part.slice);
         writer.Append(slice.View(), slice.Sources());
         for (const kzjournal::Note& note : notes.Take(slice)) writer.AddNote(note);
         visit(slice);

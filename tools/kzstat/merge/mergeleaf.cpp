@@ -53,20 +53,24 @@ int MergeLeaf::Place(const kzjournal::Slice& slice) {
 
 /// More than one slice where clocks or times are wrong.
 void MergeLeaf::TakeUpTo(int mergedId, std::vector<MergePart>& parts) {
-    for (auto& [name, record] : m_records) record.lasts = {};
+    for (auto& [name, known] : m_records) {
+        known.record.lasts = {};
+        known.distribution.Clear();
+    }
     while (HasNext() && MergedId() <= mergedId) {
         kzjournal::Slice& slice = m_ahead.front().slice;
-        for (const CKZStatMessageRecord& record : slice.records) Take(record, slice.id);
+        for (std::size_t i = 0; i < slice.records.size(); ++i) Take(slice, i);
         parts.push_back({m_number, std::move(slice)});
         m_ahead.pop_front();
     }
 }
 
 /// A run never gives up a name: its latest totals stay even where a slice does not have it.
-void MergeLeaf::Take(const CKZStatMessageRecord& record, int sliceId) {
+void MergeLeaf::Take(const kzjournal::Slice& slice, std::size_t position) {
+    const CKZStatMessageRecord& record = slice.records[position];
     const std::string name = TextOf(record.name);
-    const auto [position, isNew] = m_records.try_emplace(name);
-    CKZStatMessageRecord& known = position->second;
+    const auto [entry, isNew] = m_records.try_emplace(name);
+    CKZStatMessageRecord& known = entry->second.record;
     if (isNew) {
         known.name = record.name;
         known.type = record.type;
@@ -74,10 +78,22 @@ void MergeLeaf::Take(const CKZStatMessageRecord& record, int sliceId) {
     if (known.type != record.type)
         throw kzjournal::Error("cannot merge: " + kzterminal::Printable(name) + " is of type " +
                                TypeText(known.type) + " and, from slice " +
-                               std::to_string(sliceId) + ", of type " + TypeText(record.type) +
+                               std::to_string(slice.id) + ", of type " + TypeText(record.type) +
                                " in " + m_input.Text());
     known.totals = record.totals;
     known.lasts.Add(record.lasts);
+    entry->second.distribution.Add(record.lasts, ReadDistribution(slice, position));
+}
+
+/// Null where none is stored. Valid until the next one is read.
+const CKZStatDistribution* MergeLeaf::ReadDistribution(const kzjournal::Slice& slice,
+                                                       std::size_t position) {
+    try {
+        return slice.ReadDistribution(position, m_distribution) ? &m_distribution : nullptr;
+    } catch (const kzjournal::Error& error) {
+        throw kzjournal::Error("cannot merge: " + m_input.Text() + ": " +
+                               kzterminal::Printable(error.what()));
+    }
 }
 
 }  // namespace kzstatprogram

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kzjournalreader.h"
+#include "kzstatdistribution.h"
 #include "merge/mergeinputs.h"
 
 namespace kzstatprogram {
@@ -17,6 +18,40 @@ namespace kzstatprogram {
 struct MergePart {
     int source;  ///< the number of its run in the merge
     kzjournal::Slice slice;
+};
+
+/// The distribution of what several slices have of a name. Compatible.
+class MergedDistribution {
+public:
+    /// Adds the values of `lasts`, whose distribution is `distribution`; null where there is none.
+    void Add(const CKZStatAggregate& lasts, const CKZStatDistribution* distribution) {
+        if (distribution != nullptr)
+            m_values.Add(*distribution);
+        else if (lasts.count != 0)
+            m_lacksValues = true;
+        m_isThere = m_isThere || distribution != nullptr;
+    }
+    /// Null where there is none that has all values. Valid until this is changed.
+    const CKZStatDistribution* Get() const {
+        return m_isThere && !m_lacksValues ? &m_values : nullptr;
+    }
+    /// Forgets the values. A name that had a distribution has an empty one then, as in a
+    /// generator.
+    void Clear() {
+        m_values.Clear();
+        m_lacksValues = false;
+    }
+
+private:
+    CKZStatDistribution m_values;
+    bool m_isThere = false;
+    bool m_lacksValues = false;
+};
+
+/// A record of a merge and the distribution of its lasts. Compatible.
+struct DistributedRecord {
+    CKZStatMessageRecord record;
+    MergedDistribution distribution;
 };
 
 /// A run that has slices of its own, slice by slice. Compatible.
@@ -39,9 +74,7 @@ public:
     void TakeUpTo(int mergedId, std::vector<MergePart>& parts);
 
     /// What was reported so far: the latest totals, and the lasts of the present merged slice.
-    const std::unordered_map<std::string, CKZStatMessageRecord>& Records() const {
-        return m_records;
-    }
+    const std::unordered_map<std::string, DistributedRecord>& Records() const { return m_records; }
 
 private:
     struct PlacedSlice {
@@ -51,7 +84,9 @@ private:
 
     void ReadAhead();
     int Place(const kzjournal::Slice& slice);
-    void Take(const CKZStatMessageRecord& record, int sliceId);
+    void Take(const kzjournal::Slice& slice, std::size_t position);
+    const CKZStatDistribution* ReadDistribution(const kzjournal::Slice& slice,
+                                                std::size_t position);
 
     const MergeInput m_input;
     const int m_number;
@@ -62,7 +97,8 @@ private:
     double m_placedId = 0;              // of the slice read last
     std::optional<double> m_placedEnd;  // the end of that slice
     std::size_t m_slicesAhead = 1;
-    std::unordered_map<std::string, CKZStatMessageRecord> m_records;  // by name
+    std::unordered_map<std::string, DistributedRecord> m_records;  // by name
+    CKZStatDistribution m_distribution;  // keeps its memory from record to record
 };
 
 }  // namespace kzstatprogram

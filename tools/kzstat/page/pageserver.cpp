@@ -69,9 +69,8 @@ std::string SlicesJson(const std::string& journal, int after, int most) {
         after,
         [&](const kzjournal::Slice& slice) {
             const double gap = gaps.Before(slice);
-            for (const CKZStatMessageRecord& record : slice.records)
-                text.append(text.size() > 1 ? "," : "")
-                    .append(format->RecordText(slice, record, gap));
+            for (std::size_t i = 0; i < slice.records.size(); ++i)
+                text.append(text.size() > 1 ? "," : "").append(format->RecordText(slice, i, gap));
         },
         most);
     return text + "]\n";

@@ -1,5 +1,7 @@
 #include "tables/statisticstable.h"
 
+#include <algorithm>
+
 #include "figures/statisticscolumns.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
@@ -24,10 +26,21 @@ std::string Cell(const std::optional<CKZStatDeviation>& deviation) {
     return ReadableNumber(deviation->value);
 }
 
-std::vector<std::string> CellsOf(const Statistics& row, std::size_t nameWidth) {
+/// Those of all runs, and percentiles if any row has one.
+std::vector<NumberColumn> ColumnsFor(const std::vector<Statistics>& rows) {
+    const bool hasPercentiles = std::any_of(
+        rows.begin(), rows.end(), [](const Statistics& row) { return row.p50.has_value(); });
+    std::vector<NumberColumn> columns;
+    for (const NumberColumn& column : NumberColumns())
+        if (hasPercentiles || column.title[0] != 'p') columns.push_back(column);
+    return columns;
+}
+
+std::vector<std::string> CellsOf(const Statistics& row, const std::vector<NumberColumn>& columns,
+                                 std::size_t nameWidth) {
     std::vector<std::string> cells{kzterminal::Cut(row.name, nameWidth), TypeText(row.type),
                                    row.unit};
-    for (const NumberColumn& column : NumberColumns())
+    for (const NumberColumn& column : columns)
         cells.push_back(std::string(column.title) == "stddev" ? Cell(row.deviation)
                                                               : Cell(column.valueOf(row)));
     return cells;
@@ -39,13 +52,13 @@ Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
               const std::vector<std::string>& sparklines) {
     std::vector<Table::Column> columns{
         {"name", Table::Left}, {"type", Table::Left}, {"unit", Table::Left}};
-    for (const NumberColumn& column : NumberColumns())
-        columns.push_back({column.title, Table::Right});
+    const std::vector<NumberColumn> numbers = ColumnsFor(rows);
+    for (const NumberColumn& column : numbers) columns.push_back({column.title, Table::Right});
     if (!sparklines.empty()) columns.insert(columns.begin() + 1, {"latest", Table::Right});
 
     Table table(std::move(columns));
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        std::vector<std::string> cells = CellsOf(rows[i], nameWidth);
+        std::vector<std::string> cells = CellsOf(rows[i], numbers, nameWidth);
         if (!sparklines.empty()) cells.insert(cells.begin() + 1, sparklines[i]);
         table.Add(std::move(cells));
     }

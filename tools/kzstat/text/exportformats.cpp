@@ -14,6 +14,10 @@ std::string TypeText(const CKZStatMessageRecord& record) {
     return CKZStatPointTypeEnum::GetStringFromEnumType(record.type);
 }
 
+/// Of `kzjournal::kStoredQuantiles`, as the columns of a journal.
+constexpr const char* kPercentileNames[] = {"last_p50", "last_p90", "last_p95", "last_p99",
+                                            "last_p999"};
+
 /// A statistic under its name. Minima, maxima and averages mean nothing without values.
 struct Field {
     std::string name;
@@ -32,11 +36,19 @@ void AddFields(const std::string& prefix, const CKZStatAggregate& aggregate,
     fields.push_back({prefix + "sum_of_squares", aggregate.sumSqr, true});
 }
 
-std::vector<Field> FieldsOf(const CKZStatMessageRecord& record) {
+/// Of the record with `percentiles` of its slice.
+std::vector<Field> FieldsOf(const CKZStatMessageRecord& record,
+                            const kzjournal::Percentiles& percentiles) {
     std::vector<Field> fields;
     AddFields("", record.totals, fields);
     AddFields("last_", record.lasts, fields);
+    for (std::size_t i = 0; i < percentiles.size(); ++i)
+        fields.push_back({kPercentileNames[i], percentiles[i], !std::isnan(percentiles[i])});
     return fields;
+}
+
+std::vector<Field> FieldsOf(const kzjournal::Slice& slice, std::size_t position) {
+    return FieldsOf(slice.records[position], slice.distributions.PercentilesOf(position));
 }
 
 /// The ASCII characters and their wide forms.
@@ -69,15 +81,17 @@ public:
 
     std::string Begin() const override {
         std::string line = "slice_id,elapsed,name,type";
-        for (const Field& field : FieldsOf({})) line.append(",").append(field.name);
+        for (const Field& field : FieldsOf(CKZStatMessageRecord(), kzjournal::Percentiles()))
+            line.append(",").append(field.name);
         return line + ",gap_before\r\n";
     }
 
-    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+    std::string RecordText(const kzjournal::Slice& slice, std::size_t position,
                            double gap) const override {
+        const CKZStatMessageRecord& record = slice.records[position];
         std::string line = std::to_string(slice.id) + "," + ExactNumber(slice.elapsed) + "," +
                            Quoted(NameOf(record)) + "," + TypeText(record);
-        for (const Field& field : FieldsOf(record))
+        for (const Field& field : FieldsOf(slice, position))
             line.append(",").append(field.isThere ? ExactNumber(field.value) : "");
         return line + "," + ExactNumber(gap) + "\r\n";
     }
@@ -101,13 +115,14 @@ private:
 /// An object per line. What JSON has no number for is null; bytes that are no UTF-8 become U+FFFD.
 class JsonLines : public ExportFormat {
 public:
-    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+    std::string RecordText(const kzjournal::Slice& slice, std::size_t position,
                            double gap) const override {
+        const CKZStatMessageRecord& record = slice.records[position];
         nlohmann::ordered_json object{{"slice_id", slice.id},
                                       {"elapsed", slice.elapsed},
                                       {"name", TextOf(record.name)},
                                       {"type", TypeText(record)}};
-        for (const Field& field : FieldsOf(record)) {
+        for (const Field& field : FieldsOf(slice, position)) {
             if (field.isThere && std::isfinite(field.value))
                 object[field.name] = field.value;
             else
@@ -127,12 +142,13 @@ public:
                     (run.host.empty() ? "" : ",host=" + Escaped(run.host)) +
                     ",run=" + Escaped(run.id)) {}
 
-    std::string RecordText(const kzjournal::Slice& slice, const CKZStatMessageRecord& record,
+    std::string RecordText(const kzjournal::Slice& slice, std::size_t position,
                            double gap) const override {
+        const CKZStatMessageRecord& record = slice.records[position];
         std::string line = "kzstat" + m_runTags + ",name=" + Escaped(TextOf(record.name)) +
                            ",type=" + TypeText(record) + " slice_id=" + std::to_string(slice.id) +
                            "i,elapsed=" + ExactNumber(slice.elapsed);
-        for (const Field& field : FieldsOf(record))
+        for (const Field& field : FieldsOf(slice, position))
             if (field.isThere && std::isfinite(field.value))
                 line.append(",").append(field.name).append("=").append(ExactNumber(field.value));
         if (gap > 0) line += ",gap_before=" + ExactNumber(gap);

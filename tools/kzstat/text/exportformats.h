@@ -16,9 +16,9 @@ public:
     virtual ~ExportFormat() = default;
     /// What comes before the first record.
     virtual std::string Begin() const { return {}; }
-    /// `gap` is the time without slices before this one, in seconds.
-    virtual std::string RecordText(const kzjournal::Slice& slice,
-                                   const CKZStatMessageRecord& record, double gap) const = 0;
+    /// Of the record at `position`. `gap` is the time without slices before this one, in seconds.
+    virtual std::string RecordText(const kzjournal::Slice& slice, std::size_t position,
+                                   double gap) const = 0;
 };
 
 std::vector<std::string> ExportFormatNames();
