@@ -28,8 +28,10 @@ public:
 
     /// Where the counts of a block are, as long as it is neither widened nor destroyed.
     struct Place {
+        static constexpr std::uint16_t kNoKey = 0xFFFF;  // no power of two has it
+
         std::uint64_t* words = nullptr;
-        std::uint16_t key = 0;
+        std::uint16_t key = kNoKey;
         std::uint8_t width = 0;
 
         /// Returns false if the count is as large as the width allows.
@@ -151,7 +153,7 @@ public:
     bool TryIncrement(Bucket bucket) {
         const std::uint32_t key = KeyOf(bucket);
         const CKZStatBucketBlock::Place& hint = m_hints[key % kHints];
-        return hint.key == key && hint.words != nullptr && hint.TryIncrement(PlaceOf(bucket));
+        return hint.key == key && hint.TryIncrement(PlaceOf(bucket));
     }
     /// If memory runs out, throws and counts nothing.
     void Increment(Bucket bucket);

@@ -44,28 +44,38 @@ inline void Dictionary::Store::PrefetchForBurst(const Dictionary& dictionary) co
 }
 
 void Dictionary::Store::Flush(Dictionary& dictionary, CKZStatGenDistributionTable* distributions) {
-    Store& store = dictionary.GetStore();
-    CKZStatGenStatsCache& cache = store.m_statsCache;
-    const int count = cache.Count();
-    if (count == 0) return;
+    if (dictionary.GetStore().m_statsCache.Count() == 0) return;
     if (distributions == nullptr) {
         if (dictionary.LeavesFlushToPackThread()) return;
         distributions = dictionary.FindTable();
     }
+    if (distributions == nullptr)
+        FlushValues<false>(dictionary, nullptr);
+    else
+        FlushValues<true>(dictionary, distributions);
+}
+
+/// Twice, so that values of which no distributions are collected cost what they did without them.
+template <bool kCollects>
+void Dictionary::Store::FlushValues(Dictionary& dictionary,
+                                    CKZStatGenDistributionTable* distributions) {
+    Store& store = dictionary.GetStore();
+    CKZStatGenStatsCache& cache = store.m_statsCache;
+    const int count = cache.Count();
     store.FetchRest(dictionary, count);
     dictionary.NoteChange();
     const bool isTracing = KzIsTracing();
     int flushed = 0;
     try {
         for (CKZStatGenStatsCache::Reader next(cache); flushed < count; ++flushed) {
-            if (distributions != nullptr && flushed + kCollectDistance < count)
+            if (kCollects && flushed + kCollectDistance < count)
                 FetchDistribution(dictionary, cache.PlaceAt(flushed + kCollectDistance).expected,
                                   *distributions);
             const CKZStatGenStatsCache::Value cached = next();
             CKZStatGenMeasurement* const measurement =
                 MeasurementFor(dictionary, cached, distributions);
             // First, since it may run out of memory.
-            if (distributions != nullptr) Collect(cached, *measurement, *distributions);
+            if (kCollects) Collect(cached, *measurement, *distributions);
             measurement->TakeValue(cached.value);
             if (isTracing) TraceAdding(cached, *measurement);
         }

@@ -72,6 +72,9 @@ private:
     void FetchRest(const Dictionary& dictionary, int count);
     void FetchEntry(const Dictionary& dictionary, int position);
     void FetchMeasurement(const Dictionary& dictionary, int position);
+    template <bool kCollects>
+    static void FlushValues(Dictionary& dictionary, CKZStatGenDistributionTable* distributions)
+        RYP_REQUIRES(*dictionary.m_lock);
     static CKZStatGenMeasurement* MeasurementFor(Dictionary& dictionary,
                                                  const CKZStatGenStatsCache::Value& cached,
                                                  CKZStatGenDistributionTable* distributions)
