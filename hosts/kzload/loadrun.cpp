@@ -46,7 +46,7 @@ bool LoadRun::Begin() {
     const CKZStatRunResult soFar = m_run.GetResult();
     Complain(soFar);
     if (!soFar.IsClean()) return false;
-    m_terminal.PrintFrame(Introduction(m_options, m_target.url));
+    m_terminal.PrintFrame(Introduction(m_options, WithoutSecrets(m_target.url)));
     StartLoadThreads();
     return true;
 }
@@ -128,7 +128,8 @@ void LoadRun::ShowProgress() {
 
 void LoadRun::ComplainAboutConnections() {
     if (!m_state.AnyConnectFailed() || std::exchange(m_complainedAboutConnections, true)) return;
-    m_terminal.Complain("cannot connect to " + m_target.url + ": " + m_state.FirstConnectFailure());
+    m_terminal.Complain("cannot connect to " + WithoutSecrets(m_target.url) + ": " +
+                        m_state.FirstConnectFailure());
 }
 
 void LoadRun::PrintResults() {
