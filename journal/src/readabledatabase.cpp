@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "journalfile.h"
+#include "journalmaker.h"
 #include "kzjournalerror.h"
 
 namespace kzjournal {
@@ -207,6 +208,10 @@ void ReadableDatabase::OpenPrivateCopy() {
     if (!idBefore.empty() && idBefore != RunIdIn(*m_database))
         throw Error("cannot read " + m_path + ": " + m_path +
                     "-journal beside it is of another run; move it elsewhere");
+    // A file that stands alone is read without its name, and is gone with the process then.
+    m_steps.Allow(kMinSteps);
+    LeaveTheLog(*m_database);
+    m_copy->Remove();
 }
 
 void ReadableDatabase::RefuseLogOfAnotherRun() {
