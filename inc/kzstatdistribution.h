@@ -116,6 +116,7 @@ private:
 
     /// What `Add` reads first.
     void Prefetch() const noexcept;
+    bool TryAdd(double value);
     void AddWithCare(double value);
     State& FindOrCreateState();
     std::uint64_t GetOrderedCount() const noexcept;

@@ -100,6 +100,7 @@ private:
 
     void NoteOwnChange();
     void TakeMarks(const CKZStatGenMeasurement& added);
+    void NoteUncollected(const CKZStatGenMeasurement& added);
     void Empty();
     void EmptyLasts();
     void TakeValue(double value);
@@ -152,6 +153,11 @@ inline void CKZStatGenMeasurement::TakeMarks(const CKZStatGenMeasurement& added)
     m_isAltered = m_isAltered || added.m_isAltered;
     // The marks for none come behind all numbers.
     if (added.m_distribution < m_distribution) m_distribution = added.m_distribution;
+}
+
+/// Without the number, which another generator may have given.
+inline void CKZStatGenMeasurement::NoteUncollected(const CKZStatGenMeasurement& added) {
+    m_isAltered = m_isAltered || added.m_totals.count != 0;
 }
 
 inline void CKZStatGenMeasurement::TakeAggregates(const CKZStatAggregate& totals,

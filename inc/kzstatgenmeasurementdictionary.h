@@ -154,6 +154,7 @@ private:
     CKZStatGenMeasurement* Create(std::string_view name, unsigned hash, PointType type,
                                   CKZStatGenMeasurement::DistributionNumber number =
                                       CKZStatGenMeasurement::kNoDistribution) RYP_REQUIRES(*m_lock);
+    void ForgetNewestIfEmpty() RYP_REQUIRES(*m_lock);
     bool LeavesFlushToPackThread() const;
     CKZStatGenDistributionTable* FindTable() const;
     CKZStatGenClient* Owner() const { return m_client.load(std::memory_order_relaxed); }
@@ -168,6 +169,9 @@ private:
     void NoteMerged();
     template <class Visitor>
     void ForEachMeasurement(Visitor visit) const;
+    void AddCollected(CKZStatGenMeasurementDictionary& source);
+    template <class Mark>
+    void AddAll(CKZStatGenMeasurementDictionary& source, Mark mark);
     template <class Query>
     auto Ask(const char* name, Query query) const;
     template <class Record>

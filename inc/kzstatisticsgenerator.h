@@ -324,7 +324,7 @@ private:
     using Lock = RWTRecursiveLock<RWMutexLock>;
 
     /// How far the pack thread has come with the slice in hand.
-    enum class PackStage { Taken, Folded, Joined, Merged, DictionariesSent, ValuesSent, TextSent };
+    enum class PackStage { Taken, Folded, Merged, DictionariesSent, ValuesSent, TextSent };
 
     void ReadSettings();
     std::unique_ptr<CKZStatGenMeasurementDictionary> MakeDictionary(

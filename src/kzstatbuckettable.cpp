@@ -8,9 +8,9 @@ CKZStatBucketBlock::CKZStatBucketBlock(std::uint32_t key)
       m_key(static_cast<std::uint16_t>(key)) {}
 
 void CKZStatBucketBlock::Increment(unsigned at) {
-    if (TryIncrement(at)) return;
+    if (GetPlace().TryIncrement(at)) return;
     Widen(2U * m_width);
-    TryIncrement(at);
+    GetPlace().TryIncrement(at);
 }
 
 void CKZStatBucketBlock::MakeRoomFor(std::uint64_t count) {
@@ -72,13 +72,21 @@ void CKZStatBucketBlock::Widen(unsigned width) {
     Add(counts);
 }
 
+void CKZStatBucketTable::Increment(Bucket bucket) {
+    CKZStatBucketBlock& block = FindOrCreate(KeyOf(bucket));
+    block.Increment(PlaceOf(bucket));
+    Hint(block);
+}
+
 /// Makes all room first, which may run out of memory, then adds, which cannot.
 void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
     CKZStatBucketBlock::Counts counts;
     for (const CKZStatBucketBlock& block : other.m_blocks) {
         if (block.IsEmpty()) continue;
         block.Unpack(counts);
-        FindOrCreate(block.GetKey()).MakeRoomForSums(counts);
+        CKZStatBucketBlock& own = FindOrCreate(block.GetKey());
+        own.MakeRoomForSums(counts);
+        Hint(own);
     }
     auto own = m_blocks.begin();
     for (const CKZStatBucketBlock& block : other.m_blocks) {
@@ -90,7 +98,9 @@ void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
 }
 
 void CKZStatBucketTable::MakeRoomFor(Bucket bucket, std::uint64_t count) {
-    FindOrCreate(KeyOf(bucket)).MakeRoomFor(count);
+    CKZStatBucketBlock& block = FindOrCreate(KeyOf(bucket));
+    block.MakeRoomFor(count);
+    Hint(block);
 }
 
 void CKZStatBucketTable::Set(Bucket bucket, std::uint64_t count) {
@@ -142,15 +152,12 @@ bool CKZStatBucketTable::operator==(const CKZStatBucketTable& other) const {
 }
 
 CKZStatBucketBlock& CKZStatBucketTable::FindOrCreate(std::uint32_t key) {
-    if (CKZStatBucketBlock* const known = FindByHint(key)) return *known;
     auto at = std::lower_bound(m_blocks.begin(), m_blocks.end(), key,
                                [](const CKZStatBucketBlock& block, std::uint32_t wanted) {
                                    return block.GetKey() < wanted;
                                });
     if (at == m_blocks.end() || at->GetKey() != key) {
         at = m_blocks.insert(at, CKZStatBucketBlock(key));
-        m_hints.fill(nullptr);  // blocks have moved
     }
-    m_hints[key % kHints] = &*at;
     return *at;
 }

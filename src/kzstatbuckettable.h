@@ -26,19 +26,39 @@ public:
     std::uint32_t GetKey() const { return m_key; }
     std::size_t GetMemorySize() const { return std::size_t{kSize} * m_width; }
 
-    /// Returns false if the count is as large as the width allows.
-    bool TryIncrement(unsigned at) {
-        switch (m_width) {
-            case 1:
-                return TryIncrementAs<std::uint8_t>(at);
-            case 2:
-                return TryIncrementAs<std::uint16_t>(at);
-            case 4:
-                return TryIncrementAs<std::uint32_t>(at);
-            default:
-                return TryIncrementAs<std::uint64_t>(at);
+    /// Where the counts of a block are, as long as it is neither widened nor destroyed.
+    struct Place {
+        std::uint64_t* words = nullptr;
+        std::uint16_t key = 0;
+        std::uint8_t width = 0;
+
+        /// Returns false if the count is as large as the width allows.
+        bool TryIncrement(unsigned at) const {
+            switch (width) {
+                case 1:
+                    return TryIncrementAs<std::uint8_t>(at);
+                case 2:
+                    return TryIncrementAs<std::uint16_t>(at);
+                case 4:
+                    return TryIncrementAs<std::uint32_t>(at);
+                default:
+                    return TryIncrementAs<std::uint64_t>(at);
+            }
         }
-    }
+
+    private:
+        template <class Counter>
+        bool TryIncrementAs(unsigned at) const {
+            char* const place = reinterpret_cast<char*>(words) + at * sizeof(Counter);
+            Counter count;
+            std::memcpy(&count, place, sizeof count);
+            if (count == std::numeric_limits<Counter>::max()) return false;
+            ++count;
+            std::memcpy(place, &count, sizeof count);
+            return true;
+        }
+    };
+    Place GetPlace() const { return {m_words.get(), m_key, m_width}; }
 
     /// If memory runs out, throws and counts nothing. REQUIRES: the count is below 2^64 - 1.
     void Increment(unsigned at);
@@ -64,7 +84,8 @@ public:
     void ForEach(const Visit& visit) const {
         AsTyped([&](auto zero) {
             using Counter = decltype(zero);
-            constexpr unsigned kPerWord = sizeof(std::uint64_t) / sizeof(Counter);
+            constexpr unsigned kBytesPerWord = 8;
+            constexpr unsigned kPerWord = kBytesPerWord / sizeof(Counter);
             for (unsigned first = 0; first < kSize; first += kPerWord) {
                 if (m_words[first / kPerWord] == 0) continue;
                 for (unsigned at = first; at < first + kPerWord; ++at)
@@ -77,26 +98,18 @@ private:
     template <class Counter>
     Counter Get(unsigned at) const {
         Counter count;
-        std::memcpy(&count, Place<Counter>(at), sizeof count);
+        std::memcpy(&count, CountAt<Counter>(at), sizeof count);
         return count;
     }
 
     template <class Counter>
     void Put(unsigned at, Counter count) {
-        std::memcpy(Place<Counter>(at), &count, sizeof count);
+        std::memcpy(CountAt<Counter>(at), &count, sizeof count);
     }
 
     template <class Counter>
-    char* Place(unsigned at) const {
+    char* CountAt(unsigned at) const {
         return reinterpret_cast<char*>(m_words.get()) + at * sizeof(Counter);
-    }
-
-    template <class Counter>
-    bool TryIncrementAs(unsigned at) {
-        const auto count = Get<Counter>(at);
-        if (count == std::numeric_limits<Counter>::max()) return false;
-        Put(at, static_cast<Counter>(count + 1));
-        return true;
     }
 
     /// Calls `act` with a zero of the type that the counts have.
@@ -136,11 +149,12 @@ public:
 
     /// Returns false and counts nothing if that takes more than a moment.
     bool TryIncrement(Bucket bucket) {
-        CKZStatBucketBlock* const block = FindByHint(KeyOf(bucket));
-        return block != nullptr && block->TryIncrement(PlaceOf(bucket));
+        const std::uint32_t key = KeyOf(bucket);
+        const CKZStatBucketBlock::Place& hint = m_hints[key % kHints];
+        return hint.key == key && hint.words != nullptr && hint.TryIncrement(PlaceOf(bucket));
     }
     /// If memory runs out, throws and counts nothing.
-    void Increment(Bucket bucket) { FindOrCreate(KeyOf(bucket)).Increment(PlaceOf(bucket)); }
+    void Increment(Bucket bucket);
 
     /// Adds all counts. If memory runs out, throws and adds nothing. REQUIRES: the counts of both
     /// add up to less than 2^64.
@@ -174,7 +188,7 @@ public:
 
 private:
     /// As many adjacent powers of two have hints that do not displace one another.
-    static constexpr std::uint32_t kHints = 16;
+    static constexpr std::uint32_t kHints = 8;
 
     static std::uint32_t KeyOf(Bucket bucket) { return bucket / CKZStatBucketBlock::kSize; }
     static unsigned PlaceOf(Bucket bucket) { return bucket % CKZStatBucketBlock::kSize; }
@@ -183,16 +197,16 @@ private:
         return block.GetKey() * CKZStatBucketBlock::kSize;
     }
 
-    /// Null if there is no hint.
-    CKZStatBucketBlock* FindByHint(std::uint32_t key) const {
-        CKZStatBucketBlock* const hint = m_hints[key % kHints];
-        return hint != nullptr && hint->GetKey() == key ? hint : nullptr;
-    }
     CKZStatBucketBlock& FindOrCreate(std::uint32_t key);
+    /// Of a block that was made or widened.
+    void Hint(const CKZStatBucketBlock& block) {
+        m_hints[block.GetKey() % kHints] = block.GetPlace();
+    }
 
     std::vector<CKZStatBucketBlock> m_blocks;  // by key, ascending
-    // The blocks that were asked for last, by the lowest bits of their keys; null if there is none.
-    std::array<CKZStatBucketBlock*, kHints> m_hints{};
+    // Of the blocks that were asked for last, by the lowest bits of their keys. Each read that this
+    // saves may be one that waits for memory.
+    std::array<CKZStatBucketBlock::Place, kHints> m_hints{};
 };
 
 #endif

@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 #include "kzstatbucket.h"
-#include "kzstatbuckettable.h"
 #include "kzstatdistributionform.h"
+#include "kzstatdistributionstate.h"
 
 namespace {
 
@@ -36,33 +36,6 @@ std::uint64_t RankOf(double q, std::uint64_t n) {
 
 }  // namespace
 
-struct CKZStatDistribution::State {
-    std::uint64_t count = 0;
-    std::uint64_t nanCount = 0;
-    // An empty range until there is a value other than NaN, so that comparisons need no count.
-    double minimum = kInfinity;
-    double maximum = -kInfinity;
-    CKZStatBucketTable table;
-
-    /// Neither the first value nor a new extreme nor NaN.
-    bool IsWithinExtremes(double value) const { return value >= minimum && value <= maximum; }
-
-    std::uint64_t GetOrderedCount() const { return count - nanCount; }
-
-    void TakeExtremes(double least, double greatest) {
-        // A negative zero becomes zero, so that the order of the values leaves no trace.
-        if (least < minimum) minimum = least + 0.0;
-        if (greatest > maximum) maximum = greatest + 0.0;
-    }
-
-    void Clear() {
-        count = nanCount = 0;
-        minimum = kInfinity;
-        maximum = -kInfinity;
-        table.Clear();
-    }
-};
-
 CKZStatDistribution::CKZStatDistribution() noexcept = default;
 CKZStatDistribution::~CKZStatDistribution() = default;
 CKZStatDistribution::CKZStatDistribution(CKZStatDistribution&& other) noexcept = default;
@@ -77,19 +50,7 @@ CKZStatDistribution& CKZStatDistribution::operator=(const CKZStatDistribution& o
 }
 
 void CKZStatDistribution::Add(double value) {
-    State* const state = m_state.get();
-    const bool isCounted = state != nullptr && state->IsWithinExtremes(value) &&
-                           state->count < kMaxCount &&
-                           state->table.TryIncrement(kzstatbucket::Of(value));
-    if (!isCounted) return AddWithCare(value);
-    ++state->count;
-}
-
-void CKZStatDistribution::Prefetch() const noexcept {
-    constexpr std::size_t kCacheLine = 64;
-    const char* const state = reinterpret_cast<const char*>(m_state.get());
-    for (std::size_t at = 0; at < sizeof(State); at += kCacheLine)
-        __builtin_prefetch(state + at, 1);
+    if (!TryAdd(value)) AddWithCare(value);
 }
 
 /// Whichever value it is, and whether or not it needs memory.

@@ -112,8 +112,8 @@ void CKZStatGenDistributionTable::Use(Number number) {
         m_used.reserve(std::max<std::size_t>(number + 1, 2 * m_slots.size()));
         const std::size_t former = m_slots.size();
         m_slots.resize(number + 1);
-        m_names.NoteMemory(static_cast<std::ptrdiff_t>((m_slots.size() - former) *
-                                                       (sizeof(Slot) + sizeof(Number))));
+        NoteMemory(static_cast<std::ptrdiff_t>((m_slots.size() - former) *
+                                               (sizeof(Slot) + sizeof(Number))));
     }
     m_slots[number].isUsed = true;
     m_used.push_back(number);
@@ -201,8 +201,9 @@ void CKZStatGenDistributions::EndSlice() {
     }
 }
 
-void CKZStatGenDistributions::CompareOne(const CKZStatGenMeasurement& measurement) {
-    const Collected* const collected = Find(measurement);
+void CKZStatGenDistributions::CompareOne(std::string_view name,
+                                         const CKZStatGenMeasurement& measurement) {
+    const Collected* const collected = Find(name, measurement);
     if (collected == nullptr) return;
     const auto isSame = [](double count, const CKZStatDistribution& values) {
         return count == static_cast<double>(values.GetCount());
@@ -218,21 +219,18 @@ void CKZStatGenDistributions::LogRefused(std::size_t refused) {
                    " bytes: names without one from now on: ", refused, " or more");
 }
 
+/// Null, too, where another generator gave the number: hosts may send a slice that has one's values
+/// through another.
 const CKZStatGenDistributions::Collected* CKZStatGenDistributions::Find(
-    const CKZStatGenMeasurement& measurement) const {
-    return measurement.m_distribution < m_collected.size()
-               ? &m_collected[measurement.m_distribution]
-               : nullptr;
+    std::string_view name, const CKZStatGenMeasurement& measurement) const {
+    const Number number = measurement.m_distribution;
+    if (number >= m_collected.size() || m_names.At(number).text != name) return nullptr;
+    return &m_collected[number];
 }
 
-const CKZStatDistribution* CKZStatGenDistributions::LastsOf(
-    const CKZStatGenMeasurement& measurement) const {
-    const Collected* const collected = Find(measurement);
-    if (collected == nullptr || m_names.IsIncomplete(measurement.m_distribution)) return nullptr;
-    return &collected->slice;
-}
-
-const CKZStatDistribution* CKZStatGenDistributions::TotalsOf(
-    const CKZStatGenMeasurement& measurement) const {
-    return LastsOf(measurement) == nullptr ? nullptr : &Find(measurement)->run;
+CKZStatGenDistributions::Shown CKZStatGenDistributions::Show(
+    std::string_view name, const CKZStatGenMeasurement& measurement) const {
+    const Collected* const collected = Find(name, measurement);
+    if (collected == nullptr || m_names.IsIncomplete(measurement.m_distribution)) return {};
+    return {&collected->run, &collected->slice};
 }

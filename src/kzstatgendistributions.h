@@ -13,6 +13,7 @@
 
 #include "kzstatdistribution.h"
 #include "kzstatdistributionchoice.h"
+#include "kzstatdistributionstate.h"
 #include "kzstatgenmeasurement.h"
 #include "kzstatnameindex.h"
 #include "kzstatpointtypeenum.h"
@@ -119,7 +120,8 @@ public:
     /// Throws std::bad_alloc; nothing was added then.
     void Add(Number number, double value) {
         if (number >= m_slots.size() || !m_slots[number].isUsed) Use(number);
-        m_slots[number].values.Add(value);
+        CKZStatDistribution& values = m_slots[number].values;
+        if (!values.TryAdd(value)) values.AddWithCare(value);
     }
     /// Its first lines, which a value that is added soon reads.
     void Prefetch(Number number) const {
@@ -181,13 +183,17 @@ public:
     void EndSlice();
 
     /// Marks for good what the merged measurements say is incomplete, and counts the names that
-    /// were refused. Called between the last change of the merged measurements and `LastsOf`.
+    /// were refused. Called between the last change of the merged measurements and `Show`.
     template <class ForEachMeasurement>
     void Compare(ForEachMeasurement forEach);
 
-    /// Of the slice and of the run; null where the measurement has none or they are incomplete.
-    const CKZStatDistribution* LastsOf(const CKZStatGenMeasurement& measurement) const;
-    const CKZStatDistribution* TotalsOf(const CKZStatGenMeasurement& measurement) const;
+    /// Both, or none where the measurement has none or they are incomplete.
+    struct Shown {
+        const CKZStatDistribution* totals = nullptr;
+        const CKZStatDistribution* lasts = nullptr;
+    };
+    /// Asked for at once, since a reporter may mark the name meanwhile.
+    Shown Show(std::string_view name, const CKZStatGenMeasurement& measurement) const;
 
 private:
     struct Collected {
@@ -197,8 +203,8 @@ private:
     };
 
     void MakeRoomFor(Number number);
-    const Collected* Find(const CKZStatGenMeasurement& measurement) const;
-    void CompareOne(const CKZStatGenMeasurement& measurement);
+    const Collected* Find(std::string_view name, const CKZStatGenMeasurement& measurement) const;
+    void CompareOne(std::string_view name, const CKZStatGenMeasurement& measurement);
     void LogRefused(std::size_t refused);
 
     mutable CKZStatGenDistributionNames m_names;
@@ -224,8 +230,8 @@ void CKZStatGenDistributionTable::Empty(Take take) {
 template <class ForEachMeasurement>
 void CKZStatGenDistributions::Compare(ForEachMeasurement forEach) {
     std::size_t refused = 0;
-    forEach([&](const CKZStatGenMeasurement& measurement) {
-        CompareOne(measurement);
+    forEach([&](std::string_view name, const CKZStatGenMeasurement& measurement) {
+        CompareOne(name, measurement);
         refused += measurement.m_distribution == CKZStatGenMeasurement::kRefusedDistribution;
     });
     if (refused > 0 && !m_hasLoggedRefused) LogRefused(refused);

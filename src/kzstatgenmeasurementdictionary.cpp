@@ -172,6 +172,16 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(
     return made.measurement;
 }
 
+/// Of a name whose first value could not be collected, and so was not added: nobody has reported it
+/// unless that is tried again.
+void CKZStatGenMeasurementDictionary::ForgetNewestIfEmpty() {
+    if (isEmpty() || Entries().back().value == nullptr) return;
+    const Entry& newest = Entries().back();
+    const CKZStatGenMeasurement& made = *KzMeasurementOf(newest.value);
+    const bool isCollected = made.m_distribution < CKZStatGenMeasurement::kRefusedDistribution;
+    if (isCollected && made.m_totals.count == 0 && !made.m_isAltered) remove(newest.key);
+}
+
 /// Does not wait for m_lock, which the pack thread may hold for long.
 CKZStatGenMeasurementDictionary::Size CKZStatGenMeasurementDictionary::GetSize() const {
     return {m_namesMade.load(std::memory_order_relaxed),
@@ -221,13 +231,29 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
 
 void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDictionary* source,
                                                       AddType) {
-    const Lock::LockGuard guard(*source->m_lock);
+    AddAll(*source, [](CKZStatGenMeasurement& target, const CKZStatGenMeasurement& added) {
+        target.NoteUncollected(added);
+    });
+}
+
+/// `AddValuesOfDict` for values of which the distributions are collected, if they are, under the
+/// numbers of `source`.
+void CKZStatGenMeasurementDictionary::AddCollected(CKZStatGenMeasurementDictionary& source) {
+    AddAll(source, [](CKZStatGenMeasurement& target, const CKZStatGenMeasurement& added) {
+        target.TakeMarks(added);
+    });
+}
+
+/// Calls `mark` with each measurement and what is added to it.
+template <class Mark>
+void CKZStatGenMeasurementDictionary::AddAll(CKZStatGenMeasurementDictionary& source, Mark mark) {
+    const Lock::LockGuard guard(*source.m_lock);
     // All names first, which may run out of memory, then all values, which cannot: so the source
     // is added whole or not at all.
-    const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, *source);
+    const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, source);
     const bool isTracing = KzIsTracing();
     for (const auto& [target, added] : additions) {
-        target->TakeMarks(*added);
+        mark(*target, *added);
         if (isTracing)
             target->AddAggregates(added->m_totals, added->m_lasts);
         else

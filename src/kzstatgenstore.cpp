@@ -71,6 +71,7 @@ void Dictionary::Store::Flush(Dictionary& dictionary, CKZStatGenDistributionTabl
         }
     } catch (...) {
         cache.DropFirst(flushed);
+        dictionary.ForgetNewestIfEmpty();
         throw;
     }
     cache.Clear();

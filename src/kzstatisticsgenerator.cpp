@@ -176,6 +176,8 @@ CKZStatGenDistributionTable* CKZStatGenSlice::FindPackThreadsTable() {
 /// needed. If memory runs out, the next call goes on where this one ended.
 void CKZStatGenSlice::JoinDistributions(CKZStatGenDistributions& distributions) {
     distributions.BeginSlice(m_number);
+    const bool isOfAnotherGenerator = Collects() && m_main->m_distributions.get() != &distributions;
+    if (isOfAnotherGenerator) return;
     for (std::size_t lane = 0; lane < m_shelves.size(); ++lane) {
         if (m_shelves[lane].distributions == nullptr) continue;
         distributions.Join(*m_shelves[lane].distributions);
@@ -412,7 +414,7 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
         for (Index next = heads[target]; next != kNone; next = steps[next].next)
             if (position++ >= m_fold.dictionaries) AddStep(steps[next], distributions);
         if (merged == nullptr || !hasValues) continue;
-        merged->AddValuesOfDict(DictionaryOf(Entries()[target].value), AddForDump);
+        merged->AddCollected(*DictionaryOf(Entries()[target].value));
     }
     m_fold = {0, 0};
     m_id = finished.m_id;
@@ -426,7 +428,7 @@ void CKZStatGenSlice::AddStep(const FoldStep& step, CKZStatGenDistributionTable*
     step.source->FlushWhileNobodyReports(distributions);
     CKZStatGenMeasurementDictionary& target = *DictionaryOf(Entries()[step.target].value);
     if (target.isEmpty()) target.MakeRoomForNames(step.source->GetSize());
-    target.AddValuesOfDict(step.source, AddFromSlice);
+    target.AddCollected(*step.source);
     ++m_fold.dictionaries;
 }
 
@@ -454,7 +456,7 @@ void CKZStatGenSlice::ResetLasts() {
 std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::MergeDictionaries() const {
     auto merged = std::make_unique<CKZStatGenMeasurementDictionary>();
     ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
-        merged->AddValuesOfDict(&dictionary, AddForDump);
+        merged->AddCollected(dictionary);
     });
     return merged;
 }
@@ -600,7 +602,7 @@ void CKZStatGenMain::Start(double startTime, double sliceLength) {
 }
 
 void CKZStatGenMain::CollectDistributions(CKZStatDistributionChoice choice) {
-    if (m_currentSlice != nullptr) {
+    if (m_totalSlice != nullptr) {
         KZ_LOG_ERROR("CollectDistributions - the generator was started before");
         return;
     }
@@ -847,10 +849,8 @@ int CKZStatGenMain::SendSlice(CKZStatGenSlice* slice) {
         merged = m_totalSlice->AddAndMerge(*slice);
         m_packStage = PackStage::Folded;
     }
-    if (m_packStage < PackStage::Joined) {
-        if (m_distributions != nullptr) slice->JoinDistributions(*m_distributions);
-        m_packStage = PackStage::Joined;
-    }
+    if (m_packStage < PackStage::Merged && m_distributions != nullptr)
+        slice->JoinDistributions(*m_distributions);
     // The former merged dictionary lives until the hooks have seen the new one.
     std::unique_ptr<CKZStatGenMeasurementDictionary> formerMerged;
     if (m_packStage < PackStage::DictionariesSent) {
@@ -917,12 +917,8 @@ void CKZStatGenMain::RenderRecords() {
     m_recordsAreCurrent = false;
     m_totalDictionary->DumpDict(m_records);
     if (m_distributions != nullptr)
-        m_distributions->Compare([this](auto compare) {
-            m_totalDictionary->ForEachMeasurement(
-                [&](std::string_view, const CKZStatGenMeasurement& measurement) {
-                    compare(measurement);
-                });
-        });
+        m_distributions->Compare(
+            [this](auto compare) { m_totalDictionary->ForEachMeasurement(compare); });
     m_recordsAreCurrent = true;
 }
 

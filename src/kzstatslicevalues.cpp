@@ -36,11 +36,10 @@ void CKZStatSliceValues::ListRecords() const {
         m_records.reserve(m_merged->entries());
         m_merged->ForEachMeasurement(
             [this](std::string_view name, const CKZStatGenMeasurement& measurement) {
-                const bool has = m_distributions != nullptr;
+                CKZStatGenDistributions::Shown shown;
+                if (m_distributions != nullptr) shown = m_distributions->Show(name, measurement);
                 m_records.push_back({name, measurement.GetType(), measurement.GetTotals(),
-                                     measurement.GetLasts(),
-                                     has ? m_distributions->TotalsOf(measurement) : nullptr,
-                                     has ? m_distributions->LastsOf(measurement) : nullptr});
+                                     measurement.GetLasts(), shown.totals, shown.lasts});
             });
     } else {
         m_records.reserve(m_given->size());

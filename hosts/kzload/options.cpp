@@ -48,7 +48,7 @@ using UrlParts = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 std::string PartOf(const UrlParts& url, CURLUPart part) {
     char* text = nullptr;
     if (curl_url_get(url.get(), part, &text, 0) != CURLUE_OK) return {};
-    const std::string copy(text);
+    std::string copy(text);
     curl_free(text);
     return copy;
 }

@@ -169,9 +169,17 @@ void CheckSchema(SQLite::Database& database, const std::string& path) {
     for (const auto& [name, entry] : KnownEntries()) {
         const auto found = entries.find(name);
         if (found == entries.end())
-            throw Error("cannot read " + path + ": it is damaged (" + name + " is missing)");
+            throw Error(std::string("cannot read ")
+                            .append(path)
+                            .append(": it is damaged (")
+                            .append(name)
+                            .append(" is missing)"));
         if (!(found->second == entry))
-            throw Error("cannot read " + path + ": its " + name + " is not that of a journal");
+            throw Error(std::string("cannot read ")
+                            .append(path)
+                            .append(": its ")
+                            .append(name)
+                            .append(" is not that of a journal"));
     }
     for (const auto& [name, entry] : entries)
         if (entry.kind == "index" && KnownEntries().count(entry.table) > 0 &&

@@ -68,14 +68,14 @@ RunRow ReadRunRow(SQLite::Statement& row, const std::string& path) {
     };
     if (ChecksumAt(row) != row.getColumn(kHashedColumns).getInt64())
         refuse("its facts are not those that were stored");
-    const RunRow read{row.getColumn(0).getInt(),
-                      row.getColumn(1).getInt(),
-                      {text(2), text(3), row.getColumn(5).getDouble(), row.getColumn(6).getDouble(),
-                       text(7), text(8), text(4), OptionalAt(row, 9), OptionalAt(row, 10)},
-                      row.getColumn(14).getInt() != 0,
-                      OptionalAt(row, 11),
-                      row.getColumn(12).getInt64(),
-                      row.getColumn(13).getInt64()};
+    RunRow read{row.getColumn(0).getInt(),
+                row.getColumn(1).getInt(),
+                {text(2), text(3), row.getColumn(5).getDouble(), row.getColumn(6).getDouble(),
+                 text(7), text(8), text(4), OptionalAt(row, 9), OptionalAt(row, 10)},
+                row.getColumn(14).getInt() != 0,
+                OptionalAt(row, 11),
+                row.getColumn(12).getInt64(),
+                row.getColumn(13).getInt64()};
     if (const std::string reason = WhyImpossible(read.run); !reason.empty()) refuse(reason);
     if (!IsMoment(read.endTime)) refuse("its end is no moment in time");
     if (!IsCount(read.expectedSlices) || !IsCount(read.lostSlices))

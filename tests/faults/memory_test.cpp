@@ -44,6 +44,14 @@ public:
         CKZStatMerge merge;
         merge.Add(slice);
         valuesOfSlice = merge.GetRecords().size();
+        const PlentyOfMemory plenty;
+        distributions.clear();
+        for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
+            if (record.totalsDistribution == nullptr) continue;
+            EXPECT_EQ(record.totalsDistribution->GetCount(), record.totals.count) << record.name;
+            EXPECT_EQ(record.lastsDistribution->GetCount(), record.lasts.count) << record.name;
+            distributions[std::string(record.name)] = *record.totalsDistribution;
+        }
     }
     int SendDictionaryString(RWCString& text, double, const char*) override {
         const PlentyOfMemory plenty;
@@ -53,6 +61,7 @@ public:
     }
     std::vector<RWCString> texts;
     std::size_t valuesOfSlice = 0;
+    std::map<std::string, CKZStatDistribution> distributions;  // of the run, as shown last
 };
 
 class DiscardingSink : public RyPLogSink {
@@ -66,6 +75,9 @@ class Run {
 public:
     explicit Run(long failingAllocation) : m_failing(failingAllocation) {
         Try([&] { m_generator = std::make_unique<KeepingGenerator>(); });
+        Try([&] {
+            m_generator->CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+        });
         Try([&] { m_generator->Start(100.0, 10.0); });
         for (int slice = 0; slice < 3; ++slice) ReportOneSlice(slice);
         EndSlices();
@@ -85,6 +97,7 @@ public:
         for (const auto& [name, sum] : m_accepted) EXPECT_EQ(last.Find(name)->sum, sum) << name;
         for (std::size_t i = 0; i < m_generator->texts.size(); ++i)
             EXPECT_EQ(Message(m_generator->texts[i]).sliceId, static_cast<int>(i) + 1);
+        EXPECT_EQ(m_generator->distributions, m_distributions);
     }
 
 private:
@@ -114,6 +127,7 @@ private:
         }
         const PlentyOfMemory plenty;
         m_accepted[name] += value;
+        m_distributions[name].Add(value);
     }
 
     void ReportOneSlice(int slice) {
@@ -159,6 +173,7 @@ private:
 
     RyPTestClock m_clock{100.0};
     std::map<std::string, double> m_accepted;
+    std::map<std::string, CKZStatDistribution> m_distributions;
     std::unique_ptr<KeepingGenerator> m_generator;
     FailingNew m_failing;
 };
@@ -187,6 +202,98 @@ TEST(LackOfMemory, LosesAndDoublesNothingWhileEverythingIsTraced) {
     EXPECT_GT(FailEveryAllocationInTurn(), 1000);
     RyPLog::SetThreshold(RyPLogLevel::Error);
     RyPLog::SetSink(nullptr);
+}
+
+/// Whether a value of the name was accepted.
+bool Accepts(CKZStatGenClient& client, const char* name) {
+    try {
+        client.AddLast(name, 1, Types::Counter);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+/// The value that fills the cache is the first one of its name. Returns whether the allocation
+/// failed.
+bool ReportANewNameAtTheFlush(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    const FailingNew failing(failingAllocation);
+    const bool isAccepted = Accepts(client, "new");
+    const PlentyOfMemory plenty;
+    clock.Advance(10.5);
+    client.GetNewDictionary();
+    generator.SendSlice(generator.WaitForSlice());
+    const Message message(generator.texts.at(0));
+    EXPECT_EQ(message.Find("new") != nullptr, isAccepted) << failingAllocation;
+    EXPECT_EQ(message.Find("known")->sum, 19) << failingAllocation;
+    return failing.HasFailed();
+}
+
+/// The first value of a name is refused and the next one stays cached until the slice is packed.
+/// Returns whether the allocation failed.
+bool ReportANewNameAgain(long failingAllocation) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    bool hasFailed = false;
+    {
+        const FailingNew failing(failingAllocation);
+        Accepts(client, "new");
+        hasFailed = failing.HasFailed();
+    }
+    client.AddLast("new", 2, Types::Counter);
+    clock.Advance(10.5);
+    client.GetNewDictionary();
+    generator.SendSlice(generator.WaitForSlice());
+    EXPECT_EQ(generator.distributions.size(), 2U) << failingAllocation;
+    EXPECT_EQ(generator.distributions["new"].GetMaximum(), 2) << failingAllocation;
+    return hasFailed;
+}
+
+TEST(LackOfMemory, LeavesTheDistributionOfANameWholeWhoseFirstValueItRefused) {
+    long nth = 1;
+    while (ReportANewNameAgain(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 5);
+}
+
+TEST(LackOfMemory, TellsNoNameOfWhichNoValueWasAccepted) {
+    long nth = 1;
+    while (ReportANewNameAtTheFlush(nth) && !HasFailure()) ++nth;
+    EXPECT_GT(nth, 5);
+}
+
+TEST(CollectedDistributions, AllocateNothingForNamesOfTheSliceBefore) {
+    RyPTestClock clock(100.0);
+    KeepingGenerator generator;
+    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+    generator.Start(100.0, 10.0);
+    CKZStatGenClient client(&generator, 1);
+    client.GetNewDictionary();
+    bool hasAllocated = true;
+    for (int slice = 0; slice < 6; ++slice) {
+        const bool isLast = slice == 5;
+        const FailingNew failing(isLast ? 1 : 0);
+        for (int i = 0; i < (isLast ? 2000 : 70); ++i)
+            client.AddLast(i % 2 == 0 ? "one" : "another", i % 10, Types::Counter);
+        client.FlushStatsCache();
+        hasAllocated = failing.HasFailed();
+        const PlentyOfMemory plenty;
+        clock.Advance(10.5);
+        client.GetNewDictionary();
+        CKZStatGenSlice* const sent = generator.WaitForSlice();
+        generator.SendSlice(sent);
+        generator.RemoveSlice(sent);
+    }
+    EXPECT_FALSE(hasAllocated);
 }
 
 /// Begins the 70 slices of a long silence, more than the pack queue has room for at first. Returns
@@ -677,16 +784,6 @@ TEST(LackOfMemory, LeavesASliceWholeThatTerminateCounts) {
     RyPLog::SetSink(nullptr);
 }
 
-/// Whether a value of the name was accepted.
-bool Accepts(CKZStatGenClient& client, const std::string& name) {
-    try {
-        client.AddLast(name.c_str(), 1, Types::Counter);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
 /// A client that was made on this thread is followed by another one from slice to slice, with names
 /// that the cache has to grow for. Returns whether the allocation failed.
 bool ReportElsewhere(long failingAllocation) {
@@ -703,7 +800,7 @@ bool ReportElsewhere(long failingAllocation) {
         const FailingNew failing(failingAllocation);
         for (std::size_t i = 0; i < 60; ++i) {
             if (i % 25 == 10) clock.Advance(10.5);
-            accepted += Accepts(client, names[i % names.size()]);
+            accepted += Accepts(client, names[i % names.size()].c_str());
         }
         hasFailed = failing.HasFailed();
     }).join();

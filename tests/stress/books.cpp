@@ -14,10 +14,12 @@ void Book::Add(const Book& other) {
 void Books::Enter(int clientId, std::size_t name, double value) {
     m_accounts[{clientId, name}].Enter(value);
     m_accounts[{Account::kAllClients, name}].Enter(value);
+    m_distributions[name].Add(value);
 }
 
 void Books::Add(const Books& other) {
     for (const auto& [account, book] : other.m_accounts) m_accounts[account].Add(book);
+    for (const auto& [name, values] : other.m_distributions) m_distributions[name].Add(values);
 }
 
 Book Books::Of(const Account& account) const {

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <map>
 
+#include "kzstatdistribution.h"
+
 /// Values of one name, of one client id or of all together. Compatible.
 struct Account {
     static constexpr int kAllClients = -1;
@@ -32,12 +34,15 @@ struct Book {
 class Books {
 public:
     using Accounts = std::map<Account, Book>;
+    /// By the index of the name, over all clients.
+    using Distributions = std::map<std::size_t, CKZStatDistribution>;
 
     /// On the account of the client and on that of all clients.
     void Enter(int clientId, std::size_t name, double value);
     void Add(const Books& other);
 
     const Accounts& GetAccounts() const { return m_accounts; }
+    const Distributions& GetDistributions() const { return m_distributions; }
     /// An empty book for an account that was never used.
     Book Of(const Account& account) const;
     /// All values of all names.
@@ -45,6 +50,7 @@ public:
 
 private:
     Accounts m_accounts;
+    Distributions m_distributions;
 };
 
 #endif

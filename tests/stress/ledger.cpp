@@ -1,11 +1,46 @@
 #include "ledger.h"
 
+#include <cstdint>
+#include <string>
+#include <utility>
+
 #include "names.h"
 
 namespace {
 
 // A message rounds a sum to three decimals, and fractions add up differently in another order.
 constexpr double kRoundingPerSlice = 0.001;
+
+std::string FormOf(const CKZStatDistribution& distribution) {
+    std::string form;
+    distribution.Encode(form);
+    return form;
+}
+
+/// What a finding says of them.
+std::string Describe(const CKZStatDistribution& distribution) {
+    return std::to_string(distribution.GetCount()) + " values, the median of which is " +
+           std::to_string(distribution.Quantile(0.5));
+}
+
+void ExpectSame(std::size_t name, const char* quantity, const CKZStatDistribution& expected,
+                const CKZStatDistribution& found, Findings& findings) {
+    if (FormOf(found) != FormOf(expected))
+        findings.Note(Names()[name].text + ", " + quantity, Describe(expected), Describe(found));
+}
+
+/// Whether no bucket of `part` has more values than that of `whole`.
+bool IsPartOf(const CKZStatDistribution& part, const CKZStatDistribution& whole) {
+    std::map<std::pair<double, double>, std::uint64_t> ofWhole;
+    whole.ForEachBucket([&](double low, double high, std::uint64_t count) {
+        ofWhole[{low, high}] = count;
+    });
+    bool isPart = true;
+    part.ForEachBucket([&](double low, double high, std::uint64_t count) {
+        isPart = isPart && count <= ofWhole[{low, high}];
+    });
+    return isPart;
+}
 
 }  // namespace
 
@@ -24,6 +59,27 @@ void Ledger::Enter(const Account& account, const Amount& lasts, const Amount& to
                     entry.lasts.count);
     findings.Expect(account, "sum of the slices against the total", totals.sum, entry.lasts.sum,
                     ToleranceOf(account, entry));
+}
+
+void Ledger::EnterDistributions(std::size_t name, const CKZStatDistribution& lasts,
+                                const CKZStatDistribution& totals, Findings& findings) {
+    CKZStatDistribution& entered = m_distributions[name];
+    entered.Add(lasts);
+    ExpectSame(name, "distribution of the slices against the run", totals, entered, findings);
+}
+
+void Ledger::CheckDistributionsAgainst(const Books& books, Findings& findings) const {
+    Books::Distributions entered = m_distributions;
+    for (const auto& [name, values] : books.GetDistributions())
+        ExpectSame(name, "distribution of the run", values, entered[name], findings);
+}
+
+void Ledger::CheckDistributionsForNoMoreThan(const Books& books, Findings& findings) const {
+    Books::Distributions reported = books.GetDistributions();
+    for (const auto& [name, values] : m_distributions)
+        if (!IsPartOf(values, reported[name]))
+            findings.Note(Names()[name].text + ", distribution of the run",
+                          "a part of " + Describe(reported[name]), Describe(values));
 }
 
 Ledger::Entry Ledger::Of(const Account& account) const {

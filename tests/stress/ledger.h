@@ -20,12 +20,19 @@ public:
     void Enter(const Account& account, const Amount& lasts, const Amount& totals,
                Findings& findings);
 
+    /// The same of the distributions of a name, over all clients.
+    void EnterDistributions(std::size_t name, const CKZStatDistribution& lasts,
+                            const CKZStatDistribution& totals, Findings& findings);
+
     /// Notes every account whose clients do not add up to that of all clients.
     void CheckThatClientsAddUp(Findings& findings) const;
     /// Notes every account that does not say what `books` say.
     void CheckAgainst(const Books& books, Findings& findings) const;
     /// Notes every account that says more than `books` say.
     void CheckForNoMoreThan(const Books& books, Findings& findings) const;
+    /// The same of the distributions.
+    void CheckDistributionsAgainst(const Books& books, Findings& findings) const;
+    void CheckDistributionsForNoMoreThan(const Books& books, Findings& findings) const;
 
 private:
     struct Entry {
@@ -39,6 +46,7 @@ private:
     void CheckAccount(const Account& account, const Book& book, Findings& findings) const;
 
     std::map<Account, Entry> m_entries;
+    Books::Distributions m_distributions;  // those of all slices
 };
 
 #endif

@@ -184,6 +184,9 @@ public:
         ledger.CheckThatClientsAddUp(findings);
         ledger.CheckForNoMoreThan(books, findings);
         if (!m_settings.endsAtOnce) ledger.CheckAgainst(books, findings);
+        ledger.CheckDistributionsForNoMoreThan(books, findings);
+        if (!m_settings.endsAtOnce && m_generator.CollectsDistributions())
+            ledger.CheckDistributionsAgainst(books, findings);
         CheckHolds(findings);
         return {books.CountOfAll(), m_generator.MessageCount(), m_generator.Throws(),
                 findings.First()};

@@ -1,5 +1,6 @@
 #include "stressgenerator.h"
 
+#include <algorithm>
 #include <thread>
 
 #include "names.h"
@@ -31,7 +32,12 @@ StressGenerator::StressGenerator(const RoundKey& key, double sliceLength)
       m_dice(key, HookDice),
       m_haste(m_dice.OneOf({30, 300, 3000})),
       m_patience(m_dice.OneOf({50, 500, 5000})),
-      m_client(this, kHookClientId) {}
+      m_collects(!m_dice.OneIn(4)),
+      m_client(this, kHookClientId) {
+    if (m_collects)
+        CollectDistributions(
+            {[](std::string_view, CKZStatPointTypeEnum::PointType) { return true; }});
+}
 
 void StressGenerator::PauseFor(double seconds) {
     // Noted first: a message that leaves the pause out already is within bounds.
@@ -60,9 +66,12 @@ void StressGenerator::SendTotalDictionary(Dictionary* merged, double sliceLength
 void StressGenerator::SendSliceValues(const CKZStatSliceValues& slice) {
     m_findings.Expect("slice id of the values", m_messageCount + 1, slice.GetSliceId());
     m_valuesInHand.clear();
-    for (const CKZStatSliceValues::Record& record : slice.GetRecords())
+    m_distributionsInHand.clear();
+    for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
         m_valuesInHand[std::string(record.name)] = {{record.lasts.count, record.lasts.sum},
                                                     {record.totals.count, record.totals.sum}};
+        NoteDistributions(record);
+    }
     DisturbTheRound();
 }
 
@@ -76,6 +85,7 @@ int StressGenerator::SendDictionaryString(RWCString& text, double, const char* n
     if (message.Read(text, CKZStatMessage::FullRecords, fault)) {
         CheckHeader(message);
         EnterDictionaries();
+        EnterDistributions();
         CompareWithValues(message);
         EnterRecords(message);
     } else {
@@ -87,6 +97,28 @@ int StressGenerator::SendDictionaryString(RWCString& text, double, const char* n
 }
 
 // ------------------------------------------------------------------------------------ messages
+
+/// A name has one type and is changed by nobody, so its distributions are never missing.
+void StressGenerator::NoteDistributions(const CKZStatSliceValues::Record& record) {
+    const auto shown = [](const CKZStatDistribution* values) { return values ? 1 : 0; };
+    m_findings.Expect("distributions shown", m_collects ? 2 : 0,
+                      shown(record.lastsDistribution) + shown(record.totalsDistribution));
+    if (!record.lastsDistribution || !record.totalsDistribution) return;
+    m_findings.Expect("values in the distribution of the slice", record.lasts.count,
+                      static_cast<double>(record.lastsDistribution->GetCount()));
+    m_findings.Expect("values in the distribution of the run", record.totals.count,
+                      static_cast<double>(record.totalsDistribution->GetCount()));
+    const auto isNamed = [&](const Name& name) { return name.text == record.name; };
+    const auto known = std::find_if(Names().begin(), Names().end(), isNamed);
+    if (known == Names().end()) return;  // a finding of its own, with the message
+    m_distributionsInHand[static_cast<std::size_t>(known - Names().begin())] = {
+        *record.lastsDistribution, *record.totalsDistribution};
+}
+
+void StressGenerator::EnterDistributions() {
+    for (const auto& [name, shown] : m_distributionsInHand)
+        m_ledger.EnterDistributions(name, shown.lasts, shown.totals, m_findings);
+}
 
 void StressGenerator::CheckHeader(const CKZStatMessage& message) {
     if (message.GetGeneratorName() != kGeneratorName)

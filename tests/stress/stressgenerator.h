@@ -46,6 +46,7 @@ public:
 
     const Ledger& GetLedger() const { return m_ledger; }
     const Books& GetBooks() const { return m_books; }
+    bool CollectsDistributions() const { return m_collects; }
     const Findings& GetFindings() const { return m_findings; }
 
 private:
@@ -57,8 +58,16 @@ private:
         Amount totals;
     };
 
+    /// What a view shows of one name.
+    struct Shown {
+        CKZStatDistribution lasts;
+        CKZStatDistribution totals;
+    };
+
+    void NoteDistributions(const CKZStatSliceValues::Record& record);
     void NoteDictionary(Dictionary& dictionary, int clientId);
     void EnterDictionaries();
+    void EnterDistributions();
     void CompareWithValues(const CKZStatMessage& message);
     void EnterRecords(const CKZStatMessage& message);
     void CheckHeader(const CKZStatMessage& message);
@@ -77,14 +86,16 @@ private:
 
     // The rest is the pack thread's.
     Dice m_dice;
-    const int m_haste;     // a hook is slow once in so many calls
-    const int m_patience;  // a hook throws once in so many calls
+    const int m_haste;      // a hook is slow once in so many calls
+    const int m_patience;   // a hook throws once in so many calls
+    const bool m_collects;  // distributions of all names
     int m_throws = 0;
     double m_sliceEnd = 0;
     // Enters the ledger with the message: a slice that is dropped between the two, at the end of
     // a round, is told by none.
     std::map<Account, Noted> m_sliceInHand;
     std::map<std::string, Noted> m_valuesInHand;
+    std::map<std::size_t, Shown> m_distributionsInHand;
     Ledger m_ledger;
     Books m_books;
     Findings m_findings;

@@ -230,6 +230,27 @@ TEST_F(CollectedDistributions, EndWhereANameHasTwoTypes) {
     EXPECT_FALSE(generator.totals["of one client"]);
 }
 
+TEST_F(CollectedDistributions, EndWhereANameHasTwoTypesOnTwoThreads) {
+    CKZStatGenClient other(&generator, 6);
+    Report("t", {1}, Types::Timer);
+    client.FlushStatsCache();
+    std::thread([&] {
+        other.AddLast("t", 1, Types::Measurement);
+        other.FlushStatsCache();
+    }).join();
+    EndSlice();
+    EXPECT_FALSE(generator.totals["t"]);
+}
+
+TEST_F(CollectedDistributions, EndWhereTheLastsAloneAreReset) {
+    Report("t", {1});
+    client.FlushStatsCache();
+    Peer::DictionaryOf(client)->ResetLasts();
+    EndSlice();
+    EXPECT_FALSE(generator.lasts["t"]);
+    EXPECT_FALSE(generator.totals["t"]);
+}
+
 TEST_F(CollectedDistributions, ChangeNoByteOfTheMessage) {
     RecordingGenerator plain;
     plain.Start(100.0, 10.0);
@@ -251,6 +272,52 @@ TEST_F(CollectedDistributions, AreChosenBeforeTheStart) {
     Report("t", {1});
     EndSlice();
     EXPECT_TRUE(generator.lasts["t"]);
+}
+
+/// Numbers of names are each generator's own.
+TEST_F(CollectedDistributions, AreNotTakenFromAnotherGenerator) {
+    CollectingGenerator other;
+    other.CollectDistributions(Choice::Usual());
+    other.Start(100.0, 10.0);
+    CKZStatGenClient theirs(&other, 5);
+    for (int i = 0; i < 30; ++i) theirs.AddLast(std::to_string(i).c_str(), 1, Types::Timer);
+    theirs.FlushStatsCache();
+    Report("t", {5});
+    client.FlushStatsCache();
+    Peer::DictionaryOf(client)->AddValuesOfDict(Peer::DictionaryOf(theirs), AddFromSlice);
+    Report("29", {2});
+    EndSlice();
+    EXPECT_FALSE(generator.lasts["0"]);
+    EXPECT_FALSE(generator.lasts["29"]);
+    EXPECT_EQ(generator.lasts["t"], Of({5}));
+}
+
+TEST_F(CollectedDistributions, AreNotTakenFromASliceOfAnotherGenerator) {
+    CollectingGenerator other;
+    other.CollectDistributions(Choice::Usual());
+    other.Start(100.0, 10.0);
+    CKZStatGenClient theirs(&other, 5);
+    for (int i = 0; i < 30; ++i) theirs.AddLast(std::to_string(i).c_str(), 1, Types::Timer);
+    Report("t", {5});
+    clock.Advance(10.0);
+    other.GetNewDictionary(7, nullptr);
+    generator.SendSlice(other.WaitForSlice());
+    EXPECT_FALSE(generator.lasts["0"]);
+    EXPECT_FALSE(generator.lasts["29"]);
+    EndSlice();
+    EXPECT_FALSE(generator.totals["0"]);
+    EXPECT_EQ(generator.totals["t"], Of({5}));
+}
+
+TEST_F(CollectedDistributions, AreNotChosenAfterTheEnd) {
+    Report("t", {1});
+    client.FlushStatsCache();
+    Peer::EndAtOnce(generator);
+    const CapturingLog log(RyPLogLevel::Error);
+    generator.CollectDistributions(Choice::None());
+    EXPECT_EQ(log.Texts().size(), 1U);
+    generator.SendSlice(Peer::SliceOf(*Peer::DictionaryOf(client)));
+    EXPECT_EQ(generator.lasts["t"], Of({1}));
 }
 
 class DistributionsByName : public CollectedDistributions {
@@ -283,6 +350,31 @@ TEST_F(DistributionsInLittleMemory, AreThoseOfTheFirstNames) {
         EXPECT_FALSE(generator.totals["99"]);
     }
     EXPECT_EQ(log.Texts().size(), 1U);
+}
+
+TEST_F(DistributionsInLittleMemory, TakeNoneForSlicesThatAreGone) {
+    for (int slice = 0; slice < 200; ++slice) {
+        for (int i = 0; i < 3; ++i) Report(std::to_string(i).c_str(), {1});
+        client.FlushStatsCache();
+        clock.Advance(10.0);
+        client.GetNewDictionary();
+        generator.RemoveSlice(generator.WaitForSlice());
+    }
+    Report("new", {1});
+    EndSlice();
+    EXPECT_TRUE(generator.lasts["new"]);
+}
+
+TEST_F(DistributionsInLittleMemory, TakeNoMoreWhenTheSameNamesComeAgain) {
+    for (int slice = 0; slice < 200; ++slice) {
+        for (int i = 0; i < 3; ++i) Report(std::to_string(i).c_str(), {1});
+        client.FlushStatsCache();
+        Report("0", {1});
+        EndSlice();
+    }
+    Report("new", {1});
+    EndSlice();
+    EXPECT_TRUE(generator.lasts["new"]);
 }
 
 TEST(Distributions, AreNotCollectedUnlessAsked) {

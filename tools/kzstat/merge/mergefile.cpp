@@ -34,6 +34,7 @@ std::map<std::string, long long> SlicesKeptIn(const std::string& path) {
 
 std::vector<std::string> PathsOf(const std::vector<MergeInput>& inputs) {
     std::vector<std::string> paths;
+    paths.reserve(inputs.size());
     for (const MergeInput& input : inputs) paths.push_back(input.path);
     return paths;
 }
