@@ -39,15 +39,23 @@ long long SizeOf(const std::string& path) {
     return stat(path.c_str(), &facts) == 0 ? static_cast<long long>(facts.st_size) : 0;
 }
 
+/// Empty for a file, and where there is none.
+std::string KindUnlessFile(const std::string& path) {
+    struct stat facts = {};
+    if (stat(path.c_str(), &facts) != 0 || S_ISREG(facts.st_mode)) return {};
+    if (S_ISDIR(facts.st_mode)) return "folder";
+    if (S_ISFIFO(facts.st_mode)) return "pipe";
+    return S_ISSOCK(facts.st_mode) ? "socket" : "device";
+}
+
 /// Others can block whoever opens them.
 void RefuseWhatIsNoFile(const std::string& path) {
-    struct stat facts = {};
-    if (stat(path.c_str(), &facts) != 0 || S_ISREG(facts.st_mode)) return;
-    const char* kind = "device";
-    if (S_ISDIR(facts.st_mode)) kind = "folder";
-    if (S_ISFIFO(facts.st_mode)) kind = "pipe";
-    if (S_ISSOCK(facts.st_mode)) kind = "socket";
-    throw Error("cannot read " + path + ": it is a " + kind);
+    if (const std::string kind = KindUnlessFile(path); !kind.empty())
+        throw Error("cannot read " + path + ": it is a " + kind);
+    for (const char* const companion : {"-wal", "-shm", "-journal"})
+        if (const std::string kind = KindUnlessFile(path + companion); !kind.empty())
+            throw Error("cannot read " + path + ": " + path + companion + " beside it is a " +
+                        kind);
 }
 
 std::uint32_t BigEndianAt(const std::array<char, kRollbackHeaderBytes>& bytes,

@@ -204,4 +204,14 @@ TEST_F(Companions, APipeIsRefused) {
     EXPECT_EQ("cannot read " + path + ": it is a pipe", IdsIn(path));
 }
 
+TEST_F(Companions, APipeBesideTheFileIsRefused) {
+    ASSERT_EQ("", Close());
+    for (const char* const companion : {"-wal", "-shm", "-journal"}) {
+        const std::string pipe = path + companion;
+        ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+        EXPECT_EQ("cannot read " + path + ": " + pipe + " beside it is a pipe", IdsIn(path));
+        fs::remove(pipe);
+    }
+}
+
 }  // namespace
