@@ -223,7 +223,7 @@ void Worker::LoseAll(const std::string& reason) {
 void Worker::Tidy() {
     try {
         TellNext(m_store->Tidy());
-    } catch (const Error&) {
+    } catch (const std::exception&) {
     }
 }
 
@@ -242,7 +242,7 @@ std::string Worker::EndRun() {
         if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
         m_store->End(RyPSysTime(), lost, expected);
         return {};
-    } catch (const Error& error) {
+    } catch (const std::exception& error) {
         return error.what();
     }
 }
@@ -252,7 +252,7 @@ void Worker::End() {
     try {
         LookAround();
         failure = EndRun();
-    } catch (const Error& error) {
+    } catch (const std::exception& error) {
         LoseAll(error.what());
     }
     // Whoever has closed the journal may open it as they like.
