@@ -5,6 +5,7 @@ import os
 import resource
 import signal
 import sqlite3
+import subprocess
 import tempfile
 import time
 import unittest
@@ -528,6 +529,16 @@ class Signals(RunTest):
         result = runs.finish(process)
         self.assertEqual((0, ""), (result.status, result.err))
         self.assertGreaterEqual(len(runs.rows("".join(lines) + result.out)), 5)
+
+    def test_a_pipe_that_nobody_reads_is_waited_for_until_a_stop(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "pipe")
+            os.mkfifo(path)
+            process = runs.start("--messages", path)
+            with self.assertRaises(subprocess.TimeoutExpired):
+                process.wait(0.5)
+            process.terminate()
+            self.assertEqual(-signal.SIGTERM, runs.finish(process).status)
 
     def test_the_second_interrupt_ends_the_process(self):
         process = runs.start("--duration", 1000, "--slice", 1000)
