@@ -390,6 +390,15 @@ class Journal(RunTest):
         self.assertTrue(result.out.endswith(
             f"the run is in {name}\nlook at it with: kzstat show {name}\n"), result.out)
 
+    def test_a_run_whose_file_was_removed_is_named_where_it_is(self):
+        process = runs.start("--duration", 2, "--slice", 0.2, journal=self.path)
+        runs.wait_for_row(process)
+        os.remove(self.path)
+        result = runs.finish(process)
+        self.assertTrue(result.out.endswith(
+            f"the run is in {self.path}.recovered-1\n"
+            f"look at it with: kzstat show {self.path}.recovered-1\n"), result.out)
+
     def test_no_journal(self):
         result = runs.run("--duration", 1, cwd=self.folder)
         self.assertEqual([], os.listdir(self.folder))
