@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <utility>
 
 #include "kzjournalkeep.h"
+#include "kzjournalreader.h"
 #include "ryp/clock.h"
 #include "slicefigures.h"
 #include "statnames.h"
@@ -46,7 +48,7 @@ bool LoadRun::Begin() {
     const CKZStatRunResult soFar = m_run.GetResult();
     Complain(soFar);
     if (!soFar.IsClean()) return false;
-    m_terminal.PrintFrame(Introduction(m_options, m_target.url));
+    m_terminal.PrintFrame(Introduction(m_options, WithoutSecrets(m_target.url)));
     StartLoadThreads();
     return true;
 }
@@ -128,7 +130,8 @@ void LoadRun::ShowProgress() {
 
 void LoadRun::ComplainAboutConnections() {
     if (!m_state.AnyConnectFailed() || std::exchange(m_complainedAboutConnections, true)) return;
-    m_terminal.Complain("cannot connect to " + m_target.url + ": " + m_state.FirstConnectFailure());
+    m_terminal.Complain("cannot connect to " + WithoutSecrets(m_target.url) + ": " +
+                        m_state.FirstConnectFailure());
 }
 
 void LoadRun::PrintResults() {
@@ -138,7 +141,27 @@ void LoadRun::PrintResults() {
     m_terminal.PrintLines({"", RequestsLine(made, counted)});
     if (made != counted) m_terminal.Complain("not every request made was counted");
     m_terminal.Complain(m_messages.Close());
-    if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(m_options.journalFile));
+    if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(FileOfTheRun()));
+}
+
+/// Where the journal ended: it goes on beside its file if that one is removed.
+std::string LoadRun::FileOfTheRun() const {
+    std::string path = m_options.journalFile;
+    for (int number = 1; !HasEndedIn(path); ++number) {
+        path = m_options.journalFile + ".recovered-" + std::to_string(number);
+        if (!std::filesystem::exists(path)) return m_options.journalFile;
+    }
+    return path;
+}
+
+bool LoadRun::HasEndedIn(const std::string& path) const {
+    try {
+        kzjournal::Reader journal(path);
+        return journal.HasEnded() && journal.Facts().generator == kRunName &&
+               journal.Facts().startTime == m_run.GetStartTime();
+    } catch (const kzjournal::Error&) {
+        return false;
+    }
 }
 
 }  // namespace kzload

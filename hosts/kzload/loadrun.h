@@ -2,6 +2,7 @@
 #define KZLOAD_LOADRUN_H
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "kzstatrun.h"
@@ -41,6 +42,8 @@ private:
     void ShowProgress();
     void ComplainAboutConnections();
     void PrintResults();
+    std::string FileOfTheRun() const;
+    bool HasEndedIn(const std::string& path) const;
 
     const Options& m_options;
     const Target& m_target;

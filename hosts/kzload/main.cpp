@@ -72,13 +72,14 @@ void CheckFiles(const Options& options) {
 
 int Run(const Options& options) {
     kzterminal::IgnoreBrokenPipes();
-    kzterminal::CatchStopSignals();
     AllowManyOpenFiles();
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);
     CheckFiles(options);
     MessageFile messages;
     if (!options.messagesFile.empty()) terminal.Complain(messages.Open(options.messagesFile));
+    // Only now: to open a pipe waits for its reader, which a signal ends.
+    kzterminal::CatchStopSignals();
 
     std::optional<DemoServer> server;
     if (options.url.empty()) server.emplace(options.clients);

@@ -12,10 +12,13 @@
 #include <memory>
 #include <sstream>
 
+#include "terminal/terminaltext.h"
+
 namespace kzload {
 namespace {
 
 constexpr int kBadUsage = 2;
+constexpr char kHidden[] = "***";
 
 /// Refuses NaN, which fails both comparisons.
 CLI::Validator Between(double least, double most) {
@@ -50,15 +53,33 @@ std::string PartOf(const UrlParts& url, CURLUPart part) {
     return copy;
 }
 
-/// Other arguments, and URLs without a user and a password, stay as they are.
-std::string WithoutSecrets(const std::string& argument) {
+bool IsUrl(const std::string& text) {
     const UrlParts url(curl_url(), curl_url_cleanup);
-    if (curl_url_set(url.get(), CURLUPART_URL, argument.c_str(), 0) != CURLUE_OK) return argument;
-    constexpr CURLUPart kSecrets[] = {CURLUPART_USER, CURLUPART_PASSWORD};
-    const auto isThere = [&](CURLUPart part) { return !PartOf(url, part).empty(); };
-    if (std::none_of(std::begin(kSecrets), std::end(kSecrets), isThere)) return argument;
-    for (const CURLUPart part : kSecrets) curl_url_set(url.get(), part, "***", 0);
-    return PartOf(url, CURLUPART_URL);
+    return curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) == CURLUE_OK;
+}
+
+/// What may have been meant as a user and a password, where the text is no URL.
+std::string WithoutWhatMayBeSecret(const std::string& text) {
+    const std::size_t end = text.rfind('@');
+    if (IsUrl(text) || end == std::string::npos) return WithoutSecrets(text);
+    const std::size_t slashes = text.find("//");
+    const std::size_t begin = slashes < end ? slashes + 2 : 0;
+    return text.substr(0, begin) + kHidden + text.substr(end);
+}
+
+/// `text` quotes arguments, or the values in them.
+std::string WithoutSecretsOf(int argc, char** argv, std::string text) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        for (const std::string& part : {argument, argument.substr(argument.find('=') + 1)}) {
+            const std::string shown = WithoutWhatMayBeSecret(part);
+            if (shown == part) continue;
+            for (std::size_t at = text.find(part); at != std::string::npos;
+                 at = text.find(part, at + shown.size()))
+                text.replace(at, part.size(), shown);
+        }
+    }
+    return text;
 }
 
 /// What is wrong with `url`, or an empty text.
@@ -116,6 +137,16 @@ void Declare(CLI::App& app, Options& options) {
 
 }  // namespace
 
+std::string WithoutSecrets(const std::string& argument) {
+    const UrlParts url(curl_url(), curl_url_cleanup);
+    if (curl_url_set(url.get(), CURLUPART_URL, argument.c_str(), 0) != CURLUE_OK) return argument;
+    constexpr CURLUPart kSecrets[] = {CURLUPART_USER, CURLUPART_PASSWORD};
+    const auto isThere = [&](CURLUPart part) { return !PartOf(url, part).empty(); };
+    if (std::none_of(std::begin(kSecrets), std::end(kSecrets), isThere)) return argument;
+    for (const CURLUPart part : kSecrets) curl_url_set(url.get(), part, kHidden, 0);
+    return PartOf(url, CURLUPART_URL);
+}
+
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
     Options options;
     options.journalFile = NewJournalName();
@@ -132,7 +163,9 @@ std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
         std::fputs(app.help().c_str(), stdout);
         exitStatus = 0;
     } catch (const CLI::ParseError& error) {
-        std::fprintf(stderr, "kzload: %s (see kzload --help)\n", error.what());
+        const std::string reason = WithoutSecretsOf(argc, argv, error.what());
+        std::fprintf(stderr, "kzload: %s (see kzload --help)\n",
+                     kzterminal::Printable(reason).c_str());
         exitStatus = kBadUsage;
     }
     return std::nullopt;

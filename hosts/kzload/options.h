@@ -20,6 +20,10 @@ struct Options {
     std::string commandLine;  // the call, without the user and password of the URL
 };
 
+/// The URL with *** for the user and the password in it, for people to read. What is no URL, or has
+/// neither, stays as it is. Safe for concurrent use.
+std::string WithoutSecrets(const std::string& argument);
+
 /// Reads the command line. Where the process should end instead (help, a mistake), says so to the
 /// user, puts the exit status into `exitStatus` and returns nothing.
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus);

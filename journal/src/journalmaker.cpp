@@ -53,6 +53,21 @@ void CreateOrFindFile(const std::string& path) {
         throw Error("cannot open " + path + ": " + std::strerror(error));
 }
 
+bool HasBytes(const std::string& path) {
+    struct stat facts = {};
+    return stat(path.c_str(), &facts) == 0 && facts.st_size > 0;
+}
+
+/// The database removes what it finds beside an empty file. A journal is never empty while it has
+/// such a companion.
+void RefuseAPartOfAnotherRun(const std::string& path) {
+    if (HasBytes(path)) return;
+    for (const char* const suffix : {"-wal", "-journal"})
+        if (HasBytes(path + suffix))
+            throw Error("cannot keep a run in " + path + ": " + path + suffix +
+                        " holds a part of another run; move it away");
+}
+
 SQLite::Database OpenForWriting(const std::string& path) {
     return {FileNameOf(path), SQLite::OPEN_READWRITE, kLockWaitMilliseconds};
 }
@@ -123,6 +138,7 @@ SQLite::Database MakeJournal(const std::string& path, const Run& run) {
     RefuseNamesOfNoFile(path);
     if (const std::string reason = WhyImpossible(run); !reason.empty())
         throw Error("cannot keep a run in " + path + ": " + reason);
+    RefuseAPartOfAnotherRun(path);
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
@@ -141,7 +157,8 @@ SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
     int error = EEXIST;
     for (int number = 1; error == EEXIST; ++number) {
         copyPath = path + ".recovered-" + std::to_string(number);
-        error = CreateFile(copyPath);
+        if (!HasBytes(copyPath + "-wal") && !HasBytes(copyPath + "-journal"))
+            error = CreateFile(copyPath);
     }
     if (error != 0) throw Error("cannot open " + copyPath + ": " + std::strerror(error));
     try {

@@ -234,7 +234,7 @@ void Worker::LoseAll(const std::string& reason) {
 void Worker::Tidy() {
     try {
         TellNext(m_store->Tidy());
-    } catch (const Error&) {
+    } catch (const std::exception&) {
     }
 }
 
@@ -253,7 +253,7 @@ std::string Worker::EndRun() {
         if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
         m_store->End(RyPSysTime(), lost, expected);
         return {};
-    } catch (const Error& error) {
+    } catch (const std::exception& error) {
         return error.what();
     }
 }
@@ -263,7 +263,7 @@ void Worker::End() {
     try {
         LookAround();
         failure = EndRun();
-    } catch (const Error& error) {
+    } catch (const std::exception& error) {
         LoseAll(error.what());
     }
     // Whoever has closed the journal may open it as they like.

@@ -346,11 +346,18 @@ std::vector<Note> Reader::Notes() {
     return m_state->Guarded([&] {
         SQLite::Statement query(
             m_state->database,
-            "SELECT time, text FROM notes WHERE run_number = ? ORDER BY note_id");
+            "SELECT note_id, time, text FROM notes WHERE run_number = ? ORDER BY note_id");
         query.bind(1, m_state->run);
         std::vector<Note> notes;
-        while (query.executeStep())
-            notes.push_back({query.getColumn(0).getDouble(), query.getColumn(1).getString()});
+        std::optional<std::int64_t> last;
+        while (query.executeStep()) {
+            const std::int64_t id = query.getColumn(0).getInt64();
+            // Damage can repeat them.
+            if (!IsMoment(query, 1) || (last && id <= *last))
+                throw Error("cannot read " + m_state->path + ": its notes are damaged");
+            last = id;
+            notes.push_back({query.getColumn(1).getDouble(), query.getColumn(2).getString()});
+        }
         return notes;
     });
 }

@@ -45,9 +45,10 @@ PrivateCopy::PrivateCopy(const std::string& path) {
             CopyFiles(path);
         }
     } catch (const fs::filesystem_error& error) {
+        const std::string folder = m_folder;
         Remove();
         throw Error("cannot read " + path + ": it must be repaired, and it cannot be copied to " +
-                    m_folder + " for that: " + error.code().message());
+                    folder + " for that: " + error.code().message());
     } catch (const Error&) {
         Remove();
         throw;
@@ -59,8 +60,11 @@ PrivateCopy::~PrivateCopy() {
 }
 
 void PrivateCopy::Remove() {
+    if (m_folder.empty()) return;
     std::error_code ignored;
     fs::remove_all(m_folder, ignored);
+    // Another process may make one of this name from now on.
+    m_folder.clear();
 }
 
 void PrivateCopy::MakeFolder() {

@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "journalfile.h"
+#include "journalmaker.h"
 #include "kzjournalerror.h"
 
 namespace kzjournal {
@@ -38,15 +39,23 @@ long long SizeOf(const std::string& path) {
     return stat(path.c_str(), &facts) == 0 ? static_cast<long long>(facts.st_size) : 0;
 }
 
+/// Empty for a file, and where there is none.
+std::string KindUnlessFile(const std::string& path) {
+    struct stat facts = {};
+    if (stat(path.c_str(), &facts) != 0 || S_ISREG(facts.st_mode)) return {};
+    if (S_ISDIR(facts.st_mode)) return "folder";
+    if (S_ISFIFO(facts.st_mode)) return "pipe";
+    return S_ISSOCK(facts.st_mode) ? "socket" : "device";
+}
+
 /// Others can block whoever opens them.
 void RefuseWhatIsNoFile(const std::string& path) {
-    struct stat facts = {};
-    if (stat(path.c_str(), &facts) != 0 || S_ISREG(facts.st_mode)) return;
-    const char* kind = "device";
-    if (S_ISDIR(facts.st_mode)) kind = "folder";
-    if (S_ISFIFO(facts.st_mode)) kind = "pipe";
-    if (S_ISSOCK(facts.st_mode)) kind = "socket";
-    throw Error("cannot read " + path + ": it is a " + kind);
+    if (const std::string kind = KindUnlessFile(path); !kind.empty())
+        throw Error("cannot read " + path + ": it is a " + kind);
+    for (const char* const companion : {"-wal", "-shm", "-journal"})
+        if (const std::string kind = KindUnlessFile(path + companion); !kind.empty())
+            throw Error("cannot read " + path + ": " + path + companion + " beside it is a " +
+                        kind);
 }
 
 std::uint32_t BigEndianAt(const std::array<char, kRollbackHeaderBytes>& bytes,
@@ -207,6 +216,10 @@ void ReadableDatabase::OpenPrivateCopy() {
     if (!idBefore.empty() && idBefore != RunIdIn(*m_database))
         throw Error("cannot read " + m_path + ": " + m_path +
                     "-journal beside it is of another run; move it elsewhere");
+    // A file that stands alone is read without its name, and is gone with the process then.
+    m_steps.Allow(kMinSteps);
+    LeaveTheLog(*m_database);
+    m_copy->Remove();
 }
 
 void ReadableDatabase::RefuseLogOfAnotherRun() {

@@ -172,9 +172,17 @@ int SliceLoader::SlicesInChunk(int chunk) {
 void SliceLoader::ReadRecent(Unverified& unverified) {
     SQLite::Statement query(
         m_database,
-        SelectRecords() + "FROM recent_records r WHERE run_number = ? AND slice_id = ?");
+        SelectRecords() +
+            "FROM recent_records r WHERE run_number = ? AND slice_id = ? ORDER BY name_id");
     SQLite::bind(query, m_run, unverified.slice.id);
-    while (query.executeStep()) AddRecord(unverified, query);
+    std::int64_t lastName = 0;
+    while (query.executeStep()) {
+        const std::int64_t name = query.getColumn(1).getInt64();
+        // Damage can repeat them.
+        if (name <= lastName) ThrowDamaged(unverified.slice.id);
+        lastName = name;
+        AddRecord(unverified, query);
+    }
 }
 
 /// Name by name, since the records of a slice lie apart.

@@ -1,6 +1,7 @@
 // A file is read together with what a crash, a copy or a backup left beside it.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -54,8 +55,9 @@ protected:
         return ids;
     }
 
-    /// `IdsIn` as told by a process that may not write the folder, with its own temporary one.
-    std::string IdsInForAStranger(const std::string& temporaryFolder) {
+    /// What `tell` returns in a process that may not write the folder, with its own temporary one.
+    template <class Tell>
+    std::string ToldByAStranger(const std::string& temporaryFolder, Tell tell) {
         constexpr uid_t kNobody = 65534;
         EXPECT_EQ(0, chmod(folder.Path("").c_str(), 0555));
         int ends[2] = {};
@@ -64,20 +66,33 @@ protected:
         if (process == 0) {
             setenv("TMPDIR", temporaryFolder.c_str(), 1);
             const bool isStranger = geteuid() != 0 || setuid(kNobody) == 0;
-            const std::string ids = isStranger ? IdsIn(path) : "no stranger";
+            const std::string told = isStranger ? tell() : "no stranger";
             const bool isWritten =
-                write(ends[1], ids.data(), ids.size()) == static_cast<ssize_t>(ids.size());
+                write(ends[1], told.data(), told.size()) == static_cast<ssize_t>(told.size());
             _exit(isWritten ? 0 : 1);
         }
         close(ends[1]);
-        std::string ids;
+        std::string told;
         char bytes[1000];
         for (ssize_t count = 0; (count = read(ends[0], bytes, sizeof bytes)) > 0;)
-            ids.append(bytes, static_cast<std::size_t>(count));
+            told.append(bytes, static_cast<std::size_t>(count));
         close(ends[0]);
         waitpid(process, nullptr, 0);
         chmod(folder.Path("").c_str(), 0755);
-        return ids;
+        return told;
+    }
+
+    std::string IdsInForAStranger(const std::string& temporaryFolder) {
+        return ToldByAStranger(temporaryFolder, [&] { return IdsIn(path); });
+    }
+
+    /// A run that was killed and whose folder may not be written.
+    void LeaveAKilledRun() {
+        const std::string copy = folder.Path("copy.kzj");
+        fs::copy(path, copy);
+        fs::copy(path + "-wal", copy + "-wal");
+        path = copy;
+        AllowReading();
     }
 
     static bool IsEmpty(const std::string& path) { return fs::is_empty(path); }
@@ -106,14 +121,22 @@ TEST_F(Companions, AHotRollbackJournalIsRolledBackInACopyWhereTheFolderMayNotBeW
 }
 
 TEST_F(Companions, ARunThatWasKilledIsReadInACopyWhereTheFolderMayNotBeWritten) {
-    const std::string copy = folder.Path("copy.kzj");
-    fs::copy(path, copy);
-    fs::copy(path + "-wal", copy + "-wal");
-    path = copy;
-    AllowReading();
+    LeaveAKilledRun();
     const TemporaryFolder temporary;
     chmod(temporary.Path("").c_str(), 0777);
     EXPECT_EQ("1 2 3 ", IdsInForAStranger(temporary.Path("")));
+    EXPECT_TRUE(IsEmpty(temporary.Path("")));
+}
+
+TEST_F(Companions, ACopyIsGoneWhenItsReaderIsKilled) {
+    LeaveAKilledRun();
+    const TemporaryFolder temporary;
+    chmod(temporary.Path("").c_str(), 0777);
+    EXPECT_EQ("", ToldByAStranger(temporary.Path(""), [&] {
+                  const kzjournal::Reader reader(path);
+                  kill(getpid(), SIGKILL);
+                  return std::string("not killed");
+              }));
     EXPECT_TRUE(IsEmpty(temporary.Path("")));
 }
 
@@ -179,6 +202,16 @@ TEST_F(Companions, APipeIsRefused) {
     path = folder.Path("pipe");
     ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
     EXPECT_EQ("cannot read " + path + ": it is a pipe", IdsIn(path));
+}
+
+TEST_F(Companions, APipeBesideTheFileIsRefused) {
+    ASSERT_EQ("", Close());
+    for (const char* const companion : {"-wal", "-shm", "-journal"}) {
+        const std::string pipe = path + companion;
+        ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+        EXPECT_EQ("cannot read " + path + ": " + pipe + " beside it is a pipe", IdsIn(path));
+        fs::remove(pipe);
+    }
 }
 
 }  // namespace

@@ -99,6 +99,23 @@ TEST_F(Making, AnEmptyFileIsTaken) {
     EXPECT_THAT(SliceIds(), ElementsAre(1));
 }
 
+TEST_F(Making, WhatARunThatWasKilledLeftBesideTheNameIsNotRemoved) {
+    Open();
+    ASSERT_EQ("", AppendLogins({1}));
+    const std::string left = LeftByAKill();
+    const std::string elsewhere = folder.Path("elsewhere.kzj");
+    std::filesystem::rename(left, elsewhere);
+    for (const bool isEmpty : {false, true}) {
+        if (isEmpty) std::ofstream(left).close();
+        EXPECT_EQ("cannot keep a run in " + left + ": " + left +
+                      "-wal holds a part of another run; move it away",
+                  OpenAnother(left));
+    }
+    std::filesystem::remove(left);
+    std::filesystem::rename(left + "-wal", elsewhere + "-wal");
+    EXPECT_EQ(1, kzjournal::Reader(elsewhere).LastSliceId());
+}
+
 TEST_F(Making, TheFileOfARunThatWasKilledBeforeItsFirstSliceIsTaken) {
     Open();
     const std::string left = LeftByAKill();

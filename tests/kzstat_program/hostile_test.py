@@ -5,6 +5,7 @@ import contextlib
 import os
 import resource
 import sqlite3
+import struct
 import subprocess
 import tempfile
 import unittest
@@ -17,11 +18,64 @@ TIMEOUT = 20
 MEMORY = 100 << 20
 
 LOGIN = ("login.time", "Timer")
+# The commands that read notes; lines that follow a run have none.
+NOTES = ("show", "report", "serve")
 ENDLESS = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i FROM n) "
 
 
 def limit_memory():
     resource.setrlimit(resource.RLIMIT_DATA, (MEMORY, MEMORY))
+
+
+class Pages:
+    """The pages of a database, by their numbers."""
+
+    def __init__(self, path):
+        self.path = path
+
+    def __enter__(self):
+        with open(self.path, "rb") as file:
+            self.bytes = bytearray(file.read())
+        self.size = int.from_bytes(self.bytes[16:18], "big")
+        return self
+
+    def __exit__(self, *_):
+        self.bytes[28:32] = struct.pack(">I", len(self.bytes) // self.size)
+        with open(self.path, "wb") as file:
+            file.write(self.bytes)
+
+    def __getitem__(self, number):
+        return bytes(self.bytes[(number - 1) * self.size:number * self.size])
+
+    def __setitem__(self, number, page):
+        assert len(page) == self.size
+        self.bytes[(number - 1) * self.size:number * self.size] = page
+
+    def add(self, page):
+        self.bytes += bytes(self.size)
+        number = len(self.bytes) // self.size
+        self[number] = page
+        return number
+
+    def cut(self, last):
+        del self.bytes[last * self.size:]
+
+
+def inner_page(leaf, child):
+    """A page all of whose children are one. An index has a record between two of them."""
+    table, index = 5, 2
+    kind = {13: table, 10: index}[leaf[0]]
+    key = b"\x01"
+    if kind == index:
+        start = int.from_bytes(leaf[8:10], "big")
+        assert leaf[start] < 128
+        key = leaf[start:start + 1 + leaf[start]]
+    cell = struct.pack(">I", child) + key
+    count = (len(leaf) - 12) // (len(cell) + 2)
+    content = len(leaf) - count * len(cell)
+    head = struct.pack(">BHHHBI", kind, 0, count, content, 0, child)
+    places = b"".join(struct.pack(">H", content + i * len(cell)) for i in range(count))
+    return (head + places).ljust(content, b"\0") + cell * count
 
 
 class HostileFile(unittest.TestCase):
@@ -41,7 +95,19 @@ class HostileFile(unittest.TestCase):
                 journals.seal_runs(journal)
             journal.commit()
 
-    def assert_refused(self, expected):
+    def repeat(self, table):
+        """Has the table contain its only page billions of times."""
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            (root,) = journal.execute("SELECT rootpage FROM sqlite_master WHERE name = ?",
+                                      (table,)).fetchone()
+        with Pages(self.run_path) as pages:
+            leaf = pages[root]
+            child = pages.add(leaf)
+            for _ in range(9):
+                child = pages.add(inner_page(leaf, child))
+            pages[root] = inner_page(leaf, child)
+
+    def assert_refused(self, expected, commands=None):
         for arguments in (
                 ("show", self.run_path), ("show", self.run_path, "--follow"),
                 ("show", self.run_path, "--from", "2"), ("check", self.run_path),
@@ -49,6 +115,8 @@ class HostileFile(unittest.TestCase):
                 ("export", self.run_path, "--format", "csv"), ("serve", self.run_path, "--port", "0"),
                 ("compare", self.other_path, self.run_path),
                 ("merge", self.other_path, self.run_path, "-o", self.result_path + ".kzj")):
+            if commands and (arguments[0] not in commands or "--follow" in arguments):
+                continue
             with self.subTest(arguments):
                 done = subprocess.run(
                     [KZSTAT, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
@@ -111,6 +179,39 @@ class HostileFile(unittest.TestCase):
     def test_a_schema_without_end(self):
         self.damage("".join(f"CREATE TABLE t{i} (a, b);" for i in range(1000)))
         self.assert_refused("it is damaged")
+
+    def test_a_message_that_goes_in_circles(self):
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            journal.execute("UPDATE slices SET message = zeroblob(30000) WHERE slice_id = 10")
+            journal.commit()
+            (before,) = journal.execute("PRAGMA page_count").fetchone()
+        self.damage("UPDATE slices SET message = zeroblob(60000000) WHERE slice_id = 10")
+        with Pages(self.run_path) as pages:
+            number = before + 10
+            pages.cut(number)
+            pages[number] = struct.pack(">I", number) + pages[number][4:]
+        self.assert_refused("it is damaged")
+
+    def test_slices_of_no_run_without_end(self):
+        self.damage("UPDATE slices SET run_number = 7, message = ''")
+        self.repeat("slices")
+        self.assert_refused("reading it does not come to an end")
+
+    def test_records_without_end(self):
+        self.damage("INSERT INTO recent_records SELECT * FROM records WHERE slice_id = 10;"
+                    "DELETE FROM records; DELETE FROM chunks")
+        self.repeat("recent_records")
+        self.assert_refused("is damaged")
+
+    def test_notes_without_end(self):
+        self.damage("INSERT INTO notes (run_number, time, text) VALUES (0, 1.7e9, 'gap')")
+        self.repeat("notes")
+        self.assert_refused("its notes are damaged", NOTES)
+
+    def test_notes_of_no_moment_in_time(self):
+        for time in ("9e999", "1e300", "'soon'"):
+            self.damage(f"REPLACE INTO notes VALUES (1, 0, {time}, 'gap')")
+            self.assert_refused("its notes are damaged", NOTES)
 
     def test_a_pipe(self):
         os.remove(self.run_path)

@@ -3,6 +3,7 @@
 import collections
 import contextlib
 import csv
+import glob
 import io
 import json
 import os
@@ -13,6 +14,7 @@ import signal
 import sqlite3
 import subprocess
 import tempfile
+import time
 import unittest
 
 import columns
@@ -422,6 +424,18 @@ class Merge(JournalTest):
         two = self.make_run("two.kzj")
         self.assert_fails(run("merge", one, two, "-o", two), "it belongs to the journal")
         self.assertEqual(0, run("check", two).status)
+
+    def test_a_merge_that_is_stopped_leaves_no_file(self):
+        for name in ("one", "two"):
+            journals.make(self.path(name), [{(f"n{j}", "Timer"): [i] for j in range(50)}
+                                            for i in range(200)], generator=name)
+        merged = self.path("both")
+        with subprocess.Popen([KZSTAT, "merge", self.path("one"), self.path("two"), "-o", merged],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+            while process.poll() is None and not glob.glob(merged + ".new-*"):
+                time.sleep(0.001)
+            process.send_signal(signal.SIGTERM)
+        self.assertEqual([], glob.glob(merged + ".new-*"))
 
     def test_what_does_not_fit_together(self):
         one = self.make_run("one.kzj")

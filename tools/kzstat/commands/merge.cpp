@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "kzjournalerror.h"
 #include "merge/mergefile.h"
+#include "terminal/stopsignal.h"
 #include "terminal/terminaltext.h"
 
 namespace kzstatprogram {
@@ -87,7 +89,13 @@ ExitStatus Merge(const MergeOptions& options, Output& output) {
     }
     const std::vector<MergeInput> inputs = MergeInputsOf(options.journals);
     PartTeller teller(inputs, options.journals, output);
-    MergeInto(options.merged, inputs, [&](const MergedSlice& slice) { teller.Take(slice); });
+    // A process that a signal ends would leave the file that it has begun.
+    kzterminal::CatchStopSignals();
+    MergeInto(options.merged, inputs, [&](const MergedSlice& slice) {
+        if (kzterminal::StopIsRequested())
+            throw kzjournal::Error("stopped; " + options.merged + " was not written");
+        teller.Take(slice);
+    });
     teller.Tell();
     kzjournal::Reader merged(options.merged);
     output.WriteLine(DescribeJournal(merged, options.merged));
