@@ -63,9 +63,9 @@ public:
 
     bool IsOpen() const { return m_worker != nullptr; }
 
-    /// Stores one slice; one with an id that is stored already is ignored. Refuses slices of
-    /// another generator, with an id below 1, with an end that is not a number, or with a duplicate
-    /// name.
+    /// Stores one slice. The same slice again is stored once. Refused, and so lost, are another
+    /// one under a stored id, slices of another generator, with an id below 1 or a duplicate name,
+    /// and what no reader would accept: an end that is no moment, a message above 64 MB.
     [[nodiscard]] AppendResult Append(const CKZStatSliceValues& slice);
 
     /// Ends the run; slices that still wait then are lost. Returns an error if slices were lost, if
