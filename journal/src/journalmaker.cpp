@@ -64,8 +64,12 @@ void RefuseAPartOfAnotherRun(const std::string& path) {
     if (HasBytes(path)) return;
     for (const char* const suffix : {"-wal", "-journal"})
         if (HasBytes(path + suffix))
-            throw Error("cannot keep a run in " + path + ": " + path + suffix +
-                        " holds a part of another run; move it away");
+            throw Error(std::string("cannot keep a run in ")
+                            .append(path)
+                            .append(": ")
+                            .append(path)
+                            .append(suffix)
+                            .append(" holds a part of another run; move it away"));
 }
 
 SQLite::Database OpenForWriting(const std::string& path) {

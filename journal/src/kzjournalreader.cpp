@@ -66,6 +66,7 @@ bool HasDistributions(const Slice& slice) {
 
 std::vector<NameSummary> WithoutDistributions(std::vector<CKZStatMessageRecord>&& records) {
     std::vector<NameSummary> summary;
+    summary.reserve(records.size());
     for (CKZStatMessageRecord& record : records)
         summary.push_back({std::move(record), std::nullopt});
     return summary;

@@ -54,8 +54,13 @@ void RefuseWhatIsNoFile(const std::string& path) {
         throw Error("cannot read " + path + ": it is a " + kind);
     for (const char* const companion : {"-wal", "-shm", "-journal"})
         if (const std::string kind = KindUnlessFile(path + companion); !kind.empty())
-            throw Error("cannot read " + path + ": " + path + companion + " beside it is a " +
-                        kind);
+            throw Error(std::string("cannot read ")
+                            .append(path)
+                            .append(": ")
+                            .append(path)
+                            .append(companion)
+                            .append(" beside it is a ")
+                            .append(kind));
 }
 
 std::uint32_t BigEndianAt(const std::array<char, kRollbackHeaderBytes>& bytes,

@@ -144,6 +144,7 @@ std::vector<const CKZStatDistribution*> MergedRun::MergeDistributions(
         for (const auto& [name, known] : leaf.Records())
             m_distributions[name].Add(known.record.lasts, known.distribution.Get());
     std::vector<const CKZStatDistribution*> distributions;
+    distributions.reserve(records.size());
     for (const Record& record : records)
         distributions.push_back(m_distributions.at(TextOf(record.name)).Get());
     return distributions;
