@@ -21,7 +21,8 @@ struct KZSTAT_EXPORT CKZStatDistributionChoice {
     /// library.
     std::function<bool(std::string_view name, PointType type)> collects;
 
-    /// Bytes. Once all distributions of the generator take more, no further name gets one. Those of
+    /// Bytes. Once all distributions of the generator take more, or two million names have one, no
+    /// further name gets one. Those of
     /// the names that have one go on and may grow: a name takes a distribution of the run, one of
     /// the slice, and one for each lane and slice in flight in which it is reported, of 150 to
     /// 1,050 bytes for each power of two that its values lie in. Times of one microsecond to one

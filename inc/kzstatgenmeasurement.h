@@ -1,6 +1,7 @@
 #ifndef KZSTATGENMEASUREMENT_H
 #define KZSTATGENMEASUREMENT_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "kzstat_export.h"
@@ -77,9 +78,14 @@ public:
     void Print();
 
 protected:
-    /// One behind which its dictionary puts a name of so many bytes.
-    CKZStatGenMeasurement(PointType type, std::uint16_t nameLength);
-    std::uint16_t NameLength() const { return m_nameLength; }
+    static constexpr unsigned kNameLengthBits = 9;
+    /// More than any name has that is reported.
+    static constexpr std::size_t kMaxNameLength = (std::size_t{1} << kNameLengthBits) - 1;
+
+    /// One behind which its dictionary puts a name of so many bytes, of which only as many as
+    /// `kMaxNameLength` are told.
+    CKZStatGenMeasurement(PointType type, std::size_t nameLength);
+    std::size_t NameLength() const { return m_nameLength; }
 
 private:
     friend class CKZStatGenDistributions;
@@ -90,7 +96,9 @@ private:
 
     /// Of the name, where the generator collects the distribution of its values.
     using DistributionNumber = std::uint32_t;
-    static constexpr DistributionNumber kNoDistribution = ~DistributionNumber{0};
+    static constexpr unsigned kDistributionBits = 21;
+    static constexpr DistributionNumber kNoDistribution =
+        (DistributionNumber{1} << kDistributionBits) - 1;
     static constexpr DistributionNumber kRefusedDistribution = kNoDistribution - 1;
 
     static constexpr double kEmpty = -1;
@@ -114,11 +122,12 @@ private:
     double m_reservedTotal;  // set by Reset only
     double m_reservedLasts;  // set by Reset and ResetLasts only
     PointType m_type;
-    const std::uint16_t m_nameLength;  // of the name behind this object; 0 where there is none
-    bool m_isChanged = false;          // by a public operation, which the dictionary does not see
+    // In four bytes together, since there is a measurement for each client and name.
+    DistributionNumber m_distribution : kDistributionBits;
+    const std::uint32_t m_nameLength : kNameLengthBits;  // of the name behind this object, or 0
+    bool m_isChanged : 1;  // by a public operation, which the dictionary does not see
     // By such an operation, here or in what was added: the distribution does not tell the same.
-    bool m_isAltered = false;
-    DistributionNumber m_distribution = kNoDistribution;
+    bool m_isAltered : 1;
     // Side by side: every value changes both. Last: a dictionary puts the name behind them.
     CKZStatAggregate m_totals;
     CKZStatAggregate m_lasts;

@@ -1,10 +1,7 @@
 #ifndef KZSTATGENENTRY_H
 #define KZSTATGENENTRY_H
 
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <string_view>
 
@@ -29,16 +26,14 @@ class CKZStatGenArenaMeasurement final : public CKZStatGenMeasurement {
 public:
     /// There is room for the name and a NUL behind the object.
     CKZStatGenArenaMeasurement(PointType type, std::string_view name)
-        : CKZStatGenMeasurement(type,
-                                static_cast<std::uint16_t>(std::min<std::size_t>(
-                                    name.size(), std::numeric_limits<std::uint16_t>::max()))) {
+        : CKZStatGenMeasurement(type, name.size()) {
         std::memcpy(Text(), name.data(), name.size());
         Text()[name.size()] = '\0';
     }
     static void* operator new(std::size_t, void* memory) { return memory; }
     static void operator delete(void*) {}
 
-    /// Cut at 65535 bytes, which still makes it longer than every name that is reported.
+    /// Cut at 511 bytes, which still makes it longer than every name that is reported.
     std::string_view Name() const { return {Text(), NameLength()}; }
 
 private:

@@ -1,5 +1,6 @@
 #include "kzstatgenmeasurement.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "kzstatlog.h"
@@ -19,8 +20,12 @@ long long Whole(double value) {
 
 CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type) : CKZStatGenMeasurement(type, 0) {}
 
-CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type, std::uint16_t nameLength)
-    : m_type(type), m_nameLength(nameLength) {
+CKZStatGenMeasurement::CKZStatGenMeasurement(PointType type, std::size_t nameLength)
+    : m_type(type),
+      m_distribution(kNoDistribution),
+      m_nameLength(std::min(nameLength, kMaxNameLength) & kMaxNameLength),
+      m_isChanged(false),
+      m_isAltered(false) {
     Empty();
 }
 
@@ -28,7 +33,11 @@ CKZStatGenMeasurement::~CKZStatGenMeasurement() = default;
 
 /// Without the distribution, which is that of another name's or dictionary's values.
 CKZStatGenMeasurement::CKZStatGenMeasurement(const CKZStatGenMeasurement& other)
-    : RWCollectable(other), m_nameLength(other.m_nameLength) {
+    : RWCollectable(other),
+      m_distribution(kNoDistribution),
+      m_nameLength(other.m_nameLength),
+      m_isChanged(false),
+      m_isAltered(false) {
     *this = other;
 }
 

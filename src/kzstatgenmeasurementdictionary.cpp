@@ -165,7 +165,8 @@ CKZStatGenMeasurement* CKZStatGenMeasurementDictionary::Create(
     std::string_view name, unsigned hash, PointType type,
     CKZStatGenMeasurement::DistributionNumber number) {
     const CKZStatGenEntry made = CKZStatGenEntry::Make(m_arena, name, type);
-    static_cast<CKZStatGenMeasurement*>(made.measurement)->m_distribution = number;
+    static_cast<CKZStatGenMeasurement*>(made.measurement)->m_distribution =
+        number & CKZStatGenMeasurement::kNoDistribution;
     InsertNew(made.name, made.measurement, hash);
     m_namesMade.store(entries(), std::memory_order_relaxed);
     m_bytesMade.store(m_arena.Used(), std::memory_order_relaxed);
