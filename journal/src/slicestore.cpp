@@ -141,9 +141,8 @@ bool SliceStore::Write(int run, const CKZStatSliceValues& slice,
                        long long expectedSlices) {
     RefuseWhatCannotBeKept(run, slice);
     if (distributions.ByteCount() > static_cast<std::size_t>(kMaxValueBytes))
-        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-                      ": its distributions take more than " + std::to_string(kMaxValueBytes) +
-                      " bytes");
+        Refuse(slice.GetSliceId(),
+               "its distributions take more than " + std::to_string(kMaxValueBytes) + " bytes");
     bool isNew = false;
     Guarded([&] { isNew = WriteWhole(run, slice, distributions, sources, expectedSlices); });
     return isNew;
@@ -155,19 +154,15 @@ void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice
         throw Refusal("cannot keep a slice of the generator " +
                       std::string(slice.GetGeneratorName().view()) + " in " + m_path +
                       ": it holds a run of " + generator);
-    if (slice.GetSliceId() < 1)
-        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-                      ": ids of slices begin at 1");
+    if (slice.GetSliceId() < 1) Refuse(slice.GetSliceId(), "ids of slices begin at 1");
     if (!(std::abs(slice.GetElapsed()) <= kMaxSeconds) ||
         !(std::abs(slice.GetEndTime()) <= kMaxSeconds))
-        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-                      ": its end is no moment in time");
+        Refuse(slice.GetSliceId(), "its end is no moment in time");
     if (IsOfAnotherSlice(slice.GetMessage().view(), slice.GetSliceId()))
-        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-                      ": its message is that of another slice");
+        Refuse(slice.GetSliceId(), "its message is that of another slice");
     if (slice.GetMessage().length() > static_cast<std::size_t>(kMaxValueBytes))
-        throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " + m_path +
-                      ": its message is longer than " + std::to_string(kMaxValueBytes) + " bytes");
+        Refuse(slice.GetSliceId(),
+               "its message is longer than " + std::to_string(kMaxValueBytes) + " bytes");
 }
 
 bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
@@ -203,6 +198,15 @@ bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice
     return m_file->insertSlice.exec() > 0;
 }
 
+void SliceStore::Refuse(int sliceId, const std::string& why) const {
+    throw Refusal(std::string("cannot keep slice ")
+                      .append(std::to_string(sliceId))
+                      .append(" in ")
+                      .append(m_path)
+                      .append(": ")
+                      .append(why));
+}
+
 /// A slice that comes again changes nothing; one that only has the id of another must not seem to
 /// be kept.
 void SliceStore::RefuseOtherContent(int run, int sliceId, int64_t checksum) {
@@ -210,8 +214,7 @@ void SliceStore::RefuseOtherContent(int run, int sliceId, int64_t checksum) {
         Database(), "SELECT checksum = ? FROM slices WHERE run_number = ? AND slice_id = ?");
     SQLite::bind(query, checksum, run, sliceId);
     if (query.executeStep() && query.getColumn(0).getInt() != 0) return;
-    throw Refusal("cannot keep slice " + std::to_string(sliceId) + " in " + m_path +
-                  ": another slice with this id is in it");
+    Refuse(sliceId, "another slice with this id is in it");
 }
 
 void SliceStore::InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
@@ -221,8 +224,7 @@ void SliceStore::InsertRecords(int run, int chunk, const CKZStatSliceValues& sli
         if (!InsertRecord(run, chunk, slice, record, distributions.FormOf(position),
                           distributions.PercentilesOf(position))) {
             m_nameIds.clear();
-            throw Refusal("cannot keep slice " + std::to_string(slice.GetSliceId()) + " in " +
-                          m_path + ": it has two records of " + std::string(record.name));
+            Refuse(slice.GetSliceId(), "it has two records of " + std::string(record.name));
         }
         ++position;
     }

@@ -110,6 +110,7 @@ private:
                     const RecordDistributions& distributions, const std::vector<int>& sources,
                     long long expectedSlices);
     bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice, int64_t checksum);
+    [[noreturn]] void Refuse(int sliceId, const std::string& why) const;
     void RefuseOtherContent(int run, int sliceId, int64_t checksum);
     void InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
                        const RecordDistributions& distributions);
