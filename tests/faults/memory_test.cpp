@@ -214,22 +214,33 @@ bool Accepts(CKZStatGenClient& client, const char* name) {
     }
 }
 
+/// A client of a generator that collects, whose next value fills its cache.
+struct AlmostFullCache {
+    AlmostFullCache() {
+        generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
+        generator.Start(100.0, 10.0);
+        for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    }
+    void SendSlice() {
+        clock.Advance(10.5);
+        client.GetNewDictionary();
+        generator.SendSlice(generator.WaitForSlice());
+    }
+
+    RyPTestClock clock{100.0};
+    KeepingGenerator generator;
+    CKZStatGenClient client{&generator, 1};
+};
+
 /// The value that fills the cache is the first one of its name. Returns whether the allocation
 /// failed.
 bool ReportANewNameAtTheFlush(long failingAllocation) {
-    RyPTestClock clock(100.0);
-    KeepingGenerator generator;
-    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
-    generator.Start(100.0, 10.0);
-    CKZStatGenClient client(&generator, 1);
-    for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    AlmostFullCache cache;
     const FailingNew failing(failingAllocation);
-    const bool isAccepted = Accepts(client, "new");
+    const bool isAccepted = Accepts(cache.client, "new");
     const PlentyOfMemory plenty;
-    clock.Advance(10.5);
-    client.GetNewDictionary();
-    generator.SendSlice(generator.WaitForSlice());
-    const Message message(generator.texts.at(0));
+    cache.SendSlice();
+    const Message message(cache.generator.texts.at(0));
     EXPECT_EQ(message.Find("new") != nullptr, isAccepted) << failingAllocation;
     EXPECT_EQ(message.Find("known")->sum, 19) << failingAllocation;
     return failing.HasFailed();
@@ -238,24 +249,17 @@ bool ReportANewNameAtTheFlush(long failingAllocation) {
 /// The first value of a name is refused and the next one stays cached until the slice is packed.
 /// Returns whether the allocation failed.
 bool ReportANewNameAgain(long failingAllocation) {
-    RyPTestClock clock(100.0);
-    KeepingGenerator generator;
-    generator.CollectDistributions(CKZStatDistributionChoice::OfKinds({Types::Counter}));
-    generator.Start(100.0, 10.0);
-    CKZStatGenClient client(&generator, 1);
-    for (int i = 0; i < 19; ++i) client.AddLast("known", 1, Types::Counter);
+    AlmostFullCache cache;
     bool hasFailed = false;
     {
         const FailingNew failing(failingAllocation);
-        Accepts(client, "new");
+        Accepts(cache.client, "new");
         hasFailed = failing.HasFailed();
     }
-    client.AddLast("new", 2, Types::Counter);
-    clock.Advance(10.5);
-    client.GetNewDictionary();
-    generator.SendSlice(generator.WaitForSlice());
-    EXPECT_EQ(generator.distributions.size(), 2U) << failingAllocation;
-    EXPECT_EQ(generator.distributions["new"].GetMaximum(), 2) << failingAllocation;
+    cache.client.AddLast("new", 2, Types::Counter);
+    cache.SendSlice();
+    EXPECT_EQ(cache.generator.distributions.size(), 2U) << failingAllocation;
+    EXPECT_EQ(cache.generator.distributions["new"].GetMaximum(), 2) << failingAllocation;
     return hasFailed;
 }
 
