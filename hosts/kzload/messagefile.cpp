@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include "files/newfile.h"
+
 namespace kzload {
 namespace {
 
@@ -18,16 +20,6 @@ std::string Frame(std::string_view message) {
     frame += message;
     frame += '\n';
     return frame;
-}
-
-/// Writes all of `bytes`, in several goes where it must; returns 0 or the error.
-int WriteAll(int file, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) return errno;
-        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return 0;
 }
 
 /// Takes back the part of a frame that was written, where the file can be cut: a pipe or a device
@@ -52,7 +44,7 @@ std::optional<kzjournal::Error> MessageFile::Open(const std::string& path) {
 std::optional<kzjournal::Error> MessageFile::Append(std::string_view message) {
     if (m_file < 0) return std::nullopt;
     const off_t end = lseek(m_file, 0, SEEK_END);
-    const int error = WriteAll(m_file, Frame(message));
+    const int error = kzfiles::WriteAll(m_file, Frame(message));
     if (error == 0) return std::nullopt;
     CutTo(m_file, end);
     return Failed("write", error);

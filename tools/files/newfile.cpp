@@ -50,25 +50,14 @@ bool Sync(const std::string& path) {
     return isDone;
 }
 
-/// False, with `errno` set, where not everything could be written.
-bool WriteAll(int file, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(file, text.data(), text.size());
-        if (written < 0 && errno != EINTR) return false;
-        if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 /// `path` is named where that fails; `target` is written to.
 void WriteInto(const std::string& path, const std::string& target, std::string_view text) {
     const int file = open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     if (file < 0) FailToWrite(path);
-    const bool isWritten = WriteAll(file, text);
-    const int error = errno;
+    const int error = WriteAll(file, text);
     const bool isClosed = close(file) == 0;
-    if (!isWritten) errno = error;
-    if (!isWritten || !isClosed) FailToWrite(path);
+    if (error != 0) errno = error;
+    if (error != 0 || !isClosed) FailToWrite(path);
 }
 
 /// Standard output or standard error, where the path leads there.
@@ -116,10 +105,20 @@ void NewFile::Fail() const {
     FailToWrite(m_path);
 }
 
+int WriteAll(int file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) return errno;
+        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return 0;
+}
+
 void WriteFile(const std::string& path, std::string_view text) {
     // Whoever else writes to the stream would go on in a file that has no name any more.
     if (const std::optional<int> stream = StandardStreamAt(path)) {
-        if (!WriteAll(*stream, text)) FailToWrite(path);
+        errno = WriteAll(*stream, text);
+        if (errno != 0) FailToWrite(path);
         return;
     }
     struct stat facts = {};

@@ -46,6 +46,10 @@ private:
     bool m_isRenamed = false;
 };
 
+/// Writes all of `bytes`, in several goes if it must, and returns 0 or the error. Safe for
+/// concurrent use with different files.
+int WriteAll(int file, std::string_view bytes);
+
 /// Writes `text` as the whole of the file at `path`, by a `NewFile` that replaces the one that is
 /// there. Pipes, devices and the standard streams, under whatever name, are written to. Throws
 /// kzjournal::Error; a file is as it was then.
