@@ -100,8 +100,7 @@ private:
 };
 
 /// The distributions of one lane in one slice, or what the pack thread flushed itself. Written
-/// under the lane, as part of a flush that has found values behind the dictionary's lock; read by
-/// the pack thread when no such flush is left.
+/// under the lane while the slice is open; the pack thread's from when it is closed.
 class KZSTAT_NO_EXPORT CKZStatGenDistributionTable {
 public:
     using PointType = CKZStatPointTypeEnum::PointType;
