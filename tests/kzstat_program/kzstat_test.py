@@ -209,12 +209,13 @@ class Show(JournalTest):
 
 
 class Follow(JournalTest):
-    def start(self, **options):
+    def start(self, before="true", **options):
         self.journal = journals.Journal(self.run_path)
         self.addCleanup(self.journal.leave)
         self.report(10)
         self.terminal = terminals.Terminal(
-            self.folder, [KZSTAT, "show", self.run_path, "--follow", "--sort", "mean"], **options)
+            self.folder, ["sh", "-c", before + ' && exec "$0" "$@"', KZSTAT, "show", self.run_path,
+                          "--follow", "--sort", "mean"], **options)
         self.addCleanup(self.terminal.close)
 
     def report(self, time):
@@ -256,6 +257,10 @@ class Follow(JournalTest):
         self.assertTrue(screen.splitlines()[1].endswith(">"), screen)
         self.terminal.resize(40, 10)
         self.terminal.wait_for(lambda screen: "logins" in screen and "more" not in screen)
+
+    def test_a_terminal_that_does_not_tell_its_height_has_an_ordinary_one(self):
+        self.start(before="stty rows 0")
+        self.terminal.wait_for(lambda screen: "login.time" in screen and "logins" in screen)
 
     def test_a_gap_is_blank_in_the_course_of_a_name(self):
         one = self.make_run("one.kzj")

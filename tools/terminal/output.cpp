@@ -38,10 +38,13 @@ bool UserWantsNoColours() {
     throw kzjournal::Error(text);
 }
 
+/// A serial line, for example, tells neither or only what somebody has set.
 winsize Size() {
     winsize size = {};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size : kDefaultSize;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return kDefaultSize;
+    if (size.ws_col == 0) size.ws_col = kDefaultSize.ws_col;
+    if (size.ws_row == 0) size.ws_row = kDefaultSize.ws_row;
+    return size;
 }
 
 }  // namespace
