@@ -125,6 +125,18 @@ public:
     void ForEachPoint(const std::string& name, const TimeRange& range,
                       const std::function<void(const SeriesPoint&)>& visit);
 
+    /// Visits what the slices in the range add up to, in the order of time. A sum has the form of a
+    /// slice: `id`, `elapsed` and `endTime` are those of its last slice, the lasts of a record
+    /// are the sum of those of its slices, and its distribution, without percentiles, is that of
+    /// all their values, or none where one of them has values without a distribution. Totals and
+    /// message are empty. Whole numbers are exact; sums are rounded as additions of doubles are.
+    ///
+    /// `groupOf` gives each slice, by its `elapsed`, a number that never decreases through time.
+    /// All slices of a sum have the same number; a number may have several sums, whose own sum is
+    /// that of all its slices.
+    void ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
+                    const std::function<void(const Slice& sum)>& visit);
+
     /// Every name over the range: the totals are those of the range alone, the lasts those of its
     /// last slice. Reads one slice if the range begins with the run, and all slices in
     /// it otherwise.

@@ -425,6 +425,13 @@ void Reader::ForEachPoint(const std::string& name, const TimeRange& range,
     for (const SeriesPoint& point : points) visit(point);
 }
 
+void Reader::ForEachSum(
+    const TimeRange& range,
+    const std::function<long long(double)>& /* each slice is a sum of its own */,
+    const std::function<void(const Slice& sum)>& visit) {
+    ForEachSlice(range, visit);
+}
+
 std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
     std::optional<Slice> last = LastSlice(range);
     if (!last) return {};
