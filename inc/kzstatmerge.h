@@ -7,6 +7,7 @@
 
 #include "kzstat_export.h"
 #include "kzstataggregate.h"
+#include "kzstatdistributionsum.h"
 #include "kzstatmessage.h"
 #include "kzstatnameindex.h"
 #include "kzstatpointtypeenum.h"
@@ -23,6 +24,9 @@
 /// A name has the type of its first record. A record of another type is not merged but noted as a
 /// conflict.
 ///
+/// The distributions of slices are merged too, exactly and in any order. A name has none if one of
+/// its records has values but no distribution of them, as those of messages never have.
+///
 /// Compatible: one thread at a time per object.
 class KZSTAT_EXPORT CKZStatMerge {
 public:
@@ -35,7 +39,8 @@ public:
         PointType refused;  ///< of the record that was not merged
     };
 
-    // If memory runs out, these throw and no value was added; names may have been.
+    // If memory runs out, or a distribution would exceed 2^64 - 1 values, these throw and no value
+    // was added; names may have been.
 
     /// Adds one record. Returns false for a conflict.
     bool Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
@@ -50,16 +55,42 @@ public:
     const std::vector<CKZStatMessageRecord>& GetRecords() const { return m_records; }
     /// The record of `name`, owned by this object; null if there is none.
     const CKZStatMessageRecord* FindRecord(std::string_view name) const;
+    /// The distributions of the values of each record, in the order of the records, or null. They
+    /// are owned by this object; valid until the merge is changed or destroyed.
+    std::vector<const CKZStatDistribution*> GetTotalsDistributions() const;
+    std::vector<const CKZStatDistribution*> GetLastsDistributions() const;
     /// In the order of their records.
     const std::vector<Conflict>& GetConflicts() const { return m_conflicts; }
 
 private:
+    /// Of one name.
+    struct Distributions {
+        CKZStatDistributionSum totals;
+        CKZStatDistributionSum lasts;
+
+        void Add(const CKZStatAggregate& addedTotals, const CKZStatAggregate& addedLasts,
+                 const CKZStatDistribution* totalsDistribution = nullptr,
+                 const CKZStatDistribution* lastsDistribution = nullptr) {
+            totals.Add(addedTotals, totalsDistribution);
+            lasts.Add(addedLasts, lastsDistribution);
+        }
+    };
+
+    /// Where the values of some records go, with room for the conflicts among them.
+    struct Plan {
+        std::vector<std::size_t> positions;
+        std::vector<Conflict> conflicts;
+    };
+
     std::size_t PositionOf(std::string_view name) const;
     std::size_t FindOrCreate(std::string_view name, PointType type);
-    template <class Records, class NameOf>
-    void AddAll(const Records& records, const NameOf& nameOf);
+    template <class Record>
+    Plan PlanFor(const std::vector<Record>& records);
+    template <class Record>
+    void AddAggregates(const std::vector<Record>& records, Plan&& plan);
 
     std::vector<CKZStatMessageRecord> m_records;
+    std::vector<Distributions> m_distributions;  // in the order of the records
     CKZStatNameIndex m_index;
     std::vector<Conflict> m_conflicts;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace {
 
@@ -14,12 +15,24 @@ bool AddTo(CKZStatMessageRecord& known, CKZStatPointTypeEnum::PointType type,
     return true;
 }
 
+std::string_view ViewOf(const RWCString& name) {
+    return name.view();
+}
+
+std::string_view ViewOf(std::string_view name) {
+    return name;
+}
+
 }  // namespace
 
 bool CKZStatMerge::Add(std::string_view name, PointType type, const CKZStatAggregate& totals,
                        const CKZStatAggregate& lasts) {
-    CKZStatMessageRecord& known = m_records[FindOrCreate(name, type)];
-    if (AddTo(known, type, totals, lasts)) return true;
+    const std::size_t position = FindOrCreate(name, type);
+    CKZStatMessageRecord& known = m_records[position];
+    if (AddTo(known, type, totals, lasts)) {
+        m_distributions[position].Add(totals, lasts);
+        return true;
+    }
     m_conflicts.push_back({known.name, known.type, type});
     return false;
 }
@@ -29,32 +42,63 @@ bool CKZStatMerge::Add(const CKZStatMessageRecord& record) {
 }
 
 void CKZStatMerge::Add(const CKZStatMessage& message) {
-    AddAll(message.GetRecords(),
-           [](const CKZStatMessageRecord& record) { return record.name.view(); });
+    const std::vector<CKZStatMessageRecord>& records = message.GetRecords();
+    Plan plan = PlanFor(records);
+    for (std::size_t i = 0; i < records.size(); ++i)
+        if (m_records[plan.positions[i]].type == records[i].type)
+            m_distributions[plan.positions[i]].Add(records[i].totals, records[i].lasts);
+    AddAggregates(records, std::move(plan));
 }
 
 void CKZStatMerge::Add(const CKZStatSliceValues& slice) {
-    AddAll(slice.GetRecords(),
-           [](const CKZStatSliceValues::Record& record) { return record.name; });
+    const std::vector<CKZStatSliceValues::Record>& records = slice.GetRecords();
+    Plan plan = PlanFor(records);
+    // In a copy, since adding distributions may run out of memory.
+    std::vector<Distributions> distributions = m_distributions;
+    for (std::size_t i = 0; i < records.size(); ++i)
+        if (m_records[plan.positions[i]].type == records[i].type)
+            distributions[plan.positions[i]].Add(records[i].totals, records[i].lasts,
+                                                 records[i].totalsDistribution,
+                                                 records[i].lastsDistribution);
+    m_distributions.swap(distributions);
+    AddAggregates(records, std::move(plan));
 }
 
-/// All names and conflicts first, which may run out of memory, then all values, which cannot.
-template <class Records, class NameOf>
-void CKZStatMerge::AddAll(const Records& records, const NameOf& nameOf) {
-    std::vector<std::size_t> positions;
-    positions.reserve(records.size());
-    std::vector<Conflict> conflicts;
-    for (const auto& record : records) {
-        positions.push_back(FindOrCreate(nameOf(record), record.type));
-        const CKZStatMessageRecord& known = m_records[positions.back()];
-        if (known.type != record.type) conflicts.push_back({known.name, known.type, record.type});
+/// Takes the memory that the names and conflicts of the records need.
+template <class Record>
+CKZStatMerge::Plan CKZStatMerge::PlanFor(const std::vector<Record>& records) {
+    Plan plan;
+    plan.positions.reserve(records.size());
+    for (const Record& record : records) {
+        plan.positions.push_back(FindOrCreate(ViewOf(record.name), record.type));
+        const CKZStatMessageRecord& known = m_records[plan.positions.back()];
+        if (known.type != record.type)
+            plan.conflicts.push_back({known.name, known.type, record.type});
     }
-    m_conflicts.reserve(m_conflicts.size() + conflicts.size());
-    std::move(conflicts.begin(), conflicts.end(), std::back_inserter(m_conflicts));
+    m_conflicts.reserve(m_conflicts.size() + plan.conflicts.size());
+    return plan;
+}
 
-    std::size_t next = 0;
-    for (const auto& record : records)
-        AddTo(m_records[positions[next++]], record.type, record.totals, record.lasts);
+/// Never runs out of memory.
+template <class Record>
+void CKZStatMerge::AddAggregates(const std::vector<Record>& records, Plan&& plan) {
+    std::move(plan.conflicts.begin(), plan.conflicts.end(), std::back_inserter(m_conflicts));
+    for (std::size_t i = 0; i < records.size(); ++i)
+        AddTo(m_records[plan.positions[i]], records[i].type, records[i].totals, records[i].lasts);
+}
+
+std::vector<const CKZStatDistribution*> CKZStatMerge::GetTotalsDistributions() const {
+    std::vector<const CKZStatDistribution*> distributions;
+    distributions.reserve(m_distributions.size());
+    for (const Distributions& each : m_distributions) distributions.push_back(each.totals.Get());
+    return distributions;
+}
+
+std::vector<const CKZStatDistribution*> CKZStatMerge::GetLastsDistributions() const {
+    std::vector<const CKZStatDistribution*> distributions;
+    distributions.reserve(m_distributions.size());
+    for (const Distributions& each : m_distributions) distributions.push_back(each.lasts.Get());
+    return distributions;
 }
 
 const CKZStatMessageRecord* CKZStatMerge::FindRecord(std::string_view name) const {
@@ -71,9 +115,11 @@ std::size_t CKZStatMerge::FindOrCreate(std::string_view name, PointType type) {
     if (known != CKZStatNameIndex::kNone) return known;
     m_records.push_back({RWCString(name.data(), name.size()), type, {}, {}});
     try {
+        m_distributions.resize(m_records.size());
         m_index.Add(name, m_records.size() - 1);
     } catch (...) {
         m_records.pop_back();
+        m_distributions.resize(m_records.size());
         throw;
     }
     return m_records.size() - 1;

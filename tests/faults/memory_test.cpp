@@ -346,9 +346,12 @@ TEST(LackOfMemory, LeavesAMergeThatASecondAttemptCompletes) {
                            {1, 1, 1, 1, 1},
                            {1, 1, 1, 1, 1}});
     const RWCString message;
+    CKZStatDistribution one;
+    one.Add(1);
+    const std::vector<const CKZStatDistribution*> distributions(records.size(), &one);
     bool hasFailed = true;
     for (long n = 1; hasFailed; ++n) {
-        const CKZStatSliceValues slice({"gen", 1, 1, 1, 1}, message, records);
+        const CKZStatSliceValues slice({"gen", 1, 1, 1, 1}, message, records, distributions);
         CKZStatMerge merge;
         merge.Add("a name that does not fit a small string 1", Types::Timer, {}, {});
         {
@@ -364,6 +367,8 @@ TEST(LackOfMemory, LeavesAMergeThatASecondAttemptCompletes) {
             ASSERT_LE(record.totals.count, 1) << n;
         ASSERT_EQ(merge.GetRecords().size(), 40U);
         ASSERT_EQ(merge.GetConflicts().size(), 1U) << n;
+        for (const CKZStatDistribution* const merged : merge.GetLastsDistributions())
+            ASSERT_TRUE(merged == nullptr || *merged == one) << n;
     }
 }
 

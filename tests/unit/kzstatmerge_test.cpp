@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "kzstatdistribution.h"
 #include "kzstatgenmeasurementdictionary.h"
 #include "kzstatpointbuilder.h"
+#include "kzstatslicevalues.h"
 #include "support/aggregates.h"
 
 namespace {
@@ -91,6 +93,73 @@ TEST(Merge, TakesMessagesAndSlices) {
     ASSERT_EQ(merge.GetRecords().size(), 2U);
     EXPECT_EQ(merge.FindRecord("a")->totals.count, 2);
     EXPECT_EQ(merge.FindRecord("b")->lasts.sum, 4);
+}
+
+/// Views of one record with the distribution of its lasts, or null, and no message.
+class MergeOfDistributions : public testing::Test {
+protected:
+    void Add(const CKZStatAggregate& lasts, const CKZStatDistribution* distribution,
+             Types::PointType type = Types::Timer) {
+        const std::vector<CKZStatMessageRecord> records = {{"login", type, lasts, lasts}};
+        const std::vector<const CKZStatDistribution*> distributions = {distribution};
+        m_merge.Add(CKZStatSliceValues({"gen", 1, 1, 1, 1}, m_message, records, distributions));
+    }
+    void Add(const std::vector<double>& values) {
+        const CKZStatDistribution distribution = DistributionOf(values);
+        Add(Of(values), &distribution);
+    }
+    static CKZStatDistribution DistributionOf(const std::vector<double>& values) {
+        CKZStatDistribution distribution;
+        for (const double value : values) distribution.Add(value);
+        return distribution;
+    }
+    const CKZStatDistribution* Merged() const { return m_merge.GetLastsDistributions().at(0); }
+
+    CKZStatMerge m_merge;
+
+private:
+    const RWCString m_message;
+};
+
+TEST_F(MergeOfDistributions, IsThatOfAllValues) {
+    Add({10, 30});
+    Add({20});
+    ASSERT_NE(Merged(), nullptr);
+    EXPECT_EQ(*Merged(), DistributionOf({10, 20, 30}));
+    EXPECT_EQ(m_merge.GetTotalsDistributions().at(0), nullptr)
+        << "these views show none of the run";
+}
+
+TEST_F(MergeOfDistributions, IsNoneOnceARecordWithValuesHasNone) {
+    Add({10, 30});
+    Add(Of({20}), nullptr);
+    EXPECT_EQ(Merged(), nullptr);
+    Add({40});
+    EXPECT_EQ(Merged(), nullptr);
+}
+
+TEST_F(MergeOfDistributions, NeedsNoneOfARecordWithoutValues) {
+    Add({}, nullptr);
+    EXPECT_EQ(Merged(), nullptr);
+    Add({10});
+    Add({}, nullptr);
+    ASSERT_NE(Merged(), nullptr);
+    EXPECT_EQ(*Merged(), DistributionOf({10}));
+}
+
+TEST_F(MergeOfDistributions, LeavesOutThoseOfAnotherType) {
+    Add({10});
+    const CKZStatDistribution other = DistributionOf({20});
+    Add(Of({20}), &other, Types::Counter);
+    Add(Of({30}), nullptr, Types::Counter);
+    ASSERT_NE(Merged(), nullptr);
+    EXPECT_EQ(*Merged(), DistributionOf({10}));
+}
+
+TEST_F(MergeOfDistributions, KnowsThatMessagesHaveNone) {
+    Add({10});
+    m_merge.Add("login", Types::Timer, {}, Of({20}));
+    EXPECT_EQ(Merged(), nullptr);
 }
 
 TEST(Merge, OfManyNamesFindsEach) {

@@ -9,6 +9,7 @@
 #include "kzstat_program/figures/violationof.h"
 #include "kzstat_program/merge/mergefixture.h"
 #include "kzstatgenmeasurementdictionary.h"
+#include "kzstatmerge.h"
 #include "merge/mergecheck.h"
 #include "ryp/testclock.h"
 #include "support/recordinggenerator.h"
@@ -42,6 +43,7 @@ public:
             form.clear();
             if (record.totalsDistribution != nullptr) record.totalsDistribution->Encode(form);
         }
+        if (live != nullptr) live->Add(slice);
     }
     void Report(const char* name, double value) { m_client.AddLast(name, value, Types::Timer); }
     void EndSlice() {
@@ -51,6 +53,7 @@ public:
     void End() { m_writer.Close(m_end, 0); }
 
     std::map<std::string, std::string> runForms;  // what the generator has of the whole run
+    CKZStatMerge* live = nullptr;                 // gets each slice as it ends
 
 private:
     using Types = CKZStatPointTypeEnum;
@@ -78,6 +81,8 @@ protected:
                 (random() % 3 == 0 ? left : right).Report(name, value);
             }
             clock.Set(kStart + second);
+            live = {};
+            left.live = right.live = &live;
             for (KeepingGenerator* const each : {&whole, &left, &right}) each->EndSlice();
         }
         for (KeepingGenerator* const each : {&whole, &left, &right}) each->End();
@@ -93,6 +98,7 @@ protected:
     std::string path = folder.Path("whole.kzj");
     std::vector<std::string> halves{folder.Path("left.kzj"), folder.Path("right.kzj")};
     std::map<std::string, std::string> expected;  // encoded, by name
+    CKZStatMerge live;                            // the last slice of both halves
 };
 
 TEST_F(MergedDistributions, AreThoseOfOneGeneratorThatSawAllValues) {
@@ -106,6 +112,16 @@ TEST_F(MergedDistributions, AreThoseOfOneGeneratorThatSawAllValues) {
         EXPECT_NE(expected[name], FormOf(DistributionOf(halves[0], name)));
     }
     EXPECT_NO_THROW(CheckMerge(merged));
+}
+
+TEST_F(MergedDistributions, AreTheSameMergedAsTheSlicesEnd) {
+    RunThreeGenerators();
+    ASSERT_THAT(live.GetRecords(), SizeIs(3));
+    for (std::size_t i = 0; i < 3; ++i) {
+        std::string form;
+        live.GetTotalsDistributions()[i]->Encode(form);
+        EXPECT_EQ(expected[std::string(live.GetRecords()[i].name.view())], form);
+    }
 }
 
 TEST_F(MergedDistributions, AreTheSameSliceBySlice) {

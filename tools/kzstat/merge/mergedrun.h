@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kzstatdistributionsum.h"
 #include "kzstatslicevalues.h"
 #include "merge/mergeleaf.h"
 
@@ -55,7 +56,7 @@ private:
 
     std::list<MergeLeaf> m_leaves;  // in the order of the ids of their runs
     kzjournal::Run m_facts;
-    std::unordered_map<std::string, MergedDistribution> m_distributions;  // of the latest slice
+    std::unordered_map<std::string, CKZStatDistributionSum> m_distributions;  // of the latest slice
 };
 
 }  // namespace kzstatprogram

@@ -10,6 +10,7 @@
 
 #include "kzjournalreader.h"
 #include "kzstatdistribution.h"
+#include "kzstatdistributionsum.h"
 #include "merge/mergeinputs.h"
 
 namespace kzstatprogram {
@@ -20,38 +21,10 @@ struct MergePart {
     kzjournal::Slice slice;
 };
 
-/// The distribution of what several slices have of a name. Compatible.
-class MergedDistribution {
-public:
-    /// Adds the values of `lasts`, whose distribution is `distribution`; null where there is none.
-    void Add(const CKZStatAggregate& lasts, const CKZStatDistribution* distribution) {
-        if (distribution != nullptr)
-            m_values.Add(*distribution);
-        else if (lasts.count != 0)
-            m_lacksValues = true;
-        m_isThere = m_isThere || distribution != nullptr;
-    }
-    /// Null where there is none that has all values. Valid until this is changed.
-    const CKZStatDistribution* Get() const {
-        return m_isThere && !m_lacksValues ? &m_values : nullptr;
-    }
-    /// Forgets the values. A name that had a distribution has an empty one then, as in a
-    /// generator.
-    void Clear() {
-        m_values.Clear();
-        m_lacksValues = false;
-    }
-
-private:
-    CKZStatDistribution m_values;
-    bool m_isThere = false;
-    bool m_lacksValues = false;
-};
-
 /// A record of a merge and the distribution of its lasts. Compatible.
 struct DistributedRecord {
     CKZStatMessageRecord record;
-    MergedDistribution distribution;
+    CKZStatDistributionSum distribution;
 };
 
 /// A run that has slices of its own, slice by slice. Compatible.
