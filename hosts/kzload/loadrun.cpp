@@ -140,6 +140,9 @@ void LoadRun::PrintResults() {
     m_terminal.PrintTotals(m_totals);
     m_terminal.PrintLines({"", RequestsLine(made, counted)});
     if (made != counted) m_terminal.Complain("not every request made was counted");
+    if (made > 0 && ErrorsIn(m_totals) == made && !m_complainedAboutConnections)
+        m_terminal.Complain("every request failed; is " + WithoutSecrets(m_target.url) +
+                            " the right URL?");
     m_terminal.Complain(m_messages.Close());
     if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(FileOfTheRun()));
 }

@@ -1,5 +1,4 @@
 #include <curl/curl.h>
-#include <sys/resource.h>
 
 #include <cstdio>
 #include <exception>
@@ -10,6 +9,7 @@
 #include "kzjournalerror.h"
 #include "loadrun.h"
 #include "messagefile.h"
+#include "openfiles.h"
 #include "options.h"
 #include "ryp/log.h"
 #include "simulatedclient.h"
@@ -34,14 +34,6 @@ public:
     TransferLibrary(const TransferLibrary&) = delete;
     TransferLibrary& operator=(const TransferLibrary&) = delete;
 };
-
-/// A connection per client takes more open files than a session allows at first.
-void AllowManyOpenFiles() {
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
 
 /// Errors that the library logs while this lives are complaints of the program, on a line of their
 /// own. Where RYP_LOG_LEVEL asks for more, the log stays as it is, on standard error.
@@ -72,7 +64,7 @@ void CheckFiles(const Options& options) {
 
 int Run(const Options& options) {
     kzterminal::IgnoreBrokenPipes();
-    AllowManyOpenFiles();
+    AllowOpenFiles(options.clients, options.threads, options.url.empty());
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);
     CheckFiles(options);

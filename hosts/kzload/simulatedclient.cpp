@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "kzjournalerror.h"
@@ -33,6 +34,8 @@ SimulatedClient::SimulatedClient(CKZStatRunClient statistics, const Target& targ
       m_statistics(std::move(statistics)),
       m_transfer(curl_easy_init(), curl_easy_cleanup),
       m_errorText{},
+      m_attempts(0),
+      m_hasWholeHeader(false),
       m_random(static_cast<unsigned>(m_id)),
       m_step(Transaction::Login),
       m_itemsToBrowse(0),
@@ -61,7 +64,28 @@ void SimulatedClient::SetUpTransfer() {
     Set(CURLOPT_TIMEOUT_MS, kTimeOutMilliseconds);
     Set(CURLOPT_USERAGENT, "kzload");
     Set(CURLOPT_WRITEFUNCTION, &Discard);
+    Set(CURLOPT_PREREQFUNCTION, &OnAttempt);
+    Set(CURLOPT_PREREQDATA, this);
+    Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+    Set(CURLOPT_HEADERDATA, this);
     Set(CURLOPT_ERRORBUFFER, m_errorText);
+}
+
+/// Called before a request is sent. The transfer library sends one again if the server closes a
+/// connection that was used before; to the user these are two requests, the first of which failed.
+int SimulatedClient::OnAttempt(void* self, char*, char*, int, int) {
+    SimulatedClient& client = *static_cast<SimulatedClient*>(self);
+    return ++client.m_attempts == 1 ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+}
+
+/// To the transfer library an answer that ends within its header is complete.
+std::size_t SimulatedClient::OnHeader(char* line, std::size_t, std::size_t size, void* self) {
+    const std::string_view text(line, size);
+    bool& isWhole = static_cast<SimulatedClient*>(self)->m_hasWholeHeader;
+    // Another one follows that of an interim answer; trailers of the body are none.
+    if (text.starts_with("HTTP/")) isWhole = false;
+    if (text == "\r\n" || text == "\n") isWhole = true;
+    return size;
 }
 
 SimulatedClient& SimulatedClient::Of(CURL* transfer) {
@@ -71,6 +95,8 @@ SimulatedClient& SimulatedClient::Of(CURL* transfer) {
 CURL* SimulatedClient::BeginRequest() {
     if (m_target.isShop) PrepareShopRequest();
     m_errorText[0] = '\0';
+    m_attempts = 0;
+    m_hasWholeHeader = false;
     m_timing.emplace(*m_statistics, kRequestTime.name);
     return m_transfer.get();
 }
@@ -102,6 +128,7 @@ void SimulatedClient::AbortRequest() {
 Outcome SimulatedClient::Judge(CURLcode result) const {
     const auto status = Info<long>(m_transfer.get(), CURLINFO_RESPONSE_CODE);
     if (result != CURLE_OK) return {FailureOf(result), 0, CauseOf(result), false};
+    if (!m_hasWholeHeader) return {Failure::Closed, 0, "the answer ended within its header", false};
     const long statusClass = status / 100;
     if (statusClass < kLowestClass || statusClass > kHighestClass)
         return {Failure::Other, 0, "no valid status", false};
@@ -109,17 +136,21 @@ Outcome SimulatedClient::Judge(CURLcode result) const {
 }
 
 Failure SimulatedClient::FailureOf(CURLcode result) const {
+    if (m_attempts > 1) return Failure::Closed;
     switch (result) {
         case CURLE_COULDNT_RESOLVE_HOST:
         case CURLE_COULDNT_CONNECT:
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_PEER_FAILED_VERIFICATION:
-            return Failure::Connect;
+            // It was sent before, where this connection was meant for a second attempt.
+            return m_attempts == 0 ? Failure::Connect : Failure::Closed;
         case CURLE_OPERATION_TIMEDOUT:
-            // The time of the request's own begin is set once there is a connection for it.
-            return Info<curl_off_t>(m_transfer.get(), CURLINFO_PRETRANSFER_TIME_T) == 0
-                       ? Failure::Connect
-                       : Failure::Timeout;
+            return m_attempts == 0 ? Failure::Connect : Failure::Timeout;
+        case CURLE_GOT_NOTHING:
+        case CURLE_PARTIAL_FILE:
+        case CURLE_RECV_ERROR:
+        case CURLE_SEND_ERROR:
+            return Failure::Closed;
         default:
             return Failure::Other;
     }

@@ -3,6 +3,7 @@
 
 #include <curl/curl.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <random>
@@ -57,6 +58,8 @@ private:
     template <class Value>
     void Set(CURLoption option, Value value);
     void SetUpTransfer();
+    static int OnAttempt(void* self, char*, char*, int, int);
+    static std::size_t OnHeader(char* line, std::size_t, std::size_t size, void* self);
     void PrepareShopRequest();
     Outcome Judge(CURLcode result) const;
     Failure FailureOf(CURLcode result) const;
@@ -72,6 +75,8 @@ private:
     std::optional<CKZStatStopwatch> m_timing;      // while a request is in flight
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_transfer;
     char m_errorText[CURL_ERROR_SIZE];
+    int m_attempts;         // at sending the request in flight
+    bool m_hasWholeHeader;  // of its answer
     std::minstd_rand m_random;
     Transaction m_step;
     int m_itemsToBrowse;

@@ -22,12 +22,20 @@ std::optional<Percentiles> PercentilesOf(const CKZStatDistribution* distribution
                        distribution->Quantile(0.99)};
 }
 
-double ErrorsIn(const CKZStatSliceValues& slice) {
+/// The sum of what `countOf` says of each statistic that counts errors.
+template <class CountOf>
+long long SumOfErrors(const CountOf& countOf) {
     double errors = 0;
-    for (const Stat& error : kErrors) errors += LastsOf(slice, error).count;
+    for (const Stat& error : kErrors) errors += countOf(error);
     for (long status = kLowestBadStatus; status / 100 <= kHighestClass; status += 100)
-        errors += LastsOf(slice, ResponseStat(status)).count;
-    return errors;
+        errors += countOf(ResponseStat(status));
+    return RyPTruncate<long long>(errors);
+}
+
+double CountIn(const std::vector<Total>& totals, const Stat& stat) {
+    const auto found = std::find_if(totals.begin(), totals.end(),
+                                    [&](const Total& total) { return total.name == stat.name; });
+    return found == totals.end() ? 0 : found->values.count;
 }
 
 }  // namespace
@@ -43,7 +51,7 @@ SliceRow RowOf(const CKZStatSliceValues& slice) {
     if (const CKZStatSliceValues::Record* const record = slice.FindRecord(kRequestTime.name))
         row.percentiles = PercentilesOf(record->lastsDistribution);
     row.maximum = times.maximum;
-    row.errors = RyPTruncate<long long>(ErrorsIn(slice));
+    row.errors = SumOfErrors([&](const Stat& stat) { return LastsOf(slice, stat).count; });
     return row;
 }
 
@@ -57,10 +65,11 @@ std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
 }
 
 long long RequestsIn(const std::vector<Total>& totals) {
-    const auto requests = std::find_if(totals.begin(), totals.end(), [](const Total& total) {
-        return total.name == kRequestsRate.name;
-    });
-    return requests == totals.end() ? 0 : RyPTruncate<long long>(requests->values.count);
+    return RyPTruncate<long long>(CountIn(totals, kRequestsRate));
+}
+
+long long ErrorsIn(const std::vector<Total>& totals) {
+    return SumOfErrors([&](const Stat& stat) { return CountIn(totals, stat); });
 }
 
 }  // namespace kzload

@@ -36,12 +36,14 @@ inline constexpr long kLowestClass = 2;
 inline constexpr long kHighestClass = 5;
 inline constexpr long kLowestBadStatus = 400;
 
-/// Why a request was not answered.
-enum class Failure { None, Connect, Timeout, Aborted, Other };
+/// Why a request was not answered. Closed: by the server, before its answer had come.
+enum class Failure { None, Connect, Timeout, Closed, Aborted, Other };
 
-inline constexpr const char* kFailureNames[] = {"none", "connect", "timeout", "aborted", "other"};
+inline constexpr const char* kFailureNames[] = {"none",   "connect", "timeout",
+                                                "closed", "aborted", "other"};
 inline constexpr Stat kErrors[] = {{"errors.connect", Type::Counter},
                                    {"errors.timeout", Type::Counter},
+                                   {"errors.closed", Type::Counter},
                                    {"errors.aborted", Type::Counter},
                                    {"errors.other", Type::Counter}};
 

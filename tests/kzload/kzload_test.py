@@ -1,5 +1,6 @@
 """Tests of the load generator. The environment variable KZLOAD names the program."""
 
+import concurrent.futures
 import contextlib
 import os
 import resource
@@ -611,12 +612,62 @@ class Connections(RunTest):
     def test_requests_without_an_answer_are_aborted_at_the_end(self):
         with servers.silent() as url:
             result = runs.run(url, "--duration", 0.5, "--slice", 0.5, "--clients", 5)
-        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, f"every request failed; is {url} the right URL?")
         table = self.assert_accounted_for(result.out)
         self.assertEqual(5, table["errors.aborted"].count)
         self.assertEqual(5, table["reasons.login.aborted"].count)
         self.assertEqual(5, table["request.time.running"].max)
         self.assertGreater(table["request.time.oldest"].max, 0)
+
+    def test_a_run_fails_where_every_request_does(self):
+        with servers.answering(500) as (url, _):
+            result = runs.run(url, "--duration", 0.3, "--slice", 0.3, "--clients", 2)
+        self.assertEqual(1, result.status)
+        self.assert_one_line(result.err, f"every request failed; is {url} the right URL?")
+
+    def test_an_interim_answer_and_trailers_are_no_error(self):
+        def answer(connection):
+            connection.sendall(b"HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n" + servers.OK +
+                               b"Transfer-Encoding: chunked\r\nTrailer: T\r\n\r\n"
+                               b"5\r\nhello\r\n0\r\nT: 1\r\n\r\n")
+
+        with servers.hostile(answer) as url:
+            result = runs.run(url, "--duration", 0.5, "--slice", 0.5, "--clients", 3)
+        self.assertEqual((0, ""), (result.status, result.err))
+        table = self.assert_accounted_for(result.out)
+        self.assertEqual(runs.requests(result.out)[0], table["responses.2xx"].count)
+
+    def test_every_request_that_the_server_dropped_is_an_error(self):
+        with servers.dropping(every=7) as (url, counter):
+            result = runs.run(url, "--duration", 1, "--slice", 0.5, "--clients", 5,
+                              "--think-time", 5)
+        self.assertEqual((0, ""), (result.status, result.err))
+        table = self.assert_accounted_for(result.out)
+        self.assertGreater(counter["dropped"], 5)
+        self.assertEqual(counter["requests"], runs.requests(result.out)[0])
+        self.assertEqual(counter["dropped"], table["errors.closed"].count)
+        self.assertEqual(counter["dropped"],
+                         sum(total.count for name, total in table.items()
+                             if name.startswith("reasons.") and name.endswith(".closed")))
+
+    def test_hostile_servers_neither_hold_up_a_run_nor_make_it_lose_a_request(self):
+        def load(answer):
+            with servers.hostile(answer) as url:
+                return runs.run(url, "--duration", 0.5, "--slice", 0.5, "--clients", 3)
+
+        with concurrent.futures.ThreadPoolExecutor(len(servers.HOSTILE)) as pool:
+            results = dict(zip(servers.HOSTILE, pool.map(load, servers.HOSTILE.values())))
+        for name, result in results.items():
+            with self.subTest(name):
+                self.assertGreaterEqual(runs.requests(result.out)[0], 3)
+                table = self.assert_accounted_for(result.out)
+                if name != "redirects to itself":
+                    self.assertEqual(1, result.status, result.out)
+                    self.assert_one_line(result.err, "every request failed")
+                    self.assertNotIn("responses.2xx", table)
+                # Two seconds are left to requests under way, and the slice is waited for.
+                self.assertLess(float(runs.rows(result.out)[-1].elapsed), 60)
 
     def test_the_demo_server_listens_on_the_loopback_address_only(self):
         process = runs.start("--duration", 1000, "--slice", 0.3)
@@ -638,6 +689,35 @@ class Connections(RunTest):
             result = runs.run("--duration", 0.5, "--slice", 0.5,
                               env={**os.environ, "http_proxy": nobody, "all_proxy": nobody})
         self.assertEqual((0, ""), (result.status, result.err))
+
+
+class OpenFiles(RunTest):
+    def limited(self, files, *arguments, **options):
+        """A run in a session that allows `files` open files, also if asked for more."""
+        return runs.run(*arguments, **options, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_NOFILE, (files, files)))
+
+    def test_too_few_for_the_clients_are_named_before_the_load(self):
+        with tempfile.TemporaryDirectory() as folder, servers.answering(200) as (url, answered):
+            journal = os.path.join(folder, "run.kzj")
+            result = self.limited(64, url, "--clients", 500, journal=journal)
+            self.assertFalse(os.path.exists(journal))
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, "500 clients need 540 open files, and the limit is 64; "
+                                         "raise it (ulimit -n) or ask for fewer --clients")
+        self.assertEqual(0, answered.total())
+
+    def test_the_demo_server_needs_as_many(self):
+        result = self.limited(1024, "--clients", 500)
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, "500 clients need 1040 open files")
+
+    def test_as_many_as_are_said_to_be_needed_are_enough(self):
+        with servers.answering(200) as (url, _):
+            result = self.limited(140, url, "--clients", 100, "--duration", 1, "--slice", 0.5)
+        self.assertEqual((0, ""), (result.status, result.err))
+        table = self.assert_accounted_for(result.out)
+        self.assertEqual(0, runs.counted(table, "errors."))
 
 
 class Output(RunTest):

@@ -5,6 +5,8 @@ import contextlib
 import http.server
 import itertools
 import socket
+import socketserver
+import struct
 import subprocess
 import sys
 import threading
@@ -73,6 +75,101 @@ def silent():
     """A server that takes connections and never answers. Gives its URL."""
     with socket.create_server(("127.0.0.1", 0), backlog=100) as listener:
         yield f"http://127.0.0.1:{listener.getsockname()[1]}/"
+
+
+OK = b"HTTP/1.1 200 OK\r\n"
+TLS_ALERT = bytes.fromhex("15030100020246")
+
+
+def _until_gone(connection, part, pause=0.01):
+    """Sends `part` again and again."""
+    while True:
+        connection.sendall(part)
+        time.sleep(pause)
+
+
+def _reset(connection):
+    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+
+
+# What hostile servers do with a connection once a request has come.
+HOSTILE = {
+    "says nothing": lambda connection: connection.recv(1),
+    "closes at once": lambda connection: None,
+    "resets the connection": _reset,
+    "talks garbage": lambda connection: connection.sendall(bytes(range(256)) * 64),
+    "talks zeros": lambda connection: connection.sendall(bytes(100000)),
+    "greets as a mail server": lambda connection: connection.sendall(b"220 mail ready\r\n"),
+    "speaks TLS": lambda connection: connection.sendall(TLS_ALERT),
+    "drips its header": lambda connection: (connection.sendall(OK),
+                                            _until_gone(connection, b"X: y\r\n", 0.1)),
+    "has an endless header": lambda connection: (connection.sendall(OK),
+                                                 _until_gone(connection, b"X: y\r\n" * 1000)),
+    "has one endless line": lambda connection: _until_gone(connection, b"x" * 10000),
+    "sends an endless body": lambda connection: (connection.sendall(OK + b"\r\n"),
+                                                 _until_gone(connection, bytes(10000))),
+    "closes within its header": lambda connection: connection.sendall(OK + b"Content-Le"),
+    "closes within its body": lambda connection: connection.sendall(
+        OK + b"Content-Length: 100\r\n\r\nhello"),
+    "lies about its chunks": lambda connection: connection.sendall(
+        OK + b"Transfer-Encoding: chunked\r\n\r\nfffffffffffffffff\r\nhello\r\n"),
+    "has two lengths": lambda connection: connection.sendall(
+        OK + b"Content-Length: 5\r\nContent-Length: -7\r\n\r\nhello"),
+    "has an impossible status": lambda connection: connection.sendall(
+        b"HTTP/1.1 999 Strange\r\nContent-Length: 0\r\n\r\n"),
+    "only goes on": lambda connection: _until_gone(connection, b"HTTP/1.1 100 Continue\r\n\r\n"),
+    "redirects to itself": lambda connection: connection.sendall(
+        b"HTTP/1.1 302 Found\r\nLocation: /\r\nContent-Length: 0\r\n\r\n"),
+}
+
+
+class _Hostile(socketserver.BaseRequestHandler):
+    answer = None
+
+    def handle(self):
+        with contextlib.suppress(OSError):
+            if self.request.recv(65536):
+                type(self).answer(self.request)
+
+
+@contextlib.contextmanager
+def hostile(answer):
+    """A server that calls `answer` with each connection, and closes it when that returns. Gives its
+    URL."""
+    handler = type("Handler", (_Hostile,), {"answer": staticmethod(answer)})
+    with socketserver.ThreadingTCPServer(("127.0.0.1", 0), handler) as server:
+        server.daemon_threads = True
+        server.block_on_close = False
+        thread = threading.Thread(target=server.serve_forever)
+        thread.start()
+        try:
+            yield f"http://127.0.0.1:{server.server_address[1]}/"
+        finally:
+            server.shutdown()
+            thread.join()
+
+
+@contextlib.contextmanager
+def dropping(every):
+    """A server that keeps connections open but drops each request of a number divisible by `every`
+    with its connection, unanswered. Gives its URL and a counter of what it did."""
+    lock = threading.Lock()
+    counter = collections.Counter()
+
+    def answer(connection):
+        while True:
+            with lock:
+                counter["requests"] += 1
+                drops = counter["requests"] % every == 0
+                counter["dropped"] += drops
+            if drops:
+                return
+            connection.sendall(OK + b"Content-Length: 5\r\n\r\nhello")
+            if not connection.recv(65536):
+                return
+
+    with hostile(answer) as url:
+        yield url, counter
 
 
 @contextlib.contextmanager
