@@ -107,13 +107,29 @@ class Show(JournalTest):
         self.assertEqual(("109.2", "134.5", "137"),
                          tuple(login[key] for key in ("p50", "p95", "p99")))
         self.assertEqual("101.2", self.table("--to", "2")["login.time"]["p50"])
-        by_median = [line.split()[0] for line in
-                     run("show", self.run_path, "--sort", "p50").out.splitlines()[2:]]
-        self.assertEqual(["login.time", "clients", "logins"], by_median)
 
     def test_no_columns_of_percentiles_without_distributions(self):
         self.make_run()
         self.assertNotIn("p50", self.table()["login.time"])
+
+    def test_which_percentiles(self):
+        self.make_run(has_distributions=True)
+        titles = run("show", self.run_path, "--percentiles", "99.9,25").out.splitlines()[1]
+        self.assertIn(["mean", "p99.9", "p25", "max"], [titles.split()[i:i + 4] for i in range(9)])
+        login = self.table("--percentiles", "99.9,25")["login.time"]
+        self.assertEqual(("137", "104.2"), (login["p99.9"], login["p25"]))
+
+    def test_percentiles_that_are_none(self):
+        self.make_run()
+        for numbers, complaint in (("x", "'x' is no number"), ("100", "100 is not above 0"),
+                                   ("50,50", "50 is there twice"), ("", "'' is no number")):
+            with self.subTest(numbers):
+                self.assert_fails(run("show", self.run_path, "--percentiles", numbers),
+                                  "--percentiles: " + complaint)
+
+    def test_percentiles_that_the_run_does_not_have(self):
+        self.make_run()
+        self.assertEqual("-", self.table("--percentiles", "75")["login.time"]["p75"])
 
     def test_percentiles_of_a_merged_run(self):
         parts = [self.make_run(name, has_distributions=True) for name in ("a.kzj", "b.kzj")]
@@ -161,6 +177,13 @@ class Show(JournalTest):
         self.assertEqual(["login.time", "clients", "logins"], list(self.table("--sort", "mean")))
         self.assertEqual(["logins", "clients", "login.time"], list(self.table("--sort", "sum")))
         self.assert_fails(run("show", self.run_path, "--sort", "beauty"), "--sort")
+
+    def test_sorting_by_a_percentile(self):
+        self.make_run(has_distributions=True)
+        for column, percentiles in (("p50", ()), ("p99.9", ("--percentiles", "99.9"))):
+            self.assertEqual(["login.time", "clients", "logins"],
+                             list(self.table("--sort", column, *percentiles)))
+        self.assert_fails(run("show", self.run_path, "--sort", "p99.9"), "p99.9 is not shown")
 
     def test_the_run_goes_on(self):
         journal = journals.Journal(self.run_path)
@@ -300,6 +323,36 @@ class Follow(JournalTest):
                 self.assertTrue(wide.startswith("\u65e5\u672c" * 4 + "\u65e5>"), wide)
                 self.assertEqual(columns.width_of(plain.partition("Timer")[0]),
                                  columns.width_of(wide.partition("Timer")[0]), screen)
+
+    def test_the_percentiles_are_those_of_the_run_so_far(self):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.journal.distributions()
+        self.report(10)
+        terminal = terminals.Terminal(
+            self.folder, [KZSTAT, "show", self.run_path, "--follow", "--percentiles", "50"])
+        self.addCleanup(terminal.close)
+
+        def median(screen):
+            titles, *rows = screen.splitlines()[1:]
+            (row,) = [row for row in rows if row.startswith("login.time")]
+            return row[:titles.index(" p50") + 4].split()[-1]
+
+        terminal.wait_for(lambda screen: "login.time" in screen and median(screen) == "10")
+        for time in (30, 40):
+            self.report(time)
+        # Of 10, 30 and 40.
+        terminal.wait_for(lambda screen: "3 slices" in screen and
+                          abs(float(median(screen)) - 30) <= 0.2)
+
+    def test_percentiles_in_a_pipe_are_those_of_the_slice(self):
+        journals.make(self.run_path, [{LOGIN: [10, 20, 40]}, {}, {LOGIN: [64]}],
+                      has_distributions=True)
+        lines = run("show", self.run_path, "--follow", "--percentiles", "50,99").out.splitlines()
+        self.assertEqual(["1 login.time count 3 min 10 mean 23.33 max 40 sum 70 p50 20.06 p99 40",
+                          "2 login.time count 0",
+                          "3 login.time count 1 min 64 mean 64 max 64 sum 64 p50 64 p99 64"],
+                         lines)
 
     def test_lines_in_a_pipe(self):
         self.journal = journals.Journal(self.run_path)

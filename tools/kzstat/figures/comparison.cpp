@@ -63,7 +63,7 @@ const Statistics* ComparedRun::Find(const std::string& name) const {
 
 ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
     ComparedRun run;
-    run.statistics = StatisticsWithPercentilesOf(journal, range);
+    run.statistics = StatisticsWithDistributionsOf(journal, range);
     SortBy("name", run.statistics);
     std::vector<CKZStatMessageRecord> records = journal.Summary(range);
     std::sort(records.begin(), records.end(),

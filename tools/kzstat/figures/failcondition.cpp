@@ -40,7 +40,7 @@ FailCondition::FailCondition(const std::string& text) : m_text(text), m_name(tex
     m_isRelative = change.ends_with('%');
     const bool hasSign = m_isDownwards || change.starts_with('+');
     const std::string limit = change.substr(0, change.size() - (m_isRelative ? 1 : 0));
-    if (m_name.empty() || !IsNumberColumn(m_statistic) || !hasSign ||
+    if (m_name.empty() || !FindNumberColumn(m_statistic) || !hasSign ||
         !ReadLimit(limit.substr(1), m_limit))
         Refuse(text);
 }
@@ -51,7 +51,7 @@ double FailCondition::ValueIn(const ComparedRun& run, const char* which) const {
         return kzjournal::Error("cannot check '" + m_text + "': the " + which + " run has " + what);
     };
     if (row == nullptr) throw refusal("no " + kzterminal::Printable(m_name));
-    const std::optional<double> value = ValueOf(*row, m_statistic);
+    const std::optional<double> value = FindNumberColumn(m_statistic)->valueOf(*row);
     if (!value) throw refusal("no " + m_statistic + " of " + kzterminal::Printable(m_name));
     return *value;
 }
