@@ -421,6 +421,12 @@ class Compare(JournalTest):
         return run("compare", self.run_path, self.slower,
                    *(word for condition in conditions for word in ("--fail-if", condition)))
 
+    def make_distributed_runs(self):
+        os.remove(self.run_path)
+        os.remove(self.slower)
+        self.make_run(has_distributions=True)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+
     def test_what_changed_is_marked(self):
         result = self.compare()
         self.assertEqual((0, ""), (result.status, result.err))
@@ -434,10 +440,7 @@ class Compare(JournalTest):
         self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
 
     def test_a_condition_on_a_percentile(self):
-        os.remove(self.run_path)
-        os.remove(self.slower)
-        self.make_run(has_distributions=True)
-        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.make_distributed_runs()
         self.assertEqual(0, self.compare("login.time p99 +60%").status)
         self.assertEqual(1, self.compare("login.time p99 +40%").status)
 
@@ -445,7 +448,22 @@ class Compare(JournalTest):
         result = self.compare("logins sum -1", "login.time max +10%")
         self.assertEqual((1, ""), (result.status, result.err))
         self.assertTrue(result.out.endswith(
-            "too much: login.time max +10%: 137 became 205.5\n"), result.out)
+            "failed: login.time max +10%: 137 became 205.5\n"), result.out)
+
+    def test_a_bound_of_the_second_run(self):
+        self.make_distributed_runs()
+        self.assertEqual(0, self.compare("login.time p95 > 0.25s", "logins rate < 2").status)
+        result = self.compare("login.time p95 > 150ms")
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertTrue(result.out.endswith(
+            "failed: login.time p95 > 150ms: it is 201.5 ms\n"), result.out)
+
+    def test_a_percentile_that_a_run_does_not_have(self):
+        for condition, which in (("login.time p95 > 1h", None), ("login.time p95 > 1s", "second"),
+                                 ("login.time p95 +1%", "first")):
+            expected = (f"the {which} run has no p95 of login.time, nor the distribution of all its"
+                        " values") if which else "is no condition like"
+            self.assert_fails(self.compare(condition), expected)
 
     def test_conditions_that_cannot_be_checked(self):
         self.assert_fails(self.compare("login.time mean"), "is no condition like")

@@ -102,7 +102,7 @@ ExitStatus Compare(const CompareOptions& options, const std::vector<FailConditio
     for (const FailCondition& condition : conditions) {
         const std::optional<std::string> change = condition.Check(before, after);
         if (!change) continue;
-        output.WriteLine("too much: " + *change, Output::Bad);
+        output.WriteLine("failed: " + *change, Output::Bad);
         status = kDoesNotHold;
     }
     return status;
@@ -127,13 +127,14 @@ void DeclareCompare(CommandLine& line) {
     DeclareJournal(command, "SECOND", options->after, "The journal of the second run");
     command
         .Add("--fail-if", options->conditions,
-             "Exit with status 1 if a statistic changed by more than this")
+             "Exit with status 1 if a statistic changed by more than this ('login.time mean +10%'),"
+             " or if that of the second run is so ('login.time p95 > 250ms')")
         .ValueName("CONDITION")
         .Repeatable();
     options->range.Declare(command);
     command.Footer(
         "A '*' marks names with p < 0.01. Expect about 1 % false positives.\n"
-        "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time mean +10%'");
+        "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");
     command.Does(
         [options](Output& output) { return Compare(*options, ConditionsOf(*options), output); });
 }
