@@ -436,6 +436,75 @@ class Compare(JournalTest):
         self.assertIn("+50%", line)
         self.assertTrue(line.endswith("<0.001"), line)
 
+    def percentile_rows(self, *options):
+        rows = [line.split() for line in self.compare_with(*options).splitlines()]
+        return [row[1:] for row in rows if row[0] == "login.time" and row[1].startswith("p")]
+
+    def compare_with(self, *options):
+        result = run("compare", self.run_path, self.slower, *options)
+        self.assertEqual((0, ""), (result.status, result.err))
+        return result.out
+
+    def test_percentiles_of_both_runs(self):
+        self.make_distributed_runs()
+        self.assertEqual([["p50", "ms", "109.2", "163.5", "+54.25", "+49.66%", "-"],
+                          ["p95", "ms", "134.5", "201.5", "+67", "+49.81%", "-"],
+                          ["p99", "ms", "137", "205.5", "+68.50", "+50%", "-"]],
+                         self.percentile_rows())
+        self.assertEqual(["p12.5"], [row[0] for row in self.percentile_rows("--percentiles",
+                                                                            "12.5")])
+
+    def test_percentiles_of_one_run_only(self):
+        os.remove(self.slower)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.assertEqual([["p50", "ms", "-", "163.5", "-", "-", "-"]],
+                         self.percentile_rows("--percentiles", "50"))
+
+    def test_no_percentiles_without_distributions(self):
+        self.assertEqual([], self.percentile_rows())
+
+    def test_a_comparison_fits_a_terminal(self):
+        for path in (self.run_path, self.slower):
+            os.remove(path)
+            journals.make(path, [{("a.name.that.is.too.long.for.this", "Timer"): [1234.5 + i]}
+                                 for i in range(3)], has_distributions=True)
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "compare", self.run_path, self.slower],
+                                      width=80)
+        self.addCleanup(terminal.close)
+        terminal.wait_for_end()
+        rows = terminal.screen().splitlines()[3:7]
+        self.assertEqual(["mean", "p50", "p95", "p99"], [row.split()[1] for row in rows])
+
+    def test_json(self):
+        self.make_distributed_runs()
+        result = run("compare", self.run_path, self.slower, "--format", "json", "--fail-if",
+                     "login.time p50 > 1ms", "--fail-if", "logins sum -1")
+        self.assertEqual((1, ""), (result.status, result.err))
+        report = json.loads(result.out)
+        self.assertEqual(("10 slices", []), (report["second"]["completeness"],
+                                             report["second"]["only_here"]))
+        self.assertEqual(["login.time p50 > 1ms: it is 163.5 ms"], report["failures"])
+        login = next(each for each in report["names"] if each["name"] == "login.time")
+        self.assertEqual(("mean", True), (login["tested"], login["is_significant"]))
+        self.assertEqual(["p50", "p95", "p99"], list(login["percentiles"]))
+        self.assertEqual({"first": 109.25, "second": 163.5, "difference": 54.25,
+                          "relative_difference": 54.25 / 109.25}, login["percentiles"]["p50"])
+        counted = next(each for each in report["names"] if each["name"] == "logins")
+        self.assertEqual({}, counted["percentiles"])
+
+    def test_what_is_missing_is_null_in_json(self):
+        os.remove(self.slower)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        report = json.loads(self.compare_with("--format", "json"))
+        login = next(each for each in report["names"] if each["name"] == "login.time")
+        self.assertEqual({"first": None, "second": 163.5, "difference": None,
+                          "relative_difference": None}, login["percentiles"]["p50"])
+
+    def test_a_failure_is_told_before_a_condition_that_cannot_be_checked(self):
+        result = self.compare("login.time max +10%", "login.time p95 > 1s")
+        self.assertEqual(2, result.status)
+        self.assertTrue(result.out.endswith("137 became 205.5\n"), result.out)
+
     def test_a_condition_that_keeps_quiet(self):
         self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
 

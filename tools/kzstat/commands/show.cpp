@@ -12,6 +12,7 @@
 #include "figures/statisticscolumns.h"
 #include "kzjournalreader.h"
 #include "tables/latestvalues.h"
+#include "tables/namewidth.h"
 #include "tables/statisticstable.h"
 #include "terminal/screen.h"
 #include "terminal/stopsignal.h"
@@ -23,7 +24,6 @@ namespace kzstatprogram {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{200};
-constexpr std::size_t kMinNameColumns = 20;
 
 struct ShowOptions {
     std::string journal;
@@ -32,12 +32,6 @@ struct ShowOptions {
     PercentileOption percentiles;
     RangeOptions range;
 };
-
-/// Names of any length leave room for their numbers on a terminal, and are whole elsewhere.
-std::size_t NameWidth(const Output& output) {
-    if (!output.IsTerminal()) return std::string::npos;
-    return std::max(output.Width() / 3, kMinNameColumns);
-}
 
 /// Those that the user asks for, and the usual ones where the run has some.
 std::vector<Percentile> PercentilesFor(const std::vector<Statistics>& rows,
