@@ -407,6 +407,37 @@ class Export(JournalTest):
         self.assert_fails(run("export", self.run_path, "--format", "json", "--spreadsheet-safe"),
                           "--spreadsheet-safe")
 
+    def exported(self, *options):
+        lines = run("export", self.run_path, "--format", "json", *options).out.splitlines()
+        return [json.loads(line) for line in lines]
+
+    def test_distributions(self):
+        self.make_run(has_distributions=True)
+        logins = [each["last_distribution"] for each in self.exported("--buckets")
+                  if each["name"] == "login.time"]
+        self.assertEqual([2] * 10, [each["count"] for each in logins])
+        self.assertEqual([[109, 109.5, 1], [137, 138, 1]], logins[9]["buckets"])
+        self.assertNotIn("last_distribution", self.exported()[0])
+
+    def test_distributions_of_a_run_without(self):
+        self.make_run()
+        self.assertEqual({None}, {each["last_distribution"] for each in self.exported("--buckets")})
+
+    def test_distributions_need_room(self):
+        self.make_run()
+        for format in ("csv", "influx"):
+            self.assert_fails(run("export", self.run_path, "--format", format, "--buckets"),
+                              "--buckets: only json has room for distributions")
+
+    def test_which_percentiles(self):
+        self.make_run(has_distributions=True)
+        login = [each for each in self.exported("--percentiles", "25,99.9")
+                 if each["name"] == "login.time"][9]
+        self.assertEqual((109, 137), (login["last_p25"], login["last_p99.9"]))
+        self.assertNotIn("last_p50", login)
+        self.assert_fails(run("export", self.run_path, "--format", "csv", "--percentiles", "0"),
+                          "--percentiles: 0 is not above 0")
+
     def test_an_unknown_format(self):
         self.assert_fails(run("export", self.run_path, "--format", "xml"), "--format")
 

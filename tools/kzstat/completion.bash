@@ -22,7 +22,7 @@ _kzstat() {
             report) words="--output $range --help" ;;
             serve) words='--port --bind --help' ;;
             compare) words="--fail-if --format --percentiles $range --help" ;;
-            export) words="--format --spreadsheet-safe $range --help" ;;
+            export) words="--format --spreadsheet-safe --percentiles --buckets $range --help" ;;
             merge) words='--output --help' ;;
             check) words='--help' ;;
         esac
