@@ -9,6 +9,9 @@
 namespace kzstatprogram {
 namespace {
 
+/// Rarer than that by chance counts as a change.
+constexpr double kSignificance = 0.01;
+
 Sample SampleOf(const CKZStatAggregate& aggregate) {
     if (!(aggregate.count > 0)) return {};
     const double deviation = aggregate.Deviation().value;
@@ -20,7 +23,7 @@ Sample SampleOf(const CKZStatAggregate& aggregate) {
 /// Of the sums that the slices have, per second unless they are levels.
 Sample SampleOfSlices(kzjournal::Reader& journal, const Statistics& row,
                       const kzjournal::TimeRange& range) {
-    const double length = IsLevel(row.type) ? 1 : journal.Facts().sliceLength;
+    const double length = TestedIn(row) == Tested::Levels ? 1 : journal.Facts().sliceLength;
     CKZStatAggregate sums;
     journal.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
         const double value = point.lasts.sum / length;
@@ -56,6 +59,11 @@ std::optional<double> WelchProbability(const Sample& a, const Sample& b) {
     return 2 * cdf(complement(boost::math::students_t(freedom), std::abs(t)));
 }
 
+Tested TestedIn(const Statistics& row) {
+    if (row.deviation) return Tested::Values;
+    return IsLevel(row.type) ? Tested::Levels : Tested::Rates;
+}
+
 const Statistics* ComparedRun::Find(const std::string& name) const {
     const std::size_t position = PositionOf(statistics, name);
     return position < statistics.size() ? &statistics[position] : nullptr;
@@ -63,13 +71,13 @@ const Statistics* ComparedRun::Find(const std::string& name) const {
 
 ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
     ComparedRun run;
-    run.statistics = StatisticsWithPercentilesOf(journal, range);
+    run.statistics = StatisticsWithDistributionsOf(journal, range);
     SortBy("name", run.statistics);
     std::vector<CKZStatMessageRecord> records = journal.Summary(range);
     std::sort(records.begin(), records.end(),
               [](const auto& a, const auto& b) { return a.name.compareTo(b.name) < 0; });
     for (std::size_t i = 0; i < records.size(); ++i)
-        run.samples.push_back(run.statistics[i].deviation
+        run.samples.push_back(TestedIn(run.statistics[i]) == Tested::Values
                                   ? SampleOf(records[i].totals)
                                   : SampleOfSlices(journal, run.statistics[i], range));
     return run;
@@ -85,6 +93,23 @@ std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& af
                                WelchProbability(before.samples[i], after.samples[j])});
     }
     return differences;
+}
+
+bool IsSignificant(const Difference& difference) {
+    return difference.probability && *difference.probability < kSignificance;
+}
+
+std::vector<Percentile> PercentilesIn(const Difference& difference,
+                                      const std::vector<Percentile>& percentiles) {
+    const bool hasOne = difference.before->distribution || difference.after->distribution;
+    return hasOne && TestedIn(*difference.before) == Tested::Values ? percentiles
+                                                                    : std::vector<Percentile>();
+}
+
+std::optional<double> RelativeDifference(const std::optional<double>& before,
+                                         const std::optional<double>& after) {
+    if (!before || !after || *before == 0) return std::nullopt;
+    return (*after - *before) / std::abs(*before);
 }
 
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other) {

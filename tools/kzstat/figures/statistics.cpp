@@ -1,7 +1,9 @@
 #include "figures/statistics.h"
 
 #include <limits>
+#include <utility>
 
+#include "figures/livesummary.h"
 #include "kzstatpoint.h"
 #include "kzstatpointkind.h"
 #include "text/texts.h"
@@ -74,15 +76,14 @@ double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) 
     return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
 }
 
-/// No values have no percentiles; those of NaN alone have none either.
-void AddPercentiles(const CKZStatDistribution& distribution, Statistics& statistics) {
-    if (distribution.GetCount() == distribution.GetNaNCount()) return;
-    statistics.p50 = distribution.Quantile(0.5);
-    statistics.p95 = distribution.Quantile(0.95);
-    statistics.p99 = distribution.Quantile(0.99);
-}
-
 }  // namespace
+
+std::optional<double> QuantileOf(const Statistics& statistics, double quantile) {
+    const auto& distribution = statistics.distribution;
+    if (!distribution || distribution->GetCount() == distribution->GetNaNCount())
+        return std::nullopt;
+    return distribution->Quantile(quantile);
+}
 
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
     return MeaningfulStatistics(record).Current();
@@ -118,6 +119,12 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
+Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds) {
+    Statistics statistics = StatisticsOf(summary.record, seconds);
+    statistics.distribution = std::move(summary.distribution);
+    return statistics;
+}
+
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
                                      const kzjournal::TimeRange& range) {
     const double seconds = SecondsOf(journal, range);
@@ -127,14 +134,19 @@ std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
     return rows;
 }
 
-std::vector<Statistics> StatisticsWithPercentilesOf(kzjournal::Reader& journal,
-                                                    const kzjournal::TimeRange& range) {
+std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength) {
+    const double seconds = static_cast<double>(summary.Slices()) * sliceLength;
+    std::vector<Statistics> rows;
+    for (const auto& [name, each] : summary.Names()) rows.push_back(StatisticsOf(each, seconds));
+    return rows;
+}
+
+std::vector<Statistics> StatisticsWithDistributionsOf(kzjournal::Reader& journal,
+                                                      const kzjournal::TimeRange& range) {
     const double seconds = SecondsOf(journal, range);
     std::vector<Statistics> rows;
-    for (const kzjournal::NameSummary& each : journal.SummaryWithDistributions(range)) {
-        rows.push_back(StatisticsOf(each.record, seconds));
-        if (each.distribution) AddPercentiles(*each.distribution, rows.back());
-    }
+    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
+        rows.push_back(StatisticsOf(std::move(each), seconds));
     return rows;
 }
 

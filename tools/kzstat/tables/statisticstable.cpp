@@ -26,33 +26,22 @@ std::string Cell(const std::optional<CKZStatDeviation>& deviation) {
     return ReadableNumber(deviation->value);
 }
 
-/// Those of all runs, and percentiles if any row has one.
-std::vector<NumberColumn> ColumnsFor(const std::vector<Statistics>& rows) {
-    const bool hasPercentiles = std::any_of(
-        rows.begin(), rows.end(), [](const Statistics& row) { return row.p50.has_value(); });
-    std::vector<NumberColumn> columns;
-    for (const NumberColumn& column : NumberColumns())
-        if (hasPercentiles || column.title[0] != 'p') columns.push_back(column);
-    return columns;
-}
-
 std::vector<std::string> CellsOf(const Statistics& row, const std::vector<NumberColumn>& columns,
                                  std::size_t nameWidth) {
     std::vector<std::string> cells{kzterminal::Cut(row.name, nameWidth), TypeText(row.type),
                                    row.unit};
     for (const NumberColumn& column : columns)
-        cells.push_back(std::string(column.title) == "stddev" ? Cell(row.deviation)
-                                                              : Cell(column.valueOf(row)));
+        cells.push_back(column.title == "stddev" ? Cell(row.deviation) : Cell(column.valueOf(row)));
     return cells;
 }
 
 }  // namespace
 
-Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
-              const std::vector<std::string>& sparklines) {
+Table TableOf(const std::vector<Statistics>& rows, const std::vector<Percentile>& percentiles,
+              std::size_t nameWidth, const std::vector<std::string>& sparklines) {
     std::vector<Table::Column> columns{
         {"name", Table::Left}, {"type", Table::Left}, {"unit", Table::Left}};
-    const std::vector<NumberColumn> numbers = ColumnsFor(rows);
+    const std::vector<NumberColumn> numbers = NumberColumns(percentiles);
     for (const NumberColumn& column : numbers) columns.push_back({column.title, Table::Right});
     if (!sparklines.empty()) columns.insert(columns.begin() + 1, {"latest", Table::Right});
 
