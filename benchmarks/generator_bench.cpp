@@ -1,7 +1,11 @@
 #include <benchmark/benchmark.h>
 
-#include <memory>
+#include <algorithm>
+#include <cstddef>
+#include <ctime>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kzstatisticsgenerator.h"
@@ -66,23 +70,83 @@ BENCHMARK(BM_CollectingMain_SendSlice)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
-/// The maps are filled anew between the rounds, as slices are, and so lie as far away.
-void BM_Handwritten_RollUp(benchmark::State& state) {
-    HandwrittenStatistics statistics(static_cast<int>(state.range(0)));
-    const std::vector<std::string> names = MakeNames(static_cast<int>(state.range(1)));
-    for (auto _ : state) {
-        state.PauseTiming();
-        statistics.Clear();
-        for (int client = 0; client < state.range(0); ++client)
-            for (const std::string& name : names) statistics.AddLast(client, name.c_str(), 1.5);
-        state.ResumeTiming();
-        benchmark::DoNotOptimize(statistics.RollUp());
+/// How reports come in, and so where the nodes of hand-written maps lie: a host fills the maps of
+/// all clients at a time, and allocates for itself meanwhile.
+enum Order : std::int64_t { kInTurn, kClientByClient, kInTurnAmongOthers };
+
+/// What a host allocates of its own between two reports, and keeps for about a slice.
+class OtherAllocations {
+public:
+    void Make() {
+        constexpr unsigned kMostBytes = 256;
+        if (m_random() % 2 == 0) m_made.emplace_back(m_random() % kMostBytes, ' ');
     }
-    SetPairs(state, state.range(0) * state.range(1));
+    void FreeFormer() { m_former = std::exchange(m_made, {}); }
+
+private:
+    std::mt19937 m_random;
+    std::vector<std::string> m_made;
+    std::vector<std::string> m_former;
+};
+
+/// Processor seconds that `work` takes.
+template <class Work>
+double Measure(Work work) {
+    const std::clock_t begin = std::clock();
+    work();
+    return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
 }
-BENCHMARK(BM_Handwritten_RollUp)
-    ->Args({kManyClients, kUsualNames})
-    ->UseRealTime()
+
+double MedianOf(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// Both sides get the same reports in the same order and fill their maps anew in every round. A
+/// round has one of each, and the ratio is that of the rounds: the roll-up waits for memory at each
+/// node, so its time doubles and falls again from one second to the next with what else the machine
+/// does. Argument: the order.
+void BM_Main_SendSliceBesideRollUp(benchmark::State& state) {
+    constexpr double kPairs = 1.0 * kManyClients * kUsualNames;
+    const auto order = static_cast<Order>(state.range(0));
+    const std::size_t burst = order == kClientByClient ? kUsualNames : kBurst;
+    FilledGenerator generator(kManyClients, kUsualNames);
+    HandwrittenStatistics statistics(kManyClients);
+    OtherAllocations others;
+    const auto report = [&](auto take) {
+        others.FreeFormer();
+        ReportSlice(kManyClients, UsualNames(), burst, [&](int client, const char* name) {
+            take(client, name);
+            if (order == kInTurnAmongOthers) others.Make();
+        });
+    };
+    std::vector<double> sending, rollUp, ratios;
+    for (auto _ : state) {
+        report([&](int client, const char* name) { generator.AddLast(client, name); });
+        generator.FlushCaches();
+        generator.EndSlices(1);
+        CKZStatGenSlice* slice = nullptr;
+        sending.push_back(Measure([&] { slice = generator.SendSlice(); }));
+        generator.FreeSlice(slice);
+
+        statistics.Clear();
+        report([&](int client, const char* name) { statistics.AddLast(client, name, 1.5); });
+        rollUp.push_back(Measure([&] { benchmark::DoNotOptimize(statistics.RollUp()); }));
+        ratios.push_back(sending.back() / rollUp.back());
+        state.SetIterationTime(sending.back());
+    }
+    SetPairs(state, kManyClients * kUsualNames);
+    state.counters["sending"] = 1e9 * MedianOf(sending) / kPairs;
+    state.counters["rollUp"] = 1e9 * MedianOf(rollUp) / kPairs;
+    state.counters["ratio"] = MedianOf(ratios);
+}
+BENCHMARK(BM_Main_SendSliceBesideRollUp)
+    ->Arg(kInTurn)
+    ->Arg(kClientByClient)
+    ->Arg(kInTurnAmongOthers)
+    ->Iterations(20)
+    ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
 /// Packing slices that were missed, after one that was filled. Argument: slices.
