@@ -116,6 +116,8 @@ private:
         Index next;
     };
 
+    struct FoldTools;
+
     struct FiledDictionary {
         int clientId;
         CKZStatGenMeasurementDictionary* dictionary;
@@ -164,7 +166,7 @@ private:
     void CreateTarget(const FoldStep& step);
     std::vector<Index> ChainByTarget(std::vector<FoldStep>& steps) const;
     bool Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged);
-    void AddStep(const FoldStep& step, CKZStatGenDistributionTable* distributions);
+    void AddStep(const FoldStep& step, FoldTools& tools);
     void JoinDistributions(CKZStatGenDistributions& distributions);
     void PrefetchForFold(const std::vector<FoldStep>& steps, const std::vector<Index>& heads,
                          std::size_t target) const;

@@ -8,6 +8,7 @@
 #include "kzstatgenmeasurement.h"
 #include "ryp/arena.h"
 #include "ryp/collectablestring.h"
+#include "ryp/texthash.h"
 
 // A name and its measurement, side by side in the arena of their dictionary: what is read together
 // lies together, and a dictionary is freed without a visit to each of them. Like everything else in
@@ -35,6 +36,10 @@ public:
 
     /// Cut at 511 bytes, which still makes it longer than every name that is reported.
     std::string_view Name() const { return {Text(), NameLength()}; }
+    /// False also if both are cut.
+    bool HasNameOf(const CKZStatGenArenaMeasurement& other) const {
+        return NameLength() < kMaxNameLength && RyPTextHash::AreEqual(Name(), other.Name());
+    }
 
 private:
     char* Text() { return reinterpret_cast<char*>(this + 1); }

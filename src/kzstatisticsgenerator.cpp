@@ -397,6 +397,12 @@ std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::AddAndMerge(
     return Fold(finished, merged.get()) ? std::move(merged) : nullptr;
 }
 
+/// What all steps of a fold use.
+struct CKZStatGenSlice::FoldTools {
+    CKZStatGenDistributionTable* distributions;
+    CKZStatGenMeasurementDictionary::Store::Additions additions;
+};
+
 /// Adds the dictionaries of `finished`, client by client in the order of this slice, and each
 /// client's at once into `merged`, if given, while it is at hand. Returns false where there was
 /// nothing to add; nothing is merged then. Each dictionary of this slice has a client id of its own
@@ -404,7 +410,7 @@ std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::AddAndMerge(
 bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged) {
     if (m_fold.number != finished.m_number) m_fold = {finished.m_number, 0};
     std::vector<FoldStep> steps = PlanFold(finished);
-    CKZStatGenDistributionTable* const distributions = finished.FindPackThreadsTable();
+    FoldTools tools{finished.FindPackThreadsTable(), {}};
     const std::vector<Index> heads = ChainByTarget(steps);
     const bool hasValues = std::any_of(
         steps.begin(), steps.end(), [](const FoldStep& step) { return step.source->HasValues(); });
@@ -412,9 +418,10 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
     for (Index target = 0; target < heads.size(); ++target) {
         PrefetchForFold(steps, heads, target);
         for (Index next = heads[target]; next != kNone; next = steps[next].next)
-            if (position++ >= m_fold.dictionaries) AddStep(steps[next], distributions);
+            if (position++ >= m_fold.dictionaries) AddStep(steps[next], tools);
         if (merged == nullptr || !hasValues) continue;
-        merged->AddCollected(*DictionaryOf(Entries()[target].value));
+        CKZStatGenMeasurementDictionary::Store::Merge(*merged,
+                                                      *DictionaryOf(Entries()[target].value));
     }
     m_fold = {0, 0};
     m_id = finished.m_id;
@@ -422,13 +429,13 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
     return hasValues;
 }
 
-void CKZStatGenSlice::AddStep(const FoldStep& step, CKZStatGenDistributionTable* distributions) {
+void CKZStatGenSlice::AddStep(const FoldStep& step, FoldTools& tools) {
     // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane and
     // is not running would hold up the packing.
-    step.source->FlushWhileNobodyReports(distributions);
+    step.source->FlushWhileNobodyReports(tools.distributions);
     CKZStatGenMeasurementDictionary& target = *DictionaryOf(Entries()[step.target].value);
     if (target.isEmpty()) target.MakeRoomForNames(step.source->GetSize());
-    target.AddCollected(*step.source);
+    CKZStatGenMeasurementDictionary::Store::AddCollected(target, *step.source, tools.additions);
     ++m_fold.dictionaries;
 }
 
@@ -456,7 +463,7 @@ void CKZStatGenSlice::ResetLasts() {
 std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::MergeDictionaries() const {
     auto merged = std::make_unique<CKZStatGenMeasurementDictionary>();
     ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
-        merged->AddCollected(dictionary);
+        CKZStatGenMeasurementDictionary::Store::Merge(*merged, dictionary);
     });
     return merged;
 }
