@@ -15,6 +15,10 @@ export function number(value) {
   return size >= MOST_READABLE ? value.toExponential(3) : value.toFixed(decimalsOf(size));
 }
 
+export function withUnit(value, unit) {
+  return unit && value !== null && value !== undefined ? `${number(value)} ${unit}` : number(value);
+}
+
 const two = (value) => String(value).padStart(2, '0');
 
 // 3725 is 1:02:05.
