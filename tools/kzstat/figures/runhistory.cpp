@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <future>
+#include <memory>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -13,7 +16,7 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr unsigned kMaxReaders = 8;
+constexpr unsigned kMaxThreads = 8;
 constexpr std::size_t kMaxBuckets = 1000;
 constexpr std::size_t kMinBuckets = 250;
 /// What a browser reads in a second.
@@ -26,6 +29,10 @@ constexpr std::size_t kSlicesDrawnTogether = 64;
 constexpr std::size_t kMaxColumns = 200;
 constexpr std::size_t kMinColumns = 60;
 constexpr std::size_t kMaxColumnsOfAllNames = 40000;
+
+unsigned ProcessorCount() {
+    return std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads);
+}
 
 GridSize GridSizeFor(std::size_t names) {
     names = std::max<std::size_t>(names, 1);
@@ -128,7 +135,7 @@ void RunHistory::ReadCourses(const std::string& path, const kzjournal::TimeRange
             ReadCourse(journal, names[i]->first, names[i]->second, range);
     };
     std::vector<std::future<void>> readers;
-    for (unsigned i = 0; i < std::clamp(std::thread::hardware_concurrency(), 1U, kMaxReaders); ++i)
+    for (unsigned i = 0; i < ProcessorCount(); ++i)
         readers.push_back(std::async(std::launch::async, readSome));
     for (std::future<void>& reader : readers) reader.get();
 }
@@ -142,23 +149,30 @@ void RunHistory::ReadCourse(kzjournal::Reader& journal, const std::string& name,
     });
 }
 
-/// Draws slices while the next ones are read.
+/// Draws slices on all processors while the next ones are read.
 void RunHistory::ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
     std::vector<kzjournal::Slice> slices;
-    std::future<void> drawing;
-    const auto drawAll = [&] {
-        if (drawing.valid()) drawing.get();
-        drawing = std::async(std::launch::async, [this, drawn = std::exchange(slices, {})] {
-            for (const kzjournal::Slice& slice : drawn)
-                if (m_grid.Holds(slice.elapsed)) Draw(slice);
-        });
+    std::vector<std::future<void>> drawing;
+    const auto awaitDrawn = [&] {
+        for (std::future<void>& each : std::exchange(drawing, {})) each.get();
+    };
+    const auto beginToDraw = [&] {
+        awaitDrawn();
+        const auto read = std::make_shared<std::vector<kzjournal::Slice>>(std::move(slices));
+        slices.clear();
+        for (unsigned i = 0; i < ProcessorCount(); ++i)
+            drawing.push_back(std::async(std::launch::async, [this, read, i] {
+                DrawNames(*read, {i, ProcessorCount()});
+            }));
     };
     journal.ForEachSlice(range, [&](const kzjournal::Slice& slice) {
+        if (!m_grid.Holds(slice.elapsed)) return;
+        m_load.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, LoadIn(slice)});
         slices.push_back(slice);
-        if (slices.size() == kSlicesDrawnTogether) drawAll();
+        if (slices.size() == kSlicesDrawnTogether) beginToDraw();
     });
-    drawAll();
-    drawing.get();
+    beginToDraw();
+    awaitDrawn();
     for (auto& [name, entry] : m_names) entry.distributions.Settle();
 }
 
@@ -166,11 +180,12 @@ void RunHistory::ReadDistributions(kzjournal::Reader& journal, const kzjournal::
     const auto bucketOf = [&](double elapsed) {
         return m_grid.Holds(elapsed) ? static_cast<long long>(m_grid.PlaceOf(elapsed).bucket) : -1;
     };
+    CKZStatDistribution distribution;  // kept for its memory
     journal.ForEachSum(range, bucketOf, [&](const kzjournal::Slice& sum) {
         if (!m_grid.Holds(sum.elapsed)) return;
         for (std::size_t i = 0; i < sum.records.size(); ++i)
             if (Entry* const entry = Find(sum.records[i]))
-                AddDistribution(m_grid.PlaceOf(sum.elapsed), sum, i, *entry);
+                AddDistribution(m_grid.PlaceOf(sum.elapsed), sum, i, distribution, *entry);
     });
     for (auto& [name, entry] : m_names) entry.distributions.Settle();
 }
@@ -191,7 +206,8 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     }
     if (!m_grid.Holds(m_elapsed)) return;
     JoinColumnsFor(m_elapsed);
-    Draw(slice);
+    m_load.Add(m_grid.PlaceOf(m_elapsed).bucket, {{}, LoadIn(slice)});
+    DrawNames({slice}, {0, 1});
     for (auto& [name, entry] : m_names) {
         const int height = entry.distributions.Map().RowHeight();
         entry.distributions.Settle();
@@ -199,23 +215,28 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     }
 }
 
-/// REQUIRES: the grid holds the slice.
-void RunHistory::Draw(const kzjournal::Slice& slice) {
-    const Place place = m_grid.PlaceOf(slice.elapsed);
-    for (std::size_t i = 0; i < slice.records.size(); ++i) {
-        const CKZStatMessageRecord& record = slice.records[i];
-        Entry* const entry = Find(record);
-        if (entry == nullptr) continue;
-        entry->course.Add(place.bucket, {record.lasts, FlowOf(record.type, record.lasts)});
-        AddDistribution(place, slice, i, *entry);
+/// REQUIRES: the grid holds the slices. Changes nothing but the names of the share.
+void RunHistory::DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share) {
+    CKZStatDistribution distribution;  // kept for its memory
+    for (const kzjournal::Slice& slice : slices) {
+        const Place place = m_grid.PlaceOf(slice.elapsed);
+        for (std::size_t i = 0; i < slice.records.size(); ++i) {
+            const CKZStatMessageRecord& record = slice.records[i];
+            if (std::hash<std::string_view>()(record.name.view()) % share.of != share.number)
+                continue;
+            Entry* const entry = Find(record);
+            if (entry == nullptr) continue;
+            entry->course.Add(place.bucket, {record.lasts, FlowOf(record.type, record.lasts)});
+            AddDistribution(place, slice, i, distribution, *entry);
+        }
     }
-    m_load.Add(place.bucket, {{}, LoadIn(slice)});
 }
 
 void RunHistory::AddDistribution(const Place& place, const kzjournal::Slice& sum,
-                                 std::size_t position, Entry& entry) {
-    if (!sum.ReadDistribution(position, m_distribution)) m_distribution.Clear();
-    entry.distributions.Add(place, sum.records[position].lasts.count, m_distribution);
+                                 std::size_t position, CKZStatDistribution& distribution,
+                                 Entry& entry) {
+    if (!sum.ReadDistribution(position, distribution)) distribution.Clear();
+    entry.distributions.Add(place, sum.records[position].lasts.count, distribution);
 }
 
 /// Null if the name is not known: totals never forget one, unless they are damaged.

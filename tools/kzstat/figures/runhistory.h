@@ -71,6 +71,12 @@ public:
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
 
 private:
+    /// One of so many parts of all names, each of which a thread may draw at the same time.
+    struct Share {
+        unsigned number;
+        unsigned of;
+    };
+
     RunHistory(kzjournal::Reader&& journal, const std::string& path,
                const kzjournal::TimeRange& range, const StopRequest& isStopRequested);
     void ReadCourses(const std::string& path, const kzjournal::TimeRange& range,
@@ -81,9 +87,10 @@ private:
     void ReadDistributions(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
     void ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
     void Add(const kzjournal::Slice& slice);
-    void Draw(const kzjournal::Slice& slice);
-    void AddDistribution(const Place& place, const kzjournal::Slice& sum, std::size_t position,
-                         Entry& entry);
+    void DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share);
+    static void AddDistribution(const Place& place, const kzjournal::Slice& sum,
+                                std::size_t position, CKZStatDistribution& distribution,
+                                Entry& entry);
     Entry* Find(const CKZStatMessageRecord& record);
     void JoinColumnsFor(double elapsed);
 
@@ -98,7 +105,6 @@ private:
     bool m_hasEnded = false;
     long long m_lostSlices = 0;
     std::vector<kzjournal::Note> m_notes;
-    CKZStatDistribution m_distribution;  // of one record, kept for its memory
 };
 
 }  // namespace kzstatprogram
