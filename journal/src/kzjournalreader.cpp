@@ -13,6 +13,7 @@
 #include <unordered_map>
 
 #include "journalfile.h"
+#include "namechecksum.h"
 #include "readabledatabase.h"
 #include "runrow.h"
 #include "sliceloader.h"
@@ -35,6 +36,16 @@ constexpr char kPointsInChunk[] =
     "SELECT slice_id, elapsed, last_minimum, last_maximum, last_count, last_sum,"
     " last_sum_of_squares FROM records WHERE run_number = ? AND chunk = ? AND name_id = ?"
     " ORDER BY slice_id";
+
+constexpr char kNameInChunk[] =
+    "SELECT records, checksum FROM name_chunks"
+    " WHERE run_number = ? AND chunk = ? AND name_id = ?";
+
+/// How many records a name has in a chunk, and their checksum.
+struct NameInChunk {
+    int records;
+    std::optional<std::int64_t> checksum;  // none where the slices were verified instead
+};
 
 /// Replaces the totals of records by those of a range, to which its slices are added in their
 /// order. Compatible.
@@ -119,7 +130,7 @@ struct Reader::State {
           run(source),
           file(journalPath),
           database(file.Get()),
-          loader(database, path, run),
+          loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); })),
           timeline(database, path, run) {}
 
     template <class Action>
@@ -149,6 +160,7 @@ struct Reader::State {
     void VisitSlices(std::span<const int> ids, const std::function<void(const Slice&)>& visit);
     const RecordCounts& CountsOf(int chunk);
     std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
+    NameInChunk FindInChunk(int chunk, std::int64_t nameId);
     void AddPointsOfChunk(const std::string& name, std::span<const Timeline::Entry> entries,
                           std::vector<SeriesPoint>& points);
     void AddRecentPoints(const std::string& name, std::span<const Timeline::Entry> entries,
@@ -246,29 +258,53 @@ std::vector<SeriesPoint> Reader::State::PointsOf(const std::string& name, const 
     return points;
 }
 
-/// Reads nothing of other names once the chunk is verified. A name that is not found where it was
-/// counted is lost by damage to the way there.
+/// A name without a checksum has no record in the chunk, or damage leads elsewhere: only its slices
+/// as a whole tell.
+NameInChunk Reader::State::FindInChunk(int chunk, std::int64_t nameId) {
+    if (loader.HasBlocks()) {
+        const std::optional<NameInChunk> found = Guarded([&]() -> std::optional<NameInChunk> {
+            SQLite::Statement query(database, kNameInChunk);
+            SQLite::bind(query, run, chunk, static_cast<int64_t>(nameId));
+            if (!query.executeStep()) return std::nullopt;
+            return NameInChunk{query.getColumn(0).getInt(), query.getColumn(1).getInt64()};
+        });
+        if (found) return *found;
+    }
+    const RecordCounts& counts = CountsOf(chunk);
+    const auto counted = std::lower_bound(
+        counts.begin(), counts.end(), nameId,
+        [](const auto& count, std::int64_t wanted) { return count.first < wanted; });
+    const bool isThere = counted != counts.end() && counted->first == nameId;
+    return {isThere ? counted->second : 0, std::nullopt};
+}
+
+/// Reads nothing of other names where this one has a checksum or the chunk is verified. A name that
+/// is not found where it was counted is lost by damage to the way there.
 void Reader::State::AddPointsOfChunk(const std::string& name,
                                      std::span<const Timeline::Entry> entries,
                                      std::vector<SeriesPoint>& points) {
     const int chunk = entries.front().chunk;
-    const RecordCounts& counts = CountsOf(chunk);
     const std::optional<std::int64_t> nameId = Guarded([&] { return loader.FindId(name); });
-    if (!nameId) return;
-    const auto counted = std::lower_bound(
-        counts.begin(), counts.end(), *nameId,
-        [](const auto& count, std::int64_t wanted) { return count.first < wanted; });
-    int missing = counted != counts.end() && counted->first == *nameId ? counted->second : 0;
+    if (!nameId) {
+        CountsOf(chunk);
+        return;
+    }
+    const NameInChunk expected = FindInChunk(chunk, *nameId);
+    int missing = expected.records;
+    NameChecksum checksum(name);
     Guarded([&] {
         SQLite::Statement query(database, kPointsInChunk);
         SQLite::bind(query, run, chunk, static_cast<int64_t>(*nameId));
         for (; query.executeStep(); --missing) {
-            const double elapsed = query.getColumn(1).getDouble();
-            if (elapsed >= entries.front().elapsed && elapsed <= entries.back().elapsed)
-                points.push_back({query.getColumn(0).getInt(), elapsed, AggregateAt(query, 2)});
+            const SeriesPoint point{query.getColumn(0).getInt(), query.getColumn(1).getDouble(),
+                                    AggregateAt(query, 2)};
+            checksum.Add(point.sliceId, point.elapsed, point.lasts);
+            if (point.elapsed >= entries.front().elapsed && point.elapsed <= entries.back().elapsed)
+                points.push_back(point);
         }
     });
-    if (missing != 0) loader.ThrowDamaged(entries.front().id);
+    const bool isSame = !expected.checksum || *expected.checksum == checksum.Value();
+    if (missing != 0 || !isSame) loader.ThrowDamaged(entries.front().id);
 }
 
 void Reader::State::AddRecentPoints(const std::string& name,
