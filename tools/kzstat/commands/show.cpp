@@ -130,8 +130,7 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
         }
         FollowOnScreen(journal, options, output);
     }
-    std::vector<Statistics> rows =
-        StatisticsWithDistributionsOf(journal, options.range.RangeOf(journal));
+    std::vector<Statistics> rows = StatisticsOf(journal, options.range.RangeOf(journal));
     Print(LinesOf(journal, std::move(rows), options, output, nullptr), output);
     return kDone;
 }
