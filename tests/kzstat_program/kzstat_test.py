@@ -281,6 +281,15 @@ class Follow(JournalTest):
         self.terminal.resize(40, 10)
         self.terminal.wait_for(lambda screen: "logins" in screen and "more" not in screen)
 
+    def test_types_make_room_on_a_narrow_terminal(self):
+        for width, titles in ((60, ["name", "latest", "unit"]),
+                              (140, ["name", "latest", "type", "unit"])):
+            self.start(width=width)
+            screen = self.terminal.wait_for(lambda screen: "login.time" in screen)
+            self.assertEqual(titles, screen.splitlines()[1].split()[:len(titles)])
+            self.terminal.close()
+            self.run_path = self.path("next.kzj")
+
     def test_a_terminal_that_does_not_tell_its_height_has_an_ordinary_one(self):
         self.start(before="stty rows 0")
         self.terminal.wait_for(lambda screen: "login.time" in screen and "logins" in screen)
@@ -317,12 +326,12 @@ class Follow(JournalTest):
                 self.addCleanup(terminal.close)
                 screen = terminal.wait_for(lambda screen: "logins" in screen)
                 terminal.close()
-                plain, wide = (row for row in screen.splitlines() if "Timer" in row)
+                plain, wide = (row for row in screen.splitlines() if " ms " in row)
                 # The least that a name is cut to is 20 columns, of which a wide character and the
                 # mark take 19.
                 self.assertTrue(wide.startswith("\u65e5\u672c" * 4 + "\u65e5>"), wide)
-                self.assertEqual(columns.width_of(plain.partition("Timer")[0]),
-                                 columns.width_of(wide.partition("Timer")[0]), screen)
+                self.assertEqual(columns.width_of(plain.partition(" ms ")[0]),
+                                 columns.width_of(wide.partition(" ms ")[0]), screen)
 
     def test_the_percentiles_are_those_of_the_run_so_far(self):
         self.journal = journals.Journal(self.run_path)

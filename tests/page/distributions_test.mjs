@@ -230,6 +230,25 @@ test('a heat map whose rows grow is sent as a whole', async (t) => {
   assert.equal(count, '1 (50 %)');
 });
 
+test('a heat map whose rows grew while the server was away is right', async (t) => {
+  const journal = await spreading(t, 20);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await hasSlices(page, 20);
+  assert.equal(await server.stop(), 0);
+  await journal.slice({'page.time': ['Timer', 0.001, 1e6]});
+  await Server.start(t, journal.path, '--port', String(server.port));
+  await hasSlices(page, 21);
+  assert.equal((await tooltip(page, 'page.time', HEAT, [1, 0])).count, '1 (50 %)');
+  // Rows of the height that they had before would lie far below.
+  const reloaded = await open(t, server.url);
+  for (const down of [0.2, 0.3, 0.4, 0.5]) {
+    const [kept, fresh] = [await tooltip(page, 'page.time', HEAT, [0.5, down]), await tooltip(reloaded, 'page.time', HEAT, [0.5, down])];
+    assert.deepEqual(kept, fresh);
+  }
+  assert.equal((await marksOf(page, 'page.time')).max, '1000000');
+});
+
 test('percentiles stay exact when a live run outgrows its points', async (t) => {
   const journal = new Journal(t);
   journal.showDistributions();

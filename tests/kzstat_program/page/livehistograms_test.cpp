@@ -54,11 +54,10 @@ TEST_F(LiveHistogramsTest, CountEachValueOnceForManyWhoAsk) {
     constexpr int kSlices = 20;
     LiveHistograms histograms(path);
     std::atomic<bool> isOver{false};
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i)
-        readers.emplace_back([&] {
-            while (!isOver) histograms.Text();
-        });
+    const auto ask = [&] {
+        while (!isOver) histograms.Text();
+    };
+    std::thread readers[] = {std::thread(ask), std::thread(ask), std::thread(ask)};
     for (int i = 0; i < kSlices; ++i) Append();
     isOver = true;
     for (std::thread& reader : readers) reader.join();

@@ -42,6 +42,12 @@ std::vector<Percentile> PercentilesFor(const std::vector<Statistics>& rows,
     return options.percentiles.Chosen(hasSome ? UsualPercentiles() : std::vector<Percentile>());
 }
 
+bool Fits(const std::vector<std::string>& table, const Output& output) {
+    return !output.IsTerminal() || std::all_of(table.begin(), table.end(), [&](const auto& line) {
+        return kzterminal::WidthOf(line) <= output.Width();
+    });
+}
+
 std::vector<std::string> LinesOf(kzjournal::Reader& journal, std::vector<Statistics> rows,
                                  const ShowOptions& options, const Output& output,
                                  const LatestValues* latest) {
@@ -49,8 +55,12 @@ std::vector<std::string> LinesOf(kzjournal::Reader& journal, std::vector<Statist
     std::vector<std::string> sparklines;
     if (latest != nullptr)
         for (const Statistics& row : rows) sparklines.push_back(latest->LineOf(row.name));
+    const std::vector<Percentile> percentiles = PercentilesFor(rows, options);
     std::vector<std::string> lines =
-        TableOf(rows, PercentilesFor(rows, options), NameWidth(output), sparklines).Lines();
+        TableOf(rows, percentiles, {NameWidth(output)}, sparklines).Lines();
+    // A type is as wide as three numbers, and says less.
+    if (!Fits(lines, output))
+        lines = TableOf(rows, percentiles, {NameWidth(output), false}, sparklines).Lines();
     const std::vector<std::string> notes = DescribeNotes(journal);
     lines.insert(lines.begin(), notes.begin(), notes.end());
     lines.insert(lines.begin(), DescribeRun(journal, options.range.RangeOf(journal)));
@@ -130,8 +140,7 @@ ExitStatus Show(const ShowOptions& options, Output& output) {
         }
         FollowOnScreen(journal, options, output);
     }
-    std::vector<Statistics> rows =
-        StatisticsWithDistributionsOf(journal, options.range.RangeOf(journal));
+    std::vector<Statistics> rows = StatisticsOf(journal, options.range.RangeOf(journal));
     Print(LinesOf(journal, std::move(rows), options, output, nullptr), output);
     return kDone;
 }

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
-
-#include "figures/statisticscolumns.h"
+#include <utility>
 
 namespace kzstatprogram {
 namespace {
@@ -70,16 +69,21 @@ const Statistics* ComparedRun::Find(const std::string& name) const {
 }
 
 ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    const double seconds = SecondsOf(journal, range);
+    // Asked for once: a run that goes on may have further names the next time.
+    std::vector<kzjournal::NameSummary> names = journal.SummaryWithDistributions(range);
+    std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) {
+        return a.record.name.compareTo(b.record.name) < 0;
+    });
     ComparedRun run;
-    run.statistics = StatisticsWithDistributionsOf(journal, range);
-    SortBy("name", run.statistics);
-    std::vector<CKZStatMessageRecord> records = journal.Summary(range);
-    std::sort(records.begin(), records.end(),
-              [](const auto& a, const auto& b) { return a.name.compareTo(b.name) < 0; });
-    for (std::size_t i = 0; i < records.size(); ++i)
-        run.samples.push_back(TestedIn(run.statistics[i]) == Tested::Values
-                                  ? SampleOf(records[i].totals)
-                                  : SampleOfSlices(journal, run.statistics[i], range));
+    for (kzjournal::NameSummary& each : names) {
+        const CKZStatAggregate totals = each.record.totals;
+        run.statistics.push_back(StatisticsOf(std::move(each), seconds));
+        const Statistics& row = run.statistics.back();
+        run.samples.push_back(TestedIn(row) == Tested::Values
+                                  ? SampleOf(totals)
+                                  : SampleOfSlices(journal, row, range));
+    }
     return run;
 }
 

@@ -78,7 +78,7 @@ RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
     const kzjournal::TimeRange known{range.from, m_elapsed};
     m_slices = journal.CountSlices(known);
     for (const CKZStatMessageRecord& record : journal.Summary(known))
-        m_names[TextOf(record.name)].latest = record;
+        m_names[TextOf(record.name)] = {record, {}, {}, m_lastSliceId, m_lastSliceId};
     if (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum) {
         ReadSlices(journal, known);
         return;

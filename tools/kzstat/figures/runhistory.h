@@ -23,8 +23,8 @@ public:
         CKZStatMessageRecord latest;
         Course course;
         DistributionCourse distributions;
-        int lastValuesId = 0;  ///< of the last slice with values that was added; 0 if none was
-        int lastRowsId = 0;    ///< of the last slice that changed the rows of the heat map
+        int lastValuesId = 0;  ///< of the last slice that may have values
+        int lastRowsId = 0;    ///< of the last slice that may have changed the rows of the heat map
     };
 
     using StopRequest = std::function<bool()>;

@@ -72,10 +72,6 @@ private:
     const CKZStatPointKind* const m_kind;  // null where the type has none
 };
 
-double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
-}
-
 }  // namespace
 
 std::optional<double> QuantileOf(const Statistics& statistics, double quantile) {
@@ -119,6 +115,10 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
+double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+}
+
 Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds) {
     Statistics statistics = StatisticsOf(summary.record, seconds);
     statistics.distribution = std::move(summary.distribution);
@@ -129,8 +129,8 @@ std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
                                      const kzjournal::TimeRange& range) {
     const double seconds = SecondsOf(journal, range);
     std::vector<Statistics> rows;
-    for (const CKZStatMessageRecord& record : journal.Summary(range))
-        rows.push_back(StatisticsOf(record, seconds));
+    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
+        rows.push_back(StatisticsOf(std::move(each), seconds));
     return rows;
 }
 
@@ -138,15 +138,6 @@ std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLen
     const double seconds = static_cast<double>(summary.Slices()) * sliceLength;
     std::vector<Statistics> rows;
     for (const auto& [name, each] : summary.Names()) rows.push_back(StatisticsOf(each, seconds));
-    return rows;
-}
-
-std::vector<Statistics> StatisticsWithDistributionsOf(kzjournal::Reader& journal,
-                                                      const kzjournal::TimeRange& range) {
-    const double seconds = SecondsOf(journal, range);
-    std::vector<Statistics> rows;
-    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
-        rows.push_back(StatisticsOf(std::move(each), seconds));
     return rows;
 }
 

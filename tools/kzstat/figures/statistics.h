@@ -49,16 +49,17 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
 
+/// The time that the slices in the range cover.
+double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+
 /// With the distribution.
 Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds);
 
-/// Every name of the run over the range, without distributions.
+/// Every name of the run over the range, with distributions. Reads all slices in the range where
+/// they have some.
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
-/// Every name of a run that goes on, with distributions. `sliceLength` in seconds.
+/// The same of a run that goes on. `sliceLength` in seconds.
 std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength);
-/// The same with distributions. Reads all slices in the range where they have some.
-std::vector<Statistics> StatisticsWithDistributionsOf(kzjournal::Reader& journal,
-                                                      const kzjournal::TimeRange& range);
 
 }  // namespace kzstatprogram
 

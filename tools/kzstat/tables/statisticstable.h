@@ -11,10 +11,15 @@
 
 namespace kzstatprogram {
 
-/// One row per name, with these percentiles among its numbers. Names are cut to `nameWidth`
-/// characters. A column of `sparklines` is there where there are any, in the order of the rows.
+struct TableLayout {
+    std::size_t nameWidth;  ///< names are cut to this many characters
+    bool hasTypes = true;
+};
+
+/// One row per name, with these percentiles among its numbers. A column of `sparklines` is there
+/// where there are any, in the order of the rows.
 kzterminal::Table TableOf(const std::vector<Statistics>& rows,
-                          const std::vector<Percentile>& percentiles, std::size_t nameWidth,
+                          const std::vector<Percentile>& percentiles, const TableLayout& layout,
                           const std::vector<std::string>& sparklines = {});
 
 /// What a run is and how much of it the file has, as a line.
