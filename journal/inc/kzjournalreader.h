@@ -12,61 +12,10 @@
 #include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
-#include "kzstatdistribution.h"
+#include "kzjournalsummary.h"
 #include "kzstatmessage.h"
 
 namespace kzjournal {
-
-/// A range in seconds since the start of the run. It selects the slices that lie entirely within
-/// it; if `from` is 0 or less, all slices that end by `to`.
-struct TimeRange {
-    double from = 0;
-    double to = std::numeric_limits<double>::infinity();
-};
-
-struct Name {
-    std::string name;
-    CKZStatPointTypeEnum::PointType type;
-};
-
-/// One name over a range. Compatible.
-struct NameSummary {
-    CKZStatMessageRecord record;  ///< as `Reader::Summary` returns it
-    /// Of the values of the range. No value unless it is complete: it has as many values as the
-    /// totals of the record, and a distribution is stored for every slice with values of the name.
-    std::optional<CKZStatDistribution> distribution;
-};
-
-/// The record of one name in one slice.
-struct SeriesPoint {
-    int sliceId;
-    double elapsed;
-    CKZStatAggregate lasts;
-};
-
-/// A run that is part of a merged run, directly or through another merged run.
-struct Source {
-    int number;  ///< from 1; `Reader` takes it to open the run
-    int parent;  ///< the number of the merged run that it is a part of; 0 for the run of the file
-    Run run;
-    bool isMerged;  ///< a merged run itself: its sources have the slices, it has none
-};
-
-/// How much of a run its file has.
-struct Completeness {
-    enum State {
-        Whole,    ///< the run ended, and the file has all of its slices
-        Lacking,  ///< the run ended, and slices of it are not in the file
-        NotEnded  ///< the run is active, its process was killed, or its end is in a lost FILE-wal
-    };
-    State state;
-    long long slices;  ///< in the file
-    /// Those that the run had, as far as the file says; never less than `slices`.
-    long long expectedSlices;
-    /// The run has not ended and FILE-wal is not beside the file. It held slices unless another
-    /// program has opened and closed the file since.
-    bool lacksLog;
-};
 
 /// Reads the journal of a run, also while the run is active: each call sees the slices that are
 /// complete at that moment. Never changes what is in the journal; rolls back what another program

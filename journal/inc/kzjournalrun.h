@@ -30,6 +30,30 @@ struct Note {
     std::string text;
 };
 
+/// A run that is part of a merged run, directly or through another merged run.
+struct Source {
+    int number;  ///< from 1; who opens the merged run by it reads this one
+    int parent;  ///< the number of the merged run that it is a part of; 0 for the run of the file
+    Run run;
+    bool isMerged;  ///< a merged run itself: its sources have the slices, it has none
+};
+
+/// How much of a run its file has.
+struct Completeness {
+    enum State {
+        Whole,    ///< the run ended, and the file has all of its slices
+        Lacking,  ///< the run ended, and slices of it are not in the file
+        NotEnded  ///< the run is active, its process was killed, or its end is in a lost FILE-wal
+    };
+    State state;
+    long long slices;  ///< in the file
+    /// Those that the run had, as far as the file says; never less than `slices`.
+    long long expectedSlices;
+    /// The run has not ended and FILE-wal is not beside the file. It held slices unless another
+    /// program has opened and closed the file since.
+    bool lacksLog;
+};
+
 /// Returns the facts of a run of this process, with a new id and the name of the program as
 /// `commandLine`. Safe for concurrent use.
 KZJOURNAL_EXPORT Run RunOfThisProcess(const std::string& generator, double startTime,
