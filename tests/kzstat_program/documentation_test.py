@@ -80,23 +80,36 @@ class Completion(unittest.TestCase):
 
 
 class Folders(unittest.TestCase):
-    BELOW = {"commands": {"tables", "page", "merge", "figures", "text"},
-             "tables": {"figures", "text"},
-             "page": {"figures", "text"},
-             "merge": {"figures", "text"},
-             "figures": {"text"},
-             "text": set()}
+    BELOW = {"commands": {"tables", "page", "merge", "figures", "text", "reading"},
+             "tables": {"figures", "text", "reading"},
+             "page": {"figures", "text", "reading"},
+             "merge": {"figures", "text", "reading"},
+             "figures": {"text", "reading"},
+             "text": {"reading"},
+             "reading": set()}
+
+    @staticmethod
+    def sources(folder):
+        program = os.path.join(PROJECT, "tools/kzstat")
+        return [path for ending in ("*.h", "*.cpp")
+                for path in glob.glob(os.path.join(program, folder, ending))]
 
     def test_a_folder_includes_only_those_below_it(self):
-        program = os.path.join(PROJECT, "tools/kzstat")
         for folder, below in self.BELOW.items():
-            paths = glob.glob(os.path.join(program, folder, "*.h")) + glob.glob(
-                os.path.join(program, folder, "*.cpp"))
+            paths = self.sources(folder)
             self.assertTrue(paths)
             for path in paths:
                 with open(path) as file:
                     included = set(re.findall(r'#include "(\w+)/', file.read()))
                 self.assertLessEqual(included & self.BELOW.keys(), below | {folder}, path)
+
+    def test_one_file_alone_reads_journals(self):
+        readers = []
+        for path in self.sources(".") + self.sources("*"):
+            with open(path) as file:
+                if re.search(r'#include "kzjournalreader.h"|kzjournal::Reader', file.read()):
+                    readers.append(os.path.basename(path))
+        self.assertEqual(["namedruns.cpp"], readers)
 
     def test_every_folder_has_its_place(self):
         program = os.path.join(PROJECT, "tools/kzstat")

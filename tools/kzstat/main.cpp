@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "commands/commands.h"
+#include "reading/namedruns.h"
 #include "terminal/stopsignal.h"
 #include "terminal/terminaltext.h"
 
@@ -15,9 +16,10 @@ ExitStatus Complain(const char* text) {
 }
 
 ExitStatus Run(int argc, char** argv) {
+    const NamedRuns runs;
     CommandLine line("Shows, checks, compares and exports the statistics in a journal.", "kzstat",
                      "kzstat " KZSTAT_VERSION);
-    DeclareCommands(line);
+    DeclareCommands(line, runs);
     Output output;
     try {
         const ExitStatus status = line.Parse(argc, argv)(output);

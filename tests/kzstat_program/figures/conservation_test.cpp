@@ -7,7 +7,7 @@
 #include <random>
 
 #include "kzstat_program/figures/violationof.h"
-#include "support/slicemaker.h"
+#include "kzstat_program/memoryruns.h"
 
 namespace {
 
@@ -18,11 +18,6 @@ using Values = std::vector<double>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-kzjournal::Slice SliceOf(const MadeSlice& made) {
-    return {made.facts.sliceId, made.facts.elapsed, made.facts.endTime,
-            made.Text(),        made.records,       {}};
-}
 
 /// One name, "n", in a run of slices of a tenth of a second.
 class Conservation : public testing::Test {

@@ -2,10 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "journal/temporaryfolder.h"
-#include "kzjournalwriter.h"
-#include "ryp/testclock.h"
-#include "support/slicemaker.h"
+#include "kzstat_program/memoryruns.h"
 
 namespace {
 
@@ -15,17 +12,8 @@ using Types = CKZStatPointTypeEnum;
 /// A run that goes on, in slices of one second.
 class LiveSummaryTest : public testing::Test {
 protected:
-    LiveSummaryTest() {
-        EXPECT_FALSE(writer.Open(path, kzjournal::RunOfThisProcess("load", 1000, 1)));
-        reader.emplace(path);
-    }
-
     void Append(const std::vector<Reported>& reported, bool hasDistributions = true) {
-        const MadeSlice slice = slices.NextSlice(reported);
-        std::vector<const CKZStatDistribution*> shown;
-        for (const CKZStatDistribution& each : slice.distributions)
-            shown.push_back(hasDistributions ? &each : nullptr);
-        EXPECT_FALSE(writer.Append({slice.facts, slice.message, slice.records, shown}).problem);
+        run.Add(SliceOf(slices.NextSlice(reported), hasDistributions));
     }
     void AppendLogins(const std::vector<double>& times, bool hasDistributions = true) {
         Append({{"login", Types::Timer, times}}, hasDistributions);
@@ -47,12 +35,10 @@ protected:
     }
     bool HasLogins() { return summary.Names().at("login").distribution.has_value(); }
 
-    const RyPTestClock clock{1000};
-    const TemporaryFolder folder;
-    const std::string path = folder.Path("run.kzj");
-    kzjournal::Writer writer;
-    SliceMaker slices{"load", 1, 1000};
-    std::optional<kzjournal::Reader> reader;
+    MemoryRuns runs;
+    MemoryRun& run = runs.Make("run");
+    const std::unique_ptr<kzstatprogram::RunReader> reader = runs.Open("run", 0);
+    SliceMaker slices;
     LiveSummary summary;
 };
 

@@ -6,9 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "journal/temporaryfolder.h"
-#include "kzjournalbulkwriter.h"
-#include "support/slicemaker.h"
+#include "kzstat_program/memoryruns.h"
 
 namespace {
 
@@ -48,22 +46,22 @@ std::uint64_t CountIn(const HeatMap& map) {
 
 class RunHistoryTest : public testing::Test {
 protected:
-    /// The path of a run of slices of a second. `Lacking` is the index of a slice that does not
+    /// The name of a run of slices of a second. `Lacking` is the index of a slice that does not
     /// show its distributions.
     std::string Keep(const Slices& slices, int lacking = -1) {
-        const std::string path = m_folder.Path(std::to_string(++m_runs) + ".kzj");
-        SliceMaker maker("load", 1, 1000);
-        kzjournal::BulkWriter writer(path, kzjournal::RunOfThisProcess("load", 1000, 1));
+        const std::string name = std::to_string(++m_number);
+        MemoryRun& run = m_runs.Make(name);
+        SliceMaker maker;
         for (const std::vector<double>& values : slices) {
             const MadeSlice slice =
                 maker.NextSlice({{"wait", CKZStatPointTypeEnum::Timer, values}});
-            const bool isShown = maker.SliceId() != lacking + 1;
-            const std::vector<const CKZStatDistribution*> shown{
-                isShown ? &slice.distributions.front() : nullptr};
-            writer.Append({slice.facts, slice.message, slice.records, shown});
+            run.Add(SliceOf(slice, slice.facts.sliceId != lacking + 1));
         }
-        writer.Close(1000 + static_cast<double>(slices.size()), 0);
-        return path;
+        run.End();
+        return name;
+    }
+    RunHistory HistoryOf(const Slices& slices, const kzjournal::TimeRange& range = {}) {
+        return {m_runs, Keep(slices), range};
     }
 
     static const RunHistory::Entry& WaitIn(const RunHistory& history) {
@@ -98,27 +96,27 @@ protected:
         ExpectPercentilesOf(slices, first, history);
     }
 
-    TemporaryFolder m_folder;
-    int m_runs = 0;
+    MemoryRuns m_runs;
+    int m_number = 0;
 };
 
 TEST_F(RunHistoryTest, HasThePercentilesOfEachSliceOfAShortRun) {
     const Slices slices = SpreadOver(100);
-    const RunHistory history(Keep(slices), {});
+    const RunHistory history = HistoryOf(slices);
     EXPECT_EQ(1, history.TimeGrid().Width());
     ExpectAll(slices, 0, history);
 }
 
 TEST_F(RunHistoryTest, HasThePercentilesOfAllSlicesOfABucket) {
     const Slices slices = SpreadOver(3 * kMaxBuckets);
-    const RunHistory history(Keep(slices), {});
+    const RunHistory history = HistoryOf(slices);
     EXPECT_EQ(4, history.TimeGrid().Width());
     ExpectAll(slices, 0, history);
 }
 
 TEST_F(RunHistoryTest, HasThePercentilesOfBucketsOfMinutes) {
     const Slices slices = SpreadOver(30 * kMaxBuckets + 100);
-    const RunHistory history(Keep(slices), {});
+    const RunHistory history = HistoryOf(slices);
     EXPECT_EQ(60, history.TimeGrid().Width());
     ExpectAll(slices, 0, history);
     EXPECT_EQ(60, WaitIn(history).course.Buckets().front().slices);
@@ -126,22 +124,21 @@ TEST_F(RunHistoryTest, HasThePercentilesOfBucketsOfMinutes) {
 
 TEST_F(RunHistoryTest, HasThePercentilesOfARange) {
     const Slices slices = SpreadOver(200);
-    const RunHistory history(Keep(slices), {50, 200});
+    const RunHistory history = HistoryOf(slices, {50, 200});
     ExpectAll(slices, 50, history);
 }
 
 TEST_F(RunHistoryTest, IsTheSameReadAtOnceAndSliceBySlice) {
     Slices slices = SpreadOver(450);
     slices[300] = {1e-5, 1e5};
-    const std::string path = Keep(slices);
-    RunHistory history(Keep({slices.begin(), slices.begin() + 10}), {});
-    kzjournal::Reader journal(path);
-    const RunHistory::News news = RunHistory::NewsSince(journal, 10);
+    const std::string name = Keep(slices);
+    RunHistory history = HistoryOf({slices.begin(), slices.begin() + 10});
+    const RunHistory::News news = RunHistory::NewsSince(*m_runs.Open(name, 0), 10);
     ASSERT_TRUE(history.HasRoomFor(news));
     history.Add(news);
     ExpectAll(slices, 0, history);
 
-    const RunHistory whole(path, {});
+    const RunHistory whole(m_runs, name, {});
     EXPECT_EQ(whole.TimeGrid().ColumnWidth(), history.TimeGrid().ColumnWidth());
     const HeatMap& expected = WaitIn(whole).distributions.Map();
     const HeatMap& map = WaitIn(history).distributions.Map();
@@ -152,22 +149,22 @@ TEST_F(RunHistoryTest, IsTheSameReadAtOnceAndSliceBySlice) {
 }
 
 TEST_F(RunHistoryTest, ReadAtOnceDoesNotKnowWhichSliceChangedWhat) {
-    const RunHistory history(Keep(SpreadOver(10)), {});
+    const RunHistory history = HistoryOf(SpreadOver(10));
     EXPECT_EQ(10, WaitIn(history).lastValuesId);
     EXPECT_EQ(10, WaitIn(history).lastRowsId);
 }
 
 TEST_F(RunHistoryTest, HasNoRoomForMoreSlicesThanBuckets) {
     const Slices slices = SpreadOver(kMaxBuckets + 1);
-    const RunHistory history(Keep({slices.begin(), slices.end() - 1}), {});
-    kzjournal::Reader journal(Keep(slices));
-    EXPECT_FALSE(history.HasRoomFor(RunHistory::NewsSince(journal, kMaxBuckets)));
+    const RunHistory history = HistoryOf({slices.begin(), slices.end() - 1});
+    const auto run = m_runs.Open(Keep(slices), 0);
+    EXPECT_FALSE(history.HasRoomFor(RunHistory::NewsSince(*run, kMaxBuckets)));
     EXPECT_TRUE(history.HasRoomFor({{}, true, 0, {}}));
 }
 
 TEST_F(RunHistoryTest, HasNoPercentilesWhereASliceLacksItsDistribution) {
     const Slices slices = SpreadOver(20);
-    const RunHistory history(Keep(slices, 7), {});
+    const RunHistory history(m_runs, Keep(slices, 7), {});
     EXPECT_EQ(nullptr, RunHistory::DistributionOf(WaitIn(history)));
     const auto& percentiles = WaitIn(history).distributions.Percentiles();
     EXPECT_FALSE(std::isnan(percentiles[6].p50));
@@ -177,8 +174,8 @@ TEST_F(RunHistoryTest, HasNoPercentilesWhereASliceLacksItsDistribution) {
 }
 
 TEST_F(RunHistoryTest, EndsToReadOnceAStopIsRequested) {
-    const std::string path = Keep(SpreadOver(2000));
-    EXPECT_THROW(RunHistory(path, {}, [] { return true; }), kzjournal::Error);
+    const std::string name = Keep(SpreadOver(2000));
+    EXPECT_THROW(RunHistory(m_runs, name, {}, [] { return true; }), kzjournal::Error);
 }
 
 }  // namespace

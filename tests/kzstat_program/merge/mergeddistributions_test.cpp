@@ -111,7 +111,7 @@ TEST_F(MergedDistributions, AreThoseOfOneGeneratorThatSawAllValues) {
         EXPECT_EQ(expected[name], FormOf(DistributionOf(merged, name)));
         EXPECT_NE(expected[name], FormOf(DistributionOf(halves[0], name)));
     }
-    EXPECT_NO_THROW(CheckMerge(merged));
+    EXPECT_NO_THROW(CheckMerge(opener, merged));
 }
 
 TEST_F(MergedDistributions, AreTheSameMergedAsTheSlicesEnd) {
@@ -163,8 +163,8 @@ TEST_F(MergedDistributions, AreNoneWhereASourceWithValuesHasNone) {
 TEST_F(MergedDistributions, ThatTheSourcesDoNotGiveAreFound) {
     const std::string one = MakeDistributedRun(1000, {{{"n", Types::Timer, {1, 2}}}});
     {
-        const auto inputs = kzstatprogram::MergeInputsOf({one});
-        kzstatprogram::MergedRun run(inputs);
+        const auto inputs = kzstatprogram::MergeInputsOf(opener, {one});
+        kzstatprogram::MergedRun run(opener, inputs);
         kzstatprogram::MergedSlice slice;
         ASSERT_TRUE(run.Next(slice));
         kzjournal::BulkWriter writer(path, run.Facts());
@@ -179,7 +179,7 @@ TEST_F(MergedDistributions, ThatTheSourcesDoNotGiveAreFound) {
         writer.Close(1001, 0);
     }
     try {
-        CheckMerge(path);
+        CheckMerge(opener, path);
         ADD_FAILURE() << "the wrong distribution was not seen";
     } catch (const kzstatprogram::Violation& violation) {
         EXPECT_EQ("slice 1: the distribution of n is not what its sources give",

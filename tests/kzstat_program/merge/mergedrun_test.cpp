@@ -28,7 +28,7 @@ protected:
         CKZStatAggregate lasts;
     };
     std::vector<Seen> Merge() const {
-        kzstatprogram::MergedRun run(kzstatprogram::MergeInputsOf(paths));
+        kzstatprogram::MergedRun run(opener, kzstatprogram::MergeInputsOf(opener, paths));
         std::vector<Seen> seen;
         for (kzstatprogram::MergedSlice slice; run.Next(slice);) {
             const CKZStatMessageRecord& record = slice.records.front();
@@ -228,14 +228,14 @@ TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
     add(1000, 5, 60);
     add(1010, 0, 45);
     add(1005, {}, {});
-    const kzjournal::Run whole = kzstatprogram::MergedRun(inputs).Facts();
+    const kzjournal::Run whole = kzstatprogram::MergedRun(opener, inputs).Facts();
     EXPECT_THAT(whole.loadBegin, testing::Optional(5.0));
     EXPECT_THAT(whole.loadEnd, testing::Optional(60.0));
     EXPECT_EQ("shop", whole.testName);
 
     add(1000, 3, {});
     inputs.back().run.testName = "other";
-    const kzjournal::Run open = kzstatprogram::MergedRun(inputs).Facts();
+    const kzjournal::Run open = kzstatprogram::MergedRun(opener, inputs).Facts();
     EXPECT_THAT(open.loadBegin, testing::Optional(3.0));
     EXPECT_FALSE(open.loadEnd);
     EXPECT_EQ("", open.testName);

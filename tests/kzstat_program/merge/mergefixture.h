@@ -14,6 +14,7 @@
 #include "kzjournalbulkwriter.h"
 #include "kzjournalreader.h"
 #include "merge/mergefile.h"
+#include "reading/namedruns.h"
 #include "support/slicemaker.h"
 
 /// Journals of runs in a folder of the test's own, and what became of them when they were merged.
@@ -49,7 +50,7 @@ protected:
     std::string Merge(const std::vector<std::string>& paths, const std::string& name = "") {
         const std::string path =
             folder.Path(name.empty() ? "merged" + std::to_string(++runs) + ".kzj" : name);
-        kzstatprogram::MergeInto(path, kzstatprogram::MergeInputsOf(paths),
+        kzstatprogram::MergeInto(path, opener, kzstatprogram::MergeInputsOf(opener, paths),
                                  [](const kzstatprogram::MergedSlice&) {});
         return path;
     }
@@ -97,6 +98,7 @@ protected:
         return slices;
     }
 
+    const kzstatprogram::NamedRuns opener;
     double sliceLength = 1;
     TemporaryFolder folder;
     int runs = 0;

@@ -6,10 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "journal/temporaryfolder.h"
-#include "kzjournalwriter.h"
-#include "ryp/testclock.h"
-#include "support/slicemaker.h"
+#include "kzstat_program/memoryruns.h"
 
 namespace {
 
@@ -20,21 +17,13 @@ using testing::IsEmpty;
 /// A run of one slice per second, in each of which a login takes 10 ms.
 class LiveHistogramsTest : public testing::Test {
 protected:
-    LiveHistogramsTest() {
-        EXPECT_FALSE(writer.Open(path, kzjournal::RunOfThisProcess("load", 1000, 1)));
-    }
-
     void Append() {
-        const MadeSlice slice = slices.NextSlice({{"login", CKZStatPointTypeEnum::Timer, {10}}});
-        const std::vector<const CKZStatDistribution*> shown{&slice.distributions.front()};
-        EXPECT_FALSE(writer.Append({slice.facts, slice.message, slice.records, shown}).problem);
+        run.Add(SliceOf(slices.NextSlice({{"login", CKZStatPointTypeEnum::Timer, {10}}}), true));
     }
 
-    const RyPTestClock clock{1000};
-    const TemporaryFolder folder;
-    const std::string path = folder.Path("run.kzj");
-    kzjournal::Writer writer;
-    SliceMaker slices{"load", 1, 1000};
+    MemoryRuns runs;
+    MemoryRun& run = runs.Make("run");
+    SliceMaker slices;
 };
 
 std::string CountIs(int count) {
@@ -42,7 +31,7 @@ std::string CountIs(int count) {
 }
 
 TEST_F(LiveHistogramsTest, GrowWithTheRun) {
-    LiveHistograms histograms(path);
+    LiveHistograms histograms(runs, "run");
     EXPECT_THAT(histograms.Text(), IsEmpty());
     for (int i = 1; i < 4; ++i) {
         Append();
@@ -52,7 +41,7 @@ TEST_F(LiveHistogramsTest, GrowWithTheRun) {
 
 TEST_F(LiveHistogramsTest, CountEachValueOnceForManyWhoAsk) {
     constexpr int kSlices = 20;
-    LiveHistograms histograms(path);
+    LiveHistograms histograms(runs, "run");
     std::atomic<bool> isOver{false};
     const auto ask = [&] {
         while (!isOver) histograms.Text();

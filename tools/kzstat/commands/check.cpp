@@ -5,7 +5,6 @@
 #include "commands/commands.h"
 #include "figures/conservation.h"
 #include "figures/violation.h"
-#include "kzjournalreader.h"
 #include "merge/mergecheck.h"
 #include "terminal/terminaltext.h"
 #include "text/texts.h"
@@ -14,14 +13,13 @@ namespace kzstatprogram {
 namespace {
 
 /// Throws Violation.
-void CheckSlices(kzjournal::Reader& journal, bool isMerged) {
+void CheckSlices(RunReader& run, bool isMerged) {
     // Asked for first: slices may come while others are read.
-    const long long expected = journal.ExpectedSlices();
-    const long long lost = journal.LostSlices();
-    Conservation conservation(journal.Facts().sliceLength, isMerged);
+    const long long expected = run.ExpectedSlices();
+    const long long lost = run.LostSlices();
+    Conservation conservation(run.Facts().sliceLength, isMerged);
     try {
-        journal.ForEachSliceAfter(
-            0, [&](const kzjournal::Slice& slice) { conservation.Check(slice); });
+        run.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) { conservation.Check(slice); });
     } catch (const kzjournal::Error& damage) {
         throw Violation(damage.what());
     }
@@ -30,15 +28,15 @@ void CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     if (const long long missing = std::max(lost, expected - slices); missing > 0)
         throw Violation(end + std::to_string(missing) + " slices could not be kept");
     // Asked for again: it has grown by the slices that came meanwhile.
-    if (const long long most = journal.ExpectedSlices(); most < slices)
+    if (const long long most = run.ExpectedSlices(); most < slices)
         throw Violation(end + "there should be only " + std::to_string(most) + " slices");
 }
 
-/// The slices of a run that the run at `path` was made of.
-void CheckSource(const std::string& path, const kzjournal::Source& source) {
-    kzjournal::Reader journal(path, source.number);
+/// The slices of a run that the run with this name was made of.
+void CheckSource(const RunOpener& runs, const std::string& name, const kzjournal::Source& source) {
+    const std::unique_ptr<RunReader> run = runs.Open(name, source.number);
     try {
-        CheckSlices(journal, false);
+        CheckSlices(*run, false);
     } catch (const Violation& violation) {
         throw Violation("source " + std::to_string(source.number) + ", " +
                         kzterminal::Printable(source.run.generator) + " on " +
@@ -46,37 +44,37 @@ void CheckSource(const std::string& path, const kzjournal::Source& source) {
     }
 }
 
-/// Sees whether the run at `path` is what the runs give that it was made of.
-void CheckMergeOf(const std::string& path) {
+/// Sees whether the run with this name is what the runs give that it was made of.
+void CheckMergeOf(const RunOpener& runs, const std::string& name) {
     try {
-        CheckMerge(path);
+        CheckMerge(runs, name);
     } catch (const kzjournal::Error& error) {
         throw Violation(error.what());
     }
 }
 
 /// Returns what is right with the run. Throws Violation.
-std::string CheckRun(kzjournal::Reader& journal, const std::string& path) {
-    const bool isMerged = IsMerged(journal);
-    CheckSlices(journal, isMerged);
+std::string CheckRun(RunReader& run, const RunOpener& runs, const std::string& name) {
+    const bool isMerged = IsMerged(run);
+    CheckSlices(run, isMerged);
     int sources = 0;
-    for (const kzjournal::Source& source : journal.Sources()) {
+    for (const kzjournal::Source& source : run.Sources()) {
         if (source.isMerged) continue;
-        CheckSource(path, source);
+        CheckSource(runs, name, source);
         ++sources;
     }
-    if (isMerged) CheckMergeOf(path);
+    if (isMerged) CheckMergeOf(runs, name);
     return std::string("every value accounted for") +
            (sources == 0 ? "" : ", as in its " + std::to_string(sources) + " sources");
 }
 
-ExitStatus Check(const std::string& path, Output& output) {
-    CheckJournals({path});
-    kzjournal::Reader journal(path);
+ExitStatus Check(const std::string& name, const RunOpener& runs, Output& output) {
+    CheckJournals({name});
+    const std::unique_ptr<RunReader> run = runs.Open(name);
     // Asked for first: slices may come meanwhile.
-    const std::string completeness = CompletenessText(journal);
+    const std::string completeness = CompletenessText(*run);
     try {
-        output.WriteLine(completeness + ", " + CheckRun(journal, path));
+        output.WriteLine(completeness + ", " + CheckRun(*run, runs, name));
         return kDone;
     } catch (const Violation& violation) {
         output.WriteLine(completeness);
@@ -87,13 +85,13 @@ ExitStatus Check(const std::string& path, Output& output) {
 
 }  // namespace
 
-void DeclareCheck(CommandLine& line) {
+void DeclareCheck(CommandLine& line, const RunOpener& runs) {
     Command command = line.AddCommand(
         "check", "Check that a run is complete and every value is counted exactly once");
     const auto journal = std::make_shared<std::string>();
     DeclareJournal(command, "RUN", *journal);
     command.Footer("Example: kzstat check run.kzj || echo 'do not trust this run'");
-    command.Does([journal](Output& output) { return Check(*journal, output); });
+    command.Does([journal, &runs](Output& output) { return Check(*journal, runs, output); });
 }
 
 }  // namespace kzstatprogram

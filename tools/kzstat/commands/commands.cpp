@@ -8,14 +8,14 @@
 
 namespace kzstatprogram {
 
-void DeclareCommands(CommandLine& line) {
-    DeclareShow(line);
-    DeclareReport(line);
-    DeclareServe(line);
-    DeclareCompare(line);
-    DeclareExport(line);
-    DeclareMerge(line);
-    DeclareCheck(line);
+void DeclareCommands(CommandLine& line, const RunOpener& runs) {
+    DeclareShow(line, runs);
+    DeclareReport(line, runs);
+    DeclareServe(line, runs);
+    DeclareCompare(line, runs);
+    DeclareExport(line, runs);
+    DeclareMerge(line, runs);
+    DeclareCheck(line, runs);
 }
 
 void DeclareJournal(Command& command, const char* name, std::string& path,
@@ -23,8 +23,8 @@ void DeclareJournal(Command& command, const char* name, std::string& path,
     command.Add(name, path, description).Required().ValueName("FILE");
 }
 
-std::string DescribeJournal(kzjournal::Reader& journal, const std::string& path) {
-    return kzterminal::Printable(path) + ": " + CompletenessText(journal);
+std::string DescribeJournal(RunReader& run, const std::string& path) {
+    return kzterminal::Printable(path) + ": " + CompletenessText(run);
 }
 
 void TellOnStandardError(const std::string& line) {

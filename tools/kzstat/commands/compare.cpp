@@ -8,7 +8,6 @@
 #include "commands/rangeoptions.h"
 #include "figures/comparison.h"
 #include "figures/failcondition.h"
-#include "kzjournalreader.h"
 #include "tables/comparisonjson.h"
 #include "tables/comparisontable.h"
 #include "tables/namewidth.h"
@@ -30,7 +29,7 @@ struct CompareOptions {
 };
 
 /// What a comparison is of. Its differences point into it.
-struct Runs {
+struct ComparedRuns {
     ComparedRun before;
     ComparedRun after;
 };
@@ -49,7 +48,7 @@ void PrintNames(const char* where, const std::vector<std::string>& names, Output
 }
 
 /// Tells a failure as soon as it is known: a later condition may be one that cannot be checked.
-ExitStatus PrintFailures(const Runs& runs, const std::vector<FailCondition>& conditions,
+ExitStatus PrintFailures(const ComparedRuns& runs, const std::vector<FailCondition>& conditions,
                          Output& output) {
     ExitStatus status = kDone;
     for (const FailCondition& condition : conditions) {
@@ -63,45 +62,48 @@ ExitStatus PrintFailures(const Runs& runs, const std::vector<FailCondition>& con
 }
 
 ExitStatus CompareForPeople(const CompareOptions& options,
-                            const std::vector<FailCondition>& conditions, Output& output) {
+                            const std::vector<FailCondition>& conditions, const RunOpener& runs,
+                            Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     const auto read = [&](const std::string& path) {
-        kzjournal::Reader journal(path);
-        output.WriteLine(DescribeJournal(journal, path));
-        return ReadForComparison(journal, options.range.RangeOf(journal));
+        const std::unique_ptr<RunReader> run = runs.Open(path);
+        output.WriteLine(DescribeJournal(*run, path));
+        return ReadForComparison(*run, options.range.RangeOf(*run));
     };
-    const Runs runs{read(options.before), read(options.after)};
-    Print(RowsOf(Compare(runs.before, runs.after), percentiles), output);
-    PrintNames("first", OnlyIn(runs.before, runs.after), output);
-    PrintNames("second", OnlyIn(runs.after, runs.before), output);
-    return PrintFailures(runs, conditions, output);
+    const ComparedRuns compared{read(options.before), read(options.after)};
+    Print(RowsOf(Compare(compared.before, compared.after), percentiles), output);
+    PrintNames("first", OnlyIn(compared.before, compared.after), output);
+    PrintNames("second", OnlyIn(compared.after, compared.before), output);
+    return PrintFailures(compared, conditions, output);
 }
 
 ExitStatus CompareForPrograms(const CompareOptions& options,
-                              const std::vector<FailCondition>& conditions, Output& output) {
+                              const std::vector<FailCondition>& conditions, const RunOpener& runs,
+                              Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     ComparisonReport report;
-    const auto read = [&](const std::string& path, ComparisonReport::Run& run) {
-        kzjournal::Reader journal(path);
-        run = {path, journal.Facts().id, CompletenessText(journal), {}};
-        return ReadForComparison(journal, options.range.RangeOf(journal));
+    const auto read = [&](const std::string& path, ComparisonReport::Run& reported) {
+        const std::unique_ptr<RunReader> run = runs.Open(path);
+        reported = {path, run->Facts().id, CompletenessText(*run), {}};
+        return ReadForComparison(*run, options.range.RangeOf(*run));
     };
-    const Runs runs{read(options.before, report.before), read(options.after, report.after)};
-    report.differences = Compare(runs.before, runs.after);
-    report.before.namesOfItAlone = OnlyIn(runs.before, runs.after);
-    report.after.namesOfItAlone = OnlyIn(runs.after, runs.before);
+    const ComparedRuns compared{read(options.before, report.before),
+                                read(options.after, report.after)};
+    report.differences = Compare(compared.before, compared.after);
+    report.before.namesOfItAlone = OnlyIn(compared.before, compared.after);
+    report.after.namesOfItAlone = OnlyIn(compared.after, compared.before);
     for (const FailCondition& condition : conditions)
-        if (const auto failure = condition.Check(runs.before, runs.after))
+        if (const auto failure = condition.Check(compared.before, compared.after))
             report.failures.push_back(*failure);
     output.Write(JsonOf(report, percentiles));
     return report.failures.empty() ? kDone : kDoesNotHold;
 }
 
 ExitStatus Compare(const CompareOptions& options, const std::vector<FailCondition>& conditions,
-                   Output& output) {
+                   const RunOpener& runs, Output& output) {
     CheckJournals({options.before, options.after});
-    return options.format == kJson ? CompareForPrograms(options, conditions, output)
-                                   : CompareForPeople(options, conditions, output);
+    return options.format == kJson ? CompareForPrograms(options, conditions, runs, output)
+                                   : CompareForPeople(options, conditions, runs, output);
 }
 
 /// Refuses a mistake as the rest of the command line does.
@@ -115,7 +117,7 @@ std::vector<FailCondition> ConditionsOf(const CompareOptions& options) {
 
 }  // namespace
 
-void DeclareCompare(CommandLine& line) {
+void DeclareCompare(CommandLine& line, const RunOpener& runs) {
     Command command =
         line.AddCommand("compare", "Compare two runs by name and mark significant differences");
     const auto options = std::make_shared<CompareOptions>();
@@ -137,8 +139,9 @@ void DeclareCompare(CommandLine& line) {
     command.Footer(
         "A '*' marks names with p < 0.01. Expect about 1 % false positives.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");
-    command.Does(
-        [options](Output& output) { return Compare(*options, ConditionsOf(*options), output); });
+    command.Does([options, &runs](Output& output) {
+        return Compare(*options, ConditionsOf(*options), runs, output);
+    });
 }
 
 }  // namespace kzstatprogram

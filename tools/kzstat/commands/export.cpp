@@ -5,7 +5,6 @@
 #include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
 #include "figures/gaps.h"
-#include "kzjournalreader.h"
 #include "text/exportformats.h"
 
 namespace kzstatprogram {
@@ -28,21 +27,21 @@ ExportContent ContentOf(const ExportOptions& options) {
     return content;
 }
 
-ExitStatus Export(const ExportOptions& options, Output& output) {
+ExitStatus Export(const ExportOptions& options, const RunOpener& runs, Output& output) {
     if (options.isSpreadsheetSafe && options.format != "csv")
         throw UsageError("--spreadsheet-safe", "only csv is read by spreadsheets");
     if (options.hasBuckets && options.format != "json")
         throw UsageError("--buckets", "only json has room for distributions");
     const ExportContent content = ContentOf(options);
     CheckJournals({options.journal});
-    kzjournal::Reader journal(options.journal);
-    const std::string description = DescribeJournal(journal, options.journal);
+    const std::unique_ptr<RunReader> run = runs.Open(options.journal);
+    const std::string description = DescribeJournal(*run, options.journal);
     const auto format = options.isSpreadsheetSafe
                             ? MakeSpreadsheetSafeCsv(content)
-                            : MakeExportFormat(options.format, journal.Facts(), content);
+                            : MakeExportFormat(options.format, run->Facts(), content);
     output.Write(format->Begin());
-    Gaps gaps(journal.Facts().sliceLength);
-    journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
+    Gaps gaps(run->Facts().sliceLength);
+    run->ForEachSlice(options.range.RangeOf(*run), [&](const kzjournal::Slice& slice) {
         const double gap = gaps.Before(slice);
         for (std::size_t i = 0; i < slice.records.size(); ++i)
             output.Write(format->RecordText(slice, i, gap));
@@ -54,7 +53,7 @@ ExitStatus Export(const ExportOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareExport(CommandLine& line) {
+void DeclareExport(CommandLine& line, const RunOpener& runs) {
     Command command = line.AddCommand("export", "Write every record of a run to standard output");
     const auto options = std::make_shared<ExportOptions>();
     DeclareJournal(command, "RUN", options->journal);
@@ -70,7 +69,7 @@ void DeclareExport(CommandLine& line) {
                     "Write the distribution of each slice too; json only");
     options->range.Declare(command);
     command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
-    command.Does([options](Output& output) { return Export(*options, output); });
+    command.Does([options, &runs](Output& output) { return Export(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

@@ -81,30 +81,27 @@ private:
     long long m_last = 0;
 };
 
-ExitStatus Merge(const MergeOptions& options, Output& output) {
+ExitStatus Merge(const MergeOptions& options, const RunOpener& runs, Output& output) {
     CheckJournals(options.journals);
-    for (const std::string& path : options.journals) {
-        kzjournal::Reader journal(path);
-        output.WriteLine(DescribeJournal(journal, path));
-    }
-    const std::vector<MergeInput> inputs = MergeInputsOf(options.journals);
+    for (const std::string& path : options.journals)
+        output.WriteLine(DescribeJournal(*runs.Open(path), path));
+    const std::vector<MergeInput> inputs = MergeInputsOf(runs, options.journals);
     PartTeller teller(inputs, options.journals, output);
     // A process that a signal ends would leave the file that it has begun.
     kzterminal::CatchStopSignals();
-    MergeInto(options.merged, inputs, [&](const MergedSlice& slice) {
+    MergeInto(options.merged, runs, inputs, [&](const MergedSlice& slice) {
         if (kzterminal::StopIsRequested())
             throw kzjournal::Error("stopped; " + options.merged + " was not written");
         teller.Take(slice);
     });
     teller.Tell();
-    kzjournal::Reader merged(options.merged);
-    output.WriteLine(DescribeJournal(merged, options.merged));
+    output.WriteLine(DescribeJournal(*runs.Open(options.merged), options.merged));
     return kDone;
 }
 
 }  // namespace
 
-void DeclareMerge(CommandLine& line) {
+void DeclareMerge(CommandLine& line, const RunOpener& runs) {
     Command command =
         line.AddCommand("merge", "Merge the runs of several generators of one test into one run");
     const auto options = std::make_shared<MergeOptions>();
@@ -118,7 +115,7 @@ void DeclareMerge(CommandLine& line) {
         .Required()
         .ValueName("FILE");
     command.Footer("Example: kzstat merge one.kzj two.kzj -o both.kzj");
-    command.Does([options](Output& output) { return Merge(*options, output); });
+    command.Does([options, &runs](Output& output) { return Merge(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

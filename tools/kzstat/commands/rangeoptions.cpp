@@ -9,13 +9,13 @@ namespace kzstatprogram {
 namespace {
 
 /// The start of the first slice at peak load.
-double EndOfWarmUp(kzjournal::Reader& journal) {
-    const std::map<double, double> load = LoadThroughTime(journal, {});
+double EndOfWarmUp(RunReader& run) {
+    const std::map<double, double> load = LoadThroughTime(run, {});
     const auto top = std::max_element(
         load.begin(), load.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
     if (top == load.end())
         throw kzjournal::Error("cannot tell the warm-up: no load size was reported; use --from");
-    return top->first - journal.Facts().sliceLength;
+    return top->first - run.Facts().sliceLength;
 }
 
 }  // namespace
@@ -28,9 +28,9 @@ void RangeOptions::Declare(Command& command) {
     command.AddFlag("--skip-warmup", skipsWarmUp, "Skip slices before peak load");
 }
 
-kzjournal::TimeRange RangeOptions::RangeOf(kzjournal::Reader& journal) const {
+kzjournal::TimeRange RangeOptions::RangeOf(RunReader& run) const {
     kzjournal::TimeRange range;
-    range.from = skipsWarmUp ? std::max(from, EndOfWarmUp(journal)) : from;
+    range.from = skipsWarmUp ? std::max(from, EndOfWarmUp(run)) : from;
     if (to) range.to = *to;
     return range;
 }

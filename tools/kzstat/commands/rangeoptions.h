@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "commands/commandline.h"
-#include "kzjournalreader.h"
+#include "reading/runreader.h"
 
 namespace kzstatprogram {
 
@@ -15,7 +15,7 @@ struct RangeOptions {
     bool skipsWarmUp = false;
 
     void Declare(Command& command);
-    kzjournal::TimeRange RangeOf(kzjournal::Reader& journal) const;
+    kzjournal::TimeRange RangeOf(RunReader& run) const;
 };
 
 }  // namespace kzstatprogram

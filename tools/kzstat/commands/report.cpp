@@ -6,7 +6,6 @@
 #include "figures/runhistory.h"
 #include "files/filechecks.h"
 #include "files/newfile.h"
-#include "kzjournalreader.h"
 #include "page/pagejson.h"
 
 namespace kzstatprogram {
@@ -18,13 +17,13 @@ struct ReportOptions {
     RangeOptions range;
 };
 
-ExitStatus Report(const ReportOptions& options, Output& output) {
+ExitStatus Report(const ReportOptions& options, const RunOpener& runs, Output& output) {
     CheckJournals({options.journal});
     kzfiles::RefuseToOverwrite({options.journal}, options.page);
     kzfiles::RefuseToReplaceAJournal(options.page);
-    kzjournal::Reader journal(options.journal);
-    const std::string description = DescribeJournal(journal, options.journal);
-    const RunHistory history(options.journal, options.range.RangeOf(journal));
+    const std::unique_ptr<RunReader> run = runs.Open(options.journal);
+    const std::string description = DescribeJournal(*run, options.journal);
+    const RunHistory history(runs, options.journal, options.range.RangeOf(*run));
     const std::string page = PageWith(PageJson(history));
     if (options.page == "-")
         output.Write(page);
@@ -37,7 +36,7 @@ ExitStatus Report(const ReportOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareReport(CommandLine& line) {
+void DeclareReport(CommandLine& line, const RunOpener& runs) {
     Command command = line.AddCommand("report", "Write a page of charts and tables for a browser");
     const auto options = std::make_shared<ReportOptions>();
     DeclareJournal(command, "RUN", options->journal);
@@ -46,7 +45,7 @@ void DeclareReport(CommandLine& line) {
         .ValueName("PAGE");
     options->range.Declare(command);
     command.Footer("Example: kzstat report run.kzj -o run.html");
-    command.Does([options](Output& output) { return Report(*options, output); });
+    command.Does([options, &runs](Output& output) { return Report(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

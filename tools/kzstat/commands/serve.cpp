@@ -17,13 +17,12 @@ struct ServeOptions {
     int port = kDefaultPort;
 };
 
-ExitStatus Serve(const ServeOptions& options, Output& output) {
+ExitStatus Serve(const ServeOptions& options, const RunOpener& runs, Output& output) {
     CheckJournals({options.journal});
     kzterminal::CatchStopSignals();
-    const PageServer server(options.journal, options.address, options.port);
-    kzjournal::Reader journal(options.journal);
-    output.WriteLine("serving " + DescribeJournal(journal, options.journal) + ", at " +
-                     server.Url() + " until interrupted");
+    const PageServer server(runs, options.journal, options.address, options.port);
+    output.WriteLine("serving " + DescribeJournal(*runs.Open(options.journal), options.journal) +
+                     ", at " + server.Url() + " until interrupted");
     output.Flush();
     kzterminal::WaitForStop();
     return kDone;
@@ -31,7 +30,7 @@ ExitStatus Serve(const ServeOptions& options, Output& output) {
 
 }  // namespace
 
-void DeclareServe(CommandLine& line) {
+void DeclareServe(CommandLine& line, const RunOpener& runs) {
     Command command =
         line.AddCommand("serve", "Serve a live page of charts and tables to browsers");
     const auto options = std::make_shared<ServeOptions>();
@@ -46,7 +45,7 @@ void DeclareServe(CommandLine& line) {
         .ValueName("ADDRESS")
         .ShowsDefault();
     command.Footer("Example: kzstat serve run.kzj --port 8090");
-    command.Does([options](Output& output) { return Serve(*options, output); });
+    command.Does([options, &runs](Output& output) { return Serve(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

@@ -10,7 +10,6 @@
 #include "commands/rangeoptions.h"
 #include "figures/livesummary.h"
 #include "figures/statisticscolumns.h"
-#include "kzjournalreader.h"
 #include "tables/latestvalues.h"
 #include "tables/namewidth.h"
 #include "tables/statisticstable.h"
@@ -48,7 +47,7 @@ bool Fits(const std::vector<std::string>& table, const Output& output) {
     });
 }
 
-std::vector<std::string> LinesOf(kzjournal::Reader& journal, std::vector<Statistics> rows,
+std::vector<std::string> LinesOf(RunReader& run, std::vector<Statistics> rows,
                                  const ShowOptions& options, const Output& output,
                                  const LatestValues* latest) {
     SortBy(options.sortColumn, rows);
@@ -61,9 +60,9 @@ std::vector<std::string> LinesOf(kzjournal::Reader& journal, std::vector<Statist
     // A type is as wide as three numbers, and says less.
     if (!Fits(lines, output))
         lines = TableOf(rows, percentiles, {NameWidth(output), false}, sparklines).Lines();
-    const std::vector<std::string> notes = DescribeNotes(journal);
+    const std::vector<std::string> notes = DescribeNotes(run);
     lines.insert(lines.begin(), notes.begin(), notes.end());
-    lines.insert(lines.begin(), DescribeRun(journal, options.range.RangeOf(journal)));
+    lines.insert(lines.begin(), DescribeRun(run, options.range.RangeOf(run)));
     return lines;
 }
 
@@ -72,17 +71,17 @@ void Print(const std::vector<std::string>& lines, Output& output) {
 }
 
 /// Draws the table again with each slice until the run has ended or the user has seen enough.
-void FollowOnScreen(kzjournal::Reader& journal, const ShowOptions& options, Output& output) {
+void FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) {
     LatestValues latest;
     LiveSummary summary;
     kzterminal::Screen screen(output);
     bool hasEnded = false;
     do {
-        hasEnded = journal.HasEnded();
-        latest.Update(journal);
-        summary.Update(journal, options.range.RangeOf(journal));
-        screen.Draw(LinesOf(journal, StatisticsOf(summary, journal.Facts().sliceLength), options,
-                            output, &latest));
+        hasEnded = run.HasEnded();
+        latest.Update(run);
+        summary.Update(run, options.range.RangeOf(run));
+        screen.Draw(
+            LinesOf(run, StatisticsOf(summary, run.Facts().sliceLength), options, output, &latest));
     } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
@@ -104,13 +103,13 @@ std::string LineOf(const kzjournal::Slice& slice, std::size_t position,
 }
 
 /// Writes a line per name with each slice, for programs that read along.
-void FollowInLines(kzjournal::Reader& journal, const ShowOptions& options, Output& output) {
+void FollowInLines(RunReader& run, const ShowOptions& options, Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     int lastSliceId = 0;
     bool hasEnded = false;
     do {
-        hasEnded = journal.HasEnded();
-        journal.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
+        hasEnded = run.HasEnded();
+        run.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
             for (std::size_t i = 0; i < slice.records.size(); ++i)
                 output.WriteLine(LineOf(slice, i, percentiles));
             lastSliceId = slice.id;
@@ -127,27 +126,27 @@ void RefuseToSortByWhatIsNotShown(const ShowOptions& options) {
         throw UsageError("--sort", options.sortColumn + " is not shown; see --percentiles");
 }
 
-ExitStatus Show(const ShowOptions& options, Output& output) {
+ExitStatus Show(const ShowOptions& options, const RunOpener& runs, Output& output) {
     RefuseToSortByWhatIsNotShown(options);
     CheckJournals({options.journal});
-    kzjournal::Reader journal(options.journal);
+    const std::unique_ptr<RunReader> run = runs.Open(options.journal);
     if (options.follows) {
         kzterminal::CatchStopSignals();
         if (!output.CanRedraw()) {
-            FollowInLines(journal, options, output);
-            TellOnStandardError(DescribeJournal(journal, options.journal));
+            FollowInLines(*run, options, output);
+            TellOnStandardError(DescribeJournal(*run, options.journal));
             return kDone;
         }
-        FollowOnScreen(journal, options, output);
+        FollowOnScreen(*run, options, output);
     }
-    std::vector<Statistics> rows = StatisticsOf(journal, options.range.RangeOf(journal));
-    Print(LinesOf(journal, std::move(rows), options, output, nullptr), output);
+    std::vector<Statistics> rows = StatisticsOf(*run, options.range.RangeOf(*run));
+    Print(LinesOf(*run, std::move(rows), options, output, nullptr), output);
     return kDone;
 }
 
 }  // namespace
 
-void DeclareShow(CommandLine& line) {
+void DeclareShow(CommandLine& line, const RunOpener& runs) {
     Command command = line.AddCommand("show", "Print a table with a row per name");
     const auto options = std::make_shared<ShowOptions>();
     DeclareJournal(command, "RUN", options->journal);
@@ -162,7 +161,7 @@ void DeclareShow(CommandLine& line) {
                                  "The percentiles to show, such as 50,99.9; by default 50,95,99");
     options->range.Declare(command);
     command.Footer("Example: kzstat show run.kzj --sort mean --skip-warmup");
-    command.Does([options](Output& output) { return Show(*options, output); });
+    command.Does([options, &runs](Output& output) { return Show(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

@@ -20,11 +20,10 @@ Sample SampleOf(const CKZStatAggregate& aggregate) {
 }
 
 /// Of the sums that the slices have, per second unless they are levels.
-Sample SampleOfSlices(kzjournal::Reader& journal, const Statistics& row,
-                      const kzjournal::TimeRange& range) {
-    const double length = TestedIn(row) == Tested::Levels ? 1 : journal.Facts().sliceLength;
+Sample SampleOfSlices(RunReader& run, const Statistics& row, const kzjournal::TimeRange& range) {
+    const double length = TestedIn(row) == Tested::Levels ? 1 : run.Facts().sliceLength;
     CKZStatAggregate sums;
-    journal.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
+    run.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
         const double value = point.lasts.sum / length;
         sums.count += 1;
         sums.sum += value;
@@ -68,23 +67,22 @@ const Statistics* ComparedRun::Find(const std::string& name) const {
     return position < statistics.size() ? &statistics[position] : nullptr;
 }
 
-ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    const double seconds = SecondsOf(journal, range);
+ComparedRun ReadForComparison(RunReader& run, const kzjournal::TimeRange& range) {
+    const double seconds = SecondsOf(run, range);
     // Asked for once: a run that goes on may have further names the next time.
-    std::vector<kzjournal::NameSummary> names = journal.SummaryWithDistributions(range);
+    std::vector<kzjournal::NameSummary> names = run.SummaryWithDistributions(range);
     std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) {
         return a.record.name.compareTo(b.record.name) < 0;
     });
-    ComparedRun run;
+    ComparedRun compared;
     for (kzjournal::NameSummary& each : names) {
         const CKZStatAggregate totals = each.record.totals;
-        run.statistics.push_back(StatisticsOf(std::move(each), seconds));
-        const Statistics& row = run.statistics.back();
-        run.samples.push_back(TestedIn(row) == Tested::Values
-                                  ? SampleOf(totals)
-                                  : SampleOfSlices(journal, row, range));
+        compared.statistics.push_back(StatisticsOf(std::move(each), seconds));
+        const Statistics& row = compared.statistics.back();
+        compared.samples.push_back(
+            TestedIn(row) == Tested::Values ? SampleOf(totals) : SampleOfSlices(run, row, range));
     }
-    return run;
+    return compared;
 }
 
 std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "figures/statistics.h"
-#include "kzjournalreader.h"
+#include "reading/runreader.h"
 #include "text/percentile.h"
 
 namespace kzstatprogram {
@@ -36,7 +36,7 @@ struct ComparedRun {
     const Statistics* Find(const std::string& name) const;
 };
 
-ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+ComparedRun ReadForComparison(RunReader& run, const kzjournal::TimeRange& range);
 
 /// A name that is in both runs.
 struct Difference {

@@ -4,16 +4,16 @@
 
 namespace kzstatprogram {
 
-void LiveSummary::Update(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    const std::optional<kzjournal::Slice> last = journal.LastSlice(range);
+void LiveSummary::Update(RunReader& run, const kzjournal::TimeRange& range) {
+    const std::optional<kzjournal::Slice> last = run.LastSlice(range);
     const int lastSliceId = last ? last->id : 0;
     if (lastSliceId == m_lastSliceId && range.from == m_from) return;
     try {
         if (MustReadAll(range, lastSliceId))
             // Slices may come while this reads: it takes those up to the last one.
-            ReadAll(journal, {range.from, last ? last->elapsed : range.to});
+            ReadAll(run, {range.from, last ? last->elapsed : range.to});
         else
-            ReadNews(journal, lastSliceId);
+            ReadNews(run, lastSliceId);
         m_lastSliceId = lastSliceId;
     } catch (...) {
         // A slice may have been added in part.
@@ -26,16 +26,16 @@ bool LiveSummary::MustReadAll(const kzjournal::TimeRange& range, int lastSliceId
     return m_lastSliceId == 0 || range.from != m_from || lastSliceId < m_lastSliceId;
 }
 
-void LiveSummary::ReadAll(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+void LiveSummary::ReadAll(RunReader& run, const kzjournal::TimeRange& range) {
     m_from = range.from;
-    m_slices = journal.CountSlices(range);
+    m_slices = run.CountSlices(range);
     m_names.clear();
-    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
+    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range))
         m_names.emplace(TextOf(each.record.name), std::move(each));
 }
 
-void LiveSummary::ReadNews(kzjournal::Reader& journal, int lastSliceId) {
-    journal.ForEachSliceAfter(m_lastSliceId, [&](const kzjournal::Slice& slice) {
+void LiveSummary::ReadNews(RunReader& run, int lastSliceId) {
+    run.ForEachSliceAfter(m_lastSliceId, [&](const kzjournal::Slice& slice) {
         if (slice.id <= lastSliceId) Add(slice);
     });
 }

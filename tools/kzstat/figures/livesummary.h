@@ -4,25 +4,25 @@
 #include <map>
 #include <string>
 
-#include "kzjournalreader.h"
+#include "reading/runreader.h"
 
 namespace kzstatprogram {
 
-/// What `kzjournal::Reader::SummaryWithDistributions` says of a run that goes on. Reads each slice
+/// What `RunReader::SummaryWithDistributions` says of a run that goes on. Reads each slice
 /// once, so that it can be asked for again and again. Compatible.
 class LiveSummary {
 public:
     /// Takes the slices that the range has and this has not. The same run each time. Throws
     /// kzjournal::Error; the next call reads all slices again then.
-    void Update(kzjournal::Reader& journal, const kzjournal::TimeRange& range = {});
+    void Update(RunReader& run, const kzjournal::TimeRange& range = {});
 
     const std::map<std::string, kzjournal::NameSummary>& Names() const { return m_names; }
     long long Slices() const { return m_slices; }
 
 private:
     bool MustReadAll(const kzjournal::TimeRange& range, int lastSliceId) const;
-    void ReadAll(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
-    void ReadNews(kzjournal::Reader& journal, int lastSliceId);
+    void ReadAll(RunReader& run, const kzjournal::TimeRange& range);
+    void ReadNews(RunReader& run, int lastSliceId);
     void Add(const kzjournal::Slice& slice);
     void Add(const kzjournal::Slice& slice, std::size_t position);
 

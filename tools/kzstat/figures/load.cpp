@@ -17,12 +17,11 @@ double LoadIn(const kzjournal::Slice& slice) {
     return load;
 }
 
-std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
-                                         const kzjournal::TimeRange& range) {
+std::map<double, double> LoadThroughTime(RunReader& run, const kzjournal::TimeRange& range) {
     std::map<double, double> load;
-    for (const kzjournal::Name& name : journal.Names()) {
+    for (const kzjournal::Name& name : run.Names()) {
         if (!IsLevel(name.type)) continue;
-        journal.ForEachPoint(name.name, range, [&](const kzjournal::SeriesPoint& point) {
+        run.ForEachPoint(name.name, range, [&](const kzjournal::SeriesPoint& point) {
             load[point.elapsed] += FlowOf(name.type, point.lasts);
         });
     }

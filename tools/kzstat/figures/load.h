@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "kzjournalreader.h"
+#include "reading/runreader.h"
 
 namespace kzstatprogram {
 
@@ -13,8 +13,7 @@ namespace kzstatprogram {
 double LoadIn(const kzjournal::Slice& slice);
 
 /// The load of each slice of the range that has one, by the end of the slice.
-std::map<double, double> LoadThroughTime(kzjournal::Reader& journal,
-                                         const kzjournal::TimeRange& range);
+std::map<double, double> LoadThroughTime(RunReader& run, const kzjournal::TimeRange& range);
 
 }  // namespace kzstatprogram
 

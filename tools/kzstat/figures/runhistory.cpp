@@ -46,27 +46,34 @@ bool HasDistributions(const kzjournal::Slice& slice) {
     return false;
 }
 
-long long LostSlicesOf(kzjournal::Reader& journal) {
-    const kzjournal::Completeness completeness = journal.GetCompleteness();
+long long LostSlicesOf(RunReader& run) {
+    const kzjournal::Completeness completeness = run.GetCompleteness();
     return completeness.expectedSlices - completeness.slices;
 }
 
 }  // namespace
 
-RunHistory::RunHistory(const std::string& path, const kzjournal::TimeRange& range,
-                       const StopRequest& isStopRequested)
-    : RunHistory(kzjournal::Reader(path), path, range, isStopRequested) {}
-
-RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
+RunHistory::RunHistory(const RunOpener& runs, const std::string& name,
                        const kzjournal::TimeRange& range, const StopRequest& isStopRequested)
-    : m_facts(journal.Facts()),
-      m_sources(journal.Sources()),
-      m_grid(m_facts.sliceLength, range.from, GridSizeFor(journal.Names().size())),
-      m_hasEnded(journal.HasEnded()),
-      m_lostSlices(LostSlicesOf(journal)),
-      m_notes(journal.Notes()) {
-    journal.StopWhen(isStopRequested);
-    const std::optional<kzjournal::Slice> last = journal.LastSlice(range);
+    : RunHistory(
+          [&] {
+              std::unique_ptr<RunReader> run = runs.Open(name);
+              run->StopWhen(isStopRequested);
+              return run;
+          },
+          range) {}
+
+RunHistory::RunHistory(const Open& open, const kzjournal::TimeRange& range)
+    : RunHistory(*open(), open, range) {}
+
+RunHistory::RunHistory(RunReader& run, const Open& open, const kzjournal::TimeRange& range)
+    : m_facts(run.Facts()),
+      m_sources(run.Sources()),
+      m_grid(m_facts.sliceLength, range.from, GridSizeFor(run.Names().size())),
+      m_hasEnded(run.HasEnded()),
+      m_lostSlices(LostSlicesOf(run)),
+      m_notes(run.Notes()) {
+    const std::optional<kzjournal::Slice> last = run.LastSlice(range);
     if (!last) return;
     m_lastSliceId = last->id;
     m_elapsed = last->elapsed;
@@ -76,23 +83,23 @@ RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
     }
     // Slices may come while this is read: all below is of those up to the last one.
     const kzjournal::TimeRange known{range.from, m_elapsed};
-    m_slices = journal.CountSlices(known);
-    for (const CKZStatMessageRecord& record : journal.Summary(known))
+    m_slices = run.CountSlices(known);
+    for (const CKZStatMessageRecord& record : run.Summary(known))
         m_names[TextOf(record.name)] = {record, {}, {}, m_lastSliceId, m_lastSliceId};
     if (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum) {
-        ReadSlices(journal, known);
+        ReadSlices(run, known);
         return;
     }
-    if (HasDistributions(*last)) ReadDistributions(journal, known);
-    ReadCourses(path, known, isStopRequested);
-    ReadLoad(journal, known);
+    if (HasDistributions(*last)) ReadDistributions(run, known);
+    ReadCourses(open, known);
+    ReadLoad(run, known);
 }
 
-RunHistory::News RunHistory::NewsSince(kzjournal::Reader& journal, int sliceId) {
+RunHistory::News RunHistory::NewsSince(RunReader& run, int sliceId) {
     // The end is asked for first, so that no slice follows it.
-    News news{{}, journal.HasEnded(), LostSlicesOf(journal), journal.Notes()};
-    journal.ForEachSliceAfter(sliceId,
-                              [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
+    News news{{}, run.HasEnded(), LostSlicesOf(run), run.Notes()};
+    run.ForEachSliceAfter(sliceId,
+                          [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
     return news;
 }
 
@@ -123,16 +130,14 @@ const CKZStatDistribution* RunHistory::DistributionOf(const Entry& entry) {
 }
 
 /// Names are read on all processors: the file of a day takes seconds.
-void RunHistory::ReadCourses(const std::string& path, const kzjournal::TimeRange& range,
-                             const StopRequest& isStopRequested) {
+void RunHistory::ReadCourses(const Open& open, const kzjournal::TimeRange& range) {
     std::vector<std::pair<const std::string, Entry>*> names;
     for (auto& each : m_names) names.push_back(&each);
     std::atomic<std::size_t> next{0};
     const auto readSome = [&] {
-        kzjournal::Reader journal(path);
-        journal.StopWhen(isStopRequested);
+        const std::unique_ptr<RunReader> run = open();
         for (std::size_t i = next++; i < names.size(); i = next++)
-            ReadCourse(journal, names[i]->first, names[i]->second, range);
+            ReadCourse(*run, names[i]->first, names[i]->second, range);
     };
     std::vector<std::future<void>> readers;
     for (unsigned i = 0; i < ProcessorCount(); ++i)
@@ -140,9 +145,9 @@ void RunHistory::ReadCourses(const std::string& path, const kzjournal::TimeRange
     for (std::future<void>& reader : readers) reader.get();
 }
 
-void RunHistory::ReadCourse(kzjournal::Reader& journal, const std::string& name, Entry& entry,
+void RunHistory::ReadCourse(RunReader& run, const std::string& name, Entry& entry,
                             const kzjournal::TimeRange& range) const {
-    journal.ForEachPoint(name, range, [&](const kzjournal::SeriesPoint& point) {
+    run.ForEachPoint(name, range, [&](const kzjournal::SeriesPoint& point) {
         if (m_grid.Holds(point.elapsed))
             entry.course.Add(m_grid.PlaceOf(point.elapsed).bucket,
                              {point.lasts, FlowOf(entry.latest.type, point.lasts)});
@@ -150,7 +155,7 @@ void RunHistory::ReadCourse(kzjournal::Reader& journal, const std::string& name,
 }
 
 /// Draws slices on all processors while the next ones are read.
-void RunHistory::ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+void RunHistory::ReadSlices(RunReader& run, const kzjournal::TimeRange& range) {
     std::vector<kzjournal::Slice> slices;
     std::vector<std::future<void>> drawing;
     const auto awaitDrawn = [&] {
@@ -165,7 +170,7 @@ void RunHistory::ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRan
                 DrawNames(*read, {i, ProcessorCount()});
             }));
     };
-    journal.ForEachSlice(range, [&](const kzjournal::Slice& slice) {
+    run.ForEachSlice(range, [&](const kzjournal::Slice& slice) {
         if (!m_grid.Holds(slice.elapsed)) return;
         m_load.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, LoadIn(slice)});
         slices.push_back(slice);
@@ -176,12 +181,12 @@ void RunHistory::ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRan
     for (auto& [name, entry] : m_names) entry.distributions.Settle();
 }
 
-void RunHistory::ReadDistributions(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+void RunHistory::ReadDistributions(RunReader& run, const kzjournal::TimeRange& range) {
     const auto bucketOf = [&](double elapsed) {
         return m_grid.Holds(elapsed) ? static_cast<long long>(m_grid.PlaceOf(elapsed).bucket) : -1;
     };
     CKZStatDistribution distribution;  // kept for its memory
-    journal.ForEachSum(range, bucketOf, [&](const kzjournal::Slice& sum) {
+    run.ForEachSum(range, bucketOf, [&](const kzjournal::Slice& sum) {
         if (!m_grid.Holds(sum.elapsed)) return;
         for (std::size_t i = 0; i < sum.records.size(); ++i)
             if (Entry* const entry = Find(sum.records[i]))
@@ -190,8 +195,8 @@ void RunHistory::ReadDistributions(kzjournal::Reader& journal, const kzjournal::
     for (auto& [name, entry] : m_names) entry.distributions.Settle();
 }
 
-void RunHistory::ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    for (const auto& [elapsed, size] : LoadThroughTime(journal, range))
+void RunHistory::ReadLoad(RunReader& run, const kzjournal::TimeRange& range) {
+    for (const auto& [elapsed, size] : LoadThroughTime(run, range))
         if (m_grid.Holds(elapsed)) m_load.Add(m_grid.PlaceOf(elapsed).bucket, {{}, size});
 }
 

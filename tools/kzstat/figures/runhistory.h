@@ -3,12 +3,13 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "figures/distributioncourse.h"
 #include "figures/timeline.h"
-#include "kzjournalreader.h"
+#include "reading/runopener.h"
 
 namespace kzstatprogram {
 
@@ -16,7 +17,7 @@ namespace kzstatprogram {
 /// decimated. Takes as much memory for a day as for an hour. Compatible.
 ///
 /// Percentiles of a bucket come from the distribution of all its values, which is kept for the
-/// latest bucket only. So wider buckets are made by reading the journal again.
+/// latest bucket only. So wider buckets are made by reading the run again.
 class RunHistory {
 public:
     struct Entry {
@@ -29,12 +30,12 @@ public:
 
     using StopRequest = std::function<bool()>;
 
-    /// Reads what the journal at `path` holds of the range. Throws kzjournal::Error, also as soon
-    /// as `isStopRequested`, which several threads ask, returns true.
-    RunHistory(const std::string& path, const kzjournal::TimeRange& range,
+    /// Reads what there is of the range, by several readers at a time. Throws kzjournal::Error,
+    /// also as soon as `isStopRequested`, which several threads ask, returns true.
+    RunHistory(const RunOpener& runs, const std::string& name, const kzjournal::TimeRange& range,
                const StopRequest& isStopRequested = {});
 
-    /// What a journal holds behind a slice.
+    /// What a run has behind a slice.
     struct News {
         std::vector<kzjournal::Slice> slices;
         bool hasEnded;
@@ -42,8 +43,8 @@ public:
         std::vector<kzjournal::Note> notes;
     };
     /// Throws kzjournal::Error.
-    static News NewsSince(kzjournal::Reader& journal, int sliceId);
-    /// False if the run outgrows the buckets with it: the journal must be read again.
+    static News NewsSince(RunReader& run, int sliceId);
+    /// False if the run outgrows the buckets with it: it must be read again.
     bool HasRoomFor(const News& news) const;
     /// True where there was anything new. REQUIRES: `HasRoomFor(news)`.
     bool Add(const News& news);
@@ -77,15 +78,17 @@ private:
         unsigned of;
     };
 
-    RunHistory(kzjournal::Reader&& journal, const std::string& path,
-               const kzjournal::TimeRange& range, const StopRequest& isStopRequested);
-    void ReadCourses(const std::string& path, const kzjournal::TimeRange& range,
-                     const StopRequest& isStopRequested);
-    void ReadCourse(kzjournal::Reader& journal, const std::string& name, Entry& entry,
+    /// Opens another reader of the run.
+    using Open = std::function<std::unique_ptr<RunReader>()>;
+
+    RunHistory(const Open& open, const kzjournal::TimeRange& range);
+    RunHistory(RunReader& run, const Open& open, const kzjournal::TimeRange& range);
+    void ReadCourses(const Open& open, const kzjournal::TimeRange& range);
+    void ReadCourse(RunReader& run, const std::string& name, Entry& entry,
                     const kzjournal::TimeRange& range) const;
-    void ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
-    void ReadDistributions(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
-    void ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+    void ReadSlices(RunReader& run, const kzjournal::TimeRange& range);
+    void ReadDistributions(RunReader& run, const kzjournal::TimeRange& range);
+    void ReadLoad(RunReader& run, const kzjournal::TimeRange& range);
     void Add(const kzjournal::Slice& slice);
     void DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share);
     static void AddDistribution(const Place& place, const kzjournal::Slice& sum,

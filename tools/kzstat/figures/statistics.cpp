@@ -115,8 +115,8 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
-double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+double SecondsOf(RunReader& run, const kzjournal::TimeRange& range) {
+    return static_cast<double>(run.CountSlices(range)) * run.Facts().sliceLength;
 }
 
 Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds) {
@@ -125,11 +125,10 @@ Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds) {
     return statistics;
 }
 
-std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
-                                     const kzjournal::TimeRange& range) {
-    const double seconds = SecondsOf(journal, range);
+std::vector<Statistics> StatisticsOf(RunReader& run, const kzjournal::TimeRange& range) {
+    const double seconds = SecondsOf(run, range);
     std::vector<Statistics> rows;
-    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
+    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range))
         rows.push_back(StatisticsOf(std::move(each), seconds));
     return rows;
 }

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "kzjournalreader.h"
 #include "kzstatdistribution.h"
 #include "kzstatmessage.h"
+#include "reading/runreader.h"
 
 namespace kzstatprogram {
 
@@ -50,14 +50,14 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
 
 /// The time that the slices in the range cover.
-double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+double SecondsOf(RunReader& run, const kzjournal::TimeRange& range);
 
 /// With the distribution.
 Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds);
 
 /// Every name of the run over the range, with distributions. Reads all slices in the range where
 /// they have some.
-std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+std::vector<Statistics> StatisticsOf(RunReader& run, const kzjournal::TimeRange& range);
 /// The same of a run that goes on. `sliceLength` in seconds.
 std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength);
 

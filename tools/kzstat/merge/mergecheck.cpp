@@ -49,11 +49,11 @@ std::string SliceText(int id) {
 /// The slices of a merged run beside those that its sources give.
 class MergeComparison {
 public:
-    /// `journal` is that of the run at `path` and must outlive this.
-    MergeComparison(kzjournal::Reader& journal, const std::string& path)
-        : m_journal(journal),
-          m_inputs(MergeInputsOf({path})),
-          m_merge(m_inputs),
+    /// `run` is that with this name and must outlive this.
+    MergeComparison(const RunOpener& runs, const std::string& name, RunReader& run)
+        : m_run(run),
+          m_inputs(MergeInputsOf(runs, {name})),
+          m_merge(runs, m_inputs),
           m_notes(m_inputs) {}
 
     /// Throws `Violation` where the next slice is wrong.
@@ -64,7 +64,7 @@ public:
         if (!hasNext || id > slice.id)
             throw Violation(SliceText(slice.id) + "no source has a slice in it");
         const std::vector<int> sources = Sources();
-        const std::vector<int> named = m_journal.SourcesOfSlice(id);
+        const std::vector<int> named = m_run.SourcesOfSlice(id);
         if (named != sources)
             throw Violation(SliceText(id) + "it was made of " + NumbersText(named) + ", but " +
                             NumbersText(sources) + (sources.size() == 1 ? " has" : " have") +
@@ -99,7 +99,7 @@ private:
     }
 
     void CheckNotes() const {
-        const std::vector<kzjournal::Note> notes = m_journal.Notes();
+        const std::vector<kzjournal::Note> notes = m_run.Notes();
         for (std::size_t i = 0; i < std::max(notes.size(), m_expected.size()); ++i) {
             if (i == notes.size()) throw Violation("not noted: " + m_expected[i].text);
             if (i == m_expected.size() || notes[i].text != m_expected[i].text)
@@ -136,7 +136,7 @@ private:
                         " is not what its sources give");
     }
 
-    kzjournal::Reader& m_journal;
+    RunReader& m_run;
     const std::vector<MergeInput> m_inputs;
     MergedRun m_merge;
     MergeNotes m_notes;
@@ -147,14 +147,14 @@ private:
 
 }  // namespace
 
-bool IsMerged(kzjournal::Reader& journal) {
-    return !journal.Sources().empty() || !journal.SourcesOfSlice(journal.LastSliceId()).empty();
+bool IsMerged(RunReader& run) {
+    return !run.Sources().empty() || !run.SourcesOfSlice(run.LastSliceId()).empty();
 }
 
-void CheckMerge(const std::string& path) {
-    kzjournal::Reader journal(path);
-    MergeComparison comparison(journal, path);
-    journal.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) { comparison.Check(slice); });
+void CheckMerge(const RunOpener& runs, const std::string& name) {
+    const std::unique_ptr<RunReader> run = runs.Open(name);
+    MergeComparison comparison(runs, name, *run);
+    run->ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) { comparison.Check(slice); });
     comparison.CheckEnd();
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kzjournalreader.h"
 #include "kzstatmerge.h"
 #include "terminal/terminaltext.h"
 #include "text/numbers.h"
@@ -94,12 +93,13 @@ std::vector<int> MergedSlice::Sources() const {
     return sources;
 }
 
-MergedRun::MergedRun(const std::vector<MergeInput>& inputs) {
+MergedRun::MergedRun(const RunOpener& runs, const std::vector<MergeInput>& inputs) {
     const std::vector<const MergeInput*> leaves = LeavesOf(inputs);
     CheckLengths(leaves);
     m_facts = FactsOf(leaves);
     for (const MergeInput* leaf : leaves)
-        m_leaves.emplace_back(*leaf, static_cast<int>(leaf - inputs.data()) + 1, m_facts.startTime);
+        m_leaves.emplace_back(runs, *leaf, static_cast<int>(leaf - inputs.data()) + 1,
+                              m_facts.startTime);
 }
 
 bool MergedRun::Next(MergedSlice& slice) {

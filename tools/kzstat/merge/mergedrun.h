@@ -38,7 +38,7 @@ struct MergedSlice {
 class MergedRun {
 public:
     /// Throws `kzjournal::Error` where the slices are not of one length.
-    explicit MergedRun(const std::vector<MergeInput>& inputs);
+    MergedRun(const RunOpener& runs, const std::vector<MergeInput>& inputs);
 
     /// The facts of the merged run.
     const kzjournal::Run& Facts() const { return m_facts; }

@@ -8,7 +8,6 @@
 #include "files/fileplace.h"
 #include "files/newfile.h"
 #include "kzjournalbulkwriter.h"
-#include "kzjournalreader.h"
 #include "merge/mergenotes.h"
 
 namespace kzstatprogram {
@@ -20,12 +19,12 @@ namespace {
 
 /// The slices that are kept of each run that the merged run at `path` was made of, by its id.
 /// Empty where there is no merged run.
-std::map<std::string, long long> SlicesKeptIn(const std::string& path) {
+std::map<std::string, long long> SlicesKeptIn(const RunOpener& runs, const std::string& path) {
     std::map<std::string, long long> slices;
     try {
-        for (const kzjournal::Source& source : kzjournal::Reader(path).Sources())
+        for (const kzjournal::Source& source : runs.Open(path)->Sources())
             if (!source.isMerged)
-                slices[source.run.id] = kzjournal::Reader(path, source.number).CountSlices();
+                slices[source.run.id] = runs.Open(path, source.number)->CountSlices();
         return slices;
     } catch (const kzjournal::Error&) {
         return {};
@@ -52,14 +51,15 @@ void RefuseAPartOfAnotherRun(const std::string& path) {
 
 /// Whether the merge replaces the file at `path`: an empty one, or a merged run all of whose runs
 /// are merged again. Throws where another file stands there.
-bool Replaces(const std::string& path, const std::vector<MergeInput>& inputs) {
+bool Replaces(const std::string& path, const RunOpener& runs,
+              const std::vector<MergeInput>& inputs) {
     constexpr char kInUse[] = "it is in use already; choose another path";
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status)) return false;
     if (!std::filesystem::is_regular_file(status)) Refuse(path, kInUse);
     if (std::filesystem::file_size(path, error) == 0) return true;
-    std::map<std::string, long long> kept = SlicesKeptIn(path);
+    std::map<std::string, long long> kept = SlicesKeptIn(runs, path);
     if (kept.empty()) Refuse(path, kInUse);
     for (const MergeInput& input : inputs) {
         const auto former = kept.find(input.run.id);
@@ -99,9 +99,9 @@ bool HaveAllEnded(const std::vector<MergeInput>& inputs) {
                        [](const MergeInput& input) { return input.endTime.has_value(); });
 }
 
-void Write(const std::vector<MergeInput>& inputs, const std::string& path,
+void Write(const RunOpener& runs, const std::vector<MergeInput>& inputs, const std::string& path,
            const std::function<void(const MergedSlice&)>& visit) {
-    MergedRun run(inputs);
+    MergedRun run(runs, inputs);
     kzjournal::BulkWriter writer(path, run.Facts());
     AddSources(inputs, writer);
     MergeNotes notes(inputs);
@@ -119,15 +119,16 @@ void Write(const std::vector<MergeInput>& inputs, const std::string& path,
 
 }  // namespace
 
-void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
+void MergeInto(const std::string& path, const RunOpener& runs,
+               const std::vector<MergeInput>& inputs,
                const std::function<void(const MergedSlice&)>& visit) {
     kzfiles::RefuseToOverwrite(PathsOf(inputs), path);
     RefuseAPartOfAnotherRun(path);
     using kzfiles::NewFile;
-    NewFile file(path,
-                 Replaces(path, inputs) ? NewFile::Existing::Replace : NewFile::Existing::Keep,
-                 NewFile::Readers::Owner);
-    Write(inputs, file.TemporaryPath(), visit);
+    NewFile file(
+        path, Replaces(path, runs, inputs) ? NewFile::Existing::Replace : NewFile::Existing::Keep,
+        NewFile::Readers::Owner);
+    Write(runs, inputs, file.TemporaryPath(), visit);
     file.Rename();
 }
 

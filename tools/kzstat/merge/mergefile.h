@@ -15,7 +15,8 @@ namespace kzstatprogram {
 /// unless all of the runs have. `visit` sees each slice once it is written.
 ///
 /// Throws kzjournal::Error; `path` is then as it was.
-void MergeInto(const std::string& path, const std::vector<MergeInput>& inputs,
+void MergeInto(const std::string& path, const RunOpener& runs,
+               const std::vector<MergeInput>& inputs,
                const std::function<void(const MergedSlice&)>& visit);
 
 }  // namespace kzstatprogram

@@ -3,43 +3,42 @@
 #include <algorithm>
 #include <map>
 
-#include "kzjournalreader.h"
-
 namespace kzstatprogram {
 namespace {
 
 /// Asks again until no slice has come between two answers, so that they fit together.
-void NoteState(kzjournal::Reader& journal, MergeInput& input) {
+void NoteState(RunReader& run, MergeInput& input) {
     bool hasEnded = false;
     do {
-        input.lastSliceId = journal.LastSliceId();
-        hasEnded = journal.HasEnded();
-        input.slices = journal.CountSlices();
-        input.lostSlices = journal.LostSlices();
-        input.expectedSlices = journal.ExpectedSlices();
-    } while (journal.LastSliceId() != input.lastSliceId);
-    const auto last = journal.LastSlice();
+        input.lastSliceId = run.LastSliceId();
+        hasEnded = run.HasEnded();
+        input.slices = run.CountSlices();
+        input.lostSlices = run.LostSlices();
+        input.expectedSlices = run.ExpectedSlices();
+    } while (run.LastSliceId() != input.lastSliceId);
+    const auto last = run.LastSlice();
     if (hasEnded) input.endTime = last ? last->endTime : input.run.startTime;
 }
 
-MergeInput InputOf(const std::string& path, const kzjournal::Source& source) {
-    kzjournal::Reader journal(path, source.number);
-    MergeInput input{path, source.number, 0, source.isMerged, journal.Facts()};
-    NoteState(journal, input);
+MergeInput InputOf(const RunOpener& runs, const std::string& path,
+                   const kzjournal::Source& source) {
+    const std::unique_ptr<RunReader> run = runs.Open(path, source.number);
+    MergeInput input{path, source.number, 0, source.isMerged, run->Facts()};
+    NoteState(*run, input);
     return input;
 }
 
-MergeInput InputOf(const std::string& path) {
-    kzjournal::Reader journal(path);
-    MergeInput input{path, 0, 0, !journal.Sources().empty(), journal.Facts()};
-    NoteState(journal, input);
+MergeInput InputOf(const RunOpener& runs, const std::string& path) {
+    const std::unique_ptr<RunReader> run = runs.Open(path);
+    MergeInput input{path, 0, 0, !run->Sources().empty(), run->Facts()};
+    NoteState(*run, input);
     return input;
 }
 
-void AddParts(const MergeInput& file, std::vector<MergeInput>& inputs) {
+void AddParts(const RunOpener& runs, const MergeInput& file, std::vector<MergeInput>& inputs) {
     std::map<int, int> numbers{{0, static_cast<int>(inputs.size())}};
-    for (const kzjournal::Source& source : kzjournal::Reader(file.path).Sources()) {
-        inputs.push_back(InputOf(file.path, source));
+    for (const kzjournal::Source& source : runs.Open(file.path)->Sources()) {
+        inputs.push_back(InputOf(runs, file.path, source));
         inputs.back().parent = numbers[source.parent];
         numbers[source.number] = static_cast<int>(inputs.size());
     }
@@ -62,16 +61,17 @@ std::string MergeInput::Text() const {
     return source == 0 ? path : path + "#" + std::to_string(source);
 }
 
-std::vector<MergeInput> MergeInputsOf(const std::vector<std::string>& paths) {
+std::vector<MergeInput> MergeInputsOf(const RunOpener& runs,
+                                      const std::vector<std::string>& paths) {
     std::vector<MergeInput> files;
     files.reserve(paths.size());
-    for (const std::string& path : paths) files.push_back(InputOf(path));
+    for (const std::string& path : paths) files.push_back(InputOf(runs, path));
     std::stable_sort(files.begin(), files.end(),
                      [](const MergeInput& a, const MergeInput& b) { return a.run.id < b.run.id; });
     std::vector<MergeInput> inputs;
     for (const MergeInput& file : files) {
         inputs.push_back(file);
-        AddParts(file, inputs);
+        AddParts(runs, file, inputs);
     }
     RefuseRunsThatAreThereTwice(inputs);
     return inputs;

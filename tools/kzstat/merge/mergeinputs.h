@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "kzjournalrun.h"
+#include "reading/runopener.h"
 
 namespace kzstatprogram {
 
@@ -32,7 +32,7 @@ struct MergeInput {
 /// The runs of all files and, through all levels, the runs that they were made of. Their numbers in
 /// the merge are their positions, counted from 1; a run stands before its parts. Throws
 /// kzjournal::Error where a run is there twice.
-std::vector<MergeInput> MergeInputsOf(const std::vector<std::string>& paths);
+std::vector<MergeInput> MergeInputsOf(const RunOpener& runs, const std::vector<std::string>& paths);
 
 }  // namespace kzstatprogram
 

@@ -23,7 +23,7 @@ bool MergeLeaf::HasNext() {
 }
 
 void MergeLeaf::ReadAhead() {
-    m_journal.ForEachSliceAfter(
+    m_run->ForEachSliceAfter(
         m_lastReadId,
         [this](const kzjournal::Slice& slice) {
             if (slice.id <= m_input.lastSliceId) m_ahead.push_back({slice, Place(slice)});

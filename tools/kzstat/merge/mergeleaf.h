@@ -3,15 +3,16 @@
 
 #include <cstddef>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-#include "kzjournalreader.h"
 #include "kzstatdistribution.h"
 #include "kzstatdistributionsum.h"
 #include "merge/mergeinputs.h"
+#include "reading/runreader.h"
 
 namespace kzstatprogram {
 
@@ -32,8 +33,11 @@ class MergeLeaf {
 public:
     /// `number` is that of the input in the merge, which begins at `start`, in seconds since
     /// 1970-01-01 UTC.
-    MergeLeaf(const MergeInput& input, int number, double start)
-        : m_input(input), m_number(number), m_start(start), m_journal(input.path, input.source) {}
+    MergeLeaf(const RunOpener& runs, const MergeInput& input, int number, double start)
+        : m_input(input),
+          m_number(number),
+          m_start(start),
+          m_run(runs.Open(input.path, input.source)) {}
 
     const MergeInput& Input() const { return m_input; }
 
@@ -64,7 +68,7 @@ private:
     const MergeInput m_input;
     const int m_number;
     const double m_start;
-    kzjournal::Reader m_journal;
+    const std::unique_ptr<RunReader> m_run;
     std::deque<PlacedSlice> m_ahead;
     int m_lastReadId = 0;
     double m_placedId = 0;              // of the slice read last

@@ -7,8 +7,9 @@
 
 namespace kzstatprogram {
 
-LiveHistograms::LiveHistograms(const std::string& path) : m_journal(path) {
-    m_journal.StopWhen(kzterminal::StopIsRequested);
+LiveHistograms::LiveHistograms(const RunOpener& runs, const std::string& name)
+    : m_run(runs.Open(name)) {
+    m_run->StopWhen(kzterminal::StopIsRequested);
 }
 
 std::string LiveHistograms::Text() {
@@ -25,7 +26,7 @@ std::string LiveHistograms::Text() {
 }
 
 void LiveHistograms::Update() {
-    m_summary.Update(m_journal);
+    m_summary.Update(*m_run);
     m_text = HistogramsText(m_summary.Names());
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "figures/livesummary.h"
-#include "kzjournalreader.h"
+#include "reading/runopener.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
 
@@ -15,7 +15,7 @@ namespace kzstatprogram {
 class LiveHistograms {
 public:
     /// Throws kzjournal::Error.
-    explicit LiveHistograms(const std::string& path);
+    LiveHistograms(const RunOpener& runs, const std::string& name);
 
     /// As the run stands, in the text exposition format; as it was before where the journal cannot
     /// be read, which standard error is told once.
@@ -25,7 +25,7 @@ private:
     void Update() RYP_REQUIRES(m_lock);
 
     RWMutexLock m_lock;
-    kzjournal::Reader m_journal RYP_GUARDED_BY(m_lock);
+    const std::unique_ptr<RunReader> m_run RYP_GUARDED_BY(m_lock);
     LiveSummary m_summary RYP_GUARDED_BY(m_lock);
     std::string m_text RYP_GUARDED_BY(m_lock);
     std::string m_trouble RYP_GUARDED_BY(m_lock);

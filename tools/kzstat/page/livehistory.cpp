@@ -13,10 +13,11 @@ constexpr long kMillisecondsBetweenLooks = 200;
 
 }  // namespace
 
-LiveHistory::LiveHistory(const std::string& path)
-    : m_path(path),
-      m_history(std::make_unique<RunHistory>(path, kzjournal::TimeRange())),
-      m_journal(path),
+LiveHistory::LiveHistory(const RunOpener& runs, const std::string& name)
+    : m_runs(runs),
+      m_name(name),
+      m_history(std::make_unique<RunHistory>(runs, name, kzjournal::TimeRange())),
+      m_run(runs.Open(name)),
       m_thread([this] { Follow(); }) {}
 
 LiveHistory::~LiveHistory() {
@@ -46,7 +47,7 @@ void LiveHistory::Stop() {
 }
 
 void LiveHistory::Follow() {
-    m_journal.StopWhen(kzterminal::StopIsRequested);
+    m_run->StopWhen(kzterminal::StopIsRequested);
     while (GoesOnAfterAPause()) CatchUp();
 }
 
@@ -62,7 +63,7 @@ bool LiveHistory::GoesOnAfterAPause() {
 void LiveHistory::CatchUp() {
     try {
         // The file is read without the lock, since a disk may hang.
-        const RunHistory::News news = RunHistory::NewsSince(m_journal, LastSliceId());
+        const RunHistory::News news = RunHistory::NewsSince(*m_run, LastSliceId());
         m_trouble.clear();
         if (!Add(news)) ReadAnew();
     } catch (const std::exception& error) {
@@ -81,8 +82,8 @@ bool LiveHistory::Add(const RunHistory::News& news) {
 }
 
 void LiveHistory::ReadAnew() {
-    auto history =
-        std::make_unique<RunHistory>(m_path, kzjournal::TimeRange(), kzterminal::StopIsRequested);
+    auto history = std::make_unique<RunHistory>(m_runs, m_name, kzjournal::TimeRange(),
+                                                kzterminal::StopIsRequested);
     const RWMutexLock::LockGuard guard(m_lock);
     m_history.swap(history);
     m_changed.NotifyAll();

@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "figures/runhistory.h"
-#include "kzjournalreader.h"
 #include "page/pagejson.h"
+#include "reading/runopener.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
 #include "ryp/condition.h"
@@ -28,8 +28,9 @@ public:
         bool isLast;           ///< the run has ended
     };
 
-    /// Has read the journal when it returns. Throws kzjournal::Error.
-    explicit LiveHistory(const std::string& path);
+    /// Has read the run when it returns. Throws kzjournal::Error.
+    /// `runs` must outlive this.
+    LiveHistory(const RunOpener& runs, const std::string& name);
     ~LiveHistory();
     LiveHistory(const LiveHistory&) = delete;
     LiveHistory& operator=(const LiveHistory&) = delete;
@@ -56,14 +57,15 @@ private:
     PageState PageAt(const std::string& position) const RYP_REQUIRES(m_lock);
     std::string Form() const RYP_REQUIRES(m_lock);
 
-    const std::string m_path;
+    const RunOpener& m_runs;
+    const std::string m_name;
     RWMutexLock m_lock;
     RyPCondition m_changed;
     bool m_isStopped RYP_GUARDED_BY(m_lock) = false;
     std::unique_ptr<RunHistory> m_history RYP_GUARDED_BY(m_lock);  // replaced by the thread
 
-    kzjournal::Reader m_journal;  // of the constructor, then of the thread
-    std::string m_trouble;        // of the thread
+    const std::unique_ptr<RunReader> m_run;  // of the constructor, then of the thread
+    std::string m_trouble;                   // of the thread
     std::thread m_thread;
 };
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "figures/runhistory.h"
-#include "kzjournalreader.h"
+#include "kzjournalsummary.h"
 
 namespace kzstatprogram {
 

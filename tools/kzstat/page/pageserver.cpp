@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "figures/gaps.h"
-#include "kzjournalreader.h"
 #include "page/metrics.h"
 #include "page/pagejson.h"
 #include "text/exportformats.h"
@@ -60,12 +59,11 @@ std::optional<int> NumberParameter(const httplib::Request& request, const char* 
 }
 
 /// The records of the slices, as they are exported.
-std::string SlicesJson(const std::string& journal, int after, int most) {
-    kzjournal::Reader reader(journal);
-    const auto format = MakeExportFormat("json", reader.Facts());
-    Gaps gaps(reader.Facts().sliceLength);
+std::string SlicesJson(RunReader& run, int after, int most) {
+    const auto format = MakeExportFormat("json", run.Facts());
+    Gaps gaps(run.Facts().sliceLength);
     std::string text = "[";
-    reader.ForEachSliceAfter(
+    run.ForEachSliceAfter(
         after,
         [&](const kzjournal::Slice& slice) {
             const double gap = gaps.Before(slice);
@@ -78,11 +76,13 @@ std::string SlicesJson(const std::string& journal, int after, int most) {
 
 }  // namespace
 
-PageServer::PageServer(const std::string& journal, const std::string& address, int port)
-    : m_journal(journal),
+PageServer::PageServer(const RunOpener& runs, const std::string& name, const std::string& address,
+                       int port)
+    : m_runs(runs),
+      m_name(name),
       m_isLocal(IsLoopback(address)),
-      m_history(journal),
-      m_histograms(journal) {
+      m_history(runs, name),
+      m_histograms(runs, name) {
     DeclareRoutes();
     m_url = UrlOf(address, m_server.Bind(address, port));
     m_thread = std::thread([this] { m_server.Listen(); });
@@ -172,7 +172,7 @@ void PageServer::SendSlices(const httplib::Request& request, httplib::Response& 
         return;
     }
     try {
-        response.set_content(SlicesJson(m_journal, *after, std::min(*most, kMaxSlices)),
+        response.set_content(SlicesJson(*m_runs.Open(m_name), *after, std::min(*most, kMaxSlices)),
                              "application/json");
     } catch (const kzjournal::Error& error) {
         Complain(response, kUnavailable, error.what());

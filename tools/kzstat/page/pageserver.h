@@ -15,9 +15,10 @@ namespace kzstatprogram {
 /// system but that of the journal. Serves from its construction to its destruction.
 class PageServer {
 public:
-    /// Throws kzjournal::Error where the journal cannot be read or nothing can be listened on.
-    /// `port` 0 chooses a free one.
-    PageServer(const std::string& journal, const std::string& address, int port);
+    /// Throws kzjournal::Error where the run cannot be read or nothing can be listened on.
+    /// `port` 0 chooses a free one. `runs` must outlive this.
+    PageServer(const RunOpener& runs, const std::string& name, const std::string& address,
+               int port);
     ~PageServer();
     PageServer(const PageServer&) = delete;
     PageServer& operator=(const PageServer&) = delete;
@@ -32,7 +33,8 @@ private:
     bool SendNextEvent(std::string& position, httplib::DataSink& sink);
     void SendSlices(const httplib::Request& request, httplib::Response& response) const;
 
-    const std::string m_journal;
+    const RunOpener& m_runs;
+    const std::string m_name;
     const bool m_isLocal;  // reached from this machine only
     LiveHistory m_history;
     LiveHistograms m_histograms;

@@ -19,9 +19,9 @@ void Push(double value, std::deque<double>& values) {
 
 }  // namespace
 
-void LatestValues::Update(kzjournal::Reader& journal) {
-    const int before = std::max(m_lastSliceId, journal.LastSliceId() - kLatest);
-    journal.ForEachSliceAfter(before, [this](const kzjournal::Slice& slice) { Take(slice); });
+void LatestValues::Update(RunReader& run) {
+    const int before = std::max(m_lastSliceId, run.LastSliceId() - kLatest);
+    run.ForEachSliceAfter(before, [this](const kzjournal::Slice& slice) { Take(slice); });
 }
 
 void LatestValues::Take(const kzjournal::Slice& slice) {

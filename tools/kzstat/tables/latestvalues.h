@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "kzjournalreader.h"
+#include "reading/runreader.h"
 
 namespace kzstatprogram {
 
@@ -13,7 +13,7 @@ namespace kzstatprogram {
 class LatestValues {
 public:
     /// Takes what has come since the last call.
-    void Update(kzjournal::Reader& journal);
+    void Update(RunReader& run);
 
     /// The kind's current value per slice, as a line of `Sparkline`.
     std::string LineOf(const std::string& name) const;

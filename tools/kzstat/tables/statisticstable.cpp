@@ -54,19 +54,19 @@ Table TableOf(const std::vector<Statistics>& rows, const std::vector<Percentile>
     return table;
 }
 
-std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    const kzjournal::Run& run = journal.Facts();
-    std::string line = kzterminal::Printable(run.generator) + " on " +
-                       kzterminal::Printable(run.host) + " since " + WallClock(run.startTime) +
-                       ", " + CompletenessText(journal) + " of " + ReadableNumber(run.sliceLength) +
+std::string DescribeRun(RunReader& run, const kzjournal::TimeRange& range) {
+    const kzjournal::Run& facts = run.Facts();
+    std::string line = kzterminal::Printable(facts.generator) + " on " +
+                       kzterminal::Printable(facts.host) + " since " + WallClock(facts.startTime) +
+                       ", " + CompletenessText(run) + " of " + ReadableNumber(facts.sliceLength) +
                        " s";
-    if (const long long chosen = journal.CountSlices(range); chosen < journal.CountSlices())
+    if (const long long chosen = run.CountSlices(range); chosen < run.CountSlices())
         line += ", " + std::to_string(chosen) + " in the range";
     return line;
 }
 
-std::vector<std::string> DescribeNotes(kzjournal::Reader& journal) {
-    const std::vector<kzjournal::Note> notes = journal.Notes();
+std::vector<std::string> DescribeNotes(RunReader& run) {
+    const std::vector<kzjournal::Note> notes = run.Notes();
     std::vector<std::string> lines;
     for (const kzjournal::Note& note : notes) {
         if (lines.size() == kMaxNotes) break;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "figures/statistics.h"
-#include "kzjournalreader.h"
+#include "reading/runreader.h"
 #include "terminal/table.h"
 #include "text/percentile.h"
 
@@ -23,11 +23,11 @@ kzterminal::Table TableOf(const std::vector<Statistics>& rows,
                           const std::vector<std::string>& sparklines = {});
 
 /// What a run is and how much of it the file has, as a line.
-std::string DescribeRun(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+std::string DescribeRun(RunReader& run, const kzjournal::TimeRange& range);
 
 /// What was noted of the run, such as gaps, a line each; what is too much for a terminal is
 /// counted.
-std::vector<std::string> DescribeNotes(kzjournal::Reader& journal);
+std::vector<std::string> DescribeNotes(RunReader& run);
 
 }  // namespace kzstatprogram
 

@@ -25,15 +25,15 @@ std::string WallClock(double secondsSince1970) {
     return text;
 }
 
-std::string CompletenessText(kzjournal::Reader& journal) {
-    const kzjournal::Completeness completeness = journal.GetCompleteness();
+std::string CompletenessText(RunReader& run) {
+    const kzjournal::Completeness completeness = run.GetCompleteness();
     std::string text = std::to_string(completeness.slices);
     if (completeness.expectedSlices > completeness.slices)
         text += " of " + std::to_string(completeness.expectedSlices);
     text += " slices";
     if (completeness.state != kzjournal::Completeness::NotEnded) return text;
     // A merge is never written through a log.
-    const bool lacksLog = completeness.lacksLog && journal.Sources().empty();
+    const bool lacksLog = completeness.lacksLog && run.Sources().empty();
     return "not ended, at least " + text + (lacksLog ? " (there is no -wal file)" : "");
 }
 

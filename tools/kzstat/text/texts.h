@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "kzjournalreader.h"
 #include "kzstatpointtypeenum.h"
+#include "reading/runreader.h"
 #include "rw/cstring.h"
 
 namespace kzstatprogram {
@@ -19,7 +19,7 @@ std::string WallClock(double secondsSince1970);
 
 /// How much of a run its file has: "10 slices", "8 of 10 slices" or "not ended, at least 8 slices".
 /// Throws kzjournal::Error.
-std::string CompletenessText(kzjournal::Reader& journal);
+std::string CompletenessText(RunReader& run);
 
 }  // namespace kzstatprogram
 

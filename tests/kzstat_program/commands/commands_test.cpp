@@ -1,0 +1,190 @@
+#include "commands/commands.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+#include "kzstat_program/memoryruns.h"
+#include "merge/mergedrun.h"
+#include "merge/mergenotes.h"
+
+namespace {
+
+using kzstatprogram::ExitStatus;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+using Types = CKZStatPointTypeEnum;
+
+/// Logins in each slice, which took as long as it says, and clients.
+using Logins = std::vector<std::vector<double>>;
+
+/// What the commands say of runs that are in no file.
+class Commands : public testing::Test {
+protected:
+    MemoryRun& Make(const std::string& name, const Logins& logins) {
+        MemoryRun& run = runs.Make(name);
+        run.facts.host = "here";
+        SliceMaker maker;
+        for (std::size_t i = 0; i < logins.size(); ++i)
+            run.Add(SliceOf(maker.NextSlice({{"clients", Types::LoadSize, {i == 0 ? 1.0 : 2.0}},
+                                             {"login", Types::Timer, logins[i]}}),
+                            true));
+        run.End();
+        return run;
+    }
+
+    /// The merge of two runs of these slices, with its sources; without the slice that is left out.
+    void MakeMerged(const std::string& name, const Logins& logins, int leftOut = 0) {
+        Make("one", logins);
+        Make("two", logins);
+        const auto inputs = kzstatprogram::MergeInputsOf(runs, {"one", "two"});
+        kzstatprogram::MergedRun merge(runs, inputs);
+        MemoryRun& merged = runs.Make(name);
+        merged.facts = merge.Facts();
+        for (int number = 1; number <= 2; ++number) {
+            const kzstatprogram::MergeInput& input = inputs[static_cast<std::size_t>(number) - 1];
+            merged.sources.push_back({number, 0, input.run, false});
+            MemoryRun& source = runs.Make(name, number);
+            source.facts = input.run;
+            runs.Open(input.path, 0)->ForEachSlice({}, [&](const kzjournal::Slice& slice) {
+                source.Add(slice);
+            });
+            source.End();
+        }
+        for (kzstatprogram::MergedSlice slice; merge.Next(slice);) {
+            const CKZStatSliceFacts& facts = slice.facts;
+            if (facts.sliceId == leftOut) continue;
+            kzjournal::Slice stored{facts.sliceId, facts.elapsed, facts.endTime, {}, slice.records};
+            stored.distributions.AddAll(slice.View());
+            merged.sourcesOfSlices[facts.sliceId] = slice.Sources();
+            merged.Add(std::move(stored));
+        }
+        merged.End();
+    }
+
+    struct Result {
+        ExitStatus status = kzstatprogram::kFailed;
+        std::vector<std::string> lines;
+        std::string error;
+    };
+    Result Run(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "kzstat");
+        std::vector<char*> argv;
+        for (std::string& argument : arguments) argv.push_back(argument.data());
+        kzstatprogram::CommandLine line("", "kzstat", "");
+        DeclareCommands(line, runs);
+        Result result;
+        testing::internal::CaptureStderr();
+        testing::internal::CaptureStdout();
+        try {
+            kzterminal::Output output;
+            result.status = line.Parse(static_cast<int>(argv.size()), argv.data())(output);
+            output.Flush();
+        } catch (const kzjournal::Error& error) {
+            result.error = error.what();
+        }
+        std::istringstream out(testing::internal::GetCapturedStdout());
+        for (std::string text; std::getline(out, text);) result.lines.push_back(text);
+        result.error += testing::internal::GetCapturedStderr();
+        return result;
+    }
+
+    MemoryRuns runs;
+};
+
+TEST_F(Commands, ShowPrintsARowPerName) {
+    Make("run", {{10, 30}, {20}});
+    const Result shown = Run({"show", "run"});
+    EXPECT_EQ(kzstatprogram::kDone, shown.status);
+    EXPECT_THAT(
+        shown.lines,
+        ElementsAre(
+            "load on here since 1970-01-01 00:16:40 UTC, 2 slices of 1 s",
+            "name     type      unit  count  rate  min  mean    p50  p95  p99  max  stddev  sum"
+            "  last",
+            "clients  LoadSize            -     -    1  1.50      1    2    2    2       -    -"
+            "     2",
+            "login    Timer     ms        3  1.50   10    20  20.06   30   30   30    8.16    -"
+            "    20"));
+}
+
+TEST_F(Commands, ShowKeepsToTheRange) {
+    Make("run", {{10, 30}, {20}, {40}});
+    for (const char* const option : {"--from=1", "--skip-warmup"}) {
+        const Result shown = Run({"show", "run", option});
+        EXPECT_THAT(shown.lines.at(0), HasSubstr("3 slices of 1 s, 2 in the range"));
+        EXPECT_THAT(shown.lines.at(3), HasSubstr("2"));
+    }
+}
+
+TEST_F(Commands, ShowTellsTheNotes) {
+    Make("run", {{10}}).notes.push_back({1000, "gap: lunch"});
+    EXPECT_EQ("1970-01-01 00:16:40 UTC  gap: lunch", Run({"show", "run"}).lines.at(1));
+}
+
+TEST_F(Commands, ExportWritesEveryRecord) {
+    Make("run", {{10, 30}, {20}});
+    const Result exported = Run({"export", "run", "--format", "csv", "--percentiles", "50"});
+    EXPECT_EQ("run: 2 slices\n", exported.error);
+    EXPECT_THAT(exported.lines,
+                ElementsAre(StartsWith("slice_id,elapsed,name,"), StartsWith("1,1,clients,"),
+                            StartsWith("1,1,login,Timer,2,10,30,20,40,1000,2,10,30,20,40,1000,"),
+                            StartsWith("2,2,clients,"),
+                            StartsWith("2,2,login,Timer,3,10,30,20,60,1400,1,20,20,20,20,400,")));
+}
+
+TEST_F(Commands, CompareMarksWhatChanged) {
+    Make("before", {{10, 11}, {12, 10}});
+    Make("after", {{20, 21}, {22, 20}});
+    const Result compared = Run({"compare", "before", "after", "--fail-if", "login mean +50%"});
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, compared.status);
+    EXPECT_THAT(compared.lines, testing::Contains(StartsWith("*  login ")));
+    EXPECT_EQ("failed: login mean +50%: 10.75 became 20.75", compared.lines.back());
+}
+
+TEST_F(Commands, CheckAccountsForEveryValue) {
+    Make("run", {{10, 30}, {20}});
+    const Result checked = Run({"check", "run"});
+    EXPECT_EQ(kzstatprogram::kDone, checked.status);
+    EXPECT_THAT(checked.lines, ElementsAre("2 slices, every value accounted for"));
+}
+
+TEST_F(Commands, CheckMissesSlicesThatCouldNotBeKept) {
+    Make("run", {{10, 30}, {20}}).lostSlices = 3;
+    const Result checked = Run({"check", "run"});
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, checked.status);
+    EXPECT_THAT(checked.lines,
+                ElementsAre("2 of 5 slices", "after slice 2: 3 slices could not be kept"));
+}
+
+TEST_F(Commands, CheckFindsASliceThatIsThereTwice) {
+    MemoryRun& run = Make("run", {{10, 30}, {20}});
+    run.Add(*run.AllSlices().back());
+    EXPECT_THAT(Run({"check", "run"}).lines,
+                ElementsAre("3 slices", "slice 2: it comes after slice 2"));
+}
+
+TEST_F(Commands, CheckReadsTheSourcesOfAMergedRun) {
+    MakeMerged("merged", {{10, 30}, {20}});
+    EXPECT_THAT(Run({"check", "merged"}).lines,
+                ElementsAre("2 slices, every value accounted for, as in its 2 sources"));
+    MakeMerged("merged", {{10, 30}, {20}, {40}}, 3);
+    EXPECT_THAT(
+        Run({"check", "merged"}).lines,
+        ElementsAre("2 slices", "slice 3: it is missing, but sources 1 2 have a slice in it"));
+}
+
+TEST_F(Commands, ReportDrawsTheRun) {
+    const MemoryRun& run = Make("run", {{10, 30}, {20}});
+    const Result reported = Run({"report", "run", "-o", "-"});
+    EXPECT_EQ("run: 2 slices\n", reported.error);
+    EXPECT_THAT(reported.lines, testing::Contains(HasSubstr(run.facts.id)));
+}
+
+TEST_F(Commands, FailWhereThereIsNoSuchRun) {
+    for (const char* const command : {"show", "check"})
+        EXPECT_EQ("there is no run lost", Run({command, "lost"}).error);
+}
+
+}  // namespace
