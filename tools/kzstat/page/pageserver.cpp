@@ -79,7 +79,10 @@ std::string SlicesJson(const std::string& journal, int after, int most) {
 }  // namespace
 
 PageServer::PageServer(const std::string& journal, const std::string& address, int port)
-    : m_journal(journal), m_isLocal(IsLoopback(address)), m_history(journal) {
+    : m_journal(journal),
+      m_isLocal(IsLoopback(address)),
+      m_history(journal),
+      m_histograms(journal) {
     DeclareRoutes();
     m_url = UrlOf(address, m_server.Bind(address, port));
     m_thread = std::thread([this] { m_server.Listen(); });
@@ -108,9 +111,9 @@ void PageServer::DeclareRoutes() {
         response.set_content(PageWithoutData(), "text/html; charset=utf-8");
     });
     m_server.Get("/metrics", [this](const httplib::Request&, httplib::Response& response) {
-        m_history.Look([&](const RunHistory& history) {
-            response.set_content(MetricsText(history), kMetricsType);
-        });
+        std::string text;
+        m_history.Look([&](const RunHistory& history) { text = MetricsText(history); });
+        response.set_content(text + m_histograms.Text(), kMetricsType);
     });
     m_server.Get("/api/slices",
                  [this](const auto& request, auto& response) { SendSlices(request, response); });

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "page/guardedserver.h"
+#include "page/livehistograms.h"
 #include "page/livehistory.h"
 
 namespace kzstatprogram {
@@ -34,6 +35,7 @@ private:
     const std::string m_journal;
     const bool m_isLocal;  // reached from this machine only
     LiveHistory m_history;
+    LiveHistograms m_histograms;
     std::atomic<int> m_streams{0};
     GuardedServer m_server;
     std::string m_url;
