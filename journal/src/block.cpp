@@ -56,9 +56,9 @@ bool BlockPacker::Compress(std::string_view bytes) {
     if (m_context == nullptr) return false;
     m_block.resize(1 + ZSTD_compressBound(bytes.size()));
     m_block[0] = kCompressed;
-    const std::size_t size = ZSTD_compressCCtx(m_context.get(), m_block.data() + 1,
-                                               m_block.size() - 1, bytes.data(), bytes.size(),
-                                               kLevel);
+    const std::size_t size =
+        ZSTD_compressCCtx(m_context.get(), m_block.data() + 1, m_block.size() - 1, bytes.data(),
+                          bytes.size(), kLevel);
     if (ZSTD_isError(size) != 0 || size >= bytes.size() || !IsWithinRatio(bytes.size(), size))
         return false;
     m_block.resize(1 + size);

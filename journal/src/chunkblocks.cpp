@@ -92,8 +92,7 @@ void DistributionBlockWriter::Add(std::int64_t nameId, int sliceId, std::string_
     m_lastSliceId = sliceId;
     // The record has them already, as a rule.
     const std::optional<std::size_t> extremes = PlaceOfExtremes(form);
-    const bool isShorter =
-        extremes && form.substr(*extremes, kExtremesBytes) == ExtremesOf(lasts);
+    const bool isShorter = extremes && form.substr(*extremes, kExtremesBytes) == ExtremesOf(lasts);
     const std::size_t head = isShorter ? *extremes : form.size();
     const std::string_view rest = form.substr(isShorter ? head + kExtremesBytes : head);
     AppendNumber(m_bytes, (head + rest.size()) * 2 + (isShorter ? 1 : 0));
@@ -208,10 +207,10 @@ bool DistributionBlockReader::Parse(std::string_view bytes) {
 std::string_view DistributionBlockReader::FormOf(std::int64_t nameId, int sliceId,
                                                  const CKZStatAggregate& lasts) {
     const std::pair key(nameId, sliceId);
-    const auto entry =
-        std::lower_bound(m_entries.begin(), m_entries.end(), key, [](const Entry& each, auto wanted) {
-            return std::pair(each.nameId, each.sliceId) < wanted;
-        });
+    const auto entry = std::lower_bound(m_entries.begin(), m_entries.end(), key,
+                                        [](const Entry& each, auto wanted) {
+                                            return std::pair(each.nameId, each.sliceId) < wanted;
+                                        });
     if (entry == m_entries.end() || std::pair(entry->nameId, entry->sliceId) != key) return {};
     if (!entry->lacksExtremes) return entry->bytes;
     const std::size_t place =

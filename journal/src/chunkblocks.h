@@ -89,7 +89,8 @@ private:
 class DistributionBlockReader {
 public:
     /// `database` must outlive the reader.
-    DistributionBlockReader(SQLite::Database& database, int run) : m_database(database), m_run(run) {}
+    DistributionBlockReader(SQLite::Database& database, int run)
+        : m_database(database), m_run(run) {}
 
     /// Reads those of the chunk. Returns false where they are damaged.
     bool Load(int chunk);

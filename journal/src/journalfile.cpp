@@ -77,8 +77,8 @@ constexpr char kOtherTables[] =
     " measured REAL,"
     " holds INTEGER);";
 
-// What a chunk has beside its records. A message and a distribution are either among the recent ones
-// or in a block.
+// What a chunk has beside its records. A message and a distribution are either among the recent
+// ones or in a block.
 constexpr char kBlockTables[] =
     "CREATE TABLE recent_messages ("
     " run_number INTEGER NOT NULL,"
@@ -107,7 +107,21 @@ constexpr char kBlockTables[] =
     " name_id INTEGER NOT NULL,"
     " records INTEGER NOT NULL,"
     " checksum INTEGER NOT NULL,"
-    " PRIMARY KEY (run_number, chunk, name_id)) WITHOUT ROWID;";
+    " PRIMARY KEY (run_number, chunk, name_id)) WITHOUT ROWID;"
+
+    "CREATE TABLE sums ("
+    " run_number INTEGER NOT NULL,"
+    " level INTEGER NOT NULL,"
+    " number INTEGER NOT NULL,"
+    " slices INTEGER NOT NULL,"
+    " first_slice_id INTEGER NOT NULL,"
+    " first_elapsed REAL NOT NULL,"
+    " last_slice_id INTEGER NOT NULL,"
+    " last_elapsed REAL NOT NULL,"
+    " end_time REAL NOT NULL,"
+    " checksum INTEGER NOT NULL,"
+    " block BLOB NOT NULL,"
+    " PRIMARY KEY (run_number, level, number)) WITHOUT ROWID;";
 
 // A slice's records go into `recent_records`, at its end, where the hook waits for few pages only;
 // from there they move in bulk to `records`, where those of a name lie side by side within each
@@ -136,8 +150,8 @@ std::string RecordsTable(const char* name, const char* key, bool hasPercentiles,
            (hasPercentiles ? " last_p50 REAL, last_p90 REAL, last_p95 REAL, last_p99 REAL,"
                              " last_p999 REAL,"
                            : "") +
-           (hasDistribution ? " distribution BLOB," : "") + " PRIMARY KEY (" +
-           key + ")) WITHOUT ROWID;";
+           (hasDistribution ? " distribution BLOB," : "") + " PRIMARY KEY (" + key +
+           ")) WITHOUT ROWID;";
 }
 
 /// Without a value a minimum, maximum or average is NULL here.

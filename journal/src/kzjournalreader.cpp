@@ -13,10 +13,13 @@
 #include <unordered_map>
 
 #include "journalfile.h"
+#include "kzstatdistributionsum.h"
 #include "namechecksum.h"
 #include "readabledatabase.h"
 #include "runrow.h"
 #include "sliceloader.h"
+#include "slicesum.h"
+#include "storedsums.h"
 #include "timeline.h"
 
 namespace kzjournal {
@@ -36,6 +39,10 @@ constexpr char kPointsInChunk[] =
     "SELECT slice_id, elapsed, last_minimum, last_maximum, last_count, last_sum,"
     " last_sum_of_squares FROM records WHERE run_number = ? AND chunk = ? AND name_id = ?"
     " ORDER BY slice_id";
+
+long long OneGroup(double) {
+    return 0;
+}
 
 constexpr char kNameInChunk[] =
     "SELECT records, checksum FROM name_chunks"
@@ -83,43 +90,38 @@ std::vector<NameSummary> WithoutDistributions(std::vector<CKZStatMessageRecord>&
     return summary;
 }
 
-/// Adds up the distributions of names, slice by slice. Compatible.
+/// Adds up the distributions of names. Compatible.
 class DistributionSums {
 public:
-    /// Throws `Error` where a distribution is damaged.
+    /// Adds a slice or a sum. Throws `Error` where a distribution is damaged.
     void Add(const Slice& slice) {
         for (std::size_t i = 0; i < slice.records.size(); ++i) {
             const CKZStatMessageRecord& record = slice.records[i];
-            Sum& sum = m_sums[std::string(record.name.view())];
-            if (slice.ReadDistribution(i, m_read)) {
-                sum.hasAny = true;
-                sum.values.Add(m_read);
-            } else if (record.lasts.count != 0) {
-                sum.lacksOne = true;
-            }
+            const bool hasOne = slice.ReadDistribution(i, m_read);
+            m_sums[std::string(record.name.view())].Add(record.lasts, hasOne ? &m_read : nullptr);
         }
     }
 
     /// The sum for the name of `record`, whose totals are of the same slices; no value unless it is
     /// complete.
-    std::optional<CKZStatDistribution> Take(const CKZStatMessageRecord& record) {
+    std::optional<CKZStatDistribution> Find(const CKZStatMessageRecord& record) const {
         const auto found = m_sums.find(std::string(record.name.view()));
-        if (found == m_sums.end()) return std::nullopt;
-        Sum& sum = found->second;
-        const auto count = static_cast<double>(sum.values.GetCount());
-        if (!sum.hasAny || sum.lacksOne || count != record.totals.count) return std::nullopt;
-        return std::move(sum.values);
+        const CKZStatDistribution* const sum =
+            found == m_sums.end() ? nullptr : found->second.Get();
+        if (sum == nullptr || static_cast<double>(sum->GetCount()) != record.totals.count)
+            return std::nullopt;
+        return *sum;
     }
 
 private:
-    struct Sum {
-        CKZStatDistribution values;
-        bool hasAny = false;
-        bool lacksOne = false;
-    };
-
-    std::unordered_map<std::string, Sum> m_sums;
+    std::unordered_map<std::string, CKZStatDistributionSum> m_sums;
     CKZStatDistribution m_read;  // keeps its memory from record to record
+};
+
+/// Slices of which a stored sum is visited, or which are visited one by one where there is none.
+struct Piece {
+    const SumFacts* sum;
+    std::vector<int> ids;
 };
 
 }  // namespace
@@ -131,7 +133,8 @@ struct Reader::State {
           file(journalPath),
           database(file.Get()),
           loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); })),
-          timeline(database, path, run) {}
+          timeline(database, path, run),
+          sums(database, path, run) {}
 
     template <class Action>
     auto Guarded(Action action) {
@@ -154,10 +157,22 @@ struct Reader::State {
         return stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
     }
     std::vector<Timeline::Entry> EntriesIn(const TimeRange& range);
+    std::vector<Timeline::Entry> Select(const TimeRange& range) const;
+    const SumFacts* FindSum(int level, std::span<const Timeline::Entry> entries) const;
+    const SumFacts* FindSum(std::span<const Timeline::Entry> entries,
+                            const std::function<long long(double)>& groupOf) const;
+    std::vector<Piece> PiecesOf(std::span<const Timeline::Entry> entries,
+                                const std::function<long long(double)>& groupOf) const;
+    void UpdateSums();
+    Slice LoadSum(const SumFacts& stored);
+    void CheckSums(int level, std::span<const Timeline::Entry> entries);
+    bool IsOfItsParts(const SumFacts& stored, std::span<const Timeline::Entry> entries);
+    void VisitSums(const std::vector<Piece>& pieces,
+                   const std::function<void(const Slice&)>& visit);
     RunRow Row();
     std::vector<int> IdsIn(const TimeRange& range);
     std::vector<int> IdsAfter(int sliceId, int most);
-    void VisitSlices(std::span<const int> ids, const std::function<void(const Slice&)>& visit);
+    void VisitSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
     const RecordCounts& CountsOf(int chunk);
     std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
     NameInChunk FindInChunk(int chunk, std::int64_t nameId);
@@ -172,12 +187,17 @@ struct Reader::State {
     SQLite::Database& database;
     SliceLoader loader;
     Timeline timeline;
+    StoredSums sums;
     std::map<int, RecordCounts> verifiedChunks;
     Run facts;
 };
 
 std::vector<Timeline::Entry> Reader::State::EntriesIn(const TimeRange& range) {
     Guarded([&] { timeline.Update(); });
+    return Select(range);
+}
+
+std::vector<Timeline::Entry> Reader::State::Select(const TimeRange& range) const {
     // A range from the start leaves out nothing, whatever a pause has made of the time.
     const double first = range.from <= 0 ? -std::numeric_limits<double>::infinity()
                                          : range.from + facts.sliceLength - kTimeTolerance;
@@ -220,11 +240,105 @@ std::vector<int> Reader::State::IdsAfter(int sliceId, int most) {
 
 /// Holds nothing of the file while a slice is visited, however long that takes.
 void Reader::State::VisitSlices(std::span<const int> ids,
-                                const std::function<void(const Slice&)>& visit) {
+                                const std::function<void(Slice&)>& visit) {
     while (!ids.empty()) {
-        const std::vector<Slice> slices = Guarded([&] { return loader.Load(ids); });
-        for (const Slice& slice : slices) visit(slice);
+        std::vector<Slice> slices = Guarded([&] { return loader.Load(ids); });
+        for (Slice& slice : slices) visit(slice);
         ids = ids.subspan(slices.size());
+    }
+}
+
+/// In this order: the slices of each sum are in the timeline then.
+void Reader::State::UpdateSums() {
+    Guarded([&] {
+        if (loader.HasBlocks()) sums.Update();
+        timeline.Update();
+    });
+}
+
+/// The sum of the level that begins with the first entry, if it is of the first entries alone. It
+/// is of slices between the first and the last one, so that it has them all if it has as many.
+const SumFacts* Reader::State::FindSum(int level, std::span<const Timeline::Entry> entries) const {
+    const SumFacts* const sum = sums.FindFrom(level, entries.front().id);
+    if (sum == nullptr || sum->slices < 1) return nullptr;
+    const auto count = static_cast<std::size_t>(sum->slices);
+    if (count > entries.size()) return nullptr;
+    const Timeline::Entry& last = entries[count - 1];
+    const bool isSame = entries.front().elapsed == sum->firstElapsed && last.id == sum->lastId &&
+                        last.elapsed == sum->lastElapsed;
+    return isSame ? sum : nullptr;
+}
+
+/// The largest one whose slices are all in one group.
+const SumFacts* Reader::State::FindSum(std::span<const Timeline::Entry> entries,
+                                       const std::function<long long(double)>& groupOf) const {
+    for (int level = kSumLevels; level > 0; --level) {
+        const SumFacts* const sum = FindSum(level, entries);
+        if (sum != nullptr && groupOf(sum->firstElapsed) == groupOf(sum->lastElapsed)) return sum;
+    }
+    return nullptr;
+}
+
+Slice Reader::State::LoadSum(const SumFacts& stored) {
+    return Guarded(
+        [&] { return sums.Load(stored, [&](std::int64_t id) { return loader.FindName(id); }); });
+}
+
+void Reader::State::CheckSums(int level, std::span<const Timeline::Entry> entries) {
+    for (; !entries.empty(); entries = entries.subspan(1)) {
+        const SumFacts* const stored = FindSum(level, entries);
+        if (stored == nullptr) continue;
+        if (!IsOfItsParts(*stored, entries.first(static_cast<std::size_t>(stored->slices))))
+            throw Error("the sum of slices " + std::to_string(stored->firstId) + " to " +
+                        std::to_string(stored->lastId) + " is not what they add up to");
+    }
+}
+
+/// Added up as its writer has.
+bool Reader::State::IsOfItsParts(const SumFacts& stored, std::span<const Timeline::Entry> entries) {
+    SliceSum sum;
+    bool isWhole = true;
+    if (stored.level == 1) {
+        std::vector<int> ids;
+        for (const Timeline::Entry& entry : entries) ids.push_back(entry.id);
+        VisitSlices(ids, [&](const Slice& slice) { isWhole = isWhole && sum.Add(slice); });
+    }
+    while (stored.level > 1 && !entries.empty()) {
+        const SumFacts* const part = FindSum(stored.level - 1, entries);
+        // Slices of others lie between those of a part, which cannot be told then.
+        if (part == nullptr) return true;
+        isWhole = isWhole && sum.Add(LoadSum(*part));
+        entries = entries.subspan(static_cast<std::size_t>(part->slices));
+    }
+    return isWhole && AreSameSums(sum.Get(), LoadSum(stored));
+}
+
+std::vector<Piece> Reader::State::PiecesOf(std::span<const Timeline::Entry> entries,
+                                           const std::function<long long(double)>& groupOf) const {
+    std::vector<Piece> pieces;
+    while (!entries.empty()) {
+        const SumFacts* const sum = FindSum(entries, groupOf);
+        if (sum != nullptr) {
+            pieces.push_back({sum, {}});
+        } else {
+            if (pieces.empty() || pieces.back().sum != nullptr) pieces.push_back({nullptr, {}});
+            pieces.back().ids.push_back(entries.front().id);
+        }
+        entries = entries.subspan(sum == nullptr ? 1 : static_cast<std::size_t>(sum->slices));
+    }
+    return pieces;
+}
+
+void Reader::State::VisitSums(const std::vector<Piece>& pieces,
+                              const std::function<void(const Slice&)>& visit) {
+    for (const Piece& piece : pieces) {
+        if (piece.sum != nullptr)
+            visit(LoadSum(*piece.sum));
+        else
+            VisitSlices(piece.ids, [&](Slice& slice) {
+                MakeSum(slice);
+                visit(slice);
+            });
     }
 }
 
@@ -461,11 +575,16 @@ void Reader::ForEachPoint(const std::string& name, const TimeRange& range,
     for (const SeriesPoint& point : points) visit(point);
 }
 
-void Reader::ForEachSum(
-    const TimeRange& range,
-    const std::function<long long(double)>& /* each slice is a sum of its own */,
-    const std::function<void(const Slice& sum)>& visit) {
-    ForEachSlice(range, visit);
+void Reader::ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
+                        const std::function<void(const Slice& sum)>& visit) {
+    m_state->UpdateSums();
+    m_state->VisitSums(m_state->PiecesOf(m_state->Select(range), groupOf), visit);
+}
+
+void Reader::CheckSums() {
+    m_state->UpdateSums();
+    const std::vector<Timeline::Entry> entries = m_state->Select({});
+    for (int level = 1; level <= kSumLevels; ++level) m_state->CheckSums(level, entries);
 }
 
 std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
@@ -473,7 +592,7 @@ std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
     if (!last) return {};
     if (range.from <= 0) return std::move(last->records);
     TotalsOfRange totals(last->records);
-    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) { totals.Add(slice); });
+    ForEachSum({range.from, last->elapsed}, OneGroup, [&](const Slice& sum) { totals.Add(sum); });
     return std::move(last->records);
 }
 
@@ -484,13 +603,13 @@ std::vector<NameSummary> Reader::SummaryWithDistributions(const TimeRange& range
     std::optional<TotalsOfRange> totals;
     if (range.from > 0) totals.emplace(last->records);
     DistributionSums sums;
-    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) {
-        if (totals) totals->Add(slice);
-        m_state->Explained([&] { sums.Add(slice); });
+    ForEachSum({range.from, last->elapsed}, OneGroup, [&](const Slice& sum) {
+        if (totals) totals->Add(sum);
+        m_state->Explained([&] { sums.Add(sum); });
     });
     std::vector<NameSummary> summary;
     for (CKZStatMessageRecord& record : last->records) {
-        std::optional<CKZStatDistribution> distribution = sums.Take(record);
+        std::optional<CKZStatDistribution> distribution = sums.Find(record);
         summary.push_back({std::move(record), std::move(distribution)});
     }
     return summary;

@@ -64,6 +64,9 @@ public:
     /// Verifies all slices of a closed chunk, which are `ids`.
     RecordCounts Verify(int chunk, std::span<const int> ids);
 
+    /// The name of this id; null where there is none. Valid as long as the loader.
+    const RWCString* FindName(std::int64_t id);
+
     /// No value where there is no such name.
     std::optional<std::int64_t> FindId(const std::string& name);
 
@@ -100,7 +103,6 @@ private:
     RecordCounts ReadWholeChunk(Batch& batch);
     int SlicesInChunk(int chunk);
     void AddRecord(Unverified& unverified, SQLite::Statement& row, bool isInBlock);
-    const RWCString* FindName(std::int64_t id);
     void LoadNewNames();
     std::vector<Slice> Verified(Batch&& batch) const;
 

@@ -18,6 +18,7 @@ namespace {
 
 /// Bounds the memory of a reader, which takes a chunk as a whole.
 constexpr std::size_t kMaxChunkRecords = std::size_t{1} << 18;
+constexpr int kAllSums = std::numeric_limits<int>::max();
 constexpr int kMinWalPagesToCheckpoint = 1000;
 constexpr int64_t kMaxQuietWalBytes = int64_t{256} << 20;
 
@@ -297,6 +298,7 @@ void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice,
     m_openRecords += slice.GetRecords().size();
     m_openDistributionBytes += distributionBytes;
     m_openMessageBytes += slice.GetMessage().length();
+    m_sums.Count(run, slice.GetSliceId(), slice.GetElapsed(), slice.GetRecords().size());
 }
 
 int64_t SliceStore::NameId(std::string_view name) {
@@ -328,8 +330,11 @@ std::string SliceStore::LookAround() {
 
 std::string SliceStore::Tidy() {
     bool isTooLong = false;
+    // One after the other, so that the next slice waits for one of them only.
+    const bool makesSum = m_sums.HasWork();
+    MakeSums(m_safety == SafeAtOnce ? 1 : kAllSums);
     Guarded([&] {
-        if (IsWorthMoving()) {
+        if (IsWorthMoving() && !(makesSum && m_safety == SafeAtOnce)) {
             CloseChunks();
             MoveClosedChunks();
         }
@@ -338,6 +343,11 @@ std::string SliceStore::Tidy() {
     if (!isTooLong || std::exchange(m_hasWarnedOfLog, true)) return {};
     return m_path + "-wal takes more than 256 MB, since another program reads " + m_path +
            " all the time; end that program";
+}
+
+void SliceStore::MakeSums(int most) {
+    for (; most > 0 && m_sums.HasWork(); --most)
+        m_sums.MakeNext(Database(), m_path, [&](std::string_view name) { return NameId(name); });
 }
 
 /// Returns whether it is too long all the same.
@@ -420,6 +430,7 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
 }
 
 void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
+    MakeSums(kAllSums);
     CloseChunks();
     Guarded([&] { MoveClosedChunks(); });
     EndRun(0, time, lostSlices, expectedSlices);

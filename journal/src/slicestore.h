@@ -20,6 +20,7 @@
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
 #include "runrow.h"
+#include "summaker.h"
 
 namespace kzjournal {
 
@@ -120,6 +121,7 @@ private:
                  std::size_t distributionBytes);
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
+    void MakeSums(int most);
     bool ShortenTheLog();
     int64_t PageBytes();
     void CloseChunks();
@@ -140,6 +142,7 @@ private:
     std::size_t m_openDistributionBytes = 0;
     std::size_t m_openMessageBytes = 0;
     ChunkMover m_mover;
+    SumMaker m_sums;
     int m_walPages = 0;
     bool m_hasWarnedOfLog = false;
 };

@@ -29,8 +29,8 @@ std::string Frame(const std::string& content, bool hasSize = true) {
     ZSTD_CCtx* const context = ZSTD_createCCtx();
     ZSTD_CCtx_setParameter(context, ZSTD_c_contentSizeFlag, hasSize ? 1 : 0);
     std::string frame(ZSTD_compressBound(content.size()), '\0');
-    frame.resize(ZSTD_compress2(context, frame.data(), frame.size(), content.data(),
-                                content.size()));
+    frame.resize(
+        ZSTD_compress2(context, frame.data(), frame.size(), content.data(), content.size()));
     ZSTD_freeCCtx(context);
     return frame;
 }
@@ -46,8 +46,8 @@ class Blocks : public JournalTest {
 protected:
     MadeSlice NextSlice() {
         const int i = slices.SliceId();
-        return slices.NextSlice({{"login.time", Types::Timer, {1.0 * i, 2.0 * i}},
-                                 {"logins", Types::Counter, {1}}});
+        return slices.NextSlice(
+            {{"login.time", Types::Timer, {1.0 * i, 2.0 * i}}, {"logins", Types::Counter, {1}}});
     }
     void AppendShown(const MadeSlice& slice) {
         const std::vector<const CKZStatDistribution*> shown = {&slice.distributions[0], nullptr};
@@ -125,8 +125,8 @@ TEST_F(Blocks, AreReadWhileChunksMove) {
 TEST_F(Blocks, OfAKindTakeLittleRoom) {
     Open();
     for (int i = 0; i < kSlicesOfAChunk; ++i)
-        AppendShown(slices.NextSlice({{"login.time", Types::Timer, {}},
-                                      {std::string(20000, 'n'), Types::Counter, {}}}));
+        AppendShown(slices.NextSlice(
+            {{"login.time", Types::Timer, {}}, {std::string(20000, 'n'), Types::Counter, {}}}));
     EXPECT_EQ("", Close());
     EXPECT_EQ("1|\n", Rows("SELECT sum(length(block)) < 100000 FROM message_blocks"));
 }
@@ -159,15 +159,15 @@ protected:
     }
     void ExpectRefused(const std::string& change) {
         const std::string whole = std::exchange(path, folder.Path("copy.kzj"));
-        std::filesystem::copy_file(whole, path,
-                                   std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::copy_file(whole, path, std::filesystem::copy_options::overwrite_existing);
         Execute(change);
         try {
             SliceIds();
             ADD_FAILURE() << "not noticed: " << change;
         } catch (const kzjournal::Error& error) {
             // Of the first slice that cannot be read.
-            EXPECT_THAT(error.what(), testing::MatchesRegex("cannot read .*: slice [12] is damaged"));
+            EXPECT_THAT(error.what(),
+                        testing::MatchesRegex("cannot read .*: slice [12] is damaged"));
         }
         path = whole;
     }

@@ -1,8 +1,8 @@
 #ifndef KZ_TESTS_JOURNALOFSCHEMA4_H
 #define KZ_TESTS_JOURNALOFSCHEMA4_H
 
-// What the release before blocks wrote: runs of three slices, in which `login.time` has the values 1,
-// 2 and 4, none, and 3 and 8, and `logins` one each.
+// What the release before blocks wrote: runs of three slices, in which `login.time` has the values
+// 1, 2 and 4, none, and 3 and 8, and `logins` one each.
 
 // clang-format off
 

@@ -38,11 +38,11 @@ TEST_F(Writer, ASliceThatComesAgainAfterItsChunkHasMovedChangesNothing) {
     AppendSlice(first);
     for (int i = 0; i < 239; ++i) AppendLogins({10});
     EXPECT_EQ("", AppendSlice(first));
-    for (int i = 0; i < 240; ++i) AppendLogins({10});
+    for (int i = 0; i < 241; ++i) AppendLogins({10});
     EXPECT_EQ("", AppendLogins({10}));
     EXPECT_EQ("", Close());
-    EXPECT_EQ(481u, SliceIds().size());
-    EXPECT_EQ("1|240|\n241|240|\n481|1|\n", Rows("SELECT chunk, slices FROM chunks"));
+    EXPECT_EQ(482u, SliceIds().size());
+    EXPECT_EQ("1|240|\n241|241|\n482|1|\n", Rows("SELECT chunk, slices FROM chunks"));
 }
 
 TEST_F(Writer, AnotherSliceUnderAnIdIsLostAndTold) {

@@ -80,9 +80,10 @@ class Completion(unittest.TestCase):
 
 
 class Folders(unittest.TestCase):
-    BELOW = {"commands": {"tables", "page", "merge", "figures", "text", "reading"},
+    BELOW = {"commands": {"tables", "page", "http", "merge", "figures", "text", "reading"},
              "tables": {"figures", "text", "reading"},
-             "page": {"figures", "text", "reading"},
+             "page": {"http", "figures", "text", "reading"},
+             "http": set(),
              "merge": {"figures", "text", "reading"},
              "figures": {"text", "reading"},
              "text": {"reading"},

@@ -121,6 +121,7 @@ public:
         ForEachSlice(range, [&](const Slice& slice) { sums[groupOf(slice.elapsed)].Add(slice); });
         for (const auto& [group, sum] : sums) visit(sum.Get());
     }
+    void CheckSums() override {}
 
     std::vector<CKZStatMessageRecord> Summary(const TimeRange& range) override {
         std::vector<CKZStatMessageRecord> records;

@@ -121,7 +121,7 @@ export class Server {
     server.process = spawn(KZSTAT, ['serve', path, ...args], {stdio: ['ignore', 'pipe', 'inherit']});
     test.after(() => server.process.kill('SIGKILL'));
     for await (const line of createInterface({input: server.process.stdout})) {
-      server.url = /http:\S+(?=\/)/.exec(line)[0];
+      server.url = /https?:\S+(?=\/)/.exec(line)[0];
       server.port = Number(new URL(server.url).port);
       return server;
     }

@@ -20,6 +20,7 @@ void CheckSlices(RunReader& run, bool isMerged) {
     Conservation conservation(run.Facts().sliceLength, isMerged);
     try {
         run.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) { conservation.Check(slice); });
+        run.CheckSums();
     } catch (const kzjournal::Error& damage) {
         throw Violation(damage.what());
     }

@@ -1,21 +1,25 @@
 #include "page/pageserver.h"
 
-#include <charconv>
-#include <memory>
-#include <optional>
+#include <strings.h>
 
-#include "figures/gaps.h"
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+#include "http/hostname.h"
+#include "kzjournalerror.h"
 #include "page/metrics.h"
 #include "page/pagejson.h"
-#include "text/exportformats.h"
 
 namespace kzstatprogram {
 namespace {
 
-using Response = httplib::Server::HandlerResponse;
-
+constexpr int kSeeOther = 303;
 constexpr int kBadRequest = 400;
-constexpr int kMisdirected = 421;
+constexpr int kUnauthorized = 401;
+constexpr int kForbidden = 403;
+constexpr int kNotFound = 404;
 constexpr int kNotAllowed = 405;
 constexpr int kUnavailable = 503;
 
@@ -27,156 +31,188 @@ constexpr int kDefaultSlices = 100;
 constexpr int kMaxSlices = 1000;
 
 constexpr char kMetricsType[] = "text/plain; version=0.0.4; charset=utf-8";
+constexpr char kTokenParameter[] = "token";
+constexpr std::string_view kBearer = "Bearer ";
 
-bool IsLoopback(const std::string& host) {
-    return host == "localhost" || host == "::1" || host.compare(0, 4, "127.") == 0;
-}
-
-/// Without the port and the brackets of IPv6.
-std::string HostName(const std::string& host) {
-    if (host.compare(0, 1, "[") == 0) return host.substr(1, host.find(']') - 1);
-    return host.substr(0, host.find(':'));
-}
-
-std::string UrlOf(const std::string& address, int port) {
+std::string UrlOf(const std::string& address, int port, bool hasTls) {
     const bool isIPv6 = address.find(':') != std::string::npos;
-    return "http://" + (isIPv6 ? "[" + address + "]" : address) + ":" + std::to_string(port) + "/";
+    return std::string(hasTls ? "https://" : "http://") + (isIPv6 ? "[" + address + "]" : address) +
+           ":" + std::to_string(port) + "/";
 }
 
-void Complain(httplib::Response& response, int status, const std::string& text) {
-    response.status = status;
-    response.set_content(text + "\n", "text/plain; charset=utf-8");
+HttpAnswer Complaint(int status, const std::string& text) {
+    HttpAnswer answer;
+    answer.status = status;
+    answer.text = text + "\n";
+    return answer;
 }
 
 /// A parameter in digits; `usual` where it is missing, nothing where it is no such number.
-std::optional<int> NumberParameter(const httplib::Request& request, const char* name, int usual) {
-    if (!request.has_param(name)) return usual;
-    const std::string text = request.get_param_value(name);
+std::optional<int> NumberParameter(const HttpRequest& request, const char* name, int usual) {
+    const std::optional<std::string> text = request.Parameter(name);
+    if (!text) return usual;
     int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < 0) return std::nullopt;
+    const char* const textEnd = text->data() + text->size();
+    const auto [end, error] = std::from_chars(text->data(), textEnd, number);
+    if (error != std::errc() || end != textEnd || number < 0) return std::nullopt;
     return number;
 }
 
-/// The records of the slices, as they are exported.
-std::string SlicesJson(RunReader& run, int after, int most) {
-    const auto format = MakeExportFormat("json", run.Facts());
-    Gaps gaps(run.Facts().sliceLength);
-    std::string text = "[";
-    run.ForEachSliceAfter(
-        after,
-        [&](const kzjournal::Slice& slice) {
-            const double gap = gaps.Before(slice);
-            for (std::size_t i = 0; i < slice.records.size(); ++i)
-                text.append(text.size() > 1 ? "," : "").append(format->RecordText(slice, i, gap));
-        },
-        most);
-    return text + "]\n";
+/// The one that was given, or one that is made where strangers may ask.
+std::optional<AccessToken> TokenFor(const PageServerOptions& options, bool isLocal) {
+    if (options.token || isLocal) return options.token;
+    return AccessToken::Random();
 }
 
 }  // namespace
 
-PageServer::PageServer(const RunOpener& runs, const std::string& name, const std::string& address,
-                       int port)
-    : m_runs(runs),
-      m_name(name),
-      m_isLocal(IsLoopback(address)),
+PageServer::PageServer(const RunOpener& runs, const std::string& name,
+                       const PageServerOptions& options)
+    : m_address(options.address),
       m_history(runs, name),
-      m_histograms(runs, name) {
-    DeclareRoutes();
-    m_url = UrlOf(address, m_server.Bind(address, port));
-    m_thread = std::thread([this] { m_server.Listen(); });
-    // A stop would be lost on a server that does not run yet.
-    while (!m_server.is_running()) std::this_thread::yield();
+      m_histograms(runs, name),
+      m_slices(runs, name),
+      m_socket(options.address, options.port),
+      m_isLocal(m_socket.IsLoopback()),
+      m_token(TokenFor(options, m_isLocal)),
+      // A browser sends the cookies of all ports of a machine to each.
+      m_cookie("kzstat-" + std::to_string(m_socket.Port())),
+      m_cookieAttributes(std::string("; Path=/; HttpOnly; SameSite=Strict") +
+                         (options.identity.certificate.empty() ? "" : "; Secure")),
+      m_url(UrlOf(m_address, m_socket.Port(), !options.identity.certificate.empty()) +
+            (m_token && !options.token ? "?token=" + m_token->Text() : "")) {
+    m_server.emplace(m_socket, options.identity,
+                     [this](const HttpRequest& request) { return Answer(request); });
 }
 
 PageServer::~PageServer() {
+    m_isStopping = true;
     m_history.Stop();
-    m_server.Stop();
-    m_thread.join();
 }
 
-void PageServer::DeclareRoutes() {
-    m_server.set_default_headers({{"Cache-Control", "no-store"},
-                                  {"X-Content-Type-Options", "nosniff"},
-                                  {"Referrer-Policy", "no-referrer"}});
-    m_server.set_pre_routing_handler(
-        [this](const auto& request, auto& response) { return Screen(request, response); });
-    m_server.set_error_handler([](const httplib::Request&, httplib::Response& response) {
-        if (response.body.empty())
-            Complain(response, response.status,
-                     "There is /, /metrics, /api/slices and /api/events.");
-    });
-    m_server.Get("/", [](const httplib::Request&, httplib::Response& response) {
-        response.set_content(PageWithoutData(), "text/html; charset=utf-8");
-    });
-    m_server.Get("/metrics", [this](const httplib::Request&, httplib::Response& response) {
-        std::string text;
-        m_history.Look([&](const RunHistory& history) { text = MetricsText(history); });
-        response.set_content(text + m_histograms.Text(), kMetricsType);
-    });
-    m_server.Get("/api/slices",
-                 [this](const auto& request, auto& response) { SendSlices(request, response); });
-    m_server.Get("/api/events",
-                 [this](const auto& request, auto& response) { SendEvents(request, response); });
+HttpAnswer PageServer::Answer(const HttpRequest& request) {
+    HttpAnswer answer;
+    if (std::optional<HttpAnswer> refusal = Refusal(request))
+        answer = std::move(*refusal);
+    else if (m_token && request.Parameter(kTokenParameter))
+        answer = KeepToken(request);
+    else if (request.path == "/")
+        answer = Page();
+    else if (request.path == "/metrics")
+        answer = Metrics();
+    else if (request.path == "/api/slices")
+        answer = Slices(request);
+    else if (request.path == "/api/events")
+        answer = Events(request);
+    else
+        answer = Complaint(kNotFound, "There is /, /metrics, /api/slices and /api/events.");
+    answer.fields.insert(answer.fields.end(), {{"Cache-Control", "no-store"},
+                                               {"X-Content-Type-Options", "nosniff"},
+                                               {"Referrer-Policy", "no-referrer"}});
+    return answer;
 }
 
-/// A page from elsewhere may give its own name to this machine's address and then read what is only
-/// for those who sit here: the host tells.
-Response PageServer::Screen(const httplib::Request& request, httplib::Response& response) const {
-    if (request.method != "GET" && request.method != "HEAD") {
-        Complain(response, kNotAllowed, "Only GET and HEAD are answered.");
-        return Response::Handled;
+std::optional<HttpAnswer> PageServer::Refusal(const HttpRequest& request) const {
+    if (request.method != "GET" && request.method != "HEAD")
+        return Complaint(kNotAllowed, "Only GET and HEAD are answered.");
+    const std::vector<std::string> hosts = request.Fields("Host");
+    const std::optional<std::string> host =
+        hosts.size() == 1 ? HostIn(hosts.front()) : std::nullopt;
+    if (!host) return Complaint(kBadRequest, "A request needs one Host field.");
+    // A page from elsewhere may give its own name to this machine's address and then read what is
+    // only for those who sit here: the host tells. Where other machines are let in, this one may
+    // have any name, and the token keeps such a page out.
+    if (m_isLocal && !IsLoopback(*host) && !IsSameHost(*host, m_address))
+        return Complaint(kForbidden, "Ask for localhost.");
+    if (m_token && !HasToken(request)) {
+        HttpAnswer answer =
+            Complaint(kUnauthorized,
+                      "Open the address with ?token=TOKEN, or send Authorization: Bearer TOKEN.");
+        answer.fields.emplace_back("WWW-Authenticate", "Bearer");
+        return answer;
     }
-    if (m_isLocal && !IsLoopback(HostName(request.get_header_value("Host")))) {
-        Complain(response, kMisdirected, "Ask for localhost.");
-        return Response::Handled;
-    }
-    return Response::Unhandled;
+    return std::nullopt;
 }
 
-void PageServer::SendEvents(const httplib::Request& request, httplib::Response& response) {
-    if (m_streams.fetch_add(1) >= kMaxStreams) {
-        --m_streams;
-        Complain(response, kUnavailable, "Too many pages follow the run; close some.");
-        return;
-    }
-    auto position = std::make_shared<std::string>(request.get_param_value("after"));
-    response.set_chunked_content_provider(
-        "text/event-stream",
-        [this, position](std::size_t, httplib::DataSink& sink) {
-            return SendNextEvent(*position, sink);
-        },
-        [this](bool) { --m_streams; });
+bool PageServer::HasToken(const HttpRequest& request) const {
+    for (const std::optional<std::string>& given :
+         {request.Parameter(kTokenParameter), request.Cookie(m_cookie)})
+        if (given && m_token->IsSame(*given)) return true;
+    for (const std::string& field : request.Fields("Authorization"))
+        if (strncasecmp(field.c_str(), kBearer.data(), kBearer.size()) == 0 &&
+            m_token->IsSame(field.substr(kBearer.size())))
+            return true;
+    return false;
 }
 
-/// False ends the stream.
-bool PageServer::SendNextEvent(std::string& position, httplib::DataSink& sink) {
+/// An address is shown, kept and copied: the token leaves it as soon as the browser has the cookie.
+/// An event stream of a browser sends no field but cookies.
+HttpAnswer PageServer::KeepToken(const HttpRequest& request) const {
+    HttpAnswer answer = Complaint(kSeeOther, "The token is kept in a cookie.");
+    answer.fields.emplace_back("Location", request.path);
+    answer.fields.emplace_back("Set-Cookie", m_cookie + "=" + m_token->Text() + m_cookieAttributes);
+    return answer;
+}
+
+HttpAnswer PageServer::Page() const {
+    HttpAnswer answer;
+    answer.type = "text/html; charset=utf-8";
+    answer.text = PageWithoutData();
+    return answer;
+}
+
+HttpAnswer PageServer::Metrics() {
+    HttpAnswer answer;
+    answer.type = kMetricsType;
+    m_history.Look([&](const RunHistory& history) { answer.text = MetricsText(history); });
+    answer.text += m_histograms.Text();
+    return answer;
+}
+
+HttpAnswer PageServer::Slices(const HttpRequest& request) {
+    const std::optional<int> after = NumberParameter(request, "after", 0);
+    const std::optional<int> most = NumberParameter(request, "limit", kDefaultSlices);
+    if (!after || !most)
+        return Complaint(kBadRequest,
+                         std::string(after ? "limit" : "after") + " must be a whole number");
+    std::shared_ptr<SlicePieces::Cursor> cursor;
+    m_history.Look([&](const RunHistory& history) {
+        cursor = std::make_shared<SlicePieces::Cursor>(
+            history.Facts().id, history.Facts().sliceLength, *after, std::min(*most, kMaxSlices));
+    });
+    HttpAnswer answer;
+    answer.type = "application/json";
+    try {
+        // Trouble can be told of only before the answer has begun.
+        answer.text = m_slices.Next(*cursor);
+    } catch (const kzjournal::Error& error) {
+        return Complaint(kUnavailable, error.what());
+    }
+    answer.pieces = [this, cursor] { return m_slices.Next(*cursor); };
+    return answer;
+}
+
+HttpAnswer PageServer::Events(const HttpRequest& request) {
+    const std::shared_ptr<void> place(nullptr, [streams = m_streams](void*) { --*streams; });
+    if (m_streams->fetch_add(1) >= kMaxStreams)
+        return Complaint(kUnavailable, "Too many pages follow the run; close some.");
+    HttpAnswer answer;
+    answer.type = "text/event-stream";
+    answer.isEndless = true;
+    answer.pieces = [this, place, position = request.Parameter("after").value_or("")]() mutable {
+        return NextEvent(position);
+    };
+    return answer;
+}
+
+std::string PageServer::NextEvent(std::string& position) {
     const auto update = m_history.WaitForUpdate(position, kHeartbeat);
-    if (!update) {
-        constexpr std::string_view alive = "event: alive\ndata:\n\n";
-        return sink.write(alive.data(), alive.size());
-    }
+    if (m_isStopping) return {};
+    if (!update) return "event: alive\ndata:\n\n";
     position = update->position;
     std::string event = "id: " + position + "\ndata: " + update->json + "\n\n";
     if (update->isLast) event += "event: ended\ndata:\n\n";
-    return sink.write(event.data(), event.size());
-}
-
-void PageServer::SendSlices(const httplib::Request& request, httplib::Response& response) const {
-    const std::optional<int> after = NumberParameter(request, "after", 0);
-    const std::optional<int> most = NumberParameter(request, "limit", kDefaultSlices);
-    if (!after || !most) {
-        const std::string name = after ? "limit" : "after";
-        Complain(response, kBadRequest, name + " must be a whole number");
-        return;
-    }
-    try {
-        response.set_content(SlicesJson(*m_runs.Open(m_name), *after, std::min(*most, kMaxSlices)),
-                             "application/json");
-    } catch (const kzjournal::Error& error) {
-        Complain(response, kUnavailable, error.what());
-    }
+    return event;
 }
 
 }  // namespace kzstatprogram

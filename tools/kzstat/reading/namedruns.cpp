@@ -51,6 +51,7 @@ public:
                     const SliceVisitor& visit) override {
         m_journal.ForEachSum(range, groupOf, visit);
     }
+    void CheckSums() override { m_journal.CheckSums(); }
 
     std::vector<CKZStatMessageRecord> Summary(const TimeRange& range) override {
         return m_journal.Summary(range);

@@ -81,6 +81,10 @@ public:
                             const std::function<long long(double)>& groupOf,
                             const SliceVisitor& visit) = 0;
 
+    /// Throws where a sum that is stored beside the slices is not what they add up to. Reads all
+    /// slices, unless no sums are stored.
+    virtual void CheckSums() = 0;
+
     /// Every name over the range, in no particular order: the totals are those of the range alone,
     /// the lasts those of its last slice. Must be fast where the range begins with the run: totals
     /// of the run so far are part of its last slice.
