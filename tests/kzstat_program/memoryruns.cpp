@@ -58,7 +58,9 @@ class MemoryReader : public kzstatprogram::RunReader {
 public:
     explicit MemoryReader(const MemoryRun& run) : m_run(run) {}
 
-    void StopWhen(std::function<bool()> isRequested) override { m_isStopRequested = isRequested; }
+    void StopWhen(std::function<bool()> isRequested) override {
+        m_isStopRequested = std::move(isRequested);
+    }
 
     const kzjournal::Run& Facts() const override { return m_run.facts; }
     bool HasEnded() override { return m_run.HasEnded(); }

@@ -67,7 +67,7 @@ public:
     /// The time that the slices cover.
     double Seconds() const { return static_cast<double>(m_slices) * m_facts.sliceLength; }
     bool HasEnded() const { return m_hasEnded; }
-    /// Those that the run had, as far as the file says, and the file does not hold.
+    /// Those that the run had, as far as is known, and that are not stored.
     long long LostSlices() const { return m_lostSlices; }
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
 

@@ -31,8 +31,8 @@ public:
     using SliceVisitor = std::function<void(const kzjournal::Slice&)>;
     using PointVisitor = std::function<void(const kzjournal::SeriesPoint&)>;
 
-    /// Has reading fail as soon as `isRequested` returns true. The reading thread asks it often;
-    /// several readers may share one.
+    /// Has reading that takes longer fail once `isRequested` returns true. The reading thread asks
+    /// it again and again; several readers may share it.
     virtual void StopWhen(std::function<bool()> isRequested) = 0;
 
     /// They do not change while the reader exists, and live as long as it does.

@@ -22,7 +22,7 @@ kzterminal::Table TableOf(const std::vector<Statistics>& rows,
                           const std::vector<Percentile>& percentiles, const TableLayout& layout,
                           const std::vector<std::string>& sparklines = {});
 
-/// What a run is and how much of it the file has, as a line.
+/// What a run is and how much of it is stored, as a line.
 std::string DescribeRun(RunReader& run, const kzjournal::TimeRange& range);
 
 /// What was noted of the run, such as gaps, a line each; what is too much for a terminal is

@@ -17,7 +17,7 @@ std::string TypeText(CKZStatPointTypeEnum::PointType type);
 /// "2026-11-21 20:15:00 UTC".
 std::string WallClock(double secondsSince1970);
 
-/// How much of a run its file has: "10 slices", "8 of 10 slices" or "not ended, at least 8 slices".
+/// How much of a run is stored: "10 slices", "8 of 10 slices" or "not ended, at least 8 slices".
 /// Throws kzjournal::Error.
 std::string CompletenessText(RunReader& run);
 
