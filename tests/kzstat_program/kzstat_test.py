@@ -363,6 +363,28 @@ class Follow(JournalTest):
                           "3 login.time count 1 min 64 mean 64 max 64 sum 64 p50 64 p99 64"],
                          lines)
 
+    def test_lines_in_a_pipe_are_of_the_range(self):
+        self.make_run()
+        for options, times in ((("--from", "3", "--to", "5"), ["4", "5"]), (("--to", "2"), ["1", "2"]),
+                               (("--from", "20"), [])):
+            lines = run("show", self.run_path, "--follow", *options).out.splitlines()
+            self.assertEqual(times, [line.split()[0] for line in lines if " login.time " in line])
+
+    def test_a_range_in_a_pipe_goes_on_with_the_run(self):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.report(10)
+        with subprocess.Popen([KZSTAT, "show", self.run_path, "--follow", "--from", "1", "--to", "3"],
+                              text=True, stdout=subprocess.PIPE) as process:
+            self.report(20)
+            lines = [process.stdout.readline(), process.stdout.readline()]
+            self.report(30)
+            self.report(40)
+            self.journal.end()
+            lines += process.stdout.read().splitlines()
+            self.assertEqual(0, process.wait(timeout=TIMEOUT))
+        self.assertEqual(["2", "2", "3", "3"], [line.split()[0] for line in lines])
+
     def test_lines_in_a_pipe(self):
         self.journal = journals.Journal(self.run_path)
         self.addCleanup(self.journal.leave)
