@@ -537,6 +537,27 @@ class Compare(JournalTest):
         rows = terminal.screen().splitlines()[3:7]
         self.assertEqual(["mean", "p50", "p95", "p99"], [row.split()[1] for row in rows])
 
+    def test_rows_are_cut_to_a_narrow_terminal(self):
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "compare", self.run_path, self.slower],
+                                      width=40)
+        self.addCleanup(terminal.close)
+        terminal.wait_for_end()
+        lines = terminal.screen().splitlines()[2:6]
+        self.assertEqual(["name", "clients", "login.time", "logins"],
+                         [line.lstrip("* ").split()[0] for line in lines])
+        self.assertTrue(lines[0].endswith(">"), lines[0])
+
+    def test_a_name_without_values_has_no_mean(self):
+        idle = journals.make(self.path("idle.kzj"), [{LOGIN: []}] * 10)
+        for runs, means in (((self.run_path, idle), ["114", "-"]),
+                            ((idle, self.run_path), ["-", "114"])):
+            lines = run("compare", *runs).out.splitlines()
+            (row,) = [line.split() for line in lines if "login.time" in line]
+            self.assertEqual(["login.time", "mean", "ms", *means, "-", "-", "-"], row)
+        (name,) = json.loads(run("compare", *runs, "--format", "json").out)["names"]
+        self.assertEqual((None, 114, None, None), (name["first"], name["second"],
+                                                           name["difference"], name["p_value"]))
+
     def test_json(self):
         self.make_distributed_runs()
         result = run("compare", self.run_path, self.slower, "--format", "json", "--fail-if",
