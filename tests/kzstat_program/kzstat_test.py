@@ -365,8 +365,8 @@ class Follow(JournalTest):
 
     def test_lines_in_a_pipe_are_of_the_range(self):
         self.make_run()
-        for options, times in ((("--from", "3", "--to", "5"), ["4", "5"]), (("--to", "2"), ["1", "2"]),
-                               (("--from", "20"), [])):
+        for options, times in ((("--from", "3", "--to", "5"), ["4", "5"]),
+                               (("--to", "2"), ["1", "2"]), (("--from", "20"), [])):
             lines = run("show", self.run_path, "--follow", *options).out.splitlines()
             self.assertEqual(times, [line.split()[0] for line in lines if " login.time " in line])
 
@@ -374,8 +374,8 @@ class Follow(JournalTest):
         self.journal = journals.Journal(self.run_path)
         self.addCleanup(self.journal.leave)
         self.report(10)
-        with subprocess.Popen([KZSTAT, "show", self.run_path, "--follow", "--from", "1", "--to", "3"],
-                              text=True, stdout=subprocess.PIPE) as process:
+        command = [KZSTAT, "show", self.run_path, "--follow", "--from", "1", "--to", "3"]
+        with subprocess.Popen(command, text=True, stdout=subprocess.PIPE) as process:
             self.report(20)
             lines = [process.stdout.readline(), process.stdout.readline()]
             self.report(30)
