@@ -88,7 +88,8 @@ CKZStatGenSlice::~CKZStatGenSlice() {
     ForEachShelf([](std::size_t, const Shelf& shelf) { delete &shelf; });
 }
 
-void CKZStatGenSlice::DestroyDictionaries() {
+/// Unchecked by the analysis: part of the destructor.
+void CKZStatGenSlice::DestroyDictionaries() RYP_NO_THREAD_SAFETY_ANALYSIS {
     const auto destroy = [](const std::vector<FiledDictionary>& dictionaries) {
         for (const FiledDictionary& filed : dictionaries) delete filed.dictionary;
     };
