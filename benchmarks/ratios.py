@@ -17,6 +17,7 @@ class Ratio(NamedTuple):
 
 CLIENTS = "/1000/real_time/threads:"
 FEW = "/20/real_time/threads:"
+BESIDE_ROLL_UP = "BM_Main_SendSliceBesideRollUp/"
 RATIOS = [
     Ratio("AddLast, 1,000 clients / floor", "BM_Client_AddLast" + CLIENTS + "1",
           "BM_Floor_AddLast" + CLIENTS + "1", "<= 2.0", "<= 1.4"),
@@ -54,8 +55,12 @@ RATIOS = [
           "BM_CollectingClient_AddLast" + CLIENTS + "1", "<= 0.58", "<= 0.52"),
     Ratio("SendSlice with distributions / without", "BM_CollectingMain_SendSlice/1000/50/real_time",
           "BM_Main_SendSlice/1000/50/real_time", "<= 1.1", ""),
-    Ratio("SendSlice / hand-written roll-up", "BM_Main_SendSlice/1000/50/real_time",
-          "BM_Handwritten_RollUp/1000/50/real_time", "<= 2", "<= 1.2"),
+    Ratio("SendSlice / hand-written roll-up", BESIDE_ROLL_UP + "0/iterations:20/manual_time", "",
+          "<= 2", "<= 1.2", "ratio"),
+    Ratio("the same, client by client", BESIDE_ROLL_UP + "1/iterations:20/manual_time", "",
+          "<= 2", "<= 1.2", "ratio"),
+    Ratio("the same, among other allocations", BESIDE_ROLL_UP + "2/iterations:20/manual_time", "",
+          "<= 2", "<= 1.2", "ratio"),
     Ratio("fold of a pair / hand-written look-up", "BM_Dictionary_AddValuesOfDict/real_time",
           "BM_Handwritten_LookUp/real_time", "<= 1.5", "<= 1"),
     Ratio("dump of a record / ten to_chars", "BM_Dictionary_DumpDict/real_time",

@@ -40,7 +40,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # installed; these are the versions of the system that packages are made on.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 if(TARGET kzjournal)
-  string(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ", libsqlite3-0 (>= 3.40)")
+  string(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ", libsqlite3-0 (>= 3.40), libzstd1 (>= 1.5)")
 endif()
 foreach(library kzplatform kzstat kzjournal)
   if(TARGET ${library})

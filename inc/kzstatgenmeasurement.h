@@ -111,10 +111,12 @@ private:
     void NoteUncollected(const CKZStatGenMeasurement& added);
     void Empty();
     void EmptyLasts();
+    bool HasEmptyLasts() const;
     void TakeValue(double value);
     void TraceValue(double value) const;
     void TakeAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
     void AddAggregates(const CKZStatAggregate& totals, const CKZStatAggregate& lasts);
+    void AddAggregates(const CKZStatGenMeasurement& added, bool isTracing);
     void TraceAddition(double sum, double sumSqr, bool isAdded) const;
     void TraceTotals(const char* occasion) const;
 
@@ -147,19 +149,32 @@ inline void CKZStatGenMeasurement::TakeValue(double value) {
     TakeValue(m_lasts, value);
 }
 
+// Comparisons that choose a value need no jump, those that skip a store do.
+
 inline void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
                                                  const CKZStatAggregate& other) {
-    if (aggregate.minimum > other.minimum || aggregate.minimum == kEmpty)
-        aggregate.minimum = other.minimum;
+    const double least = other.minimum < aggregate.minimum ? other.minimum : aggregate.minimum;
+    aggregate.minimum = aggregate.minimum == kEmpty ? other.minimum : least;
     // Unlike a single value, an aggregate below the empty mark does not fill an empty maximum.
-    if (other.maximum > aggregate.maximum) aggregate.maximum = other.maximum;
+    aggregate.maximum = other.maximum > aggregate.maximum ? other.maximum : aggregate.maximum;
     aggregate.count += other.count;
     aggregate.sum += other.sum;
     aggregate.sumSqr += other.sumSqr;
 }
 
+inline void CKZStatGenMeasurement::EmptyLasts() {
+    m_lasts = {};
+    m_reservedLasts = kEmpty;
+}
+
+inline bool CKZStatGenMeasurement::HasEmptyLasts() const {
+    return m_lasts.minimum == kEmpty && m_lasts.maximum == kEmpty && m_lasts.count == 0 &&
+           m_lasts.sum == 0 && m_lasts.sumSqr == 0;
+}
+
+/// Stores only what changes: a read of the number soon after a store into the same word waits.
 inline void CKZStatGenMeasurement::TakeMarks(const CKZStatGenMeasurement& added) {
-    m_isAltered = m_isAltered || added.m_isAltered;
+    if (added.m_isAltered) m_isAltered = true;
     // The marks for none come behind all numbers.
     if (added.m_distribution < m_distribution) m_distribution = added.m_distribution;
 }
@@ -174,6 +189,15 @@ inline void CKZStatGenMeasurement::TakeAggregates(const CKZStatAggregate& totals
     if (totals.count == 0) return;
     TakeAggregate(m_totals, totals);
     if (lasts.count != 0) TakeAggregate(m_lasts, lasts);
+}
+
+/// `isTracing` is asked for once for many of them.
+inline void CKZStatGenMeasurement::AddAggregates(const CKZStatGenMeasurement& added,
+                                                 bool isTracing) {
+    if (isTracing)
+        AddAggregates(added.m_totals, added.m_lasts);
+    else
+        TakeAggregates(added.m_totals, added.m_lasts);
 }
 
 #endif

@@ -169,9 +169,6 @@ private:
     void NoteMerged();
     template <class Visitor>
     void ForEachMeasurement(Visitor visit) const;
-    void AddCollected(CKZStatGenMeasurementDictionary& source);
-    template <class Mark>
-    void AddAll(CKZStatGenMeasurementDictionary& source, Mark mark);
     template <class Query>
     auto Ask(const char* name, Query query) const;
     template <class Record>

@@ -116,6 +116,8 @@ private:
         Index next;
     };
 
+    struct FoldTools;
+
     struct FiledDictionary {
         int clientId;
         CKZStatGenMeasurementDictionary* dictionary;
@@ -133,8 +135,11 @@ private:
         // lane until the slice is closed, then the pack thread's.
         std::unique_ptr<CKZStatGenDistributionTable> distributions;
     };
-    using Shelves = std::vector<Shelf>;
+    /// By lane. Each is made when its lane first files something, since most lanes have no thread.
+    /// Stored under the lane, released: who loads it without that finds it made.
+    using Shelves = std::vector<std::atomic<Shelf*>>;
 
+    void DestroyDictionaries();
     CKZStatGenLane& LaneWithoutClient() const;
     std::vector<CKZStatGenMeasurementDictionary*> SnapshotOfHeldDictionaries();
     template <class Visitor>
@@ -143,6 +148,8 @@ private:
     template <class Visitor>
     void ForEachHeldDictionary(Visitor visit);
     Shelf& ShelfOf(const CKZStatGenLane& lane);
+    template <class Visitor>
+    void ForEachShelf(Visitor visit) const;
     void Shelve(CKZStatGenMeasurementDictionary& dictionary, int clientId, CKZStatGenLane& lane);
     void NoteLeft(const CKZStatGenLane& lane);
     bool Collects() const;
@@ -164,7 +171,7 @@ private:
     void CreateTarget(const FoldStep& step);
     std::vector<Index> ChainByTarget(std::vector<FoldStep>& steps) const;
     bool Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged);
-    void AddStep(const FoldStep& step, CKZStatGenDistributionTable* distributions);
+    void AddStep(const FoldStep& step, FoldTools& tools);
     void JoinDistributions(CKZStatGenDistributions& distributions);
     void PrefetchForFold(const std::vector<FoldStep>& steps, const std::vector<Index>& heads,
                          std::size_t target) const;
@@ -188,8 +195,7 @@ private:
     CKZStatGenMain* const m_main;
     // Dictionaries under a client id that has one in the map already.
     std::vector<FiledDictionary> m_furtherDictionaries RYP_GUARDED_BY(*m_lock);
-    // By lane; none in slices that were never current, and constant afterwards.
-    Shelves m_shelves;
+    Shelves m_shelves;                // empty in slices that were never current
     std::atomic<bool> m_isCollected;  // nothing comes onto the shelves any more
     std::unique_ptr<CKZStatGenDistributionTable> m_packThreadsDistributions;
     // Unique in the process. An id is not, since hosts choose some, nor is an address, since memory
@@ -197,6 +203,14 @@ private:
     const std::uint64_t m_number;
     FoldProgress m_fold;
 };
+
+/// Calls `visit(lane, shelf)` for those that were made.
+template <class Visitor>
+void CKZStatGenSlice::ForEachShelf(Visitor visit) const {
+    for (std::size_t lane = 0; lane < m_shelves.size(); ++lane)
+        if (Shelf* const shelf = m_shelves[lane].load(std::memory_order_acquire))
+            visit(lane, *shelf);
+}
 
 /// The generator: cuts the run into slices of fixed length, hands clients their dictionaries,
 /// folds each finished slice into running totals and delivers it through the hooks. A host derives

@@ -41,12 +41,13 @@ public:
     CKZStatStopwatch& operator=(CKZStatStopwatch&&) = delete;
     ~CKZStatStopwatch();
 
-    /// The work succeeded. Returns the milliseconds it took. If the stopwatch has already ended,
-    /// this and the next two do nothing, and `Stop` returns -1.0.
+    // If the stopwatch has already ended, these do nothing, and the first two return -1.0.
+
+    /// The work succeeded. Returns the milliseconds it took.
     double Stop();
-    /// The work failed. `reason` should come from a small set, since each becomes a name; null and
-    /// "" mean "unknown".
-    void Fail(const char* reason);
+    /// The work failed. Returns the milliseconds it took. `reason` should come from a small set,
+    /// since each becomes a name; null and "" mean "unknown".
+    double Fail(const char* reason);
     /// The work was abandoned; its time is not reported.
     void Abandon();
 

@@ -7,8 +7,9 @@ project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck disable=SC2034
 BUILD_PACKAGES=(g++ cmake ninja-build)
 # shellcheck disable=SC2034
-HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev libmicrohttpd-dev libsqlite3-dev
-               libsqlitecpp-dev libboost-math-dev nlohmann-json3-dev libutfcpp-dev nodejs npm)
+HOST_PACKAGES=(pkg-config libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev libmicrohttpd-dev
+               libsqlite3-dev libsqlitecpp-dev libzstd-dev libboost-math-dev nlohmann-json3-dev
+               libutfcpp-dev nodejs npm)
 # shellcheck disable=SC2034
 BENCHMARK_PACKAGES=(libbenchmark-dev)
 # shellcheck disable=SC2034

@@ -75,14 +75,8 @@ void CKZStatGenMeasurement::Empty() {
     EmptyLasts();
 }
 
-void CKZStatGenMeasurement::EmptyLasts() {
-    m_lasts = {};
-    m_reservedLasts = kEmpty;
-}
-
 bool CKZStatGenMeasurement::IsResetLasts() {
-    return m_lasts.minimum == kEmpty && m_lasts.maximum == kEmpty && m_lasts.count == 0 &&
-           m_lasts.sum == 0 && m_lasts.sumSqr == 0;
+    return HasEmptyLasts();
 }
 
 void CKZStatGenMeasurement::AddLast(double value) {

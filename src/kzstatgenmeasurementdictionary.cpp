@@ -232,34 +232,7 @@ void CKZStatGenMeasurementDictionary::SetValues(const char* name, double minimum
 
 void CKZStatGenMeasurementDictionary::AddValuesOfDict(CKZStatGenMeasurementDictionary* source,
                                                       AddType) {
-    AddAll(*source, [](CKZStatGenMeasurement& target, const CKZStatGenMeasurement& added) {
-        target.NoteUncollected(added);
-    });
-}
-
-/// `AddValuesOfDict` for values of which the distributions are collected, if they are, under the
-/// numbers of `source`.
-void CKZStatGenMeasurementDictionary::AddCollected(CKZStatGenMeasurementDictionary& source) {
-    AddAll(source, [](CKZStatGenMeasurement& target, const CKZStatGenMeasurement& added) {
-        target.TakeMarks(added);
-    });
-}
-
-/// Calls `mark` with each measurement and what is added to it.
-template <class Mark>
-void CKZStatGenMeasurementDictionary::AddAll(CKZStatGenMeasurementDictionary& source, Mark mark) {
-    const Lock::LockGuard guard(*source.m_lock);
-    // All names first, which may run out of memory, then all values, which cannot: so the source
-    // is added whole or not at all.
-    const std::vector<Store::Addition> additions = Store::PrepareAdditions(*this, source);
-    const bool isTracing = KzIsTracing();
-    for (const auto& [target, added] : additions) {
-        mark(*target, *added);
-        if (isTracing)
-            target->AddAggregates(added->m_totals, added->m_lasts);
-        else
-            target->TakeAggregates(added->m_totals, added->m_lasts);
-    }
+    Store::AddUncollected(*this, *source);
 }
 
 void CKZStatGenMeasurementDictionary::Reset(const char* name) {
@@ -271,13 +244,15 @@ void CKZStatGenMeasurementDictionary::Reset(const char* name) {
 }
 
 void CKZStatGenMeasurementDictionary::ResetLasts() {
-    for (std::size_t position = 0; position < entries(); ++position) {
-        Store::PrefetchPairAfter(*this, position);
-        CKZStatGenMeasurement* const measurement = KzMeasurementOf(Entries()[position].value);
+    bool isChanged = false;
+    for (const Entry& entry : Entries()) {
+        Store::PrefetchPairAfter(Entries(), &entry);
+        CKZStatGenMeasurement* const measurement = KzMeasurementOf(entry.value);
         if (measurement == nullptr) continue;
-        if (!measurement->IsResetLasts()) NoteChange();
+        isChanged = isChanged || !measurement->HasEmptyLasts();
         measurement->EmptyLasts();
     }
+    if (isChanged) NoteChange();
 }
 
 /// Whether a measurement was changed by its own operations since `NoteMerged`.

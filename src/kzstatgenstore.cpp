@@ -156,40 +156,94 @@ inline void Dictionary::Store::FetchMeasurement(const Dictionary& dictionary, in
     __builtin_prefetch(reinterpret_cast<const char*>(made + 1) + kTypicalNameBytes);
 }
 
-/// Unchecked by the analysis: `target` belongs to this thread.
-std::vector<Dictionary::Store::Addition> Dictionary::Store::PrepareAdditions(
-    Dictionary& target, const Dictionary& source) RYP_NO_THREAD_SAFETY_ANALYSIS {
-    std::vector<Addition> additions;
-    additions.reserve(source.entries());
-    if (!source.isEmpty()) target.NoteChange();
-    Index position = kNone;
-    for (std::size_t next = 0; next < source.entries(); ++next) {
-        const Entry& added = source.Entries()[next];
-        if (added.value == nullptr) break;
-        PrefetchPairAfter(source, next);
-        PrefetchPairAfter(target, position + 1);
-        position = FindOrCreate(target, added, position + 1);
-        additions.push_back(
-            {KzMeasurementOf(target.Entries()[position].value), KzMeasurementOf(added.value)});
-    }
-    return additions;
-}
-
-/// The position of the measurement with the name of `added`. Names mostly lie in the same order in
-/// all dictionaries, so it is looked up only where it is not the `expected` one.
-inline Dictionary::Index Dictionary::Store::FindOrCreate(Dictionary& dictionary, const Entry& added,
-                                                         Index expected) {
+/// The position of the measurement with the name of `added`.
+Dictionary::Index Dictionary::Store::FindOrCreate(Dictionary& dictionary, const Entry& added) {
     const std::string_view name = KzTextOf(added.key);
-    const auto isName = [name](const RWCollectable* key) {
-        return RyPTextHash::AreEqual(KzTextOf(key), name);
-    };
     const std::vector<Entry>& entries = dictionary.Entries();
-    const bool isExpected = expected < entries.size() && entries[expected].hash == added.hash &&
-                            entries[expected].value != nullptr && isName(entries[expected].key);
-    const Index known = isExpected ? expected : dictionary.FindEntry(added.hash, isName);
+    const Index known = dictionary.FindEntry(added.hash, [name](const RWCollectable* key) {
+        return RyPTextHash::AreEqual(KzTextOf(key), name);
+    });
     if (known != kNone && entries[known].value != nullptr) return known;
     dictionary.Create(name, added.hash, KzMeasurementOf(added.value)->m_type);
     return static_cast<Index>(entries.size() - 1);
+}
+
+/// `areMade`: both dictionaries made all their entries, so each name lies behind its measurement.
+inline bool Dictionary::Store::IsSameName(const Entry& a, const Entry& b, bool areMade) {
+    if (a.hash != b.hash) return false;
+    if (!areMade) return RyPTextHash::AreEqual(KzTextOf(a.key), KzTextOf(b.key));
+    return static_cast<const CKZStatGenArenaMeasurement*>(a.value)->HasNameOf(
+        *static_cast<const CKZStatGenArenaMeasurement*>(b.value));
+}
+
+/// Names mostly lie in the same order in all dictionaries, so one is looked up only where it is not
+/// the next of `target`. Unchecked by the analysis: `target` belongs to this thread.
+template <class Add>
+void Dictionary::Store::ForEachAddition(Dictionary& target, const Dictionary& source,
+                                        Add add) RYP_NO_THREAD_SAFETY_ANALYSIS {
+    if (!source.isEmpty()) target.NoteChange();
+    const bool areMade = !target.MayHoldOthers() && !source.MayHoldOthers();
+    const std::vector<Entry>& entries = target.Entries();
+    const Entry* next = entries.data();
+    for (const Entry& added : source.Entries()) {
+        if (added.value == nullptr) break;
+        PrefetchPairAfter(source.Entries(), &added);
+        PrefetchPairAfter(entries, next);
+        const bool isNext = next != entries.data() + entries.size() && next->value != nullptr &&
+                            IsSameName(*next, added, areMade);
+        if (!isNext) {
+            const Index found = FindOrCreate(target, added);
+            next = entries.data() + found;
+        }
+        add(*KzMeasurementOf(next->value), *KzMeasurementOf(added.value));
+        ++next;
+    }
+}
+
+void Dictionary::Store::AddCollected(Dictionary& target, const Dictionary& source,
+                                     Additions& additions) {
+    AddAll(target, source, additions,
+           [](CKZStatGenMeasurement& sum, const CKZStatGenMeasurement& added) {
+               sum.TakeMarks(added);
+           });
+}
+
+void Dictionary::Store::AddUncollected(Dictionary& target, const Dictionary& source) {
+    Additions additions;
+    AddAll(target, source, additions,
+           [](CKZStatGenMeasurement& sum, const CKZStatGenMeasurement& added) {
+               sum.NoteUncollected(added);
+           });
+}
+
+/// Calls `mark` with each measurement and what is added to it.
+template <class Mark>
+void Dictionary::Store::AddAll(Dictionary& target, const Dictionary& source, Additions& additions,
+                               Mark mark) {
+    const Lock::LockGuard guard(*source.m_lock);
+    // All names first, which may run out of memory, then all values, which cannot: so the source
+    // is added whole or not at all.
+    additions.clear();
+    additions.reserve(source.entries());
+    ForEachAddition(target, source,
+                    [&](CKZStatGenMeasurement& sum, const CKZStatGenMeasurement& added) {
+                        additions.push_back({&sum, &added});
+                    });
+    const bool isTracing = KzIsTracing();
+    for (const auto& [sum, added] : additions) {
+        mark(*sum, *added);
+        sum->AddAggregates(*added, isTracing);
+    }
+}
+
+void Dictionary::Store::Merge(Dictionary& target, const Dictionary& source) {
+    const Lock::LockGuard guard(*source.m_lock);
+    const bool isTracing = KzIsTracing();
+    ForEachAddition(target, source,
+                    [isTracing](CKZStatGenMeasurement& sum, const CKZStatGenMeasurement& added) {
+                        sum.TakeMarks(added);
+                        sum.AddAggregates(added, isTracing);
+                    });
 }
 
 void Dictionary::Store::PrefetchObject(const Dictionary& dictionary) {
@@ -202,12 +256,16 @@ void Dictionary::Store::PrefetchObject(const Dictionary& dictionary) {
 
 void Dictionary::Store::PrefetchEntries(const Dictionary& dictionary) {
     if (dictionary.MayBeFlushed()) return;
-    __builtin_prefetch(dictionary.Entries().data());
+    // Those of the first pairs; the processor itself sees to the following ones.
+    const char* const entries = reinterpret_cast<const char*>(dictionary.Entries().data());
+    for (std::size_t at = 0; at <= kMergeDistance * sizeof(Entry); at += kCacheLine)
+        __builtin_prefetch(entries + at);
     __builtin_prefetch(dictionary.m_lock.get(), 1);
 }
 
 void Dictionary::Store::PrefetchFirstPairs(const Dictionary& dictionary) {
     if (dictionary.MayBeFlushed()) return;
-    for (std::size_t position = 0; position < kMergeDistance; ++position)
-        PrefetchPair(dictionary, position);
+    const std::vector<Entry>& entries = dictionary.Entries();
+    for (std::size_t first = 0; first < std::min(kMergeDistance, entries.size()); ++first)
+        PrefetchMeasurement(entries[first].value);
 }

@@ -19,10 +19,12 @@ public:
     using Dictionary = CKZStatGenMeasurementDictionary;
     using Name = CKZStatGenStatsCache::Name;
 
+    /// A measurement, and one to be added to it.
     struct Addition {
         CKZStatGenMeasurement* target;
         const CKZStatGenMeasurement* source;
     };
+    using Additions = std::vector<Addition>;
 
     CKZStatGenStatsCache& Cache() { return m_statsCache; }
     const CKZStatGenStatsCache& Cache() const { return m_statsCache; }
@@ -38,10 +40,16 @@ public:
     static void Flush(Dictionary& dictionary, CKZStatGenDistributionTable* distributions)
         RYP_REQUIRES(*dictionary.m_lock);
 
-    /// The measurements of `target` into which those of `source` are to be added, made where there
-    /// are none. Takes no lock of `target`, which belongs to the thread that merges. Throws
-    /// std::bad_alloc.
-    static std::vector<Addition> PrepareAdditions(Dictionary& target, const Dictionary& source);
+    // Each adds the measurements of `source`, whose lock it takes, into `target`, which belongs to
+    // the thread that merges. Throws std::bad_alloc.
+
+    /// Values of which the distributions are collected, if they are, under the numbers of `source`.
+    /// If it throws, no value was added. Uses the memory of `additions`.
+    static void AddCollected(Dictionary& target, const Dictionary& source, Additions& additions);
+    /// Values of which no distributions are collected here. If it throws, no value was added.
+    static void AddUncollected(Dictionary& target, const Dictionary& source);
+    /// `AddCollected` into a dictionary that is thrown away if it throws.
+    static void Merge(Dictionary& target, const Dictionary& source);
 
     // Each waits for memory unless the one before was called a while ago.
 
@@ -50,10 +58,12 @@ public:
     static void PrefetchEntries(const Dictionary& dictionary);
     /// The same.
     static void PrefetchFirstPairs(const Dictionary& dictionary);
-    /// Name, aggregates and text of the pair that comes some pairs after `position`, if there is
-    /// one.
-    static void PrefetchPairAfter(const Dictionary& dictionary, std::size_t position) {
-        PrefetchPair(dictionary, position + kMergeDistance);
+    /// Aggregates and name of the measurement that comes some entries after `entry`, which may be
+    /// behind the last one.
+    static void PrefetchPairAfter(const std::vector<Entry>& entries, const Entry* entry) {
+        const Entry* const end = entries.data() + entries.size();
+        if (end - entry > static_cast<std::ptrdiff_t>(kMergeDistance))
+            PrefetchMeasurement(entry[kMergeDistance].value);
     }
 
 private:
@@ -84,9 +94,15 @@ private:
     static void Collect(const CKZStatGenStatsCache::Value& cached,
                         const CKZStatGenMeasurement& measurement,
                         CKZStatGenDistributionTable& distributions);
-    static Index FindOrCreate(Dictionary& dictionary, const Entry& added, Index expected)
+    template <class Mark>
+    static void AddAll(Dictionary& target, const Dictionary& source, Additions& additions,
+                       Mark mark);
+    template <class Add>
+    static void ForEachAddition(Dictionary& target, const Dictionary& source, Add add);
+    static bool IsSameName(const Entry& a, const Entry& b, bool areMade);
+    static Index FindOrCreate(Dictionary& dictionary, const Entry& added)
         RYP_REQUIRES(*dictionary.m_lock);
-    static void PrefetchPair(const Dictionary& dictionary, std::size_t position);
+    static void PrefetchMeasurement(const RWCollectable* measurement);
 
     // In the dictionary's source, under whose name they are logged.
     static void TraceCaching(const Name& name, double value);
@@ -109,13 +125,16 @@ inline bool CKZStatGenMeasurementDictionary::MayBeFlushed() const {
     return GetStore().Cache().Count() > 0;
 }
 
-inline void CKZStatGenMeasurementDictionary::Store::PrefetchPair(
-    const CKZStatGenMeasurementDictionary& dictionary, std::size_t position) {
-    constexpr std::size_t kLinesOfPair = 3;
-    if (position >= dictionary.entries()) return;
-    const char* const pair = reinterpret_cast<const char*>(dictionary.Entries()[position].key);
-    for (std::size_t line = 0; line < kLinesOfPair; ++line)
-        __builtin_prefetch(pair + line * kCacheLine);
+/// From the type on: what comes before it is not read. Works for a null one, too.
+inline void CKZStatGenMeasurementDictionary::Store::PrefetchMeasurement(
+    const RWCollectable* measurement) {
+    constexpr std::size_t kBegin = 4 * sizeof(double);
+    constexpr std::size_t kTypicalNameBytes = 24;
+    const char* const begin = reinterpret_cast<const char*>(measurement) + kBegin;
+    __builtin_prefetch(begin);
+    __builtin_prefetch(begin + kCacheLine);
+    __builtin_prefetch(reinterpret_cast<const char*>(measurement) + sizeof(CKZStatGenMeasurement) +
+                       kTypicalNameBytes);
 }
 
 /// As the dictionary makes it; the name of every entry is one.

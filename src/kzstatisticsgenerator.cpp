@@ -84,14 +84,18 @@ CKZStatGenSlice::CKZStatGenSlice(int id, double time, CKZStatGenMain* main, bool
       m_fold{0, 0} {}
 
 CKZStatGenSlice::~CKZStatGenSlice() {
-    if (!m_ownsDictionaries) return;
+    if (m_ownsDictionaries) DestroyDictionaries();
+    ForEachShelf([](std::size_t, const Shelf& shelf) { delete &shelf; });
+}
+
+void CKZStatGenSlice::DestroyDictionaries() {
     const auto destroy = [](const std::vector<FiledDictionary>& dictionaries) {
         for (const FiledDictionary& filed : dictionaries) delete filed.dictionary;
     };
-    for (const Shelf& shelf : m_shelves) {
+    ForEachShelf([&](std::size_t, const Shelf& shelf) {
         destroy(shelf.dictionaries);
         destroy(shelf.taken);
-    }
+    });
     destroy(m_furtherDictionaries);
     clearAndDestroy();
 }
@@ -129,8 +133,15 @@ void CKZStatGenSlice::Insert(const FiledDictionary& filed) {
     }
 }
 
+/// The caller holds the lane. Throws std::bad_alloc where it is made.
 CKZStatGenSlice::Shelf& CKZStatGenSlice::ShelfOf(const CKZStatGenLane& lane) {
-    return m_shelves[m_main->m_clientsLock->PositionOf(lane)];
+    std::atomic<Shelf*>& place = m_shelves[m_main->m_clientsLock->PositionOf(lane)];
+    Shelf* shelf = place.load(std::memory_order_relaxed);
+    if (shelf == nullptr) {
+        shelf = new Shelf;
+        place.store(shelf, std::memory_order_release);
+    }
+    return *shelf;
 }
 
 /// `AddDictionary` for a client, whose lane the caller holds.
@@ -178,11 +189,11 @@ void CKZStatGenSlice::JoinDistributions(CKZStatGenDistributions& distributions) 
     distributions.BeginSlice(m_number);
     const bool isOfAnotherGenerator = Collects() && m_main->m_distributions.get() != &distributions;
     if (isOfAnotherGenerator) return;
-    for (std::size_t lane = 0; lane < m_shelves.size(); ++lane) {
-        if (m_shelves[lane].distributions == nullptr) continue;
-        distributions.Join(*m_shelves[lane].distributions);
-        distributions.GiveBack(std::move(m_shelves[lane].distributions), lane);
-    }
+    ForEachShelf([&](std::size_t lane, Shelf& shelf) {
+        if (shelf.distributions == nullptr) return;
+        distributions.Join(*shelf.distributions);
+        distributions.GiveBack(std::move(shelf.distributions), lane);
+    });
     if (m_packThreadsDistributions != nullptr) {
         distributions.Join(*m_packThreadsDistributions);
         distributions.GiveBackOwn(std::move(m_packThreadsDistributions));
@@ -201,9 +212,10 @@ void CKZStatGenSlice::Collect() {
     {
         const Lock::LockGuard guard(*m_lock);
         std::size_t taken = 0;
-        for (const Shelf& shelf : m_shelves) taken += shelf.taken.size();
+        ForEachShelf([&](std::size_t, const Shelf& shelf) { taken += shelf.taken.size(); });
         Reserve(entries() + taken);
-        for (Shelf& shelf : m_shelves) InsertAll(shelf.taken);
+        ForEachShelf([this](std::size_t, Shelf& shelf)
+                         RYP_NO_THREAD_SAFETY_ANALYSIS { InsertAll(shelf.taken); });
     }
     if (isOver) m_isCollected.store(true, std::memory_order_release);
 }
@@ -223,20 +235,24 @@ void CKZStatGenSlice::InsertAll(std::vector<FiledDictionary>& taken) {
 
 /// Not into the map at once: reporters would wait for the lane meanwhile, which the caller holds.
 void CKZStatGenSlice::TakeOffShelf(std::size_t lane) {
-    if (m_shelves.empty() || m_shelves[lane].dictionaries.empty()) return;
-    Shelf& shelf = m_shelves[lane];
+    if (m_shelves.empty()) return;
+    Shelf* const shelf = m_shelves[lane].load(std::memory_order_relaxed);
+    if (shelf == nullptr || shelf->dictionaries.empty()) return;
     const Lock::LockGuard guard(*m_lock);
-    if (shelf.taken.empty()) {
-        shelf.taken.swap(shelf.dictionaries);
+    std::vector<FiledDictionary>& filed = shelf->dictionaries;
+    if (shelf->taken.empty()) {
+        shelf->taken.swap(filed);
     } else {
-        shelf.taken.insert(shelf.taken.end(), shelf.dictionaries.begin(), shelf.dictionaries.end());
-        shelf.dictionaries.clear();
+        shelf->taken.insert(shelf->taken.end(), filed.begin(), filed.end());
+        filed.clear();
     }
 }
 
 int CKZStatGenSlice::CountHeld() const {
     int held = m_countZ0;
-    for (const Shelf& shelf : m_shelves) held += shelf.held.load(std::memory_order_relaxed);
+    ForEachShelf([&](std::size_t, const Shelf& shelf) {
+        held += shelf.held.load(std::memory_order_relaxed);
+    });
     return held;
 }
 
@@ -397,6 +413,12 @@ std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::AddAndMerge(
     return Fold(finished, merged.get()) ? std::move(merged) : nullptr;
 }
 
+/// What all steps of a fold use.
+struct CKZStatGenSlice::FoldTools {
+    CKZStatGenDistributionTable* distributions;
+    CKZStatGenMeasurementDictionary::Store::Additions additions;
+};
+
 /// Adds the dictionaries of `finished`, client by client in the order of this slice, and each
 /// client's at once into `merged`, if given, while it is at hand. Returns false where there was
 /// nothing to add; nothing is merged then. Each dictionary of this slice has a client id of its own
@@ -404,7 +426,7 @@ std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::AddAndMerge(
 bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDictionary* merged) {
     if (m_fold.number != finished.m_number) m_fold = {finished.m_number, 0};
     std::vector<FoldStep> steps = PlanFold(finished);
-    CKZStatGenDistributionTable* const distributions = finished.FindPackThreadsTable();
+    FoldTools tools{finished.FindPackThreadsTable(), {}};
     const std::vector<Index> heads = ChainByTarget(steps);
     const bool hasValues = std::any_of(
         steps.begin(), steps.end(), [](const FoldStep& step) { return step.source->HasValues(); });
@@ -412,9 +434,10 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
     for (Index target = 0; target < heads.size(); ++target) {
         PrefetchForFold(steps, heads, target);
         for (Index next = heads[target]; next != kNone; next = steps[next].next)
-            if (position++ >= m_fold.dictionaries) AddStep(steps[next], distributions);
+            if (position++ >= m_fold.dictionaries) AddStep(steps[next], tools);
         if (merged == nullptr || !hasValues) continue;
-        merged->AddCollected(*DictionaryOf(Entries()[target].value));
+        CKZStatGenMeasurementDictionary::Store::Merge(*merged,
+                                                      *DictionaryOf(Entries()[target].value));
     }
     m_fold = {0, 0};
     m_id = finished.m_id;
@@ -422,13 +445,13 @@ bool CKZStatGenSlice::Fold(CKZStatGenSlice& finished, CKZStatGenMeasurementDicti
     return hasValues;
 }
 
-void CKZStatGenSlice::AddStep(const FoldStep& step, CKZStatGenDistributionTable* distributions) {
+void CKZStatGenSlice::AddStep(const FoldStep& step, FoldTools& tools) {
     // Under its lock alone. Nobody reports into it any more, and a reporter that holds the lane and
     // is not running would hold up the packing.
-    step.source->FlushWhileNobodyReports(distributions);
+    step.source->FlushWhileNobodyReports(tools.distributions);
     CKZStatGenMeasurementDictionary& target = *DictionaryOf(Entries()[step.target].value);
     if (target.isEmpty()) target.MakeRoomForNames(step.source->GetSize());
-    target.AddCollected(*step.source);
+    CKZStatGenMeasurementDictionary::Store::AddCollected(target, *step.source, tools.additions);
     ++m_fold.dictionaries;
 }
 
@@ -456,7 +479,7 @@ void CKZStatGenSlice::ResetLasts() {
 std::unique_ptr<CKZStatGenMeasurementDictionary> CKZStatGenSlice::MergeDictionaries() const {
     auto merged = std::make_unique<CKZStatGenMeasurementDictionary>();
     ForEachDictionary([&](int, CKZStatGenMeasurementDictionary& dictionary) {
-        merged->AddCollected(dictionary);
+        CKZStatGenMeasurementDictionary::Store::Merge(*merged, dictionary);
     });
     return merged;
 }
@@ -483,8 +506,9 @@ double CKZStatGenSlice::CountValues() const {
     ForEachDictionary([&](int, const CKZStatGenMeasurementDictionary& dictionary) {
         values += dictionary.CountValues();
     });
-    for (const Shelf& shelf : m_shelves)
+    ForEachShelf([&](std::size_t, const Shelf& shelf) {
         for (const FiledDictionary& filed : shelf.taken) values += filed.dictionary->CountValues();
+    });
     return values;
 }
 

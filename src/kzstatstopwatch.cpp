@@ -74,8 +74,8 @@ double CKZStatStopwatch::Stop() {
     return milliseconds;
 }
 
-void CKZStatStopwatch::Fail(const char* reason) {
-    if (!IsRunning()) return;
+double CKZStatStopwatch::Fail(const char* reason) {
+    if (!IsRunning()) return -1.0;
     const double milliseconds = Milliseconds();
     try {
         const std::string failed = m_name->name + ".failed";
@@ -87,6 +87,7 @@ void CKZStatStopwatch::Fail(const char* reason) {
         m_client->Run().NoteValueWithoutMemory();
     }
     End();
+    return milliseconds;
 }
 
 void CKZStatStopwatch::Abandon() {

@@ -42,10 +42,14 @@
 #ifndef PER_SLICE
 #define PER_SLICE 5 /* dictionaries that a slice has room for; too few is reported */
 #endif
+#ifndef CACHE_SIZE
+#define CACHE_SIZE 2 /* values that a dictionary caches before it is flushed */
+#endif
 
 /*
  * SENT_EARLY: the host sends the first slice at any moment, also while it is current, and frees it
  * when it came off the queue. SHORT_OF_MEMORY: WaitForSlice may fail to collect all dictionaries.
+ * DISTRIBUTIONS: they are collected.
  */
 
 #if CLIENTS * THREADS * VALUES > 4
@@ -55,7 +59,6 @@
 #error "a client that threads share lives once"
 #endif
 
-#define CACHE_SIZE 2
 #define NONE 255
 
 #define DICTIONARIES (SLICES * PER_SLICE)
@@ -101,10 +104,19 @@ hidden byte holds_exact = 1;
 hidden byte packed_and_freed_once = 1;
 hidden byte sent_or_counted = 1;
 hidden byte lock_order = 1;
+hidden byte one_writer = 1;
+hidden byte spares_unused = 1;
+hidden byte distributions_exact = 1;
 hidden byte model_has_room = 1;
 #define CHECK(property, condition) assert(!property || (condition))
 
 /* ------------------------------------------------------------------------------------- state */
+
+/* A table of distributions stays in its row: that of a lane, or the pack thread's. */
+#define ROWS (LANES + 1)
+#define PACK_THREADS_ROW LANES
+#define FIRST_TABLE_OF(row) (1 + (row) * SLICES)
+#define ROW_OF(t) (((t) - 1) / SLICES)
 
 typedef Slice {
     bit alive;
@@ -116,6 +128,10 @@ typedef Slice {
 #endif
     byte held[LANES];
     unsigned dictionaries : 4; /* wherever they are */
+#ifdef DISTRIBUTIONS
+    byte table[ROWS]; /* of distributions; 0 where it has none */
+    unsigned joined : 4; /* the values in its distributions; only the checks look at it */
+#endif
     byte accepted /* the values that its dictionaries took; only the checks look at it */
 };
 
@@ -135,6 +151,15 @@ typedef Dictionary {
     byte cache[CACHE_SIZE]
 };
 
+#ifdef DISTRIBUTIONS
+/* Only the checks look at what is in use. */
+typedef Table {
+    bit isTaken; /* others are spare, or not made yet */
+    bit isInUse; /* a flush is in it */
+    unsigned values : 4 /* that were counted in it */
+};
+#endif
+
 typedef Client {
     bit alive;
     bit lane; /* changes under the lane that it was, while there is no dictionary */
@@ -144,6 +169,10 @@ typedef Client {
 Slice slice[SLICES];
 Dictionary dictionary[DICTIONARIES]; /* those of slice s from s * PER_SLICE on, as filed */
 Client client[HANDLES];
+#ifdef DISTRIBUTIONS
+Table table[1 + ROWS * SLICES]; /* those of a row from FIRST_TABLE_OF(row) on */
+bit namesInUse[ROWS]; /* a flush is in the names that the row knows */
+#endif
 
 byte now = 1;
 bit terminated, stopping;
@@ -172,8 +201,16 @@ byte countedValues, acceptedAtCount; /* in them, and in all slices when the coun
 bit packJoined, garbageJoined;
 bit ended;
 
-/* Scratch of a step, so no part of a state. */
+/*
+ * Scratch of a step, so no part of a state: a search that goes back over a d_step does not restore
+ * it. So `found` is assigned in none, and `entry` is counted on behind each assignment of which it
+ * is the index: going back restores it first.
+ */
 hidden byte entry;
+#ifdef DISTRIBUTIONS
+hidden byte found;
+hidden byte collected;
+#endif
 
 /* ------------------------------------------------------------------------------------- locks */
 
@@ -247,6 +284,90 @@ inline Queue_waitEvent(queue, released) {
     fi
 }
 
+/* ------------------------------------------------------------------------------ distributions */
+
+#ifdef DISTRIBUTIONS
+#define TABLE_OF(s, row) table[slice[s].table[row]]
+#define HAS_TABLE(s, t) (slice[s].table[ROW_OF(t)] == t)
+
+/* A slice has one table of each row at most, so that there are enough. */
+#define CHECK_SPARE(t) \
+    CHECK(model_has_room, !table[t].isTaken); \
+    CHECK(spares_unused, \
+          !table[t].isInUse && !HAS_TABLE(0, t) && !HAS_TABLE(1, t) && !HAS_TABLE(SLICES - 1, t)); \
+    CHECK(spares_unused, !table[t].values)
+
+/*
+ * Part of a step, with the lane of the row: leaves the slice's table in `counting`. While the lock
+ * of the spare tables is held, one is taken or given back, and nothing else is locked.
+ */
+inline Slice_FindTable(s, row) {
+    CHECK_SLICE(s);
+    if
+    :: slice[s].table[row] == 0 ->
+       found = FIRST_TABLE_OF(row);
+       found = (table[found].isTaken -> found + 1 : found);
+       found = (table[found].isTaken && SLICES > 2 -> found + 1 : found);
+       CHECK_SPARE(found);
+       slice[s].table[row] = found;
+       TABLE_OF(s, row).isTaken = 1
+    :: else
+    fi;
+    counting = slice[s].table[row]
+}
+
+/*
+ * Part of a step: a flush is in the table until Table_endCounting, and counts `flushed` there. For
+ * a name that is new to the dictionary it asks the names that the row knows, and may add to them.
+ */
+inline Table_beginCounting(s, row) {
+    Slice_FindTable(s, row);
+    CHECK(one_writer, !table[counting].isInUse && !namesInUse[row]);
+    table[counting].isInUse = 1;
+    namesInUse[row] = 1;
+    CHECK(distributions_exact, !(table[counting].values & flushed));
+    table[counting].values = table[counting].values | flushed;
+    flushed = 0
+}
+
+inline Table_endCounting() {
+    if
+    :: counting != 0 ->
+       table[counting].isInUse = 0;
+       namesInUse[ROW_OF(counting)] = 0;
+       counting = 0
+    :: else
+    fi
+}
+
+/* Part of a step: the table of that row is added to the slice's distributions and given back. */
+inline Slice_joinTable(s, row) {
+    if
+    :: slice[s].table[row] != 0 ->
+       CHECK(one_writer, !TABLE_OF(s, row).isInUse);
+       CHECK(distributions_exact, !(slice[s].joined & TABLE_OF(s, row).values));
+       slice[s].joined = slice[s].joined | TABLE_OF(s, row).values;
+       TABLE_OF(s, row).values = 0;
+       TABLE_OF(s, row).isTaken = 0;
+#ifndef DEFECT_TABLE_KEPT_BY_SLICE
+       slice[s].table[row] = 0
+#endif
+    :: else
+    fi
+}
+
+/* Part of a step. A slice that is not sent has its tables until it is destroyed. */
+inline Table_destroy(s, row) {
+    if
+    :: slice[s].table[row] != 0 ->
+       CHECK(spares_unused, TABLE_OF(s, row).isTaken);
+       Slice_joinTable(s, row); /* for the checks only */
+       slice[s].table[row] = 0
+    :: else
+    fi
+}
+#endif
+
 /* ------------------------------------------------------------------------------- dictionaries */
 
 /* What excludes two flushes of a dictionary: its lock, its lane, or both as in the program. */
@@ -260,10 +381,29 @@ inline Queue_waitEvent(queue, released) {
 #endif
 
 /*
- * FlushStatsCache in two steps: first the values show twice, then the cache is empty. The count is
- * looked at before the lock and, as it may have become 0 since, once more behind it.
+ * The pack thread flushes what is cached in a closed slice; without distributions its client may,
+ * too. This test and the search for a table may share a step: who clears the flag between them
+ * waits for the lane, and a table that comes back might as well come back before.
  */
-inline Dictionary_beginFlush(d) {
+#if defined DISTRIBUTIONS && !defined DEFECT_FLUSHED_INTO_CLOSED_SLICE
+#define LEAVES_FLUSH_TO_PACK_THREAD(d) (!slice[SLICE_OF(d)].open)
+#else
+#define LEAVES_FLUSH_TO_PACK_THREAD(d) false
+#endif
+
+#if defined DEFECT_COUNTED_AFTER_FLUSH || defined DEFECT_COUNTED_OUTSIDE_LANE
+#define COUNTS_LATE
+#define COUNTS_WITHIN_FLUSH(row) (row == PACK_THREADS_ROW)
+#else
+#define COUNTS_WITHIN_FLUSH(row) true
+#endif
+
+/*
+ * FlushStatsCache in two steps: first the values show twice, then the cache is empty. The count is
+ * looked at before the lock and, as it may have become 0 since, once more behind it. Distributions
+ * are collected in the tables of that row.
+ */
+inline Dictionary_beginFlush(d, row) {
     CHECK_DICTIONARY(d);
     if
     :: dictionary[d].cachedCount > 0 ->
@@ -275,20 +415,32 @@ inline Dictionary_beginFlush(d) {
           CHECK(values_exact, !(dictionary[d].aggregated & SET_OF(dictionary[d].cache[entry])));
           dictionary[d].aggregated =
               dictionary[d].aggregated | SET_OF(dictionary[d].cache[entry]);
+#ifdef DISTRIBUTIONS
+          flushed = flushed | SET_OF(dictionary[d].cache[entry]);
+#endif
           entry++
        :: else -> break
-       od
+       od;
+#ifdef DISTRIBUTIONS
+       if
+       :: flushed != 0 && COUNTS_WITHIN_FLUSH(row) -> Table_beginCounting(SLICE_OF(d), row)
+       :: else
+       fi
+#endif
     :: else
     fi
 }
 
 inline Dictionary_endFlush(d) {
+#ifdef DISTRIBUTIONS
+    Table_endCounting();
+#endif
     if
     :: isFlushing ->
        CHECK_DICTIONARY(d);
        dictionary[d].cachedCount = 0;
        dictionary[d].cache[0] = 0;
-       dictionary[d].cache[1] = 0;
+       dictionary[d].cache[CACHE_SIZE - 1] = 0;
        dictionary[d].locked = 0;
        isFlushing = 0
     :: else
@@ -561,6 +713,15 @@ inline Slice_DetachClients(s) {
 /* Part of a step. Nothing of a destroyed slice is left that could tell two states apart. */
 inline Slice_destroy(s) {
     CHECK(packed_and_freed_once, slice[s].alive);
+#ifdef DISTRIBUTIONS
+    Table_destroy(s, 0);
+#if LANES > 1
+    Table_destroy(s, 1);
+#endif
+    Table_destroy(s, PACK_THREADS_ROW);
+    collected = slice[s].joined;
+    slice[s].joined = 0;
+#endif
     position = s * PER_SLICE;
     do
     :: position < s * PER_SLICE + slice[s].dictionaries ->
@@ -578,7 +739,11 @@ inline Slice_destroy(s) {
        dictionary[position].locked = 0;
        dictionary[position].cachedCount = 0;
        dictionary[position].cache[0] = 0;
-       dictionary[position].cache[1] = 0;
+       dictionary[position].cache[CACHE_SIZE - 1] = 0;
+#ifdef DISTRIBUTIONS
+       CHECK(distributions_exact, !(dictionary[position].aggregated & ~collected));
+       collected = collected & ~dictionary[position].aggregated;
+#endif
        dictionary[position].aggregated = 0;
        position++;
 #ifdef DEFECT_SHELVES_LEFT_BEHIND
@@ -588,6 +753,9 @@ nextToDestroy:
     :: else -> break
     od;
     position = 0;
+#ifdef DISTRIBUTIONS
+    CHECK(distributions_exact, !collected);
+#endif
     slice[s].alive = 0;
     slice[s].open = 0;
     slice[s].isCollected = 0;
@@ -848,6 +1016,27 @@ inline Client_lookAtDictionary() {
     cached = (isOpen -> dictionary[into].cachedCount : 0)
 }
 
+#ifdef COUNTS_LATE
+/* Behind the flush, where it should count within. */
+inline Client_countLate() {
+    atomic {
+        Dictionary_endFlush(into);
+#ifdef DEFECT_COUNTED_OUTSIDE_LANE
+        UNLOCK_LANE
+#endif
+    };
+    atomic {
+        if
+        :: flushed != 0 -> Table_beginCounting(SLICE_OF(into), dictionary[into].lane)
+        :: else
+        fi
+    };
+#ifdef DEFECT_COUNTED_OUTSIDE_LANE
+    atomic { Table_endCounting(); Client_lock() }
+#endif
+}
+#endif
+
 inline Client_AddLast(value) {
     Client_lockToReport();
     if
@@ -878,12 +1067,16 @@ inline Client_AddLast(value) {
         :: isOpen ->
            Dictionary_CacheValue(into, value);
            if
-           :: dictionary[into].cachedCount >= CACHE_SIZE -> Dictionary_beginFlush(into)
+           :: dictionary[into].cachedCount >= CACHE_SIZE && !LEAVES_FLUSH_TO_PACK_THREAD(into) ->
+              Dictionary_beginFlush(into, dictionary[into].lane)
            :: else
            fi
         :: else
         fi
     };
+#ifdef COUNTS_LATE
+    Client_countLate();
+#endif
     atomic {
         Dictionary_endFlush(into);
         isOpen = 0;
@@ -902,10 +1095,14 @@ inline Client_FlushStatsCache() {
 #endif
         into = client[self].dictionary;
         if
-        :: into != NONE -> Dictionary_beginFlush(into)
+        :: into != NONE && !LEAVES_FLUSH_TO_PACK_THREAD(into) ->
+           Dictionary_beginFlush(into, dictionary[into].lane)
         :: else
         fi
     };
+#ifdef COUNTS_LATE
+    Client_countLate();
+#endif
     atomic {
         Dictionary_endFlush(into);
         into = 0;
@@ -954,6 +1151,11 @@ inline Client_destroy() {
     unsigned instant : 4; \
     bit sliceMayBeOver
 
+/* What a flush has on the stack where distributions are collected. */
+#define STACK_OF_A_FLUSH \
+    unsigned flushed : 4; /* the values that no table counts yet */ \
+    byte counting /* the table that it is in */
+
 /*
  * Handles under one id, one after another, or one handle that threads share. All that a client may
  * do is done, in every order: one that stops early is one that is slow. Where the clients are
@@ -972,6 +1174,9 @@ proctype ClientThread(byte thread) {
     bit isOpen;
     bit isRefused;
     bit isFlushing;
+#ifdef DISTRIBUTIONS
+    STACK_OF_A_FLUSH;
+#endif
     byte into;
     unsigned cached : 2;
 
@@ -1094,6 +1299,17 @@ inline Main_TakeToSend(s) {
 #endif
 }
 
+#ifdef DISTRIBUTIONS
+/* After an exception it goes on with the tables that the slice still has. */
+inline Slice_JoinDistributions(s) {
+    atomic { CHECK_SLICE(s); MAY_THROW; Slice_joinTable(s, 0) };
+#if LANES > 1
+    atomic { MAY_THROW; Slice_joinTable(s, 1) };
+#endif
+    atomic { MAY_THROW; Slice_joinTable(s, PACK_THREADS_ROW) }
+}
+#endif
+
 /* Who tests the flag later finds it cleared; who has tested it before is done by then. */
 inline Main_CloseSlice(s) {
 #ifdef DEFECT_FLAG_CLEARED_AFTER_PASSAGE
@@ -1103,10 +1319,14 @@ inline Main_CloseSlice(s) {
     atomic {
         CHECK_SLICE(s);
         slice[s].open = 0;
-#ifndef DEFECT_CLOSED_WITHOUT_PASSAGE
+#if !defined DEFECT_CLOSED_WITHOUT_PASSAGE && !defined DEFECT_JOINED_BEFORE_PASSAGE
         passLanes()
 #endif
     };
+#endif
+#ifdef DEFECT_JOINED_BEFORE_PASSAGE
+    Slice_JoinDistributions(s);
+    atomic { passLanes() };
 #endif
 #ifndef DEFECT_CLOSED_WITHOUT_COLLECTING
     Slice_Collect(s, MAY_FAIL_TO_CLOSE);
@@ -1137,6 +1357,12 @@ inline Slice_addDictionaryInHand() {
     folded++
 }
 
+#ifdef DEFECT_FOLDED_INTO_LANES_TABLE
+#define ROW_OF_FOLD dictionary[source].lane
+#else
+#define ROW_OF_FOLD PACK_THREADS_ROW
+#endif
+
 #ifdef FOLDED_UNDER_LANE
 #define LOCK_LANE_OF_SOURCE \
     held = dictionary[source].lane; \
@@ -1158,7 +1384,7 @@ inline Slice_AddDictionarysSlice(finished) {
            if
            :: dictionary[source].place == Inserted && dictionary[source].cachedCount > 0 ->
               LOCK_LANE_OF_SOURCE;
-              Dictionary_beginFlush(source);
+              Dictionary_beginFlush(source, ROW_OF_FOLD);
               if
               :: !isFlushing -> UNLOCK_LANE_OF_SOURCE /* its client was faster */
               :: else
@@ -1217,6 +1443,9 @@ inline Main_SendText(s) {
     CHECK(packed_and_freed_once, s == sent);
     CHECK(values_exact, !(inMessages & mergedLasts));
     CHECK(values_exact, mergedLasts == slice[s].accepted);
+#ifdef DISTRIBUTIONS
+    CHECK(distributions_exact, mergedLasts == slice[s].joined);
+#endif
     inMessages = inMessages | mergedLasts;
     sent++
 }
@@ -1225,9 +1454,18 @@ inline Main_SendSlice(s) {
     if
     :: stage < Folded ->
        Main_CloseSlice(s);
+#ifdef DEFECT_JOINED_BEFORE_FOLD
+       Slice_JoinDistributions(s);
+#endif
        Slice_AddDictionarysSlice(s)
     :: stage >= Folded
     fi;
+#if defined DISTRIBUTIONS && !defined DEFECT_JOINED_BEFORE_FOLD
+    if
+    :: stage < Merged -> Slice_JoinDistributions(s)
+    :: stage >= Merged
+    fi;
+#endif
     atomic {
         if
         :: stage < Merged -> MAY_THROW; Main_MergeTotals(); stage = Merged
@@ -1265,6 +1503,9 @@ proctype doPackWork() {
     bit hasChanged = 1;
     bit lastsMayBeSet;
     bit isFlushing;
+#ifdef DISTRIBUTIONS
+    STACK_OF_A_FLUSH;
+#endif
     bit isOver;
     bit outOfMemory;
 #if THROWS

@@ -28,11 +28,16 @@ public:
     }
 
     void FillSlice() {
-        for (CKZStatGenClient& client : m_clients) {
-            for (const std::string& name : m_names)
-                client.AddLast(name.c_str(), 1.5, CKZStatPointTypeEnum::Measurement);
-            client.FlushStatsCache();
-        }
+        ReportSlice(static_cast<int>(m_clients.size()), m_names, kBurst,
+                    [this](int client, const char* name) { AddLast(client, name); });
+        FlushCaches();
+    }
+    void AddLast(int client, const char* name) {
+        m_clients[static_cast<std::size_t>(client)].AddLast(name, 1.5,
+                                                            CKZStatPointTypeEnum::Measurement);
+    }
+    void FlushCaches() {
+        for (CKZStatGenClient& client : m_clients) client.FlushStatsCache();
     }
     /// Fills the current slice and ends it, so that it waits to be sent.
     void FinishSlice() {

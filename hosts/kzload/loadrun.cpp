@@ -48,7 +48,7 @@ bool LoadRun::Begin() {
     const CKZStatRunResult soFar = m_run.GetResult();
     Complain(soFar);
     if (!soFar.IsClean()) return false;
-    m_terminal.PrintFrame(Introduction(m_options, WithoutSecrets(m_target.url)));
+    m_terminal.PrintFrame(Introduction(m_options, WithoutSecrets(m_target.Url())));
     StartLoadThreads();
     return true;
 }
@@ -130,18 +130,19 @@ void LoadRun::ShowProgress() {
 
 void LoadRun::ComplainAboutConnections() {
     if (!m_state.AnyConnectFailed() || std::exchange(m_complainedAboutConnections, true)) return;
-    m_terminal.Complain("cannot connect to " + WithoutSecrets(m_target.url) + ": " +
+    m_terminal.Complain("cannot connect to " + WithoutSecrets(m_target.Url()) + ": " +
                         m_state.FirstConnectFailure());
 }
 
 void LoadRun::PrintResults() {
     const long long made = m_state.RequestsMade();
-    const long long counted = RequestsIn(m_totals);
+    const Requests requests = RequestsIn(m_totals);
     m_terminal.PrintTotals(m_totals);
-    m_terminal.PrintLines({"", RequestsLine(made, counted)});
-    if (made != counted) m_terminal.Complain("not every request made was counted");
-    if (made > 0 && ErrorsIn(m_totals) == made && !m_complainedAboutConnections)
-        m_terminal.Complain("every request failed; is " + WithoutSecrets(m_target.url) +
+    m_terminal.PrintLines({"", RequestsLine(made, requests)});
+    if (made != requests.Counted()) m_terminal.Complain("not every request made was counted");
+    const bool anySucceeded = requests.ended > requests.failed;
+    if (made > 0 && !anySucceeded && !m_complainedAboutConnections)
+        m_terminal.Complain("no request succeeded; is " + WithoutSecrets(m_target.Url()) +
                             " the right URL?");
     m_terminal.Complain(m_messages.Close());
     if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(FileOfTheRun()));

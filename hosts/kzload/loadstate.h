@@ -14,6 +14,8 @@ class LoadState {
 public:
     /// A request was answered or has failed, and its values are reported.
     void RequestMade() { ++m_requestsMade; }
+    /// The end of the load cut a request off, which is reported.
+    void RequestCutOff() { ++m_requestsMade; }
     long long RequestsMade() const { return m_requestsMade; }
 
     /// The server was reached.

@@ -62,7 +62,7 @@ void LoadThread::Run() {
         WaitForEvents(end);
         EndFinishedRequests();
     }
-    AbortRequestsInFlight();
+    CutOffRequestsInFlight();
 }
 
 /// The first requests are spread over a think time: users do not all come at the same moment.
@@ -129,14 +129,14 @@ void LoadThread::DismissWaitingClients() {
     for (; !m_waiting.empty(); m_waiting.pop()) m_waiting.top().client->Leave();
 }
 
-void LoadThread::AbortRequestsInFlight() {
+void LoadThread::CutOffRequestsInFlight() {
     for (const auto& client : m_clients) {
         CURL* const transfer = client->RequestInFlight();
         if (transfer == nullptr) continue;
         curl_multi_remove_handle(m_transfers.get(), transfer);
-        client->AbortRequest();
+        client->CutOffRequest();
         --m_inFlight;
-        m_state.RequestMade();
+        m_state.RequestCutOff();
         client->Leave();
     }
 }

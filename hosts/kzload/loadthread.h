@@ -31,7 +31,7 @@ public:
 
     void Start();
     /// No new requests from now on. Those in flight may end within two seconds, then they are
-    /// aborted. Returns at once.
+    /// cut off. Returns at once.
     void Stop();
     /// Waits for the thread's end; returns at once where it does not run.
     void Join();
@@ -54,7 +54,7 @@ private:
     void Tell(const Outcome& outcome);
     Clock::duration PauseAfter(const Outcome& outcome) const;
     void DismissWaitingClients();
-    void AbortRequestsInFlight();
+    void CutOffRequestsInFlight();
     void WaitForEvents(Clock::time_point end);
     Clock::time_point NextDueTime() const;
 

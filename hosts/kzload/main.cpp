@@ -75,7 +75,8 @@ int Run(const Options& options) {
 
     std::optional<DemoServer> server;
     if (options.url.empty()) server.emplace(options.clients);
-    const Target target{server ? server->Url() : options.url, server.has_value()};
+    const Target target =
+        server ? Target::Shop(server->Url()) : Target::Of(options.url, options.requestName);
     LoadRun(options, target, terminal, messages).Execute();
 
     terminal.CheckOutput();

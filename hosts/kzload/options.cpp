@@ -92,6 +92,23 @@ std::string CheckUrl(const std::string& url) {
     return "'" + url + "': only http:// and https:// are loaded";
 }
 
+/// What is requested, without what may be secret or different each time.
+std::string MethodAndPath(const std::string& url) {
+    const UrlParts parts(curl_url(), curl_url_cleanup);
+    curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0);
+    return "GET " + PartOf(parts, CURLUPART_PATH);
+}
+
+/// The byte 1 separates the fields of a message.
+CLI::Validator NameOfStatistics() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            const bool isName = !text.empty() && text.find('\1') == std::string::npos;
+            return std::string(isName ? "" : "'" + text + "' is no name for statistics");
+        },
+        "");
+}
+
 /// The arguments, with blanks between them.
 std::string CommandLine(int argc, char** argv) {
     std::string line = "kzload";
@@ -110,8 +127,14 @@ std::string NewJournalName() {
 }
 
 void Declare(CLI::App& app, Options& options) {
-    app.add_option("URL", options.url, "The URL to load (default: a demo server in this process)")
-        ->check(CLI::Validator(CheckUrl, ""));
+    CLI::Option* const url =
+        app.add_option("URL", options.url,
+                       "The URL to load (default: a demo server in this process)")
+            ->check(CLI::Validator(CheckUrl, ""));
+    app.add_option("--name", options.requestName,
+                   "What results call the requests (default: their method and path)")
+        ->check(NameOfStatistics())
+        ->needs(url);
     app.add_option("--clients", options.clients, "Simulated clients")->check(Between(1, 10000));
     app.add_option("--threads", options.threads, "Threads that run the clients")
         ->check(Between(1, 256));
@@ -158,6 +181,7 @@ std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
     try {
         app.parse(argc, argv);
         options.threads = std::min(options.threads, options.clients);
+        if (options.requestName.empty()) options.requestName = MethodAndPath(options.url);
         return options;
     } catch (const CLI::CallForHelp&) {
         std::fputs(app.help().c_str(), stdout);

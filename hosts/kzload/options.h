@@ -8,7 +8,8 @@ namespace kzload {
 
 /// What the command line asks for. Compatible.
 struct Options {
-    std::string url;  // empty: the demo server of this process
+    std::string url;          // empty: the demo server of this process
+    std::string requestName;  // what results call the requests of `url`
     int clients = 20;
     int threads = 2;
     double durationSeconds = 10;

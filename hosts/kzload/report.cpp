@@ -97,7 +97,8 @@ std::vector<std::string> Introduction(const Options& options, const std::string&
                  options.clients, options.threads, options.thinkTimeMilliseconds,
                  options.durationSeconds, options.sliceSeconds),
             "loading " + url + (options.url.empty() ? " (demo server of this process)" : ""),
-            "errors are requests without an answer or with a status of 400 and above", ""};
+            "errors are requests without an answer or with a status of 400 and above",
+            "times are those of requests without an error", ""};
 }
 
 std::string RowHeader() {
@@ -148,8 +149,10 @@ std::vector<std::string> WhereTheRunIs(const std::string& journalFile) {
     return {"the run is in " + journalFile, "look at it with: kzstat show " + journalFile};
 }
 
-std::string RequestsLine(long long made, long long counted) {
-    return Text("requests made %lld, counted %lld", made, counted);
+std::string RequestsLine(long long made, const Requests& requests) {
+    std::string line = Text("requests made %lld, counted %lld", made, requests.Counted());
+    if (requests.cutOff > 0) line += Text(", %lld of them cut off at the end", requests.cutOff);
+    return line;
 }
 
 }  // namespace kzload

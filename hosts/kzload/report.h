@@ -33,6 +33,15 @@ struct SliceRow {
     long long errors;
 };
 
+/// The requests of a run.
+struct Requests {
+    long long ended;
+    long long failed;  // of those that ended
+    long long cutOff;  // by the end of the load: how they would have ended is unknown
+
+    long long Counted() const { return ended + cutOff; }
+};
+
 /// How far the run has come, in seconds.
 struct Progress {
     double elapsed;
@@ -58,7 +67,7 @@ std::string ProgressLine(const Progress& progress, std::size_t width);
 std::vector<std::string> TotalsTable(std::vector<Total> totals, std::size_t width);
 /// Where to go on looking.
 std::vector<std::string> WhereTheRunIs(const std::string& journalFile);
-std::string RequestsLine(long long made, long long counted);
+std::string RequestsLine(long long made, const Requests& requests);
 
 }  // namespace kzload
 

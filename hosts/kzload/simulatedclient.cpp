@@ -15,6 +15,9 @@ constexpr unsigned kItems = 1000;
 constexpr unsigned kMinVisits = 2;
 constexpr unsigned kMaxVisits = 5;
 
+// In the order of the enumeration; also the paths in the shop.
+constexpr const char* kSteps[] = {"login", "browse", "logout"};
+
 std::size_t Discard(char*, std::size_t size, std::size_t count, void*) {
     return size * count;
 }
@@ -27,6 +30,16 @@ Value Info(CURL* transfer, CURLINFO what) {
 }
 
 }  // namespace
+
+Target Target::Shop(const std::string& url) {
+    std::vector<TransactionNames> names;
+    for (const char* const step : kSteps) names.emplace_back(step);
+    return {url, true, std::move(names)};
+}
+
+Target Target::Of(const std::string& url, const std::string& name) {
+    return {url, false, {TransactionNames(name)}};
+}
 
 SimulatedClient::SimulatedClient(CKZStatRunClient statistics, const Target& target)
     : m_id(statistics.GetId()),
@@ -54,7 +67,7 @@ void SimulatedClient::Set(CURLoption option, Value value) {
 
 void SimulatedClient::SetUpTransfer() {
     Set(CURLOPT_PRIVATE, this);
-    Set(CURLOPT_URL, m_target.url.c_str());
+    Set(CURLOPT_URL, m_target.Url().c_str());
     Set(CURLOPT_PROTOCOLS_STR, "http,https");
     // One connection per request in flight, and straight to the server: a proxy that the
     // environment names would be measured in its place.
@@ -93,7 +106,7 @@ SimulatedClient& SimulatedClient::Of(CURL* transfer) {
 }
 
 CURL* SimulatedClient::BeginRequest() {
-    if (m_target.isShop) PrepareShopRequest();
+    if (m_target.IsShop()) PrepareShopRequest();
     m_errorText[0] = '\0';
     m_attempts = 0;
     m_hasWholeHeader = false;
@@ -102,7 +115,7 @@ CURL* SimulatedClient::BeginRequest() {
 }
 
 void SimulatedClient::PrepareShopRequest() {
-    std::string url = m_target.url + "/" + StatsOf(m_step).name;
+    std::string url = m_target.Url() + "/" + kSteps[static_cast<std::size_t>(m_step)];
     if (m_step == Transaction::Browse) {
         url += "?item=" + std::to_string(m_random() % kItems);
         Set(CURLOPT_HTTPGET, 1L);
@@ -121,8 +134,9 @@ Outcome SimulatedClient::EndRequest(CURLcode result) {
     return outcome;
 }
 
-void SimulatedClient::AbortRequest() {
-    Report({Failure::Aborted, 0, "", false});
+void SimulatedClient::CutOffRequest() {
+    m_timing->Abandon();
+    m_timing.reset();
 }
 
 Outcome SimulatedClient::Judge(CURLcode result) const {
@@ -170,24 +184,30 @@ double SimulatedClient::BytesReceived() const {
 }
 
 void SimulatedClient::Report(const Outcome& outcome) {
-    // By success and failure alike, so that the time covers every request.
-    const double milliseconds = m_timing->Stop();
+    const bool hasFailed = outcome.failure != Failure::None || outcome.status >= kLowestBadStatus;
+    const double milliseconds =
+        hasFailed ? m_timing->Fail(OutcomeName(outcome.failure, outcome.status).c_str())
+                  : m_timing->Stop();
     m_timing.reset();
     const double bytes = BytesReceived();
     Add(kRequestBytes, bytes);
     Add(kBytesRate, bytes);
-    Add(outcome.failure == Failure::None ? ResponseStat(outcome.status)
-                                         : ErrorStat(outcome.failure),
-        1);
-    Add(StatsOf(m_step).time, milliseconds);
-    Add(StatsOf(m_step).count, 1);
-    const std::string reason = ReasonName(m_step, outcome.failure, outcome.status);
-    Add({reason.c_str(), kReasons.type}, 1);
+    if (outcome.failure == Failure::None) Add(ResponseStat(outcome.status), 1);
+    ReportTransaction(outcome, hasFailed, milliseconds);
     // The last of them: where this value is counted, all the others of the request are.
     Add(kRequestsRate, 1);
 }
 
+void SimulatedClient::ReportTransaction(const Outcome& outcome, bool hasFailed,
+                                        double milliseconds) {
+    const TransactionNames& names = m_target.NamesOf(m_step);
+    Add(hasFailed ? names.failedTime : names.time, milliseconds, kTransactionTimeType);
+    Add(names.count, 1, kTransactionCountType);
+    Add(names.reasons + OutcomeName(outcome.failure, outcome.status), 1, kReasonType);
+}
+
 void SimulatedClient::StepOn() {
+    if (!m_target.IsShop()) return;
     switch (m_step) {
         case Transaction::Login:
             m_itemsToBrowse =

@@ -22,16 +22,6 @@ std::optional<Percentiles> PercentilesOf(const CKZStatDistribution* distribution
                        distribution->Quantile(0.99)};
 }
 
-/// The sum of what `countOf` says of each statistic that counts errors.
-template <class CountOf>
-long long SumOfErrors(const CountOf& countOf) {
-    double errors = 0;
-    for (const Stat& error : kErrors) errors += countOf(error);
-    for (long status = kLowestBadStatus; status / 100 <= kHighestClass; status += 100)
-        errors += countOf(ResponseStat(status));
-    return RyPTruncate<long long>(errors);
-}
-
 double CountIn(const std::vector<Total>& totals, const Stat& stat) {
     const auto found = std::find_if(totals.begin(), totals.end(),
                                     [&](const Total& total) { return total.name == stat.name; });
@@ -51,7 +41,7 @@ SliceRow RowOf(const CKZStatSliceValues& slice) {
     if (const CKZStatSliceValues::Record* const record = slice.FindRecord(kRequestTime.name))
         row.percentiles = PercentilesOf(record->lastsDistribution);
     row.maximum = times.maximum;
-    row.errors = SumOfErrors([&](const Stat& stat) { return LastsOf(slice, stat).count; });
+    row.errors = RyPTruncate<long long>(LastsOf(slice, kFailedRequestTime).count);
     return row;
 }
 
@@ -64,12 +54,11 @@ std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
     return totals;
 }
 
-long long RequestsIn(const std::vector<Total>& totals) {
-    return RyPTruncate<long long>(CountIn(totals, kRequestsRate));
-}
-
-long long ErrorsIn(const std::vector<Total>& totals) {
-    return SumOfErrors([&](const Stat& stat) { return CountIn(totals, stat); });
+Requests RequestsIn(const std::vector<Total>& totals) {
+    const auto countOf = [&](const Stat& stat) {
+        return RyPTruncate<long long>(CountIn(totals, stat));
+    };
+    return {countOf(kRequestsRate), countOf(kFailedRequestTime), countOf(kCutOffRequests)};
 }
 
 }  // namespace kzload

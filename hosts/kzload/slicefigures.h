@@ -14,9 +14,7 @@ SliceRow RowOf(const CKZStatSliceValues& slice);
 /// Every statistic of the run up to the end of the slice.
 std::vector<Total> TotalsOf(const CKZStatSliceValues& slice);
 /// The requests that are part of `totals`.
-long long RequestsIn(const std::vector<Total>& totals);
-/// Those of them that were not answered, or with a status of 400 and above.
-long long ErrorsIn(const std::vector<Total>& totals);
+Requests RequestsIn(const std::vector<Total>& totals);
 
 }  // namespace kzload
 

@@ -3,10 +3,7 @@
 namespace kzload {
 namespace {
 
-std::string OutcomeName(Failure failure, long status) {
-    if (failure != Failure::None) return kFailureNames[static_cast<std::size_t>(failure)];
-    return status / 100 == kLowestClass ? "ok" : "http-" + std::to_string(status);
-}
+constexpr const char* kFailureNames[] = {"none", "connect", "timeout", "closed", "other"};
 
 }  // namespace
 
@@ -14,17 +11,15 @@ const Stat& ResponseStat(long status) {
     return kResponses[status / 100 - kLowestClass];
 }
 
-const Stat& ErrorStat(Failure failure) {
-    return kErrors[static_cast<std::size_t>(failure) - 1];
+std::string OutcomeName(Failure failure, long status) {
+    if (failure != Failure::None) return kFailureNames[static_cast<std::size_t>(failure)];
+    return status / 100 == kLowestClass ? "ok" : "http-" + std::to_string(status);
 }
 
-const TransactionStats& StatsOf(Transaction transaction) {
-    return kTransactions[static_cast<std::size_t>(transaction)];
-}
-
-std::string ReasonName(Transaction transaction, Failure failure, long status) {
-    return std::string(kReasons.name) + StatsOf(transaction).name + "." +
-           OutcomeName(failure, status);
-}
+TransactionNames::TransactionNames(const std::string& name)
+    : time(name + ".time"),
+      failedTime(name + ".time.failed"),
+      count("transactions." + name),
+      reasons("reasons." + name + ".") {}
 
 }  // namespace kzload

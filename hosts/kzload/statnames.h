@@ -2,7 +2,6 @@
 #define KZLOAD_STATNAMES_H
 
 #include <string>
-#include <string_view>
 
 #include "kzstatpointtypeenum.h"
 
@@ -18,8 +17,13 @@ struct Stat {
     Type::PointType type;
 };
 
-// Reported once per request. Times are in milliseconds.
+// Reported once per request that has ended. Times are in milliseconds. A stopwatch reports the time
+// of a request as one of the first two, with the reason of a failure as a name of its own; it
+// reports requests that the end of the load cut off as the third, and nothing else is reported of
+// these: nobody knows how they would have ended.
 inline constexpr Stat kRequestTime{"request.time", Type::Timer};
+inline constexpr Stat kFailedRequestTime{"request.time.failed", Type::Timer};
+inline constexpr Stat kCutOffRequests{"request.time.abandoned", Type::Counter};
 inline constexpr Stat kRequestBytes{"request.bytes", Type::Measurement};
 inline constexpr Stat kBytesRate{"bytes.rate", Type::MeasurementPerSec};
 inline constexpr Stat kRequestsRate{"requests.rate", Type::CounterPerSec};
@@ -36,47 +40,27 @@ inline constexpr long kLowestClass = 2;
 inline constexpr long kHighestClass = 5;
 inline constexpr long kLowestBadStatus = 400;
 
-/// Why a request was not answered. Closed: by the server, before its answer had come.
-enum class Failure { None, Connect, Timeout, Closed, Aborted, Other };
-
-inline constexpr const char* kFailureNames[] = {"none",   "connect", "timeout",
-                                                "closed", "aborted", "other"};
-inline constexpr Stat kErrors[] = {{"errors.connect", Type::Counter},
-                                   {"errors.timeout", Type::Counter},
-                                   {"errors.closed", Type::Counter},
-                                   {"errors.aborted", Type::Counter},
-                                   {"errors.other", Type::Counter}};
-
 /// REQUIRES: `status` is one of 200 to 599.
 const Stat& ResponseStat(long status);
-/// REQUIRES: not `Failure::None`.
-const Stat& ErrorStat(Failure failure);
 
-/// The steps of the scenario.
-enum class Transaction { Login, Browse, Logout };
+/// Why a request was not answered. Closed: by the server, before its answer had come.
+enum class Failure { None, Connect, Timeout, Closed, Other };
 
-struct TransactionStats {
-    const char* name;
-    Stat time;
-    Stat count;
+/// How a request ended: "ok", "http-302", "http-404", "timeout".
+std::string OutcomeName(Failure failure, long status);
+
+/// The names of the statistics of one kind of request.
+struct TransactionNames {
+    explicit TransactionNames(const std::string& name);
+
+    std::string time;        // of requests that succeeded
+    std::string failedTime;  // of those that failed
+    std::string count;
+    std::string reasons;  // to be followed by how a request ended
 };
-inline constexpr TransactionStats kTransactions[] = {
-    {"login",
-     {"login.time", Type::TransactionTimer},
-     {"transactions.login", Type::TransactionCounter}},
-    {"browse",
-     {"browse.time", Type::TransactionTimer},
-     {"transactions.browse", Type::TransactionCounter}},
-    {"logout",
-     {"logout.time", Type::TransactionTimer},
-     {"transactions.logout", Type::TransactionCounter}}};
-
-const TransactionStats& StatsOf(Transaction transaction);
-
-/// How transactions ended: "reasons.login.ok", "reasons.browse.http-404", "reasons.logout.timeout".
-inline constexpr Stat kReasons{"reasons.", Type::TransactionReasonCounter};
-
-std::string ReasonName(Transaction transaction, Failure failure, long status);
+inline constexpr Type::PointType kTransactionTimeType = Type::TransactionTimer;
+inline constexpr Type::PointType kTransactionCountType = Type::TransactionCounter;
+inline constexpr Type::PointType kReasonType = Type::TransactionReasonCounter;
 
 }  // namespace kzload
 

@@ -14,7 +14,7 @@
 namespace kzjournal {
 namespace {
 
-constexpr char kTables[] =
+constexpr char kRunsTable[] =
     "CREATE TABLE runs ("
     " number INTEGER PRIMARY KEY,"
     " parent INTEGER REFERENCES runs,"
@@ -31,21 +31,25 @@ constexpr char kTables[] =
     " expected_slices INTEGER NOT NULL DEFAULT 0,"
     " lost_slices INTEGER NOT NULL DEFAULT 0,"
     " is_merged INTEGER NOT NULL,"
-    " checksum INTEGER NOT NULL DEFAULT 0);"
+    " checksum INTEGER NOT NULL DEFAULT 0);";
 
-    // The message stands last, since what stands behind it is read through all of its pages.
-    "CREATE TABLE slices ("
-    " run_number INTEGER NOT NULL,"
-    " slice_id INTEGER NOT NULL,"
-    " elapsed REAL NOT NULL,"
-    " end_time REAL NOT NULL,"
-    " chunk INTEGER NOT NULL,"
-    " checksum INTEGER NOT NULL,"
-    " cost REAL,"
-    " message BLOB NOT NULL,"
-    " PRIMARY KEY (run_number, slice_id));"
-    "CREATE INDEX slices_by_time ON slices (run_number, elapsed, slice_id);"
+std::string SlicesTable(bool hasMessage) {
+    return std::string(
+               "CREATE TABLE slices ("
+               " run_number INTEGER NOT NULL,"
+               " slice_id INTEGER NOT NULL,"
+               " elapsed REAL NOT NULL,"
+               " end_time REAL NOT NULL,"
+               " chunk INTEGER NOT NULL,"
+               " checksum INTEGER NOT NULL,"
+               " cost REAL,") +
+           // Last, since what stands behind it is read through all of its pages.
+           (hasMessage ? " message BLOB NOT NULL," : "") +
+           " PRIMARY KEY (run_number, slice_id));"
+           "CREATE INDEX slices_by_time ON slices (run_number, elapsed, slice_id);";
+}
 
+constexpr char kOtherTables[] =
     "CREATE TABLE names (name_id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
 
     "CREATE TABLE chunks ("
@@ -73,11 +77,58 @@ constexpr char kTables[] =
     " measured REAL,"
     " holds INTEGER);";
 
+// What a chunk has beside its records. A message and a distribution are either among the recent
+// ones or in a block.
+constexpr char kBlockTables[] =
+    "CREATE TABLE recent_messages ("
+    " run_number INTEGER NOT NULL,"
+    " slice_id INTEGER NOT NULL,"
+    " chunk INTEGER NOT NULL,"
+    " message BLOB NOT NULL,"
+    " PRIMARY KEY (run_number, slice_id)) WITHOUT ROWID;"
+
+    "CREATE TABLE message_blocks ("
+    " run_number INTEGER NOT NULL,"
+    " chunk INTEGER NOT NULL,"
+    " first_slice_id INTEGER NOT NULL,"
+    " block BLOB NOT NULL,"
+    " PRIMARY KEY (run_number, chunk, first_slice_id)) WITHOUT ROWID;"
+
+    "CREATE TABLE distribution_blocks ("
+    " run_number INTEGER NOT NULL,"
+    " chunk INTEGER NOT NULL,"
+    " number INTEGER NOT NULL,"
+    " block BLOB NOT NULL,"
+    " PRIMARY KEY (run_number, chunk, number)) WITHOUT ROWID;"
+
+    "CREATE TABLE name_chunks ("
+    " run_number INTEGER NOT NULL,"
+    " chunk INTEGER NOT NULL,"
+    " name_id INTEGER NOT NULL,"
+    " records INTEGER NOT NULL,"
+    " checksum INTEGER NOT NULL,"
+    " PRIMARY KEY (run_number, chunk, name_id)) WITHOUT ROWID;"
+
+    "CREATE TABLE sums ("
+    " run_number INTEGER NOT NULL,"
+    " level INTEGER NOT NULL,"
+    " number INTEGER NOT NULL,"
+    " slices INTEGER NOT NULL,"
+    " first_slice_id INTEGER NOT NULL,"
+    " first_elapsed REAL NOT NULL,"
+    " last_slice_id INTEGER NOT NULL,"
+    " last_elapsed REAL NOT NULL,"
+    " end_time REAL NOT NULL,"
+    " checksum INTEGER NOT NULL,"
+    " block BLOB NOT NULL,"
+    " PRIMARY KEY (run_number, level, number)) WITHOUT ROWID;";
+
 // A slice's records go into `recent_records`, at its end, where the hook waits for few pages only;
 // from there they move in bulk to `records`, where those of a name lie side by side within each
 // chunk. Users see both as one, as `statistics`. Counts have the affinity INTEGER: a whole number
 // is kept as one, whatever its size, and any other as the double that it is.
-std::string RecordsTable(const char* name, const char* key, bool hasPercentiles) {
+std::string RecordsTable(const char* name, const char* key, bool hasPercentiles,
+                         bool hasDistribution) {
     return std::string("CREATE TABLE ") + name +
            " ("
            " run_number INTEGER NOT NULL,"
@@ -99,9 +150,8 @@ std::string RecordsTable(const char* name, const char* key, bool hasPercentiles)
            (hasPercentiles ? " last_p50 REAL, last_p90 REAL, last_p95 REAL, last_p99 REAL,"
                              " last_p999 REAL,"
                            : "") +
-           " distribution BLOB,"
-           " PRIMARY KEY (" +
-           key + ")) WITHOUT ROWID;";
+           (hasDistribution ? " distribution BLOB," : "") + " PRIMARY KEY (" + key +
+           ")) WITHOUT ROWID;";
 }
 
 /// Without a value a minimum, maximum or average is NULL here.
@@ -121,11 +171,13 @@ std::string StatisticsFrom(const char* tables, bool hasPercentiles) {
 }
 
 std::string Schema(int version) {
-    const bool hasPercentiles = version > kOldestSchemaVersion;
+    const bool hasPercentiles = version >= kPercentilesSchemaVersion;
+    const bool hasBlocks = version >= kBlocksSchemaVersion;
     // Chunk by chunk, so that the records of a name are found by the key.
-    return kTables +
-           RecordsTable("records", "run_number, chunk, name_id, slice_id", hasPercentiles) +
-           RecordsTable("recent_records", "run_number, slice_id, name_id", hasPercentiles) +
+    return kRunsTable + SlicesTable(!hasBlocks) + kOtherTables + (hasBlocks ? kBlockTables : "") +
+           RecordsTable("records", "run_number, chunk, name_id, slice_id", hasPercentiles,
+                        !hasBlocks) +
+           RecordsTable("recent_records", "run_number, slice_id, name_id", hasPercentiles, true) +
            "CREATE VIEW statistics AS " +
            StatisticsFrom(
                "chunks ON chunks.run_number = runs.number CROSS JOIN names CROSS JOIN records r"
@@ -168,9 +220,13 @@ SchemaEntries EntriesOfSchema(int version) {
 
 /// REQUIRES: a schema that is read.
 const SchemaEntries& KnownEntries(int version) {
-    static const SchemaEntries present = EntriesOfSchema(kSchemaVersion);
-    static const SchemaEntries oldest = EntriesOfSchema(kOldestSchemaVersion);
-    return version == kSchemaVersion ? present : oldest;
+    static const auto known = [] {
+        std::map<int, SchemaEntries> schemas;
+        for (int each = kOldestSchemaVersion; each <= kSchemaVersion; ++each)
+            schemas.emplace(each, EntriesOfSchema(each));
+        return schemas;
+    }();
+    return known.at(version);
 }
 
 /// A view or a virtual table in place of a table could make reading endless, and an index could
@@ -251,7 +307,7 @@ void CreateTables(SQLite::Database& database) {
 void CheckIsJournal(SQLite::Database& database, const std::string& path) {
     if (Pragma(database, "application_id") != kApplicationId)
         throw Error("cannot read " + path + ": it is not a journal");
-    const int version = Pragma(database, "user_version");
+    const int version = SchemaVersionOf(database);
     if (version < kOldestSchemaVersion)
         throw Error("cannot read " + path + ": its schema " + std::to_string(version) +
                     " is older than " + std::to_string(kOldestSchemaVersion) +
@@ -263,8 +319,8 @@ void CheckIsJournal(SQLite::Database& database, const std::string& path) {
     CheckSchema(database, path, version);
 }
 
-bool HasPercentiles(SQLite::Database& database) {
-    return Pragma(database, "user_version") > kOldestSchemaVersion;
+int SchemaVersionOf(SQLite::Database& database) {
+    return Pragma(database, "user_version");
 }
 
 std::string Explain(const char* what, const std::string& path, const SQLite::Exception& error) {

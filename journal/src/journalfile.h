@@ -11,7 +11,7 @@ namespace kzjournal {
 
 /// The tables and views are described in docs/journal.md. The number grows with every change that
 /// a reader must know of.
-inline constexpr int kSchemaVersion = 4;
+inline constexpr int kSchemaVersion = 5;
 
 /// The oldest schema that is read. Schema 3 has neither distributions nor percentiles.
 inline constexpr int kOldestSchemaVersion = 3;
@@ -22,16 +22,26 @@ inline constexpr char kPercentileColumns[] = "last_p50, last_p90, last_p95, last
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;
 
+/// The first schemas with percentiles, and with blocks.
+inline constexpr int kPercentilesSchemaVersion = 4;
+inline constexpr int kBlocksSchemaVersion = 5;
+
 /// Slices whose records move together from `recent_records` to `records`, so that a page there is
 /// written once for many slices.
-inline constexpr int kChunkSlices = 256;
+inline constexpr int kChunkSlices = 240;
 
 /// No message or text in a journal is longer.
 inline constexpr int kMaxValueBytes = 64 << 20;
 
+/// No row in a journal is longer: one value with what stands beside it.
+inline constexpr int kMaxRowBytes = kMaxValueBytes + (1 << 20);
+
 /// The records of a chunk have no more bytes of distributions than this, and those of its last
 /// slice, which has at most `kMaxValueBytes`: a reader takes a chunk as a whole.
 inline constexpr std::size_t kMaxChunkBytes = std::size_t{8} << 20;
+
+/// The slices of a chunk have no more bytes of messages than this, and the message of the last one.
+inline constexpr std::size_t kMaxChunkMessageBytes = std::size_t{16} << 20;
 
 /// Moments and times of a run lie within it, on either side of 0: the year 9999. What computes with
 /// them never overflows then.
@@ -64,8 +74,8 @@ void BindOptional(SQLite::Statement& statement, int column, const std::optional<
 /// and indexes of that schema.
 void CheckIsJournal(SQLite::Database& database, const std::string& path);
 
-/// Whether its records have the columns `kPercentileColumns`. REQUIRES: a journal.
-bool HasPercentiles(SQLite::Database& database);
+/// REQUIRES: a journal.
+int SchemaVersionOf(SQLite::Database& database);
 
 // Lines for the user about what the database said: at work, when making a journal, and when opening
 // one that is there.

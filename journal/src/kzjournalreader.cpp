@@ -13,9 +13,13 @@
 #include <unordered_map>
 
 #include "journalfile.h"
+#include "kzstatdistributionsum.h"
+#include "namechecksum.h"
 #include "readabledatabase.h"
 #include "runrow.h"
 #include "sliceloader.h"
+#include "slicesum.h"
+#include "storedsums.h"
 #include "timeline.h"
 
 namespace kzjournal {
@@ -35,6 +39,20 @@ constexpr char kPointsInChunk[] =
     "SELECT slice_id, elapsed, last_minimum, last_maximum, last_count, last_sum,"
     " last_sum_of_squares FROM records WHERE run_number = ? AND chunk = ? AND name_id = ?"
     " ORDER BY slice_id";
+
+long long OneGroup(double) {
+    return 0;
+}
+
+constexpr char kNameInChunk[] =
+    "SELECT records, checksum FROM name_chunks"
+    " WHERE run_number = ? AND chunk = ? AND name_id = ?";
+
+/// How many records a name has in a chunk, and their checksum.
+struct NameInChunk {
+    int records;
+    std::optional<std::int64_t> checksum;  // none where the slices were verified instead
+};
 
 /// Replaces the totals of records by those of a range, to which its slices are added in their
 /// order. Compatible.
@@ -72,43 +90,38 @@ std::vector<NameSummary> WithoutDistributions(std::vector<CKZStatMessageRecord>&
     return summary;
 }
 
-/// Adds up the distributions of names, slice by slice. Compatible.
+/// Adds up the distributions of names. Compatible.
 class DistributionSums {
 public:
-    /// Throws `Error` where a distribution is damaged.
+    /// Adds a slice or a sum. Throws `Error` where a distribution is damaged.
     void Add(const Slice& slice) {
         for (std::size_t i = 0; i < slice.records.size(); ++i) {
             const CKZStatMessageRecord& record = slice.records[i];
-            Sum& sum = m_sums[std::string(record.name.view())];
-            if (slice.ReadDistribution(i, m_read)) {
-                sum.hasAny = true;
-                sum.values.Add(m_read);
-            } else if (record.lasts.count != 0) {
-                sum.lacksOne = true;
-            }
+            const bool hasOne = slice.ReadDistribution(i, m_read);
+            m_sums[std::string(record.name.view())].Add(record.lasts, hasOne ? &m_read : nullptr);
         }
     }
 
     /// The sum for the name of `record`, whose totals are of the same slices; no value unless it is
     /// complete.
-    std::optional<CKZStatDistribution> Take(const CKZStatMessageRecord& record) {
+    std::optional<CKZStatDistribution> Find(const CKZStatMessageRecord& record) const {
         const auto found = m_sums.find(std::string(record.name.view()));
-        if (found == m_sums.end()) return std::nullopt;
-        Sum& sum = found->second;
-        const auto count = static_cast<double>(sum.values.GetCount());
-        if (!sum.hasAny || sum.lacksOne || count != record.totals.count) return std::nullopt;
-        return std::move(sum.values);
+        const CKZStatDistribution* const sum =
+            found == m_sums.end() ? nullptr : found->second.Get();
+        if (sum == nullptr || static_cast<double>(sum->GetCount()) != record.totals.count)
+            return std::nullopt;
+        return *sum;
     }
 
 private:
-    struct Sum {
-        CKZStatDistribution values;
-        bool hasAny = false;
-        bool lacksOne = false;
-    };
-
-    std::unordered_map<std::string, Sum> m_sums;
+    std::unordered_map<std::string, CKZStatDistributionSum> m_sums;
     CKZStatDistribution m_read;  // keeps its memory from record to record
+};
+
+/// Slices of which a stored sum is visited, or which are visited one by one where there is none.
+struct Piece {
+    const SumFacts* sum;
+    std::vector<int> ids;
 };
 
 }  // namespace
@@ -119,8 +132,9 @@ struct Reader::State {
           run(source),
           file(journalPath),
           database(file.Get()),
-          loader(database, path, run),
-          timeline(database, path, run) {}
+          loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); })),
+          timeline(database, path, run),
+          sums(database, path, run) {}
 
     template <class Action>
     auto Guarded(Action action) {
@@ -143,12 +157,20 @@ struct Reader::State {
         return stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
     }
     std::vector<Timeline::Entry> EntriesIn(const TimeRange& range);
+    std::vector<Timeline::Entry> Select(const TimeRange& range) const;
+    const SumFacts* FindSum(std::span<const Timeline::Entry> entries,
+                            const std::function<long long(double)>& groupOf) const;
+    std::vector<Piece> PiecesOf(std::span<const Timeline::Entry> entries,
+                                const std::function<long long(double)>& groupOf) const;
+    void VisitSums(const std::vector<Piece>& pieces,
+                   const std::function<void(const Slice&)>& visit);
     RunRow Row();
     std::vector<int> IdsIn(const TimeRange& range);
     std::vector<int> IdsAfter(int sliceId, int most);
-    void VisitSlices(std::span<const int> ids, const std::function<void(const Slice&)>& visit);
+    void VisitSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
     const RecordCounts& CountsOf(int chunk);
     std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
+    NameInChunk FindInChunk(int chunk, std::int64_t nameId);
     void AddPointsOfChunk(const std::string& name, std::span<const Timeline::Entry> entries,
                           std::vector<SeriesPoint>& points);
     void AddRecentPoints(const std::string& name, std::span<const Timeline::Entry> entries,
@@ -160,12 +182,17 @@ struct Reader::State {
     SQLite::Database& database;
     SliceLoader loader;
     Timeline timeline;
+    StoredSums sums;
     std::map<int, RecordCounts> verifiedChunks;
     Run facts;
 };
 
 std::vector<Timeline::Entry> Reader::State::EntriesIn(const TimeRange& range) {
     Guarded([&] { timeline.Update(); });
+    return Select(range);
+}
+
+std::vector<Timeline::Entry> Reader::State::Select(const TimeRange& range) const {
     // A range from the start leaves out nothing, whatever a pause has made of the time.
     const double first = range.from <= 0 ? -std::numeric_limits<double>::infinity()
                                          : range.from + facts.sliceLength - kTimeTolerance;
@@ -208,11 +235,60 @@ std::vector<int> Reader::State::IdsAfter(int sliceId, int most) {
 
 /// Holds nothing of the file while a slice is visited, however long that takes.
 void Reader::State::VisitSlices(std::span<const int> ids,
-                                const std::function<void(const Slice&)>& visit) {
+                                const std::function<void(Slice&)>& visit) {
     while (!ids.empty()) {
-        const std::vector<Slice> slices = Guarded([&] { return loader.Load(ids); });
-        for (const Slice& slice : slices) visit(slice);
+        std::vector<Slice> slices = Guarded([&] { return loader.Load(ids); });
+        for (Slice& slice : slices) visit(slice);
         ids = ids.subspan(slices.size());
+    }
+}
+
+/// The largest sum that begins with the first entry and is of the first entries alone, all in one
+/// group. It is of slices between the first and the last one, so that it has them all if it has as
+/// many.
+const SumFacts* Reader::State::FindSum(std::span<const Timeline::Entry> entries,
+                                       const std::function<long long(double)>& groupOf) const {
+    for (int level = kSumLevels; level > 0; --level) {
+        const SumFacts* const sum = sums.FindFrom(level, entries.front().id);
+        if (sum == nullptr || sum->slices < 1) continue;
+        const auto count = static_cast<std::size_t>(sum->slices);
+        if (count > entries.size()) continue;
+        const Timeline::Entry& last = entries[count - 1];
+        const bool isSame = entries.front().elapsed == sum->firstElapsed &&
+                            last.id == sum->lastId && last.elapsed == sum->lastElapsed;
+        if (isSame && groupOf(entries.front().elapsed) == groupOf(last.elapsed)) return sum;
+    }
+    return nullptr;
+}
+
+std::vector<Piece> Reader::State::PiecesOf(std::span<const Timeline::Entry> entries,
+                                           const std::function<long long(double)>& groupOf) const {
+    std::vector<Piece> pieces;
+    while (!entries.empty()) {
+        const SumFacts* const sum = FindSum(entries, groupOf);
+        if (sum != nullptr) {
+            pieces.push_back({sum, {}});
+        } else {
+            if (pieces.empty() || pieces.back().sum != nullptr) pieces.push_back({nullptr, {}});
+            pieces.back().ids.push_back(entries.front().id);
+        }
+        entries = entries.subspan(sum == nullptr ? 1 : static_cast<std::size_t>(sum->slices));
+    }
+    return pieces;
+}
+
+void Reader::State::VisitSums(const std::vector<Piece>& pieces,
+                              const std::function<void(const Slice&)>& visit) {
+    for (const Piece& piece : pieces) {
+        if (piece.sum != nullptr)
+            visit(Guarded([&] {
+                return sums.Load(*piece.sum, [&](std::int64_t id) { return loader.FindName(id); });
+            }));
+        else
+            VisitSlices(piece.ids, [&](Slice& slice) {
+                MakeSum(slice);
+                visit(slice);
+            });
     }
 }
 
@@ -246,29 +322,53 @@ std::vector<SeriesPoint> Reader::State::PointsOf(const std::string& name, const 
     return points;
 }
 
-/// Reads nothing of other names once the chunk is verified. A name that is not found where it was
-/// counted is lost by damage to the way there.
+/// A name without a checksum has no record in the chunk, or damage leads elsewhere: only its slices
+/// as a whole tell.
+NameInChunk Reader::State::FindInChunk(int chunk, std::int64_t nameId) {
+    if (loader.HasBlocks()) {
+        const std::optional<NameInChunk> found = Guarded([&]() -> std::optional<NameInChunk> {
+            SQLite::Statement query(database, kNameInChunk);
+            SQLite::bind(query, run, chunk, static_cast<int64_t>(nameId));
+            if (!query.executeStep()) return std::nullopt;
+            return NameInChunk{query.getColumn(0).getInt(), query.getColumn(1).getInt64()};
+        });
+        if (found) return *found;
+    }
+    const RecordCounts& counts = CountsOf(chunk);
+    const auto counted = std::lower_bound(
+        counts.begin(), counts.end(), nameId,
+        [](const auto& count, std::int64_t wanted) { return count.first < wanted; });
+    const bool isThere = counted != counts.end() && counted->first == nameId;
+    return {isThere ? counted->second : 0, std::nullopt};
+}
+
+/// Reads nothing of other names where this one has a checksum or the chunk is verified. A name that
+/// is not found where it was counted is lost by damage to the way there.
 void Reader::State::AddPointsOfChunk(const std::string& name,
                                      std::span<const Timeline::Entry> entries,
                                      std::vector<SeriesPoint>& points) {
     const int chunk = entries.front().chunk;
-    const RecordCounts& counts = CountsOf(chunk);
     const std::optional<std::int64_t> nameId = Guarded([&] { return loader.FindId(name); });
-    if (!nameId) return;
-    const auto counted = std::lower_bound(
-        counts.begin(), counts.end(), *nameId,
-        [](const auto& count, std::int64_t wanted) { return count.first < wanted; });
-    int missing = counted != counts.end() && counted->first == *nameId ? counted->second : 0;
+    if (!nameId) {
+        CountsOf(chunk);
+        return;
+    }
+    const NameInChunk expected = FindInChunk(chunk, *nameId);
+    int missing = expected.records;
+    NameChecksum checksum(name);
     Guarded([&] {
         SQLite::Statement query(database, kPointsInChunk);
         SQLite::bind(query, run, chunk, static_cast<int64_t>(*nameId));
         for (; query.executeStep(); --missing) {
-            const double elapsed = query.getColumn(1).getDouble();
-            if (elapsed >= entries.front().elapsed && elapsed <= entries.back().elapsed)
-                points.push_back({query.getColumn(0).getInt(), elapsed, AggregateAt(query, 2)});
+            const SeriesPoint point{query.getColumn(0).getInt(), query.getColumn(1).getDouble(),
+                                    AggregateAt(query, 2)};
+            checksum.Add(point.sliceId, point.elapsed, point.lasts);
+            if (point.elapsed >= entries.front().elapsed && point.elapsed <= entries.back().elapsed)
+                points.push_back(point);
         }
     });
-    if (missing != 0) loader.ThrowDamaged(entries.front().id);
+    const bool isSame = !expected.checksum || *expected.checksum == checksum.Value();
+    if (missing != 0 || !isSame) loader.ThrowDamaged(entries.front().id);
 }
 
 void Reader::State::AddRecentPoints(const std::string& name,
@@ -425,11 +525,14 @@ void Reader::ForEachPoint(const std::string& name, const TimeRange& range,
     for (const SeriesPoint& point : points) visit(point);
 }
 
-void Reader::ForEachSum(
-    const TimeRange& range,
-    const std::function<long long(double)>& /* each slice is a sum of its own */,
-    const std::function<void(const Slice& sum)>& visit) {
-    ForEachSlice(range, visit);
+void Reader::ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
+                        const std::function<void(const Slice& sum)>& visit) {
+    m_state->Guarded([&] {
+        // In this order: the slices of each sum are in the timeline then.
+        if (m_state->loader.HasBlocks()) m_state->sums.Update();
+        m_state->timeline.Update();
+    });
+    m_state->VisitSums(m_state->PiecesOf(m_state->Select(range), groupOf), visit);
 }
 
 std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
@@ -437,7 +540,7 @@ std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {
     if (!last) return {};
     if (range.from <= 0) return std::move(last->records);
     TotalsOfRange totals(last->records);
-    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) { totals.Add(slice); });
+    ForEachSum({range.from, last->elapsed}, OneGroup, [&](const Slice& sum) { totals.Add(sum); });
     return std::move(last->records);
 }
 
@@ -448,13 +551,13 @@ std::vector<NameSummary> Reader::SummaryWithDistributions(const TimeRange& range
     std::optional<TotalsOfRange> totals;
     if (range.from > 0) totals.emplace(last->records);
     DistributionSums sums;
-    ForEachSlice({range.from, last->elapsed}, [&](const Slice& slice) {
-        if (totals) totals->Add(slice);
-        m_state->Explained([&] { sums.Add(slice); });
+    ForEachSum({range.from, last->elapsed}, OneGroup, [&](const Slice& sum) {
+        if (totals) totals->Add(sum);
+        m_state->Explained([&] { sums.Add(sum); });
     });
     std::vector<NameSummary> summary;
     for (CKZStatMessageRecord& record : last->records) {
-        std::optional<CKZStatDistribution> distribution = sums.Take(record);
+        std::optional<CKZStatDistribution> distribution = sums.Find(record);
         summary.push_back({std::move(record), std::move(distribution)});
     }
     return summary;

@@ -18,8 +18,8 @@ namespace {
 
 constexpr int kStepsBetweenLooks = 1000;
 
-/// The schema has a dozen entries, and each takes some steps.
-constexpr long long kStepsForSchema = 4000;
+/// The schema has a score of entries, and each takes some steps.
+constexpr long long kStepsForSchema = 8000;
 constexpr int kMaxSchemaTextBytes = 20000;
 
 /// Reading takes the steps of a few records per hundred bytes.
@@ -128,7 +128,7 @@ void Limit(SQLite::Database& database, StepLimit& steps) {
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
+    sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMaxRowBytes);
     sqlite3_limit(handle, SQLITE_LIMIT_SQL_LENGTH, kMaxSchemaTextBytes);
     sqlite3_limit(handle, SQLITE_LIMIT_ATTACHED, 0);
     steps.Watch(handle);

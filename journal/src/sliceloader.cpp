@@ -19,17 +19,10 @@ namespace {
 /// A look-up costs as much as reading a few records in their order.
 constexpr int kRecordsPerLookUp = 4;
 
-/// Bounds the memory of a batch.
+// These bound the memory of a batch. A chunk is read in one, as a rule; those of older schemas have
+// up to 256 slices.
 constexpr std::size_t kMaxBatchBytes = std::size_t{16} << 20;
-
-/// Empty where it is NULL. Valid until the row is left.
-std::string_view BytesAt(SQLite::Statement& row, int column) {
-    const SQLite::Column value = row.getColumn(column);
-    const void* const bytes = value.getBlob();
-    return bytes == nullptr ? std::string_view()
-                            : std::string_view(static_cast<const char*>(bytes),
-                                               static_cast<std::size_t>(value.getBytes()));
-}
+constexpr std::size_t kMaxBatchSlices = 256;
 
 Percentiles PercentilesAt(SQLite::Statement& row, int column) {
     Percentiles percentiles;
@@ -53,6 +46,14 @@ std::optional<int> IdAt(SQLite::Statement& row, int column) {
     return isId ? std::optional(static_cast<int>(id)) : std::nullopt;
 }
 
+std::string_view BytesAt(SQLite::Statement& row, int column) {
+    const SQLite::Column value = row.getColumn(column);
+    const void* const bytes = value.getBlob();
+    return bytes == nullptr ? std::string_view()
+                            : std::string_view(static_cast<const char*>(bytes),
+                                               static_cast<std::size_t>(value.getBytes()));
+}
+
 bool IsMoment(SQLite::Statement& row, int column) {
     const SQLite::Column value = row.getColumn(column);
     return value.isFloat() && std::abs(value.getDouble()) <= kMaxSeconds;
@@ -68,17 +69,32 @@ CKZStatAggregate AggregateAt(SQLite::Statement& row, int column) {
     return aggregate;
 }
 
+/// Names the slice whose message, or block, is longer than any.
+template <class Action>
+bool SliceLoader::Sized(int sliceId, Action action) const {
+    try {
+        return action();
+    } catch (const SQLite::Exception& error) {
+        if (error.getErrorCode() != SQLITE_TOOBIG) throw;
+        ThrowDamaged(sliceId);
+    }
+}
+
 /// What `AddRecord` reads, of the table `r`.
-const std::string& SliceLoader::SelectRecords() {
-    if (m_selectRecords.empty())
-        m_selectRecords =
-            std::string(
-                "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
-                " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
-                " r.sum, r.sum_of_squares, r.distribution, ") +
-            (HasPercentiles(m_database) ? kPercentileColumns : "NULL, NULL, NULL, NULL, NULL") +
-            " ";
-    return m_selectRecords;
+std::string SliceLoader::SelectRecords(bool isRecent) const {
+    return std::string(
+               "SELECT r.slice_id, r.name_id, r.type, r.elapsed, r.last_minimum, r.last_maximum,"
+               " r.last_count, r.last_sum, r.last_sum_of_squares, r.minimum, r.maximum, r.count,"
+               " r.sum, r.sum_of_squares, ") +
+           (isRecent || !HasBlocks() ? "r.distribution, " : "NULL, ") +
+           (m_version >= kPercentilesSchemaVersion ? kPercentileColumns
+                                                   : "NULL, NULL, NULL, NULL, NULL") +
+           " ";
+}
+
+std::string SliceLoader::FactsQuery() const {
+    return std::string("SELECT chunk, elapsed, end_time, checksum") +
+           (HasBlocks() ? "" : ", message") + " FROM slices WHERE run_number = ? AND slice_id = ?";
 }
 
 std::vector<Slice> SliceLoader::Load(std::span<const int> ids) {
@@ -113,52 +129,75 @@ std::vector<Slice> SliceLoader::Verified(Batch&& batch) const {
 }
 
 SliceLoader::Batch SliceLoader::ReadFacts(std::span<const int> ids) {
-    SQLite::Statement query(m_database,
-                            "SELECT chunk, elapsed, end_time, checksum, message FROM slices"
-                            " WHERE run_number = ? AND slice_id = ?");
+    SQLite::Statement query(m_database, FactsQuery());
     Batch batch;
     m_distributionBytes = 0;
-    for (const int id : ids.first(std::min<std::size_t>(ids.size(), kChunkSlices))) {
+    for (const int id : ids.first(std::min(ids.size(), kMaxBatchSlices))) {
         query.reset();
         SQLite::bind(query, m_run, id);
         if (!Step(query, id) || !IsMoment(query, 1) || !IsMoment(query, 2)) ThrowDamaged(id);
         const std::optional<int> chunk = IdAt(query, 0);
         if (!chunk) ThrowDamaged(id);
-        if (batch.slices.empty()) batch.chunk = *chunk;
+        if (batch.slices.empty()) {
+            batch.chunk = *chunk;
+            batch.slicesInChunk = SlicesInChunk(*chunk);
+        }
         if (*chunk != batch.chunk || batch.bytes > kMaxBatchBytes) break;
-        Slice slice{id,
-                    query.getColumn(1).getDouble(),
-                    query.getColumn(2).getDouble(),
-                    query.getColumn(4).getString(),
-                    {},
-                    {}};
-        if (IsOfAnotherSlice(slice.message, id)) ThrowDamaged(id);
-        batch.bytes += slice.message.size();
-        const SliceChecksum computed(id, slice.elapsed, slice.endTime, slice.message);
-        batch.slices.push_back({std::move(slice), computed, query.getColumn(3).getInt64()});
+        AddSlice(batch, query, id);
     }
     return batch;
 }
 
-/// Names the slice whose message is longer than any.
+void SliceLoader::AddSlice(Batch& batch, SQLite::Statement& facts, int id) {
+    Slice slice{id,
+                facts.getColumn(1).getDouble(),
+                facts.getColumn(2).getDouble(),
+                ReadMessage(facts, batch, id),
+                {},
+                {}};
+    const bool isTooLong = slice.message.size() > static_cast<std::size_t>(kMaxValueBytes);
+    if (isTooLong || IsOfAnotherSlice(slice.message, id)) ThrowDamaged(id);
+    batch.bytes += slice.message.size();
+    const SliceChecksum computed(id, slice.elapsed, slice.endTime, slice.message);
+    batch.slices.push_back({std::move(slice), computed, facts.getColumn(3).getInt64()});
+}
+
+std::string SliceLoader::ReadMessage(SQLite::Statement& facts, const Batch& batch, int id) {
+    if (!HasBlocks()) return facts.getColumn(4).getString();
+    if (batch.slicesInChunk == 0) return ReadRecentMessage(id);
+    std::string message;
+    if (!Sized(id, [&] { return m_messageBlocks.Find(batch.chunk, id, message); }))
+        ThrowDamaged(id);
+    return message;
+}
+
+std::string SliceLoader::ReadRecentMessage(int id) {
+    SQLite::Statement query(
+        m_database, "SELECT message FROM recent_messages WHERE run_number = ? AND slice_id = ?");
+    SQLite::bind(query, m_run, id);
+    if (!Step(query, id)) ThrowDamaged(id);
+    return query.getColumn(0).getString();
+}
+
 bool SliceLoader::Step(SQLite::Statement& query, int sliceId) const {
-    try {
-        return query.executeStep();
-    } catch (const SQLite::Exception& error) {
-        if (error.getErrorCode() != SQLITE_TOOBIG) throw;
-        ThrowDamaged(sliceId);
-    }
+    return Sized(sliceId, [&] { return query.executeStep(); });
 }
 
 void SliceLoader::ReadRecords(Batch& batch) {
-    const int slicesInChunk = SlicesInChunk(batch.chunk);
-    const bool isWhole = static_cast<int>(batch.slices.size()) * kRecordsPerLookUp > slicesInChunk;
-    if (slicesInChunk == 0)
+    const bool isWhole =
+        static_cast<int>(batch.slices.size()) * kRecordsPerLookUp > batch.slicesInChunk;
+    const bool isClosed = batch.slicesInChunk > 0;
+    if (!isClosed)
         for (Unverified& each : batch.slices) ReadRecent(each);
     else if (isWhole)
         ReadWholeChunk(batch);
     else
         for (Unverified& each : batch.slices) ReadFromChunk(each, batch.chunk);
+}
+
+void SliceLoader::LoadDistributions(int chunk, int sliceId) {
+    if (!HasBlocks()) return;
+    if (!Sized(sliceId, [&] { return m_distributionBlocks.Load(chunk); })) ThrowDamaged(sliceId);
 }
 
 /// 0 as long as its records wait among the recent ones.
@@ -172,7 +211,7 @@ int SliceLoader::SlicesInChunk(int chunk) {
 void SliceLoader::ReadRecent(Unverified& unverified) {
     SQLite::Statement query(
         m_database,
-        SelectRecords() +
+        SelectRecords(true) +
             "FROM recent_records r WHERE run_number = ? AND slice_id = ? ORDER BY name_id");
     SQLite::bind(query, m_run, unverified.slice.id);
     std::int64_t lastName = 0;
@@ -181,25 +220,27 @@ void SliceLoader::ReadRecent(Unverified& unverified) {
         // Damage can repeat them.
         if (name <= lastName) ThrowDamaged(unverified.slice.id);
         lastName = name;
-        AddRecord(unverified, query);
+        AddRecord(unverified, query, false);
     }
 }
 
 /// Name by name, since the records of a slice lie apart.
 void SliceLoader::ReadFromChunk(Unverified& unverified, int chunk) {
+    LoadDistributions(chunk, unverified.slice.id);
     SQLite::Statement query(m_database,
-                            SelectRecords() +
+                            SelectRecords(false) +
                                 "FROM names n CROSS JOIN records r ON r.run_number = ?"
                                 " AND r.chunk = ? AND r.name_id = n.name_id AND r.slice_id = ?");
     SQLite::bind(query, m_run, chunk, unverified.slice.id);
-    while (query.executeStep()) AddRecord(unverified, query);
+    while (query.executeStep()) AddRecord(unverified, query, HasBlocks());
 }
 
 RecordCounts SliceLoader::ReadWholeChunk(Batch& batch) {
+    LoadDistributions(batch.chunk, batch.slices.front().slice.id);
     std::unordered_map<int, Unverified*> slices;
     for (Unverified& each : batch.slices) slices.emplace(each.slice.id, &each);
     // In the order of the key, in which damage can repeat what was read already.
-    SQLite::Statement query(m_database, SelectRecords() +
+    SQLite::Statement query(m_database, SelectRecords(false) +
                                             "FROM records r WHERE run_number = ? AND chunk = ?"
                                             " ORDER BY name_id, slice_id");
     SQLite::bind(query, m_run, batch.chunk);
@@ -213,12 +254,12 @@ RecordCounts SliceLoader::ReadWholeChunk(Batch& batch) {
         ++counts.back().second;
         last = key;
         const auto slice = slices.find(query.getColumn(0).getInt());
-        if (slice != slices.end()) AddRecord(*slice->second, query);
+        if (slice != slices.end()) AddRecord(*slice->second, query, HasBlocks());
     }
     return counts;
 }
 
-void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
+void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row, bool isInBlock) {
     Slice& slice = unverified.slice;
     const RWCString* const name = FindName(row.getColumn(1).getInt64());
     if (name == nullptr || row.getColumn(3).getDouble() != slice.elapsed) ThrowDamaged(slice.id);
@@ -226,7 +267,9 @@ void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row) {
     const CKZStatMessageRecord& record = slice.records.emplace_back(CKZStatMessageRecord{
         *name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
         AggregateAt(row, 9), AggregateAt(row, 4)});
-    const std::string_view distribution = BytesAt(row, 14);
+    const std::string_view distribution =
+        isInBlock ? m_distributionBlocks.FormOf(row.getColumn(1).getInt64(), slice.id, record.lasts)
+                  : BytesAt(row, 14);
     const Percentiles percentiles = PercentilesAt(row, 15);
     // Damage can make many records share one that is long.
     m_distributionBytes += distribution.size();

@@ -7,10 +7,13 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "chunkblocks.h"
+#include "journalfile.h"
 #include "kzjournalslice.h"
 #include "slicechecksum.h"
 
@@ -21,6 +24,9 @@ double DoubleAt(SQLite::Statement& row, int column);
 
 /// The id of a slice or chunk. No value where it is none, which `int` could hide.
 std::optional<int> IdAt(SQLite::Statement& row, int column);
+
+/// The bytes of a text or blob; empty where it is NULL. Valid until the row is left.
+std::string_view BytesAt(SQLite::Statement& row, int column);
 
 /// Whether it is a number of seconds within `kMaxSeconds`.
 bool IsMoment(SQLite::Statement& row, int column);
@@ -36,8 +42,13 @@ using RecordCounts = std::vector<std::pair<std::int64_t, int>>;
 class SliceLoader {
 public:
     /// `database` must outlive the loader.
-    SliceLoader(SQLite::Database& database, std::string path, int run)
-        : m_database(database), m_path(std::move(path)), m_run(run) {}
+    SliceLoader(SQLite::Database& database, std::string path, int run, int schemaVersion)
+        : m_database(database),
+          m_path(std::move(path)),
+          m_run(run),
+          m_version(schemaVersion),
+          m_messageBlocks(database, run),
+          m_distributionBlocks(database, run) {}
 
     /// The first slices of `ids`, in that order: at least one, and more as long as they lie in one
     /// chunk and their messages are not too long together. They
@@ -47,8 +58,14 @@ public:
     /// Whether the records of the chunk have been moved out of the recent ones.
     bool IsClosed(int chunk) { return SlicesInChunk(chunk) > 0; }
 
+    /// Whether the slices are of a schema with blocks.
+    bool HasBlocks() const { return m_version >= kBlocksSchemaVersion; }
+
     /// Verifies all slices of a closed chunk, which are `ids`.
     RecordCounts Verify(int chunk, std::span<const int> ids);
+
+    /// The name of this id; null where there is none. Valid as long as the loader.
+    const RWCString* FindName(std::int64_t id);
 
     /// No value where there is no such name.
     std::optional<std::int64_t> FindId(const std::string& name);
@@ -64,28 +81,37 @@ private:
     };
 
     struct Batch {
-        int chunk = 0;  // of all of them
+        int chunk = 0;          // of all of them
+        int slicesInChunk = 0;  // 0 as long as it is open
         std::vector<Unverified> slices;
         std::size_t bytes = 0;  // of the messages
     };
 
-    const std::string& SelectRecords();
+    std::string SelectRecords(bool isRecent) const;
+    std::string FactsQuery() const;
     Batch ReadFacts(std::span<const int> ids);
+    void AddSlice(Batch& batch, SQLite::Statement& facts, int id);
+    std::string ReadMessage(SQLite::Statement& facts, const Batch& batch, int id);
+    std::string ReadRecentMessage(int id);
+    template <class Action>
+    bool Sized(int sliceId, Action action) const;
     bool Step(SQLite::Statement& query, int sliceId) const;
     void ReadRecords(Batch& batch);
+    void LoadDistributions(int chunk, int sliceId);
     void ReadRecent(Unverified& unverified);
     void ReadFromChunk(Unverified& unverified, int chunk);
     RecordCounts ReadWholeChunk(Batch& batch);
     int SlicesInChunk(int chunk);
-    void AddRecord(Unverified& unverified, SQLite::Statement& row);
-    const RWCString* FindName(std::int64_t id);
+    void AddRecord(Unverified& unverified, SQLite::Statement& row, bool isInBlock);
     void LoadNewNames();
     std::vector<Slice> Verified(Batch&& batch) const;
 
     SQLite::Database& m_database;
     const std::string m_path;
     const int m_run;
-    std::string m_selectRecords;  // empty until it is known what columns there are
+    const int m_version;
+    MessageBlockReader m_messageBlocks;
+    DistributionBlockReader m_distributionBlocks;
     std::unordered_map<std::int64_t, RWCString> m_names;
     std::int64_t m_lastNameId = 0;
     std::size_t m_distributionBytes = 0;  // of the batch that is read

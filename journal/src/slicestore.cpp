@@ -17,7 +17,8 @@ namespace kzjournal {
 namespace {
 
 /// Bounds the memory of a reader, which takes a chunk as a whole.
-constexpr std::size_t kMaxRecentRecords = std::size_t{1} << 18;
+constexpr std::size_t kMaxChunkRecords = std::size_t{1} << 18;
+constexpr int kAllSums = std::numeric_limits<int>::max();
 constexpr int kMinWalPagesToCheckpoint = 1000;
 constexpr int64_t kMaxQuietWalBytes = int64_t{256} << 20;
 
@@ -25,8 +26,9 @@ constexpr int64_t kMaxQuietWalBytes = int64_t{256} << 20;
 constexpr int kWaitForReadersMilliseconds = 1200;
 
 constexpr char kInsertSlice[] =
-    "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum, message)"
-    " VALUES (?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+    "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum)"
+    " VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+constexpr char kInsertMessage[] = "INSERT INTO recent_messages VALUES (?, ?, ?, ?)";
 constexpr char kInsertRecord[] =
     "INSERT INTO recent_records (run_number, chunk, name_id, slice_id, elapsed, type,"
     " last_minimum, last_maximum, last_count, last_sum, last_sum_of_squares,"
@@ -81,6 +83,7 @@ SliceStore::OpenFile::OpenFile(SQLite::Database&& opened)
     : database(std::move(opened)),
       places(PathOf(database)),
       insertSlice(database, kInsertSlice),
+      insertMessage(database, kInsertMessage),
       insertRecord(database, kInsertRecord),
       insertName(database, kInsertName),
       noteExpectedSlices(database, kNoteExpectedSlices),
@@ -100,6 +103,8 @@ void SliceStore::Use(SQLite::Database&& database) {
         // What the names of the companions lead to when it is closed may belong to another file.
         sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         if (m_safety == SafeAtTheEnd) m_file->database.exec("PRAGMA synchronous = OFF");
+        // What moves to another table need not be overwritten with zeros, and is sorted in memory.
+        m_file->database.exec("PRAGMA secure_delete = OFF; PRAGMA temp_store = MEMORY");
         // Emptied by `Tidy` instead, when nobody waits.
         m_walPages = 0;
         sqlite3_wal_hook(handle, NoteWalPages, &m_walPages);
@@ -175,6 +180,7 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
         RefuseOtherContent(run, slice.GetSliceId(), checksum);
         return false;
     }
+    InsertMessage(run, chunk, slice);
     InsertRecords(run, chunk, slice, distributions);
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     NoteExpectedSlices(run, expectedSlices);
@@ -185,7 +191,6 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
 
 bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice,
                              int64_t checksum) {
-    const std::string_view message = slice.GetMessage().view();
     // Not `reset`, here and below: it would throw once more what the statement met last time.
     m_file->insertSlice.tryReset();
     m_file->insertSlice.bind(1, run);
@@ -194,8 +199,16 @@ bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice
     m_file->insertSlice.bind(4, slice.GetEndTime());
     m_file->insertSlice.bind(5, chunk);
     m_file->insertSlice.bind(6, checksum);
-    m_file->insertSlice.bindNoCopy(7, message.data(), static_cast<int>(message.size()));
     return m_file->insertSlice.exec() > 0;
+}
+
+void SliceStore::InsertMessage(int run, int chunk, const CKZStatSliceValues& slice) {
+    const std::string_view message = slice.GetMessage().view();
+    m_file->insertMessage.tryReset();
+    SQLite::bind(m_file->insertMessage, run, slice.GetSliceId(), chunk);
+    m_file->insertMessage.bindNoCopy(4, static_cast<const void*>(message.data()),
+                                     static_cast<int>(message.size()));
+    m_file->insertMessage.exec();
 }
 
 void SliceStore::Refuse(int sliceId, const std::string& why) const {
@@ -276,13 +289,16 @@ int SliceStore::ChunkFor(int run, int sliceId) const {
 void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice,
                          std::size_t distributionBytes) {
     constexpr double kNever = std::numeric_limits<double>::infinity();
-    Chunk& chunk = m_openChunks.try_emplace(run, Chunk{number, 0, kNever, -kNever}).first->second;
+    Chunk& chunk =
+        m_openChunks.try_emplace(run, Chunk{run, number, 0, kNever, -kNever}).first->second;
     ++chunk.slices;
     // Time goes back where a pause of the generator ends.
     chunk.firstElapsed = std::min(chunk.firstElapsed, slice.GetElapsed());
     chunk.lastElapsed = std::max(chunk.lastElapsed, slice.GetElapsed());
-    m_recentRecords += slice.GetRecords().size();
-    m_recentBytes += distributionBytes;
+    m_openRecords += slice.GetRecords().size();
+    m_openDistributionBytes += distributionBytes;
+    m_openMessageBytes += slice.GetMessage().length();
+    m_sums.Count(run, slice.GetSliceId(), slice.GetElapsed(), slice.GetRecords().size());
 }
 
 int64_t SliceStore::NameId(std::string_view name) {
@@ -314,13 +330,24 @@ std::string SliceStore::LookAround() {
 
 std::string SliceStore::Tidy() {
     bool isTooLong = false;
+    // One after the other, so that the next slice waits for one of them only.
+    const bool makesSum = m_sums.HasWork();
+    MakeSums(m_safety == SafeAtOnce ? 1 : kAllSums);
     Guarded([&] {
-        if (IsWorthMoving()) MoveRecentRecords();
+        if (IsWorthMoving() && !(makesSum && m_safety == SafeAtOnce)) {
+            CloseChunks();
+            MoveClosedChunks();
+        }
         if (m_walPages >= kMinWalPagesToCheckpoint) isTooLong = ShortenTheLog();
     });
     if (!isTooLong || std::exchange(m_hasWarnedOfLog, true)) return {};
     return m_path + "-wal takes more than 256 MB, since another program reads " + m_path +
            " all the time; end that program";
+}
+
+void SliceStore::MakeSums(int most) {
+    for (; most > 0 && m_sums.HasWork(); --most)
+        m_sums.MakeNext(Database(), m_path, [&](std::string_view name) { return NameId(name); });
 }
 
 /// Returns whether it is too long all the same.
@@ -339,29 +366,27 @@ int64_t SliceStore::PageBytes() {
 }
 
 bool SliceStore::IsWorthMoving() const {
-    return m_recentRecords >= kMaxRecentRecords || m_recentBytes >= kMaxChunkBytes ||
+    return m_openRecords >= kMaxChunkRecords || m_openDistributionBytes >= kMaxChunkBytes ||
+           m_openMessageBytes >= kMaxChunkMessageBytes ||
            std::any_of(m_openChunks.begin(), m_openChunks.end(),
                        [](const auto& open) { return open.second.slices >= kChunkSlices; });
 }
 
-/// Closes the open chunks of all runs.
-void SliceStore::MoveRecentRecords() {
-    SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
-    Database().exec(
-        "INSERT INTO records SELECT * FROM recent_records"
-        " ORDER BY run_number, chunk, name_id, slice_id;"
-        "DELETE FROM recent_records");
-    SQLite::Statement insert(Database(), "INSERT INTO chunks VALUES (?, ?, ?, ?, ?)");
-    for (const auto& [run, chunk] : m_openChunks) {
-        insert.reset();
-        SQLite::bind(insert, run, chunk.number, chunk.slices, chunk.firstElapsed,
-                     chunk.lastElapsed);
-        insert.exec();
-    }
-    transaction.commit();
+/// Of all runs. None grows beyond its bounds then, even if it cannot be moved now.
+void SliceStore::CloseChunks() {
+    for (const auto& [run, chunk] : m_openChunks) m_closedChunks.push_back(chunk);
     m_openChunks.clear();
-    m_recentRecords = 0;
-    m_recentBytes = 0;
+    m_openRecords = 0;
+    m_openDistributionBytes = 0;
+    m_openMessageBytes = 0;
+}
+
+/// One that cannot be moved is tried again together with the next one.
+void SliceStore::MoveClosedChunks() {
+    for (; !m_closedChunks.empty(); m_closedChunks.pop_front()) {
+        const bool isAll = m_closedChunks.size() == 1 && m_openChunks.empty();
+        m_mover.Move(Database(), m_closedChunks.front(), isAll);
+    }
 }
 
 void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
@@ -405,7 +430,9 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
 }
 
 void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
-    Guarded([&] { MoveRecentRecords(); });
+    MakeSums(kAllSums);
+    CloseChunks();
+    Guarded([&] { MoveClosedChunks(); });
     EndRun(0, time, lostSlices, expectedSlices);
     const std::string obstacle = PutAllIntoTheFile();
     if (obstacle.empty()) return;

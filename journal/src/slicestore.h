@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,12 +13,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include "chunkmover.h"
 #include "fileplaces.h"
 #include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
 #include "runrow.h"
+#include "summaker.h"
 
 namespace kzjournal {
 
@@ -80,14 +83,6 @@ public:
     void End(std::optional<double> time, long long lostSlices, long long expectedSlices);
 
 private:
-    /// Slices of a run whose records move together.
-    struct Chunk {
-        int number;  // the id of the first slice in it
-        int slices;
-        double firstElapsed;
-        double lastElapsed;
-    };
-
     /// The database of a file with the statements that write into it.
     struct OpenFile {
         explicit OpenFile(SQLite::Database&& opened);
@@ -95,6 +90,7 @@ private:
         SQLite::Database database;
         FilePlaces places;
         SQLite::Statement insertSlice;
+        SQLite::Statement insertMessage;
         SQLite::Statement insertRecord;
         SQLite::Statement insertName;
         SQLite::Statement noteExpectedSlices;
@@ -110,6 +106,7 @@ private:
                     const RecordDistributions& distributions, const std::vector<int>& sources,
                     long long expectedSlices);
     bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice, int64_t checksum);
+    void InsertMessage(int run, int chunk, const CKZStatSliceValues& slice);
     [[noreturn]] void Refuse(int sliceId, const std::string& why) const;
     void RefuseOtherContent(int run, int sliceId, int64_t checksum);
     void InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
@@ -124,9 +121,11 @@ private:
                  std::size_t distributionBytes);
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
+    void MakeSums(int most);
     bool ShortenTheLog();
     int64_t PageBytes();
-    void MoveRecentRecords();
+    void CloseChunks();
+    void MoveClosedChunks();
     std::string PutAllIntoTheFile();
 
     std::string m_path;
@@ -135,9 +134,15 @@ private:
     std::optional<OpenFile> m_file;  // none only while the store is made
     std::vector<Run> m_runs;         // by their numbers
     std::unordered_map<std::string, int64_t> m_nameIds;
-    std::map<int, Chunk> m_openChunks;  // by run: their records are in `recent_records`
-    std::size_t m_recentRecords = 0;
-    std::size_t m_recentBytes = 0;  // of their distributions
+    // Both are in the recent tables.
+    std::map<int, Chunk> m_openChunks;  // by run
+    std::deque<Chunk> m_closedChunks;   // from the oldest on
+    // Of the open chunks.
+    std::size_t m_openRecords = 0;
+    std::size_t m_openDistributionBytes = 0;
+    std::size_t m_openMessageBytes = 0;
+    ChunkMover m_mover;
+    SumMaker m_sums;
     int m_walPages = 0;
     bool m_hasWarnedOfLog = false;
 };

@@ -7,9 +7,6 @@
 
 namespace {
 
-/// No text is longer: it fills at most half of the address space.
-constexpr std::size_t kMaxLength = std::numeric_limits<std::size_t>::max() >> 1;
-
 std::string_view TextOf(const RWCollectable* object) {
     const auto* string = static_cast<const CKZCollectableString*>(object);
     return {string->data(), string->length()};

@@ -49,8 +49,14 @@ class BitFlips : public JournalTest {
 protected:
     void SetUp() override {
         ASSERT_EQ("", Open());
-        for (int i = 0; i < kSlices; ++i)
-            Append({{"login.time", Types::Timer, {1.0 * i, 2}}, {"logins", Types::Counter, {1}}});
+        for (int i = 0; i < kSlices; ++i) {
+            const MadeSlice slice = slices.NextSlice(
+                {{"login.time", Types::Timer, {1.0 * i, 2}}, {"logins", Types::Counter, {1}}});
+            const std::vector<const CKZStatDistribution*> shown = {&slice.distributions[0],
+                                                                   nullptr};
+            const CKZStatSliceValues view(slice.facts, slice.message, slice.records, shown);
+            ASSERT_EQ("", TextOf(writer.Append(view).problem));
+        }
         ASSERT_EQ("", Close());
     }
 
@@ -75,7 +81,11 @@ protected:
         reader.ForEachSliceAfter(0, [&](const kzjournal::Slice& slice) {
             dump << 1.0 * slice.id << slice.elapsed << slice.endTime << slice.message;
             for (const auto& record : slice.records) dump << record;
+            dump << std::string(slice.distributions.FormOf(0))
+                 << std::string(slice.distributions.FormOf(1));
         });
+        for (const auto& each : reader.SummaryWithDistributions({10, 290}))
+            dump << each.record << (each.distribution ? each.distribution->Quantile(0.9) : -1);
         return dump.Text();
     }
 };

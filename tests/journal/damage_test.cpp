@@ -47,22 +47,48 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"AddedRecord",
                "INSERT INTO names VALUES (3, 'x'); INSERT INTO records SELECT run_number, chunk,"
                " 3, slice_id, elapsed, type, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, NULL, NULL,"
-               " NULL, NULL FROM records"
+               " NULL FROM records"
                " WHERE slice_id = 3 AND name_id = 1"},
         Damage{"ExchangedNames",
                "UPDATE records SET name_id = 3 - name_id + 10 WHERE slice_id = 3;"
                "UPDATE records SET name_id = name_id - 10 WHERE slice_id = 3"},
         Damage{"NameThatIsNone",
                "UPDATE records SET name_id = 9 WHERE slice_id = 3 AND name_id = 2"},
-        Damage{"Message",
-               "UPDATE slices SET message = replace(message, 'logins', 'Logins')"
-               " WHERE slice_id = 3"},
-        Damage{"ShortMessage",
-               "UPDATE slices SET message = substr(message, 1, 30) WHERE slice_id = 3"},
-        Damage{"AddedDistribution",
-               "UPDATE records SET distribution = x'00' WHERE slice_id = 3 AND name_id = 1"},
         Damage{"End", "UPDATE slices SET end_time = end_time + 1 WHERE slice_id = 3"},
         Damage{"Checksum", "UPDATE slices SET checksum = checksum + 1 WHERE slice_id = 3"}),
+    [](const auto& damage) { return std::string(damage.param.name); });
+
+/// The same of a slice that has not moved into a block.
+class DamagedRecentSlice : public JournalTest, public testing::WithParamInterface<Damage> {
+protected:
+    void SetUp() override {
+        ASSERT_EQ("", Open());
+        for (int i = 0; i < 4; ++i) AppendLogins({1, 2});
+    }
+};
+
+TEST_P(DamagedRecentSlice, IsRefusedByItsId) {
+    Execute(GetParam().sql);
+    try {
+        SliceIds();
+        ADD_FAILURE() << "the damage was not seen";
+    } catch (const kzjournal::Error& error) {
+        EXPECT_EQ("cannot read " + path + ": slice 3 is damaged", error.what());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, DamagedRecentSlice,
+    testing::Values(
+        Damage{"Message",
+               "UPDATE recent_messages SET message = replace(message, 'login', 'Login')"
+               " WHERE slice_id = 3"},
+        Damage{"ShortMessage",
+               "UPDATE recent_messages SET message = substr(message, 1, 30) WHERE slice_id = 3"},
+        Damage{"MissingMessage", "DELETE FROM recent_messages WHERE slice_id = 3"},
+        Damage{"AddedDistribution",
+               "UPDATE recent_records SET distribution = x'00' WHERE slice_id = 3"},
+        Damage{"Sum", "UPDATE recent_records SET sum = 0 WHERE slice_id = 3"}),
     [](const auto& damage) { return std::string(damage.param.name); });
 
 /// The formula of docs/journal.md, computed once by other means.

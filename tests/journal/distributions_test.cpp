@@ -7,6 +7,7 @@
 #include <random>
 
 #include "journal/journalfixture.h"
+#include "journal/journalofschema4.h"
 #include "kzjournalbulkwriter.h"
 
 namespace {
@@ -77,8 +78,14 @@ protected:
         bulk.Close(1.7e9 + 1, 0);
     }
 
-    /// Makes the file one of the schema before percentiles.
-    void MakeOfOldSchema() {
+    void MakeOfSchema4() {
+        Execute(kSchema4);
+        Execute(kRunOfSchema4);
+    }
+    /// The schema before percentiles.
+    void MakeOfSchema3() {
+        Execute(kSchema4);
+        Execute(kRunWithoutDistributions);
         const std::string view = Rows(
             "SELECT replace(sql, ', last_p50, last_p90, last_p95, last_p99, last_p999', '')"
             " FROM sqlite_master WHERE name = 'statistics'");
@@ -131,7 +138,8 @@ TEST_F(Distributions, ARunWithoutThemHasNone) {
     Open();
     EXPECT_EQ("", AppendLogins({1, 2}));
     EXPECT_EQ("", Close());
-    EXPECT_EQ("-|-|-|\n", Rows("SELECT distribution, last_p50, last_p999 FROM records"));
+    EXPECT_EQ("-|-|\n", Rows("SELECT last_p50, last_p999 FROM records"));
+    EXPECT_EQ("0|\n", Rows("SELECT count(*) FROM distribution_blocks"));
 }
 
 TEST_F(Distributions, PercentilesAreColumns) {
@@ -195,16 +203,31 @@ TEST_F(Distributions, ASliceThatComesAgainWithAnotherOneIsRefused) {
               AppendShown(slice, {&other}));
 }
 
-TEST_F(Distributions, AFileOfTheSchemaBeforeIsReadWithoutThem) {
-    Open();
-    EXPECT_EQ("", AppendLogins({1, 2}));
-    EXPECT_EQ("", AppendLogins({3}));
-    EXPECT_EQ("", Close());
-    MakeOfOldSchema();
-    EXPECT_THAT(SliceIds(), ElementsAre(1, 2));
-    EXPECT_EQ(6, Summary("login.time").totals.sum);
+TEST_F(Distributions, AFileOfTheSchemaBeforePercentilesIsReadWithoutThem) {
+    MakeOfSchema3();
+    EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
+    EXPECT_EQ(18, Summary("login.time").totals.sum);
     CKZStatDistribution distribution;
     EXPECT_FALSE(ReadSlices().at(0).ReadDistribution(0, distribution));
+}
+
+TEST_F(Distributions, AreReadFromAFileOfTheSchemaBeforeBlocks) {
+    MakeOfSchema4();
+    const std::vector<kzjournal::Slice> read = ReadSlices();
+    ASSERT_THAT(read, SizeIs(3));
+    EXPECT_EQ(DistributionOf({1, 2, 4}), ReadFrom(read[0], "login.time"));
+    EXPECT_THAT(read[2].message, testing::HasSubstr("login.time"));
+    int points = 0;
+    kzjournal::Reader(path).ForEachPoint("login.time", {}, [&](const auto&) { ++points; });
+    EXPECT_EQ(3, points);
+}
+
+TEST_F(Distributions, AreReadFromAFileOfTheSchemaBeforeBlocksWhoseRunWasKilled) {
+    MakeOfSchema4();
+    Execute(
+        "INSERT INTO recent_records SELECT * FROM records;"
+        "DELETE FROM records; DELETE FROM chunks");
+    EXPECT_EQ(DistributionOf({3, 8}), ReadFrom(ReadSlices().at(2), "login.time"));
 }
 
 /// Percentiles of 1,000 random values, over ranges of slices with 100 each.
@@ -284,12 +307,15 @@ TEST_F(DistributionSummary, IsNoneWhereASliceIsNotInTheFile) {
     EXPECT_EQ(DistributionOf({3}), Sum("login.time", {1, 3}));
 }
 
-TEST_F(DistributionSummary, IsNoneInAFileOfTheSchemaBefore) {
-    Open();
-    EXPECT_EQ("", AppendLogins({1, 2}));
-    EXPECT_EQ("", Close());
-    MakeOfOldSchema();
+TEST_F(DistributionSummary, IsNoneInAFileOfTheSchemaBeforePercentiles) {
+    MakeOfSchema3();
     EXPECT_EQ(std::nullopt, Sum("login.time"));
+}
+
+TEST_F(DistributionSummary, IsThatOfAFileOfTheSchemaBeforeBlocks) {
+    MakeOfSchema4();
+    EXPECT_EQ(DistributionOf({1, 2, 3, 4, 8}), Sum("login.time"));
+    EXPECT_EQ(DistributionOf({3, 8}), Sum("login.time", {1, 3}));
 }
 
 TEST_F(DistributionSummary, RefusesADistributionThatCannotBeDecoded) {
@@ -325,8 +351,7 @@ TEST_P(DamagedDistribution, IsSeenByTheChecksum) {
 }
 
 INSTANTIATE_TEST_SUITE_P(By, DamagedDistribution,
-                         testing::Values("distribution = NULL", "distribution = x'010000'",
-                                         "last_p50 = 2.5", "last_p999 = NULL",
+                         testing::Values("last_minimum = 0.5", "last_p50 = 2.5", "last_p999 = NULL",
                                          "last_p90 = last_p50, last_p50 = last_p90",
                                          "last_p50 = NULL, last_p90 = NULL, last_p95 = NULL,"
                                          " last_p99 = NULL, last_p999 = NULL"));

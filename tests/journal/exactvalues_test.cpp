@@ -129,7 +129,7 @@ class Chunks : public JournalTest {
 protected:
     static constexpr int kSlices = 600;
 
-    /// Ids from 1001, in chunks of 256.
+    /// Ids from 1001, in chunks of 240.
     void Make(const std::function<double(int)>& elapsedOf, bool isClosed = true) {
         kzjournal::BulkWriter bulk(path, run);
         for (int i = 1; i <= kSlices; ++i) {

@@ -194,9 +194,9 @@ TEST_F(Reader, RefusesOlderAndNewerSchemas) {
     EXPECT_EQ("cannot read " + path +
                   ": its schema 2 is older than 3; read it with the release that wrote it",
               ErrorOnOpening());
-    Execute("PRAGMA user_version = 5");
+    Execute("PRAGMA user_version = 6");
     EXPECT_EQ(
-        "cannot read " + path + ": its schema 5 is newer than 4; read it with a newer release",
+        "cannot read " + path + ": its schema 6 is newer than 5; read it with a newer release",
         ErrorOnOpening());
 }
 

@@ -36,13 +36,13 @@ TEST_F(Writer, ASliceThatComesAgainAfterItsChunkHasMovedChangesNothing) {
     Open();
     const MadeSlice first = slices.NextSlice({{"logins", Types::Counter, {1}}});
     AppendSlice(first);
-    for (int i = 0; i < 255; ++i) AppendLogins({10});
+    for (int i = 0; i < 239; ++i) AppendLogins({10});
     EXPECT_EQ("", AppendSlice(first));
-    for (int i = 0; i < 256; ++i) AppendLogins({10});
+    for (int i = 0; i < 241; ++i) AppendLogins({10});
     EXPECT_EQ("", AppendLogins({10}));
     EXPECT_EQ("", Close());
-    EXPECT_EQ(513u, SliceIds().size());
-    EXPECT_EQ("1|256|\n257|256|\n513|1|\n", Rows("SELECT chunk, slices FROM chunks"));
+    EXPECT_EQ(482u, SliceIds().size());
+    EXPECT_EQ("1|240|\n241|241|\n482|1|\n", Rows("SELECT chunk, slices FROM chunks"));
 }
 
 TEST_F(Writer, AnotherSliceUnderAnIdIsLostAndTold) {

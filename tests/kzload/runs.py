@@ -11,8 +11,9 @@ TIMEOUT = 120  # seconds; generous, since instrumented builds on a busy machine 
 
 TIME = r" +(-|\d+\.\d\d)"
 ROW = re.compile(r"^ +(\d+\.\d\d) +(\d+) +(\d+\.\d)" + 5 * TIME + r" +(\d+)$")
-TOTAL = re.compile(r"^  (\S+) +(\d+ .*)$")
-MADE = re.compile(r"^requests made (\d+), counted (\d+)$", re.MULTILINE)
+TOTAL = re.compile(r"^  (\S+(?: \S+)*?) +(\d+ .*)$")
+MADE = re.compile(r"^requests made (\d+), counted (\d+)(?:, (\d+) of them cut off at the end)?$",
+                  re.MULTILINE)
 
 Row = namedtuple("Row", "elapsed clients rate mean p50 p95 p99 maximum errors")
 # What a narrow terminal has no room for, and a percentile that is a dash, is None.
@@ -81,5 +82,15 @@ def requests(out):
     return int(match[1]), int(match[2])
 
 
-def counted(table, prefix):
-    return sum(total.count for name, total in table.items() if name.startswith(prefix))
+def cut_off(out):
+    """Requests that the end of the load cut off, as the final line gives them."""
+    return int(MADE.search(out)[3] or 0)
+
+
+def count_of(table, name):
+    return table[name].count if name in table else 0
+
+
+def counted(table, prefix, suffix=""):
+    return sum(total.count for name, total in table.items()
+               if name.startswith(prefix) and name.endswith(suffix))

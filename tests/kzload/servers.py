@@ -16,7 +16,7 @@ import time
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     statuses = itertools.repeat(200)
-    delay = 0
+    delay = failing_delay = 0
     answered = collections.Counter()
     lock = threading.Lock()
 
@@ -24,7 +24,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         with self.lock:
             status = next(self.statuses)
             self.answered[status] += 1
-        time.sleep(self.delay)
+        time.sleep(self.delay if status < 400 else self.failing_delay)
         self.send_response(status)
         self.send_header("Content-Length", "5")
         if 300 <= status < 400:
@@ -42,12 +42,12 @@ class Server(http.server.ThreadingHTTPServer):
 
 
 @contextlib.contextmanager
-def answering(*statuses, delay=0):
-    """A server in this process that answers with `statuses` in turn, after `delay` seconds each.
-    Gives its URL and a counter of the statuses it has answered with."""
+def answering(*statuses, delay=0, failing_delay=0):
+    """A server in this process that answers with `statuses` in turn, after `delay` seconds each, or
+    `failing_delay` from 400 on. Gives its URL and a counter of the statuses it has answered with."""
     handler = type("CountingHandler", (Handler,), {
         "statuses": itertools.cycle(statuses), "answered": collections.Counter(),
-        "delay": delay})
+        "delay": delay, "failing_delay": failing_delay})
     server = Server(("127.0.0.1", 0), handler)
     thread = threading.Thread(target=server.serve_forever)
     thread.start()

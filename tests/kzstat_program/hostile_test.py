@@ -128,8 +128,15 @@ class HostileFile(unittest.TestCase):
         self.damage("UPDATE slices SET slice_id = 4294967297 WHERE slice_id = 10")
         self.assert_refused("row 10 of slices has no valid id")
 
+    def leave_unended(self):
+        """The run as it is when its process is killed: nothing has moved into blocks."""
+        os.remove(self.run_path)
+        journals.make(self.run_path, [{LOGIN: [i]} for i in range(10)], ends=False)
+
     def test_a_message_of_another_slice(self):
-        self.damage("UPDATE slices SET message = (SELECT message FROM slices WHERE slice_id = 3)"
+        self.leave_unended()
+        self.damage("UPDATE recent_messages SET message ="
+                    " (SELECT message FROM recent_messages WHERE slice_id = 3)"
                     " WHERE slice_id = 10")
         self.assert_refused("slice 10 is damaged")
 
@@ -157,7 +164,8 @@ class HostileFile(unittest.TestCase):
                 journal.commit()
 
     def test_a_view_in_place_of_a_table(self):
-        for table in ("runs", "slices", "records", "recent_records", "names", "chunks"):
+        for table in ("runs", "slices", "records", "recent_records", "names", "chunks",
+                      "recent_messages", "message_blocks", "distribution_blocks", "name_chunks"):
             with self.subTest(table):
                 self.setUp()
                 self.damage(f"DROP VIEW statistics; ALTER TABLE {table} RENAME TO hidden;"
@@ -173,19 +181,26 @@ class HostileFile(unittest.TestCase):
         self.assert_refused("slices has an index that no journal has")
 
     def test_a_message_of_absurd_length(self):
-        self.damage("UPDATE slices SET message = zeroblob(70000000) WHERE slice_id = 10")
+        self.leave_unended()
+        self.damage("UPDATE recent_messages SET message = zeroblob(70000000) WHERE slice_id = 10")
         self.assert_refused("slice 10 is damaged")
+
+    def test_a_block_of_absurd_length(self):
+        self.damage("UPDATE message_blocks SET block = zeroblob(70000000)")
+        self.assert_refused("slice [0-9]+ is damaged")
 
     def test_a_schema_without_end(self):
         self.damage("".join(f"CREATE TABLE t{i} (a, b);" for i in range(1000)))
         self.assert_refused("it is damaged")
 
     def test_a_message_that_goes_in_circles(self):
+        self.leave_unended()
         with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
-            journal.execute("UPDATE slices SET message = zeroblob(30000) WHERE slice_id = 10")
+            journal.execute("UPDATE recent_messages SET message = zeroblob(30000)"
+                            " WHERE slice_id = 10")
             journal.commit()
             (before,) = journal.execute("PRAGMA page_count").fetchone()
-        self.damage("UPDATE slices SET message = zeroblob(60000000) WHERE slice_id = 10")
+        self.damage("UPDATE recent_messages SET message = zeroblob(60000000) WHERE slice_id = 10")
         with Pages(self.run_path) as pages:
             number = before + 10
             pages.cut(number)
@@ -193,13 +208,13 @@ class HostileFile(unittest.TestCase):
         self.assert_refused("it is damaged")
 
     def test_slices_of_no_run_without_end(self):
-        self.damage("UPDATE slices SET run_number = 7, message = ''")
+        self.damage("UPDATE slices SET run_number = 7")
         self.repeat("slices")
         self.assert_refused("reading it does not come to an end")
 
     def test_records_without_end(self):
-        self.damage("INSERT INTO recent_records SELECT * FROM records WHERE slice_id = 10;"
-                    "DELETE FROM records; DELETE FROM chunks")
+        self.leave_unended()
+        self.damage("DELETE FROM recent_records WHERE slice_id < 10")
         self.repeat("recent_records")
         self.assert_refused("is damaged")
 

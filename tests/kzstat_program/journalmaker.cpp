@@ -3,7 +3,9 @@
 //
 //     value NAME TYPE NUMBER ...    reported in the slice that is ended next
 //     slice                         ends a slice and keeps it
-//     distributions                 slices show the distributions of their values from now on
+//     distributions [NAME ...]      slices show the distributions of their values from now on,
+//     those
+//                                   of all names or of these
 //     end                           ends the run
 //
 // Without an end the run is left as by a process that was killed.
@@ -13,7 +15,10 @@
 #include <cstdlib>
 #include <iostream>
 #include <optional>
+#include <set>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "kzjournalwriter.h"
 #include "ryp/testclock.h"
@@ -54,7 +59,12 @@ int main(int, char** arguments) {
         journal.Open(arguments[1], kzjournal::RunOfThisProcess(generator, startTime, sliceLength)));
     SliceMaker slices(generator, sliceLength, startTime);
     std::vector<Reported> reported;
-    bool hasDistributions = false;
+    std::optional<std::set<std::string>> namesWithDistributions;  // all if empty
+    const auto isShown = [&](const CKZStatMessageRecord& record) {
+        return namesWithDistributions &&
+               (namesWithDistributions->empty() ||
+                namesWithDistributions->count(std::string(record.name.view())) > 0);
+    };
     for (std::string line; std::getline(std::cin, line);) {
         const std::vector<std::string> fields = FieldsOf(line);
         if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
@@ -62,12 +72,13 @@ int main(int, char** arguments) {
             const MadeSlice slice = slices.NextSlice(reported);
             std::vector<const CKZStatDistribution*> shown;
             for (const CKZStatDistribution& each : slice.distributions)
-                shown.push_back(hasDistributions ? &each : nullptr);
+                shown.push_back(isShown(slice.records[shown.size()]) ? &each : nullptr);
             FailIf(journal.Append({slice.facts, slice.message, slice.records, shown}).problem);
             reported.clear();
             std::cout << slices.SliceId() << std::endl;
         }
-        if (fields.at(0) == "distributions") hasDistributions = true;
+        if (fields.at(0) == "distributions")
+            namesWithDistributions.emplace(fields.begin() + 1, fields.end());
         if (fields.at(0) == "end") FailIf(journal.Close());
     }
     _exit(0);

@@ -46,8 +46,8 @@ class Journal:
         self.process.stdin.flush()
 
 
-def make(path, slices, has_distributions=False, **facts):
-    """A run that has ended. A slice is a dictionary of (name, kind) to numbers."""
+def make(path, slices, has_distributions=False, ends=True, **facts):
+    """A run that has ended, or one whose process was killed. A slice is a dictionary of (name, kind) to numbers."""
     journal = Journal(path, **facts)
     if has_distributions:
         journal.distributions()
@@ -55,7 +55,10 @@ def make(path, slices, has_distributions=False, **facts):
         for (name, kind), numbers in each.items():
             journal.value(name, kind, *numbers)
         journal.slice()
-    journal.end()
+    if ends:
+        journal.end()
+    else:
+        journal.leave()
     return path
 
 

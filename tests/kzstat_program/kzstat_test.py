@@ -107,13 +107,29 @@ class Show(JournalTest):
         self.assertEqual(("109.2", "134.5", "137"),
                          tuple(login[key] for key in ("p50", "p95", "p99")))
         self.assertEqual("101.2", self.table("--to", "2")["login.time"]["p50"])
-        by_median = [line.split()[0] for line in
-                     run("show", self.run_path, "--sort", "p50").out.splitlines()[2:]]
-        self.assertEqual(["login.time", "clients", "logins"], by_median)
 
     def test_no_columns_of_percentiles_without_distributions(self):
         self.make_run()
         self.assertNotIn("p50", self.table()["login.time"])
+
+    def test_which_percentiles(self):
+        self.make_run(has_distributions=True)
+        titles = run("show", self.run_path, "--percentiles", "99.9,25").out.splitlines()[1]
+        self.assertIn(["mean", "p99.9", "p25", "max"], [titles.split()[i:i + 4] for i in range(9)])
+        login = self.table("--percentiles", "99.9,25")["login.time"]
+        self.assertEqual(("137", "104.2"), (login["p99.9"], login["p25"]))
+
+    def test_percentiles_that_are_none(self):
+        self.make_run()
+        for numbers, complaint in (("x", "'x' is no number"), ("100", "100 is not above 0"),
+                                   ("50,50", "50 is there twice"), ("", "'' is no number")):
+            with self.subTest(numbers):
+                self.assert_fails(run("show", self.run_path, "--percentiles", numbers),
+                                  "--percentiles: " + complaint)
+
+    def test_percentiles_that_the_run_does_not_have(self):
+        self.make_run()
+        self.assertEqual("-", self.table("--percentiles", "75")["login.time"]["p75"])
 
     def test_percentiles_of_a_merged_run(self):
         parts = [self.make_run(name, has_distributions=True) for name in ("a.kzj", "b.kzj")]
@@ -161,6 +177,13 @@ class Show(JournalTest):
         self.assertEqual(["login.time", "clients", "logins"], list(self.table("--sort", "mean")))
         self.assertEqual(["logins", "clients", "login.time"], list(self.table("--sort", "sum")))
         self.assert_fails(run("show", self.run_path, "--sort", "beauty"), "--sort")
+
+    def test_sorting_by_a_percentile(self):
+        self.make_run(has_distributions=True)
+        for column, percentiles in (("p50", ()), ("p99.9", ("--percentiles", "99.9"))):
+            self.assertEqual(["login.time", "clients", "logins"],
+                             list(self.table("--sort", column, *percentiles)))
+        self.assert_fails(run("show", self.run_path, "--sort", "p99.9"), "p99.9 is not shown")
 
     def test_the_run_goes_on(self):
         journal = journals.Journal(self.run_path)
@@ -258,6 +281,15 @@ class Follow(JournalTest):
         self.terminal.resize(40, 10)
         self.terminal.wait_for(lambda screen: "logins" in screen and "more" not in screen)
 
+    def test_types_make_room_on_a_narrow_terminal(self):
+        for width, titles in ((60, ["name", "latest", "unit"]),
+                              (140, ["name", "latest", "type", "unit"])):
+            self.start(width=width)
+            screen = self.terminal.wait_for(lambda screen: "login.time" in screen)
+            self.assertEqual(titles, screen.splitlines()[1].split()[:len(titles)])
+            self.terminal.close()
+            self.run_path = self.path("next.kzj")
+
     def test_a_terminal_that_does_not_tell_its_height_has_an_ordinary_one(self):
         self.start(before="stty rows 0")
         self.terminal.wait_for(lambda screen: "login.time" in screen and "logins" in screen)
@@ -294,12 +326,42 @@ class Follow(JournalTest):
                 self.addCleanup(terminal.close)
                 screen = terminal.wait_for(lambda screen: "logins" in screen)
                 terminal.close()
-                plain, wide = (row for row in screen.splitlines() if "Timer" in row)
+                plain, wide = (row for row in screen.splitlines() if " ms " in row)
                 # The least that a name is cut to is 20 columns, of which a wide character and the
                 # mark take 19.
                 self.assertTrue(wide.startswith("\u65e5\u672c" * 4 + "\u65e5>"), wide)
-                self.assertEqual(columns.width_of(plain.partition("Timer")[0]),
-                                 columns.width_of(wide.partition("Timer")[0]), screen)
+                self.assertEqual(columns.width_of(plain.partition(" ms ")[0]),
+                                 columns.width_of(wide.partition(" ms ")[0]), screen)
+
+    def test_the_percentiles_are_those_of_the_run_so_far(self):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.journal.distributions()
+        self.report(10)
+        terminal = terminals.Terminal(
+            self.folder, [KZSTAT, "show", self.run_path, "--follow", "--percentiles", "50"])
+        self.addCleanup(terminal.close)
+
+        def median(screen):
+            titles, *rows = screen.splitlines()[1:]
+            (row,) = [row for row in rows if row.startswith("login.time")]
+            return row[:titles.index(" p50") + 4].split()[-1]
+
+        terminal.wait_for(lambda screen: "login.time" in screen and median(screen) == "10")
+        for time in (30, 40):
+            self.report(time)
+        # Of 10, 30 and 40.
+        terminal.wait_for(lambda screen: "3 slices" in screen and
+                          abs(float(median(screen)) - 30) <= 0.2)
+
+    def test_percentiles_in_a_pipe_are_those_of_the_slice(self):
+        journals.make(self.run_path, [{LOGIN: [10, 20, 40]}, {}, {LOGIN: [64]}],
+                      has_distributions=True)
+        lines = run("show", self.run_path, "--follow", "--percentiles", "50,99").out.splitlines()
+        self.assertEqual(["1 login.time count 3 min 10 mean 23.33 max 40 sum 70 p50 20.06 p99 40",
+                          "2 login.time count 0",
+                          "3 login.time count 1 min 64 mean 64 max 64 sum 64 p50 64 p99 64"],
+                         lines)
 
     def test_lines_in_a_pipe(self):
         self.journal = journals.Journal(self.run_path)
@@ -354,6 +416,37 @@ class Export(JournalTest):
         self.assert_fails(run("export", self.run_path, "--format", "json", "--spreadsheet-safe"),
                           "--spreadsheet-safe")
 
+    def exported(self, *options):
+        lines = run("export", self.run_path, "--format", "json", *options).out.splitlines()
+        return [json.loads(line) for line in lines]
+
+    def test_distributions(self):
+        self.make_run(has_distributions=True)
+        logins = [each["last_distribution"] for each in self.exported("--buckets")
+                  if each["name"] == "login.time"]
+        self.assertEqual([2] * 10, [each["count"] for each in logins])
+        self.assertEqual([[109, 109.5, 1], [137, 138, 1]], logins[9]["buckets"])
+        self.assertNotIn("last_distribution", self.exported()[0])
+
+    def test_distributions_of_a_run_without(self):
+        self.make_run()
+        self.assertEqual({None}, {each["last_distribution"] for each in self.exported("--buckets")})
+
+    def test_distributions_need_room(self):
+        self.make_run()
+        for format in ("csv", "influx"):
+            self.assert_fails(run("export", self.run_path, "--format", format, "--buckets"),
+                              "--buckets: only json has room for distributions")
+
+    def test_which_percentiles(self):
+        self.make_run(has_distributions=True)
+        login = [each for each in self.exported("--percentiles", "25,99.9")
+                 if each["name"] == "login.time"][9]
+        self.assertEqual((109, 137), (login["last_p25"], login["last_p99.9"]))
+        self.assertNotIn("last_p50", login)
+        self.assert_fails(run("export", self.run_path, "--format", "csv", "--percentiles", "0"),
+                          "--percentiles: 0 is not above 0")
+
     def test_an_unknown_format(self):
         self.assert_fails(run("export", self.run_path, "--format", "xml"), "--format")
 
@@ -368,6 +461,12 @@ class Compare(JournalTest):
         return run("compare", self.run_path, self.slower,
                    *(word for condition in conditions for word in ("--fail-if", condition)))
 
+    def make_distributed_runs(self):
+        os.remove(self.run_path)
+        os.remove(self.slower)
+        self.make_run(has_distributions=True)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+
     def test_what_changed_is_marked(self):
         result = self.compare()
         self.assertEqual((0, ""), (result.status, result.err))
@@ -377,14 +476,80 @@ class Compare(JournalTest):
         self.assertIn("+50%", line)
         self.assertTrue(line.endswith("<0.001"), line)
 
+    def percentile_rows(self, *options):
+        rows = [line.split() for line in self.compare_with(*options).splitlines()]
+        return [row[1:] for row in rows if row[0] == "login.time" and row[1].startswith("p")]
+
+    def compare_with(self, *options):
+        result = run("compare", self.run_path, self.slower, *options)
+        self.assertEqual((0, ""), (result.status, result.err))
+        return result.out
+
+    def test_percentiles_of_both_runs(self):
+        self.make_distributed_runs()
+        self.assertEqual([["p50", "ms", "109.2", "163.5", "+54.25", "+49.66%", "-"],
+                          ["p95", "ms", "134.5", "201.5", "+67", "+49.81%", "-"],
+                          ["p99", "ms", "137", "205.5", "+68.50", "+50%", "-"]],
+                         self.percentile_rows())
+        self.assertEqual(["p12.5"], [row[0] for row in self.percentile_rows("--percentiles",
+                                                                            "12.5")])
+
+    def test_percentiles_of_one_run_only(self):
+        os.remove(self.slower)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.assertEqual([["p50", "ms", "-", "163.5", "-", "-", "-"]],
+                         self.percentile_rows("--percentiles", "50"))
+
+    def test_no_percentiles_without_distributions(self):
+        self.assertEqual([], self.percentile_rows())
+
+    def test_a_comparison_fits_a_terminal(self):
+        for path in (self.run_path, self.slower):
+            os.remove(path)
+            journals.make(path, [{("a.name.that.is.too.long.for.this", "Timer"): [1234.5 + i]}
+                                 for i in range(3)], has_distributions=True)
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "compare", self.run_path, self.slower],
+                                      width=80)
+        self.addCleanup(terminal.close)
+        terminal.wait_for_end()
+        rows = terminal.screen().splitlines()[3:7]
+        self.assertEqual(["mean", "p50", "p95", "p99"], [row.split()[1] for row in rows])
+
+    def test_json(self):
+        self.make_distributed_runs()
+        result = run("compare", self.run_path, self.slower, "--format", "json", "--fail-if",
+                     "login.time p50 > 1ms", "--fail-if", "logins sum -1")
+        self.assertEqual((1, ""), (result.status, result.err))
+        report = json.loads(result.out)
+        self.assertEqual(("10 slices", []), (report["second"]["completeness"],
+                                             report["second"]["only_here"]))
+        self.assertEqual(["login.time p50 > 1ms: it is 163.5 ms"], report["failures"])
+        login = next(each for each in report["names"] if each["name"] == "login.time")
+        self.assertEqual(("mean", True), (login["tested"], login["is_significant"]))
+        self.assertEqual(["p50", "p95", "p99"], list(login["percentiles"]))
+        self.assertEqual({"first": 109.25, "second": 163.5, "difference": 54.25,
+                          "relative_difference": 54.25 / 109.25}, login["percentiles"]["p50"])
+        counted = next(each for each in report["names"] if each["name"] == "logins")
+        self.assertEqual({}, counted["percentiles"])
+
+    def test_what_is_missing_is_null_in_json(self):
+        os.remove(self.slower)
+        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        report = json.loads(self.compare_with("--format", "json"))
+        login = next(each for each in report["names"] if each["name"] == "login.time")
+        self.assertEqual({"first": None, "second": 163.5, "difference": None,
+                          "relative_difference": None}, login["percentiles"]["p50"])
+
+    def test_a_failure_is_told_before_a_condition_that_cannot_be_checked(self):
+        result = self.compare("login.time max +10%", "login.time p95 > 1s")
+        self.assertEqual(2, result.status)
+        self.assertTrue(result.out.endswith("137 became 205.5\n"), result.out)
+
     def test_a_condition_that_keeps_quiet(self):
         self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
 
     def test_a_condition_on_a_percentile(self):
-        os.remove(self.run_path)
-        os.remove(self.slower)
-        self.make_run(has_distributions=True)
-        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.make_distributed_runs()
         self.assertEqual(0, self.compare("login.time p99 +60%").status)
         self.assertEqual(1, self.compare("login.time p99 +40%").status)
 
@@ -392,7 +557,22 @@ class Compare(JournalTest):
         result = self.compare("logins sum -1", "login.time max +10%")
         self.assertEqual((1, ""), (result.status, result.err))
         self.assertTrue(result.out.endswith(
-            "too much: login.time max +10%: 137 became 205.5\n"), result.out)
+            "failed: login.time max +10%: 137 became 205.5\n"), result.out)
+
+    def test_a_bound_of_the_second_run(self):
+        self.make_distributed_runs()
+        self.assertEqual(0, self.compare("login.time p95 > 0.25s", "logins rate < 2").status)
+        result = self.compare("login.time p95 > 150ms")
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertTrue(result.out.endswith(
+            "failed: login.time p95 > 150ms: it is 201.5 ms\n"), result.out)
+
+    def test_a_percentile_that_a_run_does_not_have(self):
+        for condition, which in (("login.time p95 > 1h", None), ("login.time p95 > 1s", "second"),
+                                 ("login.time p95 +1%", "first")):
+            expected = (f"the {which} run has no p95 of login.time, nor the distribution of all its"
+                        " values") if which else "is no condition like"
+            self.assert_fails(self.compare(condition), expected)
 
     def test_conditions_that_cannot_be_checked(self):
         self.assert_fails(self.compare("login.time mean"), "is no condition like")

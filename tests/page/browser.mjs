@@ -48,6 +48,31 @@ export async function assertFiguresOf(page, path) {
   }
 }
 
+export function plot(page, name, title) {
+  return page.getByRole('img', {name: `${name}, ${title}`, exact: true});
+}
+
+// What the tooltip says where the pointer is at these parts of the plot's width and height.
+export async function tooltip(page, name, title, [right, down]) {
+  const area = plot(page, name, title).locator('.u-over');
+  await area.scrollIntoViewIfNeeded();
+  const {width, height} = await area.boundingBox();
+  const inside = (part, size) => Math.max(1, Math.min(part * size, size - 1));
+  await area.hover({position: {x: inside(right, width), y: inside(down, height)}});
+  const element = page.locator('.tooltip');
+  await element.waitFor();
+  const [labels, values] = [await element.locator('dt').allTextContents(), await element.locator('dd').allTextContents()];
+  return {title: await element.locator('b').textContent(), ...Object.fromEntries(labels.map((label, i) => [label, values[i]]))};
+}
+
+// How many different colours the plot's canvas has.
+export function coloursOf(page, name, title) {
+  return plot(page, name, title).locator('canvas').evaluate((canvas) => {
+    const {data} = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+    return new Set(new Uint32Array(data.buffer)).size;
+  });
+}
+
 // How many pixels of the card's first canvas are of the colour of the lines, within these parts of
 // its width.
 export function drawnPixels(page, name, from = 0, to = 1) {

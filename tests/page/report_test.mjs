@@ -1,21 +1,10 @@
 import assert from 'node:assert/strict';
-import {readFileSync} from 'node:fs';
-import {dirname, join} from 'node:path';
+import {join} from 'node:path';
 import {test} from 'node:test';
 import {assertFiguresOf, drawnPixels, newPage, open} from './browser.mjs';
-import {Journal, kzstat, NASTY, shop, shopRun, START, temporaryFolder} from './runs.mjs';
+import {dataOf, Journal, kzstat, NASTY, reportOf, shop, shopRun, START, temporaryFolder} from './runs.mjs';
 
 const SLICES = 60;
-
-function reportOf(path, ...args) {
-  const page = join(dirname(path), 'report.html');
-  const {status, stdout, stderr} = kzstat('report', path, '-o', page, ...args);
-  assert.deepEqual([status, stdout], [0, '']);
-  assert.match(stderr, /^\S+: (not ended, at least )?\d+ slices\n$/);
-  return page;
-}
-
-const dataOf = (page) => JSON.parse(/<script id="data"[^>]*>(.*?)<\/script>/.exec(readFileSync(page, 'utf8'))[1]);
 
 async function runOfManyNames(test, names) {
   const journal = new Journal(test);

@@ -1,9 +1,10 @@
 // Journals to show, and the program that shows them.
 
+import assert from 'node:assert/strict';
 import {spawn, spawnSync} from 'node:child_process';
-import {mkdtempSync, rmSync} from 'node:fs';
+import {mkdtempSync, readFileSync, rmSync} from 'node:fs';
 import {tmpdir} from 'node:os';
-import {join} from 'node:path';
+import {dirname, join} from 'node:path';
 import {createInterface} from 'node:readline';
 
 const {KZSTAT, JOURNALMAKER} = process.env;
@@ -34,6 +35,11 @@ export class Journal {
     return Number((await this.lines.next()).value);
   }
 
+  // From now on slices show the distributions of these names, of all if there are none.
+  showDistributions(...names) {
+    this.tell('distributions', ...names);
+  }
+
   async end() {
     this.tell('end');
     this.process.stdin.end();
@@ -60,8 +66,45 @@ export async function shopRun(test, slices) {
   return journal.path;
 }
 
+// Response times that spread, more with each slice; those of `background.time` come without
+// distributions, and nobody signs in before slice 5 and after slice 20.
+export const spread = (slice) => ({
+  'clients': ['LoadSize', Math.min(20, slice)],
+  'page.time': ['Timer', ...[...Array(100).keys()].map((i) => 10 + slice + (i * i) / 50)],
+  'background.time': ['Timer', 5, 6, 7],
+  ...(slice < 5 || slice > 20 ? {} : {'sign.in': ['TransactionTimer', 0, 40 + slice]}),
+});
+
+// A run that goes on, with distributions.
+export async function spreading(test, slices) {
+  const journal = new Journal(test);
+  journal.showDistributions('page.time', 'sign.in');
+  for (let slice = 1; slice <= slices; ++slice) await journal.slice(spread(slice));
+  return journal;
+}
+
 export function kzstat(...args) {
   return spawnSync(KZSTAT, args, {encoding: 'utf8', maxBuffer: 1 << 28});
+}
+
+// The path of the report of a journal.
+export function reportOf(path, ...args) {
+  const page = join(dirname(path), 'report.html');
+  const {status, stdout, stderr} = kzstat('report', path, '-o', page, ...args);
+  assert.deepEqual([status, stdout], [0, '']);
+  assert.match(stderr, /^\S+: (not ended, at least )?\d+ slices\n$/);
+  return page;
+}
+
+export const dataOf = (page) => JSON.parse(/<script id="data"[^>]*>(.*?)<\/script>/.exec(readFileSync(page, 'utf8'))[1]);
+
+// The figures that `kzstat show` prints of a name, by column.
+export function shown(path, name, ...args) {
+  const [, heading, ...rows] = kzstat('show', path, ...args).stdout.split('\n');
+  // Numbers end below the ends of their titles; a column without a value has a dash or is empty.
+  const row = rows.find((line) => line.startsWith(`${name} `));
+  const ends = [...heading.matchAll(/\S+/g)].map((match) => [match[0], match.index + match[0].length]);
+  return Object.fromEntries(ends.map(([title, end]) => [title, row.slice(0, end).trim().split(/\s+/).at(-1)]));
 }
 
 // The records of the last slice, by name.

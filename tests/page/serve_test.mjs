@@ -63,11 +63,84 @@ async function freePort() {
   return port;
 }
 
+const metricsOf = async (server) => (await fetch(`${server.url}/metrics`)).text();
+
+// Times with a long tail, some of them exactly on the bounds of histograms.
+const times = [...Array(2000).keys()].map((i) => i % 10 === 0 ? [1, 50, 100, 250, 1000][i / 10 % 5] : 20 * Math.exp(2 * Math.sin(i * i)) + i / 100);
+
+// A run that goes on and shows the distributions of its values.
+async function distributedRun(test) {
+  const journal = new Journal(test);
+  journal.tell('distributions');
+  await journal.slice({...shop(1), 'page.time': ['Timer', ...times.slice(0, 500)]});
+  return journal;
+}
+
+// [le, count] of the timer, in seconds.
+async function bucketsOf(server) {
+  const lines = (await metricsOf(server)).matchAll(/^kzstat_time_distribution_seconds_bucket{name="page.time",type="Timer",le="(.*)"} (\d+)$/gm);
+  return [...lines].map(([, le, count]) => [le === '+Inf' ? Infinity : Number(le), Number(count)]);
+}
+
+// Prometheus, which scrapes the server; returns what gives the first value that answers a query.
+async function prometheusFor(test, server) {
+  const folder = temporaryFolder(test);
+  const port = await freePort();
+  writeFileSync(join(folder, 'prometheus.yml'),
+    `global: {scrape_interval: 200ms}\nscrape_configs: [{job_name: run, static_configs: [{targets: ['127.0.0.1:${server.port}']}]}]\n`);
+  const prometheus = spawn(process.env.PROMETHEUS, [`--config.file=${folder}/prometheus.yml`, `--storage.tsdb.path=${folder}/data`, `--web.listen-address=127.0.0.1:${port}`], {stdio: 'ignore'});
+  test.after(async () => {
+    prometheus.kill('SIGKILL');
+    await once(prometheus, 'exit');
+  });
+  return async (query) => {
+    const response = await fetch(`http://127.0.0.1:${port}/api/v1/query?query=${encodeURIComponent(query)}`).catch(() => null);
+    return response?.ok ? (await response.json()).data.result[0]?.value[1] : undefined;
+  };
+}
+
 test('metrics satisfy the checker', async (t) => {
-  const server = await serving(t);
-  const input = await (await fetch(`${server.url}/metrics`)).text();
-  const {status, stdout, stderr} = spawnSync(process.env.PROMTOOL, ['check', 'metrics'], {input, encoding: 'utf8'});
-  assert.deepEqual([status, stdout, stderr], [0, '', '']);
+  const journal = await distributedRun(t);
+  for (const server of [await serving(t), await Server.start(t, journal.path, '--port', '0')]) {
+    const {status, stdout, stderr} = spawnSync(process.env.PROMTOOL, ['check', 'metrics'], {input: await metricsOf(server), encoding: 'utf8'});
+    assert.deepEqual([status, stdout, stderr], [0, '', '']);
+  }
+});
+
+test('a run without distributions has no histogram', async (t) => {
+  assert.doesNotMatch(await metricsOf(await serving(t)), /histogram|_bucket/);
+});
+
+test('a histogram counts what is at most its bounds and grows with the run', async (t) => {
+  const journal = await distributedRun(t);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const assertCounts = async (values) => {
+    const buckets = await bucketsOf(server);
+    assert.equal(buckets.length, 38);
+    assert.deepEqual(buckets, buckets.map(([le]) => [le, values.filter((value) => value / 1000 <= le).length]));
+  };
+  await assertCounts(times.slice(0, 500));
+  await journal.slice({'page.time': ['Timer', ...times.slice(500)]});
+  await assertCounts(times);
+});
+
+test('quantiles of Prometheus are in the same buckets as those of the run', async (t) => {
+  const journal = await distributedRun(t);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const ask = await prometheusFor(t, server);
+  const untilCounted = (count) => until(async () => await ask('kzstat_time_distribution_seconds_count{name="page.time"}') === count);
+  await untilCounted('500');
+  await journal.slice({'page.time': ['Timer', ...times.slice(500)]});
+  await untilCounted('2000');
+  const report = JSON.parse(kzstat('compare', journal.path, journal.path, '--format', 'json', '--percentiles', '10,50,90,95,99,99.9').stdout);
+  const {percentiles} = report.names.find(({name}) => name === 'page.time');
+  const bounds = [0, ...(await bucketsOf(server)).map(([le]) => le)];
+  for (const [title, {first}] of Object.entries(percentiles)) {
+    const ours = first / 1000;
+    const theirs = Number(await ask(`histogram_quantile(${title.slice(1) / 100}, kzstat_time_distribution_seconds_bucket{name="page.time"})`));
+    const bucket = bounds.findIndex((bound) => ours <= bound);
+    assert.ok(bounds[bucket - 1] <= theirs && theirs <= bounds[bucket], `${title}: ${ours} and ${theirs}`);
+  }
 });
 
 test('metrics are those of the journal', async (t) => {
@@ -87,19 +160,7 @@ test('Prometheus scrapes a run as it goes on', async (t) => {
   const journal = new Journal(t);
   await journal.slice(shop(1));
   const server = await Server.start(t, journal.path, '--port', '0');
-  const folder = temporaryFolder(t);
-  const port = await freePort();
-  writeFileSync(join(folder, 'prometheus.yml'),
-    `global: {scrape_interval: 200ms}\nscrape_configs: [{job_name: run, static_configs: [{targets: ['127.0.0.1:${server.port}']}]}]\n`);
-  const prometheus = spawn(process.env.PROMETHEUS, [`--config.file=${folder}/prometheus.yml`, `--storage.tsdb.path=${folder}/data`, `--web.listen-address=127.0.0.1:${port}`], {stdio: 'ignore'});
-  t.after(async () => {
-    prometheus.kill('SIGKILL');
-    await once(prometheus, 'exit');
-  });
-  const scraped = async (query) => {
-    const response = await fetch(`http://127.0.0.1:${port}/api/v1/query?query=${encodeURIComponent(query)}`).catch(() => null);
-    return response?.ok ? (await response.json()).data.result[0]?.value[1] : undefined;
-  };
+  const scraped = await prometheusFor(t, server);
   await until(async () => await scraped('kzstat_sum_total{name="pages.sent"}') === '4');
   await journal.slice(shop(2));
   await until(async () => await scraped('kzstat_sum_total{name="pages.sent"}') === '9');

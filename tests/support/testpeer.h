@@ -51,16 +51,20 @@ struct CKZStatGenTestPeer {
         };
         for (RWHashDictionaryIterator next(slice); next() != nullptr;) count(next.value());
         for (const auto& further : slice.m_furtherDictionaries) count(further.dictionary);
-        for (const auto& shelf : slice.m_shelves) {
+        slice.ForEachShelf([&](std::size_t, const auto& shelf) {
             for (const auto& filed : shelf.dictionaries) count(filed.dictionary);
             for (const auto& filed : shelf.taken) count(filed.dictionary);
-        }
+        });
         return clients;
     }
     /// How many dictionaries of `lane` clients still hold.
     static int HeldIn(const CKZStatGenSlice& slice, const CKZStatGenMain& main,
                       const CKZStatGenLane& lane) {
-        return slice.m_shelves[main.m_clientsLock->PositionOf(lane)].held;
+        int held = 0;
+        slice.ForEachShelf([&](std::size_t position, const auto& shelf) {
+            if (position == main.m_clientsLock->PositionOf(lane)) held = shelf.held;
+        });
+        return held;
     }
     static const CKZStatGenLanes& LanesOf(const CKZStatGenMain& main) {
         return *main.m_clientsLock;

@@ -12,16 +12,17 @@ _kzstat() {
         words='name type count rate min mean p50 p95 p99 max stddev sum last'
     elif [[ $previous == --format ]]; then
         words='csv json influx'
-    elif [[ $previous == --from || $previous == --to || $previous == --fail-if ||
+        [[ $command != compare ]] || words='table json'
+    elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --percentiles ||
             $previous == --port || $previous == --bind ]]; then
         return
     elif [[ $word == -* ]]; then
         case $command in
-            show) words="--sort --follow $range --help" ;;
+            show) words="--sort --follow --percentiles $range --help" ;;
             report) words="--output $range --help" ;;
             serve) words='--port --bind --help' ;;
-            compare) words="--fail-if $range --help" ;;
-            export) words="--format --spreadsheet-safe $range --help" ;;
+            compare) words="--fail-if --format --percentiles $range --help" ;;
+            export) words="--format --spreadsheet-safe --percentiles --buckets $range --help" ;;
             merge) words='--output --help' ;;
             check) words='--help' ;;
         esac

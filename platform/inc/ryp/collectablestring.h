@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <limits>
+#include <string_view>
 
 #include "kzplatform_export.h"
 #include "rw/collect.h"
@@ -28,7 +29,15 @@ public:
     /// REQUIRES: `other` is a CKZCollectableString.
     bool isEqual(const RWCollectable* other) const override;
 
+protected:
+    /// Borrows `text`, which has a NUL behind it and none within.
+    explicit CKZCollectableString(std::string_view text)
+        : m_text(text.data()), m_length(text.size() & kMaxLength), m_owned(false) {}
+
 private:
+    /// No text is longer: it fills at most half of the address space.
+    static constexpr std::size_t kMaxLength = std::numeric_limits<std::size_t>::max() >> 1;
+
     const char* m_text;
     // In one word, since there is one for every name of every client.
     std::size_t m_length : std::numeric_limits<std::size_t>::digits - 1;

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -22,7 +23,7 @@ Drawn SliceWithoutValues() {
 
 /// A grid of slices of a second from the start of the run.
 Grid GridOf(std::size_t mostBuckets) {
-    return Grid(1, 0, mostBuckets);
+    return Grid(1, 0, {mostBuckets, mostBuckets});
 }
 
 TEST(Course, KeepsTheExtremesOfAllSlicesOfABucket) {
@@ -30,7 +31,7 @@ TEST(Course, KeepsTheExtremesOfAllSlicesOfABucket) {
     course.Add(0, SliceOf(5, 9, 2, 14, 2));
     course.Add(0, SliceOf(1, 3, 4, 8, 4));
     course.Add(0, SliceOf(4, 80, 3, 90, 3));
-    const Bucket bucket = course.At(0);
+    const Bucket bucket = course.Buckets().front();
     EXPECT_EQ(1, bucket.minimum);
     EXPECT_EQ(80, bucket.maximum);
     EXPECT_EQ(9, bucket.count);
@@ -44,61 +45,65 @@ TEST(Course, KeepsTheExtremesOfAllSlicesOfABucket) {
 TEST(Course, HasNoExtremesWhereNothingWasReported) {
     Course course;
     course.Add(0, SliceWithoutValues());
-    EXPECT_TRUE(std::isnan(course.At(0).minimum));
-    EXPECT_TRUE(std::isnan(course.At(0).maximum));
-    EXPECT_EQ(0, course.At(0).leastFlow);
+    EXPECT_TRUE(std::isnan(course.Buckets().front().minimum));
+    EXPECT_TRUE(std::isnan(course.Buckets().front().maximum));
+    EXPECT_EQ(0, course.Buckets().front().leastFlow);
 }
 
 TEST(Course, TakesTheExtremesFromThoseSlicesThatHaveSome) {
     Course course;
     course.Add(0, SliceWithoutValues());
     course.Add(0, SliceOf(7, 8, 2, 15, 2));
-    EXPECT_EQ(7, course.At(0).minimum);
-    EXPECT_EQ(8, course.At(0).maximum);
-    EXPECT_EQ(0, course.At(0).leastFlow);
-}
-
-TEST(Course, HalvedHoldsAllThatItHeld) {
-    Course course;
-    for (std::size_t i = 0; i < 5; ++i) {
-        const double value = i == 3 ? 99 : 10 + static_cast<double>(i);
-        course.Add(i, SliceOf(value, value, 1, value, 1));
-    }
-    course.Halve();
-    std::vector<double> maxima;
-    std::vector<int> slices;
-    for (const Bucket& bucket : course.Buckets()) {
-        maxima.push_back(bucket.maximum);
-        slices.push_back(bucket.slices);
-    }
-    EXPECT_THAT(maxima, ElementsAre(11, 99, 14));
-    EXPECT_THAT(slices, ElementsAre(2, 2, 1));
+    EXPECT_EQ(7, course.Buckets().front().minimum);
+    EXPECT_EQ(8, course.Buckets().front().maximum);
+    EXPECT_EQ(0, course.Buckets().front().leastFlow);
 }
 
 TEST(Grid, GivesEachSliceABucketWhileThereIsRoom) {
     Grid grid = GridOf(4);
-    EXPECT_EQ(0, grid.WidenFor(4));
-    EXPECT_EQ(0u, grid.BucketOf(1));
-    EXPECT_EQ(3u, grid.BucketOf(4));
+    EXPECT_TRUE(grid.HasRoomFor(4));
+    EXPECT_EQ(0u, grid.PlaceOf(1).bucket);
+    EXPECT_EQ(3u, grid.PlaceOf(4).bucket);
 }
 
-TEST(Grid, DoublesItsBucketsUntilTheRunFits) {
+TEST(Grid, WidensItsBucketsUntilTheRunFits) {
     Grid grid = GridOf(4);
-    EXPECT_EQ(1, grid.WidenFor(5));
+    EXPECT_FALSE(grid.HasRoomFor(5));
+    grid.WidenFor(5);
     EXPECT_EQ(2, grid.Width());
-    EXPECT_EQ(0u, grid.BucketOf(2));
-    EXPECT_EQ(1u, grid.BucketOf(3));
-    EXPECT_EQ(2, grid.WidenFor(32));
+    EXPECT_EQ(0u, grid.PlaceOf(2).bucket);
+    EXPECT_EQ(1u, grid.PlaceOf(3).bucket);
+    grid.WidenFor(32);
     EXPECT_EQ(8, grid.Width());
-    EXPECT_EQ(3u, grid.BucketOf(32));
+    EXPECT_EQ(3u, grid.PlaceOf(32).bucket);
+}
+
+TEST(Grid, HasBucketsOfWholeMinutesAndHoursOfSlicesWhereTheyAreWide) {
+    Grid grid = GridOf(1);
+    std::vector<double> widths;
+    for (double end = 1; end < 10000; end = grid.Width() + 1) {
+        grid.WidenFor(end);
+        widths.push_back(grid.Width());
+    }
+    EXPECT_THAT(widths,
+                ElementsAre(1, 2, 4, 8, 15, 30, 60, 120, 240, 480, 900, 1800, 3600, 7200, 14400));
+}
+
+TEST(Grid, JoinsColumnsInPairsUntilTheBucketsFit) {
+    Grid grid(1, 0, {100, 10});
+    EXPECT_EQ(0, grid.WidenColumnsFor(10));
+    EXPECT_EQ(9u, grid.PlaceOf(10).column);
+    EXPECT_EQ(3, grid.WidenColumnsFor(41));
+    EXPECT_EQ(8u, grid.ColumnWidth());
+    EXPECT_EQ(5u, grid.PlaceOf(41).column);
 }
 
 TEST(Grid, BeginsWhereTheRangeBegins) {
-    Grid grid(0.5, 10, 100);
+    Grid grid(0.5, 10, {100, 10});
     EXPECT_FALSE(grid.Holds(10));
     EXPECT_TRUE(grid.Holds(10.5));
-    EXPECT_EQ(0u, grid.BucketOf(10.5));
-    EXPECT_EQ(2u, grid.BucketOf(11.5));
+    EXPECT_EQ(0u, grid.PlaceOf(10.5).bucket);
+    EXPECT_EQ(2u, grid.PlaceOf(11.5).bucket);
 }
 
 TEST(Grid, HoldsNothingThatEndsAtNoTime) {
@@ -109,7 +114,7 @@ TEST(Grid, HoldsNothingThatEndsAtNoTime) {
 TEST(Grid, IsNotOutgrownByARunOfAgesOfTime) {
     Grid grid = GridOf(1000);
     grid.WidenFor(1e15);
-    EXPECT_LT(grid.BucketOf(1e15), 1000u);
+    EXPECT_LT(grid.PlaceOf(1e15).bucket, 1000u);
 }
 
 }  // namespace

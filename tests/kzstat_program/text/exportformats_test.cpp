@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "kzjournalerror.h"
+
 namespace {
 
 using testing::EndsWith;
@@ -23,7 +25,12 @@ protected:
         record.type = CKZStatPointTypeEnum::Timer;
         record.totals = {kThird, 1e300, 3, sum, 5e-324};
         slice.records = {record};
-        return kzstatprogram::MakeExportFormat(format, run)->RecordText(slice, 0, gap);
+        return kzstatprogram::MakeExportFormat(format, run, content)->RecordText(slice, 0, gap);
+    }
+    void AddDistributionOf(const std::vector<double>& values) {
+        CKZStatDistribution distribution;
+        for (const double value : values) distribution.Add(value);
+        slice.distributions.Add(&distribution);
     }
 
     std::string name = "login.time";
@@ -31,6 +38,7 @@ protected:
     double gap = 0;
     CKZStatMessageRecord record;
     kzjournal::Slice slice{1, 0, 1.7e9, {}, {}};
+    kzstatprogram::ExportContent content;
     kzjournal::Run run{"abc", "my load", 1.7e9, 1, "a,b=c", "my-load", "", {}, {}};
 };
 
@@ -50,6 +58,53 @@ TEST_F(ExportFormats, PercentilesAreThoseOfTheSlice) {
                           "\"last_p99\":4.0,\"last_p999\":null"));
     EXPECT_THAT(Text("influx"),
                 HasSubstr(",last_p50=1,last_p90=2,last_p95=0.3333333333333333,last_p99=4 "));
+}
+
+TEST_F(ExportFormats, OtherPercentilesComeFromTheDistribution) {
+    content.percentiles = kzstatprogram::PercentilesOf("99.9,25");
+    EXPECT_THAT(kzstatprogram::MakeExportFormat("csv", run, content)->Begin(),
+                EndsWith(",last_sum_of_squares,last_p99.9,last_p25,gap_before\r\n"));
+    EXPECT_THAT(Text("csv"), EndsWith(",,,0\r\n"));
+    EXPECT_THAT(Text("json"), HasSubstr("\"last_p99.9\":null,\"last_p25\":null,\"gap"));
+    EXPECT_THAT(Text("influx"), testing::Not(HasSubstr("last_p")));
+    AddDistributionOf({1, 2, 3, 4});
+    EXPECT_THAT(Text("csv"), EndsWith(",4,1,0\r\n"));
+    EXPECT_THAT(Text("json"), HasSubstr("\"last_p99.9\":4.0,\"last_p25\":1.0,\"gap"));
+    EXPECT_THAT(Text("influx"), HasSubstr(",last_p99.9=4,last_p25=1 "));
+}
+
+TEST_F(ExportFormats, DistributionsAreThereOnlyWhereTheyAreAskedFor) {
+    AddDistributionOf({1});
+    EXPECT_THAT(Text("json"), testing::Not(HasSubstr("last_distribution")));
+}
+
+TEST_F(ExportFormats, JsonHasTheBucketsOfADistribution) {
+    content.hasDistributions = true;
+    AddDistributionOf({10, 10.05, -1, 0, 40, 40, HUGE_VAL, -HUGE_VAL, -HUGE_VAL, std::nan("")});
+    EXPECT_THAT(Text("json"),
+                EndsWith("\"last_distribution\":{\"count\":10,\"nan_count\":1,"
+                         "\"minus_infinity_count\":2,\"plus_infinity_count\":1,"
+                         "\"minimum\":null,\"maximum\":null,\"buckets\":[[-1.0078125,-1.0,1],"
+                         "[0.0,0.0,1],[10.0,10.0625,2],[40.0,40.25,2]]}}\n"));
+}
+
+TEST_F(ExportFormats, JsonHasTheExtremesOfADistribution) {
+    content.hasDistributions = true;
+    AddDistributionOf({3, 0.7, 2});
+    const auto object = nlohmann::json::parse(Text("json"))["last_distribution"];
+    EXPECT_EQ(0.7, object["minimum"]);
+    EXPECT_EQ(3, object["maximum"]);
+}
+
+TEST_F(ExportFormats, ADistributionThatIsMissingIsNull) {
+    content.hasDistributions = true;
+    EXPECT_THAT(Text("json"), EndsWith("\"last_distribution\":null}\n"));
+}
+
+TEST_F(ExportFormats, ADamagedDistributionIsAnError) {
+    content.hasDistributions = true;
+    slice.distributions.Add("form", {1, 2, 3, 4, 5});
+    EXPECT_THROW(Text("json"), kzjournal::Error);
 }
 
 TEST_F(ExportFormats, CsvQuotesWhatWouldBreakIt) {

@@ -31,6 +31,15 @@ Option& Option::OneOf(const std::vector<std::string>& values) {
     return *this;
 }
 
+Option& Option::OneOf(const std::vector<std::string>& values,
+                      const std::function<bool(const std::string&)>& admits) {
+    const CLI::Validator member = CLI::IsMember(values);
+    m_option.check(CLI::Validator(
+        [member, admits](std::string& value) { return admits(value) ? "" : member(value); },
+        member.get_description()));
+    return *this;
+}
+
 Option& Option::Between(int least, int most) {
     m_option.check(CLI::Range(least, most));
     return *this;
@@ -77,6 +86,10 @@ Option Command::Add(const char* names, double& value, const char* description) {
 }
 
 Option Command::Add(const char* names, std::optional<double>& value, const char* description) {
+    return Option(*m_app.add_option(names, value, description));
+}
+
+Option Command::Add(const char* names, std::optional<std::string>& value, const char* description) {
     return Option(*m_app.add_option(names, value, description));
 }
 

@@ -42,6 +42,9 @@ public:
     /// What the help calls its value.
     Option& ValueName(const char* name);
     Option& OneOf(const std::vector<std::string>& values);
+    /// One of those that the help names, or another one that `admits` takes.
+    Option& OneOf(const std::vector<std::string>& values,
+                  const std::function<bool(const std::string&)>& admits);
     Option& Between(int least, int most);
     /// A number of seconds, or of the unit that follows it: s, m or h.
     Option& Duration();
@@ -68,6 +71,7 @@ public:
     Option Add(const char* names, int& value, const char* description);
     Option Add(const char* names, double& value, const char* description);
     Option Add(const char* names, std::optional<double>& value, const char* description);
+    Option Add(const char* names, std::optional<std::string>& value, const char* description);
     void AddFlag(const char* name, bool& value, const char* description);
 
     /// What the help ends with.

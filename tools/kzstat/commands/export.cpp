@@ -2,6 +2,7 @@
 #include <string>
 
 #include "commands/commands.h"
+#include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
 #include "figures/gaps.h"
 #include "kzjournalreader.h"
@@ -14,18 +15,31 @@ struct ExportOptions {
     std::string journal;
     std::string format;
     bool isSpreadsheetSafe = false;
+    bool hasBuckets = false;
+    PercentileOption percentiles;
     RangeOptions range;
 };
+
+/// Throws UsageError.
+ExportContent ContentOf(const ExportOptions& options) {
+    ExportContent content;
+    if (options.percentiles.numbers) content.percentiles = options.percentiles.Chosen({});
+    content.hasDistributions = options.hasBuckets;
+    return content;
+}
 
 ExitStatus Export(const ExportOptions& options, Output& output) {
     if (options.isSpreadsheetSafe && options.format != "csv")
         throw UsageError("--spreadsheet-safe", "only csv is read by spreadsheets");
+    if (options.hasBuckets && options.format != "json")
+        throw UsageError("--buckets", "only json has room for distributions");
+    const ExportContent content = ContentOf(options);
     CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
     const std::string description = DescribeJournal(journal, options.journal);
     const auto format = options.isSpreadsheetSafe
-                            ? MakeSpreadsheetSafeCsv()
-                            : MakeExportFormat(options.format, journal.Facts());
+                            ? MakeSpreadsheetSafeCsv(content)
+                            : MakeExportFormat(options.format, journal.Facts(), content);
     output.Write(format->Begin());
     Gaps gaps(journal.Facts().sliceLength);
     journal.ForEachSlice(options.range.RangeOf(journal), [&](const kzjournal::Slice& slice) {
@@ -50,6 +64,10 @@ void DeclareExport(CommandLine& line) {
         .ValueName("FORMAT");
     command.AddFlag("--spreadsheet-safe", options->isSpreadsheetSafe,
                     "Put a ' in front of names that a spreadsheet would run as formulas; csv only");
+    options->percentiles.Declare(
+        command, "The percentiles of each slice to write instead of 50,90,95,99,99.9");
+    command.AddFlag("--buckets", options->hasBuckets,
+                    "Write the distribution of each slice too; json only");
     options->range.Declare(command);
     command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
     command.Does([options](Output& output) { return Export(*options, output); });

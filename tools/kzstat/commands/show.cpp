@@ -2,13 +2,17 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/commands.h"
+#include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
+#include "figures/livesummary.h"
 #include "figures/statisticscolumns.h"
 #include "kzjournalreader.h"
 #include "tables/latestvalues.h"
+#include "tables/namewidth.h"
 #include "tables/statisticstable.h"
 #include "terminal/screen.h"
 #include "terminal/stopsignal.h"
@@ -20,35 +24,46 @@ namespace kzstatprogram {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{200};
-constexpr std::size_t kMinNameColumns = 20;
 
 struct ShowOptions {
     std::string journal;
     std::string sortColumn = "name";
     bool follows = false;
+    PercentileOption percentiles;
     RangeOptions range;
 };
 
-/// Names of any length leave room for their numbers on a terminal, and are whole elsewhere.
-std::size_t NameWidth(const Output& output) {
-    if (!output.IsTerminal()) return std::string::npos;
-    return std::max(output.Width() / 3, kMinNameColumns);
+/// Those that the user asks for, and the usual ones where the run has some.
+std::vector<Percentile> PercentilesFor(const std::vector<Statistics>& rows,
+                                       const ShowOptions& options) {
+    const bool hasSome = std::any_of(rows.begin(), rows.end(), [](const Statistics& row) {
+        return row.distribution.has_value();
+    });
+    return options.percentiles.Chosen(hasSome ? UsualPercentiles() : std::vector<Percentile>());
 }
 
-std::vector<std::string> LinesOf(kzjournal::Reader& journal, const ShowOptions& options,
-                                 const Output& output, const LatestValues* latest) {
-    const kzjournal::TimeRange range = options.range.RangeOf(journal);
-    // Percentiles take reading the whole run, which a table that is drawn again and again cannot.
-    std::vector<Statistics> rows = latest != nullptr ? StatisticsOf(journal, range)
-                                                     : StatisticsWithPercentilesOf(journal, range);
+bool Fits(const std::vector<std::string>& table, const Output& output) {
+    return !output.IsTerminal() || std::all_of(table.begin(), table.end(), [&](const auto& line) {
+        return kzterminal::WidthOf(line) <= output.Width();
+    });
+}
+
+std::vector<std::string> LinesOf(kzjournal::Reader& journal, std::vector<Statistics> rows,
+                                 const ShowOptions& options, const Output& output,
+                                 const LatestValues* latest) {
     SortBy(options.sortColumn, rows);
     std::vector<std::string> sparklines;
     if (latest != nullptr)
         for (const Statistics& row : rows) sparklines.push_back(latest->LineOf(row.name));
-    std::vector<std::string> lines = TableOf(rows, NameWidth(output), sparklines).Lines();
+    const std::vector<Percentile> percentiles = PercentilesFor(rows, options);
+    std::vector<std::string> lines =
+        TableOf(rows, percentiles, {NameWidth(output)}, sparklines).Lines();
+    // A type is as wide as three numbers, and says less.
+    if (!Fits(lines, output))
+        lines = TableOf(rows, percentiles, {NameWidth(output), false}, sparklines).Lines();
     const std::vector<std::string> notes = DescribeNotes(journal);
     lines.insert(lines.begin(), notes.begin(), notes.end());
-    lines.insert(lines.begin(), DescribeRun(journal, range));
+    lines.insert(lines.begin(), DescribeRun(journal, options.range.RangeOf(journal)));
     return lines;
 }
 
@@ -59,16 +74,21 @@ void Print(const std::vector<std::string>& lines, Output& output) {
 /// Draws the table again with each slice until the run has ended or the user has seen enough.
 void FollowOnScreen(kzjournal::Reader& journal, const ShowOptions& options, Output& output) {
     LatestValues latest;
+    LiveSummary summary;
     kzterminal::Screen screen(output);
     bool hasEnded = false;
     do {
         hasEnded = journal.HasEnded();
         latest.Update(journal);
-        screen.Draw(LinesOf(journal, options, output, &latest));
+        summary.Update(journal, options.range.RangeOf(journal));
+        screen.Draw(LinesOf(journal, StatisticsOf(summary, journal.Facts().sliceLength), options,
+                            output, &latest));
     } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
-std::string LineOf(const kzjournal::Slice& slice, const CKZStatMessageRecord& record) {
+std::string LineOf(const kzjournal::Slice& slice, std::size_t position,
+                   const std::vector<Percentile>& percentiles) {
+    const CKZStatMessageRecord& record = slice.records[position];
     const auto number = [](double value) { return std::string(" ").append(ReadableNumber(value)); };
     std::string line = ReadableNumber(slice.elapsed) + " " +
                        kzterminal::Printable(TextOf(record.name)) + " count" +
@@ -76,37 +96,52 @@ std::string LineOf(const kzjournal::Slice& slice, const CKZStatMessageRecord& re
     if (record.lasts.count > 0)
         line += " min" + number(record.lasts.minimum) + " mean" + number(record.lasts.Average()) +
                 " max" + number(record.lasts.maximum) + " sum" + number(record.lasts.sum);
+    CKZStatDistribution distribution;
+    if (slice.ReadDistribution(position, distribution) && record.lasts.count > 0)
+        for (const Percentile& percentile : percentiles)
+            line += " " + percentile.title + number(distribution.Quantile(percentile.quantile));
     return line;
 }
 
 /// Writes a line per name with each slice, for programs that read along.
-void FollowInLines(kzjournal::Reader& journal, Output& output) {
+void FollowInLines(kzjournal::Reader& journal, const ShowOptions& options, Output& output) {
+    const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     int lastSliceId = 0;
     bool hasEnded = false;
     do {
         hasEnded = journal.HasEnded();
         journal.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
-            for (const CKZStatMessageRecord& record : slice.records)
-                output.WriteLine(LineOf(slice, record));
+            for (std::size_t i = 0; i < slice.records.size(); ++i)
+                output.WriteLine(LineOf(slice, i, percentiles));
             lastSliceId = slice.id;
         });
         output.Flush();
     } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
+/// Of percentiles: the parser has refused everything else.
+void RefuseToSortByWhatIsNotShown(const ShowOptions& options) {
+    const std::vector<std::string> columns =
+        SortableColumns(options.percentiles.Chosen(UsualPercentiles()));
+    if (std::find(columns.begin(), columns.end(), options.sortColumn) == columns.end())
+        throw UsageError("--sort", options.sortColumn + " is not shown; see --percentiles");
+}
+
 ExitStatus Show(const ShowOptions& options, Output& output) {
+    RefuseToSortByWhatIsNotShown(options);
     CheckJournals({options.journal});
     kzjournal::Reader journal(options.journal);
     if (options.follows) {
         kzterminal::CatchStopSignals();
         if (!output.CanRedraw()) {
-            FollowInLines(journal, output);
+            FollowInLines(journal, options, output);
             TellOnStandardError(DescribeJournal(journal, options.journal));
             return kDone;
         }
         FollowOnScreen(journal, options, output);
     }
-    Print(LinesOf(journal, options, output, nullptr), output);
+    std::vector<Statistics> rows = StatisticsOf(journal, options.range.RangeOf(journal));
+    Print(LinesOf(journal, std::move(rows), options, output, nullptr), output);
     return kDone;
 }
 
@@ -117,11 +152,14 @@ void DeclareShow(CommandLine& line) {
     const auto options = std::make_shared<ShowOptions>();
     DeclareJournal(command, "RUN", options->journal);
     command.Add("--sort", options->sortColumn, "The column to sort by; numbers in descending order")
-        .OneOf(SortableColumns())
+        .OneOf(SortableColumns(UsualPercentiles()),
+               [](const std::string& title) { return FindPercentile(title).has_value(); })
         .ValueName("COLUMN");
     command.AddFlag("--follow", options->follows,
                     "Continue until the run ends: redraw the table on a terminal, otherwise"
                     " print a line per name and slice");
+    options->percentiles.Declare(command,
+                                 "The percentiles to show, such as 50,99.9; by default 50,95,99");
     options->range.Declare(command);
     command.Footer("Example: kzstat show run.kzj --sort mean --skip-warmup");
     command.Does([options](Output& output) { return Show(*options, output); });

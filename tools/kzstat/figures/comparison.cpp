@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
-
-#include "figures/statisticscolumns.h"
+#include <utility>
 
 namespace kzstatprogram {
 namespace {
+
+/// Rarer than that by chance counts as a change.
+constexpr double kSignificance = 0.01;
 
 Sample SampleOf(const CKZStatAggregate& aggregate) {
     if (!(aggregate.count > 0)) return {};
@@ -20,7 +22,7 @@ Sample SampleOf(const CKZStatAggregate& aggregate) {
 /// Of the sums that the slices have, per second unless they are levels.
 Sample SampleOfSlices(kzjournal::Reader& journal, const Statistics& row,
                       const kzjournal::TimeRange& range) {
-    const double length = IsLevel(row.type) ? 1 : journal.Facts().sliceLength;
+    const double length = TestedIn(row) == Tested::Levels ? 1 : journal.Facts().sliceLength;
     CKZStatAggregate sums;
     journal.ForEachPoint(row.name, range, [&](const kzjournal::SeriesPoint& point) {
         const double value = point.lasts.sum / length;
@@ -56,22 +58,32 @@ std::optional<double> WelchProbability(const Sample& a, const Sample& b) {
     return 2 * cdf(complement(boost::math::students_t(freedom), std::abs(t)));
 }
 
+Tested TestedIn(const Statistics& row) {
+    if (row.deviation) return Tested::Values;
+    return IsLevel(row.type) ? Tested::Levels : Tested::Rates;
+}
+
 const Statistics* ComparedRun::Find(const std::string& name) const {
     const std::size_t position = PositionOf(statistics, name);
     return position < statistics.size() ? &statistics[position] : nullptr;
 }
 
 ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    const double seconds = SecondsOf(journal, range);
+    // Asked for once: a run that goes on may have further names the next time.
+    std::vector<kzjournal::NameSummary> names = journal.SummaryWithDistributions(range);
+    std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) {
+        return a.record.name.compareTo(b.record.name) < 0;
+    });
     ComparedRun run;
-    run.statistics = StatisticsWithPercentilesOf(journal, range);
-    SortBy("name", run.statistics);
-    std::vector<CKZStatMessageRecord> records = journal.Summary(range);
-    std::sort(records.begin(), records.end(),
-              [](const auto& a, const auto& b) { return a.name.compareTo(b.name) < 0; });
-    for (std::size_t i = 0; i < records.size(); ++i)
-        run.samples.push_back(run.statistics[i].deviation
-                                  ? SampleOf(records[i].totals)
-                                  : SampleOfSlices(journal, run.statistics[i], range));
+    for (kzjournal::NameSummary& each : names) {
+        const CKZStatAggregate totals = each.record.totals;
+        run.statistics.push_back(StatisticsOf(std::move(each), seconds));
+        const Statistics& row = run.statistics.back();
+        run.samples.push_back(TestedIn(row) == Tested::Values
+                                  ? SampleOf(totals)
+                                  : SampleOfSlices(journal, row, range));
+    }
     return run;
 }
 
@@ -85,6 +97,23 @@ std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& af
                                WelchProbability(before.samples[i], after.samples[j])});
     }
     return differences;
+}
+
+bool IsSignificant(const Difference& difference) {
+    return difference.probability && *difference.probability < kSignificance;
+}
+
+std::vector<Percentile> PercentilesIn(const Difference& difference,
+                                      const std::vector<Percentile>& percentiles) {
+    const bool hasOne = difference.before->distribution || difference.after->distribution;
+    return hasOne && TestedIn(*difference.before) == Tested::Values ? percentiles
+                                                                    : std::vector<Percentile>();
+}
+
+std::optional<double> RelativeDifference(const std::optional<double>& before,
+                                         const std::optional<double>& after) {
+    if (!before || !after || *before == 0) return std::nullopt;
+    return (*after - *before) / std::abs(*before);
 }
 
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other) {

@@ -7,6 +7,7 @@
 
 #include "figures/statistics.h"
 #include "kzjournalreader.h"
+#include "text/percentile.h"
 
 namespace kzstatprogram {
 
@@ -22,6 +23,11 @@ struct Sample {
 /// fewer than two values.
 std::optional<double> WelchProbability(const Sample& a, const Sample& b);
 
+/// What the samples of a name are: the values where those spread (timers, measurements), and else,
+/// where single values say little, the rates of the slices (counters) or their levels (load sizes).
+enum class Tested { Values, Rates, Levels };
+Tested TestedIn(const Statistics& row);
+
 /// One run as a comparison sees it. Compatible.
 struct ComparedRun {
     std::vector<Statistics> statistics;
@@ -30,8 +36,6 @@ struct ComparedRun {
     const Statistics* Find(const std::string& name) const;
 };
 
-/// Samples are the values where those spread (timers, measurements), and else, where single values
-/// say little (counters, load sizes), the rates of the slices or their levels.
 ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
 
 /// A name that is in both runs.
@@ -44,6 +48,18 @@ struct Difference {
 };
 
 std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after);
+
+/// True where chance alone would seldom make the difference.
+bool IsSignificant(const Difference& difference);
+
+/// Those of `percentiles` that are shown of a name: all, if its values are samples and a run has
+/// their distribution.
+std::vector<Percentile> PercentilesIn(const Difference& difference,
+                                      const std::vector<Percentile>& percentiles);
+
+/// The difference in parts of `before`; nothing where one is missing or `before` is 0.
+std::optional<double> RelativeDifference(const std::optional<double>& before,
+                                         const std::optional<double>& after);
 
 /// The names of `run` that are not in `other`.
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <future>
+#include <memory>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include "figures/load.h"
 #include "figures/statistics.h"
@@ -12,15 +16,34 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr unsigned kMaxReaders = 8;
+constexpr unsigned kMaxThreads = 8;
 constexpr std::size_t kMaxBuckets = 1000;
 constexpr std::size_t kMinBuckets = 250;
 /// What a browser reads in a second.
 constexpr std::size_t kMaxBucketsOfAllNames = 200000;
 
-std::size_t BucketsPerName(std::size_t names) {
-    return std::clamp(kMaxBucketsOfAllNames / std::max<std::size_t>(names, 1), kMinBuckets,
-                      kMaxBuckets);
+/// Narrower buckets are faster to fill from the slices, which have all that is drawn.
+constexpr double kSlicesOfStoredSum = 60;
+constexpr std::size_t kSlicesDrawnTogether = 64;
+/// Columns are at least half as many as this once there are so many buckets.
+constexpr std::size_t kMaxColumns = 200;
+constexpr std::size_t kMinColumns = 60;
+constexpr std::size_t kMaxColumnsOfAllNames = 40000;
+
+unsigned ProcessorCount() {
+    return std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads);
+}
+
+GridSize GridSizeFor(std::size_t names) {
+    names = std::max<std::size_t>(names, 1);
+    return {std::clamp(kMaxBucketsOfAllNames / names, kMinBuckets, kMaxBuckets),
+            std::clamp(kMaxColumnsOfAllNames / names, kMinColumns, kMaxColumns)};
+}
+
+bool HasDistributions(const kzjournal::Slice& slice) {
+    for (std::size_t i = 0; i < slice.records.size(); ++i)
+        if (!slice.distributions.FormOf(i).empty()) return true;
+    return false;
 }
 
 long long LostSlicesOf(kzjournal::Reader& journal) {
@@ -30,28 +53,38 @@ long long LostSlicesOf(kzjournal::Reader& journal) {
 
 }  // namespace
 
-RunHistory::RunHistory(const std::string& path, const kzjournal::TimeRange& range)
-    : RunHistory(kzjournal::Reader(path), path, range) {}
+RunHistory::RunHistory(const std::string& path, const kzjournal::TimeRange& range,
+                       const StopRequest& isStopRequested)
+    : RunHistory(kzjournal::Reader(path), path, range, isStopRequested) {}
 
 RunHistory::RunHistory(kzjournal::Reader&& journal, const std::string& path,
-                       const kzjournal::TimeRange& range)
+                       const kzjournal::TimeRange& range, const StopRequest& isStopRequested)
     : m_facts(journal.Facts()),
       m_sources(journal.Sources()),
-      m_grid(m_facts.sliceLength, range.from, BucketsPerName(journal.Names().size())),
+      m_grid(m_facts.sliceLength, range.from, GridSizeFor(journal.Names().size())),
       m_hasEnded(journal.HasEnded()),
       m_lostSlices(LostSlicesOf(journal)),
       m_notes(journal.Notes()) {
+    journal.StopWhen(isStopRequested);
     const std::optional<kzjournal::Slice> last = journal.LastSlice(range);
     if (!last) return;
     m_lastSliceId = last->id;
     m_elapsed = last->elapsed;
+    if (m_grid.Holds(m_elapsed)) {
+        m_grid.WidenFor(m_elapsed);
+        m_grid.WidenColumnsFor(m_elapsed);
+    }
     // Slices may come while this is read: all below is of those up to the last one.
     const kzjournal::TimeRange known{range.from, m_elapsed};
     m_slices = journal.CountSlices(known);
     for (const CKZStatMessageRecord& record : journal.Summary(known))
-        m_names[TextOf(record.name)].latest = record;
-    MakeRoomFor(m_elapsed);
-    ReadCourses(path, known);
+        m_names[TextOf(record.name)] = {record, {}, {}, m_lastSliceId, m_lastSliceId};
+    if (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum) {
+        ReadSlices(journal, known);
+        return;
+    }
+    if (HasDistributions(*last)) ReadDistributions(journal, known);
+    ReadCourses(path, known, isStopRequested);
     ReadLoad(journal, known);
 }
 
@@ -61,6 +94,12 @@ RunHistory::News RunHistory::NewsSince(kzjournal::Reader& journal, int sliceId) 
     journal.ForEachSliceAfter(sliceId,
                               [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
     return news;
+}
+
+bool RunHistory::HasRoomFor(const News& news) const {
+    return std::all_of(news.slices.begin(), news.slices.end(), [&](const kzjournal::Slice& slice) {
+        return !m_grid.Holds(slice.elapsed) || m_grid.HasRoomFor(slice.elapsed);
+    });
 }
 
 bool RunHistory::Add(const News& news) {
@@ -78,18 +117,25 @@ std::size_t RunHistory::Buckets() const {
     return buckets;
 }
 
+const CKZStatDistribution* RunHistory::DistributionOf(const Entry& entry) {
+    const DistributionCourse& distributions = entry.distributions;
+    return distributions.IsEmpty() ? nullptr : distributions.OfAll(entry.latest.totals.count);
+}
+
 /// Names are read on all processors: the file of a day takes seconds.
-void RunHistory::ReadCourses(const std::string& path, const kzjournal::TimeRange& range) {
+void RunHistory::ReadCourses(const std::string& path, const kzjournal::TimeRange& range,
+                             const StopRequest& isStopRequested) {
     std::vector<std::pair<const std::string, Entry>*> names;
     for (auto& each : m_names) names.push_back(&each);
     std::atomic<std::size_t> next{0};
     const auto readSome = [&] {
         kzjournal::Reader journal(path);
+        journal.StopWhen(isStopRequested);
         for (std::size_t i = next++; i < names.size(); i = next++)
             ReadCourse(journal, names[i]->first, names[i]->second, range);
     };
     std::vector<std::future<void>> readers;
-    for (unsigned i = 0; i < std::clamp(std::thread::hardware_concurrency(), 1U, kMaxReaders); ++i)
+    for (unsigned i = 0; i < ProcessorCount(); ++i)
         readers.push_back(std::async(std::launch::async, readSome));
     for (std::future<void>& reader : readers) reader.get();
 }
@@ -98,37 +144,110 @@ void RunHistory::ReadCourse(kzjournal::Reader& journal, const std::string& name,
                             const kzjournal::TimeRange& range) const {
     journal.ForEachPoint(name, range, [&](const kzjournal::SeriesPoint& point) {
         if (m_grid.Holds(point.elapsed))
-            entry.course.Add(m_grid.BucketOf(point.elapsed),
+            entry.course.Add(m_grid.PlaceOf(point.elapsed).bucket,
                              {point.lasts, FlowOf(entry.latest.type, point.lasts)});
     });
 }
 
+/// Draws slices on all processors while the next ones are read.
+void RunHistory::ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    std::vector<kzjournal::Slice> slices;
+    std::vector<std::future<void>> drawing;
+    const auto awaitDrawn = [&] {
+        for (std::future<void>& each : std::exchange(drawing, {})) each.get();
+    };
+    const auto beginToDraw = [&] {
+        awaitDrawn();
+        const auto read = std::make_shared<std::vector<kzjournal::Slice>>(std::move(slices));
+        slices.clear();
+        for (unsigned i = 0; i < ProcessorCount(); ++i)
+            drawing.push_back(std::async(std::launch::async, [this, read, i] {
+                DrawNames(*read, {i, ProcessorCount()});
+            }));
+    };
+    journal.ForEachSlice(range, [&](const kzjournal::Slice& slice) {
+        if (!m_grid.Holds(slice.elapsed)) return;
+        m_load.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, LoadIn(slice)});
+        slices.push_back(slice);
+        if (slices.size() == kSlicesDrawnTogether) beginToDraw();
+    });
+    beginToDraw();
+    awaitDrawn();
+    for (auto& [name, entry] : m_names) entry.distributions.Settle();
+}
+
+void RunHistory::ReadDistributions(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    const auto bucketOf = [&](double elapsed) {
+        return m_grid.Holds(elapsed) ? static_cast<long long>(m_grid.PlaceOf(elapsed).bucket) : -1;
+    };
+    CKZStatDistribution distribution;  // kept for its memory
+    journal.ForEachSum(range, bucketOf, [&](const kzjournal::Slice& sum) {
+        if (!m_grid.Holds(sum.elapsed)) return;
+        for (std::size_t i = 0; i < sum.records.size(); ++i)
+            if (Entry* const entry = Find(sum.records[i]))
+                AddDistribution(m_grid.PlaceOf(sum.elapsed), sum, i, distribution, *entry);
+    });
+    for (auto& [name, entry] : m_names) entry.distributions.Settle();
+}
+
 void RunHistory::ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
     for (const auto& [elapsed, size] : LoadThroughTime(journal, range))
-        if (m_grid.Holds(elapsed)) m_load.Add(m_grid.BucketOf(elapsed), {{}, size});
+        if (m_grid.Holds(elapsed)) m_load.Add(m_grid.PlaceOf(elapsed).bucket, {{}, size});
 }
 
 void RunHistory::Add(const kzjournal::Slice& slice) {
     m_lastSliceId = slice.id;
     m_elapsed = slice.elapsed;
     ++m_slices;
-    const bool isDrawn = m_grid.Holds(m_elapsed);
-    if (isDrawn) MakeRoomFor(m_elapsed);
     for (const CKZStatMessageRecord& record : slice.records) {
         Entry& entry = m_names[TextOf(record.name)];
         entry.latest = record;
-        if (isDrawn)
-            entry.course.Add(m_grid.BucketOf(m_elapsed),
-                             {record.lasts, FlowOf(record.type, record.lasts)});
+        if (record.lasts.count > 0) entry.lastValuesId = slice.id;
     }
-    if (isDrawn) m_load.Add(m_grid.BucketOf(m_elapsed), {{}, LoadIn(slice)});
+    if (!m_grid.Holds(m_elapsed)) return;
+    JoinColumnsFor(m_elapsed);
+    m_load.Add(m_grid.PlaceOf(m_elapsed).bucket, {{}, LoadIn(slice)});
+    DrawNames({slice}, {0, 1});
+    for (auto& [name, entry] : m_names) {
+        const int height = entry.distributions.Map().RowHeight();
+        entry.distributions.Settle();
+        if (entry.distributions.Map().RowHeight() != height) entry.lastRowsId = slice.id;
+    }
 }
 
-void RunHistory::MakeRoomFor(double elapsed) {
-    for (int times = m_grid.WidenFor(elapsed); times > 0; --times) {
-        m_load.Halve();
-        for (auto& [name, entry] : m_names) entry.course.Halve();
+/// REQUIRES: the grid holds the slices. Changes nothing but the names of the share.
+void RunHistory::DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share) {
+    CKZStatDistribution distribution;  // kept for its memory
+    for (const kzjournal::Slice& slice : slices) {
+        const Place place = m_grid.PlaceOf(slice.elapsed);
+        for (std::size_t i = 0; i < slice.records.size(); ++i) {
+            const CKZStatMessageRecord& record = slice.records[i];
+            if (std::hash<std::string_view>()(record.name.view()) % share.of != share.number)
+                continue;
+            Entry* const entry = Find(record);
+            if (entry == nullptr) continue;
+            entry->course.Add(place.bucket, {record.lasts, FlowOf(record.type, record.lasts)});
+            AddDistribution(place, slice, i, distribution, *entry);
+        }
     }
+}
+
+void RunHistory::AddDistribution(const Place& place, const kzjournal::Slice& sum,
+                                 std::size_t position, CKZStatDistribution& distribution,
+                                 Entry& entry) {
+    if (!sum.ReadDistribution(position, distribution)) distribution.Clear();
+    entry.distributions.Add(place, sum.records[position].lasts.count, distribution);
+}
+
+/// Null if the name is not known: totals never forget one, unless they are damaged.
+RunHistory::Entry* RunHistory::Find(const CKZStatMessageRecord& record) {
+    const auto found = m_names.find(TextOf(record.name));
+    return found == m_names.end() ? nullptr : &found->second;
+}
+
+void RunHistory::JoinColumnsFor(double elapsed) {
+    for (int times = m_grid.WidenColumnsFor(elapsed); times > 0; --times)
+        for (auto& [name, entry] : m_names) entry.distributions.JoinColumns();
 }
 
 }  // namespace kzstatprogram

@@ -1,10 +1,12 @@
 #ifndef KZSTATPROGRAM_RUNHISTORY_H
 #define KZSTATPROGRAM_RUNHISTORY_H
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "figures/distributioncourse.h"
 #include "figures/timeline.h"
 #include "kzjournalreader.h"
 
@@ -12,15 +14,25 @@ namespace kzstatprogram {
 
 /// A run as a page shows it: the facts, every name's latest figures and its course through time,
 /// decimated. Takes as much memory for a day as for an hour. Compatible.
+///
+/// Percentiles of a bucket come from the distribution of all its values, which is kept for the
+/// latest bucket only. So wider buckets are made by reading the journal again.
 class RunHistory {
 public:
     struct Entry {
         CKZStatMessageRecord latest;
         Course course;
+        DistributionCourse distributions;
+        int lastValuesId = 0;  ///< of the last slice that may have values
+        int lastRowsId = 0;    ///< of the last slice that may have changed the rows of the heat map
     };
 
-    /// Reads what the journal at `path` holds of the range. Throws kzjournal::Error.
-    RunHistory(const std::string& path, const kzjournal::TimeRange& range);
+    using StopRequest = std::function<bool()>;
+
+    /// Reads what the journal at `path` holds of the range. Throws kzjournal::Error, also as soon
+    /// as `isStopRequested`, which several threads ask, returns true.
+    RunHistory(const std::string& path, const kzjournal::TimeRange& range,
+               const StopRequest& isStopRequested = {});
 
     /// What a journal holds behind a slice.
     struct News {
@@ -31,7 +43,9 @@ public:
     };
     /// Throws kzjournal::Error.
     static News NewsSince(kzjournal::Reader& journal, int sliceId);
-    /// True where there was anything new.
+    /// False if the run outgrows the buckets with it: the journal must be read again.
+    bool HasRoomFor(const News& news) const;
+    /// True where there was anything new. REQUIRES: `HasRoomFor(news)`.
     bool Add(const News& news);
 
     const kzjournal::Run& Facts() const { return m_facts; }
@@ -40,6 +54,8 @@ public:
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
     const Course& Load() const { return m_load; }
+    /// The distribution of the values in `entry.latest.totals`; null if it is not known.
+    static const CKZStatDistribution* DistributionOf(const Entry& entry);
     /// The number of buckets of the longest course.
     std::size_t Buckets() const;
 
@@ -55,14 +71,28 @@ public:
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
 
 private:
+    /// One of so many parts of all names, each of which a thread may draw at the same time.
+    struct Share {
+        unsigned number;
+        unsigned of;
+    };
+
     RunHistory(kzjournal::Reader&& journal, const std::string& path,
-               const kzjournal::TimeRange& range);
-    void ReadCourses(const std::string& path, const kzjournal::TimeRange& range);
+               const kzjournal::TimeRange& range, const StopRequest& isStopRequested);
+    void ReadCourses(const std::string& path, const kzjournal::TimeRange& range,
+                     const StopRequest& isStopRequested);
     void ReadCourse(kzjournal::Reader& journal, const std::string& name, Entry& entry,
                     const kzjournal::TimeRange& range) const;
+    void ReadSlices(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+    void ReadDistributions(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
     void ReadLoad(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
     void Add(const kzjournal::Slice& slice);
-    void MakeRoomFor(double elapsed);
+    void DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share);
+    static void AddDistribution(const Place& place, const kzjournal::Slice& sum,
+                                std::size_t position, CKZStatDistribution& distribution,
+                                Entry& entry);
+    Entry* Find(const CKZStatMessageRecord& record);
+    void JoinColumnsFor(double elapsed);
 
     const kzjournal::Run m_facts;
     const std::vector<kzjournal::Source> m_sources;

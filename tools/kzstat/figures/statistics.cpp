@@ -1,7 +1,9 @@
 #include "figures/statistics.h"
 
 #include <limits>
+#include <utility>
 
+#include "figures/livesummary.h"
 #include "kzstatpoint.h"
 #include "kzstatpointkind.h"
 #include "text/texts.h"
@@ -70,19 +72,14 @@ private:
     const CKZStatPointKind* const m_kind;  // null where the type has none
 };
 
-double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
-    return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
-}
-
-/// No values have no percentiles; those of NaN alone have none either.
-void AddPercentiles(const CKZStatDistribution& distribution, Statistics& statistics) {
-    if (distribution.GetCount() == distribution.GetNaNCount()) return;
-    statistics.p50 = distribution.Quantile(0.5);
-    statistics.p95 = distribution.Quantile(0.95);
-    statistics.p99 = distribution.Quantile(0.99);
-}
-
 }  // namespace
+
+std::optional<double> QuantileOf(const Statistics& statistics, double quantile) {
+    const auto& distribution = statistics.distribution;
+    if (!distribution || distribution->GetCount() == distribution->GetNaNCount())
+        return std::nullopt;
+    return distribution->Quantile(quantile);
+}
 
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
     return MeaningfulStatistics(record).Current();
@@ -118,23 +115,29 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
+double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    return static_cast<double>(journal.CountSlices(range)) * journal.Facts().sliceLength;
+}
+
+Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds) {
+    Statistics statistics = StatisticsOf(summary.record, seconds);
+    statistics.distribution = std::move(summary.distribution);
+    return statistics;
+}
+
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal,
                                      const kzjournal::TimeRange& range) {
     const double seconds = SecondsOf(journal, range);
     std::vector<Statistics> rows;
-    for (const CKZStatMessageRecord& record : journal.Summary(range))
-        rows.push_back(StatisticsOf(record, seconds));
+    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
+        rows.push_back(StatisticsOf(std::move(each), seconds));
     return rows;
 }
 
-std::vector<Statistics> StatisticsWithPercentilesOf(kzjournal::Reader& journal,
-                                                    const kzjournal::TimeRange& range) {
-    const double seconds = SecondsOf(journal, range);
+std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength) {
+    const double seconds = static_cast<double>(summary.Slices()) * sliceLength;
     std::vector<Statistics> rows;
-    for (const kzjournal::NameSummary& each : journal.SummaryWithDistributions(range)) {
-        rows.push_back(StatisticsOf(each.record, seconds));
-        if (each.distribution) AddPercentiles(*each.distribution, rows.back());
-    }
+    for (const auto& [name, each] : summary.Names()) rows.push_back(StatisticsOf(each, seconds));
     return rows;
 }
 

@@ -6,9 +6,12 @@
 #include <vector>
 
 #include "kzjournalreader.h"
+#include "kzstatdistribution.h"
 #include "kzstatmessage.h"
 
 namespace kzstatprogram {
+
+class LiveSummary;
 
 /// The statistics of one name that its kind declares meaningful; nothing for the others, and for
 /// those that have no value.
@@ -22,12 +25,14 @@ struct Statistics {
     std::optional<double> average;
     std::optional<double> maximum;
     std::optional<CKZStatDeviation> deviation;
-    std::optional<double> p50;  ///< percentiles, as far as they were asked for and are known
-    std::optional<double> p95;
-    std::optional<double> p99;
     std::optional<double> sum;
     std::optional<double> current;  ///< of the last slice
+    /// Of all values, as far as it was asked for and is complete.
+    std::optional<CKZStatDistribution> distribution;
 };
+
+/// Nothing without a distribution, and without values other than NaN.
+std::optional<double> QuantileOf(const Statistics& statistics, double quantile);
 
 /// Of the last slice, what the record's kind calls its current value.
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
@@ -44,11 +49,17 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
 
-/// Every name of the run over the range, without percentiles.
+/// The time that the slices in the range cover.
+double SecondsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+
+/// With the distribution.
+Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds);
+
+/// Every name of the run over the range, with distributions. Reads all slices in the range where
+/// they have some.
 std::vector<Statistics> StatisticsOf(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
-/// The same with percentiles. Reads all slices in the range where they have distributions.
-std::vector<Statistics> StatisticsWithPercentilesOf(kzjournal::Reader& journal,
-                                                    const kzjournal::TimeRange& range);
+/// The same of a run that goes on. `sliceLength` in seconds.
+std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength);
 
 }  // namespace kzstatprogram
 

@@ -5,41 +5,55 @@
 #include "text/texts.h"
 
 namespace kzstatprogram {
+namespace {
 
-const std::vector<NumberColumn>& NumberColumns() {
-    static const std::vector<NumberColumn> columns{
-        {"count", [](const Statistics& row) { return row.count; }},
-        {"rate", [](const Statistics& row) { return row.rate; }},
-        {"min", [](const Statistics& row) { return row.minimum; }},
-        {"mean", [](const Statistics& row) { return row.average; }},
-        {"p50", [](const Statistics& row) { return row.p50; }},
-        {"p95", [](const Statistics& row) { return row.p95; }},
-        {"p99", [](const Statistics& row) { return row.p99; }},
-        {"max", [](const Statistics& row) { return row.maximum; }},
-        {"stddev",
-         [](const Statistics& row) {
-             return row.deviation ? std::optional<double>(row.deviation->value) : std::nullopt;
-         }},
-        {"sum", [](const Statistics& row) { return row.sum; }},
-        {"last", [](const Statistics& row) { return row.current; }}};
+/// Percentiles come before it.
+constexpr char kMaximum[] = "max";
+
+std::vector<NumberColumn> ColumnsWithoutPercentiles() {
+    return {{"count", [](const Statistics& row) { return row.count; }},
+            {"rate", [](const Statistics& row) { return row.rate; }},
+            {"min", [](const Statistics& row) { return row.minimum; }},
+            {"mean", [](const Statistics& row) { return row.average; }},
+            {kMaximum, [](const Statistics& row) { return row.maximum; }},
+            {"stddev",
+             [](const Statistics& row) {
+                 return row.deviation ? std::optional<double>(row.deviation->value) : std::nullopt;
+             }},
+            {"sum", [](const Statistics& row) { return row.sum; }},
+            {"last", [](const Statistics& row) { return row.current; }}};
+}
+
+NumberColumn ColumnOf(const Percentile& percentile) {
+    return {percentile.title, [quantile = percentile.quantile](const Statistics& row) {
+                return QuantileOf(row, quantile);
+            }};
+}
+
+}  // namespace
+
+std::vector<NumberColumn> NumberColumns(const std::vector<Percentile>& percentiles) {
+    std::vector<NumberColumn> columns;
+    for (NumberColumn& column : ColumnsWithoutPercentiles()) {
+        if (column.title == kMaximum)
+            for (const Percentile& percentile : percentiles)
+                columns.push_back(ColumnOf(percentile));
+        columns.push_back(std::move(column));
+    }
     return columns;
 }
 
-std::vector<std::string> SortableColumns() {
+std::vector<std::string> SortableColumns(const std::vector<Percentile>& percentiles) {
     std::vector<std::string> names{"name", "type"};
-    for (const NumberColumn& column : NumberColumns()) names.push_back(column.title);
+    for (const NumberColumn& column : NumberColumns(percentiles)) names.push_back(column.title);
     return names;
 }
 
-bool IsNumberColumn(const std::string& column) {
-    return std::any_of(NumberColumns().begin(), NumberColumns().end(),
-                       [&](const NumberColumn& known) { return column == known.title; });
-}
-
-std::optional<double> ValueOf(const Statistics& row, const std::string& column) {
-    const auto known = std::find_if(NumberColumns().begin(), NumberColumns().end(),
-                                    [&](const NumberColumn& each) { return column == each.title; });
-    return known->valueOf(row);
+std::optional<NumberColumn> FindNumberColumn(const std::string& title) {
+    for (const NumberColumn& column : ColumnsWithoutPercentiles())
+        if (column.title == title) return column;
+    const std::optional<Percentile> percentile = FindPercentile(title);
+    return percentile ? std::optional(ColumnOf(*percentile)) : std::nullopt;
 }
 
 void SortBy(const std::string& column, std::vector<Statistics>& rows) {
@@ -49,10 +63,10 @@ void SortBy(const std::string& column, std::vector<Statistics>& rows) {
         std::stable_sort(rows.begin(), rows.end(), [](const Statistics& a, const Statistics& b) {
             return TypeText(a.type) < TypeText(b.type);
         });
-    if (IsNumberColumn(column))
+    if (const std::optional<NumberColumn> numbers = FindNumberColumn(column))
         std::stable_sort(rows.begin(), rows.end(), [&](const Statistics& a, const Statistics& b) {
             // Nothing is less than any number.
-            return ValueOf(a, column) > ValueOf(b, column);
+            return numbers->valueOf(a) > numbers->valueOf(b);
         });
 }
 

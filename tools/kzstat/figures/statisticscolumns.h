@@ -1,30 +1,30 @@
 #ifndef KZSTATPROGRAM_STATISTICSCOLUMNS_H
 #define KZSTATPROGRAM_STATISTICSCOLUMNS_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "figures/statistics.h"
+#include "text/percentile.h"
 
 namespace kzstatprogram {
 
 /// A statistic that is a number, and the title by which a table, an order and a condition name it.
 struct NumberColumn {
-    const char* title;
-    std::optional<double> (*valueOf)(const Statistics&);
+    std::string title;
+    std::function<std::optional<double>(const Statistics&)> valueOf;
 };
 
 /// In the order of a table.
-const std::vector<NumberColumn>& NumberColumns();
+std::vector<NumberColumn> NumberColumns(const std::vector<Percentile>& percentiles);
 
 /// The titles of what rows can be sorted by: the numbers, and "name" and "type".
-std::vector<std::string> SortableColumns();
+std::vector<std::string> SortableColumns(const std::vector<Percentile>& percentiles);
 
-bool IsNumberColumn(const std::string& column);
-
-/// REQUIRES: a column of numbers.
-std::optional<double> ValueOf(const Statistics& row, const std::string& column);
+/// Any percentile has a title. Nothing where there is no such column.
+std::optional<NumberColumn> FindNumberColumn(const std::string& title);
 
 /// Texts in order; numbers from the largest on, those that are missing last.
 /// REQUIRES: a sortable column.

@@ -1,34 +1,31 @@
 #include "figures/timeline.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace kzstatprogram {
+namespace {
 
-void Bucket::Add(const Drawn& slice) {
-    Bucket bucket;
-    if (slice.lasts.count > 0) {
-        bucket.minimum = slice.lasts.minimum;
-        bucket.maximum = slice.lasts.maximum;
-        bucket.count = slice.lasts.count;
-        bucket.sum = slice.lasts.sum;
-    }
-    if (!std::isnan(slice.flow)) bucket.flow = slice.flow;
-    bucket.leastFlow = bucket.mostFlow = slice.flow;
-    bucket.slices = 1;
-    Merge(bucket);
+/// Twice as wide, but for the two steps that lead to multiples of 60 and of 3,600 slices.
+double NextWidth(double width) {
+    if (width == 8) return 15;
+    if (width == 480) return 900;
+    return 2 * width;
 }
 
-void Bucket::Merge(const Bucket& other) {
-    // These two pass over what is not a number.
-    minimum = std::fmin(minimum, other.minimum);
-    maximum = std::fmax(maximum, other.maximum);
-    leastFlow = std::fmin(leastFlow, other.leastFlow);
-    mostFlow = std::fmax(mostFlow, other.mostFlow);
-    count += other.count;
-    sum += other.sum;
-    flow += other.flow;
-    slices += other.slices;
+}  // namespace
+
+void Bucket::Add(const Drawn& slice) {
+    if (slice.lasts.count > 0) {
+        // These two pass over what is not a number.
+        minimum = std::fmin(minimum, slice.lasts.minimum);
+        maximum = std::fmax(maximum, slice.lasts.maximum);
+        count += slice.lasts.count;
+        sum += slice.lasts.sum;
+    }
+    leastFlow = std::fmin(leastFlow, slice.flow);
+    mostFlow = std::fmax(mostFlow, slice.flow);
+    if (!std::isnan(slice.flow)) flow += slice.flow;
+    ++slices;
 }
 
 void Course::Add(std::size_t bucket, const Drawn& slice) {
@@ -36,42 +33,41 @@ void Course::Add(std::size_t bucket, const Drawn& slice) {
     m_buckets[bucket].Add(slice);
 }
 
-void Course::Halve() {
-    const std::size_t half = (m_buckets.size() + 1) / 2;
-    for (std::size_t i = 0; i < half; ++i) {
-        Bucket merged = m_buckets[2 * i];
-        merged.Merge(At(2 * i + 1));
-        m_buckets[i] = merged;
-    }
-    m_buckets.resize(half);
-}
-
-Bucket Course::At(std::size_t bucket) const {
-    return bucket < m_buckets.size() ? m_buckets[bucket] : Bucket();
-}
-
-Grid::Grid(double sliceLength, double begin, std::size_t mostBuckets)
+Grid::Grid(double sliceLength, double begin, GridSize most)
     : m_sliceLength(sliceLength > 0 ? sliceLength : 1),
       m_first(std::round(begin / m_sliceLength)),
-      m_mostBuckets(static_cast<double>(mostBuckets)) {}
+      m_most(most) {}
 
 bool Grid::Holds(double elapsed) const {
     return std::isfinite(elapsed) && SlotOf(elapsed) >= 0;
 }
 
-int Grid::WidenFor(double elapsed) {
+void Grid::WidenFor(double elapsed) {
+    while (!HasRoomFor(elapsed)) m_width = NextWidth(m_width);
+}
+
+bool Grid::HasRoomFor(double elapsed) const {
+    return SlotOf(elapsed) < m_width * static_cast<double>(m_most.buckets);
+}
+
+int Grid::WidenColumnsFor(double elapsed) {
     int times = 0;
-    for (; SlotOf(elapsed) >= m_width * m_mostBuckets; m_width *= 2) ++times;
+    for (; BucketOf(elapsed) >= m_columnWidth * m_most.columns; m_columnWidth *= 2) ++times;
     return times;
 }
 
-std::size_t Grid::BucketOf(double elapsed) const {
-    return static_cast<std::size_t>(SlotOf(elapsed) / m_width);
+Place Grid::PlaceOf(double elapsed) const {
+    const std::size_t bucket = BucketOf(elapsed);
+    return {bucket, bucket / m_columnWidth};
 }
 
 /// Numbers the slices from 0. Tells them by their ends.
 double Grid::SlotOf(double elapsed) const {
     return std::round(elapsed / m_sliceLength) - 1 - m_first;
+}
+
+std::size_t Grid::BucketOf(double elapsed) const {
+    return static_cast<std::size_t>(SlotOf(elapsed) / m_width);
 }
 
 }  // namespace kzstatprogram

@@ -29,51 +29,69 @@ struct Bucket {
     int slices = 0;
 
     void Add(const Drawn& slice);
-    void Merge(const Bucket& other);
 };
 
 /// The buckets of one name in the order of time. Compatible.
 class Course {
 public:
     void Add(std::size_t bucket, const Drawn& slice);
-    /// Makes one bucket of each two.
-    void Halve();
 
     const std::vector<Bucket>& Buckets() const { return m_buckets; }
     std::size_t Size() const { return m_buckets.size(); }
-    /// Empty behind the end.
-    Bucket At(std::size_t bucket) const;
 
 private:
     std::vector<Bucket> m_buckets;
 };
 
-/// Which slice goes into which bucket. Buckets become twice as wide whenever there would be too
-/// many, so that the longest run is drawn with as many as fit a screen. Compatible.
+/// Where a slice is drawn.
+struct Place {
+    std::size_t bucket = 0;
+    std::size_t column = 0;  ///< of the heat maps
+};
+
+/// How much a grid holds at most.
+struct GridSize {
+    std::size_t buckets;
+    std::size_t columns;  ///< fewer than buckets
+};
+
+/// Which slice goes into which bucket, and which buckets into which column. Buckets are as narrow
+/// as the length of the run allows, so that the longest run is drawn with as many as fit a screen;
+/// if wider than 30 slices, they are whole multiples of the 60 and 3,600 slices whose sums are
+/// stored. Compatible.
 class Grid {
 public:
     /// `begin` in seconds since the start of the run: the start of the first slice.
-    Grid(double sliceLength, double begin, std::size_t mostBuckets);
+    Grid(double sliceLength, double begin, GridSize most);
 
     /// False for a slice that lies before the beginning or ends at no time at all.
     bool Holds(double elapsed) const;
-    /// The number of times that all buckets must be halved before `elapsed` has one. Widens them.
-    int WidenFor(double elapsed);
-    /// REQUIRES: `Holds(elapsed)`, and `WidenFor` was called.
-    std::size_t BucketOf(double elapsed) const;
+    /// Widens buckets until `elapsed` has one, and all places change. REQUIRES: `Holds(elapsed)`.
+    void WidenFor(double elapsed);
+    /// False if the run has outgrown the buckets. REQUIRES: `Holds(elapsed)`.
+    bool HasRoomFor(double elapsed) const;
+    /// The number of times that columns must be joined in pairs before `elapsed` has one. Widens
+    /// them. REQUIRES: `HasRoomFor(elapsed)`.
+    int WidenColumnsFor(double elapsed);
+    /// REQUIRES: `HasRoomFor(elapsed)`, and `WidenColumnsFor` was called.
+    Place PlaceOf(double elapsed) const;
 
     /// The number of slices that a bucket has room for.
     double Width() const { return m_width; }
+    /// The number of buckets that a column has room for.
+    std::size_t ColumnWidth() const { return m_columnWidth; }
     /// The number of slices of the run before the first bucket.
     double First() const { return m_first; }
 
 private:
     double SlotOf(double elapsed) const;
+    std::size_t BucketOf(double elapsed) const;
 
     const double m_sliceLength;
     const double m_first;
-    const double m_mostBuckets;
+    const GridSize m_most;
     double m_width = 1;
+    std::size_t m_columnWidth = 1;
 };
 
 }  // namespace kzstatprogram

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <vector>
 
-#include "page/pagejson.h"
 #include "terminal/stopsignal.h"
 
 namespace kzstatprogram {
@@ -15,7 +14,10 @@ constexpr long kMillisecondsBetweenLooks = 200;
 }  // namespace
 
 LiveHistory::LiveHistory(const std::string& path)
-    : m_history(path, {}), m_journal(path), m_thread([this] { Follow(); }) {}
+    : m_path(path),
+      m_history(std::make_unique<RunHistory>(path, kzjournal::TimeRange())),
+      m_journal(path),
+      m_thread([this] { Follow(); }) {}
 
 LiveHistory::~LiveHistory() {
     Stop();
@@ -29,13 +31,12 @@ std::optional<LiveHistory::Update> LiveHistory::WaitForUpdate(const std::string&
     while (!m_isStopped && Position() == position && m_changed.WaitUntil(m_lock, deadline)) {
     }
     if (m_isStopped || Position() == position) return std::nullopt;
-    return Update{PageJson(m_history, FirstBucketMissing(position)), Position(),
-                  m_history.HasEnded()};
+    return Update{PageJson(*m_history, PageAt(position)), Position(), m_history->HasEnded()};
 }
 
 void LiveHistory::Look(const std::function<void(const RunHistory&)>& visit) {
     const RWMutexLock::LockGuard guard(m_lock);
-    visit(m_history);
+    visit(*m_history);
 }
 
 void LiveHistory::Stop() {
@@ -63,8 +64,7 @@ void LiveHistory::CatchUp() {
         // The file is read without the lock, since a disk may hang.
         const RunHistory::News news = RunHistory::NewsSince(m_journal, LastSliceId());
         m_trouble.clear();
-        const RWMutexLock::LockGuard guard(m_lock);
-        if (m_history.Add(news)) m_changed.NotifyAll();
+        if (!Add(news)) ReadAnew();
     } catch (const std::exception& error) {
         const bool isNews = m_trouble != error.what() && !kzterminal::StopIsRequested();
         if (isNews) std::fprintf(stderr, "kzstat: %s\n", error.what());
@@ -72,27 +72,54 @@ void LiveHistory::CatchUp() {
     }
 }
 
-int LiveHistory::LastSliceId() {
+/// False if it takes wider buckets than there are.
+bool LiveHistory::Add(const RunHistory::News& news) {
     const RWMutexLock::LockGuard guard(m_lock);
-    return m_history.LastSliceId();
+    if (!m_history->HasRoomFor(news)) return false;
+    if (m_history->Add(news)) m_changed.NotifyAll();
+    return true;
 }
 
-/// The run, the form of the grid, what it holds, and where the run is.
+void LiveHistory::ReadAnew() {
+    auto history =
+        std::make_unique<RunHistory>(m_path, kzjournal::TimeRange(), kzterminal::StopIsRequested);
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_history.swap(history);
+    m_changed.NotifyAll();
+}
+
+int LiveHistory::LastSliceId() {
+    const RWMutexLock::LockGuard guard(m_lock);
+    return m_history->LastSliceId();
+}
+
+/// The run and how it is divided: pages of another form lack everything.
+std::string LiveHistory::Form() const {
+    const Grid& grid = m_history->TimeGrid();
+    return m_history->Facts().id + "/" + std::to_string(grid.Width()) + "/" +
+           std::to_string(grid.ColumnWidth()) + "/";
+}
+
+/// The form, where the run is, and what there is of it.
 std::string LiveHistory::Position() const {
-    return m_history.Facts().id + "/" + std::to_string(m_history.TimeGrid().Width()) + "/" +
-           std::to_string(m_history.LastSliceId()) +
-           (m_history.HasEnded() ? "/ended/" : "/going/") + std::to_string(m_history.Buckets());
+    return Form() + (m_history->HasEnded() ? "ended/" : "going/") +
+           std::to_string(m_history->LastSliceId()) + "/" + std::to_string(m_history->Buckets());
 }
 
 /// The last bucket that a page has may have been filled further.
-std::size_t LiveHistory::FirstBucketMissing(const std::string& position) const {
-    const std::string form =
-        m_history.Facts().id + "/" + std::to_string(m_history.TimeGrid().Width()) + "/";
-    if (position.compare(0, form.size(), form) != 0) return 0;
-    const std::size_t last = position.rfind('/') + 1;
+PageState LiveHistory::PageAt(const std::string& position) const {
+    const std::string form = Form();
+    if (position.compare(0, form.size(), form) != 0) return {};
+    const char* const end = position.data() + position.size();
+    PageState page;
     std::size_t buckets = 0;
-    std::from_chars(position.data() + last, position.data() + position.size(), buckets);
-    return buckets == 0 || buckets > m_history.Buckets() ? 0 : buckets - 1;
+    const std::size_t going = position.find('/', form.size());
+    if (going == std::string::npos) return {};
+    const auto [slash, error] = std::from_chars(position.data() + going + 1, end, page.lastSliceId);
+    if (error != std::errc() || slash == end) return {};
+    std::from_chars(slash + 1, end, buckets);
+    page.firstBucketMissing = buckets == 0 || buckets > m_history->Buckets() ? 0 : buckets - 1;
+    return page;
 }
 
 }  // namespace kzstatprogram

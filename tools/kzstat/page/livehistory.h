@@ -3,12 +3,14 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
 
 #include "figures/runhistory.h"
 #include "kzjournalreader.h"
+#include "page/pagejson.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
 #include "ryp/condition.h"
@@ -48,13 +50,17 @@ private:
     bool GoesOnAfterAPause();
     void CatchUp();
     int LastSliceId();
+    bool Add(const RunHistory::News& news);
+    void ReadAnew();
     std::string Position() const RYP_REQUIRES(m_lock);
-    std::size_t FirstBucketMissing(const std::string& position) const RYP_REQUIRES(m_lock);
+    PageState PageAt(const std::string& position) const RYP_REQUIRES(m_lock);
+    std::string Form() const RYP_REQUIRES(m_lock);
 
+    const std::string m_path;
     RWMutexLock m_lock;
     RyPCondition m_changed;
     bool m_isStopped RYP_GUARDED_BY(m_lock) = false;
-    RunHistory m_history RYP_GUARDED_BY(m_lock);
+    std::unique_ptr<RunHistory> m_history RYP_GUARDED_BY(m_lock);  // replaced by the thread
 
     kzjournal::Reader m_journal;  // of the constructor, then of the thread
     std::string m_trouble;        // of the thread

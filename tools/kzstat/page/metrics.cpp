@@ -1,6 +1,10 @@
 #include "page/metrics.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <iterator>
 
 #include "figures/statistics.h"
 #include "kzstatpointkind.h"
@@ -13,6 +17,23 @@ namespace {
 using Types = CKZStatPointTypeEnum;
 
 constexpr double kMillisecondsPerSecond = 1000;
+constexpr double kNanosecondsPerMillisecond = 1e6;
+constexpr double kNanosecondsPerSecond = 1e9;
+
+/// In milliseconds. They must stay as they are: histograms of other bounds cannot be compared.
+constexpr double kHistogramBounds[] = {
+    0.125, 0.25, 0.5,  1,    1.5,  2,    3,     4,     5,     7,     10,    14,  20,
+    30,    40,   50,   70,   100,  140,  200,   250,   300,   400,   500,   700, 1000,
+    1400,  2000, 2800, 4000, 5600, 8000, 11200, 16000, 32000, 64000, 128000};
+
+/// Distributions have 128 buckets of equal width in each power of two.
+constexpr bool IsBoundOfABucket(double value) {
+    constexpr std::uint64_t belowTheBucket = (std::uint64_t{1} << 45) - 1;
+    return (std::bit_cast<std::uint64_t>(value) & belowTheBucket) == 0;
+}
+static_assert(std::all_of(std::begin(kHistogramBounds), std::end(kHistogramBounds),
+                          IsBoundOfABucket));
+static_assert(std::is_sorted(std::begin(kHistogramBounds), std::end(kHistogramBounds)));
 
 std::string NumberText(double value) {
     if (std::isnan(value)) return "NaN";
@@ -27,6 +48,10 @@ std::string Label(const std::string& key, const std::string& value) {
         text += byte == '\n' ? std::string("\\n") : std::string(1, byte);
     }
     return text + "\"";
+}
+
+std::string LabelsOf(const std::string& name, const CKZStatMessageRecord& record) {
+    return Label("name", name) + "," + Label("type", Types::GetStringFromEnumType(record.type));
 }
 
 /// One name of the run with all that a family may show of it.
@@ -69,9 +94,8 @@ private:
 std::vector<Sample> SamplesOf(const RunHistory& history) {
     std::vector<Sample> samples;
     for (const auto& [name, entry] : history.Names()) {
-        const std::string type = Types::GetStringFromEnumType(entry.latest.type);
         samples.push_back({entry.latest, StatisticsOf(entry.latest, history.Seconds()),
-                           Label("name", name) + "," + Label("type", type),
+                           LabelsOf(name, entry.latest),
                            CKZStatPointKind::Find(entry.latest.type)});
     }
     return samples;
@@ -130,6 +154,28 @@ void AddLoads(Exposition& text, const std::vector<Sample>& samples) {
         if (sample.IsLoad()) text.Line("kzstat_load_size", sample.labels, sample.record.lasts.sum);
 }
 
+/// In seconds.
+double LargestBelow(double bound) {
+    return (bound * kNanosecondsPerMillisecond - 1) / kNanosecondsPerSecond;
+}
+
+void AddHistogram(Exposition& text, const std::string& name, const std::string& labels,
+                  const CKZStatDistribution& distribution, double sum) {
+    const auto addBucket = [&](const std::string& le, std::uint64_t count) {
+        text.Line(name + "_bucket", labels + "," + Label("le", le), static_cast<double>(count));
+    };
+    for (const double bound : kHistogramBounds)
+        addBucket(NumberText(LargestBelow(bound)), distribution.CountBelow(bound));
+    addBucket("+Inf", distribution.GetCount());
+    text.Line(name + "_sum", labels, sum / kMillisecondsPerSecond);
+    text.Line(name + "_count", labels, static_cast<double>(distribution.GetCount()));
+}
+
+bool HasHistogram(const kzjournal::NameSummary& summary) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(summary.record.type);
+    return kind != nullptr && kind->isDuration && summary.distribution;
+}
+
 }  // namespace
 
 std::string MetricsText(const RunHistory& history) {
@@ -140,6 +186,18 @@ std::string MetricsText(const RunHistory& history) {
     AddSummary(text, samples, &Sample::IsTime, "kzstat_time", "_seconds", kMillisecondsPerSecond);
     AddSummary(text, samples, &Sample::IsValue, "kzstat_value", "", 1);
     AddSums(text, samples);
+    return text.Text();
+}
+
+std::string HistogramsText(const std::map<std::string, kzjournal::NameSummary>& names) {
+    const std::string family = "kzstat_time_distribution_seconds";
+    Exposition text;
+    for (const auto& [name, summary] : names) {
+        if (!HasHistogram(summary)) continue;
+        if (text.Text().empty()) text.Family(family, "histogram", "All values of the run.");
+        AddHistogram(text, family, LabelsOf(name, summary.record), *summary.distribution,
+                     summary.record.totals.sum);
+    }
     return text.Text();
 }
 

@@ -1,7 +1,9 @@
 #include "page/pagejson.h"
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "figures/statistics.h"
 #include "page/builtpage.h"
@@ -24,6 +26,17 @@ Json Number(double value) {
 
 Json Number(const std::optional<double>& value) {
     return value ? Number(*value) : Json(nullptr);
+}
+
+/// To six digits, which tell every bucket of a distribution apart and are shorter than all of them.
+Json RoundedNumber(double value) {
+    constexpr int digits = 6;
+    if (!std::isfinite(value) || value == 0) return Number(value);
+    const int decimals = digits - 1 - static_cast<int>(std::floor(std::log10(std::abs(value))));
+    const double scale = std::pow(10, std::abs(decimals));
+    if (!std::isfinite(scale)) return Number(value);
+    return Number(decimals < 0 ? std::round(value / scale) * scale
+                               : std::round(value * scale) / scale);
 }
 
 Json RunJson(const kzjournal::Run& run) {
@@ -50,11 +63,18 @@ Json NotesJson(const std::vector<kzjournal::Note>& notes) {
     return all;
 }
 
-Json FiguresJson(const Statistics& s) {
+/// `distribution` is null where none is known.
+Json FiguresJson(const Statistics& s, const CKZStatDistribution* distribution) {
+    const auto percentile = [&](double q) {
+        return distribution != nullptr ? Number(distribution->Quantile(q)) : Json(nullptr);
+    };
     return {{"count", Number(s.count)},
             {"rate", Number(s.rate)},
             {"min", Number(s.minimum)},
             {"mean", Number(s.average)},
+            {"p50", percentile(0.50)},
+            {"p95", percentile(0.95)},
+            {"p99", percentile(0.99)},
             {"max", Number(s.maximum)},
             {"stddev", s.deviation ? Number(s.deviation->value) : Json(nullptr)},
             {"stddevError", s.deviation ? Number(s.deviation->error) : Json(nullptr)},
@@ -70,33 +90,118 @@ Json Series(const Course& course, std::size_t from, Field field) {
     return series;
 }
 
+/// As long as the course, since a page puts the end of each series in place of its own.
+Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
+                      double BucketPercentiles::*field) {
+    const std::vector<BucketPercentiles>& percentiles = entry.distributions.Percentiles();
+    Json series = Json::array();
+    for (std::size_t i = from; i < entry.course.Size(); ++i)
+        series.push_back(i < percentiles.size() ? RoundedNumber(percentiles[i].*field)
+                                                : Json(nullptr));
+    return series;
+}
+
+void AddFlow(const Course& course, std::size_t from, Json& json) {
+    json["flow"] = Series(course, from, &Bucket::flow);
+    json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
+    json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
+}
+
 /// Leaves out what is not drawn.
-Json CourseJson(const Course& course, std::size_t from, bool isSampled, bool flows) {
+Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
+    const Types::PointType type = entry.latest.type;
+    const bool hasDistributions = !entry.distributions.IsEmpty();
     Json json = Json::object();
-    if (isSampled) {
-        json["minimum"] = Series(course, from, &Bucket::minimum);
-        json["maximum"] = Series(course, from, &Bucket::maximum);
-        json["count"] = Series(course, from, &Bucket::count);
-        json["sum"] = Series(course, from, &Bucket::sum);
+    if (hasDistributions) {
+        json["p50"] = PercentileSeries(entry, from, &BucketPercentiles::p50);
+        json["p95"] = PercentileSeries(entry, from, &BucketPercentiles::p95);
+        json["p99"] = PercentileSeries(entry, from, &BucketPercentiles::p99);
+    } else if (IsSampled(type)) {
+        json["minimum"] = Series(entry.course, from, &Bucket::minimum);
+        json["sum"] = Series(entry.course, from, &Bucket::sum);
     }
-    if (flows) {
-        json["flow"] = Series(course, from, &Bucket::flow);
-        json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
-        json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
+    if (hasDistributions || IsSampled(type)) {
+        json["maximum"] = Series(entry.course, from, &Bucket::maximum);
+        json["count"] = Series(entry.course, from, &Bucket::count);
+    }
+    const bool flows = !std::isnan(FlowOf(type, {}));
+    if (flows) AddFlow(entry.course, from, json);
+    return json;
+}
+
+Json LoadJson(const Course& load, std::size_t from) {
+    Json json = Json::object();
+    AddFlow(load, from, json);
+    return json;
+}
+
+/// The row of the first cell, then counts; -n stands for n rows without values.
+Json ColumnJson(const HeatMap::Column& column) {
+    Json json = Json::array();
+    int next = column.empty() ? 0 : column.front().row;
+    if (!column.empty()) json.push_back(next);
+    for (const HeatMap::Cell& cell : column) {
+        if (cell.row > next) json.push_back(next - cell.row);
+        json.push_back(cell.count);
+        next = cell.row + 1;
     }
     return json;
 }
 
-Json NameJson(const RunHistory::Entry& entry, double seconds, std::size_t from) {
-    const Statistics statistics = StatisticsOf(entry.latest, seconds);
-    const Types::PointType type = entry.latest.type;
-    const bool flows = !std::isnan(FlowOf(type, {}));
-    return {{"name", kzterminal::EscapedText(statistics.name)},
-            {"type", Types::GetStringFromEnumType(type)},
-            {"unit", statistics.unit},
-            {"isLevel", IsLevel(type)},
-            {"figures", FiguresJson(statistics)},
-            {"course", CourseJson(entry.course, from, IsSampled(type), flows)}};
+Json HeatMapJson(const HeatMap& map, std::size_t from) {
+    Json columns = Json::array();
+    for (std::size_t i = from; i < map.Columns().size(); ++i)
+        columns.push_back(ColumnJson(map.Columns()[i]));
+    return {{"rowHeight", map.RowHeight()}, {"from", from}, {"columns", columns}};
+}
+
+/// The shares of values at which the cumulative distribution is told: each leaves four fifths of
+/// the values that the one before leaves, down to one in ten thousand; and some round ones.
+const std::vector<double>& Ranks() {
+    static const std::vector<double> ranks = [] {
+        std::vector<double> all{0.01, 0.05, 0.1, 0.5, 0.95};
+        for (int tenths = 0; tenths <= 40; ++tenths)
+            all.push_back(1 - std::pow(10, -tenths / 10.0));
+        std::sort(all.begin(), all.end());
+        return all;
+    }();
+    return ranks;
+}
+
+/// The value at each rank; those that are left out at the end equal the last one.
+Json CumulativeJson(const CKZStatDistribution* distribution) {
+    if (distribution == nullptr) return nullptr;
+    Json values = Json::array();
+    for (const double rank : Ranks()) values.push_back(RoundedNumber(distribution->Quantile(rank)));
+    while (values.size() > 1 && values[values.size() - 2] == values.back())
+        values.erase(values.size() - 1);
+    return values;
+}
+
+/// The first column of the map that a page with columns up to `from` lacks.
+std::size_t FirstColumnMissing(const RunHistory::Entry& entry, std::size_t from,
+                               const PageState& page) {
+    return entry.lastRowsId > page.lastSliceId ? 0 : from;
+}
+
+Json NameJson(const RunHistory::Entry& entry, const RunHistory& history, const PageState& page) {
+    const Statistics statistics = StatisticsOf(entry.latest, history.Seconds());
+    const CKZStatDistribution* const distribution = RunHistory::DistributionOf(entry);
+    const std::size_t from = page.firstBucketMissing;
+    Json json = {{"name", kzterminal::EscapedText(statistics.name)},
+                 {"type", Types::GetStringFromEnumType(entry.latest.type)},
+                 {"unit", statistics.unit},
+                 {"isLevel", IsLevel(entry.latest.type)},
+                 {"figures", FiguresJson(statistics, distribution)},
+                 {"course", CourseJson(entry, from)}};
+    const bool hasNews = from == 0 || entry.lastValuesId > page.lastSliceId;
+    if (hasNews && !entry.distributions.IsEmpty()) {
+        const std::size_t column = from / history.TimeGrid().ColumnWidth();
+        json["heat"] =
+            HeatMapJson(entry.distributions.Map(), FirstColumnMissing(entry, column, page));
+        json["cumulative"] = CumulativeJson(distribution);
+    }
+    return json;
 }
 
 /// How many slices each bucket holds. A name that comes late is missing in the first ones.
@@ -122,11 +227,12 @@ std::string InsideScript(std::string json) {
 
 }  // namespace
 
-std::string PageJson(const RunHistory& history, std::size_t from) {
+std::string PageJson(const RunHistory& history, const PageState& page) {
+    const std::size_t from = page.firstBucketMissing;
     Json names = Json::array();
     for (const auto& [name, entry] : history.Names())
-        names.push_back(NameJson(entry, history.Seconds(), from));
-    const Json page = {{"run", RunJson(history.Facts())},
+        names.push_back(NameJson(entry, history, page));
+    const Json json = {{"run", RunJson(history.Facts())},
                        {"sources", SourcesJson(history.Sources())},
                        {"hasEnded", history.HasEnded()},
                        {"lostSlices", history.LostSlices()},
@@ -137,11 +243,13 @@ std::string PageJson(const RunHistory& history, std::size_t from) {
                        {"grid",
                         {{"first", Number(history.TimeGrid().First())},
                          {"width", Number(history.TimeGrid().Width())},
+                         {"columnWidth", history.TimeGrid().ColumnWidth()},
                          {"from", from},
                          {"slices", SlicesJson(history, from)}}},
-                       {"load", CourseJson(history.Load(), from, false, true)},
+                       {"load", LoadJson(history.Load(), from)},
+                       {"ranks", Ranks()},
                        {"names", names}};
-    return page.dump();
+    return json.dump();
 }
 
 std::string PageWith(const std::string& json) {

@@ -69,6 +69,7 @@ std::optional<AccessToken> TokenFor(const PageServerOptions& options, bool isLoc
 PageServer::PageServer(const std::string& journal, const PageServerOptions& options)
     : m_address(options.address),
       m_history(journal),
+      m_histograms(journal),
       m_slices(journal),
       m_socket(options.address, options.port),
       m_isLocal(m_socket.IsLoopback()),
@@ -163,6 +164,7 @@ HttpAnswer PageServer::Metrics() {
     HttpAnswer answer;
     answer.type = kMetricsType;
     m_history.Look([&](const RunHistory& history) { answer.text = MetricsText(history); });
+    answer.text += m_histograms.Text();
     return answer;
 }
 

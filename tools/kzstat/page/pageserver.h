@@ -9,6 +9,7 @@
 #include "http/accesstoken.h"
 #include "http/httpserver.h"
 #include "http/listensocket.h"
+#include "page/livehistograms.h"
 #include "page/livehistory.h"
 #include "page/slicepieces.h"
 
@@ -49,6 +50,7 @@ private:
 
     const std::string m_address;
     LiveHistory m_history;
+    LiveHistograms m_histograms;
     SlicePieces m_slices;
     ListenSocket m_socket;
     const bool m_isLocal;  // reached from this machine only

@@ -26,40 +26,29 @@ std::string Cell(const std::optional<CKZStatDeviation>& deviation) {
     return ReadableNumber(deviation->value);
 }
 
-/// Those of all runs, and percentiles if any row has one.
-std::vector<NumberColumn> ColumnsFor(const std::vector<Statistics>& rows) {
-    const bool hasPercentiles = std::any_of(
-        rows.begin(), rows.end(), [](const Statistics& row) { return row.p50.has_value(); });
-    std::vector<NumberColumn> columns;
-    for (const NumberColumn& column : NumberColumns())
-        if (hasPercentiles || column.title[0] != 'p') columns.push_back(column);
-    return columns;
-}
-
-std::vector<std::string> CellsOf(const Statistics& row, const std::vector<NumberColumn>& columns,
-                                 std::size_t nameWidth) {
-    std::vector<std::string> cells{kzterminal::Cut(row.name, nameWidth), TypeText(row.type),
-                                   row.unit};
-    for (const NumberColumn& column : columns)
-        cells.push_back(std::string(column.title) == "stddev" ? Cell(row.deviation)
-                                                              : Cell(column.valueOf(row)));
-    return cells;
+std::string Cell(const NumberColumn& column, const Statistics& row) {
+    return column.title == "stddev" ? Cell(row.deviation) : Cell(column.valueOf(row));
 }
 
 }  // namespace
 
-Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
-              const std::vector<std::string>& sparklines) {
-    std::vector<Table::Column> columns{
-        {"name", Table::Left}, {"type", Table::Left}, {"unit", Table::Left}};
-    const std::vector<NumberColumn> numbers = ColumnsFor(rows);
+Table TableOf(const std::vector<Statistics>& rows, const std::vector<Percentile>& percentiles,
+              const TableLayout& layout, const std::vector<std::string>& sparklines) {
+    const std::vector<NumberColumn> numbers = NumberColumns(percentiles);
+    std::vector<Table::Column> columns{{"name", Table::Left}};
+    if (!sparklines.empty()) columns.push_back({"latest", Table::Right});
+    if (layout.hasTypes) columns.push_back({"type", Table::Left});
+    columns.push_back({"unit", Table::Left});
     for (const NumberColumn& column : numbers) columns.push_back({column.title, Table::Right});
-    if (!sparklines.empty()) columns.insert(columns.begin() + 1, {"latest", Table::Right});
 
     Table table(std::move(columns));
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        std::vector<std::string> cells = CellsOf(rows[i], numbers, nameWidth);
-        if (!sparklines.empty()) cells.insert(cells.begin() + 1, sparklines[i]);
+        const Statistics& row = rows[i];
+        std::vector<std::string> cells{kzterminal::Cut(row.name, layout.nameWidth)};
+        if (!sparklines.empty()) cells.push_back(sparklines[i]);
+        if (layout.hasTypes) cells.push_back(TypeText(row.type));
+        cells.push_back(row.unit);
+        for (const NumberColumn& column : numbers) cells.push_back(Cell(column, row));
         table.Add(std::move(cells));
     }
     return table;

@@ -7,12 +7,19 @@
 #include "figures/statistics.h"
 #include "kzjournalreader.h"
 #include "terminal/table.h"
+#include "text/percentile.h"
 
 namespace kzstatprogram {
 
-/// One row per name. Names are cut to `nameWidth` characters. A column of `sparklines` is there
+struct TableLayout {
+    std::size_t nameWidth;  ///< names are cut to this many characters
+    bool hasTypes = true;
+};
+
+/// One row per name, with these percentiles among its numbers. A column of `sparklines` is there
 /// where there are any, in the order of the rows.
-kzterminal::Table TableOf(const std::vector<Statistics>& rows, std::size_t nameWidth,
+kzterminal::Table TableOf(const std::vector<Statistics>& rows,
+                          const std::vector<Percentile>& percentiles, const TableLayout& layout,
                           const std::vector<std::string>& sparklines = {});
 
 /// What a run is and how much of it the file has, as a line.

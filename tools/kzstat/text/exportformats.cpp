@@ -1,6 +1,7 @@
 #include "text/exportformats.h"
 
 #include <cmath>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 
 #include "ryp/truncate.h"
@@ -36,19 +37,41 @@ void AddFields(const std::string& prefix, const CKZStatAggregate& aggregate,
     fields.push_back({prefix + "sum_of_squares", aggregate.sumSqr, true});
 }
 
-/// Of the record with `percentiles` of its slice.
-std::vector<Field> FieldsOf(const CKZStatMessageRecord& record,
-                            const kzjournal::Percentiles& percentiles) {
+void AddStoredPercentiles(const kzjournal::Slice& slice, std::size_t position,
+                          std::vector<Field>& fields) {
+    const kzjournal::Percentiles& percentiles = slice.distributions.PercentilesOf(position);
+    for (std::size_t i = 0; i < percentiles.size(); ++i)
+        fields.push_back({kPercentileNames[i], percentiles[i], !std::isnan(percentiles[i])});
+}
+
+void AddPercentiles(const kzjournal::Slice& slice, std::size_t position,
+                    const std::vector<Percentile>& percentiles, std::vector<Field>& fields) {
+    CKZStatDistribution distribution;
+    slice.ReadDistribution(position, distribution);
+    for (const Percentile& each : percentiles) {
+        const double value = distribution.Quantile(each.quantile);
+        fields.push_back({"last_" + each.title, value, !std::isnan(value)});
+    }
+}
+
+std::vector<Field> FieldsOf(const kzjournal::Slice& slice, std::size_t position,
+                            const ExportContent& content) {
+    const CKZStatMessageRecord& record = slice.records[position];
     std::vector<Field> fields;
     AddFields("", record.totals, fields);
     AddFields("last_", record.lasts, fields);
-    for (std::size_t i = 0; i < percentiles.size(); ++i)
-        fields.push_back({kPercentileNames[i], percentiles[i], !std::isnan(percentiles[i])});
+    if (content.percentiles)
+        AddPercentiles(slice, position, *content.percentiles, fields);
+    else
+        AddStoredPercentiles(slice, position, fields);
     return fields;
 }
 
-std::vector<Field> FieldsOf(const kzjournal::Slice& slice, std::size_t position) {
-    return FieldsOf(slice.records[position], slice.distributions.PercentilesOf(position));
+/// Those that every record has.
+std::vector<Field> FieldsOf(const ExportContent& content) {
+    kzjournal::Slice slice;
+    slice.records.emplace_back();
+    return FieldsOf(slice, 0, content);
 }
 
 /// The ASCII characters and their wide forms.
@@ -77,12 +100,12 @@ std::string WithoutFormulas(std::string_view text) {
 /// RFC 4180: lines end with CR LF; a text with a comma, a quote or a line end stands in quotes.
 class Csv : public ExportFormat {
 public:
-    explicit Csv(bool isSpreadsheetSafe) : m_isSpreadsheetSafe(isSpreadsheetSafe) {}
+    Csv(bool isSpreadsheetSafe, const ExportContent& content)
+        : m_isSpreadsheetSafe(isSpreadsheetSafe), m_content(content) {}
 
     std::string Begin() const override {
         std::string line = "slice_id,elapsed,name,type";
-        for (const Field& field : FieldsOf(CKZStatMessageRecord(), kzjournal::Percentiles()))
-            line.append(",").append(field.name);
+        for (const Field& field : FieldsOf(m_content)) line.append(",").append(field.name);
         return line + ",gap_before\r\n";
     }
 
@@ -91,7 +114,7 @@ public:
         const CKZStatMessageRecord& record = slice.records[position];
         std::string line = std::to_string(slice.id) + "," + ExactNumber(slice.elapsed) + "," +
                            Quoted(NameOf(record)) + "," + TypeText(record);
-        for (const Field& field : FieldsOf(slice, position))
+        for (const Field& field : FieldsOf(slice, position, m_content))
             line.append(",").append(field.isThere ? ExactNumber(field.value) : "");
         return line + "," + ExactNumber(gap) + "\r\n";
     }
@@ -110,35 +133,72 @@ private:
     }
 
     const bool m_isSpreadsheetSafe;
+    const ExportContent m_content;
 };
 
-/// An object per line. What JSON has no number for is null; bytes that are no UTF-8 become U+FFFD.
+using Json = nlohmann::ordered_json;
+
+/// What JSON has no number for is null.
+Json Number(double value) {
+    return std::isfinite(value) ? Json(value) : Json(nullptr);
+}
+
+/// Infinities, for which JSON has no bounds, are counted apart.
+Json DistributionJson(const CKZStatDistribution& distribution) {
+    std::uint64_t belowAll = 0;
+    std::uint64_t aboveAll = 0;
+    Json buckets = Json::array();
+    distribution.ForEachBucket([&](double low, double high, std::uint64_t count) {
+        if (std::isfinite(low) || std::isfinite(high))
+            buckets.push_back({low, high, count});
+        else
+            (low < 0 ? belowAll : aboveAll) = count;
+    });
+    return {{"count", distribution.GetCount()},
+            {"nan_count", distribution.GetNaNCount()},
+            {"minus_infinity_count", belowAll},
+            {"plus_infinity_count", aboveAll},
+            {"minimum", Number(distribution.GetMinimum())},
+            {"maximum", Number(distribution.GetMaximum())},
+            {"buckets", buckets}};
+}
+
+/// An object per line. Bytes that are no UTF-8 become U+FFFD.
 class JsonLines : public ExportFormat {
 public:
+    explicit JsonLines(const ExportContent& content) : m_content(content) {}
+
     std::string RecordText(const kzjournal::Slice& slice, std::size_t position,
                            double gap) const override {
         const CKZStatMessageRecord& record = slice.records[position];
-        nlohmann::ordered_json object{{"slice_id", slice.id},
-                                      {"elapsed", slice.elapsed},
-                                      {"name", TextOf(record.name)},
-                                      {"type", TypeText(record)}};
-        for (const Field& field : FieldsOf(slice, position)) {
-            if (field.isThere && std::isfinite(field.value))
-                object[field.name] = field.value;
-            else
-                object[field.name] = nullptr;
-        }
+        Json object{{"slice_id", slice.id},
+                    {"elapsed", slice.elapsed},
+                    {"name", TextOf(record.name)},
+                    {"type", TypeText(record)}};
+        for (const Field& field : FieldsOf(slice, position, m_content))
+            object[field.name] = field.isThere ? Number(field.value) : Json(nullptr);
         object["gap_before"] = gap;
-        return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+        if (m_content.hasDistributions) object["last_distribution"] = LastsJson(slice, position);
+        return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
     }
+
+private:
+    static Json LastsJson(const kzjournal::Slice& slice, std::size_t position) {
+        CKZStatDistribution distribution;
+        if (!slice.ReadDistribution(position, distribution)) return nullptr;
+        return DistributionJson(distribution);
+    }
+
+    const ExportContent m_content;
 };
 
 /// The line protocol: the measurement `kzstat`, tags, fields and the end of the slice in
 /// nanoseconds since 1970. A field that has no number is left out.
 class LineProtocol : public ExportFormat {
 public:
-    explicit LineProtocol(const kzjournal::Run& run)
-        : m_runTags(",generator=" + Escaped(run.generator) +
+    LineProtocol(const kzjournal::Run& run, const ExportContent& content)
+        : m_content(content),
+          m_runTags(",generator=" + Escaped(run.generator) +
                     (run.host.empty() ? "" : ",host=" + Escaped(run.host)) +
                     ",run=" + Escaped(run.id)) {}
 
@@ -148,7 +208,7 @@ public:
         std::string line = "kzstat" + m_runTags + ",name=" + Escaped(TextOf(record.name)) +
                            ",type=" + TypeText(record) + " slice_id=" + std::to_string(slice.id) +
                            "i,elapsed=" + ExactNumber(slice.elapsed);
-        for (const Field& field : FieldsOf(slice, position))
+        for (const Field& field : FieldsOf(slice, position, m_content))
             if (field.isThere && std::isfinite(field.value))
                 line.append(",").append(field.name).append("=").append(ExactNumber(field.value));
         if (gap > 0) line += ",gap_before=" + ExactNumber(gap);
@@ -174,6 +234,7 @@ private:
         return escaped.empty() ? "_" : escaped;
     }
 
+    const ExportContent m_content;
     const std::string m_runTags;
 };
 
@@ -183,14 +244,15 @@ std::vector<std::string> ExportFormatNames() {
     return {"csv", "json", "influx"};
 }
 
-std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run) {
-    if (name == "csv") return std::make_unique<Csv>(false);
-    if (name == "json") return std::make_unique<JsonLines>();
-    return std::make_unique<LineProtocol>(run);
+std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run,
+                                               const ExportContent& content) {
+    if (name == "csv") return std::make_unique<Csv>(false, content);
+    if (name == "json") return std::make_unique<JsonLines>(content);
+    return std::make_unique<LineProtocol>(run, content);
 }
 
-std::unique_ptr<ExportFormat> MakeSpreadsheetSafeCsv() {
-    return std::make_unique<Csv>(true);
+std::unique_ptr<ExportFormat> MakeSpreadsheetSafeCsv(const ExportContent& content) {
+    return std::make_unique<Csv>(true, content);
 }
 
 }  // namespace kzstatprogram

@@ -8,11 +8,24 @@ function decimalsOf(size) {
   return size >= 1 ? 2 : 3;
 }
 
+// Of two decimals that are as near, the even one; `toFixed` takes the larger. Percentiles are the
+// middles of buckets, which are between two decimals often.
+function fixed(size, decimals) {
+  const isBetween = (size * 2 ** (decimals + 1)) % 2 === 1;
+  const lower = Math.floor(size * 10 ** decimals);
+  return isBetween ? ((lower + (lower % 2)) / 10 ** decimals).toFixed(decimals) : size.toFixed(decimals);
+}
+
 // As `kzstat show` writes them: as many decimals as the size deserves.
 export function number(value) {
   if (value === null || value === undefined) return '–';
   const size = Math.abs(value);
-  return size >= MOST_READABLE ? value.toExponential(3) : value.toFixed(decimalsOf(size));
+  if (size >= MOST_READABLE) return value.toExponential(3);
+  return (value < 0 ? '-' : '') + fixed(size, decimalsOf(size));
+}
+
+export function withUnit(value, unit) {
+  return unit && value !== null && value !== undefined ? `${number(value)} ${unit}` : number(value);
 }
 
 const two = (value) => String(value).padStart(2, '0');

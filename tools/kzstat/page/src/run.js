@@ -14,16 +14,26 @@ function splicedCourse(old, from, fresh) {
   return course;
 }
 
+// A name without new values comes without these.
+function updatedDistributions(old, {heat, cumulative}) {
+  if (!heat) return {heat: old?.heat, cumulative: old?.cumulative};
+  return {heat: {...heat, columns: spliced(old?.heat?.columns ?? [], heat.from, heat.columns)}, cumulative};
+}
+
+function updatedName(old, name, from) {
+  return {...name, course: splicedCourse(old?.course, from, name.course), ...updatedDistributions(old, name)};
+}
+
 // The run with an update applied to it. An update from the first bucket on is a whole run.
 export function updated(run, update) {
   const {from} = update.grid;
   if (from === 0) return update;
-  const courses = new Map(run.names.map(({name, course}) => [name, course]));
+  const known = new Map(run.names.map((name) => [name.name, name]));
   return {
     ...update,
     grid: {...update.grid, from: 0, slices: spliced(run.grid.slices, from, update.grid.slices)},
     load: splicedCourse(run.load, from, update.load),
-    names: update.names.map((name) => ({...name, course: splicedCourse(courses.get(name.name), from, name.course)})),
+    names: update.names.map((name) => updatedName(known.get(name.name), name, from)),
   };
 }
 
@@ -36,6 +46,20 @@ export function times(run, axis) {
 
 const perSlice = (values, slices) => slices.map((count, i) => (count > 0 ? (values[i] ?? null) : null));
 const scaled = (values, factor) => values.map((value) => (value === null ? null : value * factor));
+
+// When a column of the heat maps begins, in seconds.
+export function columnBegin(run, axis, column) {
+  const {first, width, columnWidth} = run.grid;
+  const begin = axis === 'clock' ? run.run.startTime : 0;
+  return begin + (first + column * columnWidth * width) * run.run.sliceLength;
+}
+
+// Percentiles and the maximum of the values reported.
+export function percentileSeries(run, course) {
+  const {slices} = run.grid;
+  const [p50, p95, p99, maximum] = ['p50', 'p95', 'p99', 'maximum'].map((field) => perSlice(course[field], slices));
+  return {p50, p95, p99, maximum};
+}
 
 // Least, mean and most of the values reported; null where the kind has none.
 export function valueSeries(run, course) {

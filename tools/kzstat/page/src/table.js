@@ -2,7 +2,8 @@
 
 import {number} from './format.js';
 
-const NUMBERS = ['count', 'rate', 'min', 'mean', 'max', 'stddev', 'sum', 'last'];
+const PERCENTILES = ['p50', 'p95', 'p99'];
+const NUMBERS = ['count', 'rate', 'min', 'mean', ...PERCENTILES, 'max', 'stddev', 'sum', 'last'];
 const TITLES = {name: 'name', type: 'type', unit: 'unit', rate: 'rate/s'};
 const COLUMNS = ['name', 'type', 'unit', ...NUMBERS];
 
@@ -24,6 +25,12 @@ const texts = new Intl.Collator('en', {numeric: true});
 
 const compare = (a, b) => (typeof a === 'string' ? texts.compare(a, b) : a - b);
 
+function markCell(cell, column) {
+  cell.dataset.column = column;
+  cell.classList.toggle('text', !NUMBERS.includes(column));
+  cell.classList.toggle('percentile', PERCENTILES.includes(column));
+}
+
 class Row {
   constructor(name, link) {
     this.element = document.createElement('tr');
@@ -41,8 +48,7 @@ class Row {
 
   addCell(column) {
     const cell = document.createElement('td');
-    cell.dataset.column = column;
-    if (!NUMBERS.includes(column)) cell.className = 'text';
+    markCell(cell, column);
     this.element.append(cell);
     return cell;
   }
@@ -61,6 +67,7 @@ class Row {
 
 export class Table {
   constructor(table, onSorted) {
+    this.table = table;
     this.head = table.tHead.rows[0];
     this.body = table.tBodies[0];
     this.rows = new Map();
@@ -74,8 +81,7 @@ export class Table {
   heading(column) {
     const cell = document.createElement('th');
     cell.scope = 'col';
-    cell.dataset.column = column;
-    if (!NUMBERS.includes(column)) cell.className = 'text';
+    markCell(cell, column);
     const button = document.createElement('button');
     button.type = 'button';
     button.textContent = TITLES[column] ?? column;
@@ -105,6 +111,8 @@ export class Table {
   }
 
   show(names, linkOf) {
+    const hasPercentiles = names.some(({figures}) => figures.p50 !== null);
+    this.table.classList.toggle('without-percentiles', !hasPercentiles);
     for (const name of names) {
       let row = this.rows.get(name.name);
       if (!row) {

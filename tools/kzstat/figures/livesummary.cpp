@@ -1,0 +1,70 @@
+#include "figures/livesummary.h"
+
+#include "text/texts.h"
+
+namespace kzstatprogram {
+
+void LiveSummary::Update(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    const std::optional<kzjournal::Slice> last = journal.LastSlice(range);
+    const int lastSliceId = last ? last->id : 0;
+    if (lastSliceId == m_lastSliceId && range.from == m_from) return;
+    try {
+        if (MustReadAll(range, lastSliceId))
+            // Slices may come while this reads: it takes those up to the last one.
+            ReadAll(journal, {range.from, last ? last->elapsed : range.to});
+        else
+            ReadNews(journal, lastSliceId);
+        m_lastSliceId = lastSliceId;
+    } catch (...) {
+        // A slice may have been added in part.
+        m_lastSliceId = 0;
+        throw;
+    }
+}
+
+bool LiveSummary::MustReadAll(const kzjournal::TimeRange& range, int lastSliceId) const {
+    return m_lastSliceId == 0 || range.from != m_from || lastSliceId < m_lastSliceId;
+}
+
+void LiveSummary::ReadAll(kzjournal::Reader& journal, const kzjournal::TimeRange& range) {
+    m_from = range.from;
+    m_slices = journal.CountSlices(range);
+    m_names.clear();
+    for (kzjournal::NameSummary& each : journal.SummaryWithDistributions(range))
+        m_names.emplace(TextOf(each.record.name), std::move(each));
+}
+
+void LiveSummary::ReadNews(kzjournal::Reader& journal, int lastSliceId) {
+    journal.ForEachSliceAfter(m_lastSliceId, [&](const kzjournal::Slice& slice) {
+        if (slice.id <= lastSliceId) Add(slice);
+    });
+}
+
+void LiveSummary::Add(const kzjournal::Slice& slice) {
+    ++m_slices;
+    for (std::size_t i = 0; i < slice.records.size(); ++i) Add(slice, i);
+}
+
+/// A distribution that has missed a value never becomes complete again.
+void LiveSummary::Add(const kzjournal::Slice& slice, std::size_t position) {
+    const CKZStatMessageRecord& record = slice.records[position];
+    kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
+    CKZStatAggregate totals = summary.record.totals;
+    const bool wasComplete = summary.distribution || totals.count == 0;
+    totals.Add(record.lasts);
+    summary.record = record;
+    // Those of a run so far need not be added up, and so are as exact as they were reported.
+    if (m_from > 0) summary.record.totals = totals;
+
+    if (slice.ReadDistribution(position, m_read)) {
+        if (!summary.distribution && wasComplete) summary.distribution.emplace();
+        if (summary.distribution) summary.distribution->Add(m_read);
+    } else if (record.lasts.count != 0) {
+        summary.distribution.reset();
+    }
+    if (summary.distribution &&
+        static_cast<double>(summary.distribution->GetCount()) != summary.record.totals.count)
+        summary.distribution.reset();
+}
+
+}  // namespace kzstatprogram

@@ -1,0 +1,38 @@
+#ifndef KZSTATPROGRAM_LIVESUMMARY_H
+#define KZSTATPROGRAM_LIVESUMMARY_H
+
+#include <map>
+#include <string>
+
+#include "kzjournalreader.h"
+
+namespace kzstatprogram {
+
+/// What `kzjournal::Reader::SummaryWithDistributions` says of a run that goes on. Reads each slice
+/// once, so that it can be asked for again and again. Compatible.
+class LiveSummary {
+public:
+    /// Takes the slices that the range has and this has not. The same run each time. Throws
+    /// kzjournal::Error; the next call reads all slices again then.
+    void Update(kzjournal::Reader& journal, const kzjournal::TimeRange& range = {});
+
+    const std::map<std::string, kzjournal::NameSummary>& Names() const { return m_names; }
+    long long Slices() const { return m_slices; }
+
+private:
+    bool MustReadAll(const kzjournal::TimeRange& range, int lastSliceId) const;
+    void ReadAll(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
+    void ReadNews(kzjournal::Reader& journal, int lastSliceId);
+    void Add(const kzjournal::Slice& slice);
+    void Add(const kzjournal::Slice& slice, std::size_t position);
+
+    double m_from = 0;
+    int m_lastSliceId = 0;  // 0 before anything was read
+    long long m_slices = 0;
+    std::map<std::string, kzjournal::NameSummary> m_names;
+    CKZStatDistribution m_read;  // keeps its memory from record to record
+};
+
+}  // namespace kzstatprogram
+
+#endif

@@ -1,0 +1,307 @@
+// Plots over time: lines, and the heat map.
+
+import uPlot from 'uplot';
+import {clock, elapsed, number, withUnit} from './format.js';
+import {HeatMap} from './heatmap.js';
+import {columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
+import {offerTooltip} from './tooltip.js';
+
+const VALUE_HEIGHT = 190;
+const FLOW_HEIGHT = 120;
+const HEAT_HEIGHT = 170;
+const LEFT_AXIS = 48;
+const RIGHT_AXIS = 40;
+const TICK_DISTANCE = 24;
+
+const TICKS = new Intl.NumberFormat('en', {notation: 'compact', maximumFractionDigits: 3});
+const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
+
+export const tickLabels = (_, splits) => splits.map((value) => TICKS.format(value));
+
+export function axisLook(colours) {
+  const lines = {stroke: colours.grid, width: 1};
+  return {stroke: colours.faint, grid: lines, ticks: lines, font: '11px system-ui, sans-serif'};
+}
+
+const momentOf = (axis, value) => (axis === 'clock' ? clock(value) : elapsed(value));
+
+export function fromZero(_, least, most) {
+  if (least === null) return [0, 1];
+  const [low, high] = uPlot.rangeNum(Math.min(least, 0), Math.max(most, 0), 0.1, true);
+  return [least >= 0 ? 0 : low, high === 0 && low === 0 ? 1 : high];
+}
+
+function timeAxis({axis, colours}) {
+  const elapsedTicks = {size: 26, incrs: ELAPSED_STEPS, values: (_, splits) => splits.map(elapsed)};
+  return {...axisLook(colours), ...(axis === 'clock' ? {size: 38} : elapsedTicks)};
+}
+
+// A drag over the plot chooses what all charts show.
+function zoomed(chart, onZoom) {
+  const {left, width} = chart.select;
+  chart.setSelect({left: 0, top: 0, width: 0, height: 0}, false);
+  if (width > 0) onZoom([chart.posToVal(left, 'x'), chart.posToVal(left + width, 'x')]);
+}
+
+// What all plots over time have in common. Those of a card have the same width between the axes.
+function timeOptions(height, view, hasRightAxis, room) {
+  return {
+    width: view.width,
+    height,
+    padding: [8, hasRightAxis ? 0 : room, 0, 0],
+    scales: {x: {time: view.axis === 'clock'}},
+    cursor: {sync: {key: 'time'}, drag: {x: true, y: false, setScale: false}, y: false},
+    hooks: {setSelect: [(chart) => zoomed(chart, view.onZoom)]},
+  };
+}
+
+class TimePlot {
+  draw(place, name, view) {
+    this.show(name, view);
+    this.chart = new uPlot(this.options(view), this.data(view), place);
+    this.chart.over.addEventListener('dblclick', () => view.onZoom(null));
+    if (view.zoom) this.chart.setScale('x', {min: view.zoom[0], max: view.zoom[1]});
+  }
+
+  // New data in the chart that is there; the reader's cursor stays. False if it does not fit.
+  update(name, view) {
+    this.show(name, view);
+    const data = this.data(view);
+    if (this.chart.series.length !== data.length) return false;
+    this.chart.setData(data, view.zoom === null);
+    return true;
+  }
+}
+
+class LinePlot extends TimePlot {
+  constructor(title, height, linesOf) {
+    super();
+    this.title = title;
+    this.height = height;
+    this.linesOf = linesOf;
+  }
+
+  show(name, view) {
+    this.name = name;
+    this.run = view.run;
+    const load = view.load && !name.isLevel ? [{kind: 'load', label: 'load', values: view.load}] : [];
+    this.lines = [...load, ...this.linesOf(view.run, name)];
+  }
+
+  data(view) {
+    return [view.times, ...this.lines.map(({values}) => values)];
+  }
+
+  axes(view, hasLoad) {
+    const look = axisLook(view.colours);
+    const load = {...look, side: 1, scale: 'load', size: RIGHT_AXIS, grid: {show: false}, stroke: view.colours.load, values: tickLabels};
+    return [timeAxis(view), {...look, size: LEFT_AXIS, values: tickLabels}, ...(hasLoad ? [load] : [])];
+  }
+
+  options(view) {
+    const hasLoad = this.lines[0].kind === 'load';
+    const max = this.lines.findIndex(({kind}) => kind === 'edge') + 1;
+    const common = timeOptions(this.height, view, hasLoad, 22);
+    return {
+      ...common,
+      scales: {...common.scales, y: {range: fromZero}, load: {range: fromZero}},
+      series: [
+        {label: view.axis, value: (_, value) => (value === null ? '–' : momentOf(view.axis, value))},
+        ...this.lines.map((line) => seriesOf(line, view.colours)),
+      ],
+      bands: max > 0 ? [{series: [max, max + 1], fill: view.colours.band}] : [],
+      axes: this.axes(view, hasLoad),
+    };
+  }
+}
+
+// Values between gaps, which no line shows.
+function loneValues(chart, series) {
+  const values = chart.data[series];
+  const isNothing = (i) => values[i] === null || values[i] === undefined;
+  return values.map((_, i) => i).filter((i) => !isNothing(i) && isNothing(i - 1) && isNothing(i + 1));
+}
+
+// Every value is a point where there is room for them.
+const points = {filter: (chart, series, hasRoom) => (hasRoom ? null : loneValues(chart, series))};
+
+function seriesOf({kind, label}, colours) {
+  const looks = {
+    load: {scale: 'load', stroke: colours.load, width: 1, dash: [4, 3], points: {show: false}},
+    edge: {stroke: colours.edge, width: 1, points: {show: false}},
+    mean: {stroke: colours.accent, width: 1.5, points},
+    p50: {stroke: colours.accent, width: 1.75, points},
+    p95: {stroke: colours.p95, width: 1.5, points},
+    p99: {stroke: colours.p99, width: 1.5, points},
+    maximum: {stroke: colours.maximum, width: 1, points},
+  };
+  return {...looks[kind], label, value: (_, value) => number(value)};
+}
+
+// What a plot of least, mean and most draws, from the back to the front.
+function bandedLines(title, {least, mean, most}) {
+  const isBand = least.some((value, i) => value !== most[i]);
+  return [
+    ...(isBand ? [{kind: 'edge', label: 'max', values: most}, {kind: 'edge', label: 'min', values: least}] : []),
+    {kind: 'mean', label: isBand ? 'mean' : title, values: mean},
+  ];
+}
+
+function percentileLines(run, {course}) {
+  const {p50, p95, p99, maximum} = percentileSeries(run, course);
+  return [
+    {kind: 'maximum', label: 'max', values: maximum},
+    {kind: 'p99', label: 'p99', values: p99},
+    {kind: 'p95', label: 'p95', values: p95},
+    {kind: 'p50', label: 'p50', values: p50},
+  ];
+}
+
+// The figures are in the tooltip, so that the legend is only a key.
+class PercentilePlot extends LinePlot {
+  constructor(title) {
+    super(title, VALUE_HEIGHT, percentileLines);
+  }
+
+  draw(place, name, view) {
+    super.draw(place, name, view);
+    offerTooltip(this.chart.over, (left) => this.describe(this.chart.posToIdx(left), view));
+  }
+
+  options(view) {
+    return {...super.options(view), legend: {live: false}};
+  }
+
+  describe(i, {axis, colours}) {
+    const {unit, course} = this.name;
+    if (!(this.run.grid.slices[i] > 0)) return null;
+    const figure = (label, field, colour) => [label, withUnit(course[field][i], unit), colour];
+    return {
+      title: momentOf(axis, this.chart.data[0][i]),
+      rows: [
+        figure('max', 'maximum', colours.maximum),
+        figure('p99', 'p99', colours.p99),
+        figure('p95', 'p95', colours.p95),
+        figure('p50', 'p50', colours.accent),
+        ['count', number(course.count[i] ?? 0)],
+      ],
+    };
+  }
+}
+
+class HeatPlot extends TimePlot {
+  height = HEAT_HEIGHT;
+
+  constructor(unit) {
+    super();
+    this.title = unit ? `distribution, ${unit}` : 'distribution';
+  }
+
+  draw(place, name, view) {
+    super.draw(place, name, view);
+    this.key = document.createElement('p');
+    this.key.className = 'heat-key';
+    place.append(this.key);
+    this.showKey();
+    offerTooltip(this.chart.over, (left, top) => this.describe(left, top));
+  }
+
+  update(name, view) {
+    const fits = super.update(name, view);
+    this.showKey();
+    return fits;
+  }
+
+  show(name, view) {
+    this.unit = name.unit;
+    this.hasRightAxis = view.load !== null && !name.isLevel;
+    this.run = view.run;
+    this.axis = view.axis;
+    this.map = new HeatMap(name.heat);
+    this.picture = this.map.picture(view.shades);
+  }
+
+  showKey() {
+    const strip = document.createElement('i');
+    this.key.replaceChildren('1', strip, `${number(this.map.most)} values in a cell`);
+  }
+
+  data({times}) {
+    return [times, times.map(() => null)];
+  }
+
+  options(view) {
+    const common = timeOptions(this.height, view, false, this.hasRightAxis ? RIGHT_AXIS : 22);
+    const look = axisLook(view.colours);
+    return {
+      ...common,
+      legend: {show: false},
+      scales: {...common.scales, y: {range: () => [0, Math.max(1, this.map.rows.length)]}},
+      series: [{}, {points: {show: false}}],
+      axes: [timeAxis(view), {
+        ...look,
+        size: LEFT_AXIS,
+        splits: () => this.ticks().map(([, position]) => position),
+        values: () => tickLabels(null, this.ticks().map(([value]) => value)),
+      }],
+      hooks: {...common.hooks, draw: [(chart) => this.paint(chart)]},
+    };
+  }
+
+  ticks() {
+    return this.map.rows.length === 0 ? [] : this.map.ticks(Math.floor(this.height / TICK_DISTANCE));
+  }
+
+  beginOf(column) {
+    return columnBegin(this.run, this.axis, column);
+  }
+
+  paint(chart) {
+    const {ctx, bbox} = chart;
+    const {columns, rows} = this.map;
+    const left = chart.valToPos(this.beginOf(0), 'x', true);
+    const right = chart.valToPos(this.beginOf(columns.length), 'x', true);
+    const top = chart.valToPos(rows.length, 'y', true);
+    const bottom = chart.valToPos(0, 'y', true);
+    ctx.save();
+    ctx.beginPath();
+    ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
+    ctx.clip();
+    ctx.imageSmoothingEnabled = false;
+    ctx.drawImage(this.picture, left, top, right - left, bottom - top);
+    ctx.restore();
+  }
+
+  describe(left, top) {
+    const seconds = this.beginOf(1) - this.beginOf(0);
+    const column = Math.floor((this.chart.posToVal(left, 'x') - this.beginOf(0)) / seconds);
+    const row = this.map.rows[Math.floor(this.chart.posToVal(top, 'y'))];
+    if (!this.map.columns[column] || row === undefined) return null;
+    const count = this.map.columns[column].get(row) ?? 0;
+    const share = count > 0 ? ` (${number((100 * count) / this.map.totals[column])} %)` : '';
+    return {
+      title: `${momentOf(this.axis, this.beginOf(column))} – ${momentOf(this.axis, this.beginOf(column + 1))}`,
+      rows: [['values', this.rangeText(row)], ['count', number(count) + share]],
+    };
+  }
+
+  rangeText(row) {
+    const [low, high] = this.map.boundsOf(row);
+    return low === high ? withUnit(low, this.unit) : `${number(low)} – ${withUnit(high, this.unit)}`;
+  }
+}
+
+// The plots of a name over time.
+export function timePlots({course, unit, isLevel, heat}) {
+  const values = unit || 'value';
+  const flow = isLevel ? 'level' : 'per second';
+  const plots = [];
+  if (course.p50) plots.push(new PercentilePlot(values));
+  else if (course.count) plots.push(new LinePlot(values, VALUE_HEIGHT, (run, name) => bandedLines(values, valueSeries(run, name.course))));
+  if (heat) plots.push(new HeatPlot(unit));
+  if (course.flow) {
+    const height = plots.length > 0 ? FLOW_HEIGHT : VALUE_HEIGHT;
+    plots.push(new LinePlot(flow, height, (run, name) => bandedLines(flow, flowSeries(run, name.course, name.isLevel))));
+  }
+  return plots;
+}

@@ -1,0 +1,32 @@
+#ifndef KZSTATPROGRAM_COMPARISONJSON_H
+#define KZSTATPROGRAM_COMPARISONJSON_H
+
+#include <string>
+#include <vector>
+
+#include "figures/comparison.h"
+#include "text/percentile.h"
+
+namespace kzstatprogram {
+
+/// A comparison for programs. Compatible.
+struct ComparisonReport {
+    struct Run {
+        std::string path;
+        std::string id;
+        std::string completeness;  ///< as `CompletenessText` has it
+        std::vector<std::string> namesOfItAlone;
+    };
+    Run before;
+    Run after;
+    std::vector<Difference> differences;
+    std::vector<std::string> failures;  ///< of conditions, a line each
+};
+
+/// An object, with a line end. null for what is missing, NaN and infinities; bytes that are no
+/// UTF-8 become U+FFFD.
+std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>& percentiles);
+
+}  // namespace kzstatprogram
+
+#endif

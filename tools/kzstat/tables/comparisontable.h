@@ -1,0 +1,34 @@
+#ifndef KZSTATPROGRAM_COMPARISONTABLE_H
+#define KZSTATPROGRAM_COMPARISONTABLE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "figures/comparison.h"
+#include "terminal/table.h"
+#include "text/percentile.h"
+
+namespace kzstatprogram {
+
+/// One quantity of one name in both runs. Compatible.
+struct ComparisonRow {
+    std::string name;
+    std::string quantity;  ///< with its unit: "mean ms"
+    std::optional<double> before;
+    std::optional<double> after;
+    std::optional<double> probability;
+    bool isSignificant = false;
+};
+
+/// For each difference a row of what was tested and, below it, a row per percentile where the
+/// values are samples: as rows, any number of percentiles fits a terminal.
+std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
+                                  const std::vector<Percentile>& percentiles);
+
+/// Names are cut to `nameWidth` characters.
+kzterminal::Table TableOf(const std::vector<ComparisonRow>& rows, std::size_t nameWidth);
+
+}  // namespace kzstatprogram
+
+#endif
