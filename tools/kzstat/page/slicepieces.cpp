@@ -40,10 +40,11 @@ std::string SlicePieces::Next(Cursor& cursor) {
     return text;
 }
 
-/// The file may have been replaced since the last time.
+/// The file may have been replaced since the last time. One that was removed may still be written.
 void SlicePieces::OpenFor(const Cursor& cursor) {
     const std::optional<kzfiles::FilePlace> place = kzfiles::PlaceOf(m_path);
-    if (m_journal == nullptr || place != m_place) {
+    const bool isThere = place && place->name.empty();
+    if (m_journal == nullptr || (isThere && place != m_place)) {
         m_batches.clear();
         m_journal = std::make_unique<kzjournal::Reader>(m_path);
         m_journal->StopWhen(kzterminal::StopIsRequested);
