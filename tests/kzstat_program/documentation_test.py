@@ -80,9 +80,10 @@ class Completion(unittest.TestCase):
 
 
 class Folders(unittest.TestCase):
-    BELOW = {"commands": {"tables", "page", "merge", "figures", "text"},
+    BELOW = {"commands": {"tables", "page", "http", "merge", "figures", "text"},
              "tables": {"figures", "text"},
-             "page": {"figures", "text"},
+             "page": {"http", "figures", "text"},
+             "http": set(),
              "merge": {"figures", "text"},
              "figures": {"text"},
              "text": set()}

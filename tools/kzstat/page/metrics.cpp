@@ -20,7 +20,7 @@ namespace {
 
 using Types = CKZStatPointTypeEnum;
 
-constexpr std::size_t kMaxPartBytes = 256 * 1024;
+constexpr std::size_t kMaxPartBytes = std::size_t{256} << 10;
 
 constexpr char kHistogramFamily[] = "kzstat_time_distribution_seconds";
 

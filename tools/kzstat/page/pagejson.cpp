@@ -18,7 +18,7 @@ using Types = CKZStatPointTypeEnum;
 constexpr double kMaxExactInteger = 9007199254740992.0;
 
 /// A name more fits into each part.
-constexpr std::size_t kMaxPartBytes = 128 * 1024;
+constexpr std::size_t kMaxPartBytes = std::size_t{128} << 10;
 
 /// JSON knows neither NaN nor infinity; the absence of a value is told as null.
 Json Number(double value) {

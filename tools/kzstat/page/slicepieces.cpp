@@ -8,7 +8,7 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr std::size_t kPieceBytes = 128 * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{128} << 10;
 
 /// Clients that read different parts of the file would otherwise have all of it read for each of
 /// their pieces.
