@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <thread>
 
 namespace kzstatprogram {
 namespace {
@@ -111,6 +112,22 @@ TEST(Connections, CutsNoFollowerForItsLength) {
     Pair third(connections);
     EXPECT_FALSE(follower.IsCut());
     EXPECT_TRUE(second.IsCut());
+}
+
+TEST(Connections, AreOpenedAnsweredAndClosedByManyThreads) {
+    Connections connections(4, milliseconds(1));
+    const auto connectOften = [&] {
+        for (int i = 0; i < 200; ++i) {
+            const Pair pair(connections);
+            connections.StopClock(pair.handle);
+            connections.StartClock(pair.handle, hours(1));
+        }
+    };
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads) thread = std::thread(connectOften);
+    for (std::thread& thread : threads) thread.join();
+    Pair last(connections);
+    EXPECT_TRUE(last.WaitUntilCut());
 }
 
 }  // namespace

@@ -211,12 +211,13 @@ double LargestBelow(double bound) {
 std::string NextMetricsPart(const RunHistory& history, MetricsPosition& position) {
     static const std::vector<Family> families = AllFamilies();
     Exposition part;
+    if (position.family == families.size()) return {};
     if (position.run.empty()) {
         position.run = history.Facts().id;
         AddRun(part, history);
-    }
-    if (position.run != history.Facts().id)
+    } else if (position.run != history.Facts().id) {
         throw kzjournal::Error("another run has taken the place of this one; ask again");
+    }
     while (position.family < families.size() && part.Text().size() < kMaxPartBytes)
         AddSome(part, families[position.family], history, position);
     return part.Text();
