@@ -4,6 +4,7 @@ import http.client
 import json
 import os
 import re
+import socket
 import ssl
 import subprocess
 import tempfile
@@ -214,6 +215,27 @@ class Slow(ServeTest):
         self.assertEqual(b"", attacks.everything(crowd[0]))
         crowd[-1].sendall(attacks.LOCAL.encode() + b"\r\n")
         self.assertEqual(200, attacks.status(attacks.everything(crowd[-1])))
+
+
+    def test_one_machine_of_many_keeps_nobody_out(self):
+        server = self.serve(self.run_of(), "--bind", "0.0.0.0")
+        crowd = [server.connect() for _ in range(64)]
+        for client in crowd:
+            self.addCleanup(client.close)
+        self.assertEqual(b"", attacks.everything(crowd[-1]))
+        with socket.create_connection(("127.0.0.1", server.port), timeout=attacks.TIMEOUT,
+                                      source_address=("127.0.0.2", 0)) as other:
+            other.sendall(attacks.request("/metrics"))
+            self.assertEqual(401, attacks.status(attacks.everything(other)))
+
+    def test_more_follow_than_there_are_places_for(self):
+        server = self.serve(self.run_of())
+        clients = attacks.sleepers(server, 64 * SCALE, "/api/events")
+        self.addCleanup(lambda: [client.close() for client in clients])
+        self.assert_answers(server)
+        refused = [client for client in clients if attacks.has_come(client)
+                   and attacks.status(client.recv(16)) == 503]
+        self.assertGreater(len(refused), 0)
 
 
 class Token(ServeTest):
