@@ -114,8 +114,6 @@ private:
     struct State;
     using BucketVisitor = void (*)(void* visitor, double low, double high, std::uint64_t count);
 
-    /// What `Add` reads first.
-    void Prefetch() const noexcept;
     bool TryAdd(double value);
     void AddWithCare(double value);
     State& FindOrCreateState();

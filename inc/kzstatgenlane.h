@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "kzstat_export.h"
@@ -14,6 +15,8 @@
 // touches either holds that lane; nobody ever holds two. Which lane that is plays no part in what
 // is counted: a client that reports follows its thread from slice to slice.
 
+class CKZStatGenDistributionTable;
+
 /// The lock of the clients that share a lane. Alone on its cache lines, of which processors fetch
 /// two at a time.
 class alignas(128) CKZStatGenLane : public RyPWordLock {
@@ -21,6 +24,10 @@ public:
     /// Dictionaries filed in the last slice that clients of this lane took one in: as many are
     /// expected in the next. Guarded by the lane.
     std::size_t filed = 0;
+    /// The distributions of this lane in the slice with that number. Guarded by the lane, and only
+    /// valid while that slice is open.
+    CKZStatGenDistributionTable* distributions = nullptr;
+    std::uint64_t distributionsSlice = 0;
 };
 
 /// All lanes of a generator. Constant after construction; safe for concurrent use.

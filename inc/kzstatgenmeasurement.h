@@ -149,14 +149,12 @@ inline void CKZStatGenMeasurement::TakeValue(double value) {
     TakeValue(m_lasts, value);
 }
 
-// Comparisons that choose a value need no jump, those that skip a store do.
-
 inline void CKZStatGenMeasurement::TakeAggregate(CKZStatAggregate& aggregate,
                                                  const CKZStatAggregate& other) {
-    const double least = other.minimum < aggregate.minimum ? other.minimum : aggregate.minimum;
-    aggregate.minimum = aggregate.minimum == kEmpty ? other.minimum : least;
+    if (aggregate.minimum > other.minimum || aggregate.minimum == kEmpty)
+        aggregate.minimum = other.minimum;
     // Unlike a single value, an aggregate below the empty mark does not fill an empty maximum.
-    aggregate.maximum = other.maximum > aggregate.maximum ? other.maximum : aggregate.maximum;
+    if (other.maximum > aggregate.maximum) aggregate.maximum = other.maximum;
     aggregate.count += other.count;
     aggregate.sum += other.sum;
     aggregate.sumSqr += other.sumSqr;
@@ -181,7 +179,7 @@ inline void CKZStatGenMeasurement::TakeMarks(const CKZStatGenMeasurement& added)
 
 /// Without the number, which another generator may have given.
 inline void CKZStatGenMeasurement::NoteUncollected(const CKZStatGenMeasurement& added) {
-    m_isAltered = m_isAltered || added.m_totals.count != 0;
+    if (added.m_totals.count != 0 && !m_isAltered) m_isAltered = true;
 }
 
 inline void CKZStatGenMeasurement::TakeAggregates(const CKZStatAggregate& totals,

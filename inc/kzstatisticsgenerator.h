@@ -153,7 +153,7 @@ private:
     void Shelve(CKZStatGenMeasurementDictionary& dictionary, int clientId, CKZStatGenLane& lane);
     void NoteLeft(const CKZStatGenLane& lane);
     bool Collects() const;
-    CKZStatGenDistributionTable* FindTable(const CKZStatGenLane& lane);
+    CKZStatGenDistributionTable* FindTable(CKZStatGenLane& lane);
     CKZStatGenDistributionTable* FindPackThreadsTable();
     void Collect();
     void TakeOffShelf(std::size_t lane);

@@ -49,11 +49,4 @@ inline bool CKZStatDistribution::TryAdd(double value) {
     return true;
 }
 
-inline void CKZStatDistribution::Prefetch() const noexcept {
-    constexpr std::size_t kCacheLine = 64;
-    const char* const state = reinterpret_cast<const char*>(m_state.get());
-    for (std::size_t at = 0; at < sizeof(State); at += kCacheLine)
-        __builtin_prefetch(state + at, 1);
-}
-
 #endif

@@ -106,6 +106,11 @@ CKZStatGenKnownDistributions::Number CKZStatGenKnownDistributions::NumberOf(
 
 // ---------------------------------------------------------------- CKZStatGenDistributionTable
 
+void CKZStatGenDistributionTable::AddWithCare(Number number, double value) {
+    if (number >= m_slots.size() || !m_slots[number].isUsed) Use(number);
+    m_slots[number].values.Add(value);
+}
+
 /// Makes room for `number` and notes that it has values.
 void CKZStatGenDistributionTable::Use(Number number) {
     if (number >= m_slots.size()) {

@@ -118,13 +118,9 @@ public:
     }
     /// Throws std::bad_alloc; nothing was added then.
     void Add(Number number, double value) {
-        if (number >= m_slots.size() || !m_slots[number].isUsed) Use(number);
-        CKZStatDistribution& values = m_slots[number].values;
-        if (!values.TryAdd(value)) values.AddWithCare(value);
-    }
-    /// Its first lines, which a value that is added soon reads.
-    void Prefetch(Number number) const {
-        if (number < m_slots.size()) m_slots[number].values.Prefetch();
+        // Of one that is not used, every value is a new extreme.
+        if (number >= m_slots.size() || !m_slots[number].values.TryAdd(value))
+            AddWithCare(number, value);
     }
     /// The name was reported under another type, too.
     void NoteOtherType(Number number) { m_names.MarkIncomplete(number); }
@@ -141,6 +137,7 @@ private:
         bool isUsed = false;
     };
 
+    void AddWithCare(Number number, double value);
     void Use(Number number);
     void EmptyLast();
     void NoteMemory(std::ptrdiff_t change);

@@ -68,9 +68,6 @@ void Dictionary::Store::FlushValues(Dictionary& dictionary,
     int flushed = 0;
     try {
         for (CKZStatGenStatsCache::Reader next(cache); flushed < count; ++flushed) {
-            if (kCollects && flushed + kCollectDistance < count)
-                FetchDistribution(dictionary, cache.PlaceAt(flushed + kCollectDistance).expected,
-                                  *distributions);
             const CKZStatGenStatsCache::Value cached = next();
             CKZStatGenMeasurement* const measurement =
                 MeasurementFor(dictionary, cached, distributions);
@@ -97,15 +94,6 @@ inline CKZStatGenMeasurement* Dictionary::Store::MeasurementFor(
         if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
     }
     return dictionary.FindOrCreate(cached.name.text, cached.name.hash, cached.type, distributions);
-}
-
-/// Of the measurement that is expected at `expected`.
-inline void Dictionary::Store::FetchDistribution(const Dictionary& dictionary, Index expected,
-                                                 const CKZStatGenDistributionTable& distributions) {
-    const std::vector<Entry>& entries = dictionary.Entries();
-    if (expected >= entries.size() || dictionary.MayHoldOthers()) return;
-    distributions.Prefetch(
-        static_cast<const CKZStatGenArenaMeasurement*>(entries[expected].value)->m_distribution);
 }
 
 inline void Dictionary::Store::Collect(const CKZStatGenStatsCache::Value& cached,

@@ -69,8 +69,6 @@ public:
 private:
     // In values: about as long as memory takes to answer.
     static constexpr int kFetchDistance = 2;
-    // In values that are flushed.
-    static constexpr int kCollectDistance = 3;
     // In pairs that are merged.
     static constexpr std::size_t kMergeDistance = 6;
 
@@ -89,8 +87,6 @@ private:
                                                  const CKZStatGenStatsCache::Value& cached,
                                                  CKZStatGenDistributionTable* distributions)
         RYP_REQUIRES(*dictionary.m_lock);
-    static void FetchDistribution(const Dictionary& dictionary, Index expected,
-                                  const CKZStatGenDistributionTable& distributions);
     static void Collect(const CKZStatGenStatsCache::Value& cached,
                         const CKZStatGenMeasurement& measurement,
                         CKZStatGenDistributionTable& distributions);

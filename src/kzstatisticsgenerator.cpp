@@ -88,7 +88,8 @@ CKZStatGenSlice::~CKZStatGenSlice() {
     ForEachShelf([](std::size_t, const Shelf& shelf) { delete &shelf; });
 }
 
-void CKZStatGenSlice::DestroyDictionaries() {
+/// Unchecked by the analysis: part of the destructor.
+void CKZStatGenSlice::DestroyDictionaries() RYP_NO_THREAD_SAFETY_ANALYSIS {
     const auto destroy = [](const std::vector<FiledDictionary>& dictionaries) {
         for (const FiledDictionary& filed : dictionaries) delete filed.dictionary;
     };
@@ -162,13 +163,16 @@ void CKZStatGenSlice::NoteLeft(const CKZStatGenLane& lane) {
 }
 
 /// Null where no distributions are collected. The caller holds the lane. Throws std::bad_alloc.
-CKZStatGenDistributionTable* CKZStatGenSlice::FindTable(const CKZStatGenLane& lane) {
+CKZStatGenDistributionTable* CKZStatGenSlice::FindTable(CKZStatGenLane& lane) {
+    // Asked for by each flush: the lane is at hand, the way over the shelves is long.
+    if (lane.distributionsSlice == m_number) return lane.distributions;
     if (!Collects() || m_shelves.empty()) return nullptr;
     Shelf& shelf = ShelfOf(lane);
     if (shelf.distributions == nullptr)
         shelf.distributions =
             m_main->m_distributions->TakeTable(m_main->m_clientsLock->PositionOf(lane));
-    return shelf.distributions.get();
+    lane.distributionsSlice = m_number;
+    return lane.distributions = shelf.distributions.get();
 }
 
 bool CKZStatGenSlice::Collects() const {

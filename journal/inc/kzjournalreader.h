@@ -137,6 +137,10 @@ public:
     void ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
                     const std::function<void(const Slice& sum)>& visit);
 
+    /// Computes every stored sum anew and throws an `Error` that names the first one that is not
+    /// what its slices add up to. Reads all slices.
+    void CheckSums();
+
     /// Every name over the range: the totals are those of the range alone, the lasts those of its
     /// last slice. Reads one slice if the range begins with the run, and all slices in
     /// it otherwise.

@@ -158,10 +158,15 @@ struct Reader::State {
     }
     std::vector<Timeline::Entry> EntriesIn(const TimeRange& range);
     std::vector<Timeline::Entry> Select(const TimeRange& range) const;
+    const SumFacts* FindSum(int level, std::span<const Timeline::Entry> entries) const;
     const SumFacts* FindSum(std::span<const Timeline::Entry> entries,
                             const std::function<long long(double)>& groupOf) const;
     std::vector<Piece> PiecesOf(std::span<const Timeline::Entry> entries,
                                 const std::function<long long(double)>& groupOf) const;
+    void UpdateSums();
+    Slice LoadSum(const SumFacts& stored);
+    void CheckSums(int level, std::span<const Timeline::Entry> entries);
+    bool IsOfItsParts(const SumFacts& stored, std::span<const Timeline::Entry> entries);
     void VisitSums(const std::vector<Piece>& pieces,
                    const std::function<void(const Slice&)>& visit);
     RunRow Row();
@@ -243,22 +248,69 @@ void Reader::State::VisitSlices(std::span<const int> ids,
     }
 }
 
-/// The largest sum that begins with the first entry and is of the first entries alone, all in one
-/// group. It is of slices between the first and the last one, so that it has them all if it has as
-/// many.
+/// In this order: the slices of each sum are in the timeline then.
+void Reader::State::UpdateSums() {
+    Guarded([&] {
+        if (loader.HasBlocks()) sums.Update();
+        timeline.Update();
+    });
+}
+
+/// The sum of the level that begins with the first entry, if it is of the first entries alone. It
+/// is of slices between the first and the last one, so that it has them all if it has as many.
+const SumFacts* Reader::State::FindSum(int level, std::span<const Timeline::Entry> entries) const {
+    const SumFacts* const sum = sums.FindFrom(level, entries.front().id);
+    if (sum == nullptr || sum->slices < 1) return nullptr;
+    const auto count = static_cast<std::size_t>(sum->slices);
+    if (count > entries.size()) return nullptr;
+    const Timeline::Entry& last = entries[count - 1];
+    const bool isSame = entries.front().elapsed == sum->firstElapsed && last.id == sum->lastId &&
+                        last.elapsed == sum->lastElapsed;
+    return isSame ? sum : nullptr;
+}
+
+/// The largest one whose slices are all in one group.
 const SumFacts* Reader::State::FindSum(std::span<const Timeline::Entry> entries,
                                        const std::function<long long(double)>& groupOf) const {
     for (int level = kSumLevels; level > 0; --level) {
-        const SumFacts* const sum = sums.FindFrom(level, entries.front().id);
-        if (sum == nullptr || sum->slices < 1) continue;
-        const auto count = static_cast<std::size_t>(sum->slices);
-        if (count > entries.size()) continue;
-        const Timeline::Entry& last = entries[count - 1];
-        const bool isSame = entries.front().elapsed == sum->firstElapsed &&
-                            last.id == sum->lastId && last.elapsed == sum->lastElapsed;
-        if (isSame && groupOf(entries.front().elapsed) == groupOf(last.elapsed)) return sum;
+        const SumFacts* const sum = FindSum(level, entries);
+        if (sum != nullptr && groupOf(sum->firstElapsed) == groupOf(sum->lastElapsed)) return sum;
     }
     return nullptr;
+}
+
+Slice Reader::State::LoadSum(const SumFacts& stored) {
+    return Guarded(
+        [&] { return sums.Load(stored, [&](std::int64_t id) { return loader.FindName(id); }); });
+}
+
+void Reader::State::CheckSums(int level, std::span<const Timeline::Entry> entries) {
+    for (; !entries.empty(); entries = entries.subspan(1)) {
+        const SumFacts* const stored = FindSum(level, entries);
+        if (stored == nullptr) continue;
+        if (!IsOfItsParts(*stored, entries.first(static_cast<std::size_t>(stored->slices))))
+            throw Error("the sum of slices " + std::to_string(stored->firstId) + " to " +
+                        std::to_string(stored->lastId) + " is not what they add up to");
+    }
+}
+
+/// Added up as its writer has.
+bool Reader::State::IsOfItsParts(const SumFacts& stored, std::span<const Timeline::Entry> entries) {
+    SliceSum sum;
+    bool isWhole = true;
+    if (stored.level == 1) {
+        std::vector<int> ids;
+        for (const Timeline::Entry& entry : entries) ids.push_back(entry.id);
+        VisitSlices(ids, [&](const Slice& slice) { isWhole = isWhole && sum.Add(slice); });
+    }
+    while (stored.level > 1 && !entries.empty()) {
+        const SumFacts* const part = FindSum(stored.level - 1, entries);
+        // Slices of others lie between those of a part, which cannot be told then.
+        if (part == nullptr) return true;
+        isWhole = isWhole && sum.Add(LoadSum(*part));
+        entries = entries.subspan(static_cast<std::size_t>(part->slices));
+    }
+    return isWhole && AreSameSums(sum.Get(), LoadSum(stored));
 }
 
 std::vector<Piece> Reader::State::PiecesOf(std::span<const Timeline::Entry> entries,
@@ -281,9 +333,7 @@ void Reader::State::VisitSums(const std::vector<Piece>& pieces,
                               const std::function<void(const Slice&)>& visit) {
     for (const Piece& piece : pieces) {
         if (piece.sum != nullptr)
-            visit(Guarded([&] {
-                return sums.Load(*piece.sum, [&](std::int64_t id) { return loader.FindName(id); });
-            }));
+            visit(LoadSum(*piece.sum));
         else
             VisitSlices(piece.ids, [&](Slice& slice) {
                 MakeSum(slice);
@@ -527,12 +577,14 @@ void Reader::ForEachPoint(const std::string& name, const TimeRange& range,
 
 void Reader::ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
                         const std::function<void(const Slice& sum)>& visit) {
-    m_state->Guarded([&] {
-        // In this order: the slices of each sum are in the timeline then.
-        if (m_state->loader.HasBlocks()) m_state->sums.Update();
-        m_state->timeline.Update();
-    });
+    m_state->UpdateSums();
     m_state->VisitSums(m_state->PiecesOf(m_state->Select(range), groupOf), visit);
+}
+
+void Reader::CheckSums() {
+    m_state->UpdateSums();
+    const std::vector<Timeline::Entry> entries = m_state->Select({});
+    for (int level = 1; level <= kSumLevels; ++level) m_state->CheckSums(level, entries);
 }
 
 std::vector<CKZStatMessageRecord> Reader::Summary(const TimeRange& range) {

@@ -1,6 +1,44 @@
 #include "slicesum.h"
 
+#include <cmath>
+#include <map>
+#include <string_view>
+
 namespace kzjournal {
+namespace {
+
+bool AreSame(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
+bool AreSame(const CKZStatAggregate& a, const CKZStatAggregate& b) {
+    return AreSame(a.minimum, b.minimum) && AreSame(a.maximum, b.maximum) &&
+           AreSame(a.count, b.count) && AreSame(a.sum, b.sum) && AreSame(a.sumSqr, b.sumSqr);
+}
+
+std::map<std::string_view, std::size_t> PositionsIn(const Slice& slice) {
+    std::map<std::string_view, std::size_t> positions;
+    for (std::size_t i = 0; i < slice.records.size(); ++i)
+        positions.emplace(slice.records[i].name.view(), i);
+    return positions;
+}
+
+}  // namespace
+
+bool AreSameSums(const Slice& a, const Slice& b) {
+    if (a.id != b.id || a.elapsed != b.elapsed || a.endTime != b.endTime) return false;
+    if (a.records.size() != b.records.size()) return false;
+    const std::map<std::string_view, std::size_t> positions = PositionsIn(b);
+    for (std::size_t i = 0; i < a.records.size(); ++i) {
+        const auto other = positions.find(a.records[i].name.view());
+        if (other == positions.end()) return false;
+        const CKZStatMessageRecord& record = b.records[other->second];
+        if (a.records[i].type != record.type || !AreSame(a.records[i].lasts, record.lasts) ||
+            a.distributions.FormOf(i) != b.distributions.FormOf(other->second))
+            return false;
+    }
+    return true;
+}
 
 void MakeSum(Slice& slice) {
     slice.message.clear();

@@ -16,6 +16,9 @@ namespace kzjournal {
 /// Makes a slice what it is as a sum of slices: without message, totals and percentiles.
 void MakeSum(Slice& slice);
 
+/// Whether both say the same of the same names, in any order, NaN being equal to itself.
+bool AreSameSums(const Slice& a, const Slice& b);
+
 /// Adds up what slices say of each name. Compatible.
 class SliceSum {
 public:

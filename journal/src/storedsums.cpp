@@ -113,13 +113,6 @@ const SumFacts* StoredSums::FindFrom(int level, int sliceId) const {
     return found == known.sums.end() ? nullptr : &found->second;
 }
 
-std::vector<SumFacts> StoredSums::OfLevel(int level) const {
-    std::vector<SumFacts> sums;
-    for (const auto& [firstId, facts] : m_levels[static_cast<std::size_t>(level) - 1].sums)
-        sums.push_back(facts);
-    return sums;
-}
-
 Slice StoredSums::Load(const SumFacts& facts,
                        const std::function<const RWCString*(std::int64_t)>& nameOf) const {
     SQLite::Statement query(m_database,

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "block.h"
 #include "kzjournalslice.h"
@@ -53,9 +52,6 @@ public:
     /// The sum of that level that begins with the slice; null if there is none. Valid until the
     /// next update.
     const SumFacts* FindFrom(int level, int sliceId) const;
-
-    /// Those of a level, in no particular order.
-    std::vector<SumFacts> OfLevel(int level) const;
 
     /// Reads and verifies a sum. `nameOf` gives a name by its id, null for none.
     Slice Load(const SumFacts& facts,

@@ -53,7 +53,8 @@ protected:
 
     static long long OneGroup(double) { return 0; }
 
-    MadeSlice NextSlice() {
+    MadeSlice NextSlice() { return NextSlice(slices); }
+    MadeSlice NextSlice(SliceMaker& maker) {
         std::uniform_int_distribution<int> number(0, 1000);
         const auto values = [&](int count) {
             std::vector<double> all;
@@ -62,8 +63,8 @@ protected:
         };
         std::vector<Reported> reported = {{"login.time", Types::Timer, values(number(random) % 4)},
                                           {"logins", Types::Counter, values(1)}};
-        if (slices.SliceId() % 7 > 2) reported.push_back({"late", Types::Timer, values(2)});
-        return slices.NextSlice(reported);
+        if (maker.SliceId() % 7 > 2) reported.push_back({"late", Types::Timer, values(2)});
+        return maker.NextSlice(reported);
     }
     static CKZStatSliceValues ViewOf(const MadeSlice& slice,
                                      std::vector<const CKZStatDistribution*>& shown) {
@@ -72,13 +73,14 @@ protected:
             shown.push_back(slice.records[i].name == "logins" ? nullptr : &slice.distributions[i]);
         return {slice.facts, slice.message, slice.records, shown};
     }
-    /// Slices of the next seconds, through a bulk writer.
+    /// A run of so many slices.
     void Make(
         int count, const std::function<void(MadeSlice&)>& change = [](MadeSlice&) {}) {
         kzjournal::BulkWriter bulk(path, run);
+        SliceMaker maker("load", 1, 1.7e9);
         std::vector<const CKZStatDistribution*> shown;
         for (int i = 0; i < count; ++i) {
-            MadeSlice slice = NextSlice();
+            MadeSlice slice = NextSlice(maker);
             change(slice);
             bulk.Append(ViewOf(slice, shown));
         }
@@ -132,6 +134,24 @@ TEST_F(StoredSums, AreThoseOfTheSlices) {
     EXPECT_EQ(1 + 2 + 10, Check());
     EXPECT_EQ(59 + 59 + 2 + 10, Check({1, 1e9}));
     EXPECT_EQ(1 + 59, Check({0, kSlicesOfALargeSum + 59}));
+    kzjournal::Reader(path).CheckSums();
+}
+
+/// As if their writer had computed them wrongly.
+TEST_F(StoredSums, ThatAreNotThoseOfTheirSlicesAreFound) {
+    Make(130);
+    const std::string other = std::exchange(path, folder.Path("this.kzj"));
+    Make(130);
+    Execute("ATTACH '" + other +
+            "' AS other; DELETE FROM sums;"
+            "INSERT INTO sums SELECT * FROM other.sums");
+    try {
+        kzjournal::Reader(path).CheckSums();
+        ADD_FAILURE() << "not found";
+    } catch (const kzjournal::Error& error) {
+        EXPECT_EQ("the sum of slices 1 to 60 is not what they add up to",
+                  std::string(error.what()));
+    }
 }
 
 TEST_F(StoredSums, AreThoseOfTheSlicesOverAnyRange) {

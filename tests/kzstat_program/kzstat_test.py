@@ -363,6 +363,28 @@ class Follow(JournalTest):
                           "3 login.time count 1 min 64 mean 64 max 64 sum 64 p50 64 p99 64"],
                          lines)
 
+    def test_lines_in_a_pipe_are_of_the_range(self):
+        self.make_run()
+        for options, times in ((("--from", "3", "--to", "5"), ["4", "5"]),
+                               (("--to", "2"), ["1", "2"]), (("--from", "20"), [])):
+            lines = run("show", self.run_path, "--follow", *options).out.splitlines()
+            self.assertEqual(times, [line.split()[0] for line in lines if " login.time " in line])
+
+    def test_a_range_in_a_pipe_goes_on_with_the_run(self):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.report(10)
+        command = [KZSTAT, "show", self.run_path, "--follow", "--from", "1", "--to", "3"]
+        with subprocess.Popen(command, text=True, stdout=subprocess.PIPE) as process:
+            self.report(20)
+            lines = [process.stdout.readline(), process.stdout.readline()]
+            self.report(30)
+            self.report(40)
+            self.journal.end()
+            lines += process.stdout.read().splitlines()
+            self.assertEqual(0, process.wait(timeout=TIMEOUT))
+        self.assertEqual(["2", "2", "3", "3"], [line.split()[0] for line in lines])
+
     def test_lines_in_a_pipe(self):
         self.journal = journals.Journal(self.run_path)
         self.addCleanup(self.journal.leave)
@@ -514,6 +536,27 @@ class Compare(JournalTest):
         terminal.wait_for_end()
         rows = terminal.screen().splitlines()[3:7]
         self.assertEqual(["mean", "p50", "p95", "p99"], [row.split()[1] for row in rows])
+
+    def test_rows_are_cut_to_a_narrow_terminal(self):
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "compare", self.run_path, self.slower],
+                                      width=40)
+        self.addCleanup(terminal.close)
+        terminal.wait_for_end()
+        lines = terminal.screen().splitlines()[2:6]
+        self.assertEqual(["name", "clients", "login.time", "logins"],
+                         [line.lstrip("* ").split()[0] for line in lines])
+        self.assertTrue(lines[0].endswith(">"), lines[0])
+
+    def test_a_name_without_values_has_no_mean(self):
+        idle = journals.make(self.path("idle.kzj"), [{LOGIN: []}] * 10)
+        for runs, means in (((self.run_path, idle), ["114", "-"]),
+                            ((idle, self.run_path), ["-", "114"])):
+            lines = run("compare", *runs).out.splitlines()
+            (row,) = [line.split() for line in lines if "login.time" in line]
+            self.assertEqual(["login.time", "mean", "ms", *means, "-", "-", "-"], row)
+        (name,) = json.loads(run("compare", *runs, "--format", "json").out)["names"]
+        self.assertEqual((None, 114, None, None), (name["first"], name["second"],
+                                                           name["difference"], name["p_value"]))
 
     def test_json(self):
         self.make_distributed_runs()

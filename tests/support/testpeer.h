@@ -57,6 +57,11 @@ struct CKZStatGenTestPeer {
         });
         return clients;
     }
+    static int CountShelves(const CKZStatGenSlice& slice) {
+        int shelves = 0;
+        slice.ForEachShelf([&](std::size_t, const auto&) { ++shelves; });
+        return shelves;
+    }
     /// How many dictionaries of `lane` clients still hold.
     static int HeldIn(const CKZStatGenSlice& slice, const CKZStatGenMain& main,
                       const CKZStatGenLane& lane) {

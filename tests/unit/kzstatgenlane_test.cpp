@@ -390,6 +390,13 @@ TEST_F(ClientInALane, IsCountedAsAHolderThereAndNowhereElse) {
     EXPECT_EQ(Peer::HeldIn(finished, generator, elsewhere), 1);
 }
 
+TEST_F(ClientInALane, HasTheOnlyShelfOfASliceInWhichNobodyElseReports) {
+    Report();
+    clock.Set(110.5);
+    Report();
+    EXPECT_EQ(Peer::CountShelves(*Peer::CurrentSlice(generator)), 1);
+}
+
 /// The lanes are passed one after the other, and in one that is passed a client may still file.
 TEST_F(ClientInALane, IsInItsSliceThoughThatEndsWhileItIsPutTogether) {
     CKZStatGenLane& elsewhere = WorkersLane();

@@ -535,6 +535,18 @@ TEST_F(FreeStandingDictionary, AddsAlikeForADumpAndFromASlice) {
     EXPECT_EQ(DumpOf(fromSlice), DumpOf(source));
 }
 
+/// Longer than what a measurement tells of its name.
+TEST_F(FreeStandingDictionary, AddsLongNamesThatDifferAtTheirEndApart) {
+    const std::string common(600, 'x');
+    Dictionary source;
+    for (const char* end : {"a", "b"}) SetUnlike(source, (common + end).c_str());
+    for (int time = 0; time < 2; ++time) dictionary.AddValuesOfDict(&source, AddForDump);
+    EXPECT_EQ(dictionary.entries(), 2U);
+    for (const char* end : {"a", "b"})
+        EXPECT_EQ(dictionary.GetCount((common + end).c_str()),
+                  2 * source.GetCount((common + end).c_str()));
+}
+
 TEST_F(FreeStandingDictionary, LeavesTheOtherAsItWas) {
     Dictionary source;
     SetUnlike(source, "a");

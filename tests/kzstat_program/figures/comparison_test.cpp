@@ -27,4 +27,32 @@ TEST(WelchProbability, NeedsTwoValuesEach) {
     EXPECT_FALSE(kzstatprogram::WelchProbability({0, 0, 0}, {0, 0, 0}));
 }
 
+using Types = CKZStatPointTypeEnum;
+
+/// A run with one name, whose values or slices are `sample`.
+kzstatprogram::ComparedRun RunOf(Types::PointType type, const kzstatprogram::Sample& sample) {
+    kzstatprogram::Statistics row;
+    row.name = "login";
+    row.type = type;
+    return {{row}, {sample}};
+}
+
+TEST(Comparison, TestsWhatTheKindOfANameHasSamplesOf) {
+    const auto tested = [](Types::PointType type) {
+        return TestedIn(RunOf(type, {}).statistics.front());
+    };
+    EXPECT_EQ(kzstatprogram::Tested::Values, tested(Types::Timer));
+    EXPECT_EQ(kzstatprogram::Tested::Levels, tested(Types::LoadSize));
+    EXPECT_EQ(kzstatprogram::Tested::Rates, tested(Types::Counter));
+}
+
+TEST(Comparison, TakesNoRateForAMean) {
+    const auto timed = RunOf(Types::Timer, {10, 110, 1});
+    const auto counted = RunOf(Types::Counter, {10, 7, 1});
+    const auto difference = Compare(timed, counted).front();
+    EXPECT_EQ(110, MeanOf(difference.sampleBefore));
+    EXPECT_FALSE(MeanOf(difference.sampleAfter));
+    EXPECT_FALSE(IsSignificant(difference));
+}
+
 }  // namespace

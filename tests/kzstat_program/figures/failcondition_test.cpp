@@ -92,6 +92,11 @@ TEST(FailCondition, NeedsNoBlanksAroundAComparison) {
     EXPECT_FALSE(Check("login time mean > -5", 0, -6));
 }
 
+TEST(FailCondition, MayEndWithBlanks) {
+    EXPECT_TRUE(Check("login time mean > 5ms  ", 0, 6));
+    EXPECT_TRUE(Check("login time mean +10% ", 100, 111));
+}
+
 TEST(FailCondition, BoundsAnyPercentile) {
     const auto check = [](const std::string& condition) {
         return FailCondition(condition).Check({}, RunWithTimes({100, 200, 300, 400}));

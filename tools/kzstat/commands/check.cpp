@@ -22,6 +22,7 @@ void CheckSlices(kzjournal::Reader& journal, bool isMerged) {
     try {
         journal.ForEachSliceAfter(
             0, [&](const kzjournal::Slice& slice) { conservation.Check(slice); });
+        journal.CheckSums();
     } catch (const kzjournal::Error& damage) {
         throw Violation(damage.what());
     }

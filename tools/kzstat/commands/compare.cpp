@@ -38,7 +38,7 @@ struct Runs {
 void Print(const std::vector<ComparisonRow>& rows, Output& output) {
     const std::vector<std::string> lines = TableOf(rows, NameWidth(output)).Lines();
     for (std::size_t i = 0; i < lines.size(); ++i)
-        output.WriteLine(lines[i],
+        output.WriteLine(output.Fit(lines[i]),
                          i > 0 && rows[i - 1].isSignificant ? Output::Striking : Output::Plain);
 }
 

@@ -103,17 +103,27 @@ std::string LineOf(const kzjournal::Slice& slice, std::size_t position,
     return line;
 }
 
-/// Writes a line per name with each slice, for programs that read along.
+/// As the reader selects slices: the range that a slice covers selects that slice.
+bool IsIn(kzjournal::Reader& journal, const kzjournal::TimeRange& range,
+          const kzjournal::Slice& slice) {
+    const double begin = slice.elapsed - journal.Facts().sliceLength;
+    return journal.CountSlices({std::max(range.from, begin), std::min(range.to, slice.elapsed)}) >
+           0;
+}
+
+/// Writes a line per name with each slice in the range, for programs that read along.
 void FollowInLines(kzjournal::Reader& journal, const ShowOptions& options, Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     int lastSliceId = 0;
     bool hasEnded = false;
     do {
         hasEnded = journal.HasEnded();
+        const kzjournal::TimeRange range = options.range.RangeOf(journal);
         journal.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
+            lastSliceId = slice.id;
+            if (!IsIn(journal, range, slice)) return;
             for (std::size_t i = 0; i < slice.records.size(); ++i)
                 output.WriteLine(LineOf(slice, i, percentiles));
-            lastSliceId = slice.id;
         });
         output.Flush();
     } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));

@@ -58,8 +58,13 @@ std::optional<double> WelchProbability(const Sample& a, const Sample& b) {
     return 2 * cdf(complement(boost::math::students_t(freedom), std::abs(t)));
 }
 
+std::optional<double> MeanOf(const Sample& sample) {
+    if (!(sample.count > 0)) return std::nullopt;
+    return sample.mean;
+}
+
 Tested TestedIn(const Statistics& row) {
-    if (row.deviation) return Tested::Values;
+    if (IsSampled(row.type)) return Tested::Values;
     return IsLevel(row.type) ? Tested::Levels : Tested::Rates;
 }
 
@@ -92,9 +97,13 @@ std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& af
     for (std::size_t i = 0; i < before.statistics.size(); ++i) {
         const std::size_t j = PositionOf(after.statistics, before.statistics[i].name);
         if (j == after.statistics.size()) continue;
-        differences.push_back({&before.statistics[i], &after.statistics[j], before.samples[i],
-                               after.samples[j],
-                               WelchProbability(before.samples[i], after.samples[j])});
+        const Statistics& first = before.statistics[i];
+        const Statistics& second = after.statistics[j];
+        // A mean of values and one of rates have no difference.
+        const bool isAlike = TestedIn(first) == TestedIn(second);
+        const Sample other = isAlike ? after.samples[j] : Sample();
+        differences.push_back({&first, &second, before.samples[i], other,
+                               WelchProbability(before.samples[i], other)});
     }
     return differences;
 }
@@ -106,8 +115,9 @@ bool IsSignificant(const Difference& difference) {
 std::vector<Percentile> PercentilesIn(const Difference& difference,
                                       const std::vector<Percentile>& percentiles) {
     const bool hasOne = difference.before->distribution || difference.after->distribution;
-    return hasOne && TestedIn(*difference.before) == Tested::Values ? percentiles
-                                                                    : std::vector<Percentile>();
+    const bool areSamples = TestedIn(*difference.before) == Tested::Values &&
+                            TestedIn(*difference.after) == Tested::Values;
+    return hasOne && areSamples ? percentiles : std::vector<Percentile>();
 }
 
 std::optional<double> RelativeDifference(const std::optional<double>& before,

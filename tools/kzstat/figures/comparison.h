@@ -18,6 +18,9 @@ struct Sample {
     double variance = 0;  ///< of the sample: divided by count - 1; 0 for a single value
 };
 
+/// Nothing without values.
+std::optional<double> MeanOf(const Sample& sample);
+
 /// How probable a difference of the means is that is at least this large where there is none
 /// between what the samples are drawn from: Welch's test, on both sides. Nothing where a sample has
 /// fewer than two values.
@@ -38,7 +41,8 @@ struct ComparedRun {
 
 ComparedRun ReadForComparison(kzjournal::Reader& journal, const kzjournal::TimeRange& range);
 
-/// A name that is in both runs.
+/// A name that is in both runs. Where its kind in the second one has other samples than in the
+/// first, the second sample has no values.
 struct Difference {
     const Statistics* before;
     const Statistics* after;
@@ -52,8 +56,8 @@ std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& af
 /// True where chance alone would seldom make the difference.
 bool IsSignificant(const Difference& difference);
 
-/// Those of `percentiles` that are shown of a name: all, if its values are samples and a run has
-/// their distribution.
+/// Those of `percentiles` that are shown of a name: all, if its values are samples in both runs
+/// and one has their distribution.
 std::vector<Percentile> PercentilesIn(const Difference& difference,
                                       const std::vector<Percentile>& percentiles);
 

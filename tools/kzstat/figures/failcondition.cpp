@@ -97,13 +97,14 @@ bool IsInUnitOfValues(const std::string& statistic) {
 }  // namespace
 
 FailCondition::FailCondition(const std::string& text) : m_text(text) {
-    std::string subject = text;
+    TrimEnd(m_text);
+    std::string subject = m_text;
     const std::optional<Change> change = TakeChange(subject);
     if (change && ReadSubject(subject)) {
         m_limit = *change;
         return;
     }
-    subject = text;
+    subject = m_text;
     const std::optional<Bound> bound = TakeBound(subject);
     if (!bound || !ReadSubject(subject))
         throw kzjournal::Error("'" + text +

@@ -36,7 +36,7 @@ Json JsonOf(const Difference& difference, const std::vector<Percentile>& percent
               {"type", TypeText(before.type)},
               {"unit", before.unit},
               {"tested", TextOf(TestedIn(before))}};
-    json.update(BothOf(difference.sampleBefore.mean, difference.sampleAfter.mean));
+    json.update(BothOf(MeanOf(difference.sampleBefore), MeanOf(difference.sampleAfter)));
     json["p_value"] = Number(difference.probability.value_or(kNone));
     json["is_significant"] = IsSignificant(difference);
     json["percentiles"] = Json::object();

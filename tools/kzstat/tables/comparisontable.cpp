@@ -51,8 +51,8 @@ std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
                                   const std::vector<Percentile>& percentiles) {
     std::vector<ComparisonRow> rows;
     for (const Difference& each : differences) {
-        rows.push_back({each.before->name, QuantityOf(each), each.sampleBefore.mean,
-                        each.sampleAfter.mean, each.probability, IsSignificant(each)});
+        rows.push_back({each.before->name, QuantityOf(each), MeanOf(each.sampleBefore),
+                        MeanOf(each.sampleAfter), each.probability, IsSignificant(each)});
         for (const Percentile& percentile : PercentilesIn(each, percentiles))
             rows.push_back({each.before->name, percentile.title + " " + each.before->unit,
                             QuantileOf(*each.before, percentile.quantile),
