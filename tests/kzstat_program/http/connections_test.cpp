@@ -96,6 +96,17 @@ TEST(Connections, CutsTheNextOneWhileTheLongestIsNotClosedYet) {
     EXPECT_FALSE(third.IsCut());
 }
 
+TEST(Connections, CutsNobodyForThoseThatWereCutBefore) {
+    Connections connections(2, hours(1));
+    Pair cut(connections);
+    Pair follower(connections);
+    connections.Follow(follower.handle);
+    { const Pair second(connections); }
+    EXPECT_TRUE(cut.IsCut());
+    Pair third(connections);
+    EXPECT_FALSE(third.IsCut());
+}
+
 TEST(Connections, CutsNobodyAfterOneHasGone) {
     Connections connections(2, hours(1));
     Pair first(connections);
