@@ -127,10 +127,6 @@ def read_all(clients, seconds=TIMEOUT):
     return list(sizes.values())
 
 
-def has_come(client):
-    return bool(select.select([client], [], [], 0)[0])
-
-
 def waits_to_be_cut_off(client):
     """Reads nothing meanwhile. True if it was."""
     poll = select.poll()
