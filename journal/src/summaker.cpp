@@ -54,6 +54,7 @@ void SumMaker::MakeOfSlices(SQLite::Database& database, const std::string& path,
     std::vector<SliceKey> slices = work.slices;
     std::sort(slices.begin(), slices.end());
     std::vector<int> ids;
+    ids.reserve(slices.size());
     for (const auto& [elapsed, id] : slices) ids.push_back(id);
     SliceLoader loader(database, path, work.run, kSchemaVersion);
     SliceSum sum;
