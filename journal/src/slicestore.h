@@ -101,24 +101,26 @@ private:
     void Use(SQLite::Database&& database);
     template <class Action>
     void Guarded(Action action);
+    template <class Action>
+    void ForgettingNames(Action action);
     void RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const;
     bool WriteWhole(int run, const CKZStatSliceValues& slice,
                     const RecordDistributions& distributions, const std::vector<int>& sources,
                     long long expectedSlices);
-    bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice, int64_t checksum);
-    void InsertMessage(int run, int chunk, const CKZStatSliceValues& slice);
+    bool InsertSlice(const Chunk& chunk, const CKZStatSliceValues& slice, int64_t checksum);
+    void InsertMessage(const Chunk& chunk, const CKZStatSliceValues& slice);
     [[noreturn]] void Refuse(int sliceId, const std::string& why) const;
     void RefuseOtherContent(int run, int sliceId, int64_t checksum);
-    void InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
+    void InsertRecords(const Chunk& chunk, const CKZStatSliceValues& slice,
                        const RecordDistributions& distributions);
     void InsertSource(int sliceId, int source);
-    bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
+    bool InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record, std::string_view distribution,
                       const Percentiles& percentiles);
     void NoteExpectedSlices(int run, long long expectedSlices);
-    int ChunkFor(int run, int sliceId) const;
-    void CountIn(int run, int number, const CKZStatSliceValues& slice,
-                 std::size_t distributionBytes);
+    Chunk& OpenChunkFor(int run, int sliceId);
+    void CountIn(Chunk& chunk, const CKZStatSliceValues& slice,
+                 std::size_t distributionBytes) noexcept;
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
     void MakeSums(int most);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <span>
 #include <tuple>
 
@@ -26,7 +27,14 @@ constexpr std::size_t kSlicesAtOnce = 8;
 
 }  // namespace
 
-void SumMaker::Count(int run, int sliceId, double elapsed, std::size_t records) {
+void SumMaker::Count(int run, int sliceId, double elapsed, std::size_t records) noexcept {
+    try {
+        Add(run, sliceId, elapsed, records);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+void SumMaker::Add(int run, int sliceId, double elapsed, std::size_t records) {
     Run& known = m_runs[run];
     known.slices.emplace_back(elapsed, sliceId);
     known.records += records;
