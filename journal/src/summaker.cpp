@@ -63,7 +63,7 @@ void SumMaker::MakeOfSlices(SQLite::Database& database, const std::string& path,
     std::sort(slices.begin(), slices.end());
     std::vector<int> ids;
     for (const auto& [elapsed, id] : slices) ids.push_back(id);
-    SliceLoader loader(database, path, work.run, kSchemaVersion);
+    SliceLoader loader(database, path, work.run, kSchemaVersion, nullptr);
     SliceSum sum;
     for (std::span<const int> left = ids; !left.empty();) {
         const std::vector<Slice> loaded =
@@ -101,8 +101,8 @@ void SumMaker::MakeOfSums(SQLite::Database& database, const std::string& path, c
     std::sort(parts.begin(), parts.end(), [](const SumFacts& a, const SumFacts& b) {
         return std::tie(a.firstElapsed, a.firstId) < std::tie(b.firstElapsed, b.firstId);
     });
-    SliceLoader names(database, path, work.run, kSchemaVersion);
-    const StoredSums stored(database, path, work.run);
+    SliceLoader names(database, path, work.run, kSchemaVersion, nullptr);
+    const StoredSums stored(database, path, work.run, nullptr);
     SliceSum sum;
     int slices = 0;
     for (const SumFacts& part : parts) {
