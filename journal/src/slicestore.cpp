@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -437,24 +438,40 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
 void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
     MakeSums(kAllSums);
     CloseChunks();
-    Guarded([&] { MoveClosedChunks(); });
+    try {
+        MoveClosedChunks();
+    } catch (const std::exception&) {
+        // They are read where they are, and the end may need less room than they do.
+    }
     EndRun(0, time, lostSlices, expectedSlices);
+    Database().setBusyTimeout(kWaitForReadersMilliseconds);
+    try {
+        EmptyTheLog();
+    } catch (const SQLite::Exception&) {
+        // `LeaveCompanions` meets it again.
+    }
+    Database().setBusyTimeout(kLockWaitMilliseconds);
+}
+
+void SliceStore::LeaveCompanions() {
     const std::string obstacle = PutAllIntoTheFile();
     if (obstacle.empty()) return;
     if (m_safety == SafeAtTheEnd) throw Error(obstacle);
     throw Error(obstacle + "; " + m_path + "-wal belongs to it: copy and move both together");
 }
 
+/// Returns false where readers hinder it.
+bool SliceStore::EmptyTheLog() {
+    if (m_safety == SafeAtTheEnd) Database().exec("PRAGMA synchronous = FULL");
+    return Database().execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() == 0;
+}
+
 /// Returns what stood against it, or an empty text. Companions go as well unless somebody has the
 /// file open; they are empty then.
 std::string SliceStore::PutAllIntoTheFile() {
     try {
-        if (m_safety == SafeAtTheEnd) Database().exec("PRAGMA synchronous = FULL");
-        Database().setBusyTimeout(kWaitForReadersMilliseconds);
-        const bool isHindered =
-            Database().execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
-        Database().setBusyTimeout(kLockWaitMilliseconds);
-        const bool isComplete = !isHindered && (LeaveTheLog(Database()) || m_safety == SafeAtOnce);
+        const bool isComplete =
+            EmptyTheLog() && (LeaveTheLog(Database()) || m_safety == SafeAtOnce);
         return isComplete ? std::string() : "another program reads " + m_path;
     } catch (const SQLite::Exception& error) {
         return Explain("write", m_path, error);

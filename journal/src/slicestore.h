@@ -78,9 +78,13 @@ public:
     void EndRun(int run, std::optional<double> time, long long lostSlices,
                 long long expectedSlices);
 
-    /// Ends the run of the file, which is complete without its companions then. Throws also where
-    /// it is not: what was safe at once is still safe in the companions, the rest is worth nothing.
+    /// Ends the run of the file, and waits for its readers.
     void End(std::optional<double> time, long long lostSlices, long long expectedSlices);
+
+    /// Makes the file complete without its companions. Throws where it is not: what was safe at
+    /// once is still safe in the companions, the rest is worth nothing. REQUIRES: the run has
+    /// ended, and nothing else is called after that.
+    void LeaveCompanions();
 
 private:
     /// The database of a file with the statements that write into it.
@@ -128,6 +132,7 @@ private:
     int64_t PageBytes();
     void CloseChunks();
     void MoveClosedChunks();
+    bool EmptyTheLog();
     std::string PutAllIntoTheFile();
 
     std::string m_path;
