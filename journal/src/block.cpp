@@ -21,7 +21,8 @@ bool IsWithinRatio(std::size_t bytes, std::size_t blockBytes) {
     return bytes <= kMaxSharedBlockBytes || bytes / kMaxRatio <= blockBytes;
 }
 
-std::optional<std::string> Decompress(std::string_view frame, std::size_t maxBytes) {
+std::optional<std::string> Decompress(std::string_view frame, std::size_t maxBytes,
+                                      StepLimit* limit) {
     const unsigned long long bytes = ZSTD_getFrameContentSize(frame.data(), frame.size());
     // The marks of an unknown or wrong size are the largest numbers.
     if (bytes > maxBytes || !IsWithinRatio(static_cast<std::size_t>(bytes), frame.size()))
@@ -29,6 +30,7 @@ std::optional<std::string> Decompress(std::string_view frame, std::size_t maxByt
     // One frame and nothing behind it.
     if (ZSTD_findFrameCompressedSize(frame.data(), frame.size()) != frame.size())
         return std::nullopt;
+    if (limit != nullptr) limit->SpendOnBytes(static_cast<std::size_t>(bytes));
     std::string content(static_cast<std::size_t>(bytes), '\0');
     const std::size_t result =
         ZSTD_decompress(content.data(), content.size(), frame.data(), frame.size());
@@ -65,11 +67,12 @@ bool BlockPacker::Compress(std::string_view bytes) {
     return true;
 }
 
-std::optional<std::string> UnpackBlock(std::string_view block, std::size_t maxBytes) {
+std::optional<std::string> UnpackBlock(std::string_view block, std::size_t maxBytes,
+                                       StepLimit* limit) {
     if (block.empty()) return std::nullopt;
     const char form = block.front();
     block.remove_prefix(1);
-    if (form == kCompressed) return Decompress(block, maxBytes);
+    if (form == kCompressed) return Decompress(block, maxBytes, limit);
     if (form != kRaw || block.size() > maxBytes) return std::nullopt;
     return std::string(block);
 }

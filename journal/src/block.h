@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "steplimit.h"
+
 struct ZSTD_CCtx_s;
 
 namespace kzjournal {
@@ -38,8 +40,10 @@ private:
 };
 
 /// The bytes of which `BlockPacker` made the block; no value if it made no such block or they are
-/// more than `maxBytes`. Allocates no more than the block can be worth.
-std::optional<std::string> UnpackBlock(std::string_view block, std::size_t maxBytes);
+/// more than `maxBytes`. Allocates no more than the block can be worth, and spends steps of
+/// `limit`, unless it is null, before.
+std::optional<std::string> UnpackBlock(std::string_view block, std::size_t maxBytes,
+                                       StepLimit* limit);
 
 }  // namespace kzjournal
 

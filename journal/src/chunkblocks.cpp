@@ -44,6 +44,15 @@ std::string ExtremesOf(const CKZStatAggregate& lasts) {
     return bytes;
 }
 
+/// The file has a row for each entry of a block, so that a few small blocks cannot have entries
+/// without end.
+std::size_t MaxRowsIn(SQLite::Database& database) {
+    constexpr std::int64_t kMinRowBytes = 16;
+    const std::int64_t bytes = database.execAndGet("PRAGMA page_count").getInt64() *
+                               database.execAndGet("PRAGMA page_size").getInt64();
+    return static_cast<std::size_t>(bytes / kMinRowBytes);
+}
+
 void InsertBlock(SQLite::Statement& insert, int key, const std::string& block) {
     insert.tryReset();
     insert.bind(3, key);
@@ -130,15 +139,15 @@ bool MessageBlockReader::Load(int chunk, int sliceId) {
     SQLite::bind(query, m_run, chunk, sliceId);
     if (!query.executeStep()) return false;
     std::optional<std::string> bytes =
-        UnpackBlock(BytesAt(query, 0), kMaxValueBytes + kMaxEntryHeadBytes);
+        UnpackBlock(BytesAt(query, 0), kMaxValueBytes + kMaxEntryHeadBytes, m_limit);
     if (!bytes) return false;
     m_bytes = std::move(*bytes);
-    if (!Parse()) return false;
+    if (!Parse(MaxRowsIn(m_database))) return false;
     m_chunk = chunk;
     return true;
 }
 
-bool MessageBlockReader::Parse() {
+bool MessageBlockReader::Parse(std::size_t maxEntries) {
     m_entries.clear();
     PackedReader reader(m_bytes);
     int last = 0;
@@ -147,7 +156,7 @@ bool MessageBlockReader::Parse() {
         const std::optional<std::uint64_t> size = reader.TakeNumber();
         if (!id || !size) return false;
         const std::optional<std::string_view> message = reader.TakeBytes(*size);
-        if (!message) return false;
+        if (!message || m_entries.size() >= maxEntries) return false;
         m_entries.push_back({*id, *message});
         last = *id;
     }
@@ -169,18 +178,19 @@ bool DistributionBlockReader::LoadBlocks(int chunk) {
                             "SELECT block FROM distribution_blocks WHERE run_number = ?"
                             " AND chunk = ? ORDER BY number");
     SQLite::bind(query, m_run, chunk);
+    const std::size_t maxEntries = MaxRowsIn(m_database);
     std::size_t left = kMaxUnpackedChunkBytes;
     while (query.executeStep()) {
-        std::optional<std::string> bytes = UnpackBlock(BytesAt(query, 0), left);
+        std::optional<std::string> bytes = UnpackBlock(BytesAt(query, 0), left, m_limit);
         if (!bytes) return false;
         left -= bytes->size();
         m_blocks.push_back(std::move(*bytes));
-        if (!Parse(m_blocks.back())) return false;
+        if (!Parse(m_blocks.back(), maxEntries)) return false;
     }
     return true;
 }
 
-bool DistributionBlockReader::Parse(std::string_view bytes) {
+bool DistributionBlockReader::Parse(std::string_view bytes, std::size_t maxEntries) {
     PackedReader reader(bytes);
     Entry entry{0, 0, false, {}};
     while (!reader.IsAtEnd()) {
@@ -195,7 +205,7 @@ bool DistributionBlockReader::Parse(std::string_view bytes) {
         entry.sliceId = *sliceId;
         entry.lacksExtremes = *size % 2 != 0;
         const std::optional<std::string_view> form = reader.TakeBytes(*size / 2);
-        if (!form) return false;
+        if (!form || m_entries.size() >= maxEntries) return false;
         entry.bytes = *form;
         const auto key = [](const Entry& each) { return std::pair(each.nameId, each.sliceId); };
         if (!m_entries.empty() && key(m_entries.back()) >= key(entry)) return false;

@@ -62,8 +62,9 @@ private:
 /// Reads messages of closed chunks. Throws `SQLite::Exception`. Compatible.
 class MessageBlockReader {
 public:
-    /// `database` must outlive the reader.
-    MessageBlockReader(SQLite::Database& database, int run) : m_database(database), m_run(run) {}
+    /// `database`, and `limit` unless it is null, must outlive the reader.
+    MessageBlockReader(SQLite::Database& database, int run, StepLimit* limit)
+        : m_database(database), m_run(run), m_limit(limit) {}
 
     /// Returns false where the message is not there or damaged.
     bool Find(int chunk, int sliceId, std::string& message);
@@ -75,10 +76,11 @@ private:
     };
 
     bool Load(int chunk, int sliceId);
-    bool Parse();
+    bool Parse(std::size_t maxEntries);
 
     SQLite::Database& m_database;
     const int m_run;
+    StepLimit* const m_limit;
     // The block that was read last: a closed chunk never changes.
     int m_chunk = 0;
     std::string m_bytes;
@@ -88,9 +90,9 @@ private:
 /// Reads the distributions of closed chunks. Throws `SQLite::Exception`. Compatible.
 class DistributionBlockReader {
 public:
-    /// `database` must outlive the reader.
-    DistributionBlockReader(SQLite::Database& database, int run)
-        : m_database(database), m_run(run) {}
+    /// `database`, and `limit` unless it is null, must outlive the reader.
+    DistributionBlockReader(SQLite::Database& database, int run, StepLimit* limit)
+        : m_database(database), m_run(run), m_limit(limit) {}
 
     /// Reads those of the chunk. Returns false where they are damaged.
     bool Load(int chunk);
@@ -108,10 +110,11 @@ private:
     };
 
     bool LoadBlocks(int chunk);
-    bool Parse(std::string_view bytes);
+    bool Parse(std::string_view bytes, std::size_t maxEntries);
 
     SQLite::Database& m_database;
     const int m_run;
+    StepLimit* const m_limit;
     // The chunk that was read last, which never changes.
     int m_chunk = 0;
     std::deque<std::string> m_blocks;

@@ -40,7 +40,7 @@ void InsertChunk(SQLite::Database& database, const Chunk& chunk) {
 
 }  // namespace
 
-void ChunkMover::Move(SQLite::Database& database, const Chunk& chunk, bool isAll) {
+void ChunkMover::Move(SQLite::Database& database, const Chunk& chunk) {
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     MoveRows(database, chunk);
     MoveMessages(database, chunk);
@@ -48,6 +48,16 @@ void ChunkMover::Move(SQLite::Database& database, const Chunk& chunk, bool isAll
     MoveDistributions(database, chunk);
     SealNames(database, chunk);
     InsertChunk(database, chunk);
+    DeleteMoved(database, chunk);
+    transaction.commit();
+}
+
+void ChunkMover::DeleteMoved(SQLite::Database& database, const Chunk& chunk) {
+    SQLite::Statement others(
+        database, "SELECT 1 FROM recent_messages WHERE run_number != ? OR chunk != ? LIMIT 1");
+    SQLite::bind(others, chunk.run, chunk.number);
+    const bool isAll = !others.executeStep();
+    others.reset();
     for (const char* const table : {"recent_records", "recent_messages"}) {
         const std::string sql = std::string("DELETE FROM ") + table;
         // Much faster than row by row.
@@ -56,7 +66,6 @@ void ChunkMover::Move(SQLite::Database& database, const Chunk& chunk, bool isAll
         else
             ExecuteFor(database, chunk, sql + kOfChunk);
     }
-    transaction.commit();
 }
 
 void ChunkMover::MoveRows(SQLite::Database& database, const Chunk& chunk) {

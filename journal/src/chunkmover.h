@@ -25,9 +25,8 @@ struct Chunk {
 /// distributions into blocks. All operations throw `SQLite::Exception`. Compatible.
 class ChunkMover {
 public:
-    /// Moves all of the chunk within a transaction of its own. `isAll` says that nothing else is in
-    /// the recent tables.
-    void Move(SQLite::Database& database, const Chunk& chunk, bool isAll);
+    /// Moves all of the chunk within a transaction of its own.
+    void Move(SQLite::Database& database, const Chunk& chunk);
 
 private:
     /// What is kept of a record beside its row.
@@ -41,6 +40,7 @@ private:
     };
 
     static void MoveRows(SQLite::Database& database, const Chunk& chunk);
+    static void DeleteMoved(SQLite::Database& database, const Chunk& chunk);
     void MoveMessages(SQLite::Database& database, const Chunk& chunk);
     void ReadRecords(SQLite::Database& database, const Chunk& chunk);
     void MoveDistributions(SQLite::Database& database, const Chunk& chunk);

@@ -258,11 +258,24 @@ std::string Worker::EndRun() {
     }
 }
 
+/// Returns what went wrong, or an empty text.
+std::string Worker::LeaveCompanions() {
+    try {
+        m_store->LeaveCompanions();
+        return {};
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
 void Worker::End() {
     std::string failure;
     try {
         LookAround();
         failure = EndRun();
+        // Once more, since the end may have waited for readers.
+        LookAround();
+        if (failure.empty()) failure = LeaveCompanions();
     } catch (const std::exception& error) {
         LoseAll(error.what());
     }

@@ -83,6 +83,7 @@ private:
     void LoseAll(const std::string& reason);
     void Tidy();
     std::string EndRun();
+    std::string LeaveCompanions();
     void End();
     void Lose(const std::string& reason) RYP_REQUIRES(m_lock);
     SliceState StateOf(long long number) const RYP_REQUIRES(m_lock);

@@ -64,6 +64,7 @@ void BulkWriter::AddNote(const Note& note) {
 
 void BulkWriter::Close(std::optional<double> endTime, long long lostSlices) {
     m_store->End(endTime, lostSlices, m_keptSlices[0] + lostSlices);
+    m_store->LeaveCompanions();
     m_isComplete = true;
 }
 

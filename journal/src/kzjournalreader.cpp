@@ -132,9 +132,10 @@ struct Reader::State {
           run(source),
           file(journalPath),
           database(file.Get()),
-          loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); })),
+          loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); }),
+                 &file.Steps()),
           timeline(database, path, run),
-          sums(database, path, run) {}
+          sums(database, path, run, &file.Steps()) {}
 
     template <class Action>
     auto Guarded(Action action) {
@@ -173,6 +174,7 @@ struct Reader::State {
     std::vector<int> IdsIn(const TimeRange& range);
     std::vector<int> IdsAfter(int sliceId, int most);
     void VisitSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
+    void VisitMoreSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
     const RecordCounts& CountsOf(int chunk);
     std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
     NameInChunk FindInChunk(int chunk, std::int64_t nameId);
@@ -238,11 +240,18 @@ std::vector<int> Reader::State::IdsAfter(int sliceId, int most) {
     return {begin, begin + std::min<std::ptrdiff_t>(most, ids.end() - begin)};
 }
 
-/// Holds nothing of the file while a slice is visited, however long that takes.
 void Reader::State::VisitSlices(std::span<const int> ids,
                                 const std::function<void(Slice&)>& visit) {
+    file.AllowSteps();
+    VisitMoreSlices(ids, visit);
+}
+
+/// With the steps that are left. Holds nothing of the file while a slice is visited, however long
+/// that takes.
+void Reader::State::VisitMoreSlices(std::span<const int> ids,
+                                    const std::function<void(Slice&)>& visit) {
     while (!ids.empty()) {
-        std::vector<Slice> slices = Guarded([&] { return loader.Load(ids); });
+        std::vector<Slice> slices = file.ReadOn([&] { return loader.Load(ids); });
         for (Slice& slice : slices) visit(slice);
         ids = ids.subspan(slices.size());
     }
@@ -280,14 +289,19 @@ const SumFacts* Reader::State::FindSum(std::span<const Timeline::Entry> entries,
 }
 
 Slice Reader::State::LoadSum(const SumFacts& stored) {
-    return Guarded(
+    return file.ReadOn(
         [&] { return sums.Load(stored, [&](std::int64_t id) { return loader.FindName(id); }); });
 }
 
 void Reader::State::CheckSums(int level, std::span<const Timeline::Entry> entries) {
-    for (; !entries.empty(); entries = entries.subspan(1)) {
+    file.AllowSteps();
+    std::ptrdiff_t covered = 0;
+    for (; !entries.empty(); entries = entries.subspan(1), --covered) {
         const SumFacts* const stored = FindSum(level, entries);
         if (stored == nullptr) continue;
+        if (covered > 0)
+            throw Error("slice " + std::to_string(stored->firstId) + " is in two sums");
+        covered = stored->slices;
         if (!IsOfItsParts(*stored, entries.first(static_cast<std::size_t>(stored->slices))))
             throw Error("the sum of slices " + std::to_string(stored->firstId) + " to " +
                         std::to_string(stored->lastId) + " is not what they add up to");
@@ -301,7 +315,7 @@ bool Reader::State::IsOfItsParts(const SumFacts& stored, std::span<const Timelin
     if (stored.level == 1) {
         std::vector<int> ids;
         for (const Timeline::Entry& entry : entries) ids.push_back(entry.id);
-        VisitSlices(ids, [&](const Slice& slice) { isWhole = isWhole && sum.Add(slice); });
+        VisitMoreSlices(ids, [&](const Slice& slice) { isWhole = isWhole && sum.Add(slice); });
     }
     while (stored.level > 1 && !entries.empty()) {
         const SumFacts* const part = FindSum(stored.level - 1, entries);
@@ -331,11 +345,12 @@ std::vector<Piece> Reader::State::PiecesOf(std::span<const Timeline::Entry> entr
 
 void Reader::State::VisitSums(const std::vector<Piece>& pieces,
                               const std::function<void(const Slice&)>& visit) {
+    file.AllowSteps();
     for (const Piece& piece : pieces) {
         if (piece.sum != nullptr)
             visit(LoadSum(*piece.sum));
         else
-            VisitSlices(piece.ids, [&](Slice& slice) {
+            VisitMoreSlices(piece.ids, [&](Slice& slice) {
                 MakeSum(slice);
                 visit(slice);
             });

@@ -16,8 +16,6 @@
 namespace kzjournal {
 namespace {
 
-constexpr int kStepsBetweenLooks = 1000;
-
 /// The schema has a score of entries, and each takes some steps.
 constexpr long long kStepsForSchema = 8000;
 constexpr int kMaxSchemaTextBytes = 20000;
@@ -146,16 +144,6 @@ bool MayNeedToWrite(const SQLite::Exception& error) {
 }
 
 }  // namespace
-
-void StepLimit::Watch(sqlite3* database) {
-    sqlite3_progress_handler(database, kStepsBetweenLooks, OnProgress, this);
-}
-
-int StepLimit::OnProgress(void* self) {
-    StepLimit& limit = *static_cast<StepLimit*>(self);
-    limit.m_left -= kStepsBetweenLooks;
-    return limit.m_left < 0 || limit.IsStopped() ? 1 : 0;
-}
 
 ReadableDatabase::ReadableDatabase(const std::string& path) : m_path(path) {
     RefuseWhatIsNoFile(path);

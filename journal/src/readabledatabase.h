@@ -3,39 +3,14 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "kzjournalerror.h"
 #include "privatecopy.h"
-
-struct sqlite3;
+#include "steplimit.h"
 
 namespace kzjournal {
-
-/// Ends the work of a database that takes too many steps or is no longer wanted. Compatible.
-class StepLimit {
-public:
-    /// `database` must not outlive this.
-    void Watch(sqlite3* database);
-
-    void Allow(long long steps) { m_left = steps; }
-
-    /// Asked again and again while the database works; its work ends once it returns true.
-    void SetStopRequest(std::function<bool()> isRequested) {
-        m_isStopRequested = std::move(isRequested);
-    }
-
-    bool IsStopped() const { return m_isStopRequested && m_isStopRequested(); }
-
-private:
-    static int OnProgress(void* self);
-
-    std::function<bool()> m_isStopRequested;
-    long long m_left = 0;
-};
 
 /// A journal opened for reading, whoever wrote the file. It has the tables of the schema and
 /// nothing else, and belongs to the companions beside it. What the journal's process or a system
@@ -60,12 +35,21 @@ public:
     template <class Action>
     auto Read(Action action) {
         AllowSteps();
+        return ReadOn(action);
+    }
+
+    /// The same with the steps that are left of those before.
+    template <class Action>
+    auto ReadOn(Action action) {
         try {
             return action();
         } catch (const SQLite::Exception& error) {
             throw ExplainedError(error);
         }
     }
+
+    /// As many as `Read` takes.
+    void AllowSteps();
 
 private:
     void Open();
@@ -76,7 +60,6 @@ private:
     void RefuseLogOfAnotherRun();
     [[noreturn]] void RefuseLog() const;
     std::string RunIdOfFileAlone() const;
-    void AllowSteps();
     Error ExplainedError(const SQLite::Exception& error) const;
 
     const std::string m_path;

@@ -41,14 +41,15 @@ using RecordCounts = std::vector<std::pair<std::int64_t, int>>;
 /// `Error` and `SQLite::Exception`. Compatible.
 class SliceLoader {
 public:
-    /// `database` must outlive the loader.
-    SliceLoader(SQLite::Database& database, std::string path, int run, int schemaVersion)
+    /// `database`, and `limit` unless it is null, must outlive the loader.
+    SliceLoader(SQLite::Database& database, std::string path, int run, int schemaVersion,
+                StepLimit* limit)
         : m_database(database),
           m_path(std::move(path)),
           m_run(run),
           m_version(schemaVersion),
-          m_messageBlocks(database, run),
-          m_distributionBlocks(database, run) {}
+          m_messageBlocks(database, run, limit),
+          m_distributionBlocks(database, run, limit) {}
 
     /// The first slices of `ids`, in that order: at least one, and more as long as they lie in one
     /// chunk and their messages are not too long together. They

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -115,11 +116,20 @@ void SliceStore::Use(SQLite::Database&& database) {
 template <class Action>
 void SliceStore::Guarded(Action action) {
     try {
-        action();
+        ForgettingNames(action);
     } catch (const SQLite::Exception& error) {
-        // A rolled back slice takes the names that it brought with it.
-        m_nameIds.clear();
         throw Error(Explain("write", m_path, error));
+    }
+}
+
+/// A rolled back slice takes the names that it brought with it, whatever stood against it.
+template <class Action>
+void SliceStore::ForgettingNames(Action action) {
+    try {
+        action();
+    } catch (...) {
+        m_nameIds.clear();
+        throw;
     }
 }
 
@@ -174,38 +184,38 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
                             const RecordDistributions& distributions,
                             const std::vector<int>& sources, long long expectedSlices) {
     const int64_t checksum = ChecksumOf(slice, distributions);
+    Chunk& chunk = OpenChunkFor(run, slice.GetSliceId());
     SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
-    const int chunk = ChunkFor(run, slice.GetSliceId());
-    if (!InsertSlice(run, chunk, slice, checksum)) {
+    if (!InsertSlice(chunk, slice, checksum)) {
         RefuseOtherContent(run, slice.GetSliceId(), checksum);
         return false;
     }
-    InsertMessage(run, chunk, slice);
-    InsertRecords(run, chunk, slice, distributions);
+    InsertMessage(chunk, slice);
+    InsertRecords(chunk, slice, distributions);
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     NoteExpectedSlices(run, expectedSlices);
     transaction.commit();
-    CountIn(run, chunk, slice, distributions.ByteCount());
+    CountIn(chunk, slice, distributions.ByteCount());
     return true;
 }
 
-bool SliceStore::InsertSlice(int run, int chunk, const CKZStatSliceValues& slice,
+bool SliceStore::InsertSlice(const Chunk& chunk, const CKZStatSliceValues& slice,
                              int64_t checksum) {
     // Not `reset`, here and below: it would throw once more what the statement met last time.
     m_file->insertSlice.tryReset();
-    m_file->insertSlice.bind(1, run);
+    m_file->insertSlice.bind(1, chunk.run);
     m_file->insertSlice.bind(2, slice.GetSliceId());
     m_file->insertSlice.bind(3, slice.GetElapsed());
     m_file->insertSlice.bind(4, slice.GetEndTime());
-    m_file->insertSlice.bind(5, chunk);
+    m_file->insertSlice.bind(5, chunk.number);
     m_file->insertSlice.bind(6, checksum);
     return m_file->insertSlice.exec() > 0;
 }
 
-void SliceStore::InsertMessage(int run, int chunk, const CKZStatSliceValues& slice) {
+void SliceStore::InsertMessage(const Chunk& chunk, const CKZStatSliceValues& slice) {
     const std::string_view message = slice.GetMessage().view();
     m_file->insertMessage.tryReset();
-    SQLite::bind(m_file->insertMessage, run, slice.GetSliceId(), chunk);
+    SQLite::bind(m_file->insertMessage, chunk.run, slice.GetSliceId(), chunk.number);
     m_file->insertMessage.bindNoCopy(4, static_cast<const void*>(message.data()),
                                      static_cast<int>(message.size()));
     m_file->insertMessage.exec();
@@ -230,15 +240,13 @@ void SliceStore::RefuseOtherContent(int run, int sliceId, int64_t checksum) {
     Refuse(sliceId, "another slice with this id is in it");
 }
 
-void SliceStore::InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
+void SliceStore::InsertRecords(const Chunk& chunk, const CKZStatSliceValues& slice,
                                const RecordDistributions& distributions) {
     std::size_t position = 0;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
-        if (!InsertRecord(run, chunk, slice, record, distributions.FormOf(position),
-                          distributions.PercentilesOf(position))) {
-            m_nameIds.clear();
+        if (!InsertRecord(chunk, slice, record, distributions.FormOf(position),
+                          distributions.PercentilesOf(position)))
             Refuse(slice.GetSliceId(), "it has two records of " + std::string(record.name));
-        }
         ++position;
     }
 }
@@ -250,12 +258,12 @@ void SliceStore::InsertSource(int sliceId, int source) {
 }
 
 /// Returns false where the slice has a record of that name already.
-bool SliceStore::InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
+bool SliceStore::InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slice,
                               const CKZStatSliceValues::Record& record,
                               std::string_view distribution, const Percentiles& percentiles) {
     m_file->insertRecord.tryReset();
-    m_file->insertRecord.bind(1, run);
-    m_file->insertRecord.bind(2, chunk);
+    m_file->insertRecord.bind(1, chunk.run);
+    m_file->insertRecord.bind(2, chunk.number);
     m_file->insertRecord.bind(3, NameId(record.name));
     m_file->insertRecord.bind(4, slice.GetSliceId());
     m_file->insertRecord.bind(5, slice.GetElapsed());
@@ -277,20 +285,19 @@ void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
     m_file->seal.Seal(run);
 }
 
-/// The number of the chunk that a slice belongs to once it is kept: the open one, or a new one
-/// named after it.
-int SliceStore::ChunkFor(int run, int sliceId) const {
-    const auto open = m_openChunks.find(run);
-    return open == m_openChunks.end() ? sliceId : open->second.number;
+/// The chunk that a slice belongs to once it is kept: the open one, or a new one named after it.
+/// Made before the slice is in the file, since nothing may fail after that. One without slices has
+/// no name yet: its slice was not kept, or was there already and gave its name to another chunk.
+Chunk& SliceStore::OpenChunkFor(int run, int sliceId) {
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    Chunk& chunk = m_openChunks.try_emplace(run, Chunk{}).first->second;
+    if (chunk.slices == 0) chunk = {run, sliceId, 0, kNever, -kNever};
+    return chunk;
 }
 
-/// A new chunk is opened here, by a slice that is in the file: one that was there already gave its
-/// name to another chunk, maybe.
-void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice,
-                         std::size_t distributionBytes) {
-    constexpr double kNever = std::numeric_limits<double>::infinity();
-    Chunk& chunk =
-        m_openChunks.try_emplace(run, Chunk{run, number, 0, kNever, -kNever}).first->second;
+/// The slice is in the file.
+void SliceStore::CountIn(Chunk& chunk, const CKZStatSliceValues& slice,
+                         std::size_t distributionBytes) noexcept {
     ++chunk.slices;
     // Time goes back where a pause of the generator ends.
     chunk.firstElapsed = std::min(chunk.firstElapsed, slice.GetElapsed());
@@ -298,7 +305,7 @@ void SliceStore::CountIn(int run, int number, const CKZStatSliceValues& slice,
     m_openRecords += slice.GetRecords().size();
     m_openDistributionBytes += distributionBytes;
     m_openMessageBytes += slice.GetMessage().length();
-    m_sums.Count(run, slice.GetSliceId(), slice.GetElapsed(), slice.GetRecords().size());
+    m_sums.Count(chunk.run, slice.GetSliceId(), slice.GetElapsed(), slice.GetRecords().size());
 }
 
 int64_t SliceStore::NameId(std::string_view name) {
@@ -374,7 +381,8 @@ bool SliceStore::IsWorthMoving() const {
 
 /// Of all runs. None grows beyond its bounds then, even if it cannot be moved now.
 void SliceStore::CloseChunks() {
-    for (const auto& [run, chunk] : m_openChunks) m_closedChunks.push_back(chunk);
+    for (const auto& [run, chunk] : m_openChunks)
+        if (chunk.slices > 0) m_closedChunks.push_back(chunk);
     m_openChunks.clear();
     m_openRecords = 0;
     m_openDistributionBytes = 0;
@@ -383,10 +391,8 @@ void SliceStore::CloseChunks() {
 
 /// One that cannot be moved is tried again together with the next one.
 void SliceStore::MoveClosedChunks() {
-    for (; !m_closedChunks.empty(); m_closedChunks.pop_front()) {
-        const bool isAll = m_closedChunks.size() == 1 && m_openChunks.empty();
-        m_mover.Move(Database(), m_closedChunks.front(), isAll);
-    }
+    for (; !m_closedChunks.empty(); m_closedChunks.pop_front())
+        m_mover.Move(Database(), m_closedChunks.front());
 }
 
 void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
@@ -432,24 +438,40 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
 void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
     MakeSums(kAllSums);
     CloseChunks();
-    Guarded([&] { MoveClosedChunks(); });
+    try {
+        MoveClosedChunks();
+    } catch (const std::exception&) {
+        // They are read where they are, and the end may need less room than they do.
+    }
     EndRun(0, time, lostSlices, expectedSlices);
+    Database().setBusyTimeout(kWaitForReadersMilliseconds);
+    try {
+        EmptyTheLog();
+    } catch (const SQLite::Exception&) {
+        // `LeaveCompanions` meets it again.
+    }
+    Database().setBusyTimeout(kLockWaitMilliseconds);
+}
+
+void SliceStore::LeaveCompanions() {
     const std::string obstacle = PutAllIntoTheFile();
     if (obstacle.empty()) return;
     if (m_safety == SafeAtTheEnd) throw Error(obstacle);
     throw Error(obstacle + "; " + m_path + "-wal belongs to it: copy and move both together");
 }
 
+/// Returns false where readers hinder it.
+bool SliceStore::EmptyTheLog() {
+    if (m_safety == SafeAtTheEnd) Database().exec("PRAGMA synchronous = FULL");
+    return Database().execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() == 0;
+}
+
 /// Returns what stood against it, or an empty text. Companions go as well unless somebody has the
 /// file open; they are empty then.
 std::string SliceStore::PutAllIntoTheFile() {
     try {
-        if (m_safety == SafeAtTheEnd) Database().exec("PRAGMA synchronous = FULL");
-        Database().setBusyTimeout(kWaitForReadersMilliseconds);
-        const bool isHindered =
-            Database().execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() != 0;
-        Database().setBusyTimeout(kLockWaitMilliseconds);
-        const bool isComplete = !isHindered && (LeaveTheLog(Database()) || m_safety == SafeAtOnce);
+        const bool isComplete =
+            EmptyTheLog() && (LeaveTheLog(Database()) || m_safety == SafeAtOnce);
         return isComplete ? std::string() : "another program reads " + m_path;
     } catch (const SQLite::Exception& error) {
         return Explain("write", m_path, error);

@@ -78,9 +78,13 @@ public:
     void EndRun(int run, std::optional<double> time, long long lostSlices,
                 long long expectedSlices);
 
-    /// Ends the run of the file, which is complete without its companions then. Throws also where
-    /// it is not: what was safe at once is still safe in the companions, the rest is worth nothing.
+    /// Ends the run of the file, and waits for its readers.
     void End(std::optional<double> time, long long lostSlices, long long expectedSlices);
+
+    /// Makes the file complete without its companions. Throws where it is not: what was safe at
+    /// once is still safe in the companions, the rest is worth nothing. REQUIRES: the run has
+    /// ended, and nothing else is called after that.
+    void LeaveCompanions();
 
 private:
     /// The database of a file with the statements that write into it.
@@ -101,24 +105,26 @@ private:
     void Use(SQLite::Database&& database);
     template <class Action>
     void Guarded(Action action);
+    template <class Action>
+    void ForgettingNames(Action action);
     void RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice) const;
     bool WriteWhole(int run, const CKZStatSliceValues& slice,
                     const RecordDistributions& distributions, const std::vector<int>& sources,
                     long long expectedSlices);
-    bool InsertSlice(int run, int chunk, const CKZStatSliceValues& slice, int64_t checksum);
-    void InsertMessage(int run, int chunk, const CKZStatSliceValues& slice);
+    bool InsertSlice(const Chunk& chunk, const CKZStatSliceValues& slice, int64_t checksum);
+    void InsertMessage(const Chunk& chunk, const CKZStatSliceValues& slice);
     [[noreturn]] void Refuse(int sliceId, const std::string& why) const;
     void RefuseOtherContent(int run, int sliceId, int64_t checksum);
-    void InsertRecords(int run, int chunk, const CKZStatSliceValues& slice,
+    void InsertRecords(const Chunk& chunk, const CKZStatSliceValues& slice,
                        const RecordDistributions& distributions);
     void InsertSource(int sliceId, int source);
-    bool InsertRecord(int run, int chunk, const CKZStatSliceValues& slice,
+    bool InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record, std::string_view distribution,
                       const Percentiles& percentiles);
     void NoteExpectedSlices(int run, long long expectedSlices);
-    int ChunkFor(int run, int sliceId) const;
-    void CountIn(int run, int number, const CKZStatSliceValues& slice,
-                 std::size_t distributionBytes);
+    Chunk& OpenChunkFor(int run, int sliceId);
+    void CountIn(Chunk& chunk, const CKZStatSliceValues& slice,
+                 std::size_t distributionBytes) noexcept;
     int64_t NameId(std::string_view name);
     bool IsWorthMoving() const;
     void MakeSums(int most);
@@ -126,6 +132,7 @@ private:
     int64_t PageBytes();
     void CloseChunks();
     void MoveClosedChunks();
+    bool EmptyTheLog();
     std::string PutAllIntoTheFile();
 
     std::string m_path;

@@ -120,7 +120,8 @@ Slice StoredSums::Load(const SumFacts& facts,
                             " WHERE run_number = ? AND level = ? AND number = ?");
     SQLite::bind(query, m_run, facts.level, static_cast<int64_t>(facts.number));
     if (!query.executeStep()) ThrowDamaged(facts);
-    const std::optional<std::string> content = UnpackBlock(BytesAt(query, 1), kMaxUnpackedSumBytes);
+    const std::optional<std::string> content =
+        UnpackBlock(BytesAt(query, 1), kMaxUnpackedSumBytes, m_limit);
     if (!content) ThrowDamaged(facts);
     Slice sum{facts.lastId, facts.lastElapsed, facts.endTime, {}, {}, {}};
     for (PackedReader reader(*content); !reader.IsAtEnd();) {

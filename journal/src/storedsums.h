@@ -42,9 +42,9 @@ void InsertSum(SQLite::Database& database, BlockPacker& packer, int run, const S
 /// The stored sums of a run. All operations throw `Error` and `SQLite::Exception`. Compatible.
 class StoredSums {
 public:
-    /// `database` must outlive this.
-    StoredSums(SQLite::Database& database, std::string path, int run)
-        : m_database(database), m_path(std::move(path)), m_run(run) {}
+    /// `database`, and `limit` unless it is null, must outlive this.
+    StoredSums(SQLite::Database& database, std::string path, int run, StepLimit* limit)
+        : m_database(database), m_path(std::move(path)), m_run(run), m_limit(limit) {}
 
     /// Adds those that have come since the last call. REQUIRES: a schema that has them.
     void Update();
@@ -69,6 +69,7 @@ private:
     SQLite::Database& m_database;
     const std::string m_path;
     const int m_run;
+    StepLimit* const m_limit;
     std::array<Level, kSumLevels> m_levels;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <span>
 #include <tuple>
 
@@ -26,7 +27,14 @@ constexpr std::size_t kSlicesAtOnce = 8;
 
 }  // namespace
 
-void SumMaker::Count(int run, int sliceId, double elapsed, std::size_t records) {
+void SumMaker::Count(int run, int sliceId, double elapsed, std::size_t records) noexcept {
+    try {
+        Add(run, sliceId, elapsed, records);
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+void SumMaker::Add(int run, int sliceId, double elapsed, std::size_t records) {
     Run& known = m_runs[run];
     known.slices.emplace_back(elapsed, sliceId);
     known.records += records;
@@ -56,7 +64,7 @@ void SumMaker::MakeOfSlices(SQLite::Database& database, const std::string& path,
     std::vector<int> ids;
     ids.reserve(slices.size());
     for (const auto& [elapsed, id] : slices) ids.push_back(id);
-    SliceLoader loader(database, path, work.run, kSchemaVersion);
+    SliceLoader loader(database, path, work.run, kSchemaVersion, nullptr);
     SliceSum sum;
     for (std::span<const int> left = ids; !left.empty();) {
         const std::vector<Slice> loaded =
@@ -94,8 +102,8 @@ void SumMaker::MakeOfSums(SQLite::Database& database, const std::string& path, c
     std::sort(parts.begin(), parts.end(), [](const SumFacts& a, const SumFacts& b) {
         return std::tie(a.firstElapsed, a.firstId) < std::tie(b.firstElapsed, b.firstId);
     });
-    SliceLoader names(database, path, work.run, kSchemaVersion);
-    const StoredSums stored(database, path, work.run);
+    SliceLoader names(database, path, work.run, kSchemaVersion, nullptr);
+    const StoredSums stored(database, path, work.run, nullptr);
     SliceSum sum;
     int slices = 0;
     for (const SumFacts& part : parts) {

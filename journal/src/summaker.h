@@ -29,7 +29,7 @@ public:
     using NameIds = std::function<std::int64_t(std::string_view)>;
 
     /// A slice is in the file.
-    void Count(int run, int sliceId, double elapsed, std::size_t records);
+    void Count(int run, int sliceId, double elapsed, std::size_t records) noexcept;
 
     bool HasWork() const { return !m_works.empty(); }
 
@@ -61,6 +61,7 @@ private:
         Slice slice;
     };
 
+    void Add(int run, int sliceId, double elapsed, std::size_t records);
     void MakeOfSlices(SQLite::Database& database, const std::string& path, const Work& work,
                       const NameIds& nameIdOf);
     void MakeOfSums(SQLite::Database& database, const std::string& path, const Work& work,

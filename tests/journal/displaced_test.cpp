@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <thread>
 
 #include "journal/faultydisk.h"
 #include "journal/journalfixture.h"
@@ -101,6 +103,23 @@ TEST_F(Displaced, AStrangerWhoComesBetweenTheLastSliceAndTheEndIsNotTouchedEithe
     Write(path + "-wal", "a stranger's");
     EXPECT_EQ(News(path + "-wal", 1), Close());
     EXPECT_EQ("a stranger's", TextIn(path + "-wal"));
+    ExpectWholeRunIn(Recovered(1), 2);
+}
+
+/// Closing waits for readers, which takes its time.
+TEST_F(Displaced, AFileThatIsRemovedWhileTheRunIsClosedIsNoticed) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));
+    ASSERT_EQ(SQLITE_OK,
+              sqlite3_exec(other, "BEGIN; SELECT * FROM runs", nullptr, nullptr, nullptr));
+    std::string told;
+    {
+        const std::jthread closing([&] { told = Close(); });
+        while (!kzjournal::Reader(path).HasEnded()) std::this_thread::yield();
+        std::filesystem::remove(path);
+        sqlite3_close(other);
+    }
+    EXPECT_EQ(News(path, 1), told);
     ExpectWholeRunIn(Recovered(1), 2);
 }
 

@@ -171,6 +171,46 @@ TEST_F(Faults, AFileThatAnotherHoldsLockedLosesNothingWhenItIsFreeAgain) {
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
 }
 
+/// A move needs more room on the disk than a slice.
+class FailingMove : public Faults {
+protected:
+    static constexpr int kSlicesOfAChunk = 240;
+
+    void SetUp() override {
+        Faults::SetUp();
+        Execute(
+            "CREATE TRIGGER full BEFORE INSERT ON chunks"
+            " BEGIN SELECT raise(FAIL, 'full'); END");
+    }
+    void AppendUpTo(int last) {
+        while (slices.SliceId() < last) ASSERT_EQ("", AppendLogins({1}));
+    }
+    std::string Chunks() { return Rows("SELECT chunk, slices FROM chunks"); }
+
+    const RyPTestClock clock{1000};  // stands still: no write takes too long
+};
+
+TEST_F(FailingMove, IsTriedAgainWithTheNextChunk) {
+    AppendUpTo(kSlicesOfAChunk + 10);
+    EXPECT_EQ(kSlicesOfAChunk + 10, static_cast<int>(SliceIds().size()));
+    EXPECT_EQ("", Chunks());
+    Execute("DROP TRIGGER full");
+    AppendUpTo(2 * kSlicesOfAChunk - 10);
+    EXPECT_EQ("", Chunks());
+    AppendUpTo(2 * kSlicesOfAChunk + 10);
+    EXPECT_EQ("", Close());
+    EXPECT_EQ("1|241|\n242|240|\n482|9|\n", Chunks());
+    EXPECT_EQ(2 * kSlicesOfAChunk + 10, static_cast<int>(SliceIds().size()));
+}
+
+TEST_F(FailingMove, DoesNotKeepTheRunFromItsEnd) {
+    AppendUpTo(kSlicesOfAChunk + 10);
+    EXPECT_EQ("", Close());
+    EXPECT_EQ(0, writer.LostSlices());
+    EXPECT_TRUE(kzjournal::Reader(path).HasEnded());
+    EXPECT_EQ(kSlicesOfAChunk + 10, static_cast<int>(SliceIds().size()));
+}
+
 TEST_F(Faults, AFileThatIsDestroyedUnderTheRunIsToldAndTheRunGoesOn) {
     sqlite3* other = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &other));

@@ -154,6 +154,39 @@ TEST_F(StoredSums, ThatAreNotThoseOfTheirSlicesAreFound) {
     }
 }
 
+/// Each slice is in one sum of a level: a file in which many share their slices would be checked
+/// without end.
+TEST_F(StoredSums, ThatShareSlicesAreFound) {
+    // So that names have the same ids in both files.
+    const auto keepTwoNames = [](MadeSlice& slice) {
+        slice.records.erase(slice.records.begin(), slice.records.end() - 2);
+        slice.distributions.erase(slice.distributions.begin(), slice.distributions.end() - 2);
+    };
+    Make(130, keepTwoNames);
+    const std::string other = std::exchange(path, folder.Path("this.kzj"));
+    random.seed(1);
+    kzjournal::BulkWriter bulk(path, run);
+    std::vector<const CKZStatDistribution*> shown;
+    for (int i = 1; i <= 130; ++i) {
+        MadeSlice slice = NextSlice();
+        keepTwoNames(slice);
+        if (i > 30) bulk.Append(ViewOf(slice, shown));
+    }
+    bulk.Close(1.7e9 + 130, 0);
+    const std::string shifted = std::exchange(path, other);
+    Execute("ATTACH '" + shifted +
+            "' AS other; DELETE FROM sums WHERE number = 1;"
+            "INSERT INTO sums SELECT * FROM other.sums");
+    EXPECT_EQ("31|90|\n61|120|\n",
+              Rows("SELECT first_slice_id, last_slice_id FROM sums ORDER BY first_slice_id"));
+    try {
+        kzjournal::Reader(path).CheckSums();
+        ADD_FAILURE() << "not found";
+    } catch (const kzjournal::Error& error) {
+        EXPECT_EQ("slice 61 is in two sums", std::string(error.what()));
+    }
+}
+
 TEST_F(StoredSums, AreThoseOfTheSlicesOverAnyRange) {
     Make(1000);
     kzjournal::Reader reader(path);
