@@ -3,7 +3,7 @@
 import uPlot from 'uplot';
 import {clock, elapsed, number, withUnit} from './format.js';
 import {HeatMap} from './heatmap.js';
-import {columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
+import {atMost, columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
 import {offerTooltip} from './tooltip.js';
 
 const VALUE_HEIGHT = 190;
@@ -60,7 +60,12 @@ class TimePlot {
     this.show(name, view);
     this.chart = new uPlot(this.options(view), this.data(view), place);
     this.chart.over.addEventListener('dblclick', () => view.onZoom(null));
-    if (view.zoom) this.chart.setScale('x', {min: view.zoom[0], max: view.zoom[1]});
+    this.showSpan(view);
+  }
+
+  // From the beginning of the first slice on, not from its end, where its point is.
+  showSpan({span: [min, max]}) {
+    this.chart.setScale('x', {min, max});
   }
 
   // New data in the chart that is there; the reader's cursor stays. False if it does not fit.
@@ -68,7 +73,8 @@ class TimePlot {
     this.show(name, view);
     const data = this.data(view);
     if (this.chart.series.length !== data.length) return false;
-    this.chart.setData(data, view.zoom === null);
+    this.chart.setData(data, false);
+    this.showSpan(view);
     return true;
   }
 }
@@ -175,7 +181,7 @@ class PercentilePlot extends LinePlot {
   describe(i, {axis, colours}) {
     const {unit, course} = this.name;
     if (!(this.run.grid.slices[i] > 0)) return null;
-    const figure = (label, field, colour) => [label, withUnit(course[field][i], unit), colour];
+    const figure = (label, field, colour) => [label, withUnit(atMost(course[field][i], course.maximum[i]), unit), colour];
     return {
       title: momentOf(axis, this.chart.data[0][i]),
       rows: [
