@@ -1,7 +1,7 @@
 // Plots over time: lines, and the heat map.
 
 import uPlot from 'uplot';
-import {clock, elapsed, number, withUnit} from './format.js';
+import {clock, elapsed, number, tick, withUnit} from './format.js';
 import {HeatMap} from './heatmap.js';
 import {atMost, columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
 import {offerTooltip} from './tooltip.js';
@@ -13,10 +13,9 @@ const LEFT_AXIS = 48;
 const RIGHT_AXIS = 40;
 const TICK_DISTANCE = 24;
 
-const TICKS = new Intl.NumberFormat('en', {notation: 'compact', maximumFractionDigits: 3});
 const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
 
-export const tickLabels = (_, splits) => splits.map((value) => TICKS.format(value));
+export const tickLabels = (_, splits) => splits.map(tick);
 
 export function axisLook(colours) {
   const lines = {stroke: colours.grid, width: 1};
