@@ -22,9 +22,9 @@
 /// Counts are whole numbers of 64 bits, and nothing is rounded. Any values added in any order, or
 /// split in any way and merged, give the same distribution to the bit, on every architecture.
 ///
-/// An empty distribution takes one pointer. Otherwise, it takes about 200 bytes, and 150 bytes for
-/// each power of two that has values; these grow to 270, 530 and 1,050 as a bucket exceeds 8, 16
-/// and 32 bits.
+/// An empty distribution takes one pointer. Otherwise, it takes about 200 bytes, and 280 bytes for
+/// each power of two that has values; these grow to 530 and 1,050 as a bucket exceeds 16 and 32
+/// bits.
 ///
 /// Compatible: one thread at a time changes an object and no other reads it meanwhile.
 class KZSTAT_EXPORT CKZStatDistribution {

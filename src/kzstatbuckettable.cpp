@@ -4,7 +4,7 @@
 #include <numeric>
 
 CKZStatBucketBlock::CKZStatBucketBlock(std::uint32_t key)
-    : m_words(std::make_unique<std::uint64_t[]>(kSize / sizeof(std::uint64_t))),
+    : m_words(std::make_unique<std::uint64_t[]>(kSize * kMinWidth / sizeof(std::uint64_t))),
       m_key(static_cast<std::uint16_t>(key)) {}
 
 void CKZStatBucketBlock::Increment(unsigned at) {

@@ -37,8 +37,6 @@ public:
         /// Returns false if the count is as large as the width allows.
         bool TryIncrement(unsigned at) const {
             switch (width) {
-                case 1:
-                    return TryIncrementAs<std::uint8_t>(at);
                 case 2:
                     return TryIncrementAs<std::uint16_t>(at);
                 case 4:
@@ -118,8 +116,6 @@ private:
     template <class Act>
     void AsTyped(const Act& act) const {
         switch (m_width) {
-            case 1:
-                return act(std::uint8_t{0});
             case 2:
                 return act(std::uint16_t{0});
             case 4:
@@ -129,11 +125,15 @@ private:
         }
     }
 
+    // Counts of one byte would soon have to grow, some earlier than others, and which width a
+    // bucket has could not be foreseen by the processor.
+    static constexpr std::uint8_t kMinWidth = 2;
+
     void Widen(unsigned width);
 
     std::unique_ptr<std::uint64_t[]> m_words;
     std::uint16_t m_key;
-    std::uint8_t m_width = 1;  // bytes of each count
+    std::uint8_t m_width = kMinWidth;  // bytes of each count
 };
 
 /// Counts by bucket, in blocks that are there only for powers of two that have or had values.

@@ -417,7 +417,7 @@ TEST(LackOfMemory, AddsAValueToADistributionOrChangesNothing) {
     }
     // Counts that become wider.
     CKZStatDistribution full;
-    for (int i = 0; i < 255; ++i) full.Add(1);
+    for (int i = 0; i < 65535; ++i) full.Add(1);
     CKZStatDistribution wider = full;
     wider.Add(1);
     EXPECT_EQ(1, ChangeWithFailingAllocations(

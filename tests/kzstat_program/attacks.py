@@ -1,11 +1,13 @@
 """Clients of `kzstat serve` that mean no good, and a look at what they cost it."""
 
+import json
 import os
 import re
 import select
 import socket
 import subprocess
 import time
+import urllib.request
 
 KZSTAT = os.environ["KZSTAT"]
 TIMEOUT = 120
@@ -39,6 +41,12 @@ class Server:
             client.sendall(request(path, fields))
             return everything(client)
 
+    def text(self, path="/metrics"):
+        """The body of an answer that succeeds."""
+        with urllib.request.urlopen(f"http://localhost:{self.port}{path}",
+                                    timeout=TIMEOUT) as answer:
+            return answer.read().decode()
+
     def peak_bytes(self):
         """The most memory that it has had so far."""
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
@@ -65,6 +73,26 @@ def everything(client):
 
 def status(answer):
     return int(answer.split(b" ", 2)[1]) if answer.startswith(b"HTTP/1.1 ") else 0
+
+
+def read_until(client, bytes_wanted):
+    received = b""
+    while bytes_wanted not in received:
+        data = client.recv(1 << 16)
+        assert data, received[-1000:]
+        received += data
+
+
+def next_update(server):
+    """The parts of the first one that comes."""
+    parts = []
+    with urllib.request.urlopen(f"http://localhost:{server.port}/api/events",
+                                timeout=TIMEOUT) as events:
+        while not parts or not parts[-1]["isLastPart"]:
+            line = events.readline()
+            if line.startswith(b"data: "):
+                parts.append(json.loads(line[6:]))
+    return parts
 
 
 def sleepers(server, count, path):

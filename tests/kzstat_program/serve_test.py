@@ -1,8 +1,10 @@
 """Tests of `kzstat serve` by clients that mean no good. SCALE multiplies their attacks."""
 
 import http.client
+import json
 import os
 import re
+import socket
 import ssl
 import subprocess
 import tempfile
@@ -82,6 +84,116 @@ class Memory(ServeTest):
             client.close()
 
 
+    def test_many_names_for_many_who_follow(self):
+        server = self.serve(self.run_of(names=10000 * SCALE, slices=2))
+        before = server.peak_bytes()
+        clients = attacks.sleepers(server, 32, "/api/events")
+        time.sleep(2)
+        for client in clients:
+            client.close()
+        self.assert_grew_little(server, before)
+
+    def test_the_metrics_of_many_names(self):
+        server = self.serve(self.run_of(names=10000 * SCALE, slices=2))
+        before = server.peak_bytes()
+        clients = attacks.sleepers(server, 32, "/metrics")
+        time.sleep(1)
+        sizes = attacks.read_all(clients)
+        self.assertEqual([sizes[0]] * 32, sizes)
+        self.assert_grew_little(server, before)
+
+
+class Parts(ServeTest):
+    """What is too much for one piece is all there in the end."""
+
+    NAMES = 3000
+
+    def names_in(self, events):
+        return [name["name"] for event in events for name in event["names"]]
+
+    def test_of_an_update_have_each_name_once(self):
+        server = self.serve(self.run_of(names=self.NAMES))
+        events = attacks.next_update(server)
+        self.assertGreater(len(events), 3)
+        self.assertEqual(list(range(len(events))), [event["part"] for event in events])
+        self.assertEqual([False] * (len(events) - 1) + [True],
+                         [event["isLastPart"] for event in events])
+        self.assertEqual([f"page.{i:06}.time" for i in range(self.NAMES)], self.names_in(events))
+
+    def test_of_metrics_have_each_family_once_and_each_name_in_it(self):
+        text = self.serve(self.run_of(names=self.NAMES)).text()
+        families = re.findall(r"^# TYPE (\S+) ", text, re.MULTILINE)
+        self.assertEqual(len(set(families)), len(families))
+        for line in ("kzstat_time_seconds_count", "kzstat_time_max_seconds"):
+            self.assertEqual(
+                [f"page.{i:06}.time" for i in range(self.NAMES)],
+                re.findall(rf'^{line}{{name="([^"]*)"', text, re.MULTILINE))
+
+    def test_of_slices_are_the_array_of_all_records(self):
+        server = self.serve(self.run_of(names=self.NAMES))
+        records = json.loads(server.text("/api/slices"))
+        self.assertEqual(
+            [(slice_id, f"page.{i:06}.time") for slice_id in (1, 2, 3) for i in range(self.NAMES)],
+            sorted((record["slice_id"], record["name"]) for record in records))
+
+
+class Replaced(ServeTest):
+    """Another run takes the place of the one that is served."""
+
+    def runs_shown(self, server):
+        metrics = server.text()
+        event = attacks.next_update(server)[-1]
+        return {
+            re.search(r'kzstat_run_info{run="([^"]*)",generator="([^"]*)"', metrics).groups(),
+            (event["run"]["id"], event["run"]["generator"])}
+
+    def wait_for(self, server, generator):
+        end = time.monotonic() + attacks.TIMEOUT
+        while f'generator="{generator}"' not in server.text():
+            self.assertLess(time.monotonic(), end)
+
+    def test_is_noticed_by_all_together(self):
+        path = self.run_of(generator="one", slices=3)
+        server = self.serve(path)
+        before = self.runs_shown(server)
+        self.assertEqual(3, len(json.loads(server.text("/api/slices"))))
+        os.replace(self.run_of("next.kzj", generator="two", slices=5), path)
+        self.wait_for(server, "two")
+        after = self.runs_shown(server)
+        self.assertEqual((1, 1), (len(before), len(after)))
+        self.assertNotEqual(before, after)
+        self.assertIn("kzstat_slices_total 5\n", server.text())
+        self.assertEqual(5, len(json.loads(server.text("/api/slices"))))
+
+    def test_is_told_to_those_who_follow(self):
+        path = self.run_of(generator="one")
+        server = self.serve(path)
+        with server.connect() as client:
+            client.sendall(attacks.request("/api/events"))
+            attacks.read_until(client, b'"generator":"one"')
+            os.replace(self.run_of("next.kzj", generator="two"), path)
+            attacks.read_until(client, b'"generator":"two"')
+
+    def test_by_what_is_no_journal_is_told_once_and_changes_nothing(self):
+        path = self.run_of(generator="one")
+        server = self.serve(path)
+        os.replace(self.write("next.kzj", "no journal at all"), path)
+        self.assertIn(path, server.process.stderr.readline())
+        self.assertIn('generator="one"', server.text())
+        os.replace(self.run_of("later.kzj", generator="two"), path)
+        self.wait_for(server, "two")
+        self.assertEqual(0, server.stop())
+        self.assertEqual("", server.process.stderr.read())
+
+    def test_by_nothing_changes_nothing(self):
+        path = self.run_of(generator="one")
+        server = self.serve(path)
+        os.remove(path)
+        self.assertIn('generator="one"', server.text())
+        self.assertEqual(0, server.stop())
+        self.assertEqual("", server.process.stderr.read())
+
+
 class Slow(ServeTest):
     def test_who_does_not_read_is_cut_off(self):
         server = self.serve(self.run_of(names=1000, slices=10))
@@ -103,6 +215,27 @@ class Slow(ServeTest):
         self.assertEqual(b"", attacks.everything(crowd[0]))
         crowd[-1].sendall(attacks.LOCAL.encode() + b"\r\n")
         self.assertEqual(200, attacks.status(attacks.everything(crowd[-1])))
+
+
+    def test_one_machine_of_many_keeps_nobody_out(self):
+        server = self.serve(self.run_of(), "--bind", "0.0.0.0")
+        crowd = [server.connect() for _ in range(64)]
+        for client in crowd:
+            self.addCleanup(client.close)
+        self.assertEqual(b"", attacks.everything(crowd[-1]))
+        with socket.create_connection(("127.0.0.1", server.port), timeout=attacks.TIMEOUT,
+                                      source_address=("127.0.0.2", 0)) as other:
+            other.sendall(attacks.request("/metrics"))
+            self.assertEqual(401, attacks.status(attacks.everything(other)))
+
+    def test_more_follow_than_there_are_places_for(self):
+        server = self.serve(self.run_of())
+        clients = attacks.sleepers(server, 64 * SCALE, "/api/events")
+        self.addCleanup(lambda: [client.close() for client in clients])
+        self.assert_answers(server)
+        refused = server.ask("/api/events")
+        self.assertEqual(503, attacks.status(refused))
+        self.assertTrue(refused.endswith(b"Too many pages follow the run; close some.\n"))
 
 
 class Token(ServeTest):

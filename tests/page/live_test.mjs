@@ -1,5 +1,6 @@
 import {test} from 'node:test';
-import {assertFiguresOf, cell, drawnPixels, figure, open} from './browser.mjs';
+import {renameSync} from 'node:fs';
+import {assertFiguresOf, cell, drawnPixels, figure, newPage, open} from './browser.mjs';
 import {Journal, Server, shop} from './runs.mjs';
 import assert from 'node:assert/strict';
 
@@ -84,4 +85,31 @@ test('goes on when the run outgrows its points', async (t) => {
   await hasSlices(page, 1002);
   assert.match(await page.locator('#facts').textContent(), /a point for 2 slices/);
   await assertFiguresOf(page, journal.path);
+});
+
+test('with the token of its address a page is let in, and the address forgets it', async (t) => {
+  const journal = await writing(t, 3);
+  const server = await Server.start(t, journal.path, '--port', '0', '--bind', '0.0.0.0');
+  const url = `http://127.0.0.1:${server.port}/`;
+  const stranger = await newPage(t);
+  assert.equal((await stranger.goto(url)).status(), 401);
+  const page = await open(t, `${url}?token=${server.token}`);
+  assert.equal(page.url(), url);
+  await says(page, 'live');
+  await journal.slice(shop(4));
+  await hasSlices(page, 4);
+  await page.reload();
+  await hasSlices(page, 4);
+});
+
+test('shows the run that takes the place of one that has ended', async (t) => {
+  const journal = await writing(t, 3);
+  await journal.end();
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await says(page, 'ended');
+  const next = await writing(t, 5);
+  await next.end();
+  renameSync(next.path, journal.path);
+  await hasSlices(page, 5);
 });

@@ -123,6 +123,7 @@ export class Server {
     for await (const line of createInterface({input: server.process.stdout})) {
       server.url = /https?:\S+(?=\/)/.exec(line)[0];
       server.port = Number(new URL(server.url).port);
+      server.token = /\?token=(\S+)/.exec(line)?.[1];
       return server;
     }
     throw new Error('the server ended at once');

@@ -121,6 +121,7 @@ test('a histogram counts what is at most its bounds and grows with the run', asy
   };
   await assertCounts(times.slice(0, 500));
   await journal.slice({'page.time': ['Timer', ...times.slice(500)]});
+  await until(async () => /^kzstat_slices_total 2$/m.test(await metricsOf(server)));
   await assertCounts(times);
 });
 

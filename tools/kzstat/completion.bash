@@ -16,11 +16,15 @@ _kzstat() {
     elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --percentiles ||
             $previous == --port || $previous == --bind ]]; then
         return
+    elif [[ $previous == --token-file || $previous == --tls-cert || $previous == --tls-key ]]; then
+        mapfile -t COMPREPLY < <(compgen -f -- "$word")
+        compopt -o filenames 2>/dev/null
+        return
     elif [[ $word == -* ]]; then
         case $command in
             show) words="--sort --follow --percentiles $range --help" ;;
             report) words="--output $range --help" ;;
-            serve) words='--port --bind --help' ;;
+            serve) words='--port --bind --token-file --tls-cert --tls-key --help' ;;
             compare) words="--fail-if --format --percentiles $range --help" ;;
             export) words="--format --spreadsheet-safe --percentiles --buckets $range --help" ;;
             merge) words='--output --help' ;;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <thread>
 
 namespace kzstatprogram {
 namespace {
@@ -95,6 +96,17 @@ TEST(Connections, CutsTheNextOneWhileTheLongestIsNotClosedYet) {
     EXPECT_FALSE(third.IsCut());
 }
 
+TEST(Connections, CutsNobodyForThoseThatWereCutBefore) {
+    Connections connections(2, hours(1));
+    Pair cut(connections);
+    Pair follower(connections);
+    connections.Follow(follower.handle);
+    { const Pair second(connections); }
+    EXPECT_TRUE(cut.IsCut());
+    Pair third(connections);
+    EXPECT_FALSE(third.IsCut());
+}
+
 TEST(Connections, CutsNobodyAfterOneHasGone) {
     Connections connections(2, hours(1));
     Pair first(connections);
@@ -111,6 +123,22 @@ TEST(Connections, CutsNoFollowerForItsLength) {
     Pair third(connections);
     EXPECT_FALSE(follower.IsCut());
     EXPECT_TRUE(second.IsCut());
+}
+
+TEST(Connections, AreOpenedAnsweredAndClosedByManyThreads) {
+    Connections connections(4, milliseconds(1));
+    const auto connectOften = [&] {
+        for (int i = 0; i < 200; ++i) {
+            const Pair pair(connections);
+            connections.StopClock(pair.handle);
+            connections.StartClock(pair.handle, hours(1));
+        }
+    };
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads) thread = std::thread(connectOften);
+    for (std::thread& thread : threads) thread.join();
+    Pair last(connections);
+    EXPECT_TRUE(last.WaitUntilCut());
 }
 
 }  // namespace

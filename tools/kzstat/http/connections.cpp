@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <iterator>
 
 namespace kzstatprogram {
@@ -26,7 +27,10 @@ Connections::~Connections() {
 Connections::Handle Connections::Open(int socket) {
     const RWMutexLock::LockGuard guard(m_lock);
     m_connections.push_back({socket, Clock::now() + m_patience});
-    if (m_connections.size() > m_places) CutLongest();
+    // Those that were cut are closed in a moment.
+    const auto taken = std::count_if(m_connections.begin(), m_connections.end(),
+                                     [](const Connection& each) { return !each.isCut; });
+    if (static_cast<std::size_t>(taken) > m_places) CutLongest();
     return std::prev(m_connections.end());
 }
 

@@ -19,8 +19,9 @@ namespace {
 using std::chrono::seconds;
 
 constexpr unsigned kPlaces = 64;
-/// Connections that were cut are closed a moment later.
-constexpr unsigned kPlacesOfTheCut = 16;
+/// Connections that were cut are closed a moment later. Until then the library turns away whoever
+/// comes beyond its own limit, which must hold a crowd that comes at once.
+constexpr unsigned kPlacesOfTheCut = 448;
 /// One machine of many does not keep the others out.
 constexpr unsigned kPlacesPerAddress = 32;
 constexpr std::size_t kMaxHeadBytes = 16384;

@@ -14,25 +14,41 @@ constexpr long kMillisecondsBetweenLooks = 200;
 }  // namespace
 
 LiveHistory::LiveHistory(const RunOpener& runs, const std::string& name)
-    : m_runs(runs),
-      m_name(name),
-      m_history(std::make_unique<RunHistory>(runs, name, kzjournal::TimeRange())),
-      m_run(runs.Open(name)),
-      m_thread([this] { Follow(); }) {}
+    : m_runs(runs), m_name(name) {
+    ReadAnew();
+    m_thread = std::thread([this] { Follow(); });
+}
 
 LiveHistory::~LiveHistory() {
     Stop();
     m_thread.join();
 }
 
-std::optional<LiveHistory::Update> LiveHistory::WaitForUpdate(const std::string& position,
+std::optional<LiveHistory::Update> LiveHistory::WaitForUpdate(Follower& follower,
                                                               std::chrono::milliseconds patience) {
     const RyPDeadline deadline(static_cast<long>(patience.count()));
     const RWMutexLock::LockGuard guard(m_lock);
-    while (!m_isStopped && Position() == position && m_changed.WaitUntil(m_lock, deadline)) {
+    while (!m_isStopped && LacksNothing(follower) && m_changed.WaitUntil(m_lock, deadline)) {
     }
-    if (m_isStopped || Position() == position) return std::nullopt;
-    return Update{PageJson(*m_history, PageAt(position)), Position(), m_history->HasEnded()};
+    if (m_isStopped || LacksNothing(follower)) return std::nullopt;
+    // Parts of different forms do not fit together.
+    if (follower.m_part && follower.m_form != Form()) follower.m_part.reset();
+    if (!follower.m_part) {
+        follower.m_form = Form();
+        follower.m_nextPosition = Position();
+    }
+    follower.m_part = NextPagePart(*m_history, PageAt(follower.m_position), follower.m_part);
+    Update update{std::move(follower.m_part->json), follower.m_part->isLast, false};
+    if (!update.isWhole) return update;
+    update.hasEnded = m_history->HasEnded();
+    // Of slices that have come since the first part, only some parts tell.
+    follower.m_position = follower.m_nextPosition;
+    follower.m_part.reset();
+    return update;
+}
+
+bool LiveHistory::LacksNothing(const Follower& follower) const {
+    return !follower.m_part && follower.m_position == Position();
 }
 
 void LiveHistory::Look(const std::function<void(const RunHistory&)>& visit) {
@@ -47,7 +63,6 @@ void LiveHistory::Stop() {
 }
 
 void LiveHistory::Follow() {
-    m_run->StopWhen(kzterminal::StopIsRequested);
     while (GoesOnAfterAPause()) CatchUp();
 }
 
@@ -62,6 +77,7 @@ bool LiveHistory::GoesOnAfterAPause() {
 /// Tells a trouble once, not for as long as it lasts.
 void LiveHistory::CatchUp() {
     try {
+        if (IsReplaced()) ReadAnew();
         // The file is read without the lock, since a disk may hang.
         const RunHistory::News news = RunHistory::NewsSince(*m_run, LastSliceId());
         m_trouble.clear();
@@ -81,9 +97,25 @@ bool LiveHistory::Add(const RunHistory::News& news) {
     return true;
 }
 
+/// A file that was removed may still be written.
+bool LiveHistory::IsReplaced() const {
+    const std::optional<kzfiles::FilePlace> place = kzfiles::PlaceOf(m_name);
+    return place && place->name.empty() && place != m_place;
+}
+
 void LiveHistory::ReadAnew() {
-    auto history = std::make_unique<RunHistory>(m_runs, m_name, kzjournal::TimeRange(),
-                                                kzterminal::StopIsRequested);
+    const std::optional<kzfiles::FilePlace> place = kzfiles::PlaceOf(m_name);
+    std::unique_ptr<RunReader> run = m_runs.Open(m_name);
+    run->StopWhen(kzterminal::StopIsRequested);
+    const bool isFirst = m_run == nullptr;
+    auto history = std::make_unique<RunHistory>(
+        m_runs, m_name, kzjournal::TimeRange(),
+        isFirst ? RunHistory::StopRequest() : kzterminal::StopIsRequested);
+    // The name was opened several times.
+    if (kzfiles::PlaceOf(m_name) != place)
+        throw kzjournal::Error("cannot read " + m_name + ": it is being replaced");
+    m_place = place;
+    m_run = std::move(run);
     const RWMutexLock::LockGuard guard(m_lock);
     m_history.swap(history);
     m_changed.NotifyAll();

@@ -7,8 +7,10 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "figures/runhistory.h"
+#include "files/fileplace.h"
 #include "page/pagejson.h"
 #include "reading/runopener.h"
 #include "rw/mutex.h"
@@ -17,15 +19,30 @@
 
 namespace kzstatprogram {
 
-/// The history of a run that goes on, kept up to date by a thread of its own. Safe for concurrent
-/// use.
+/// The history of a run that goes on, kept up to date by a thread of its own. Shows the run of
+/// another file as soon as it takes the place of this one. Safe for concurrent use.
 class LiveHistory {
 public:
-    /// What a page has not seen yet.
+    /// How far a page has come. Compatible.
+    class Follower {
+    public:
+        /// `position` is that of an update which the page has; of another run it has no meaning.
+        explicit Follower(std::string position) : m_position(std::move(position)) {}
+        const std::string& Position() const { return m_position; }
+
+    private:
+        friend class LiveHistory;
+        std::string m_position;          // of the last update that came whole
+        std::string m_nextPosition;      // of the one on its way
+        std::string m_form;              // at its beginning
+        std::optional<PagePart> m_part;  // of it; empty between updates
+    };
+
+    /// A part of what a page has not seen yet.
     struct Update {
         std::string json;
-        std::string position;  ///< of the page that has seen it
-        bool isLast;           ///< the run has ended
+        bool isWhole;   ///< the last part: the follower has come to the position of the update
+        bool hasEnded;  ///< so has the run
     };
 
     /// Has read the run when it returns. Throws kzjournal::Error.
@@ -35,11 +52,10 @@ public:
     LiveHistory(const LiveHistory&) = delete;
     LiveHistory& operator=(const LiveHistory&) = delete;
 
-    /// What a page at `position` lacks; everything where the position is none that an update of
-    /// this run gave. Waits for something to come, and returns nothing where it does not come in
-    /// time or `Stop` is called.
-    std::optional<Update> WaitForUpdate(const std::string& position,
-                                        std::chrono::milliseconds patience);
+    /// The next part of what a page lacks; of everything if its position is none that an update of
+    /// this run gave. Waits for something to come, and returns nothing if it does not come in time
+    /// or `Stop` is called.
+    std::optional<Update> WaitForUpdate(Follower& follower, std::chrono::milliseconds patience);
 
     void Look(const std::function<void(const RunHistory&)>& visit);
 
@@ -52,7 +68,9 @@ private:
     void CatchUp();
     int LastSliceId();
     bool Add(const RunHistory::News& news);
+    bool IsReplaced() const;
     void ReadAnew();
+    bool LacksNothing(const Follower& follower) const RYP_REQUIRES(m_lock);
     std::string Position() const RYP_REQUIRES(m_lock);
     PageState PageAt(const std::string& position) const RYP_REQUIRES(m_lock);
     std::string Form() const RYP_REQUIRES(m_lock);
@@ -64,8 +82,10 @@ private:
     bool m_isStopped RYP_GUARDED_BY(m_lock) = false;
     std::unique_ptr<RunHistory> m_history RYP_GUARDED_BY(m_lock);  // replaced by the thread
 
-    const std::unique_ptr<RunReader> m_run;  // of the constructor, then of the thread
-    std::string m_trouble;                   // of the thread
+    // Of the constructor, then of the thread.
+    std::optional<kzfiles::FilePlace> m_place;
+    std::unique_ptr<RunReader> m_run;
+    std::string m_trouble;
     std::thread m_thread;
 };
 

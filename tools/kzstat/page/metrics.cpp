@@ -4,9 +4,13 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <iterator>
+#include <utility>
+#include <vector>
 
 #include "figures/statistics.h"
+#include "kzjournalerror.h"
 #include "kzstatpointkind.h"
 #include "text/numbers.h"
 #include "text/utf8text.h"
@@ -15,6 +19,10 @@ namespace kzstatprogram {
 namespace {
 
 using Types = CKZStatPointTypeEnum;
+
+constexpr std::size_t kMaxPartBytes = std::size_t{256} << 10;
+
+constexpr char kHistogramFamily[] = "kzstat_time_distribution_seconds";
 
 constexpr double kMillisecondsPerSecond = 1000;
 constexpr double kNanosecondsPerMillisecond = 1e6;
@@ -56,11 +64,13 @@ std::string LabelsOf(const std::string& name, const CKZStatMessageRecord& record
 
 /// One name of the run with all that a family may show of it.
 struct Sample {
-    const CKZStatMessageRecord& record;
+    const std::string& name;
+    const RunHistory::Entry& entry;
     Statistics statistics;
     std::string labels;
     const CKZStatPointKind* kind;  // null where the type has none
 
+    const CKZStatMessageRecord& Record() const { return entry.latest; }
     bool IsTime() const { return kind != nullptr && kind->isDuration; }
     bool IsValue() const { return Is(CKZStatPointKind::Sampled) && !IsTime(); }
     bool IsLoad() const { return Is(CKZStatPointKind::Level); }
@@ -70,6 +80,11 @@ struct Sample {
         return kind != nullptr && kind->reading == reading;
     }
 };
+
+Sample SampleOf(const std::string& name, const RunHistory::Entry& entry, double seconds) {
+    return {name, entry, StatisticsOf(entry.latest, seconds), LabelsOf(name, entry.latest),
+            CKZStatPointKind::Find(entry.latest.type)};
+}
 
 class Exposition {
 public:
@@ -85,21 +100,12 @@ public:
         Family(name, type, help);
         Line(name, labels, value);
     }
+    void Add(const std::string& lines) { m_text += lines; }
     const std::string& Text() const { return m_text; }
 
 private:
     std::string m_text;
 };
-
-std::vector<Sample> SamplesOf(const RunHistory& history) {
-    std::vector<Sample> samples;
-    for (const auto& [name, entry] : history.Names()) {
-        samples.push_back({entry.latest, StatisticsOf(entry.latest, history.Seconds()),
-                           LabelsOf(name, entry.latest),
-                           CKZStatPointKind::Find(entry.latest.type)});
-    }
-    return samples;
-}
 
 void AddRun(Exposition& text, const RunHistory& history) {
     const kzjournal::Run& run = history.Facts();
@@ -117,41 +123,82 @@ void AddRun(Exposition& text, const RunHistory& history) {
                 static_cast<double>(history.LostSlices()));
 }
 
+/// What is shown of each name, and under what.
+struct Family {
+    std::string name;
+    const char* type;
+    const char* help;
+    std::function<void(Exposition&, const Sample&)> addLines;
+};
+
 /// Sum and count of the run, its extremes and the value of the last slice; divided by `unit`.
-void AddSummary(Exposition& text, const std::vector<Sample>& samples,
-                bool (Sample::*isOfIt)() const, const std::string& stem,
-                const std::string& unitName, double unit) {
+void AddSummaryFamilies(std::vector<Family>& families, bool (Sample::*isOfIt)() const,
+                        const std::string& stem, const std::string& unitName, double unit) {
     const std::string name = stem + unitName;
-    text.Family(name, "summary", "All values of the run.");
-    for (const Sample& sample : samples) {
-        if (!(sample.*isOfIt)()) continue;
-        text.Line(name + "_sum", sample.labels, sample.record.totals.sum / unit);
-        text.Line(name + "_count", sample.labels, sample.record.totals.count);
-    }
+    families.push_back(
+        {name, "summary", "All values of the run.", [=](Exposition& text, const Sample& sample) {
+             if (!(sample.*isOfIt)()) return;
+             const CKZStatAggregate& totals = sample.Record().totals;
+             text.Line(name + "_sum", sample.labels, totals.sum / unit);
+             text.Line(name + "_count", sample.labels, totals.count);
+         }});
     const auto addGauge = [&](const char* which, const char* help,
                               std::optional<double> Statistics::*value) {
-        std::string gauge = stem;
-        gauge.append(which).append(unitName);
-        text.Family(gauge, "gauge", help);
-        for (const Sample& sample : samples)
-            if ((sample.*isOfIt)() && sample.statistics.*value)
-                text.Line(gauge, sample.labels, *(sample.statistics.*value) / unit);
+        const std::string gauge = stem + which + unitName;
+        families.push_back({gauge, "gauge", help, [=](Exposition& text, const Sample& sample) {
+                                if ((sample.*isOfIt)() && sample.statistics.*value)
+                                    text.Line(gauge, sample.labels,
+                                              *(sample.statistics.*value) / unit);
+                            }});
     };
     addGauge("_min", "The smallest value of the run.", &Statistics::minimum);
     addGauge("_max", "The largest value of the run.", &Statistics::maximum);
     addGauge("_last", "The mean of the last slice.", &Statistics::current);
 }
 
-void AddSums(Exposition& text, const std::vector<Sample>& samples) {
-    text.Family("kzstat_sum_total", "counter", "What was counted or accumulated in the run.");
-    for (const Sample& sample : samples)
-        if (sample.IsSum()) text.Line("kzstat_sum_total", sample.labels, sample.record.totals.sum);
+std::vector<Family> AllFamilies() {
+    std::vector<Family> families;
+    families.push_back({"kzstat_load_size", "gauge", "The load of the last slice.",
+                        [](Exposition& text, const Sample& sample) {
+                            if (sample.IsLoad())
+                                text.Line("kzstat_load_size", sample.labels,
+                                          sample.Record().lasts.sum);
+                        }});
+    AddSummaryFamilies(families, &Sample::IsTime, "kzstat_time", "_seconds",
+                       kMillisecondsPerSecond);
+    AddSummaryFamilies(families, &Sample::IsValue, "kzstat_value", "", 1);
+    families.push_back(
+        {"kzstat_sum_total", "counter", "What was counted or accumulated in the run.",
+         [](Exposition& text, const Sample& sample) {
+             if (sample.IsSum())
+                 text.Line("kzstat_sum_total", sample.labels, sample.Record().totals.sum);
+         }});
+    families.push_back({kHistogramFamily, "histogram", "All values of the run.",
+                        [](Exposition& text, const Sample& sample) {
+                            text.Add(HistogramText(sample.name, sample.Record(),
+                                                   RunHistory::DistributionOf(sample.entry)));
+                        }});
+    return families;
 }
 
-void AddLoads(Exposition& text, const std::vector<Sample>& samples) {
-    text.Family("kzstat_load_size", "gauge", "The load of the last slice.");
-    for (const Sample& sample : samples)
-        if (sample.IsLoad()) text.Line("kzstat_load_size", sample.labels, sample.record.lasts.sum);
+/// The family at the position, as far as the part has room for it. One without lines is not named.
+void AddSome(Exposition& part, const Family& family, const RunHistory& history,
+             MetricsPosition& position) {
+    const auto& names = history.Names();
+    auto next = position.lastName ? names.upper_bound(*position.lastName) : names.begin();
+    for (; next != names.end() && part.Text().size() < kMaxPartBytes; ++next) {
+        Exposition lines;
+        family.addLines(lines, SampleOf(next->first, next->second, history.Seconds()));
+        position.lastName = next->first;
+        if (lines.Text().empty()) continue;
+        if (!std::exchange(position.hasHeader, true))
+            part.Family(family.name, family.type, family.help);
+        part.Add(lines.Text());
+    }
+    if (next != names.end()) return;
+    ++position.family;
+    position.hasHeader = false;
+    position.lastName.reset();
 }
 
 /// In seconds.
@@ -159,45 +206,38 @@ double LargestBelow(double bound) {
     return (bound * kNanosecondsPerMillisecond - 1) / kNanosecondsPerSecond;
 }
 
-void AddHistogram(Exposition& text, const std::string& name, const std::string& labels,
-                  const CKZStatDistribution& distribution, double sum) {
-    const auto addBucket = [&](const std::string& le, std::uint64_t count) {
-        text.Line(name + "_bucket", labels + "," + Label("le", le), static_cast<double>(count));
-    };
-    for (const double bound : kHistogramBounds)
-        addBucket(NumberText(LargestBelow(bound)), distribution.CountBelow(bound));
-    addBucket("+Inf", distribution.GetCount());
-    text.Line(name + "_sum", labels, sum / kMillisecondsPerSecond);
-    text.Line(name + "_count", labels, static_cast<double>(distribution.GetCount()));
-}
-
-bool HasHistogram(const kzjournal::NameSummary& summary) {
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(summary.record.type);
-    return kind != nullptr && kind->isDuration && summary.distribution;
-}
-
 }  // namespace
 
-std::string MetricsText(const RunHistory& history) {
-    const std::vector<Sample> samples = SamplesOf(history);
-    Exposition text;
-    AddRun(text, history);
-    AddLoads(text, samples);
-    AddSummary(text, samples, &Sample::IsTime, "kzstat_time", "_seconds", kMillisecondsPerSecond);
-    AddSummary(text, samples, &Sample::IsValue, "kzstat_value", "", 1);
-    AddSums(text, samples);
-    return text.Text();
+std::string NextMetricsPart(const RunHistory& history, MetricsPosition& position) {
+    static const std::vector<Family> families = AllFamilies();
+    Exposition part;
+    if (position.family == families.size()) return {};
+    if (position.run.empty()) {
+        position.run = history.Facts().id;
+        AddRun(part, history);
+    } else if (position.run != history.Facts().id) {
+        throw kzjournal::Error("another run has taken the place of this one; ask again");
+    }
+    while (position.family < families.size() && part.Text().size() < kMaxPartBytes)
+        AddSome(part, families[position.family], history, position);
+    return part.Text();
 }
 
-std::string HistogramsText(const std::map<std::string, kzjournal::NameSummary>& names) {
-    const std::string family = "kzstat_time_distribution_seconds";
+std::string HistogramText(const std::string& name, const CKZStatMessageRecord& record,
+                          const CKZStatDistribution* distribution) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
+    if (distribution == nullptr || kind == nullptr || !kind->isDuration) return {};
+    const std::string family = kHistogramFamily;
+    const std::string labels = LabelsOf(name, record);
     Exposition text;
-    for (const auto& [name, summary] : names) {
-        if (!HasHistogram(summary)) continue;
-        if (text.Text().empty()) text.Family(family, "histogram", "All values of the run.");
-        AddHistogram(text, family, LabelsOf(name, summary.record), *summary.distribution,
-                     summary.record.totals.sum);
-    }
+    const auto addBucket = [&](const std::string& le, std::uint64_t count) {
+        text.Line(family + "_bucket", labels + "," + Label("le", le), static_cast<double>(count));
+    };
+    for (const double bound : kHistogramBounds)
+        addBucket(NumberText(LargestBelow(bound)), distribution->CountBelow(bound));
+    addBucket("+Inf", distribution->GetCount());
+    text.Line(family + "_sum", labels, record.totals.sum / kMillisecondsPerSecond);
+    text.Line(family + "_count", labels, static_cast<double>(distribution->GetCount()));
     return text.Text();
 }
 

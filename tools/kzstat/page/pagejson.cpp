@@ -17,6 +17,9 @@ using Types = CKZStatPointTypeEnum;
 
 constexpr double kMaxExactInteger = 9007199254740992.0;
 
+/// A name more fits into each part.
+constexpr std::size_t kMaxPartBytes = std::size_t{128} << 10;
+
 /// JSON knows neither NaN nor infinity; the absence of a value is told as null.
 Json Number(double value) {
     if (!std::isfinite(value)) return nullptr;
@@ -227,6 +230,26 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
+Json PageWithoutNames(const RunHistory& history, const PageState& page) {
+    const std::size_t from = page.firstBucketMissing;
+    return {{"run", RunJson(history.Facts())},
+            {"sources", SourcesJson(history.Sources())},
+            {"hasEnded", history.HasEnded()},
+            {"lostSlices", history.LostSlices()},
+            {"notes", NotesJson(history.Notes())},
+            {"lastSliceId", history.LastSliceId()},
+            {"elapsed", Number(history.Elapsed())},
+            {"slices", history.Slices()},
+            {"grid",
+             {{"first", Number(history.TimeGrid().First())},
+              {"width", Number(history.TimeGrid().Width())},
+              {"columnWidth", history.TimeGrid().ColumnWidth()},
+              {"from", from},
+              {"slices", SlicesJson(history, from)}}},
+            {"load", LoadJson(history.Load(), from)},
+            {"ranks", Ranks()}};
+}
+
 /// What a page's text says must not end the element that it stands in.
 std::string InsideScript(std::string json) {
     for (std::size_t at = 0; (at = json.find('<', at)) != std::string::npos;)
@@ -237,28 +260,32 @@ std::string InsideScript(std::string json) {
 }  // namespace
 
 std::string PageJson(const RunHistory& history, const PageState& page) {
-    const std::size_t from = page.firstBucketMissing;
-    Json names = Json::array();
+    Json json = PageWithoutNames(history, page);
+    Json& names = json["names"] = Json::array();
     for (const auto& [name, entry] : history.Names())
         names.push_back(NameJson(entry, history, page));
-    const Json json = {{"run", RunJson(history.Facts())},
-                       {"sources", SourcesJson(history.Sources())},
-                       {"hasEnded", history.HasEnded()},
-                       {"lostSlices", history.LostSlices()},
-                       {"notes", NotesJson(history.Notes())},
-                       {"lastSliceId", history.LastSliceId()},
-                       {"elapsed", Number(history.Elapsed())},
-                       {"slices", history.Slices()},
-                       {"grid",
-                        {{"first", Number(history.TimeGrid().First())},
-                         {"width", Number(history.TimeGrid().Width())},
-                         {"columnWidth", history.TimeGrid().ColumnWidth()},
-                         {"from", from},
-                         {"slices", SlicesJson(history, from)}}},
-                       {"load", LoadJson(history.Load(), from)},
-                       {"ranks", Ranks()},
-                       {"names", names}};
     return json.dump();
+}
+
+PagePart NextPagePart(const RunHistory& history, const PageState& page,
+                      const std::optional<PagePart>& before) {
+    PagePart part;
+    if (before) part.number = before->number + 1;
+    auto next = before ? history.Names().upper_bound(before->lastName) : history.Names().begin();
+    std::string names;
+    for (; next != history.Names().end() && names.size() < kMaxPartBytes; ++next) {
+        if (!names.empty()) names += ',';
+        names += NameJson(next->second, history, page).dump();
+        part.lastName = next->first;
+    }
+    part.isLast = next == history.Names().end();
+    Json json = part.isLast ? PageWithoutNames(history, page) : Json::object();
+    json["part"] = part.number;
+    json["isLastPart"] = part.isLast;
+    part.json = json.dump();
+    part.json.pop_back();
+    part.json.append(",\"names\":[").append(names).append("]}");
+    return part;
 }
 
 std::string PageWith(const std::string& json) {

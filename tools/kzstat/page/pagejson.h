@@ -2,6 +2,7 @@
 #define KZSTATPROGRAM_PAGEJSON_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "figures/runhistory.h"
@@ -18,6 +19,19 @@ struct PageState {
 /// is missing: the page puts them in place of what it has from there on. So do heat maps with
 /// columns. Names without new values come without heat map and cumulative distribution.
 std::string PageJson(const RunHistory& history, const PageState& page = {});
+
+/// One of the parts in which a page gets the same, so that none is large. The last one has all but
+/// the names that came before.
+struct PagePart {
+    int number = 0;
+    std::string json;
+    std::string lastName;  ///< where the next part goes on
+    bool isLast = false;
+};
+
+/// The part that follows `before`, or the first one.
+PagePart NextPagePart(const RunHistory& history, const PageState& page,
+                      const std::optional<PagePart>& before);
 
 /// The page with data in it, which then needs nothing else.
 std::string PageWith(const std::string& json);

@@ -70,7 +70,6 @@ PageServer::PageServer(const RunOpener& runs, const std::string& name,
                        const PageServerOptions& options)
     : m_address(options.address),
       m_history(runs, name),
-      m_histograms(runs, name),
       m_slices(runs, name),
       m_socket(options.address, options.port),
       m_isLocal(m_socket.IsLoopback()),
@@ -164,8 +163,13 @@ HttpAnswer PageServer::Page() const {
 HttpAnswer PageServer::Metrics() {
     HttpAnswer answer;
     answer.type = kMetricsType;
-    m_history.Look([&](const RunHistory& history) { answer.text = MetricsText(history); });
-    answer.text += m_histograms.Text();
+    const auto nextPart = [this, position = MetricsPosition()]() mutable {
+        std::string text;
+        m_history.Look(
+            [&](const RunHistory& history) { text = NextMetricsPart(history, position); });
+        return text;
+    };
+    answer.pieces = nextPart;
     return answer;
 }
 
@@ -199,19 +203,20 @@ HttpAnswer PageServer::Events(const HttpRequest& request) {
     HttpAnswer answer;
     answer.type = "text/event-stream";
     answer.isEndless = true;
-    answer.pieces = [this, place, position = request.Parameter("after").value_or("")]() mutable {
-        return NextEvent(position);
+    LiveHistory::Follower follower(request.Parameter("after").value_or(""));
+    answer.pieces = [this, place, follower = std::move(follower)]() mutable {
+        return NextEvent(follower);
     };
     return answer;
 }
 
-std::string PageServer::NextEvent(std::string& position) {
-    const auto update = m_history.WaitForUpdate(position, kHeartbeat);
+std::string PageServer::NextEvent(LiveHistory::Follower& follower) {
+    const auto update = m_history.WaitForUpdate(follower, kHeartbeat);
     if (m_isStopping) return {};
     if (!update) return "event: alive\ndata:\n\n";
-    position = update->position;
-    std::string event = "id: " + position + "\ndata: " + update->json + "\n\n";
-    if (update->isLast) event += "event: ended\ndata:\n\n";
+    std::string event = update->isWhole ? "id: " + follower.Position() + "\n" : "";
+    event += "data: " + update->json + "\n\n";
+    if (update->hasEnded) event += "event: ended\ndata:\n\n";
     return event;
 }
 

@@ -9,7 +9,6 @@
 #include "http/accesstoken.h"
 #include "http/httpserver.h"
 #include "http/listensocket.h"
-#include "page/livehistograms.h"
 #include "page/livehistory.h"
 #include "page/slicepieces.h"
 
@@ -47,11 +46,10 @@ private:
     HttpAnswer Metrics();
     HttpAnswer Slices(const HttpRequest& request);
     HttpAnswer Events(const HttpRequest& request);
-    std::string NextEvent(std::string& position);
+    std::string NextEvent(LiveHistory::Follower& follower);
 
     const std::string m_address;
     LiveHistory m_history;
-    LiveHistograms m_histograms;
     SlicePieces m_slices;
     ListenSocket m_socket;
     const bool m_isLocal;  // reached from this machine only

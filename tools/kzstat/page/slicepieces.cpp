@@ -8,7 +8,7 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr std::size_t kPieceBytes = 128 * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{128} << 10;
 
 /// Clients that read different parts of the file would otherwise have all of it read for each of
 /// their pieces.
@@ -40,10 +40,11 @@ std::string SlicePieces::Next(Cursor& cursor) {
     return text;
 }
 
-/// The file may have been replaced since the last time.
+/// The file may have been replaced since the last time. One that was removed may still be written.
 void SlicePieces::OpenFor(const Cursor& cursor) {
     const std::optional<kzfiles::FilePlace> place = kzfiles::PlaceOf(m_name);
-    if (m_reader == nullptr || place != m_place) {
+    const bool isThere = place && place->name.empty();
+    if (m_reader == nullptr || (isThere && place != m_place)) {
         m_batches.clear();
         m_reader = m_runs.Open(m_name);
         m_reader->StopWhen(kzterminal::StopIsRequested);

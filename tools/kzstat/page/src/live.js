@@ -8,6 +8,9 @@ export function follow(onData, onState) {
   let timer;
   // What the server calls the last event that has come: it goes on from there.
   let lastId = '';
+  // The names of the parts that have come of an update.
+  let names = [];
+  let hasEnded = false;
 
   const connect = () => {
     clearTimeout(timer);
@@ -15,7 +18,6 @@ export function follow(onData, onState) {
     source = new EventSource(`api/events?after=${encodeURIComponent(lastId)}`);
     source.onmessage = heard;
     source.addEventListener('alive', stillThere);
-    source.addEventListener('ended', ended);
     source.onopen = stillThere;
     source.onerror = away;
     listen();
@@ -26,18 +28,18 @@ export function follow(onData, onState) {
     timer = setTimeout(away, SILENCE);
   };
   const stillThere = () => {
-    onState('live');
+    onState(hasEnded ? 'ended' : 'live');
     listen();
   };
   const heard = (event) => {
-    onData(JSON.parse(event.data));
-    lastId = event.lastEventId;
+    const update = JSON.parse(event.data);
+    names = update.part === 0 ? update.names : names.concat(update.names);
+    if (update.isLastPart) {
+      hasEnded = update.hasEnded;
+      lastId = event.lastEventId;
+      onData({...update, names});
+    }
     stillThere();
-  };
-  const ended = () => {
-    clearTimeout(timer);
-    source.close();
-    onState('ended');
   };
   // The browser gives up on some errors, so that this does not leave it to the browser.
   const away = () => {
