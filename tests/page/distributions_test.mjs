@@ -72,7 +72,7 @@ test('the table of a chosen part of the run has its percentiles', async (t) => {
 test('a tooltip tells the percentiles of a slice', async (t) => {
   const path = await spreadRun(t);
   const page = await openReport(t, path);
-  const {title, max, p99, p95, p50, count} = await tooltip(page, 'page.time', 'ms', [10 / (SLICES - 1), 0.5]);
+  const {title, max, p99, p95, p50, count} = await tooltip(page, 'page.time', 'ms', [11 / SLICES, 0.5]);
   const slice = shown(path, 'page.time', '--from', '10', '--to', '11');
   assert.equal(title, '0:11');
   assert.deepEqual([max, p99, p95, p50], [slice.max, slice.p99, slice.p95, slice.p50].map((figure) => `${figure} ms`));
@@ -127,8 +127,47 @@ test('the heat map tells which values a cell has and how many', async (t) => {
 
 test('the heat map has a row for zero', async (t) => {
   const page = await openReport(t, await spreadRun(t));
-  const {values, count} = await tooltip(page, 'sign.in', HEAT, [10.5 / (SLICES - 1), 1]);
+  const {values, count} = await tooltip(page, 'sign.in', HEAT, [10.5 / SLICES, 1]);
   assert.deepEqual([values, count], ['0 ms', '1 (50 %)']);
+});
+
+test('the heat map shows the first slice', async (t) => {
+  const journal = new Journal(t);
+  journal.showDistributions();
+  for (let slice = 1; slice <= 10; ++slice) await journal.slice({wait: ['Timer', slice === 1 ? 20 : 80]});
+  await journal.end();
+  const {title, count} = await tooltip(await openReport(t, journal.path), 'wait', HEAT, [0.05, 1]);
+  assert.deepEqual([title, count], ['0:00 – 0:01', '1 (100 %)']);
+});
+
+test('values of any size have a heat map', async (t) => {
+  const journal = new Journal(t);
+  journal.showDistributions();
+  for (let slice = 1; slice <= 2; ++slice) await journal.slice({all: ['Measurement', 1e-308, 1, 1.7e308]});
+  await journal.end();
+  assert.ok(await coloursOf(await openReport(t, journal.path), 'all', 'distribution') > 2);
+});
+
+test('no percentile is above the maximum', async (t) => {
+  const journal = new Journal(t);
+  journal.showDistributions();
+  for (let slice = 1; slice <= 2; ++slice) await journal.slice({wait: ['Timer', 1234567.4], short: ['Timer', 1235.4996]});
+  await journal.end();
+  const page = await openReport(t, journal.path);
+  for (const [name, value] of [['wait', '1234567'], ['short', '1235']]) {
+    const {p99, max} = await tooltip(page, name, 'ms', [0.9, 0.5]);
+    assert.deepEqual([p99, max], [`${value} ms`, `${value} ms`]);
+    const marks = await marksOf(page, name);
+    assert.deepEqual([marks.p50, marks['p99.9'], marks.max], [value, value, value]);
+  }
+});
+
+test('large percentiles are those that the command line shows', async (t) => {
+  const journal = new Journal(t);
+  journal.showDistributions();
+  await journal.slice({bytes: ['Measurement', 1, 1234567, 3e6]});
+  await journal.end();
+  assert.equal((await marksOf(await openReport(t, journal.path), 'bytes')).p50, shown(journal.path, 'bytes').p50);
 });
 
 test('the cumulative distribution has the marks of the run', async (t) => {

@@ -79,6 +79,16 @@ test('keeps a single slow value of a long run', async (t) => {
   assert.equal(Math.min(...course.minimum), 10);
 });
 
+test('draws no level before it was reported', async (t) => {
+  const journal = new Journal(t);
+  for (let slice = 1; slice <= 1001; ++slice) await journal.slice({wait: ['Timer', 5], ...(slice > 500 ? {clients: ['LoadSize', 20]} : {})});
+  await journal.end();
+  const {names, load} = dataOf(reportOf(journal.path));
+  for (const {flow} of [names.find(({name}) => name === 'clients').course, load]) {
+    assert.deepEqual(flow.slice(249, 252), [null, 20, 20]);
+  }
+});
+
 test('shows a chosen part of the run', async (t) => {
   const path = await shopRun(t, SLICES);
   const {names, grid, slices} = dataOf(reportOf(path, '--from', '50'));

@@ -18,6 +18,15 @@ TEST(ReadableNumber, HasAsManyDecimalsAsItsSizeDeserves) {
     EXPECT_EQ("nan", kzstatprogram::ReadableNumber(std::nan("")));
 }
 
+TEST(ReadableNumber, HasTwoDigitsHoweverSmallItIs) {
+    EXPECT_EQ("0.012", kzstatprogram::ReadableNumber(0.01234));
+    EXPECT_EQ("0.0012", kzstatprogram::ReadableNumber(0.001234));
+    EXPECT_EQ("-0.00012", kzstatprogram::ReadableNumber(-0.0001234));
+    EXPECT_EQ("0.0000012", kzstatprogram::ReadableNumber(1.234e-6));
+    EXPECT_EQ("1.234e-07", kzstatprogram::ReadableNumber(1.234e-7));
+    EXPECT_EQ("1.000e-300", kzstatprogram::ReadableNumber(1e-300));
+}
+
 TEST(ExactNumber, ReadsBackToTheSameDouble) {
     for (const double value : {0.1, 1.0 / 3, 1e15 / 7, 5e-324, -2.5, 1e300})
         EXPECT_EQ(value, std::strtod(kzstatprogram::ExactNumber(value).c_str(), nullptr));

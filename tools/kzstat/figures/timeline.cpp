@@ -24,8 +24,15 @@ void Bucket::Add(const Drawn& slice) {
     }
     leastFlow = std::fmin(leastFlow, slice.flow);
     mostFlow = std::fmax(mostFlow, slice.flow);
-    if (!std::isnan(slice.flow)) flow += slice.flow;
+    if (!std::isnan(slice.flow)) {
+        flow += slice.flow;
+        ++slicesWithFlow;
+    }
     ++slices;
+}
+
+double Bucket::MeanFlow() const {
+    return slicesWithFlow > 0 ? flow / slicesWithFlow : kNoValue;
 }
 
 void Course::Add(std::size_t bucket, const Drawn& slice) {

@@ -27,8 +27,11 @@ struct Bucket {
     double leastFlow = kNoValue;  ///< that of one slice
     double mostFlow = kNoValue;
     int slices = 0;
+    int slicesWithFlow = 0;
 
     void Add(const Drawn& slice);
+    /// Of a slice; `kNoValue` if none has any.
+    double MeanFlow() const;
 };
 
 /// The buckets of one name in the order of time. Compatible.

@@ -32,9 +32,10 @@ Json Number(const std::optional<double>& value) {
 }
 
 /// To six digits, which tell every bucket of a distribution apart and are shorter than all of them.
+/// Whole numbers are short as they are.
 Json RoundedNumber(double value) {
     constexpr int digits = 6;
-    if (!std::isfinite(value) || value == 0) return Number(value);
+    if (!std::isfinite(value) || value == std::trunc(value)) return Number(value);
     const int decimals = digits - 1 - static_cast<int>(std::floor(std::log10(std::abs(value))));
     const double scale = std::pow(10, std::abs(decimals));
     if (!std::isfinite(scale)) return Number(value);
@@ -93,6 +94,13 @@ Json Series(const Course& course, std::size_t from, Field field) {
     return series;
 }
 
+Json LevelSeries(const Course& course, std::size_t from) {
+    Json series = Json::array();
+    for (std::size_t i = from; i < course.Size(); ++i)
+        series.push_back(Number(course.Buckets()[i].MeanFlow()));
+    return series;
+}
+
 /// As long as the course, since a page puts the end of each series in place of its own.
 Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
                       double BucketPercentiles::*field) {
@@ -104,8 +112,9 @@ Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
     return series;
 }
 
-void AddFlow(const Course& course, std::size_t from, Json& json) {
-    json["flow"] = Series(course, from, &Bucket::flow);
+/// A name that is missing in a slice is a flow of 0, but no level.
+void AddFlow(const Course& course, std::size_t from, bool isLevel, Json& json) {
+    json["flow"] = isLevel ? LevelSeries(course, from) : Series(course, from, &Bucket::flow);
     json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
     json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
 }
@@ -128,13 +137,13 @@ Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
         json["count"] = Series(entry.course, from, &Bucket::count);
     }
     const bool flows = !std::isnan(FlowOf(type, {}));
-    if (flows) AddFlow(entry.course, from, json);
+    if (flows) AddFlow(entry.course, from, IsLevel(type), json);
     return json;
 }
 
 Json LoadJson(const Course& load, std::size_t from) {
     Json json = Json::object();
-    AddFlow(load, from, json);
+    AddFlow(load, from, true, json);
     return json;
 }
 

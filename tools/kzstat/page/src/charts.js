@@ -3,7 +3,7 @@
 
 import {CumulativePlot} from './cumulativeplot.js';
 import {shadesOf} from './heatmap.js';
-import {loadSeries, times} from './run.js';
+import {loadSeries, times, wholeSpan} from './run.js';
 import {timePlots} from './timeplots.js';
 import {hideTooltip} from './tooltip.js';
 
@@ -96,7 +96,7 @@ export class Charts {
     return {
       run: this.run,
       axis: this.axis,
-      zoom: this.zoom,
+      span: this.zoom ?? wholeSpan(this.run, this.axis),
       times: times(this.run, this.axis),
       load: loadSeries(this.run),
       width: this.width(),

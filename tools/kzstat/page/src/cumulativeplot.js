@@ -3,6 +3,7 @@
 
 import uPlot from 'uplot';
 import {number, withUnit} from './format.js';
+import {atMost} from './run.js';
 import {logTicks} from './scale.js';
 import {axisLook, fromZero, tickLabels} from './timeplots.js';
 import {offerTooltip} from './tooltip.js';
@@ -46,7 +47,7 @@ export class CumulativePlot {
   // Those that are left out at the end equal the last one.
   valueAt(i) {
     const values = this.name.cumulative;
-    return values[Math.min(i, values.length - 1)];
+    return atMost(values[Math.min(i, values.length - 1)], this.name.figures.max);
   }
 
   isLogarithmic() {

@@ -1,11 +1,18 @@
 // Numbers and times for people.
 
 const MOST_READABLE = 1e15;
+const LEAST_READABLE = 1e-6;
+const LEAST_LABELLED = 1e-4;
+const DIGITS_OF_TICKS = 4;
+const TICKS = new Intl.NumberFormat('en', {notation: 'compact', maximumSignificantDigits: DIGITS_OF_TICKS});
 
 function decimalsOf(size) {
   if (Number.isInteger(size) || size >= 1000) return 0;
   if (size >= 100) return 1;
-  return size >= 1 ? 2 : 3;
+  if (size >= 1) return 2;
+  let decimals = 3;
+  for (let limit = 0.01; size < limit; limit /= 10) ++decimals;
+  return decimals;
 }
 
 // Of two decimals that are as near, the even one; `toFixed` takes the larger. Percentiles are the
@@ -20,8 +27,16 @@ function fixed(size, decimals) {
 export function number(value) {
   if (value === null || value === undefined) return '–';
   const size = Math.abs(value);
-  if (size >= MOST_READABLE) return value.toExponential(3);
+  const isReadable = size === 0 || (size >= LEAST_READABLE && size < MOST_READABLE);
+  if (!isReadable) return value.toExponential(3).replace(/e-(\d)$/, 'e-0$1');
   return (value < 0 ? '-' : '') + fixed(size, decimalsOf(size));
+}
+
+// Of an axis, where round numbers stand: as short as it can be.
+export function tick(value) {
+  const size = Math.abs(value);
+  const isShort = size === 0 || (size >= LEAST_LABELLED && size < MOST_READABLE);
+  return isShort ? TICKS.format(value) : String(Number(value.toPrecision(DIGITS_OF_TICKS)).toExponential()).replace('+', '');
 }
 
 export function withUnit(value, unit) {

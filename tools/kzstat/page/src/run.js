@@ -44,6 +44,13 @@ export function times(run, axis) {
   return slices.map((_, i) => begin + Math.min((first + (i + 1) * width) * run.run.sliceLength, run.elapsed));
 }
 
+// When the first bucket begins and the last one ends, in seconds.
+export function wholeSpan(run, axis) {
+  const begin = axis === 'clock' ? run.run.startTime : 0;
+  const first = begin + run.grid.first * run.run.sliceLength;
+  return [first, Math.max(begin + run.elapsed, first + run.run.sliceLength)];
+}
+
 const perSlice = (values, slices) => slices.map((count, i) => (count > 0 ? (values[i] ?? null) : null));
 const scaled = (values, factor) => values.map((value) => (value === null ? null : value * factor));
 
@@ -54,10 +61,13 @@ export function columnBegin(run, axis, column) {
   return begin + (first + column * columnWidth * width) * run.run.sliceLength;
 }
 
+// Percentiles come rounded, the maximum does not.
+export const atMost = (value, maximum) => (value > maximum && maximum !== null ? maximum : value);
+
 // Percentiles and the maximum of the values reported.
 export function percentileSeries(run, course) {
-  const {slices} = run.grid;
-  const [p50, p95, p99, maximum] = ['p50', 'p95', 'p99', 'maximum'].map((field) => perSlice(course[field], slices));
+  const maximum = perSlice(course.maximum, run.grid.slices);
+  const [p50, p95, p99] = ['p50', 'p95', 'p99'].map((field) => perSlice(course[field], run.grid.slices).map((value, i) => atMost(value, maximum[i])));
   return {p50, p95, p99, maximum};
 }
 
@@ -69,12 +79,13 @@ export function valueSeries(run, course) {
   return {least: perSlice(course.minimum, slices), mean, most: perSlice(course.maximum, slices)};
 }
 
-// The same of what flows through a slice, per second, or of a level as it is.
+// The same of what flows through a slice, per second, or of a level, which comes as its mean.
 export function flowSeries(run, course, isLevel) {
   if (!course.flow) return null;
   const {slices} = run.grid;
   const factor = isLevel ? 1 : 1 / run.run.sliceLength;
-  const mean = perSlice(course.flow, slices).map((flow, i) => (flow === null ? null : flow * factor / slices[i]));
+  const flow = perSlice(course.flow, slices);
+  const mean = isLevel ? flow : flow.map((sum, i) => (sum === null ? null : sum * factor / slices[i]));
   return {
     least: scaled(perSlice(course.leastFlow, slices), factor),
     mean,

@@ -6,10 +6,11 @@ const EXPONENT_BIAS = 1023;
 // From the fewest ticks to the most, within a power of ten.
 const STEPS_OF_TEN = [[1], [1, 3], [1, 2, 5], [1, 1.5, 2, 3, 5, 7], [1, 1.5, 2, 2.5, 3, 4, 5, 6, 7, 8, 9]];
 
-// The lower bound of a bucket above zero.
+// The lower bound of a bucket above zero; finite behind the last one too.
 export function boundOf(bucket) {
   const power = Math.floor(bucket / BUCKETS_PER_POWER);
-  return 2 ** (power - EXPONENT_BIAS) * (1 + (bucket % BUCKETS_PER_POWER) / BUCKETS_PER_POWER);
+  const bound = 2 ** (power - EXPONENT_BIAS) * (1 + (bucket % BUCKETS_PER_POWER) / BUCKETS_PER_POWER);
+  return Math.min(bound, Number.MAX_VALUE);
 }
 
 // The bucket of a value above zero, and how far into it the value lies.

@@ -1,9 +1,9 @@
 // Plots over time: lines, and the heat map.
 
 import uPlot from 'uplot';
-import {clock, elapsed, number, withUnit} from './format.js';
+import {clock, elapsed, number, tick, withUnit} from './format.js';
 import {HeatMap} from './heatmap.js';
-import {columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
+import {atMost, columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
 import {offerTooltip} from './tooltip.js';
 
 const VALUE_HEIGHT = 190;
@@ -13,10 +13,9 @@ const LEFT_AXIS = 48;
 const RIGHT_AXIS = 40;
 const TICK_DISTANCE = 24;
 
-const TICKS = new Intl.NumberFormat('en', {notation: 'compact', maximumFractionDigits: 3});
 const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
 
-export const tickLabels = (_, splits) => splits.map((value) => TICKS.format(value));
+export const tickLabels = (_, splits) => splits.map(tick);
 
 export function axisLook(colours) {
   const lines = {stroke: colours.grid, width: 1};
@@ -60,7 +59,12 @@ class TimePlot {
     this.show(name, view);
     this.chart = new uPlot(this.options(view), this.data(view), place);
     this.chart.over.addEventListener('dblclick', () => view.onZoom(null));
-    if (view.zoom) this.chart.setScale('x', {min: view.zoom[0], max: view.zoom[1]});
+    this.showSpan(view);
+  }
+
+  // From the beginning of the first slice on, not from its end, where its point is.
+  showSpan({span: [min, max]}) {
+    this.chart.setScale('x', {min, max});
   }
 
   // New data in the chart that is there; the reader's cursor stays. False if it does not fit.
@@ -68,7 +72,8 @@ class TimePlot {
     this.show(name, view);
     const data = this.data(view);
     if (this.chart.series.length !== data.length) return false;
-    this.chart.setData(data, view.zoom === null);
+    this.chart.setData(data, false);
+    this.showSpan(view);
     return true;
   }
 }
@@ -175,7 +180,7 @@ class PercentilePlot extends LinePlot {
   describe(i, {axis, colours}) {
     const {unit, course} = this.name;
     if (!(this.run.grid.slices[i] > 0)) return null;
-    const figure = (label, field, colour) => [label, withUnit(course[field][i], unit), colour];
+    const figure = (label, field, colour) => [label, withUnit(atMost(course[field][i], course.maximum[i]), unit), colour];
     return {
       title: momentOf(axis, this.chart.data[0][i]),
       rows: [

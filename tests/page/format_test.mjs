@@ -1,0 +1,19 @@
+import assert from 'node:assert/strict';
+import {test} from 'node:test';
+import {number, tick} from '../../tools/kzstat/page/src/format.js';
+import {boundOf, logTicks} from '../../tools/kzstat/page/src/scale.js';
+
+test('numbers are as the command line writes them', () => {
+  const values = [0, 1454, 0.25, -6.4412, 12345.678, 1e18, 0.001234, -0.0001234, 1.234e-7, 1e-300];
+  assert.deepEqual(values.map(number), ['0', '1454', '0.250', '-6.44', '12346', '1.000e+18', '0.0012', '-0.00012', '1.234e-07', '1.000e-300']);
+});
+
+test('marks on an axis differ where their values do', () => {
+  assert.deepEqual([0, 0.0005, 0.001, 0.0015].map(tick), ['0', '0.0005', '0.001', '0.0015']);
+  assert.deepEqual([1e-300, 3 * 1e-5, 2e-4, 1e300].map(tick), ['1e-300', '3e-5', '0.0002', '1e300']);
+  assert.deepEqual([250, 1500, -2e6].map(tick), ['250', '1.5K', '-2M']);
+});
+
+test('the largest numbers have marks', () => {
+  assert.ok(logTicks(1, boundOf(2047 * 128), 5).length > 2);
+});
