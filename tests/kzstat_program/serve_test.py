@@ -286,6 +286,12 @@ class Token(ServeTest):
                          cookie)
         self.assertEqual(200, self.status_for(server, "/", f"Cookie: {cookie.split(';')[0]}\r\n"))
 
+    def test_leads_no_browser_to_another_host(self):
+        server = self.serve_all()
+        for path in ("//elsewhere.example/", "/\\elsewhere.example/", "http://elsewhere.example/"):
+            answer = server.ask(f"{path}?token={server.token}")
+            self.assertIn(b"\r\nLocation: /\r\n", answer, path)
+
     def test_is_that_of_a_file_and_not_printed_then(self):
         secret = self.write("token", "correct-horse-battery-staple\n")
         server = self.serve_all("--token-file", secret)

@@ -94,7 +94,7 @@ HttpAnswer PageServer::Answer(const HttpRequest& request) {
     if (std::optional<HttpAnswer> refusal = Refusal(request))
         answer = std::move(*refusal);
     else if (m_token && request.Parameter(kTokenParameter))
-        answer = KeepToken(request);
+        answer = KeepToken();
     else if (request.path == "/")
         answer = Page();
     else if (request.path == "/metrics")
@@ -145,10 +145,11 @@ bool PageServer::HasToken(const HttpRequest& request) const {
 }
 
 /// An address is shown, kept and copied: the token leaves it as soon as the browser has the cookie.
-/// An event stream of a browser sends no field but cookies.
-HttpAnswer PageServer::KeepToken(const HttpRequest& request) const {
+/// An event stream of a browser sends no field but cookies. The way is always to the page, since a
+/// path that was asked for may lead a browser to another host: //elsewhere does.
+HttpAnswer PageServer::KeepToken() const {
     HttpAnswer answer = Complaint(kSeeOther, "The token is kept in a cookie.");
-    answer.fields.emplace_back("Location", request.path);
+    answer.fields.emplace_back("Location", "/");
     answer.fields.emplace_back("Set-Cookie", m_cookie + "=" + m_token->Text() + m_cookieAttributes);
     return answer;
 }

@@ -41,7 +41,7 @@ private:
     HttpAnswer Answer(const HttpRequest& request);
     std::optional<HttpAnswer> Refusal(const HttpRequest& request) const;
     bool HasToken(const HttpRequest& request) const;
-    HttpAnswer KeepToken(const HttpRequest& request) const;
+    HttpAnswer KeepToken() const;
     HttpAnswer Page() const;
     HttpAnswer Metrics();
     HttpAnswer Slices(const HttpRequest& request);
