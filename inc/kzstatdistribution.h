@@ -99,6 +99,10 @@ public:
     /// 256 bytes for each byte of the form, and nothing where `Add` would allocate nothing.
     bool Decode(std::string_view bytes);
 
+    /// Adds the distribution whose encoded form `bytes` are, all of them, as `Add` does, but faster
+    /// than by way of another object. Otherwise, returns false and adds nothing.
+    bool AddEncoded(std::string_view bytes);
+
     /// The number of bytes that this object owns, without those that the allocator adds: at most
     /// 4.3 million, if there are values in every power of two.
     std::size_t GetMemorySize() const noexcept;
@@ -116,6 +120,7 @@ private:
 
     bool TryAdd(double value);
     void AddWithCare(double value);
+    void AddForm(std::string_view bytes, std::uint64_t count);
     State& FindOrCreateState();
     std::uint64_t GetOrderedCount() const noexcept;
     void VisitBuckets(BucketVisitor visit, void* visitor) const;

@@ -37,8 +37,17 @@ void CKZStatBucketBlock::Add(const Counts& counts) {
     });
 }
 
-void CKZStatBucketBlock::Set(unsigned at, std::uint64_t count) {
-    AsTyped([&](auto zero) { Put(at, static_cast<decltype(zero)>(count)); });
+void CKZStatBucketBlock::Add(unsigned at, std::uint64_t more) {
+    AsTyped([&](auto zero) {
+        using Counter = decltype(zero);
+        Put(at, static_cast<Counter>(Get<Counter>(at) + more));
+    });
+}
+
+std::uint64_t CKZStatBucketBlock::GetCount(unsigned at) const {
+    std::uint64_t count = 0;
+    AsTyped([&](auto zero) { count = Get<decltype(zero)>(at); });
+    return count;
 }
 
 void CKZStatBucketBlock::Clear() {
@@ -96,16 +105,6 @@ void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
         block.Unpack(counts);
         own->Add(counts);
     }
-}
-
-void CKZStatBucketTable::MakeRoomFor(Bucket bucket, std::uint64_t count) {
-    CKZStatBucketBlock& block = FindOrCreate(KeyOf(bucket));
-    block.MakeRoomFor(count);
-    Hint(block);
-}
-
-void CKZStatBucketTable::Set(Bucket bucket, std::uint64_t count) {
-    FindOrCreate(KeyOf(bucket)).Set(PlaceOf(bucket), count);
 }
 
 void CKZStatBucketTable::Clear() {

@@ -70,8 +70,9 @@ public:
 
     /// REQUIRES: there is room.
     void Add(const Counts& counts);
-    void Set(unsigned at, std::uint64_t count);
+    void Add(unsigned at, std::uint64_t more);
 
+    std::uint64_t GetCount(unsigned at) const;
     void Clear();
     void Unpack(Counts& counts) const;
     bool IsEmpty() const;
@@ -162,10 +163,40 @@ public:
     /// add up to less than 2^64.
     void Add(const CKZStatBucketTable& other);
 
-    /// Makes room for `Set` to set as large a count; if memory runs out, throws and changes no
-    /// count.
-    void MakeRoomFor(Bucket bucket, std::uint64_t count);
-    void Set(Bucket bucket, std::uint64_t count);
+    /// Adds to buckets in ascending order: looks up the block of each power of two once, so that no
+    /// block may be made meanwhile without it.
+    ///
+    /// Compatible: one thread at a time per object.
+    class Walk {
+    public:
+        explicit Walk(CKZStatBucketTable& table) : m_table(table) {}
+
+        // If memory runs out, these throw and change no count.
+
+        /// Makes room for a count that is as large.
+        void MakeRoomFor(Bucket bucket, std::uint64_t count) {
+            CKZStatBucketBlock& block = BlockOf(bucket);
+            block.MakeRoomFor(count);
+            m_table.Hint(block);
+        }
+        /// Makes room for so many more. REQUIRES: the sum does not exceed 64 bits.
+        void MakeRoomForMore(Bucket bucket, std::uint64_t more) {
+            MakeRoomFor(bucket, BlockOf(bucket).GetCount(PlaceOf(bucket)) + more);
+        }
+        /// REQUIRES: there is room.
+        void Add(Bucket bucket, std::uint64_t more) { BlockOf(bucket).Add(PlaceOf(bucket), more); }
+
+    private:
+        CKZStatBucketBlock& BlockOf(Bucket bucket) {
+            const std::uint32_t key = KeyOf(bucket);
+            if (m_block == nullptr || m_block->GetKey() != key)
+                m_block = &m_table.FindOrCreate(key);
+            return *m_block;
+        }
+
+        CKZStatBucketTable& m_table;
+        CKZStatBucketBlock* m_block = nullptr;
+    };
 
     /// Sets all counts to 0 and keeps the memory.
     void Clear();

@@ -185,7 +185,7 @@ bool IsExtreme(double value) {
 
 /// Calls `visit(bucket, count)` for each bucket until the reader refuses one. Returns the last one.
 template <class Visit>
-kzstatbucket::Number ReadBuckets(Reader& reader, const Head& head, const Visit& visit) {
+kzstatbucket::Number ReadBuckets(Reader& reader, const Head& head, Visit&& visit) {
     kzstatbucket::Number next = kzstatbucket::Of(head.minimum);
     const kzstatbucket::Number highest = kzstatbucket::Of(head.maximum);
     for (std::uint64_t left = head.buckets; left > 0; --left) {
@@ -221,6 +221,15 @@ bool IsForm(Reader reader, std::uint64_t& count) {
            (count - head.nanCount > 1 || head.minimum == head.maximum);
 }
 
+/// The same of a whole form. Returns the front of it.
+template <class Visit>
+Head ForEachBucketOf(std::string_view form, Visit visit) {
+    Reader reader(form);
+    const Head head = ReadHead(reader);
+    if (head.buckets > 0) ReadBuckets(reader, head, visit);
+    return head;
+}
+
 }  // namespace
 
 void CKZStatDistribution::Encode(std::string& bytes) const {
@@ -248,19 +257,36 @@ bool CKZStatDistribution::Decode(std::string_view bytes) {
     }
 
     State& state = FindOrCreateState();
-    Reader roomReader(bytes);
-    const Head head = ReadHead(roomReader);
-    ReadBuckets(roomReader, head, [&](auto bucket, std::uint64_t inBucket) {
-        state.table.MakeRoomFor(bucket, inBucket);
+    ForEachBucketOf(bytes, [walk = CKZStatBucketTable::Walk(state.table)](
+                               auto bucket, std::uint64_t inBucket) mutable {
+        walk.MakeRoomFor(bucket, inBucket);
     });
     state.Clear();
-    Reader reader(bytes);
-    ReadHead(reader);
-    ReadBuckets(reader, head,
-                [&](auto bucket, std::uint64_t inBucket) { state.table.Set(bucket, inBucket); });
-    state.count = count;
-    state.nanCount = head.nanCount;
-    state.minimum = head.minimum;
-    state.maximum = head.maximum;
+    AddForm(bytes, count);
     return true;
+}
+
+bool CKZStatDistribution::AddEncoded(std::string_view bytes) {
+    std::uint64_t count = 0;
+    if (!IsForm(Reader(bytes), count)) return false;
+    if (count == 0) return true;
+    if (count > kMaxCount - GetCount()) RefuseCount();
+
+    ForEachBucketOf(bytes, [walk = CKZStatBucketTable::Walk(FindOrCreateState().table)](
+                               auto bucket, std::uint64_t inBucket) mutable {
+        walk.MakeRoomForMore(bucket, inBucket);
+    });
+    AddForm(bytes, count);
+    return true;
+}
+
+/// REQUIRES: `bytes` are the form of `count` values, and there is room for them.
+void CKZStatDistribution::AddForm(std::string_view bytes, std::uint64_t count) {
+    State& state = *m_state;
+    const Head head = ForEachBucketOf(
+        bytes, [walk = CKZStatBucketTable::Walk(state.table)](
+                   auto bucket, std::uint64_t inBucket) mutable { walk.Add(bucket, inBucket); });
+    state.count += count;
+    state.nanCount += head.nanCount;
+    state.TakeExtremes(head.minimum, head.maximum);
 }

@@ -25,6 +25,8 @@ struct KZJOURNAL_EXPORT Slice {
     /// and leaves it as it was where none is stored. Throws `Error` where what is stored is no
     /// distribution; only `kzstat check` also sees whether it is the right one.
     bool ReadDistribution(std::size_t position, CKZStatDistribution& distribution) const;
+    /// Adds it to `distribution` instead, and nothing where it returns false or throws.
+    bool AddDistributionTo(CKZStatDistribution& distribution, std::size_t position) const;
 };
 
 }  // namespace kzjournal

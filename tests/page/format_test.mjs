@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {number, tick} from '../../tools/kzstat/page/src/format.js';
+import {clockTick, number, tick} from '../../tools/kzstat/page/src/format.js';
 import {boundOf, logTicks} from '../../tools/kzstat/page/src/scale.js';
 
 test('numbers are as the command line writes them', () => {
@@ -12,6 +12,14 @@ test('marks on an axis differ where their values do', () => {
   assert.deepEqual([0, 0.0005, 0.001, 0.0015].map(tick), ['0', '0.0005', '0.001', '0.0015']);
   assert.deepEqual([1e-300, 3 * 1e-5, 2e-4, 1e300].map(tick), ['1e-300', '3e-5', '0.0002', '1e300']);
   assert.deepEqual([250, 1500, -2e6].map(tick), ['250', '1.5K', '-2M']);
+});
+
+test('marks of the clock are as precise as they are close', () => {
+  const moment = (...fields) => new Date(2026, 2, 1, ...fields).getTime() / 1000;
+  assert.equal(clockTick(moment(22, 13), 60), '22:13');
+  assert.equal(clockTick(moment(22, 13, 5), 5), '22:13:05');
+  assert.equal(clockTick(moment(22, 13, 5, 250), 0.05), '22:13:05.25');
+  assert.equal(clockTick(moment(0), 3600), '03-01');
 });
 
 test('the largest numbers have marks', () => {

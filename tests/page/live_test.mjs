@@ -113,3 +113,16 @@ test('shows the run that takes the place of one that has ended', async (t) => {
   renameSync(next.path, journal.path);
   await hasSlices(page, 5);
 });
+
+test('keeps names in order as their figures change', async (t) => {
+  const journal = new Journal(t);
+  await journal.slice({first: ['Timer', 10], second: ['Timer', 5]});
+  const {url} = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, url);
+  const names = page.locator('#table tbody th');
+  await page.getByRole('button', {name: 'max', exact: true}).click();
+  assert.deepEqual(await names.allTextContents(), ['first', 'second']);
+  await journal.slice({second: ['Timer', 20]});
+  await names.first().filter({hasText: 'second'}).waitFor({timeout: 5000});
+  assert.deepEqual(await names.allTextContents(), ['second', 'first']);
+});

@@ -134,6 +134,7 @@ test('is printed with all of its charts', async (t) => {
   assert.equal(await page.locator('canvas').count(), 80);
   await page.evaluate(() => dispatchEvent(new Event('afterprint')));
   assert.ok(await page.locator('canvas').count() < 80);
+  assert.equal(await page.getByText('Slice length').isVisible(), false);
 });
 
 test('of a merged run names the runs that have slices', async (t) => {

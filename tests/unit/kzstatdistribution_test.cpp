@@ -629,6 +629,33 @@ TEST(DistributionForm, TakesAtMostTwoBytesForABucketOfASlice) {
     }
 }
 
+TEST(DistributionForm, IsAddedAsTheDistributionIs) {
+    const CKZStatDistribution all[] = {
+        {},
+        DistributionOf({kNaN}),
+        DistributionOf({1, 1.5, -7, 1e9, kNaN, 0}),
+        DistributionOf({kInfinity, -kInfinity, kLargest, -kLargest, kDenormal, 1e9}),
+        Many(7, 65535),
+        Many(7, 0x100000000)};
+    for (const CKZStatDistribution& a : all)
+        for (const CKZStatDistribution& b : all) {
+            CKZStatDistribution expected = a;
+            expected.Add(b);
+            CKZStatDistribution sum = a;
+            ASSERT_TRUE(sum.AddEncoded(EncodedOf(b)));
+            ExpectSame(sum, expected);
+            sum.Add(7);  // counts in the block that was widened
+            expected.Add(7);
+            ExpectSame(sum, expected);
+        }
+}
+
+TEST(DistributionForm, IsNotAddedBeyond64Bits) {
+    CKZStatDistribution full = Many(1, ~std::uint64_t{0});
+    EXPECT_THROW(full.AddEncoded(EncodedOf(DistributionOf({5}))), std::overflow_error);
+    ExpectSame(full, Many(1, ~std::uint64_t{0}));
+}
+
 /// Refused, and the distribution that was to become it stays as it was.
 void ExpectRefused(const std::string& form) {
     // Of exactly this size, so that the address sanitizer sees a read of the next byte.
@@ -636,6 +663,7 @@ void ExpectRefused(const std::string& form) {
     CKZStatDistribution kept = DistributionOf({1, 2, kNaN});
     const std::size_t memory = kept.GetMemorySize();
     EXPECT_FALSE(kept.Decode({bytes.data(), bytes.size()})) << testing::PrintToString(bytes);
+    EXPECT_FALSE(kept.AddEncoded({bytes.data(), bytes.size()})) << testing::PrintToString(bytes);
     ExpectSame(kept, DistributionOf({1, 2, kNaN}));
     EXPECT_EQ(kept.GetMemorySize(), memory);
 }

@@ -18,13 +18,12 @@ CKZStatDistribution DistributionOf(std::initializer_list<double> values) {
 }
 
 void Add(DistributionCourse& course, std::size_t bucket, std::initializer_list<double> values) {
-    CKZStatDistribution distribution = DistributionOf(values);
-    course.Add({bucket, bucket / 2}, static_cast<double>(values.size()), distribution);
+    course.Add({bucket, bucket / 2}, static_cast<double>(values.size()))
+        .Add(DistributionOf(values));
 }
 
 void AddWithoutDistribution(DistributionCourse& course, std::size_t bucket, double count) {
-    CKZStatDistribution none;
-    course.Add({bucket, bucket / 2}, count, none);
+    course.Add({bucket, bucket / 2}, count);
 }
 
 TEST(DistributionCourse, HasThePercentilesOfAllValuesOfABucket) {

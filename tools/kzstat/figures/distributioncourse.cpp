@@ -4,7 +4,7 @@
 
 namespace kzstatprogram {
 
-void DistributionCourse::Add(const Place& place, double count, CKZStatDistribution& distribution) {
+CKZStatDistribution& DistributionCourse::Add(const Place& place, double count) {
     if (place.bucket != m_place.bucket) {
         Settle();
         m_shown.Clear();
@@ -12,7 +12,8 @@ void DistributionCourse::Add(const Place& place, double count, CKZStatDistributi
     // What an earlier bucket had is known no more, so that it counts as incomplete.
     if (place.bucket < m_place.bucket) m_shown.count = kNoValue;
     m_place = place;
-    m_new.Take(count, distribution);
+    m_new.count += count;
+    return m_new.distribution;
 }
 
 void DistributionCourse::Settle() {

@@ -19,10 +19,10 @@ struct BucketPercentiles {
 /// How the values of one name were distributed, through time and over all of it. Compatible.
 class DistributionCourse {
 public:
-    /// Adds `count` values and takes the distribution of those of them that have one: leaves
-    /// another in its place. Buckets come in the order of time: one that comes after a later one
-    /// has no percentiles from then on.
-    void Add(const Place& place, double count, CKZStatDistribution& distribution);
+    /// Adds `count` values. Those of them that have a distribution must be added to the one that
+    /// is returned before the next call. Buckets come in the order of time: one that comes after a
+    /// later one has no percentiles from then on.
+    CKZStatDistribution& Add(const Place& place, double count);
     /// Shows what was added since the last call.
     void Settle();
     void JoinColumns() { m_map.JoinColumns(); }

@@ -185,12 +185,11 @@ void RunHistory::ReadDistributions(RunReader& run, const kzjournal::TimeRange& r
     const auto bucketOf = [&](double elapsed) {
         return m_grid.Holds(elapsed) ? static_cast<long long>(m_grid.PlaceOf(elapsed).bucket) : -1;
     };
-    CKZStatDistribution distribution;  // kept for its memory
     run.ForEachSum(range, bucketOf, [&](const kzjournal::Slice& sum) {
         if (!m_grid.Holds(sum.elapsed)) return;
         for (std::size_t i = 0; i < sum.records.size(); ++i)
             if (Entry* const entry = Find(sum.records[i]))
-                AddDistribution(m_grid.PlaceOf(sum.elapsed), sum, i, distribution, *entry);
+                AddDistribution(m_grid.PlaceOf(sum.elapsed), sum, i, *entry);
     });
     for (auto& [name, entry] : m_names) entry.distributions.Settle();
 }
@@ -222,7 +221,6 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
 
 /// REQUIRES: the grid holds the slices. Changes nothing but the names of the share.
 void RunHistory::DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share) {
-    CKZStatDistribution distribution;  // kept for its memory
     for (const kzjournal::Slice& slice : slices) {
         const Place place = m_grid.PlaceOf(slice.elapsed);
         for (std::size_t i = 0; i < slice.records.size(); ++i) {
@@ -232,16 +230,15 @@ void RunHistory::DrawNames(const std::vector<kzjournal::Slice>& slices, const Sh
             Entry* const entry = Find(record);
             if (entry == nullptr) continue;
             entry->course.Add(place.bucket, {record.lasts, FlowOf(record.type, record.lasts)});
-            AddDistribution(place, slice, i, distribution, *entry);
+            AddDistribution(place, slice, i, *entry);
         }
     }
 }
 
 void RunHistory::AddDistribution(const Place& place, const kzjournal::Slice& sum,
-                                 std::size_t position, CKZStatDistribution& distribution,
-                                 Entry& entry) {
-    if (!sum.ReadDistribution(position, distribution)) distribution.Clear();
-    entry.distributions.Add(place, sum.records[position].lasts.count, distribution);
+                                 std::size_t position, Entry& entry) {
+    const double count = sum.records[position].lasts.count;
+    sum.AddDistributionTo(entry.distributions.Add(place, count), position);
 }
 
 /// Null if the name is not known: totals never forget one, unless they are damaged.

@@ -92,8 +92,7 @@ private:
     void Add(const kzjournal::Slice& slice);
     void DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share);
     static void AddDistribution(const Place& place, const kzjournal::Slice& sum,
-                                std::size_t position, CKZStatDistribution& distribution,
-                                Entry& entry);
+                                std::size_t position, Entry& entry);
     Entry* Find(const CKZStatMessageRecord& record);
     void JoinColumnsFor(double elapsed);
 

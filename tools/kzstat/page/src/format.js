@@ -67,3 +67,12 @@ export function clock(secondsSince1970) {
   return `${moment.getFullYear()}-${two(moment.getMonth() + 1)}-${two(moment.getDate())} ` +
     `${two(moment.getHours())}:${two(moment.getMinutes())}:${two(moment.getSeconds())}`;
 }
+
+// A mark on an axis of the clock, `step` seconds from the next one. A day begins with its date.
+export function clockTick(secondsSince1970, step) {
+  const [date, time] = clock(secondsSince1970).split(' ');
+  if (time === '00:00:00') return date.slice(5);
+  if (step >= 60) return time.slice(0, 5);
+  const fraction = secondsSince1970 % 1;
+  return fraction > 0 && step < 1 ? time + fraction.toFixed(3).slice(1).replace(/0+$/, '') : time;
+}

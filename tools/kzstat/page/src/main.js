@@ -17,8 +17,10 @@ function matches(name) {
   return (type === '' || name.type === type) && words.every((word) => text.includes(word));
 }
 
+const chosenNames = () => table.sorted(run.names.filter(matches)).map(({name}) => name);
+
 function arrange() {
-  const chosen = table.sorted(run.names.filter(matches)).map(({name}) => name);
+  const chosen = chosenNames();
   table.arrange(chosen);
   charts.arrange(chosen);
   byId('shown').textContent = chosen.length === run.names.length ? '' : `${chosen.length} of ${run.names.length} names`;
@@ -41,7 +43,8 @@ function show(data) {
   showSummary(run);
   charts.show(run);
   table.show(run.names, (name) => charts.idOf(name));
-  if (run.names.length === known) return;
+  // Rows stay in order as their figures change. Charts stay where the reader looks at them.
+  if (run.names.length === known) return table.arrange(chosenNames());
   offerTypes();
   arrange();
 }

@@ -124,8 +124,10 @@ export class Table {
     }
   }
 
-  // Shows the rows of these names, in this order.
+  // Shows the rows of these names, in this order. Rows that stay keep the reader's focus.
   arrange(names) {
-    this.body.replaceChildren(...names.map((name) => this.rows.get(name).element));
+    const rows = names.map((name) => this.rows.get(name).element);
+    const isArranged = rows.length === this.body.rows.length && rows.every((row, i) => row === this.body.rows[i]);
+    if (!isArranged) this.body.replaceChildren(...rows);
   }
 }

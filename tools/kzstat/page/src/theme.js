@@ -42,17 +42,21 @@ export function offerThemes(button, onChanged) {
 // Paper is white.
 export function offerPrinting(charts) {
   const root = document.documentElement;
+  const facts = document.querySelector('.facts');
   let media;
+  let wereFactsOpen;
   addEventListener('beforeprint', () => {
     media = dark.media;
     dark.media = MEDIA.light;
     root.classList.add('printing');
-    document.querySelector('.facts').open = true;
+    wereFactsOpen = facts.open;
+    facts.open = true;
     charts.drawAll();
   });
   addEventListener('afterprint', () => {
     dark.media = media;
     root.classList.remove('printing');
+    facts.open = wereFactsOpen;
     charts.drawNear();
   });
 }

@@ -1,7 +1,7 @@
 // Plots over time: lines, and the heat map.
 
 import uPlot from 'uplot';
-import {clock, elapsed, number, tick, withUnit} from './format.js';
+import {clock, clockTick, elapsed, number, tick, withUnit} from './format.js';
 import {HeatMap} from './heatmap.js';
 import {atMost, columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
 import {offerTooltip} from './tooltip.js';
@@ -11,6 +11,7 @@ const FLOW_HEIGHT = 120;
 const HEAT_HEIGHT = 170;
 const LEFT_AXIS = 48;
 const RIGHT_AXIS = 40;
+const LABEL_ROOM = 26;  // half of the last label of the time axis
 const TICK_DISTANCE = 24;
 
 const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
@@ -31,8 +32,9 @@ export function fromZero(_, least, most) {
 }
 
 function timeAxis({axis, colours}) {
-  const elapsedTicks = {size: 26, incrs: ELAPSED_STEPS, values: (_, splits) => splits.map(elapsed)};
-  return {...axisLook(colours), ...(axis === 'clock' ? {size: 38} : elapsedTicks)};
+  const elapsedTicks = {incrs: ELAPSED_STEPS, values: (_, splits) => splits.map(elapsed)};
+  const clockTicks = {values: (_, splits, axisIndex, space, step) => splits.map((moment) => clockTick(moment, step))};
+  return {...axisLook(colours), size: 26, ...(axis === 'clock' ? clockTicks : elapsedTicks)};
 }
 
 // A drag over the plot chooses what all charts show.
@@ -106,7 +108,7 @@ class LinePlot extends TimePlot {
   options(view) {
     const hasLoad = this.lines[0].kind === 'load';
     const max = this.lines.findIndex(({kind}) => kind === 'edge') + 1;
-    const common = timeOptions(this.height, view, hasLoad, 22);
+    const common = timeOptions(this.height, view, hasLoad, LABEL_ROOM);
     return {
       ...common,
       scales: {...common.scales, y: {range: fromZero}, load: {range: fromZero}},
@@ -236,7 +238,7 @@ class HeatPlot extends TimePlot {
   }
 
   options(view) {
-    const common = timeOptions(this.height, view, false, this.hasRightAxis ? RIGHT_AXIS : 22);
+    const common = timeOptions(this.height, view, false, this.hasRightAxis ? RIGHT_AXIS : LABEL_ROOM);
     const look = axisLook(view.colours);
     return {
       ...common,
