@@ -70,7 +70,7 @@ class Completion(unittest.TestCase):
                 self.assertEqual(options_of(command), self.complete(command, "--"))
 
     def test_values(self):
-        self.assertEqual({"csv", "json", "influx"}, self.complete("export", "--format", ""))
+        self.assertEqual({"csv", "json", "influx", "messages"}, self.complete("export", "--format", ""))
         self.assertEqual({"table", "json"}, self.complete("compare", "--format", ""))
         columns = help_of("show").partition("--sort")[2].partition("{")[2].partition("}")[0]
         self.assertEqual(set(columns.split(",")), self.complete("show", "--sort", ""))

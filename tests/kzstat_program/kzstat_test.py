@@ -438,6 +438,14 @@ class Export(JournalTest):
         self.assert_fails(run("export", self.run_path, "--format", "json", "--spreadsheet-safe"),
                           "--spreadsheet-safe")
 
+    def test_messages(self):
+        self.make_run()
+        result = run("export", self.run_path, "--format", "messages", "--to", "2", text=False)
+        first, second, rest = re.split(rb"(?:^|\n)\d+:", result.out)[1:] + [b""]
+        self.assertEqual((b"", True), (rest, b"login.time" in first and b"login.time" in second))
+        self.assert_fails(run("export", self.run_path, "--format", "messages",
+                              "--percentiles", "50"), "messages are written as they were sent")
+
     def exported(self, *options):
         lines = run("export", self.run_path, "--format", "json", *options).out.splitlines()
         return [json.loads(line) for line in lines]

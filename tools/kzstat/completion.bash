@@ -11,7 +11,7 @@ _kzstat() {
     elif [[ $previous == --sort ]]; then
         words='name type count rate min mean p50 p95 p99 max stddev sum last'
     elif [[ $previous == --format ]]; then
-        words='csv json influx'
+        words='csv json influx messages'
         [[ $command != compare ]] || words='table json'
     elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --percentiles ||
             $previous == --port || $previous == --bind ]]; then

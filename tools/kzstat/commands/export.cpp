@@ -32,6 +32,8 @@ ExitStatus Export(const ExportOptions& options, const RunOpener& runs, Output& o
         throw UsageError("--spreadsheet-safe", "only csv is read by spreadsheets");
     if (options.hasBuckets && options.format != "json")
         throw UsageError("--buckets", "only json has room for distributions");
+    if (options.percentiles.numbers && options.format == "messages")
+        throw UsageError("--percentiles", "messages are written as they were sent");
     const ExportContent content = ContentOf(options);
     CheckJournals({options.journal});
     const std::unique_ptr<RunReader> run = runs.Open(options.journal);
@@ -43,6 +45,7 @@ ExitStatus Export(const ExportOptions& options, const RunOpener& runs, Output& o
     Gaps gaps(run->Facts().sliceLength);
     run->ForEachSlice(options.range.RangeOf(*run), [&](const kzjournal::Slice& slice) {
         const double gap = gaps.Before(slice);
+        output.Write(format->BeginSlice(slice));
         for (std::size_t i = 0; i < slice.records.size(); ++i)
             output.Write(format->RecordText(slice, i, gap));
     });
@@ -57,7 +60,7 @@ void DeclareExport(CommandLine& line, const RunOpener& runs) {
     Command command = line.AddCommand("export", "Write every record of a run to standard output");
     const auto options = std::make_shared<ExportOptions>();
     DeclareJournal(command, "RUN", options->journal);
-    command.Add("--format", options->format, "csv, json (an object per line) or influx")
+    command.Add("--format", options->format, "csv, json (an object per line), influx or messages")
         .Required()
         .OneOf(ExportFormatNames())
         .ValueName("FORMAT");

@@ -238,16 +238,28 @@ private:
     const std::string m_runTags;
 };
 
+/// As they were sent, in the frames of docs/messages-file.md.
+class Messages : public ExportFormat {
+public:
+    std::string BeginSlice(const kzjournal::Slice& slice) const override {
+        return std::to_string(slice.message.size()) + ":" + slice.message + "\n";
+    }
+    std::string RecordText(const kzjournal::Slice&, std::size_t, double) const override {
+        return {};
+    }
+};
+
 }  // namespace
 
 std::vector<std::string> ExportFormatNames() {
-    return {"csv", "json", "influx"};
+    return {"csv", "json", "influx", "messages"};
 }
 
 std::unique_ptr<ExportFormat> MakeExportFormat(const std::string& name, const kzjournal::Run& run,
                                                const ExportContent& content) {
     if (name == "csv") return std::make_unique<Csv>(false, content);
     if (name == "json") return std::make_unique<JsonLines>(content);
+    if (name == "messages") return std::make_unique<Messages>();
     return std::make_unique<LineProtocol>(run, content);
 }
 

@@ -25,6 +25,8 @@ public:
     virtual ~ExportFormat() = default;
     /// What comes before the first record.
     virtual std::string Begin() const { return {}; }
+    /// What comes before the records of a slice.
+    virtual std::string BeginSlice(const kzjournal::Slice&) const { return {}; }
     /// Of the record at `position`. `gap` is the time without slices before this one, in seconds.
     /// Throws kzjournal::Error where a distribution is damaged.
     virtual std::string RecordText(const kzjournal::Slice& slice, std::size_t position,
