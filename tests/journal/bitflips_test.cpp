@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -84,6 +85,17 @@ protected:
             dump << std::string(slice.distributions.FormOf(0))
                  << std::string(slice.distributions.FormOf(1));
         });
+        reader.ForEachSum(
+            {}, [](double elapsed) { return std::llround(elapsed) / 130; },
+            [&](const kzjournal::Slice& sum) {
+                dump << 1.0 * sum.id << sum.elapsed << sum.endTime;
+                for (const auto& record : sum.records) dump << record;
+                dump << std::string(sum.distributions.FormOf(0));
+            });
+        reader.CheckSums();
+        dump << 1.0 * reader.LastSliceId() << reader.LastSlice({0, 100})->message;
+        for (const kzjournal::Name& name : reader.Names())
+            dump << name.name << static_cast<double>(name.type);
         for (const auto& each : reader.SummaryWithDistributions({10, 290}))
             dump << each.record << (each.distribution ? each.distribution->Quantile(0.9) : -1);
         return dump.Text();
