@@ -94,6 +94,9 @@ public:
     DistributionBlockReader(SQLite::Database& database, int run, StepLimit* limit)
         : m_database(database), m_run(run), m_limit(limit) {}
 
+    /// Whether the chunk is the one that was loaded last.
+    bool Has(int chunk) const { return chunk == m_chunk; }
+
     /// Reads those of the chunk. Returns false where they are damaged.
     bool Load(int chunk);
 

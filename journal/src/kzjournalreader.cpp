@@ -2,25 +2,19 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <SQLiteCpp/VariadicBind.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <map>
+#include <limits>
 #include <set>
 #include <span>
 #include <string_view>
 #include <tuple>
 #include <unordered_map>
 
-#include "journalfile.h"
 #include "kzstatdistributionsum.h"
 #include "namechecksum.h"
-#include "readabledatabase.h"
+#include "readerstate.h"
 #include "runrow.h"
-#include "sliceloader.h"
-#include "slicesum.h"
-#include "storedsums.h"
-#include "timeline.h"
 
 namespace kzjournal {
 namespace {
@@ -47,12 +41,6 @@ long long OneGroup(double) {
 constexpr char kNameInChunk[] =
     "SELECT records, checksum FROM name_chunks"
     " WHERE run_number = ? AND chunk = ? AND name_id = ?";
-
-/// How many records a name has in a chunk, and their checksum.
-struct NameInChunk {
-    int records;
-    std::optional<std::int64_t> checksum;  // none where the slices were verified instead
-};
 
 /// Replaces the totals of records by those of a range, to which its slices are added in their
 /// order. Compatible.
@@ -118,81 +106,7 @@ private:
     CKZStatDistribution m_read;  // keeps its memory from record to record
 };
 
-/// Slices of which a stored sum is visited, or which are visited one by one where there is none.
-struct Piece {
-    const SumFacts* sum;
-    std::vector<int> ids;
-};
-
 }  // namespace
-
-struct Reader::State {
-    State(const std::string& journalPath, int source)
-        : path(journalPath),
-          run(source),
-          file(journalPath),
-          database(file.Get()),
-          loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); }),
-                 &file.Steps()),
-          timeline(database, path, run),
-          sums(database, path, run, &file.Steps()) {}
-
-    template <class Action>
-    auto Guarded(Action action) {
-        return file.Read(action);
-    }
-
-    /// What is wrong with a slice is said of the file.
-    template <class Action>
-    void Explained(Action action) const {
-        try {
-            action();
-        } catch (const Error& error) {
-            throw Error("cannot read " + path + ": " + error.what());
-        }
-    }
-
-    /// A log that is missing when the file is opened is made anew.
-    bool HasLog() const {
-        struct stat log = {};
-        return stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
-    }
-    std::vector<Timeline::Entry> EntriesIn(const TimeRange& range);
-    std::vector<Timeline::Entry> Select(const TimeRange& range) const;
-    const SumFacts* FindSum(int level, std::span<const Timeline::Entry> entries) const;
-    const SumFacts* FindSum(std::span<const Timeline::Entry> entries,
-                            const std::function<long long(double)>& groupOf) const;
-    std::vector<Piece> PiecesOf(std::span<const Timeline::Entry> entries,
-                                const std::function<long long(double)>& groupOf) const;
-    void UpdateSums();
-    Slice LoadSum(const SumFacts& stored);
-    void CheckSums(int level, std::span<const Timeline::Entry> entries);
-    bool IsOfItsParts(const SumFacts& stored, std::span<const Timeline::Entry> entries);
-    void VisitSums(const std::vector<Piece>& pieces,
-                   const std::function<void(const Slice&)>& visit);
-    RunRow Row();
-    std::vector<int> IdsIn(const TimeRange& range);
-    std::vector<int> IdsAfter(int sliceId, int most);
-    void VisitSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
-    void VisitMoreSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
-    const RecordCounts& CountsOf(int chunk);
-    std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
-    NameInChunk FindInChunk(int chunk, std::int64_t nameId);
-    void AddPointsOfChunk(const std::string& name, std::span<const Timeline::Entry> entries,
-                          std::vector<SeriesPoint>& points);
-    void AddRecentPoints(const std::string& name, std::span<const Timeline::Entry> entries,
-                         std::vector<SeriesPoint>& points);
-
-    const std::string path;
-    const int run;  // the number of the run that is read
-    ReadableDatabase file;
-    SQLite::Database& database;
-    SliceLoader loader;
-    Timeline timeline;
-    StoredSums sums;
-    std::map<int, RecordCounts> verifiedChunks;
-    Run facts;
-};
 
 std::vector<Timeline::Entry> Reader::State::EntriesIn(const TimeRange& range) {
     Guarded([&] { timeline.Update(); });
@@ -254,106 +168,6 @@ void Reader::State::VisitMoreSlices(std::span<const int> ids,
         std::vector<Slice> slices = file.ReadOn([&] { return loader.Load(ids); });
         for (Slice& slice : slices) visit(slice);
         ids = ids.subspan(slices.size());
-    }
-}
-
-/// In this order: the slices of each sum are in the timeline then.
-void Reader::State::UpdateSums() {
-    Guarded([&] {
-        if (loader.HasBlocks()) sums.Update();
-        timeline.Update();
-    });
-}
-
-/// The sum of the level that begins with the first entry, if it is of the first entries alone. It
-/// is of slices between the first and the last one, so that it has them all if it has as many.
-const SumFacts* Reader::State::FindSum(int level, std::span<const Timeline::Entry> entries) const {
-    const SumFacts* const sum = sums.FindFrom(level, entries.front().id);
-    if (sum == nullptr || sum->slices < 1) return nullptr;
-    const auto count = static_cast<std::size_t>(sum->slices);
-    if (count > entries.size()) return nullptr;
-    const Timeline::Entry& last = entries[count - 1];
-    const bool isSame = entries.front().elapsed == sum->firstElapsed && last.id == sum->lastId &&
-                        last.elapsed == sum->lastElapsed;
-    return isSame ? sum : nullptr;
-}
-
-/// The largest one whose slices are all in one group.
-const SumFacts* Reader::State::FindSum(std::span<const Timeline::Entry> entries,
-                                       const std::function<long long(double)>& groupOf) const {
-    for (int level = kSumLevels; level > 0; --level) {
-        const SumFacts* const sum = FindSum(level, entries);
-        if (sum != nullptr && groupOf(sum->firstElapsed) == groupOf(sum->lastElapsed)) return sum;
-    }
-    return nullptr;
-}
-
-Slice Reader::State::LoadSum(const SumFacts& stored) {
-    return file.ReadOn(
-        [&] { return sums.Load(stored, [&](std::int64_t id) { return loader.FindName(id); }); });
-}
-
-void Reader::State::CheckSums(int level, std::span<const Timeline::Entry> entries) {
-    file.AllowSteps();
-    std::ptrdiff_t covered = 0;
-    for (; !entries.empty(); entries = entries.subspan(1), --covered) {
-        const SumFacts* const stored = FindSum(level, entries);
-        if (stored == nullptr) continue;
-        if (covered > 0)
-            throw Error("slice " + std::to_string(stored->firstId) + " is in two sums");
-        covered = stored->slices;
-        if (!IsOfItsParts(*stored, entries.first(static_cast<std::size_t>(stored->slices))))
-            throw Error("the sum of slices " + std::to_string(stored->firstId) + " to " +
-                        std::to_string(stored->lastId) + " is not what they add up to");
-    }
-}
-
-/// Added up as its writer has.
-bool Reader::State::IsOfItsParts(const SumFacts& stored, std::span<const Timeline::Entry> entries) {
-    SliceSum sum;
-    bool isWhole = true;
-    if (stored.level == 1) {
-        std::vector<int> ids;
-        for (const Timeline::Entry& entry : entries) ids.push_back(entry.id);
-        VisitMoreSlices(ids, [&](const Slice& slice) { isWhole = isWhole && sum.Add(slice); });
-    }
-    while (stored.level > 1 && !entries.empty()) {
-        const SumFacts* const part = FindSum(stored.level - 1, entries);
-        // Slices of others lie between those of a part, which cannot be told then.
-        if (part == nullptr) return true;
-        isWhole = isWhole && sum.Add(LoadSum(*part));
-        entries = entries.subspan(static_cast<std::size_t>(part->slices));
-    }
-    return isWhole && AreSameSums(sum.Get(), LoadSum(stored));
-}
-
-std::vector<Piece> Reader::State::PiecesOf(std::span<const Timeline::Entry> entries,
-                                           const std::function<long long(double)>& groupOf) const {
-    std::vector<Piece> pieces;
-    while (!entries.empty()) {
-        const SumFacts* const sum = FindSum(entries, groupOf);
-        if (sum != nullptr) {
-            pieces.push_back({sum, {}});
-        } else {
-            if (pieces.empty() || pieces.back().sum != nullptr) pieces.push_back({nullptr, {}});
-            pieces.back().ids.push_back(entries.front().id);
-        }
-        entries = entries.subspan(sum == nullptr ? 1 : static_cast<std::size_t>(sum->slices));
-    }
-    return pieces;
-}
-
-void Reader::State::VisitSums(const std::vector<Piece>& pieces,
-                              const std::function<void(const Slice&)>& visit) {
-    file.AllowSteps();
-    for (const Piece& piece : pieces) {
-        if (piece.sum != nullptr)
-            visit(LoadSum(*piece.sum));
-        else
-            VisitMoreSlices(piece.ids, [&](Slice& slice) {
-                MakeSum(slice);
-                visit(slice);
-            });
     }
 }
 

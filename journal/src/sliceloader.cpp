@@ -197,7 +197,9 @@ void SliceLoader::ReadRecords(Batch& batch) {
 
 void SliceLoader::LoadDistributions(int chunk, int sliceId) {
     if (!HasBlocks()) return;
-    if (!Sized(sliceId, [&] { return m_distributionBlocks.Load(chunk); })) ThrowDamaged(sliceId);
+    if (!m_distributionBlocks[m_currentBlocks].Has(chunk)) m_currentBlocks = 1 - m_currentBlocks;
+    if (!Sized(sliceId, [&] { return m_distributionBlocks[m_currentBlocks].Load(chunk); }))
+        ThrowDamaged(sliceId);
 }
 
 /// 0 as long as its records wait among the recent ones.
@@ -268,7 +270,8 @@ void SliceLoader::AddRecord(Unverified& unverified, SQLite::Statement& row, bool
         *name, static_cast<CKZStatPointTypeEnum::PointType>(row.getColumn(2).getInt()),
         AggregateAt(row, 9), AggregateAt(row, 4)});
     const std::string_view distribution =
-        isInBlock ? m_distributionBlocks.FormOf(row.getColumn(1).getInt64(), slice.id, record.lasts)
+        isInBlock ? m_distributionBlocks[m_currentBlocks].FormOf(row.getColumn(1).getInt64(),
+                                                                 slice.id, record.lasts)
                   : BytesAt(row, 14);
     const Percentiles percentiles = PercentilesAt(row, 15);
     // Damage can make many records share one that is long.

@@ -3,6 +3,8 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -49,7 +51,8 @@ public:
           m_run(run),
           m_version(schemaVersion),
           m_messageBlocks(database, run, limit),
-          m_distributionBlocks(database, run, limit) {}
+          m_distributionBlocks{DistributionBlockReader(database, run, limit),
+                               DistributionBlockReader(database, run, limit)} {}
 
     /// The first slices of `ids`, in that order: at least one, and more as long as they lie in one
     /// chunk and their messages are not too long together. They
@@ -112,7 +115,10 @@ private:
     const int m_run;
     const int m_version;
     MessageBlockReader m_messageBlocks;
-    DistributionBlockReader m_distributionBlocks;
+    // Of the chunk that is read and of the one before: where a pause has set time back, slices of
+    // both alternate.
+    std::array<DistributionBlockReader, 2> m_distributionBlocks;
+    std::size_t m_currentBlocks = 0;
     std::unordered_map<std::int64_t, RWCString> m_names;
     std::int64_t m_lastNameId = 0;
     std::size_t m_distributionBytes = 0;  // of the batch that is read

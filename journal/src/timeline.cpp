@@ -14,7 +14,11 @@
 namespace kzjournal {
 namespace {
 
-// ?1 is the number of the run, ?2 the last row that is known.
+constexpr char kAllSlices[] =
+    "SELECT rowid, slice_id, elapsed, chunk FROM slices NOT INDEXED WHERE run_number = ?"
+    " ORDER BY rowid";
+
+// With what the indexes have of each. ?1 is the number of the run, ?2 the last row that is known.
 constexpr char kNewSlices[] =
     "SELECT s.rowid, s.slice_id, s.elapsed, s.chunk,"
     " (SELECT i.rowid FROM slices i INDEXED BY sqlite_autoindex_slices_1"
@@ -40,15 +44,45 @@ void MergeNew(std::vector<Element>& elements, std::ptrdiff_t known, Order isBefo
 
 void Timeline::Update() {
     const SQLite::Transaction view(m_database);
-    const bool isFirst = m_lastRow == 0;
     const auto known = static_cast<std::ptrdiff_t>(m_entries.size());
-    SQLite::Statement query(m_database, kNewSlices);
-    SQLite::bind(query, m_run, static_cast<int64_t>(m_lastRow));
-    while (query.executeStep()) Add(query);
-    if (isFirst) CheckCount();
+    if (known == 0)
+        AddAll();
+    else
+        AddNew();
     // Time goes back where a pause of the generator ends.
     MergeNew(m_entries, known, IsEarlier);
     MergeNew(m_ids, known, std::less<>());
+    if (std::adjacent_find(m_ids.begin() + known, m_ids.end()) != m_ids.end())
+        ThrowDamaged("it has slices twice");
+}
+
+/// Reads the table and its indexes from beginning to end, which takes much less time than looking
+/// for each slice.
+void Timeline::AddAll() {
+    std::vector<Row> rows;
+    SQLite::Statement query(m_database, kAllSlices);
+    query.bind(1, m_run);
+    while (query.executeStep()) {
+        Add(query);
+        rows.push_back({m_entries.back().elapsed, m_entries.back().id, m_lastRow});
+    }
+    std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.id < b.id; });
+    CheckIndex("sqlite_autoindex_slices_1", "slice_id", rows);
+    std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+        return std::tie(a.elapsed, a.id) < std::tie(b.elapsed, b.id);
+    });
+    CheckIndex("slices_by_time", "elapsed, slice_id", rows);
+}
+
+void Timeline::AddNew() {
+    SQLite::Statement query(m_database, kNewSlices);
+    SQLite::bind(query, m_run, static_cast<int64_t>(m_lastRow));
+    while (query.executeStep()) {
+        Add(query);
+        if (query.getColumn(4).getInt64() != m_lastRow ||
+            query.getColumn(5).getInt64() != m_lastRow)
+            ThrowDamaged(m_entries.back().id);
+    }
 }
 
 void Timeline::Add(SQLite::Statement& row) {
@@ -56,25 +90,32 @@ void Timeline::Add(SQLite::Statement& row) {
     const std::optional<int> id = IdAt(row, 1);
     const std::optional<int> chunk = IdAt(row, 3);
     if (!id) ThrowDamaged("row " + std::to_string(number) + " of slices has no valid id");
-    const bool isAtItsPlace = number > m_lastRow && row.getColumn(4).getInt64() == number &&
-                              row.getColumn(5).getInt64() == number;
-    if (!isAtItsPlace || !chunk || !IsMoment(row, 2))
-        ThrowDamaged("slice " + std::to_string(*id) + " is damaged");
+    if (number <= m_lastRow || !chunk || !IsMoment(row, 2)) ThrowDamaged(*id);
     m_lastRow = number;
     m_ids.push_back(*id);
     m_entries.push_back({row.getColumn(2).getDouble(), *id, *chunk});
 }
 
-/// The indexes have as many slices as the table.
-void Timeline::CheckCount() {
-    for (const char* const index : {"sqlite_autoindex_slices_1", "slices_by_time"}) {
-        SQLite::Statement query(m_database, std::string("SELECT count(*) FROM slices INDEXED BY ") +
-                                                index + " WHERE run_number = ?");
-        query.bind(1, m_run);
-        query.executeStep();
-        if (query.getColumn(0).getInt64() != static_cast<std::int64_t>(m_entries.size()))
-            ThrowDamaged("its slices are not all in " + std::string(index));
+/// The index has the rows of the table, and no others. `order` are its columns.
+void Timeline::CheckIndex(const std::string& index, const std::string& order,
+                          const std::vector<Row>& rows) {
+    SQLite::Statement query(m_database, "SELECT rowid, " + order + " FROM slices INDEXED BY " +
+                                            index + " WHERE run_number = ? ORDER BY " + order);
+    query.bind(1, m_run);
+    const int idColumn = query.getColumnCount() - 1;
+    auto row = rows.begin();
+    for (; row != rows.end() && query.executeStep(); ++row) {
+        const bool isSame = query.getColumn(0).getInt64() == row->number &&
+                            query.getColumn(idColumn).getInt64() == row->id &&
+                            (idColumn == 1 || query.getColumn(1).getDouble() == row->elapsed);
+        if (!isSame) ThrowDamaged(row->id);
     }
+    if (row != rows.end() || query.executeStep())
+        ThrowDamaged("its slices are not all in " + index);
+}
+
+void Timeline::ThrowDamaged(int sliceId) const {
+    ThrowDamaged("slice " + std::to_string(sliceId) + " is damaged");
 }
 
 void Timeline::ThrowDamaged(const std::string& what) const {

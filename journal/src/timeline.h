@@ -36,8 +36,19 @@ public:
     const std::vector<int>& Ids() const { return m_ids; }
 
 private:
+    /// A row of the table, with what the indexes have of it.
+    struct Row {
+        double elapsed;
+        int id;
+        std::int64_t number;
+    };
+
+    void AddAll();
+    void AddNew();
     void Add(SQLite::Statement& row);
-    void CheckCount();
+    void CheckIndex(const std::string& index, const std::string& order,
+                    const std::vector<Row>& rows);
+    [[noreturn]] void ThrowDamaged(int sliceId) const;
     [[noreturn]] void ThrowDamaged(const std::string& what) const;
 
     SQLite::Database& m_database;

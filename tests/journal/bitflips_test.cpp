@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
+#include <utility>
 
 #include "journal/journalfixture.h"
 
@@ -60,6 +63,27 @@ protected:
         ASSERT_EQ("", Close());
     }
 
+    /// What the slices of each group add up to: damage may lead to other sums, which add up to the
+    /// same.
+    static void DumpSums(kzjournal::Reader& reader, Dump& dump) {
+        const auto groupOf = [](double elapsed) { return std::llround(elapsed) / 130; };
+        std::map<std::pair<long long, std::string>,
+                 std::pair<CKZStatAggregate, CKZStatDistribution>>
+            sums;
+        reader.ForEachSum({}, groupOf, [&](const kzjournal::Slice& sum) {
+            for (std::size_t i = 0; i < sum.records.size(); ++i) {
+                const CKZStatMessageRecord& record = sum.records[i];
+                auto& [lasts, values] =
+                    sums[{groupOf(sum.elapsed), std::string(record.name.view())}];
+                lasts.Add(record.lasts);
+                CKZStatDistribution distribution;
+                if (sum.ReadDistribution(i, distribution)) values.Add(distribution);
+            }
+        });
+        for (const auto& [key, sum] : sums)
+            dump << static_cast<double>(key.first) << key.second << sum.first
+                 << static_cast<double>(sum.second.GetCount()) << sum.second.Quantile(0.5);
+    }
     static std::string Read(const std::string& file) {
         kzjournal::Reader reader(file);
         Dump dump;
@@ -84,6 +108,11 @@ protected:
             dump << std::string(slice.distributions.FormOf(0))
                  << std::string(slice.distributions.FormOf(1));
         });
+        DumpSums(reader, dump);
+        reader.CheckSums();
+        dump << 1.0 * reader.LastSliceId() << reader.LastSlice({0, 100})->message;
+        for (const kzjournal::Name& name : reader.Names())
+            dump << name.name << static_cast<double>(name.type);
         for (const auto& each : reader.SummaryWithDistributions({10, 290}))
             dump << each.record << (each.distribution ? each.distribution->Quantile(0.9) : -1);
         return dump.Text();
