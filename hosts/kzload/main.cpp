@@ -64,7 +64,7 @@ void CheckFiles(const Options& options) {
 
 int Run(const Options& options) {
     kzterminal::IgnoreBrokenPipes();
-    AllowOpenFiles(options.clients, options.threads, options.url.empty());
+    AllowOpenFiles(options);
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);
     CheckFiles(options);

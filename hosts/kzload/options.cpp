@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include <arpa/inet.h>
 #include <curl/curl.h>
 #include <unistd.h>
 
@@ -168,6 +169,16 @@ std::string WithoutSecrets(const std::string& argument) {
     if (std::none_of(std::begin(kSecrets), std::end(kSecrets), isThere)) return argument;
     for (const CURLUPart part : kSecrets) curl_url_set(url.get(), part, kHidden, 0);
     return PartOf(url, CURLUPART_URL);
+}
+
+bool LooksUpHost(const std::string& url) {
+    const UrlParts parts(curl_url(), curl_url_cleanup);
+    curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0);
+    const std::string host = PartOf(parts, CURLUPART_HOST);
+    in_addr address = {};
+    // In brackets is an address of version 6. The transfer library knows where localhost is.
+    return host.compare(0, 1, "[") != 0 && host != "localhost" &&
+           inet_pton(AF_INET, host.c_str(), &address) != 1;
 }
 
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {

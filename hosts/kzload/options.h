@@ -25,6 +25,9 @@ struct Options {
 /// neither, stays as it is. Safe for concurrent use.
 std::string WithoutSecrets(const std::string& argument);
 
+/// True if connecting takes a search for the address of the URL's host. Safe for concurrent use.
+bool LooksUpHost(const std::string& url);
+
 /// Reads the command line. Where the process should end instead (help, a mistake), says so to the
 /// user, puts the exit status into `exitStatus` and returns nothing.
 std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus);

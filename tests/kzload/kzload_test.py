@@ -734,6 +734,16 @@ class OpenFiles(RunTest):
                                          "raise it (ulimit -n) or ask for fewer --clients")
         self.assertEqual(0, answered.total())
 
+    def test_more_are_needed_where_all_clients_look_up_the_host(self):
+        result = self.limited(2039, "http://host.invalid/", "--clients", 500)
+        self.assertEqual((1, ""), (result.status, result.out))
+        self.assert_one_line(result.err, "500 clients need 2040 open files")
+
+    def test_no_more_are_needed_where_the_host_is_an_address(self):
+        for host in ("127.0.0.1", "[::1]", "localhost"):
+            result = self.limited(539, f"http://{host}:9/", "--clients", 500)
+            self.assert_one_line(result.err, "500 clients need 540 open files")
+
     def test_the_demo_server_needs_as_many(self):
         result = self.limited(1024, "--clients", 500)
         self.assertEqual((1, ""), (result.status, result.out))

@@ -4,6 +4,7 @@ import http.client
 import json
 import os
 import re
+import shutil
 import socket
 import ssl
 import subprocess
@@ -162,6 +163,16 @@ class Replaced(ServeTest):
         after = self.runs_shown(server)
         self.assertEqual((1, 1), (len(before), len(after)))
         self.assertNotEqual(before, after)
+        self.assertIn("kzstat_slices_total 5\n", server.text())
+        self.assertEqual(5, len(json.loads(server.text("/api/slices"))))
+
+    def test_is_noticed_where_its_file_was_copied_over(self):
+        path = self.run_of(generator="one", slices=3)
+        server = self.serve(path)
+        self.assertEqual(3, len(json.loads(server.text("/api/slices"))))
+        shutil.copyfile(self.run_of("next.kzj", generator="two", slices=5), path)
+        self.wait_for(server, "two")
+        self.assertEqual(1, len(self.runs_shown(server)))
         self.assertIn("kzstat_slices_total 5\n", server.text())
         self.assertEqual(5, len(json.loads(server.text("/api/slices"))))
 

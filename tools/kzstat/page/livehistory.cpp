@@ -81,7 +81,8 @@ void LiveHistory::CatchUp() {
         // The file is read without the lock, since a disk may hang.
         const RunHistory::News news = RunHistory::NewsSince(*m_run, LastSliceId());
         m_trouble.clear();
-        if (!Add(news)) ReadAnew();
+        // What was read may be that of another run since.
+        if (IsReplaced() || !Add(news)) ReadAnew();
     } catch (const std::exception& error) {
         const bool isNews = m_trouble != error.what() && !kzterminal::StopIsRequested();
         if (isNews) std::fprintf(stderr, "kzstat: %s\n", error.what());
@@ -97,10 +98,11 @@ bool LiveHistory::Add(const RunHistory::News& news) {
     return true;
 }
 
-/// A file that was removed may still be written.
+/// A file that was removed may still be written. One that was copied over has its old place.
 bool LiveHistory::IsReplaced() const {
     const std::optional<kzfiles::FilePlace> place = kzfiles::PlaceOf(m_name);
-    return place && place->name.empty() && place != m_place;
+    if (!place || !place->name.empty()) return false;
+    return place != m_place || m_runs.Open(m_name)->Facts().id != m_run->Facts().id;
 }
 
 void LiveHistory::ReadAnew() {

@@ -44,7 +44,9 @@ std::string SlicePieces::Next(Cursor& cursor) {
 void SlicePieces::OpenFor(const Cursor& cursor) {
     const std::optional<kzfiles::FilePlace> place = kzfiles::PlaceOf(m_name);
     const bool isThere = place && place->name.empty();
-    if (m_reader == nullptr || (isThere && place != m_place)) {
+    const bool isAnother =
+        m_reader != nullptr && (place != m_place || m_reader->Facts().id != cursor.m_run);
+    if (m_reader == nullptr || (isThere && isAnother)) {
         m_batches.clear();
         m_reader = m_runs.Open(m_name);
         m_reader->StopWhen(kzterminal::StopIsRequested);
