@@ -82,6 +82,8 @@ private:
         std::vector<Conflict> conflicts;
     };
 
+    std::vector<const CKZStatDistribution*> GetAll(
+        CKZStatDistributionSum Distributions::*kind) const;
     std::size_t PositionOf(std::string_view name) const;
     std::size_t FindOrCreate(std::string_view name, PointType type);
     template <class Record>

@@ -88,16 +88,18 @@ void CKZStatMerge::AddAggregates(const std::vector<Record>& records, Plan&& plan
 }
 
 std::vector<const CKZStatDistribution*> CKZStatMerge::GetTotalsDistributions() const {
-    std::vector<const CKZStatDistribution*> distributions;
-    distributions.reserve(m_distributions.size());
-    for (const Distributions& each : m_distributions) distributions.push_back(each.totals.Get());
-    return distributions;
+    return GetAll(&Distributions::totals);
 }
 
 std::vector<const CKZStatDistribution*> CKZStatMerge::GetLastsDistributions() const {
+    return GetAll(&Distributions::lasts);
+}
+
+std::vector<const CKZStatDistribution*> CKZStatMerge::GetAll(
+    CKZStatDistributionSum Distributions::*kind) const {
     std::vector<const CKZStatDistribution*> distributions;
     distributions.reserve(m_distributions.size());
-    for (const Distributions& each : m_distributions) distributions.push_back(each.lasts.Get());
+    for (const Distributions& each : m_distributions) distributions.push_back((each.*kind).Get());
     return distributions;
 }
 

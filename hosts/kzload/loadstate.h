@@ -12,10 +12,8 @@ namespace kzload {
 /// What the load threads tell the control thread. Safe for concurrent use.
 class LoadState {
 public:
-    /// A request was answered or has failed, and its values are reported.
+    /// A request was answered, has failed or was cut off, and its values are reported.
     void RequestMade() { ++m_requestsMade; }
-    /// The end of the load cut a request off, which is reported.
-    void RequestCutOff() { ++m_requestsMade; }
     long long RequestsMade() const { return m_requestsMade; }
 
     /// The server was reached.

@@ -136,7 +136,7 @@ void LoadThread::CutOffRequestsInFlight() {
         curl_multi_remove_handle(m_transfers.get(), transfer);
         client->CutOffRequest();
         --m_inFlight;
-        m_state.RequestCutOff();
+        m_state.RequestMade();
         client->Leave();
     }
 }

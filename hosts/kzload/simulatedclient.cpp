@@ -184,24 +184,22 @@ double SimulatedClient::BytesReceived() const {
 }
 
 void SimulatedClient::Report(const Outcome& outcome) {
-    const bool hasFailed = outcome.failure != Failure::None || outcome.status >= kLowestBadStatus;
     const double milliseconds =
-        hasFailed ? m_timing->Fail(OutcomeName(outcome.failure, outcome.status).c_str())
-                  : m_timing->Stop();
+        outcome.IsError() ? m_timing->Fail(OutcomeName(outcome.failure, outcome.status).c_str())
+                          : m_timing->Stop();
     m_timing.reset();
     const double bytes = BytesReceived();
     Add(kRequestBytes, bytes);
     Add(kBytesRate, bytes);
     if (outcome.failure == Failure::None) Add(ResponseStat(outcome.status), 1);
-    ReportTransaction(outcome, hasFailed, milliseconds);
+    ReportTransaction(outcome, milliseconds);
     // The last of them: where this value is counted, all the others of the request are.
     Add(kRequestsRate, 1);
 }
 
-void SimulatedClient::ReportTransaction(const Outcome& outcome, bool hasFailed,
-                                        double milliseconds) {
+void SimulatedClient::ReportTransaction(const Outcome& outcome, double milliseconds) {
     const TransactionNames& names = m_target.NamesOf(m_step);
-    Add(hasFailed ? names.failedTime : names.time, milliseconds, kTransactionTimeType);
+    Add(outcome.IsError() ? names.failedTime : names.time, milliseconds, kTransactionTimeType);
     Add(names.count, 1, kTransactionCountType);
     Add(names.reasons + OutcomeName(outcome.failure, outcome.status), 1, kReasonType);
 }

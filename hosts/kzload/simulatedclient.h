@@ -50,6 +50,8 @@ struct Outcome {
     long status;        // of the answer; 0 where there is none
     std::string cause;  // of a failure, for the user
     bool isFirstConnectFailure;
+
+    bool IsError() const { return failure != Failure::None || status >= kLowestBadStatus; }
 };
 
 /// One simulated user. In the shop it logs in, browses a few items, logs out and begins again. It
@@ -90,7 +92,7 @@ private:
     std::string CauseOf(CURLcode result) const;
     double BytesReceived() const;
     void Report(const Outcome& outcome);
-    void ReportTransaction(const Outcome& outcome, bool hasFailed, double milliseconds);
+    void ReportTransaction(const Outcome& outcome, double milliseconds);
     void Add(const Stat& stat, double value) { m_statistics->AddLast(stat.name, value, stat.type); }
     void Add(const std::string& name, double value, Type::PointType type) {
         m_statistics->AddLast(name.c_str(), value, type);
