@@ -1,6 +1,8 @@
 #ifndef KZSTATDISTRIBUTIONSUM_H
 #define KZSTATDISTRIBUTIONSUM_H
 
+#include <string_view>
+
 #include "kzstataggregate.h"
 #include "kzstatdistribution.h"
 
@@ -15,8 +17,14 @@ public:
     /// none. If memory runs out, throws and adds nothing; without a distribution, never throws.
     void Add(const CKZStatAggregate& aggregate, const CKZStatDistribution* distribution) {
         if (distribution != nullptr) m_values.Add(*distribution);
-        m_isThere = m_isThere || distribution != nullptr;
-        m_lacksValues = m_lacksValues || (distribution == nullptr && aggregate.count != 0);
+        Note(aggregate, distribution != nullptr);
+    }
+    /// The same with the encoded form of the distribution, or an empty text if there is none.
+    /// Returns false and adds nothing if it is no form of one.
+    bool AddEncoded(const CKZStatAggregate& aggregate, std::string_view form) {
+        if (!form.empty() && !m_values.AddEncoded(form)) return false;
+        Note(aggregate, !form.empty());
+        return true;
     }
 
     /// The distribution of all values, owned by this object; null if there was none at all or an
@@ -33,6 +41,11 @@ public:
     }
 
 private:
+    void Note(const CKZStatAggregate& aggregate, bool hasDistribution) {
+        m_isThere = m_isThere || hasDistribution;
+        m_lacksValues = m_lacksValues || (!hasDistribution && aggregate.count != 0);
+    }
+
     CKZStatDistribution m_values;
     bool m_isThere = false;
     bool m_lacksValues = false;

@@ -8,6 +8,7 @@
 #include "kzjournal_export.h"
 #include "kzjournaldistributions.h"
 #include "kzstatdistribution.h"
+#include "kzstatdistributionsum.h"
 #include "kzstatmessage.h"
 
 namespace kzjournal {
@@ -27,6 +28,9 @@ struct KZJOURNAL_EXPORT Slice {
     bool ReadDistribution(std::size_t position, CKZStatDistribution& distribution) const;
     /// Adds it to `distribution` instead, and nothing where it returns false or throws.
     bool AddDistributionTo(CKZStatDistribution& distribution, std::size_t position) const;
+    /// Adds the lasts of that record with their distribution, or none where none is stored. The
+    /// same errors.
+    void AddDistributionTo(CKZStatDistributionSum& sum, std::size_t position) const;
 };
 
 }  // namespace kzjournal

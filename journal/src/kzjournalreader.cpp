@@ -84,9 +84,8 @@ public:
     /// Adds a slice or a sum. Throws `Error` where a distribution is damaged.
     void Add(const Slice& slice) {
         for (std::size_t i = 0; i < slice.records.size(); ++i) {
-            const CKZStatMessageRecord& record = slice.records[i];
-            const bool hasOne = slice.ReadDistribution(i, m_read);
-            m_sums[std::string(record.name.view())].Add(record.lasts, hasOne ? &m_read : nullptr);
+            CKZStatDistributionSum& sum = m_sums[std::string(slice.records[i].name.view())];
+            slice.AddDistributionTo(sum, i);
         }
     }
 
@@ -103,7 +102,6 @@ public:
 
 private:
     std::unordered_map<std::string, CKZStatDistributionSum> m_sums;
-    CKZStatDistribution m_read;  // keeps its memory from record to record
 };
 
 }  // namespace

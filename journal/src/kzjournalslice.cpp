@@ -28,4 +28,9 @@ bool Slice::AddDistributionTo(CKZStatDistribution& distribution, std::size_t pos
     return true;
 }
 
+void Slice::AddDistributionTo(CKZStatDistributionSum& sum, std::size_t position) const {
+    if (!sum.AddEncoded(records.at(position).lasts, distributions.FormOf(position)))
+        RefuseDistribution(*this, position);
+}
+
 }  // namespace kzjournal

@@ -65,8 +65,7 @@ bool SliceSum::Add(const Slice& slice) {
         Name& name = Find(record);
         if (!(record.lasts.count >= 0) || record.type != name.record.type) return false;
         name.record.lasts.Add(record.lasts);
-        const bool hasOne = slice.ReadDistribution(i, m_read);
-        name.distribution.Add(record.lasts, hasOne ? &m_read : nullptr);
+        slice.AddDistributionTo(name.distribution, i);
     }
     return true;
 }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "kzjournalslice.h"
-#include "kzstatdistribution.h"
 #include "kzstatdistributionsum.h"
 #include "kzstatmessage.h"
 
@@ -42,7 +41,6 @@ private:
     Slice m_last;  // without its records
     std::vector<Name> m_names;
     std::unordered_map<std::string, std::size_t> m_positions;  // in m_names
-    CKZStatDistribution m_read;                                // keeps its memory
 };
 
 }  // namespace kzjournal

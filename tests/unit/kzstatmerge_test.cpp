@@ -162,6 +162,28 @@ TEST_F(MergeOfDistributions, KnowsThatMessagesHaveNone) {
     EXPECT_EQ(Merged(), nullptr);
 }
 
+TEST(DistributionSum, AddsFormsAsItAddsDistributions) {
+    CKZStatDistribution distribution;
+    for (const double value : {10.0, 20.0, -1.0}) distribution.Add(value);
+    std::string form;
+    distribution.Encode(form);
+    CKZStatDistributionSum byForm;
+    CKZStatDistributionSum byValue;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(byForm.AddEncoded(Of({10, 20, -1}), form));
+        byValue.Add(Of({10, 20, -1}), &distribution);
+    }
+    ASSERT_NE(byForm.Get(), nullptr);
+    EXPECT_EQ(*byForm.Get(), *byValue.Get());
+
+    EXPECT_FALSE(byForm.AddEncoded(Of({1}), "no form"));
+    EXPECT_EQ(*byForm.Get(), *byValue.Get());
+    EXPECT_TRUE(byForm.AddEncoded({}, ""));
+    EXPECT_NE(byForm.Get(), nullptr);
+    EXPECT_TRUE(byForm.AddEncoded(Of({1}), ""));
+    EXPECT_EQ(byForm.Get(), nullptr) << "nobody knows where the last value lies";
+}
+
 TEST(Merge, OfManyNamesFindsEach) {
     CKZStatMerge merge;
     for (int run = 0; run < 3; ++run)

@@ -82,14 +82,13 @@ void MergeLeaf::Take(const kzjournal::Slice& slice, std::size_t position) {
                                " in " + m_input.Text());
     known.totals = record.totals;
     known.lasts.Add(record.lasts);
-    entry->second.distribution.Add(record.lasts, ReadDistribution(slice, position));
+    AddDistribution(slice, position, entry->second.distribution);
 }
 
-/// Null where none is stored. Valid until the next one is read.
-const CKZStatDistribution* MergeLeaf::ReadDistribution(const kzjournal::Slice& slice,
-                                                       std::size_t position) {
+void MergeLeaf::AddDistribution(const kzjournal::Slice& slice, std::size_t position,
+                                CKZStatDistributionSum& sum) const {
     try {
-        return slice.ReadDistribution(position, m_distribution) ? &m_distribution : nullptr;
+        slice.AddDistributionTo(sum, position);
     } catch (const kzjournal::Error& error) {
         throw kzjournal::Error("cannot merge: " + m_input.Text() + ": " +
                                kzterminal::Printable(error.what()));

@@ -9,7 +9,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "kzstatdistribution.h"
 #include "kzstatdistributionsum.h"
 #include "merge/mergeinputs.h"
 #include "reading/runreader.h"
@@ -62,8 +61,8 @@ private:
     void ReadAhead();
     int Place(const kzjournal::Slice& slice);
     void Take(const kzjournal::Slice& slice, std::size_t position);
-    const CKZStatDistribution* ReadDistribution(const kzjournal::Slice& slice,
-                                                std::size_t position);
+    void AddDistribution(const kzjournal::Slice& slice, std::size_t position,
+                         CKZStatDistributionSum& sum) const;
 
     const MergeInput m_input;
     const int m_number;
@@ -75,7 +74,6 @@ private:
     std::optional<double> m_placedEnd;  // the end of that slice
     std::size_t m_slicesAhead = 1;
     std::unordered_map<std::string, DistributedRecord> m_records;  // by name
-    CKZStatDistribution m_distribution;  // keeps its memory from record to record
 };
 
 }  // namespace kzstatprogram
