@@ -27,8 +27,9 @@ namespace kzjournal {
 class Worker {
 public:
     /// Throws `Error`.
-    Worker(const std::string& path, const kzjournal::Run& run)
-        : m_store(std::in_place, path, run, SliceStore::SafeAtOnce), m_path(path) {}
+    Worker(const std::string& path, const kzjournal::Run& run,
+           const std::vector<std::string>& conditions)
+        : m_store(std::in_place, path, run, conditions, SliceStore::SafeAtOnce), m_path(path) {}
 
     /// The writing thread: returns once the journal is closed.
     void Run();
