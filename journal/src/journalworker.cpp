@@ -21,6 +21,8 @@ void AddToLine(std::string& line, const std::string& text) {
 
 std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
     std::size_t bytes = sizeof(WaitingSlice) + slice.GetMessage().length();
+    for (const CKZStatNote& note : slice.GetFacts().notes)
+        bytes += sizeof(CKZStatNote) + note.text.length();
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         bytes += sizeof(CKZStatMessageRecord) + record.name.size();
     return bytes;
@@ -250,6 +252,7 @@ std::string Worker::EndRun() {
         runEnd = m_runEnd;
     }
     try {
+        if (runEnd) m_store->AddNotes(runEnd->notes);
         if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
         m_store->End(RyPSysTime(), lost, expected);
         return {};
