@@ -43,13 +43,17 @@ Json RoundedNumber(double value) {
                                : std::round(value * scale) / scale);
 }
 
+/// `loadBegin` and `loadEnd` are in seconds since the start of the run, null while unknown: a page
+/// tells what is outside them from the load.
 Json RunJson(const kzjournal::Run& run) {
     return {{"id", kzterminal::EscapedText(run.id)},
             {"generator", kzterminal::EscapedText(run.generator)},
             {"startTime", Number(run.startTime)},
             {"sliceLength", Number(run.sliceLength)},
             {"host", kzterminal::EscapedText(run.host)},
-            {"commandLine", kzterminal::EscapedText(run.commandLine)}};
+            {"commandLine", kzterminal::EscapedText(run.commandLine)},
+            {"loadBegin", Number(run.loadBegin)},
+            {"loadEnd", Number(run.loadEnd)}};
 }
 
 /// The runs that have slices of their own.
