@@ -43,6 +43,10 @@ public:
     LoadSpan Load();
     /// False while the run is active, and if its process was killed.
     bool HasEnded();
+    /// True if the run has not ended and never will: no process writes it any more, as after its
+    /// process was killed. False where that cannot be known: if the run was written on another
+    /// host, if its schema is older than 5, or if it is kept without FILE-wal or without locks.
+    bool IsAbandoned();
     /// Slices that the writer could not store; 0 until the run has ended.
     long long LostSlices();
     /// Slices that the host had passed to the writer when the last slice in the file was written

@@ -11,10 +11,12 @@
 #include <tuple>
 #include <unordered_map>
 
+#include "journalfile.h"
 #include "kzstatdistributionsum.h"
 #include "namechecksum.h"
 #include "readerstate.h"
 #include "runrow.h"
+#include "writerlock.h"
 
 namespace kzjournal {
 namespace {
@@ -282,6 +284,14 @@ LoadSpan Reader::Load() {
 
 bool Reader::HasEnded() {
     return m_state->Row().endTime.has_value();
+}
+
+bool Reader::IsAbandoned() {
+    const bool isOfThisHost = m_state->facts.host == RunOfThisProcess("", 0, 0).host;
+    const int version = m_state->Guarded([&] { return SchemaVersionOf(m_state->database); });
+    if (!isOfThisHost || version < kWriterLockSchemaVersion) return false;
+    // In this order: the end of a run is in the file before its writer is gone.
+    return WriterLock::IsFree(m_state->path) && !HasEnded();
 }
 
 long long Reader::LostSlices() {

@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "journalfile.h"
-#include "journalmaker.h"
 #include "messageid.h"
 #include "slicechecksum.h"
 
@@ -81,8 +80,9 @@ int64_t ChecksumOf(const CKZStatSliceValues& slice, const RecordDistributions& d
 
 }  // namespace
 
-SliceStore::OpenFile::OpenFile(SQLite::Database&& opened)
-    : database(std::move(opened)),
+SliceStore::OpenFile::OpenFile(WritableJournal&& journal)
+    : database(std::move(journal.database)),
+      lock(std::move(journal.lock)),
       places(PathOf(database)),
       insertSlice(database, kInsertSlice),
       insertMessage(database, kInsertMessage),
@@ -97,10 +97,10 @@ SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     m_firstPath = PathOf(m_file->database);
 }
 
-/// Writes into the database from now on.
-void SliceStore::Use(SQLite::Database&& database) {
+/// Writes into the journal from now on.
+void SliceStore::Use(WritableJournal&& journal) {
     Guarded([&] {
-        m_file.emplace(std::move(database));
+        m_file.emplace(std::move(journal));
         sqlite3* const handle = m_file->database.getHandle();
         // What the names of the companions lead to when it is closed may belong to another file.
         sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);

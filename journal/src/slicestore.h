@@ -15,6 +15,7 @@
 
 #include "chunkmover.h"
 #include "fileplaces.h"
+#include "journalmaker.h"
 #include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
 #include "kzjournalload.h"
@@ -90,9 +91,10 @@ public:
 private:
     /// The database of a file with the statements that write into it.
     struct OpenFile {
-        explicit OpenFile(SQLite::Database&& opened);
+        explicit OpenFile(WritableJournal&& journal);
 
         SQLite::Database database;
+        WriterLock lock;
         FilePlaces places;
         SQLite::Statement insertSlice;
         SQLite::Statement insertMessage;
@@ -103,7 +105,7 @@ private:
     };
 
     SQLite::Database& Database() { return m_file->database; }
-    void Use(SQLite::Database&& database);
+    void Use(WritableJournal&& journal);
     template <class Action>
     void Guarded(Action action);
     template <class Action>

@@ -65,6 +65,7 @@ public:
     const kzjournal::Run& Facts() const override { return m_run.facts; }
     kzjournal::LoadSpan Load() override { return m_run.Load(); }
     bool HasEnded() override { return m_run.HasEnded(); }
+    bool IsAbandoned() override { return false; }
     long long LostSlices() override { return HasEnded() ? m_run.lostSlices : 0; }
     long long ExpectedSlices() override { return CountSlices({}) + LostSlices(); }
     kzjournal::Completeness GetCompleteness() override {

@@ -22,6 +22,7 @@ public:
     const kzjournal::Run& Facts() const override { return m_journal.Facts(); }
     kzjournal::LoadSpan Load() override { return m_journal.Load(); }
     bool HasEnded() override { return m_journal.HasEnded(); }
+    bool IsAbandoned() override { return m_journal.IsAbandoned(); }
     long long LostSlices() override { return m_journal.LostSlices(); }
     long long ExpectedSlices() override { return m_journal.ExpectedSlices(); }
     kzjournal::Completeness GetCompleteness() override { return m_journal.GetCompleteness(); }

@@ -43,6 +43,8 @@ public:
     virtual kzjournal::LoadSpan Load() = 0;
     /// False while the run is active, and if its process was killed.
     virtual bool HasEnded() = 0;
+    /// True if the run has not ended and its process is gone, as far as that can be known.
+    virtual bool IsAbandoned() = 0;
     /// Slices that could not be stored; 0 until the run has ended.
     virtual long long LostSlices() = 0;
     /// Slices that the run had when its last slice was stored or, once it has ended, at its end.
