@@ -277,6 +277,11 @@ const Run& Reader::Facts() const {
     return m_state->facts;
 }
 
+LoadSpan Reader::Load() {
+    const Run run = m_state->Row().run;
+    return {run.loadBegin, run.loadEnd};
+}
+
 bool Reader::HasEnded() {
     return m_state->Row().endTime.has_value();
 }
@@ -370,6 +375,12 @@ int Reader::LastSliceId() {
 
 long long Reader::CountSlices(const TimeRange& range) {
     return static_cast<long long>(m_state->EntriesIn(range).size());
+}
+
+std::vector<double> Reader::SliceEnds(const TimeRange& range) {
+    std::vector<double> ends;
+    for (const Timeline::Entry& entry : m_state->EntriesIn(range)) ends.push_back(entry.elapsed);
+    return ends;
 }
 
 std::vector<Name> Reader::Names() {
