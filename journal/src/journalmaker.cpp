@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "annotations.h"
 #include "journalfile.h"
@@ -109,14 +110,16 @@ void InsertNewRun(SQLite::Database& database, const NewRun& added) {
     for (const std::string& condition : added.conditions) InsertCondition(database, 0, condition);
 }
 
-void FillEmptyFile(SQLite::Database& database, const std::string& path, const NewRun& added) {
+WriterLock FillEmptyFile(SQLite::Database& database, const std::string& path, const NewRun& added) {
     EnterTheLog(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Once more, since another process may have come first.
     if (HasTables(database)) RefuseAsInUse(path);
     CreateTables(database);
     InsertNewRun(database, added);
+    WriterLock lock(PathOf(database));
     transaction.commit();
+    return lock;
 }
 
 /// The id of the run in a journal that has neither a slice nor an end; empty for anything else.
@@ -133,7 +136,7 @@ std::string RunWithoutSlices(SQLite::Database& database) {
 
 /// Takes over the file of a run that was killed before its first slice. A writer that lives keeps
 /// others from leaving the log. Of several that take the file over at once, the first one wins.
-void TakeOver(SQLite::Database& database, const std::string& path, const NewRun& added) {
+WriterLock TakeOver(SQLite::Database& database, const std::string& path, const NewRun& added) {
     const std::string killed = RunWithoutSlices(database);
     if (killed.empty() || !LeaveTheLog(database)) RefuseAsInUse(path);
     EnterTheLog(database);
@@ -141,10 +144,12 @@ void TakeOver(SQLite::Database& database, const std::string& path, const NewRun&
     if (RunWithoutSlices(database) != killed) RefuseAsInUse(path);
     database.exec("DELETE FROM runs; DELETE FROM notes; DELETE FROM conditions");
     InsertNewRun(database, added);
+    WriterLock lock(PathOf(database));
     transaction.commit();
+    return lock;
 }
 
-SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
+WritableJournal CopyInto(SQLite::Database& from, const std::string& path) {
     SQLite::Database copy = OpenForWriting(path);
     copy.exec("PRAGMA journal_mode = MEMORY");
     // All at once: another program that writes would make it begin again and again.
@@ -153,30 +158,29 @@ SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
     EnterTheLog(copy);
     // Any commit: the first one in the log puts the names of the files on the disk, too.
     copy.exec("PRAGMA user_version = " + std::to_string(kSchemaVersion));
-    return copy;
+    WriterLock lock(path);
+    return {std::move(copy), std::move(lock)};
 }
 
 }  // namespace
 
-SQLite::Database MakeJournal(const std::string& path, const Run& run,
-                             const std::vector<std::string>& conditions) {
+WritableJournal MakeJournal(const std::string& path, const Run& run,
+                            const std::vector<std::string>& conditions) {
     RefuseNamesOfNoFile(path);
     RefuseWhatIsImpossible(path, {run, conditions});
     RefuseAPartOfAnotherRun(path);
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
-        if (HasTables(database))
-            TakeOver(database, path, {run, conditions});
-        else
-            FillEmptyFile(database, path, {run, conditions});
-        return database;
+        WriterLock lock = HasTables(database) ? TakeOver(database, path, {run, conditions})
+                                              : FillEmptyFile(database, path, {run, conditions});
+        return {std::move(database), std::move(lock)};
     } catch (const SQLite::Exception& error) {
         throw Error(ExplainMaking(path, error));
     }
 }
 
-SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
+WritableJournal CopyBeside(SQLite::Database& from, const std::string& path) {
     std::string copyPath;
     int error = EEXIST;
     for (int number = 1; error == EEXIST; ++number) {
@@ -190,6 +194,9 @@ SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
     } catch (const SQLite::Exception& failure) {
         unlink(copyPath.c_str());
         throw Error(Explain("write", copyPath, failure));
+    } catch (const Error&) {
+        unlink(copyPath.c_str());
+        throw;
     }
 }
 

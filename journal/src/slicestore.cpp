@@ -11,7 +11,6 @@
 
 #include "annotations.h"
 #include "journalfile.h"
-#include "journalmaker.h"
 #include "messageid.h"
 #include "slicechecksum.h"
 #include "slicecosts.h"
@@ -44,7 +43,8 @@ constexpr char kInsertRecord[] =
 constexpr char kInsertName[] =
     "INSERT INTO names (name) VALUES (?)"
     " ON CONFLICT DO UPDATE SET name = name RETURNING name_id";
-constexpr char kNoteExpectedSlices[] = "UPDATE runs SET expected_slices = ? WHERE number = ?";
+constexpr char kNoteProgress[] =
+    "UPDATE runs SET expected_slices = ?, load_begin = ?, load_end = ? WHERE number = ?";
 
 /// Keeps the length of the write-ahead log, in pages, where `pages` points to.
 int NoteWalPages(void* pages, sqlite3*, const char*, int count) {
@@ -88,14 +88,15 @@ int64_t ChecksumOf(const CKZStatSliceValues& slice, const RecordDistributions& d
 
 }  // namespace
 
-SliceStore::OpenFile::OpenFile(SQLite::Database&& opened)
-    : database(std::move(opened)),
+SliceStore::OpenFile::OpenFile(WritableJournal&& journal)
+    : database(std::move(journal.database)),
+      lock(std::move(journal.lock)),
       places(PathOf(database)),
       insertSlice(database, kInsertSlice),
       insertMessage(database, kInsertMessage),
       insertRecord(database, kInsertRecord),
       insertName(database, kInsertName),
-      noteExpectedSlices(database, kNoteExpectedSlices),
+      noteProgress(database, kNoteProgress),
       seal(database) {}
 
 SliceStore::SliceStore(const std::string& path, const Run& run,
@@ -105,10 +106,10 @@ SliceStore::SliceStore(const std::string& path, const Run& run,
     m_firstPath = PathOf(m_file->database);
 }
 
-/// Writes into the database from now on.
-void SliceStore::Use(SQLite::Database&& database) {
+/// Writes into the journal from now on.
+void SliceStore::Use(WritableJournal&& journal) {
     Guarded([&] {
-        m_file.emplace(std::move(database));
+        m_file.emplace(std::move(journal));
         sqlite3* const handle = m_file->database.getHandle();
         // What the names of the companions lead to when it is closed may belong to another file.
         sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
@@ -207,7 +208,7 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
     for (const CKZStatNote& note : slice.GetFacts().notes)
         InsertNote(Database(), run, NoteOf(note));
-    NoteExpectedSlices(run, expectedSlices);
+    NoteProgress(run, expectedSlices);
     transaction.commit();
     CountIn(chunk, slice, distributions.ByteCount());
     return true;
@@ -293,10 +294,15 @@ bool SliceStore::InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slic
     return m_file->insertRecord.exec() > 0;
 }
 
-void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
-    m_file->noteExpectedSlices.tryReset();
-    SQLite::bind(m_file->noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
-    m_file->noteExpectedSlices.exec();
+/// In the transaction of a slice, so that it costs no other one.
+void SliceStore::NoteProgress(int run, long long expectedSlices) {
+    SQLite::Statement& update = m_file->noteProgress;
+    update.tryReset();
+    update.bind(1, static_cast<int64_t>(expectedSlices));
+    BindOptional(update, 2, FactsOf(run).loadBegin);
+    BindOptional(update, 3, FactsOf(run).loadEnd);
+    update.bind(4, run);
+    update.exec();
     m_file->seal.Seal(run);
 }
 
@@ -410,22 +416,14 @@ void SliceStore::MoveClosedChunks() {
         m_mover.Move(Database(), m_closedChunks.front());
 }
 
-void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
-    Guarded([&] {
-        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
-        SQLite::Statement update(Database(),
-                                 "UPDATE runs SET load_begin = coalesce(?, load_begin),"
-                                 " load_end = coalesce(?, load_end) WHERE number = 0");
-        BindOptional(update, 1, begin);
-        BindOptional(update, 2, end);
-        update.exec();
-        m_file->seal.Seal(0);
-        transaction.commit();
-    });
-}
-
-void SliceStore::AddNotes(const std::vector<CKZStatNote>& notes) {
-    for (const CKZStatNote& note : notes) AddNote(0, NoteOf(note));
+void SliceStore::SetLoad(const LoadSpan& load) {
+    Run& facts = m_runs.front();
+    const LoadSpan before{facts.loadBegin, facts.loadEnd};
+    facts.loadBegin = load.begin;
+    facts.loadEnd = load.end;
+    if (WhyImpossible(facts).empty()) return;
+    facts.loadBegin = before.begin;
+    facts.loadEnd = before.end;
 }
 
 void SliceStore::AddNote(int run, const Note& note) {
@@ -449,23 +447,28 @@ void SliceStore::AddCondition(int run, const std::string& text) {
 }
 
 void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,
-                        long long expectedSlices) {
+                        long long expectedSlices, const std::vector<CKZStatNote>& notes) {
     Guarded([&] {
         SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        for (const CKZStatNote& note : notes)
+            if (WhyImpossible(NoteOf(note)).empty()) InsertNote(Database(), run, NoteOf(note));
         SQLite::Statement update(Database(),
                                  "UPDATE runs SET lost_slices = ?, expected_slices = ?,"
-                                 " end_time = ? WHERE number = ?");
+                                 " end_time = ?, load_begin = ?, load_end = ? WHERE number = ?");
         SQLite::bind(update, static_cast<int64_t>(lostSlices),
                      static_cast<int64_t>(expectedSlices));
         BindOptional(update, 3, time);
-        update.bind(4, run);
+        BindOptional(update, 4, FactsOf(run).loadBegin);
+        BindOptional(update, 5, FactsOf(run).loadEnd);
+        update.bind(6, run);
         update.exec();
         m_file->seal.Seal(run);
         transaction.commit();
     });
 }
 
-void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
+void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices,
+                     const std::vector<CKZStatNote>& notes) {
     MakeSums(kAllSums);
     CloseChunks();
     try {
@@ -473,7 +476,7 @@ void SliceStore::End(std::optional<double> time, long long lostSlices, long long
     } catch (const std::exception&) {
         // They are read where they are, and the end may need less room than they do.
     }
-    EndRun(0, time, lostSlices, expectedSlices);
+    EndRun(0, time, lostSlices, expectedSlices, notes);
     Database().setBusyTimeout(kWaitForReadersMilliseconds);
     try {
         EmptyTheLog();
