@@ -15,6 +15,7 @@ void DeclareCommands(CommandLine& line, const RunOpener& runs) {
     DeclareCompare(line, runs);
     DeclareExport(line, runs);
     DeclareMerge(line, runs);
+    DeclareNote(line, runs);
     DeclareCheck(line, runs);
 }
 
