@@ -53,6 +53,23 @@ TEST(Failures, OfAllWorkThatFailedAreTheErrors) {
     EXPECT_THAT(ShareOfErrors(run), Optional(5));
 }
 
+TEST(Failures, AreNotCountedTwiceIfTransactionsHaveThemToo) {
+    MadeFigures run;
+    run.Timer("request", {{"count", 96}})
+        .Timer("request.failed", {{"count", 4}})
+        .Transaction("browse", {{"count", 4}})
+        .Transaction("browse.failed", {{"count", 4}});
+    EXPECT_THAT(ShareOfErrors(run), Optional(4));
+    run.Transaction("browse.failed", {{"count", 26}});
+    EXPECT_NEAR(100.0 * 30 / 130, ShareOfErrors(run).value(), 1e-9);
+}
+
+TEST(Failures, OfTransactionsAloneAreErrors) {
+    MadeFigures run;
+    run.Transaction("browse", {{"count", 3}}).Transaction("browse.failed", {{"count", 1}});
+    EXPECT_THAT(ShareOfErrors(run), Optional(25));
+}
+
 TEST(Failures, AreNoneIfWorkTookTimeAndNothingFailed) {
     MadeFigures run;
     EXPECT_THAT(ShareOfErrors(run), Eq(std::nullopt));

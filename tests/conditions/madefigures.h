@@ -15,12 +15,16 @@ public:
 
     /// A name in milliseconds, with its statistics.
     MadeFigures& Timer(const std::string& name, const Values& values, bool hasDistribution = true) {
-        m_names[name] = {{"ms", hasDistribution}, values};
+        m_names[name] = {{CKZStatPointTypeEnum::Timer, "ms", hasDistribution}, values};
         return *this;
     }
     /// A name without a unit and a distribution.
     MadeFigures& Counter(const std::string& name, const Values& values) {
-        m_names[name] = {{"", false}, values};
+        m_names[name] = {{CKZStatPointTypeEnum::Counter, "", false}, values};
+        return *this;
+    }
+    MadeFigures& Transaction(const std::string& name, const Values& values) {
+        m_names[name] = {{CKZStatPointTypeEnum::TransactionTimer, "ms", true}, values};
         return *this;
     }
 

@@ -10,7 +10,9 @@ using testing::IsEmpty;
 
 TEST(NamesNear, AreThoseWithTheFewestMistakes) {
     EXPECT_THAT(NamesNear("request.tme", {"request.bytes", "request.time", "login"}),
-                ElementsAre("request.time", "request.bytes"));
+                ElementsAre("request.time"));
+    EXPECT_THAT(NamesNear("request.tmes", {"request.tile", "request.bytes", "request.time"}),
+                ElementsAre("request.time", "request.bytes", "request.tile"));
     EXPECT_THAT(NamesNear("Login", {"login", "logout", "x"}), ElementsAre("login"));
 }
 

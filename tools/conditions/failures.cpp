@@ -33,6 +33,18 @@ double AttemptsOf(const std::string& work, const Figures& run) {
     return NumberOf(work, run) + NumberOf(FailedOf(work), run);
 }
 
+bool IsTransaction(const std::string& name, const Figures& run) {
+    using Types = CKZStatPointTypeEnum;
+    const auto found = run.Find(name);
+    return found &&
+           (found->type == Types::TransactionTimer || found->type == Types::TransactionCounter);
+}
+
+struct Attempts {
+    double failed = 0;
+    double all = 0;
+};
+
 std::optional<double> Share(double part, double whole) {
     if (whole == 0) return std::nullopt;
     return 100 * part / whole;
@@ -76,18 +88,23 @@ std::optional<double> ShareOfFailures(const std::string& name, const Figures& ru
 }
 
 std::optional<double> ShareOfErrors(const Figures& run) {
-    double failures = 0;
-    double attempts = 0;
+    Attempts transactions;
+    Attempts rest;
     bool anyTakesTime = false;
     for (const std::string& name : run.Names()) {
         anyTakesTime = anyTakesTime || TakesTime(name, run);
         const std::optional<std::string> work = WorkThatFailed(name, run);
         // Causes are parts of it.
         if (!work || name != FailedOf(*work)) continue;
-        failures += NumberOf(name, run);
-        attempts += AttemptsOf(*work, run);
+        Attempts& attempts = IsTransaction(name, run) ? transactions : rest;
+        attempts.failed += NumberOf(name, run);
+        attempts.all += AttemptsOf(*work, run);
     }
-    const std::optional<double> share = Share(failures, attempts);
+    if (transactions.failed > rest.failed) {
+        rest.failed += transactions.failed;
+        rest.all += transactions.all;
+    }
+    const std::optional<double> share = Share(rest.failed, rest.all);
     return !share && anyTakesTime ? 0 : share;
 }
 

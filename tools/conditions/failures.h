@@ -29,8 +29,9 @@ double NumberOf(const std::string& name, const Figures& run);
 /// attempt, or if there is no such work.
 std::optional<double> ShareOfFailures(const std::string& name, const Figures& run);
 
-/// The failures among the attempts of all work that has failed, in percent. No value if nothing
-/// that takes time was attempted.
+/// The failures among the attempts of all work that has failed, in percent. Transactions report
+/// work that has a name of its own once more: they are left out unless more of them have failed
+/// than of the rest. No value if nothing that takes time was attempted.
 std::optional<double> ShareOfErrors(const Figures& run);
 
 }  // namespace kzconditions

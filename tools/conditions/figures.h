@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "kzstatpointtypeenum.h"
+
 namespace kzconditions {
 
 /// What conditions ask of a run, over the time for which it is judged. Compatible.
@@ -16,6 +18,7 @@ public:
     Figures& operator=(const Figures&) = delete;
 
     struct Name {
+        CKZStatPointTypeEnum::PointType type;
         std::string unit;  ///< of its values; empty where it is unknown
         bool hasDistribution;
     };

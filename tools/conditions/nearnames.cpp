@@ -44,8 +44,10 @@ std::vector<std::string> NamesNear(const std::string& name, const std::vector<st
         if (const auto mistakes = MistakesIn(name, each)) near.emplace_back(*mistakes, each);
     std::sort(near.begin(), near.end());
     std::vector<std::string> nearest;
-    for (std::size_t i = 0; i < std::min(near.size(), kMaxNames); ++i)
-        nearest.push_back(near[i].second);
+    for (const auto& [mistakes, each] : near)
+        // Beside one that is much nearer, no other one is meant.
+        if (mistakes <= 2 * near.front().first && nearest.size() < kMaxNames)
+            nearest.push_back(each);
     return nearest;
 }
 

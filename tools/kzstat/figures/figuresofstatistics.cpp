@@ -21,7 +21,7 @@ std::vector<std::string> FiguresOfStatistics::Names() const {
 auto FiguresOfStatistics::Find(const std::string& name) const -> std::optional<Name> {
     const Statistics* const row = RowOf(name);
     if (row == nullptr) return std::nullopt;
-    return Name{row->unit, row->distribution.has_value()};
+    return Name{row->type, row->unit, row->distribution.has_value()};
 }
 
 std::optional<double> FiguresOfStatistics::ValueOf(const std::string& name,
