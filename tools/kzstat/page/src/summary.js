@@ -56,7 +56,13 @@ function partText(page, zoom) {
   return zoom || begin > 0 ? `from ${elapsed(from)} to ${elapsed(Math.min(to, page.elapsed))} of the run` : '';
 }
 
-// A name alone says more than the program's name if there is no command line.
+// Where the load begins or ends within the run, so that the figures are not those of all slices.
+function loadText({run, elapsed: whole}) {
+  const begin = run.loadBegin ?? 0;
+  const end = run.loadEnd ?? whole;
+  return begin > 0 || end < whole ? `under load ${elapsed(begin)} – ${elapsed(end)}` : '';
+}
+
 export function showTitle({run: page, zoom, buckets}) {
   const {run} = page;
   const slices = zoom ? slicesIn(page, buckets) : page.slices;
@@ -64,6 +70,7 @@ export function showTitle({run: page, zoom, buckets}) {
     `${clock(run.startTime)} – ${timeOfDay(run.startTime + page.elapsed)}`,
     duration(zoom ? secondsIn(page, buckets) : page.slices * run.sliceLength),
     slicesText(slices, page),
+    zoom ? '' : loadText(page),
     `on ${run.host}`,
     partText(page, zoom),
   ];
