@@ -172,8 +172,9 @@ WritableJournal MakeJournal(const std::string& path, const Run& run,
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
-        WriterLock lock = HasTables(database) ? TakeOver(database, path, {run, conditions})
-                                              : FillEmptyFile(database, path, {run, conditions});
+        const NewRun added{run, conditions};
+        WriterLock lock = HasTables(database) ? TakeOver(database, path, added)
+                                              : FillEmptyFile(database, path, added);
         return {std::move(database), std::move(lock)};
     } catch (const SQLite::Exception& error) {
         throw Error(ExplainMaking(path, error));
