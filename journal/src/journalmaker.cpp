@@ -9,7 +9,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
+#include "annotations.h"
 #include "journalfile.h"
 #include "kzjournalerror.h"
 #include "runrow.h"
@@ -89,14 +91,35 @@ void EnterTheLog(SQLite::Database& database) {
     database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
 }
 
-void FillEmptyFile(SQLite::Database& database, const std::string& path, const Run& run) {
+/// A run and what it is to meet. Compatible.
+struct NewRun {
+    const Run& run;
+    const std::vector<std::string>& conditions;
+};
+
+void RefuseWhatIsImpossible(const std::string& path, const NewRun& added) {
+    std::string reason = WhyImpossible(added.run);
+    for (const std::string& condition : added.conditions)
+        if (reason.empty() && !WhyImpossible(condition).empty())
+            reason = "a condition is impossible: " + WhyImpossible(condition);
+    if (!reason.empty()) throw Error("cannot keep a run in " + path + ": " + reason);
+}
+
+void InsertNewRun(SQLite::Database& database, const NewRun& added) {
+    InsertRun(database, 0, std::nullopt, added.run, false);
+    for (const std::string& condition : added.conditions) InsertCondition(database, 0, condition);
+}
+
+WriterLock FillEmptyFile(SQLite::Database& database, const std::string& path, const NewRun& added) {
     EnterTheLog(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Once more, since another process may have come first.
     if (HasTables(database)) RefuseAsInUse(path);
     CreateTables(database);
-    InsertRun(database, 0, std::nullopt, run, false);
+    InsertNewRun(database, added);
+    WriterLock lock(PathOf(database));
     transaction.commit();
+    return lock;
 }
 
 /// The id of the run in a journal that has neither a slice nor an end; empty for anything else.
@@ -113,18 +136,20 @@ std::string RunWithoutSlices(SQLite::Database& database) {
 
 /// Takes over the file of a run that was killed before its first slice. A writer that lives keeps
 /// others from leaving the log. Of several that take the file over at once, the first one wins.
-void TakeOver(SQLite::Database& database, const std::string& path, const Run& run) {
+WriterLock TakeOver(SQLite::Database& database, const std::string& path, const NewRun& added) {
     const std::string killed = RunWithoutSlices(database);
     if (killed.empty() || !LeaveTheLog(database)) RefuseAsInUse(path);
     EnterTheLog(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     if (RunWithoutSlices(database) != killed) RefuseAsInUse(path);
-    database.exec("DELETE FROM runs");
-    InsertRun(database, 0, std::nullopt, run, false);
+    database.exec("DELETE FROM runs; DELETE FROM notes; DELETE FROM conditions");
+    InsertNewRun(database, added);
+    WriterLock lock(PathOf(database));
     transaction.commit();
+    return lock;
 }
 
-SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
+WritableJournal CopyInto(SQLite::Database& from, const std::string& path) {
     SQLite::Database copy = OpenForWriting(path);
     copy.exec("PRAGMA journal_mode = MEMORY");
     // All at once: another program that writes would make it begin again and again.
@@ -133,30 +158,30 @@ SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
     EnterTheLog(copy);
     // Any commit: the first one in the log puts the names of the files on the disk, too.
     copy.exec("PRAGMA user_version = " + std::to_string(kSchemaVersion));
-    return copy;
+    WriterLock lock(path);
+    return {std::move(copy), std::move(lock)};
 }
 
 }  // namespace
 
-SQLite::Database MakeJournal(const std::string& path, const Run& run) {
+WritableJournal MakeJournal(const std::string& path, const Run& run,
+                            const std::vector<std::string>& conditions) {
     RefuseNamesOfNoFile(path);
-    if (const std::string reason = WhyImpossible(run); !reason.empty())
-        throw Error("cannot keep a run in " + path + ": " + reason);
+    RefuseWhatIsImpossible(path, {run, conditions});
     RefuseAPartOfAnotherRun(path);
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
-        if (HasTables(database))
-            TakeOver(database, path, run);
-        else
-            FillEmptyFile(database, path, run);
-        return database;
+        const NewRun added{run, conditions};
+        WriterLock lock = HasTables(database) ? TakeOver(database, path, added)
+                                              : FillEmptyFile(database, path, added);
+        return {std::move(database), std::move(lock)};
     } catch (const SQLite::Exception& error) {
         throw Error(ExplainMaking(path, error));
     }
 }
 
-SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
+WritableJournal CopyBeside(SQLite::Database& from, const std::string& path) {
     std::string copyPath;
     int error = EEXIST;
     for (int number = 1; error == EEXIST; ++number) {
@@ -170,6 +195,9 @@ SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
     } catch (const SQLite::Exception& failure) {
         unlink(copyPath.c_str());
         throw Error(Explain("write", copyPath, failure));
+    } catch (const Error&) {
+        unlink(copyPath.c_str());
+        throw;
     }
 }
 
