@@ -100,7 +100,7 @@ TEST_F(Commands, ShowPrintsARowPerName) {
     EXPECT_THAT(
         shown.lines,
         ElementsAre(
-            "load on here since 1970-01-01 00:16:40 UTC, 2 slices of 1 s",
+            "load: kzstat_program_tests, on here", "1970-01-01 00:16:40 UTC, 2 s, 2 slices of 1 s",
             "name     type      unit  count  rate  min  mean    p50  p95  p99  max  stddev  sum"
             "  last",
             "clients  LoadSize            -     -    1  1.50      1    2    2    2       -    -"
@@ -113,14 +113,14 @@ TEST_F(Commands, ShowKeepsToTheRange) {
     Make("run", {{10, 30}, {20}, {40}});
     for (const char* const option : {"--from=1", "--skip-warmup"}) {
         const Result shown = Run({"show", "run", option});
-        EXPECT_THAT(shown.lines.at(0), HasSubstr("3 slices of 1 s, 2 in the range"));
-        EXPECT_THAT(shown.lines.at(3), HasSubstr("2"));
+        EXPECT_THAT(shown.lines.at(1), HasSubstr("3 slices of 1 s, 2 in the range"));
+        EXPECT_THAT(shown.lines.at(4), HasSubstr("2"));
     }
 }
 
 TEST_F(Commands, ShowTellsTheNotes) {
     Make("run", {{10}}).notes.push_back({1000, "gap: lunch"});
-    EXPECT_EQ("1970-01-01 00:16:40 UTC  gap: lunch", Run({"show", "run"}).lines.at(1));
+    EXPECT_EQ("1970-01-01 00:16:40 UTC  gap: lunch", Run({"show", "run"}).lines.at(2));
 }
 
 TEST_F(Commands, ExportWritesEveryRecord) {

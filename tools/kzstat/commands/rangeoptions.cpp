@@ -4,6 +4,7 @@
 #include <map>
 
 #include "figures/load.h"
+#include "text/numbers.h"
 
 namespace kzstatprogram {
 namespace {
@@ -32,6 +33,9 @@ kzjournal::TimeRange RangeOptions::RangeOf(RunReader& run) const {
     kzjournal::TimeRange range;
     range.from = skipsWarmUp ? std::max(from, EndOfWarmUp(run)) : from;
     if (to) range.to = *to;
+    if (range.to <= from)
+        throw UsageError("--to", ReadableNumber(range.to) + " s is not after --from, " +
+                                     ReadableNumber(from) + " s");
     return range;
 }
 

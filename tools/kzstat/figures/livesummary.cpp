@@ -1,8 +1,17 @@
 #include "figures/livesummary.h"
 
+#include <utility>
+
 #include "text/texts.h"
 
 namespace kzstatprogram {
+
+const CKZStatDistribution* LiveSummary::Name::Distribution() const {
+    const CKZStatDistribution* const sum = distributions.Get();
+    const bool isComplete =
+        sum != nullptr && static_cast<double>(sum->GetCount()) == record.totals.count;
+    return isComplete ? sum : nullptr;
+}
 
 void LiveSummary::Update(RunReader& run, const kzjournal::TimeRange& range) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(range);
@@ -30,8 +39,12 @@ void LiveSummary::ReadAll(RunReader& run, const kzjournal::TimeRange& range) {
     m_from = range.from;
     m_slices = run.CountSlices(range);
     m_names.clear();
-    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range))
-        m_names.emplace(TextOf(each.record.name), std::move(each));
+    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range)) {
+        Name& name = m_names[TextOf(each.record.name)];
+        name.distributions.Add(each.record.totals,
+                               each.distribution ? &*each.distribution : nullptr);
+        name.record = std::move(each.record);
+    }
 }
 
 void LiveSummary::ReadNews(RunReader& run, int lastSliceId) {
@@ -45,26 +58,15 @@ void LiveSummary::Add(const kzjournal::Slice& slice) {
     for (std::size_t i = 0; i < slice.records.size(); ++i) Add(slice, i);
 }
 
-/// A distribution that has missed a value never becomes complete again.
 void LiveSummary::Add(const kzjournal::Slice& slice, std::size_t position) {
     const CKZStatMessageRecord& record = slice.records[position];
-    kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
-    CKZStatAggregate totals = summary.record.totals;
-    const bool wasComplete = summary.distribution || totals.count == 0;
+    Name& name = m_names[TextOf(record.name)];
+    CKZStatAggregate totals = name.record.totals;
     totals.Add(record.lasts);
-    summary.record = record;
+    name.record = record;
     // Those of a run so far need not be added up, and so are as exact as they were reported.
-    if (m_from > 0) summary.record.totals = totals;
-
-    if (slice.ReadDistribution(position, m_read)) {
-        if (!summary.distribution && wasComplete) summary.distribution.emplace();
-        if (summary.distribution) summary.distribution->Add(m_read);
-    } else if (record.lasts.count != 0) {
-        summary.distribution.reset();
-    }
-    if (summary.distribution &&
-        static_cast<double>(summary.distribution->GetCount()) != summary.record.totals.count)
-        summary.distribution.reset();
+    if (m_from > 0) name.record.totals = totals;
+    slice.AddDistributionTo(name.distributions, position);
 }
 
 }  // namespace kzstatprogram

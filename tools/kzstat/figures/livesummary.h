@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "kzstatdistributionsum.h"
 #include "reading/runreader.h"
 
 namespace kzstatprogram {
@@ -12,11 +13,19 @@ namespace kzstatprogram {
 /// once, so that it can be asked for again and again. Compatible.
 class LiveSummary {
 public:
+    struct Name {
+        CKZStatMessageRecord record;
+        CKZStatDistributionSum distributions;
+
+        /// Of all values; null unless it is complete. Owned by this object.
+        const CKZStatDistribution* Distribution() const;
+    };
+
     /// Takes the slices that the range has and this has not. The same run each time. Throws
     /// kzjournal::Error; the next call reads all slices again then.
     void Update(RunReader& run, const kzjournal::TimeRange& range = {});
 
-    const std::map<std::string, kzjournal::NameSummary>& Names() const { return m_names; }
+    const std::map<std::string, Name>& Names() const { return m_names; }
     long long Slices() const { return m_slices; }
 
 private:
@@ -29,8 +38,7 @@ private:
     double m_from = 0;
     int m_lastSliceId = 0;  // 0 before anything was read
     long long m_slices = 0;
-    std::map<std::string, kzjournal::NameSummary> m_names;
-    CKZStatDistribution m_read;  // keeps its memory from record to record
+    std::map<std::string, Name> m_names;
 };
 
 }  // namespace kzstatprogram

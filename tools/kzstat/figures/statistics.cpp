@@ -1,15 +1,19 @@
 #include "figures/statistics.h"
 
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "figures/livesummary.h"
 #include "kzstatpoint.h"
 #include "kzstatpointkind.h"
+#include "terminal/namewords.h"
 #include "text/texts.h"
 
 namespace kzstatprogram {
 namespace {
+
+constexpr char kBytes[] = "bytes";
 
 /// `kind` is null for a type that has none.
 bool Reads(const CKZStatPointKind* kind, CKZStatPointKind::Reading reading) {
@@ -43,7 +47,10 @@ public:
         }
     }
 
-    const char* Unit() const { return m_kind != nullptr ? m_kind->unit : ""; }
+    const char* Unit() const {
+        const char* const unit = m_kind != nullptr ? m_kind->unit : "";
+        return *unit == '\0' && kzterminal::NamesBytes(m_record.name.view()) ? kBytes : unit;
+    }
 
     std::optional<double> Current() const {
         return m_kind != nullptr ? Get(m_kind->CurrentValueIndex()) : std::nullopt;
@@ -93,6 +100,14 @@ bool IsLevel(CKZStatPointTypeEnum::PointType type) {
     return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Level);
 }
 
+bool IsAddedUp(CKZStatPointTypeEnum::PointType type) {
+    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::AddedUp);
+}
+
+bool IsInBytes(const Statistics& statistics) {
+    return std::string_view(statistics.unit) == kBytes;
+}
+
 double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate) {
     const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
     return kind != nullptr ? kind->Flow(aggregate) : std::numeric_limits<double>::quiet_NaN();
@@ -136,7 +151,11 @@ std::vector<Statistics> StatisticsOf(RunReader& run, const kzjournal::TimeRange&
 std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength) {
     const double seconds = static_cast<double>(summary.Slices()) * sliceLength;
     std::vector<Statistics> rows;
-    for (const auto& [name, each] : summary.Names()) rows.push_back(StatisticsOf(each, seconds));
+    for (const auto& [name, each] : summary.Names()) {
+        rows.push_back(StatisticsOf(each.record, seconds));
+        if (const CKZStatDistribution* const distribution = each.Distribution())
+            rows.back().distribution = *distribution;
+    }
     return rows;
 }
 

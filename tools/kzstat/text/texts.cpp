@@ -1,9 +1,11 @@
 #include "text/texts.h"
 
+#include <cmath>
 #include <ctime>
 
 #include "kzstatpointkind.h"
 #include "ryp/truncate.h"
+#include "text/numbers.h"
 
 namespace kzstatprogram {
 
@@ -23,6 +25,20 @@ std::string WallClock(double secondsSince1970) {
     if (gmtime_r(&seconds, &utc) != nullptr)
         std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
     return text;
+}
+
+std::string DurationText(double seconds) {
+    constexpr double kMinute = 60;
+    constexpr double kHour = 60 * kMinute;
+    const auto of = [](double units, double inUnit, const char* unit, const char* smaller) {
+        return ReadableNumber(units) + unit + ReadableNumber(inUnit) + smaller;
+    };
+    if (seconds < 2 * kMinute) return ReadableNumber(seconds) + " s";
+    if (seconds < 2 * kHour)
+        return of(std::floor(seconds / kMinute), std::floor(std::fmod(seconds, kMinute)), " min ",
+                  " s");
+    return of(std::floor(seconds / kHour), std::floor(std::fmod(seconds, kHour) / kMinute), " h ",
+              " min");
 }
 
 std::string CompletenessText(RunReader& run) {
