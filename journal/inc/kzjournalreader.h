@@ -10,6 +10,7 @@
 
 #include "kzjournal_export.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 #include "kzjournalsummary.h"
@@ -36,7 +37,10 @@ public:
     /// Has reading fail as soon as `isRequested`, which is asked often, returns true.
     void StopWhen(std::function<bool()> isRequested);
 
+    /// As they were when the file was opened.
     const Run& Facts() const;
+    /// When the load began and ended, as far as is known by now.
+    LoadSpan Load();
     /// False while the run is active, and if its process was killed.
     bool HasEnded();
     /// True if the run has not ended and never will: no process writes it any more, as after its
@@ -53,14 +57,21 @@ public:
     /// The sources of a merged run, through all levels, in the order of their numbers; empty for
     /// any other run.
     std::vector<Source> Sources();
-    /// What was noted of the run, in the order in which it was.
+    /// What was noted of the run and, where it is merged, of its sources that have slices of their
+    /// own, in the order of time.
     std::vector<Note> Notes();
+    /// The conditions that were stored for the run and for those sources, each text once, in the
+    /// order in which they were.
+    std::vector<std::string> Conditions();
     /// The numbers of the sources with a slice in this one.
     std::vector<int> SourcesOfSlice(int sliceId);
 
     /// The highest slice id; 0 if there is no slice.
     int LastSliceId();
     long long CountSlices(const TimeRange& range = {});
+    /// The ends of the slices in the range, in seconds since the start of the run, in ascending
+    /// order.
+    std::vector<double> SliceEnds(const TimeRange& range = {});
     /// Sorted by name, each with the type of its latest record.
     std::vector<Name> Names();
 

@@ -20,14 +20,16 @@ struct Run {
     std::string commandLine;
     std::string testName;  ///< what was tested, in the host's words; may be empty
     // When the load began and ended, in seconds since the start of the run; no value if unknown.
+    // While a run is active, `Reader::Load` knows more.
     std::optional<double> loadBegin;
     std::optional<double> loadEnd;
 };
 
 /// What is worth knowing about a moment of a run. Compatible.
 struct Note {
-    double time = 0;  ///< in seconds since 1970-01-01 UTC
-    std::string text;
+    double time = 0;   ///< in seconds since 1970-01-01 UTC
+    std::string text;  ///< any bytes
+    int source = 0;    ///< the number of the source that it is about; 0 for the run itself
 };
 
 /// A run that is part of a merged run, directly or through another merged run.

@@ -4,9 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kzjournal_export.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzstatrun.h"
 #include "kzstatslicevalues.h"
@@ -56,12 +58,19 @@ public:
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
 
-    /// Creates the file for `run`. An existing file must be empty: no run is ever overwritten, and
-    /// two runs do not share a file. If this fails, `Append` returns `Lost` without a problem, and
-    /// `Close` does nothing.
-    [[nodiscard]] std::optional<Error> Open(const std::string& path, const Run& run);
+    /// Creates the file for `run` and the texts of the conditions that it is to meet, of at most
+    /// 64 KB each. An existing file must be empty: no run is ever overwritten, and two runs do not
+    /// share a file. If this fails, `Append` returns `Lost` without a problem, and `Close` does
+    /// nothing.
+    [[nodiscard]] std::optional<Error> Open(const std::string& path, const Run& run,
+                                            const std::vector<std::string>& conditions = {});
 
     bool IsOpen() const { return m_worker != nullptr; }
+
+    /// Sets when the load of the run began and ended, as far as is known by now. It is stored with
+    /// the next slice and at the end of the run, without a transaction of its own. Moments that no
+    /// reader would accept are not stored.
+    void SetLoad(const LoadSpan& load);
 
     /// Stores one slice. The same slice again is stored once. Refused, and so lost, are another
     /// one under a stored id, slices of another generator, with an id below 1 or a duplicate name,

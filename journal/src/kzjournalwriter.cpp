@@ -15,9 +15,10 @@ Writer::~Writer() {
         RYP_LOG(RyPLogLevel::Error, "kzjournal", error->what());
 }
 
-std::optional<Error> Writer::Open(const std::string& path, const Run& run) {
+std::optional<Error> Writer::Open(const std::string& path, const Run& run,
+                                  const std::vector<std::string>& conditions) {
     try {
-        m_worker = std::make_shared<Worker>(path, run);
+        m_worker = std::make_shared<Worker>(path, run, conditions);
         // Detached, since a disk that never answers must not hold the process at its end.
         std::thread([worker = m_worker] { worker->Run(); }).detach();
         return std::nullopt;
@@ -25,6 +26,10 @@ std::optional<Error> Writer::Open(const std::string& path, const Run& run) {
         m_worker.reset();
         return Error(error.what());
     }
+}
+
+void Writer::SetLoad(const LoadSpan& load) {
+    if (m_worker) m_worker->SetLoad(load);
 }
 
 AppendResult Writer::Append(const CKZStatSliceValues& slice) {

@@ -18,6 +18,7 @@
 #include "journalmaker.h"
 #include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
 #include "runrow.h"
@@ -40,7 +41,8 @@ public:
     enum Safety { SafeAtOnce, SafeAtTheEnd };
 
     /// Makes the journal of `run` in the file, which must be new or empty.
-    SliceStore(const std::string& path, const Run& run, Safety safety);
+    SliceStore(const std::string& path, const Run& run, const std::vector<std::string>& conditions,
+               Safety safety);
 
     /// Adds a run that the run of the file is made of, within `parent`, and returns its number.
     int AddSource(const Run& run, int parent, bool isMerged);
@@ -58,7 +60,7 @@ public:
     /// there can be no copy; all is to be written again then, once there can.
     std::string LookAround();
 
-    /// The facts of a run as they were when it was added.
+    /// The facts of a run as they were when it was added, with the load of `SetLoad`.
     const Run& FactsOf(int run) const { return m_runs.at(static_cast<std::size_t>(run)); }
 
     /// The file that is written.
@@ -68,12 +70,13 @@ public:
     /// the log has become too long, and an empty text at any other time.
     std::string Tidy();
 
-    /// Notes when the load of the run of the file began and ended, in seconds since its start;
-    /// what has no value stays as it is.
-    void NoteLoad(std::optional<double> begin, std::optional<double> end);
+    /// When the load of the run of the file began and ended, which is stored with its next slice
+    /// and at its end. Does nothing if these are no moments in time.
+    void SetLoad(const LoadSpan& load);
 
-    /// Adds a note to the run of the file.
-    void AddNote(const Note& note);
+    /// Adds to a run.
+    void AddNote(int run, const Note& note);
+    void AddCondition(int run, const std::string& text);
 
     /// Notes the end of a run, without a time where it did not end.
     void EndRun(int run, std::optional<double> time, long long lostSlices,
@@ -99,7 +102,7 @@ private:
         SQLite::Statement insertMessage;
         SQLite::Statement insertRecord;
         SQLite::Statement insertName;
-        SQLite::Statement noteExpectedSlices;
+        SQLite::Statement noteProgress;
         RunSeal seal;
     };
 
@@ -123,7 +126,7 @@ private:
     bool InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record, std::string_view distribution,
                       const Percentiles& percentiles);
-    void NoteExpectedSlices(int run, long long expectedSlices);
+    void NoteProgress(int run, long long expectedSlices);
     Chunk& OpenChunkFor(int run, int sliceId);
     void CountIn(Chunk& chunk, const CKZStatSliceValues& slice,
                  std::size_t distributionBytes) noexcept;

@@ -66,7 +66,7 @@ class JournalTest(unittest.TestCase):
         """The rows of `show` as dictionaries by name."""
         result = run("show", self.run_path, *arguments)
         self.assertEqual((0, ""), (result.status, result.err))
-        titles, *rows = result.out.splitlines()[2:]
+        titles, *rows = result.out[result.out.index("\nname "):].splitlines()[1:]
         # Cells stand at the ends of their titles, or at the beginning for texts.
         return {row.split()[0]: dict(zip(self.titles(titles), self.cells(titles, row)))
                 for row in rows}
@@ -84,6 +84,71 @@ class JournalTest(unittest.TestCase):
             cells += [next((text for at, text in texts
                             if at == begin or at + len(text) == end), "")]
         return cells
+
+
+class UnderLoad(JournalTest):
+    """30 clients make 600 requests a second for 5.5 seconds; the seventh slice and two more drain."""
+
+    def make_load(self, name="run.kzj", load=(0.02, 5.52), slices=9, **facts):
+        parts = [1] * 5 + [0.5] + [0] * 3
+        return journals.make(self.path(name), [
+            {LOGIN: [10], LOGINS: [600 * part], CLIENTS: [30 if part else 0]}
+            for part in parts[:slices]], load=load, **facts)
+
+    def header(self, *arguments):
+        """How much of the run there is, and below it the load."""
+        out = run("show", self.run_path, *arguments).out
+        return "; ".join(out.partition("\nname ")[0].splitlines()[1:])
+
+    def test_a_run_is_shown_without_what_drains(self):
+        self.make_load()
+        self.assertIn("9 slices of 1 s; under load 0:00 to 0:05.5, 6 of 9 slices", self.header())
+        table = self.table()
+        self.assertEqual(("600", "3300", "300"),
+                         tuple(table["logins"][key] for key in ("rate", "sum", "last")))
+        self.assertEqual(("30", "30", "30"),
+                         tuple(table["clients"][key] for key in ("mean", "min", "last")))
+
+    def test_all_slices(self):
+        self.make_load()
+        self.assertNotIn("load", self.header("--all"))
+        table = self.table("--all")
+        self.assertEqual(("366.7", "0"),
+                         tuple(table["logins"][key] for key in ("rate", "last")))
+        self.assertEqual(("20", "0"), tuple(table["clients"][key] for key in ("mean", "last")))
+
+    def test_a_run_that_was_killed(self):
+        self.make_load(load=(0.02,), slices=5, ends=False)
+        self.assertIn("not ended, at least 5 slices of 1 s; under load since 0:00, 5 of 5 slices",
+                      self.header())
+
+    def test_a_run_without_load(self):
+        self.make_load(load=())
+        self.assertTrue(self.header().endswith(", 9 slices of 1 s"))
+        self.assertEqual("20", self.table()["clients"]["mean"])
+
+    def test_merged_runs_show_their_levels_together(self):
+        parts = [self.make_load("a.kzj"), self.make_load("b.kzj", start=1.7e9 + 0.25)]
+        self.assertEqual(0, run("merge", *parts, "-o", self.run_path).status)
+        self.assertIn("under load 0:00 to 0:05.8, 6 of 9 slices", self.header())
+        self.assertEqual(("60", "60", "60", "60"),
+                         tuple(self.table()["clients"][key]
+                               for key in ("min", "mean", "max", "last")))
+        self.assertEqual("6600", self.table()["logins"]["sum"])
+
+    def test_the_level_of_merged_runs_is_that_of_those_that_ran(self):
+        parts = [self.make_load("a.kzj"), self.make_load("b.kzj", start=1.7e9 + 3)]
+        self.assertEqual(0, run("merge", *parts, "-o", self.run_path).status)
+        clients = self.table()["clients"]
+        # Three slices of one, three of both and three of the other.
+        self.assertEqual(("30", "40", "60", "30"),
+                         tuple(clients[key] for key in ("min", "mean", "max", "last")))
+
+    def test_equal_loads_compare_equal_however_long_they_drain(self):
+        paths = [self.make_load("a.kzj", slices=6), self.make_load("b.kzj")]
+        compared = json.loads(run("compare", *paths, "--format", "json").out)
+        self.assertEqual({"clients": 0, "login.time": 0, "logins": 0},
+                         {each["name"]: each["difference"] for each in compared["names"]})
 
 
 class Show(JournalTest):
@@ -164,7 +229,7 @@ class Show(JournalTest):
         self.make_run()
         what, when, *_ = run("show", self.run_path).out.splitlines()
         self.assertEqual("load: journalmaker, on " + os.uname().nodename, what)
-        self.assertEqual("2023-11-14 22:13:20 UTC, 10 s, 10 slices of 1 s", when)
+        self.assertEqual("2023-11-14 22:13:20 UTC, for 0:10, 10 slices of 1 s", when)
 
     def test_the_name_of_a_test_comes_first(self):
         self.make_run()
@@ -1056,10 +1121,11 @@ class Usage(JournalTest):
             self.assertIn(f"\nExample: kzstat {command} ", result.out)
 
     def test_mistakes(self):
-        self.assert_fails(run(), "see kzstat --help")
-        self.assert_fails(run("paint"), "see kzstat --help")
+        self.assert_fails(run(), "a command is missing; the commands are show, report, ")
+        self.assert_fails(run("paint"), "there is no command paint; the commands are show, ")
         self.assert_fails(run("show"), "see kzstat show --help")
-        self.assert_fails(run("show", "x", "--from", "tomorrow"), "--from")
+        self.assert_fails(run("show", "x", "--from", "tomorrow"),
+                          "--from: 'tomorrow' is no time such as 90, 90s or 1.5m")
         self.assert_fails(run("merge", "x", "-o", "y"), "see kzstat merge --help")
 
     def test_files_that_cannot_be_read(self):

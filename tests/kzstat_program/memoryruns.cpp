@@ -63,6 +63,7 @@ public:
     }
 
     const kzjournal::Run& Facts() const override { return m_run.facts; }
+    kzjournal::LoadSpan Load() override { return m_run.Load(); }
     bool HasEnded() override { return m_run.HasEnded(); }
     bool IsAbandoned() override { return false; }
     long long LostSlices() override { return HasEnded() ? m_run.lostSlices : 0; }
@@ -76,6 +77,7 @@ public:
     }
     std::vector<kzjournal::Source> Sources() override { return m_run.sources; }
     std::vector<kzjournal::Note> Notes() override { return m_run.notes; }
+    std::vector<std::string> Conditions() override { return m_run.conditions; }
     std::vector<int> SourcesOfSlice(int sliceId) override {
         const auto found = m_run.sourcesOfSlices.find(sliceId);
         return found == m_run.sourcesOfSlices.end() ? std::vector<int>() : found->second;
@@ -87,6 +89,11 @@ public:
     }
     long long CountSlices(const TimeRange& range) override {
         return static_cast<long long>(SlicesIn(range).size());
+    }
+    std::vector<double> SliceEnds(const TimeRange& range) override {
+        std::vector<double> ends;
+        for (const auto& slice : SlicesIn(range)) ends.push_back(slice->elapsed);
+        return ends;
     }
     std::vector<kzjournal::Name> Names() override {
         std::vector<kzjournal::Name> names;
@@ -192,6 +199,16 @@ void MemoryRun::Add(kzjournal::Slice slice) {
 void MemoryRun::End() {
     const RWMutexLock::LockGuard guard(m_lock);
     m_hasEnded = true;
+}
+
+void MemoryRun::SetLoad(const kzjournal::LoadSpan& load) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_load = load;
+}
+
+kzjournal::LoadSpan MemoryRun::Load() const {
+    const RWMutexLock::LockGuard guard(m_lock);
+    return m_load.value_or(kzjournal::LoadSpan{facts.loadBegin, facts.loadEnd});
 }
 
 MemoryRun::Slices MemoryRun::AllSlices() const {

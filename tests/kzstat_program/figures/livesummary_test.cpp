@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "figures/levels.h"
 #include "kzstat_program/memoryruns.h"
 
 namespace {
@@ -21,8 +22,7 @@ protected:
 
     void ExpectWhatTheReaderSays(const kzjournal::TimeRange& range = {}) {
         summary.Update(*reader, range);
-        const auto expected = reader->SummaryWithDistributions(range);
-        EXPECT_EQ(reader->CountSlices(range), summary.Slices());
+        const auto expected = SummaryWithLevels(*reader, range);
         ASSERT_EQ(expected.size(), summary.Names().size());
         for (const kzjournal::NameSummary& each : expected) {
             const auto& known = summary.Names().at(std::string(each.record.name.view()));
@@ -30,14 +30,10 @@ protected:
             EXPECT_EQ(each.record.totals.sum, known.record.totals.sum);
             EXPECT_EQ(each.record.lasts.sum, known.record.lasts.sum);
             EXPECT_EQ(each.record.type, known.record.type);
-            const CKZStatDistribution* const distribution = known.Distribution();
-            ASSERT_EQ(each.distribution.has_value(), distribution != nullptr);
-            if (distribution != nullptr) {
-                EXPECT_EQ(*each.distribution, *distribution);
-            }
+            EXPECT_EQ(each.distribution, known.distribution);
         }
     }
-    bool HasLogins() { return summary.Names().at("login").Distribution() != nullptr; }
+    bool HasLogins() { return summary.Names().at("login").distribution.has_value(); }
 
     MemoryRuns runs;
     MemoryRun& run = runs.Make("run");
@@ -59,12 +55,29 @@ TEST_F(LiveSummaryTest, SaysTheSameAsTheReaderAfterEachSlice) {
     }
 }
 
+TEST_F(LiveSummaryTest, SaysTheSameOfLevels) {
+    for (const bool hasDistributions : {true, true, false}) {
+        Append({{"clients", Types::LoadSize, {30, 30}}}, hasDistributions);
+        ExpectWhatTheReaderSays();
+        EXPECT_EQ(60, summary.Names().at("clients").record.totals.Average());
+    }
+    Append({}, false);
+    ExpectWhatTheReaderSays({1, 9});
+}
+
+TEST_F(LiveSummaryTest, ReadsAnewWhereTheLoadTurnsOutToHaveEnded) {
+    for (int i = 1; i < 4; ++i) AppendLogins({1.0 * i});
+    ExpectWhatTheReaderSays({0, 9});
+    ExpectWhatTheReaderSays({0, 2});
+    ExpectWhatTheReaderSays({0, 9});
+}
+
 TEST_F(LiveSummaryTest, TakesNamesThatComeLater) {
     AppendLogins({1});
     ExpectWhatTheReaderSays();
     Append({{"logout", Types::Timer, {7}}});
     ExpectWhatTheReaderSays();
-    EXPECT_NE(nullptr, summary.Names().at("logout").Distribution());
+    EXPECT_TRUE(summary.Names().at("logout").distribution);
 }
 
 TEST_F(LiveSummaryTest, HasNoDistributionOnceAValueWasMissed) {

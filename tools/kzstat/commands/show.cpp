@@ -78,9 +78,10 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
     do {
         ending = EndingOf(run);
         latest.Update(run);
-        summary.Update(run, options.range.RangeOf(run));
+        const SliceRange range = options.range.RangeOf(run);
+        summary.Update(run, range);
         screen.Draw(
-            LinesOf(run, StatisticsOf(summary, run.Facts().sliceLength), options, output, &latest));
+            LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output, &latest));
     } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
     return ending;
 }
@@ -108,14 +109,15 @@ bool IsIn(RunReader& run, const kzjournal::TimeRange& range, const kzjournal::Sl
     return run.CountSlices({std::max(range.from, begin), std::min(range.to, slice.elapsed)}) > 0;
 }
 
-/// Writes a line per name with each slice in the range, for programs that read along.
+/// Writes a line per name with each slice in the range, for programs that read along and choose for
+/// themselves: the load bounds nothing.
 Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     int lastSliceId = 0;
     Ending ending = Ending::None;
     do {
         ending = EndingOf(run);
-        const kzjournal::TimeRange range = options.range.RangeOf(run);
+        const SliceRange range = options.range.RangeWithoutLoad(run);
         run.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
             lastSliceId = slice.id;
             if (!IsIn(run, range, slice)) return;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <utility>
 
+#include "figures/levels.h"
+
 namespace kzstatprogram {
 namespace {
 
@@ -72,10 +74,10 @@ const Statistics* ComparedRun::Find(const std::string& name) const {
     return position < statistics.size() ? &statistics[position] : nullptr;
 }
 
-ComparedRun ReadForComparison(RunReader& run, const kzjournal::TimeRange& range) {
+ComparedRun ReadForComparison(RunReader& run, const SliceRange& range) {
     const double seconds = SecondsOf(run, range);
     // Asked for once: a run that goes on may have further names the next time.
-    std::vector<kzjournal::NameSummary> names = run.SummaryWithDistributions(range);
+    std::vector<kzjournal::NameSummary> names = SummaryWithLevels(run, range);
     std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) {
         return a.record.name.compareTo(b.record.name) < 0;
     });

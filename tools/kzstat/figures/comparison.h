@@ -39,7 +39,7 @@ struct ComparedRun {
     const Statistics* Find(const std::string& name) const;
 };
 
-ComparedRun ReadForComparison(RunReader& run, const kzjournal::TimeRange& range);
+ComparedRun ReadForComparison(RunReader& run, const SliceRange& range);
 
 /// A name that is in both runs. Where its kind in the second one has other samples than in the
 /// first, the second sample has no values.

@@ -1,17 +1,10 @@
 #include "figures/livesummary.h"
 
-#include <utility>
-
+#include "figures/levels.h"
+#include "figures/statistics.h"
 #include "text/texts.h"
 
 namespace kzstatprogram {
-
-const CKZStatDistribution* LiveSummary::Name::Distribution() const {
-    const CKZStatDistribution* const sum = distributions.Get();
-    const bool isComplete =
-        sum != nullptr && static_cast<double>(sum->GetCount()) == record.totals.count;
-    return isComplete ? sum : nullptr;
-}
 
 void LiveSummary::Update(RunReader& run, const kzjournal::TimeRange& range) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(range);
@@ -37,14 +30,9 @@ bool LiveSummary::MustReadAll(const kzjournal::TimeRange& range, int lastSliceId
 
 void LiveSummary::ReadAll(RunReader& run, const kzjournal::TimeRange& range) {
     m_from = range.from;
-    m_slices = run.CountSlices(range);
     m_names.clear();
-    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range)) {
-        Name& name = m_names[TextOf(each.record.name)];
-        name.distributions.Add(each.record.totals,
-                               each.distribution ? &*each.distribution : nullptr);
-        name.record = std::move(each.record);
-    }
+    for (kzjournal::NameSummary& each : SummaryWithLevels(run, range))
+        m_names.emplace(TextOf(each.record.name), std::move(each));
 }
 
 void LiveSummary::ReadNews(RunReader& run, int lastSliceId) {
@@ -54,19 +42,45 @@ void LiveSummary::ReadNews(RunReader& run, int lastSliceId) {
 }
 
 void LiveSummary::Add(const kzjournal::Slice& slice) {
-    ++m_slices;
-    for (std::size_t i = 0; i < slice.records.size(); ++i) Add(slice, i);
+    for (std::size_t i = 0; i < slice.records.size(); ++i) {
+        if (IsLevel(slice.records[i].type))
+            AddLevel(slice, i);
+        else
+            Add(slice, i);
+    }
 }
 
+/// As the totals of levels, the distribution is that of the levels of the slices.
+void LiveSummary::AddLevel(const kzjournal::Slice& slice, std::size_t position) {
+    const CKZStatMessageRecord& record = slice.records[position];
+    kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
+    const CKZStatAggregate totals = summary.record.totals;
+    const bool hasDistribution = !slice.distributions.FormOf(position).empty();
+    if (hasDistribution && totals.count == 0) summary.distribution.emplace();
+    if (!hasDistribution && record.lasts.HasValues()) summary.distribution.reset();
+    summary.record = record;
+    summary.record.totals = totals;
+    kzstatprogram::AddLevel(record.lasts, summary);
+}
+
+/// A distribution that has missed a value never becomes complete again.
 void LiveSummary::Add(const kzjournal::Slice& slice, std::size_t position) {
     const CKZStatMessageRecord& record = slice.records[position];
-    Name& name = m_names[TextOf(record.name)];
-    CKZStatAggregate totals = name.record.totals;
+    kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
+    CKZStatAggregate totals = summary.record.totals;
+    const bool isFirst = totals.count == 0;
     totals.Add(record.lasts);
-    name.record = record;
+    summary.record = record;
     // Those of a run so far need not be added up, and so are as exact as they were reported.
-    if (m_from > 0) name.record.totals = totals;
-    slice.AddDistributionTo(name.distributions, position);
+    if (m_from > 0) summary.record.totals = totals;
+
+    if (isFirst && !slice.distributions.FormOf(position).empty()) summary.distribution.emplace();
+    if (!summary.distribution) return;
+    const bool hasAll =
+        slice.AddDistributionTo(*summary.distribution, position) || record.lasts.count == 0;
+    if (!hasAll ||
+        static_cast<double>(summary.distribution->GetCount()) != summary.record.totals.count)
+        summary.distribution.reset();
 }
 
 }  // namespace kzstatprogram

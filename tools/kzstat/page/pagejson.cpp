@@ -43,13 +43,17 @@ Json RoundedNumber(double value) {
                                : std::round(value * scale) / scale);
 }
 
+/// `loadBegin` and `loadEnd` are in seconds since the start of the run, null while unknown: a page
+/// tells what is outside them from the load.
 Json RunJson(const kzjournal::Run& run) {
     return {{"id", kzterminal::EscapedText(run.id)},
             {"generator", kzterminal::EscapedText(run.generator)},
             {"startTime", Number(run.startTime)},
             {"sliceLength", Number(run.sliceLength)},
             {"host", kzterminal::EscapedText(run.host)},
-            {"commandLine", kzterminal::EscapedText(run.commandLine)}};
+            {"commandLine", kzterminal::EscapedText(run.commandLine)},
+            {"loadBegin", Number(run.loadBegin)},
+            {"loadEnd", Number(run.loadEnd)}};
 }
 
 /// The runs that have slices of their own.
@@ -112,15 +116,25 @@ Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
     return series;
 }
 
-/// A name that is missing in a slice is a flow of 0, but no level.
-void AddFlow(const Course& course, std::size_t from, bool isLevel, Json& json) {
+/// A sum of many values has more digits than a mean of them needs.
+Json SumSeries(const Course& course, std::size_t from) {
+    Json series = Json::array();
+    for (std::size_t i = from; i < course.Size(); ++i)
+        series.push_back(RoundedNumber(course.Buckets()[i].sum));
+    return series;
+}
+
+/// A name that is missing in a slice is a flow of 0, but no level. A bucket of one slice has the
+/// least and the most of it in its flow.
+void AddFlow(const Course& course, std::size_t from, bool isLevel, const Grid& grid, Json& json) {
     json["flow"] = isLevel ? LevelSeries(course, from) : Series(course, from, &Bucket::flow);
+    if (grid.Width() == 1) return;
     json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
     json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
 }
 
 /// Leaves out what is not drawn.
-Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
+Json CourseJson(const RunHistory::Entry& entry, std::size_t from, const Grid& grid) {
     const Types::PointType type = entry.latest.type;
     const bool hasDistributions = !entry.distributions.IsEmpty();
     Json json = Json::object();
@@ -130,20 +144,20 @@ Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
         json["p99"] = PercentileSeries(entry, from, &BucketPercentiles::p99);
     } else if (IsSampled(type)) {
         json["minimum"] = Series(entry.course, from, &Bucket::minimum);
-        json["sum"] = Series(entry.course, from, &Bucket::sum);
     }
     if (hasDistributions || IsSampled(type)) {
         json["maximum"] = Series(entry.course, from, &Bucket::maximum);
         json["count"] = Series(entry.course, from, &Bucket::count);
+        json["sum"] = SumSeries(entry.course, from);
     }
-    const bool flows = !std::isnan(FlowOf(type, {}));
-    if (flows) AddFlow(entry.course, from, IsLevel(type), json);
+    const bool flows = IsLevel(type) || !std::isnan(FlowOf(type, {}));
+    if (flows) AddFlow(entry.course, from, IsLevel(type), grid, json);
     return json;
 }
 
-Json LoadJson(const Course& load, std::size_t from) {
+Json LoadJson(const Course& load, std::size_t from, const Grid& grid) {
     Json json = Json::object();
-    AddFlow(load, from, true, json);
+    AddFlow(load, from, true, grid, json);
     return json;
 }
 
@@ -196,16 +210,26 @@ std::size_t FirstColumnMissing(const RunHistory::Entry& entry, std::size_t from,
     return entry.lastRowsId > page.lastSliceId ? 0 : from;
 }
 
-Json NameJson(const RunHistory::Entry& entry, const RunHistory& history, const PageState& page) {
-    const Statistics statistics = StatisticsOf(entry.latest, history.Seconds());
-    const CKZStatDistribution* const distribution = RunHistory::DistributionOf(entry);
+/// Without values where no slice of the range of the figures has the name.
+kzjournal::NameSummary FiguresOf(const std::string& name, const RunHistory::Entry& entry,
+                                 const RunHistory& history) {
+    const auto found = history.Figures().find(name);
+    if (found != history.Figures().end()) return found->second;
+    return {{entry.latest.name, entry.latest.type, {}, {}}, std::nullopt};
+}
+
+Json NameJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history,
+              const PageState& page) {
+    const Statistics statistics = StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
+    const CKZStatDistribution* const distribution =
+        statistics.distribution ? &*statistics.distribution : nullptr;
     const std::size_t from = page.firstBucketMissing;
     Json json = {{"name", kzterminal::EscapedText(statistics.name)},
                  {"type", Types::GetStringFromEnumType(entry.latest.type)},
                  {"unit", statistics.unit},
                  {"isLevel", IsLevel(entry.latest.type)},
                  {"figures", FiguresJson(statistics, distribution)},
-                 {"course", CourseJson(entry, from)}};
+                 {"course", CourseJson(entry, from, history.TimeGrid())}};
     const bool hasNews = from == 0 || entry.lastValuesId > page.lastSliceId;
     if (hasNews && !entry.distributions.IsEmpty()) {
         const std::size_t column = from / history.TimeGrid().ColumnWidth();
@@ -230,6 +254,8 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
+/// `seconds` is the time of the figures, which are those of the slices under load unless the user
+/// has chosen others; `elapsed` and `slices` are of all that is drawn.
 Json PageWithoutNames(const RunHistory& history, const PageState& page) {
     const std::size_t from = page.firstBucketMissing;
     return {{"run", RunJson(history.Facts())},
@@ -240,13 +266,14 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},
             {"slices", history.Slices()},
+            {"seconds", Number(history.Seconds())},
             {"grid",
              {{"first", Number(history.TimeGrid().First())},
               {"width", Number(history.TimeGrid().Width())},
               {"columnWidth", history.TimeGrid().ColumnWidth()},
               {"from", from},
               {"slices", SlicesJson(history, from)}}},
-            {"load", LoadJson(history.Load(), from)},
+            {"load", LoadJson(history.Load(), from, history.TimeGrid())},
             {"ranks", Ranks()}};
 }
 
@@ -263,7 +290,7 @@ std::string PageJson(const RunHistory& history, const PageState& page) {
     Json json = PageWithoutNames(history, page);
     Json& names = json["names"] = Json::array();
     for (const auto& [name, entry] : history.Names())
-        names.push_back(NameJson(entry, history, page));
+        names.push_back(NameJson(name, entry, history, page));
     return json.dump();
 }
 
@@ -275,7 +302,7 @@ PagePart NextPagePart(const RunHistory& history, const PageState& page,
     std::string names;
     for (; next != history.Names().end() && names.size() < kMaxPartBytes; ++next) {
         if (!names.empty()) names += ',';
-        names += NameJson(next->second, history, page).dump();
+        names += NameJson(next->first, next->second, history, page).dump();
         part.lastName = next->first;
     }
     part.isLast = next == history.Names().end();

@@ -20,6 +20,7 @@ public:
     }
 
     const kzjournal::Run& Facts() const override { return m_journal.Facts(); }
+    kzjournal::LoadSpan Load() override { return m_journal.Load(); }
     bool HasEnded() override { return m_journal.HasEnded(); }
     bool IsAbandoned() override { return m_journal.IsAbandoned(); }
     long long LostSlices() override { return m_journal.LostSlices(); }
@@ -27,12 +28,16 @@ public:
     kzjournal::Completeness GetCompleteness() override { return m_journal.GetCompleteness(); }
     std::vector<kzjournal::Source> Sources() override { return m_journal.Sources(); }
     std::vector<kzjournal::Note> Notes() override { return m_journal.Notes(); }
+    std::vector<std::string> Conditions() override { return m_journal.Conditions(); }
     std::vector<int> SourcesOfSlice(int sliceId) override {
         return m_journal.SourcesOfSlice(sliceId);
     }
 
     int LastSliceId() override { return m_journal.LastSliceId(); }
     long long CountSlices(const TimeRange& range) override { return m_journal.CountSlices(range); }
+    std::vector<double> SliceEnds(const TimeRange& range) override {
+        return m_journal.SliceEnds(range);
+    }
     std::vector<kzjournal::Name> Names() override { return m_journal.Names(); }
 
     std::optional<kzjournal::Slice> LastSlice(const TimeRange& range) override {

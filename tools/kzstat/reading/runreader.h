@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 #include "kzjournalsummary.h"
@@ -35,8 +36,11 @@ public:
     /// it again and again; several readers may share it.
     virtual void StopWhen(std::function<bool()> isRequested) = 0;
 
-    /// They do not change while the reader exists, and live as long as it does.
+    /// They do not change while the reader exists, and live as long as it does: `Load` knows more
+    /// than their load.
     virtual const kzjournal::Run& Facts() const = 0;
+    /// When the load began and ended, as far as is known with the slices that there are.
+    virtual kzjournal::LoadSpan Load() = 0;
     /// False while the run is active, and if its process was killed.
     virtual bool HasEnded() = 0;
     /// True if the run has not ended and its process is gone, as far as that can be known.
@@ -49,14 +53,19 @@ public:
     /// The runs that a merged run was made of, through all levels, in the order of their numbers;
     /// empty for any other run.
     virtual std::vector<kzjournal::Source> Sources() = 0;
-    /// In the order in which they were taken.
+    /// Those of the run and, where it is merged, of its sources, in the order of time.
     virtual std::vector<kzjournal::Note> Notes() = 0;
+    /// What the run, or a source of it, is to meet: texts, each once, in the order in which they
+    /// were stored. They are not interpreted.
+    virtual std::vector<std::string> Conditions() = 0;
     /// The numbers of the sources with a slice in this one, in ascending order.
     virtual std::vector<int> SourcesOfSlice(int sliceId) = 0;
 
     /// The highest slice id; 0 if there is no slice.
     virtual int LastSliceId() = 0;
     virtual long long CountSlices(const kzjournal::TimeRange& range = {}) = 0;
+    /// The ends of the slices in the range, in ascending order.
+    virtual std::vector<double> SliceEnds(const kzjournal::TimeRange& range = {}) = 0;
     /// Sorted by name.
     virtual std::vector<kzjournal::Name> Names() = 0;
 

@@ -139,6 +139,14 @@ std::string WhatWasRun(const kzjournal::Run& facts) {
     return name == program ? facts.commandLine : name + ": " + facts.commandLine;
 }
 
+/// "under load 0:00 to 0:30".
+std::string LoadText(const kzjournal::LoadSpan& load) {
+    std::string text = load.end ? "under load " : "under load since ";
+    text.append(TimeOfRun(load.begin.value_or(0)));
+    if (load.end) text.append(" to ").append(TimeOfRun(*load.end));
+    return text;
+}
+
 }  // namespace
 
 std::vector<Output::Line> TableOf(const std::vector<Statistics>& rows,
@@ -156,13 +164,20 @@ std::vector<Output::Line> TableOf(const std::vector<Statistics>& rows,
     return lines;
 }
 
-std::vector<std::string> DescribeRun(RunReader& run, const kzjournal::TimeRange& range) {
+std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
     const kzjournal::Run& facts = run.Facts();
-    std::string when = WallClock(facts.startTime) + ", " + DurationText(SecondsOf(run, {})) + ", " +
+    const long long all = run.CountSlices();
+    const long long chosen = run.CountSlices(range);
+    std::string when = WallClock(facts.startTime) + ", for " +
+                       TimeOfRun(static_cast<double>(all) * facts.sliceLength) + ", " +
                        CompletenessText(run) + " of " + ReadableNumber(facts.sliceLength) + " s";
-    if (const long long chosen = run.CountSlices(range); chosen < run.CountSlices())
-        when += ", " + std::to_string(chosen) + " in the range";
-    return {kzterminal::Printable(WhatWasRun(facts) + ", on " + facts.host), when};
+    if (!range.isOfLoad && chosen < all) when += ", " + std::to_string(chosen) + " in the range";
+    std::vector<std::string> lines{kzterminal::Printable(WhatWasRun(facts) + ", on " + facts.host),
+                                   when};
+    if (range.isOfLoad)
+        lines.push_back(LoadText(range.load) + ", " + std::to_string(chosen) + " of " +
+                        std::to_string(all) + " slices");
+    return lines;
 }
 
 std::vector<std::string> DescribeNotes(RunReader& run) {

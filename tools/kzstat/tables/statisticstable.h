@@ -24,8 +24,9 @@ struct TableContents {
 std::vector<kzterminal::Output::Line> TableOf(const std::vector<Statistics>& rows,
                                               const TableContents& contents, std::size_t room);
 
-/// What was run, and when, for how long and how much of it is stored: a line each.
-std::vector<std::string> DescribeRun(RunReader& run, const kzjournal::TimeRange& range);
+/// What was run, when and how much of it is stored and, if the range is that of the load, when it
+/// was under load: a line each.
+std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range);
 
 /// What was noted of the run, such as gaps, a line each; what is too much for a terminal is
 /// counted.

@@ -1,11 +1,11 @@
 #include "text/texts.h"
 
 #include <cmath>
+#include <cstdio>
 #include <ctime>
 
 #include "kzstatpointkind.h"
 #include "ryp/truncate.h"
-#include "text/numbers.h"
 
 namespace kzstatprogram {
 
@@ -27,18 +27,22 @@ std::string WallClock(double secondsSince1970) {
     return text;
 }
 
-std::string DurationText(double seconds) {
-    constexpr double kMinute = 60;
-    constexpr double kHour = 60 * kMinute;
-    const auto of = [](double units, double inUnit, const char* unit, const char* smaller) {
-        return ReadableNumber(units) + unit + ReadableNumber(inUnit) + smaller;
-    };
-    if (seconds < 2 * kMinute) return ReadableNumber(seconds) + " s";
-    if (seconds < 2 * kHour)
-        return of(std::floor(seconds / kMinute), std::floor(std::fmod(seconds, kMinute)), " min ",
-                  " s");
-    return of(std::floor(seconds / kHour), std::floor(std::fmod(seconds, kHour) / kMinute), " h ",
-              " min");
+std::string TimeOfRun(double seconds) {
+    constexpr long long perMinute = 600;
+    constexpr long long perHour = 60 * perMinute;
+    const bool isNegative = seconds <= -0.05;
+    const auto tenths = RyPTruncate<long long>(std::abs(seconds) * 10 + 0.5);
+    const long long minutes = tenths / perMinute;
+    char text[64] = {};
+    if (tenths >= perHour)
+        std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", minutes / 60, minutes % 60,
+                      tenths % perMinute / 10);
+    else
+        std::snprintf(text, sizeof text, "%lld:%02lld", minutes, tenths % perMinute / 10);
+    std::string time = isNegative ? "-" : "";
+    time.append(text);
+    if (tenths % 10 > 0) time.append(".").append(std::to_string(tenths % 10));
+    return time;
 }
 
 std::string CompletenessText(RunReader& run) {
