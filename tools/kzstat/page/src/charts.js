@@ -108,14 +108,11 @@ export class Charts {
     return this.groups.get(prefix);
   }
 
-  // Shows the cards that have any of these names, and opens their groups if the reader searches.
-  filter(names, isSearch) {
+  // Shows the cards that have any of these names.
+  filter(names) {
     const chosen = new Set(names);
     for (const card of this.cards.values()) card.element.hidden = !card.drawing.names.some(({name}) => chosen.has(name));
-    for (const {element, cards} of this.groups.values()) {
-      element.hidden = [...cards.children].every(({hidden}) => hidden);
-      if (isSearch) element.open = true;
-    }
+    for (const {element, cards} of this.groups.values()) element.hidden = [...cards.children].every(({hidden}) => hidden);
   }
 
   unfold(areOpen) {

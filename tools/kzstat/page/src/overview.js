@@ -1,6 +1,7 @@
 // The overview: throughput and load, the times, the errors of what the run was about, one over the other on one
 // time axis.
 
+import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
 import {paintMarks} from './marks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
@@ -106,6 +107,7 @@ export class Overview {
   constructor(place) {
     this.place = place;
     this.plots = [];
+    place.parentElement.querySelector('form').append(offerPicture(place.parentElement, 'overview', 'the overview'));
     new ResizeObserver(() => this.resize()).observe(place);
   }
 
@@ -117,7 +119,8 @@ export class Overview {
     this.view.width = this.place.clientWidth;
     const form = JSON.stringify([view.axis, view.colours, this.lanes.map(({key, lines, unit}) => [key, unit, lines.map(({label}) => label)])]);
     const fits = form === this.form && this.plots.every((plot, i) => plot.update(this.lanes[i], this.view));
-    if (!fits) this.draw();
+    if (fits) this.resize();
+    else this.draw();
     this.form = form;
   }
 
@@ -134,10 +137,6 @@ export class Overview {
       plot.draw(place, lane, this.view);
       return plot;
     });
-  }
-
-  redraw() {
-    this.form = null;
   }
 
   describe(i) {
