@@ -133,6 +133,8 @@ export class Overview {
       place.setAttribute('role', 'img');
       place.setAttribute('aria-label', `Overview, ${lane.lines.map(({label}) => label).join(' and ')}`);
       const plot = new Lane(lane, i === this.lanes.length - 1, (at) => this.describe(at));
+      // The chart takes its room only after the page was laid out.
+      place.style.height = `${plot.height}px`;
       this.place.append(keyOf(lane, this.view.colours), place);
       plot.draw(place, lane, this.view);
       return plot;
