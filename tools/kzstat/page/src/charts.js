@@ -60,6 +60,7 @@ export class Charts {
   }
 
   update() {
+    if (this.near.size === 0) return;
     const view = this.view();
     for (const card of this.near) card.update(view);
   }
@@ -141,6 +142,7 @@ export class Charts {
 
   redraw(view) {
     this.base = view;
+    if (this.near.size === 0) return;
     const drawn = this.view();
     for (const card of this.near) card.draw(drawn);
   }

@@ -56,7 +56,7 @@ function paint(context, element, canvas) {
   }
 }
 
-export function pictureOf(element) {
+function pictureOf(element) {
   const canvas = document.createElement('canvas');
   const {width, height} = element.getBoundingClientRect();
   canvas.width = Math.ceil(width * devicePixelRatio);

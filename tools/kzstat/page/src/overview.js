@@ -3,7 +3,7 @@
 
 import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
-import {paintMarks} from './marks.js';
+import {notesIn, paintMarks} from './marks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
 import {axisLook, fromZero, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot} from './timeplots.js';
 
@@ -144,10 +144,14 @@ export class Overview {
   describe(i) {
     const {run, axis, times, colours} = this.view;
     if (!(run.grid.slices[i] > 0)) return null;
+    const notes = notesIn(run, i).map(({text}) => ['note', text]);
     const lines = this.lanes.flatMap(({unit, lines: each}) => each.map((line) => ({...line, unit})));
     return {
       title: momentOf(axis, times[i]),
-      rows: lines.map(({kind, label, values, unit, attempts}) => [label, this.valueText(values[i], unit, attempts?.[i]), seriesOf({kind}, colours).stroke]),
+      rows: [
+        ...lines.map(({kind, label, values, unit, attempts}) => [label, this.valueText(values[i], unit, attempts?.[i]), seriesOf({kind}, colours).stroke]),
+        ...notes,
+      ],
     };
   }
 

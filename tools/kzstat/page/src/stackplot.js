@@ -21,7 +21,7 @@ const MEANINGS = [
 
 const rankOf = (label) => MEANINGS.findIndex(([, pattern]) => pattern.test(label));
 
-export function coloursOf(labels, colours) {
+function coloursOf(labels, colours) {
   const seen = new Map();
   let others = 0;
   return labels.map((label) => {
