@@ -72,7 +72,8 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_hasEnded(run.HasEnded()),
       m_lostSlices(LostSlicesOf(run)),
-      m_notes(run.Notes()) {
+      m_notes(run.Notes()),
+      m_conditions(run.Conditions()) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(ranges.drawn);
     if (!last) return;
     m_lastSliceId = last->id;
