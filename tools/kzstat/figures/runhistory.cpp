@@ -75,7 +75,8 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
       m_saturation(m_facts.sliceLength),
       m_hasEnded(run.HasEnded()),
       m_lostSlices(LostSlicesOf(run)),
-      m_notes(run.Notes()) {
+      m_notes(run.Notes()),
+      m_conditions(run.Conditions()) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(ranges.drawn);
     if (!last) return;
     m_lastSliceId = last->id;

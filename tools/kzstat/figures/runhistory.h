@@ -93,6 +93,8 @@ public:
     /// Those that the run had, as far as is known, and that are not stored.
     long long LostSlices() const { return m_lostSlices; }
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
+    /// The texts of what the run is to meet, as they were when it was read.
+    const std::vector<std::string>& Conditions() const { return m_conditions; }
 
 private:
     /// One of so many parts of all names, each of which a thread may draw at the same time.
@@ -140,6 +142,7 @@ private:
     bool m_hasEnded = false;
     long long m_lostSlices = 0;
     std::vector<kzjournal::Note> m_notes;
+    const std::vector<std::string> m_conditions;
 };
 
 }  // namespace kzstatprogram
