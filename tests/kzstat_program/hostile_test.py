@@ -221,12 +221,12 @@ class HostileFile(unittest.TestCase):
     def test_notes_without_end(self):
         self.damage("INSERT INTO notes (run_number, time, text) VALUES (0, 1.7e9, 'gap')")
         self.repeat("notes")
-        self.assert_refused("its notes are damaged", NOTES)
+        self.assert_refused("its notes or conditions are damaged", NOTES)
 
     def test_notes_of_no_moment_in_time(self):
         for time in ("9e999", "1e300", "'soon'"):
             self.damage(f"REPLACE INTO notes VALUES (1, 0, {time}, 'gap')")
-            self.assert_refused("its notes are damaged", NOTES)
+            self.assert_refused("its notes or conditions are damaged", NOTES)
 
     def test_a_pipe(self):
         os.remove(self.run_path)

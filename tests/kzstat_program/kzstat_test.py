@@ -897,7 +897,7 @@ class Note(JournalTest):
         return run("note", self.run_path, *arguments)
 
     def shown(self):
-        return [line for line in run("show", self.run_path).out.splitlines() if line[:4] == "2023"]
+        return [line for line in run("show", self.run_path).out.splitlines() if " UTC  " in line]
 
     def test_it_is_shown_at_its_time(self):
         self.make_run()
@@ -915,8 +915,7 @@ class Note(JournalTest):
         self.assertEqual(0, self.note("--at", "0.5", "early").status)
         journal.slice()
         journal.end()
-        self.assertEqual(["2023-11-14 22:13:20 UTC  early"], self.shown())
-        self.assertIn("  now", run("show", self.run_path).out)
+        self.assertEqual(["early", "now"], [line.split("  ")[1] for line in self.shown()])
         self.assertIn("2 slices, every value accounted for", run("check", self.run_path).out)
 
     def test_a_time_of_day_may_be_that_of_the_next_day(self):

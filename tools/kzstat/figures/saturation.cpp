@@ -10,7 +10,7 @@
 namespace kzstatprogram {
 namespace {
 
-constexpr double kSaturatedShare = 0.9;
+constexpr double kSaturatedShare = 0.8;
 constexpr double kSaturatedThread = 0.95;
 constexpr double kSaturatedLateness = 0.05;  // seconds
 constexpr int kSaturatedSlicesInARow = 3;

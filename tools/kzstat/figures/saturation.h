@@ -13,7 +13,7 @@ namespace kzstatprogram {
 /// Whether the process that made the load was itself the bottleneck: its figures are then those of
 /// the generator rather than of what was tested. A slice is saturated if in it
 ///
-/// - the process used 90 % of the processors that it may use, or
+/// - the process used 80 % of the processors that it may use, behind which work queues up, or
 /// - one of its threads used 95 % of a processor, or
 /// - a timer of it, or something that the host had scheduled, began 50 ms late, or
 /// - packing the slice and the listeners of the one before took longer than a slice.
