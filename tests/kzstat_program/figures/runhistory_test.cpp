@@ -186,8 +186,8 @@ TEST_F(RunHistoryTest, AddsLevelsOfGeneratorsUp) {
     MemoryRun& run = m_runs.Make("merged");
     SliceMaker maker;
     for (const std::vector<double>& clients : {std::vector<double>{30, 30}, {}, {30, 30}})
-        run.Add(SliceOf(
-            maker.NextSlice({{"clients", CKZStatPointTypeEnum::LoadSize, clients}}), true));
+        run.Add(
+            SliceOf(maker.NextSlice({{"clients", CKZStatPointTypeEnum::LoadSize, clients}}), true));
     const RunHistory history(m_runs, "merged", {});
     EXPECT_EQ(60, history.Figures().at("clients").record.totals.Average());
     const RunHistory::Entry& clients = history.Names().at("clients");
