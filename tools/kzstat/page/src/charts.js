@@ -24,7 +24,8 @@ class Group {
   }
 
   describe(names) {
-    const text = names.length === 1 && names[0] === this.prefix ? '' : names.map((name) => name.slice(this.prefix.length)).join(' ');
+    const rests = names.map((name) => name.slice(this.prefix.length)).join(' ');
+    const text = names.length > 1 ? `${names.length} names: ${rests}` : rests;
     if (this.content.textContent !== text) this.content.textContent = text;
   }
 }
