@@ -131,6 +131,12 @@ export function showConditions({run: {conditions}}) {
   byId('conditions').replaceChildren(...conditions.map(conditionItem));
 }
 
+// That the generator was itself the bottleneck makes all figures doubtful.
+export function showWarning({run: {saturation}}) {
+  byId('warning').hidden = saturation === null;
+  byId('warning').textContent = saturation ?? '';
+}
+
 function verdictTile(conditions) {
   const of = (outcome) => conditions.filter((condition) => condition.outcome === outcome).length;
   const [passed, failed] = [of('passed'), of('FAILED')];
