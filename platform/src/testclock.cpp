@@ -20,6 +20,10 @@ void RyPTestClock::Advance(double seconds) {
     EndGeneration();
 }
 
+void RyPTestClock::UseProcessors(double seconds) {
+    m_processorSeconds.fetch_add(seconds);
+}
+
 void RyPTestClock::WaitForSleepers(int count) {
     const RWMutexLock::LockGuard guard(m_mutex);
     while (m_sleepers < count) m_sleeperArrived.Wait(m_mutex);

@@ -28,7 +28,7 @@ public:
     /// them.
     static constexpr double kProcessors = 4;
     double UsedProcessorSeconds() const { return m_processorSeconds.load(); }
-    void UseProcessors(double seconds) { m_processorSeconds.fetch_add(seconds); }
+    void UseProcessors(double seconds);
 
     /// Moves the clock to `now`, also backwards, and wakes every sleeper whose time is up.
     void Set(double now);
