@@ -1,7 +1,6 @@
 #include "runverdict.h"
 
-#include <algorithm>
-
+#include "kzjournalload.h"
 #include "terminal/numbers.h"
 
 namespace kzload {
@@ -29,11 +28,14 @@ public:
 
 void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
     if (m_options.required.empty() && m_options.abortIf.empty()) return;
-    const bool isUnderLoad = IsUnderLoad(slice);
-    if (!isUnderLoad && m_figures != nullptr) return;
-    m_figures = std::make_unique<RunFigures>(slice, LoadSecondsBy(slice.GetElapsed()));
-    if (isUnderLoad && ++m_slicesUnderLoad >= kSlicesBeforeAStop)
-        LookForReasonToStop(slice.GetElapsed());
+    // A slice is delivered after it has ended, so that the end of a load within it is known.
+    const kzjournal::LoadSpan load{m_run.GetLoadBegin(), m_run.GetLoadEnd()};
+    const double elapsed = slice.GetElapsed();
+    const double length = slice.GetSliceLength();
+    if (!load.Covers(elapsed, length)) return;
+    m_loadSeconds += length - load.SecondsOutside(elapsed, length);
+    m_figures = std::make_unique<RunFigures>(slice, m_loadSeconds);
+    if (++m_slicesUnderLoad >= kSlicesBeforeAStop) LookForReasonToStop(elapsed);
 }
 
 Outcome RunVerdict::Tell() {
@@ -46,20 +48,6 @@ Outcome RunVerdict::Tell() {
     m_terminal.PrintLines(LinesOf(judgements));
     m_terminal.PrintLines({VerdictLine(judgements)});
     return VerdictOf(judgements);
-}
-
-/// A slice is delivered after it has ended, so that the end of a load within it is known.
-bool RunVerdict::IsUnderLoad(const CKZStatSliceValues& slice) const {
-    return LoadSecondsBy(slice.GetElapsed()) -
-               LoadSecondsBy(slice.GetElapsed() - slice.GetSliceLength()) >
-           slice.GetSliceLength() / 2;
-}
-
-/// How long the load had lasted at this moment of the run.
-double RunVerdict::LoadSecondsBy(double elapsed) const {
-    const double begin = m_run.GetLoadBegin().value_or(elapsed);
-    const double end = std::min(elapsed, m_run.GetLoadEnd().value_or(elapsed));
-    return std::max(0.0, end - begin);
 }
 
 void RunVerdict::LookForReasonToStop(double elapsed) {

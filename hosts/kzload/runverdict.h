@@ -33,8 +33,6 @@ public:
     kzconditions::Outcome Tell();
 
 private:
-    bool IsUnderLoad(const CKZStatSliceValues& slice) const;
-    double LoadSecondsBy(double elapsed) const;
     void LookForReasonToStop(double elapsed);
     void NoteWhatWasNeverTold();
 
@@ -43,6 +41,7 @@ private:
     Terminal& m_terminal;
     std::unique_ptr<RunFigures> m_figures;  // of the latest slice under load; null before
     int m_slicesUnderLoad = 0;
+    double m_loadSeconds = 0;  // of these slices
     std::atomic<bool> m_asksToStop{false};
 };
 
