@@ -1,5 +1,6 @@
 #include "conditions/verdict.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include "conditions/conditionfile.h"
 #include "figures/figuresofstatistics.h"
 #include "figures/statistics.h"
+#include "kzjournalannotate.h"
 #include "tables/verdictformats.h"
 #include "text/texts.h"
 
@@ -17,6 +19,7 @@ namespace kzstatprogram {
 namespace {
 
 using kzconditions::Condition;
+using kzconditions::Judgement;
 using kzconditions::Outcome;
 
 struct VerdictOptions {
@@ -24,6 +27,7 @@ struct VerdictOptions {
     std::vector<std::string> conditions;
     std::optional<std::string> conditionsFile;
     std::optional<std::string> baseline;
+    bool stores = false;
     std::string format = "text";
     RangeOptions range;
 };
@@ -32,6 +36,8 @@ struct Format {
     const char* name;
     std::string (*write)(const VerdictReport& report);
 };
+constexpr char kRun[] = "the run";
+constexpr char kBaseline[] = "the baseline";
 constexpr Format kFormats[] = {
     {"text", TextOf}, {"json", JsonOf}, {"junit", JUnitOf}, {"github", WorkflowCommandsOf}};
 
@@ -65,11 +71,23 @@ std::vector<Condition> ConditionsOf(const VerdictOptions& options) {
 struct JudgedRun {
     VerdictReport::Run facts;
     std::vector<Statistics> statistics;
+    std::vector<std::string> warnings;
 };
 
-JudgedRun ReadForVerdict(RunReader& run, const std::string& path, const RangeOptions& range) {
+/// What makes the figures of `run` say less than they seem to.
+std::vector<std::string> WarningsOf(RunReader& run, const char* title) {
+    using State = kzjournal::Completeness::State;
+    const State state = run.GetCompleteness().state;
+    if (state == State::Whole) return {};
+    return {std::string(title) +
+            (state == State::Lacking ? " lacks slices" : " has not ended, or was killed")};
+}
+
+JudgedRun ReadForVerdict(RunReader& run, const std::string& path, const char* title,
+                         const RangeOptions& range) {
     return {{path, run.Facts().id, run.Facts().generator, CompletenessText(run)},
-            StatisticsOf(run, range.RangeOf(run))};
+            StatisticsOf(run, range.RangeOf(run)),
+            WarningsOf(run, title)};
 }
 
 ExitStatus StatusOf(Outcome verdict) {
@@ -77,25 +95,52 @@ ExitStatus StatusOf(Outcome verdict) {
     return verdict == Outcome::Failed ? kDoesNotHold : kFailed;
 }
 
-ExitStatus Judge(const VerdictOptions& options, const RunOpener& runs, Output& output) {
-    const std::vector<Condition> conditions = ConditionsOf(options);
+/// Those that the run does not have yet.
+void Store(const std::vector<Condition>& conditions, RunReader& run, const std::string& path) {
+    std::vector<std::string> stored = run.Conditions();
+    for (const Condition& each : conditions) {
+        if (std::find(stored.begin(), stored.end(), each.text) != stored.end()) continue;
+        kzjournal::AddCondition(path, each.text);
+        stored.push_back(each.text);
+    }
+}
+
+/// By what the command line says or else by what the run has stored. `baseline` may be null.
+std::vector<Judgement> Judge(const std::vector<Condition>& given, RunReader& run,
+                             const JudgedRun& judged, const JudgedRun* baseline) {
+    using kzconditions::Demand;
+    const FiguresOfStatistics figures(kRun, judged.statistics);
+    std::optional<FiguresOfStatistics> before;
+    if (baseline != nullptr) before.emplace(kBaseline, baseline->statistics);
+    const FiguresOfStatistics* const with = before ? &*before : nullptr;
+    return given.empty() ? kzconditions::JudgeTexts(run.Conditions(), Demand::Must, figures, with)
+                         : kzconditions::JudgeAll(given, Demand::Must, figures, with);
+}
+
+ExitStatus Verdict(const VerdictOptions& options, const RunOpener& runs, Output& output) {
+    const std::vector<Condition> given = ConditionsOf(options);
+    if (options.stores && given.empty()) throw UsageError("--store", "no condition was given");
     std::vector<std::string> journals{options.journal};
     if (options.baseline) journals.push_back(*options.baseline);
     CheckJournals(journals);
     const std::unique_ptr<RunReader> run = runs.Open(options.journal);
-    if (conditions.empty())
-        throw UsageError("no condition was given; see --require and --conditions");
-    const JudgedRun judged = ReadForVerdict(*run, options.journal, options.range);
-    JudgedRun baseline;
+    if (given.empty() && run->Conditions().empty())
+        throw UsageError(
+            "no condition was given, and the run has none; see --require and --conditions");
+    const JudgedRun judged = ReadForVerdict(*run, options.journal, kRun, options.range);
+    std::optional<JudgedRun> baseline;
     if (options.baseline)
-        baseline = ReadForVerdict(*runs.Open(*options.baseline), *options.baseline, options.range);
+        baseline = ReadForVerdict(*runs.Open(*options.baseline), *options.baseline, kBaseline,
+                                  options.range);
+    if (options.stores) Store(given, *run, options.journal);
 
-    const FiguresOfStatistics figures("the run", judged.statistics);
-    const FiguresOfStatistics before("the baseline", baseline.statistics);
-    VerdictReport report{judged.facts, std::nullopt, {}, {}};
-    if (options.baseline) report.baseline = baseline.facts;
-    report.judgements = kzconditions::JudgeAll(conditions, kzconditions::Demand::Must, figures,
-                                               options.baseline ? &before : nullptr);
+    VerdictReport report{judged.facts, std::nullopt, judged.warnings, {}};
+    if (baseline) {
+        report.baseline = baseline->facts;
+        report.warnings.insert(report.warnings.end(), baseline->warnings.begin(),
+                               baseline->warnings.end());
+    }
+    report.judgements = Judge(given, *run, judged, baseline ? &*baseline : nullptr);
     output.Write(Write(report, options.format));
     return StatusOf(kzconditions::VerdictOf(report.judgements));
 }
@@ -119,6 +164,8 @@ void DeclareVerdict(CommandLine& line, const RunOpener& runs) {
         .ValueName("FILE");
     command.Add("--baseline", options->baseline, "The journal of the run to compare with")
         .ValueName("FILE");
+    command.AddFlag("--store", options->stores,
+                    "Store the conditions in the run, by which it is judged where none are given");
     command.Add("--format", options->format, "For people, for programs, or as CI systems read it")
         .OneOf(FormatNames())
         .ValueName("FORMAT")
@@ -128,7 +175,7 @@ void DeclareVerdict(CommandLine& line, const RunOpener& runs) {
         "Exits with status 0 if all conditions passed, 1 if one failed, and 2 if one cannot be"
         " told.\n"
         "Example: kzstat verdict run.kzj --require 'request.time p95 < 250ms'");
-    command.Does([options, &runs](Output& output) { return Judge(*options, runs, output); });
+    command.Does([options, &runs](Output& output) { return Verdict(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

@@ -69,6 +69,7 @@ RunHistory::RunHistory(const Open& open, const Ranges& ranges)
 RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     : m_facts(run.Facts()),
       m_sources(run.Sources()),
+      m_conditions(run.Conditions()),
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_hasEnded(run.HasEnded()),
       m_lostSlices(LostSlicesOf(run)),
@@ -263,8 +264,10 @@ void RunHistory::DrawNames(const std::vector<kzjournal::Slice>& slices, const Sh
     }
 }
 
+/// None of a level, whose values are parts of it.
 void RunHistory::AddDistribution(const Place& place, const kzjournal::Slice& sum,
                                  std::size_t position, Entry& entry) {
+    if (IsLevel(entry.latest.type)) return;
     const double count = sum.records[position].lasts.count;
     sum.AddDistributionTo(entry.distributions.Add(place, count), position);
 }

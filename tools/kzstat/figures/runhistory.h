@@ -64,6 +64,8 @@ public:
     /// With the load as it is known by now.
     const kzjournal::Run& Facts() const { return m_facts; }
     const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
+    /// What the run is to meet.
+    const std::vector<std::string>& Conditions() const { return m_conditions; }
     const Grid& TimeGrid() const { return m_grid; }
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
@@ -117,6 +119,7 @@ private:
 
     kzjournal::Run m_facts;
     const std::vector<kzjournal::Source> m_sources;
+    const std::vector<std::string> m_conditions;
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;

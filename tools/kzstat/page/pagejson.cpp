@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "conditions/verdict.h"
+#include "figures/figuresofstatistics.h"
 #include "figures/statistics.h"
 #include "page/builtpage.h"
 #include "terminal/escapedtext.h"
@@ -116,15 +118,25 @@ Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
     return series;
 }
 
-/// A name that is missing in a slice is a flow of 0, but no level.
-void AddFlow(const Course& course, std::size_t from, bool isLevel, Json& json) {
+/// A sum of many values has more digits than a mean of them needs.
+Json SumSeries(const Course& course, std::size_t from) {
+    Json series = Json::array();
+    for (std::size_t i = from; i < course.Size(); ++i)
+        series.push_back(RoundedNumber(course.Buckets()[i].sum));
+    return series;
+}
+
+/// A name that is missing in a slice is a flow of 0, but no level. A bucket of one slice has the
+/// least and the most of it in its flow.
+void AddFlow(const Course& course, std::size_t from, bool isLevel, const Grid& grid, Json& json) {
     json["flow"] = isLevel ? LevelSeries(course, from) : Series(course, from, &Bucket::flow);
+    if (grid.Width() == 1) return;
     json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
     json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
 }
 
 /// Leaves out what is not drawn.
-Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
+Json CourseJson(const RunHistory::Entry& entry, std::size_t from, const Grid& grid) {
     const Types::PointType type = entry.latest.type;
     const bool hasDistributions = !entry.distributions.IsEmpty();
     Json json = Json::object();
@@ -134,20 +146,20 @@ Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
         json["p99"] = PercentileSeries(entry, from, &BucketPercentiles::p99);
     } else if (IsSampled(type)) {
         json["minimum"] = Series(entry.course, from, &Bucket::minimum);
-        json["sum"] = Series(entry.course, from, &Bucket::sum);
     }
     if (hasDistributions || IsSampled(type)) {
         json["maximum"] = Series(entry.course, from, &Bucket::maximum);
         json["count"] = Series(entry.course, from, &Bucket::count);
+        json["sum"] = SumSeries(entry.course, from);
     }
     const bool flows = IsLevel(type) || !std::isnan(FlowOf(type, {}));
-    if (flows) AddFlow(entry.course, from, IsLevel(type), json);
+    if (flows) AddFlow(entry.course, from, IsLevel(type), grid, json);
     return json;
 }
 
-Json LoadJson(const Course& load, std::size_t from) {
+Json LoadJson(const Course& load, std::size_t from, const Grid& grid) {
     Json json = Json::object();
-    AddFlow(load, from, true, json);
+    AddFlow(load, from, true, grid, json);
     return json;
 }
 
@@ -182,6 +194,24 @@ const std::vector<double>& Ranks() {
         return all;
     }();
     return ranks;
+}
+
+/// The conditions that are stored in the run, as the figures of the page meet them: `outcome` is
+/// "passed", "FAILED" or "cannot tell", and `measured` the value with its unit, or why there is
+/// none.
+Json ConditionsJson(const RunHistory& history) {
+    Json all = Json::array();
+    if (history.Conditions().empty()) return all;
+    std::vector<Statistics> rows;
+    for (const auto& [name, summary] : history.Figures())
+        rows.push_back(StatisticsOf(summary, history.Seconds()));
+    const FiguresOfStatistics figures("the run", rows);
+    for (const kzconditions::Judgement& each :
+         kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures))
+        all.push_back({{"condition", kzterminal::EscapedText(each.condition)},
+                       {"outcome", kzconditions::TextOf(each.outcome)},
+                       {"measured", kzterminal::EscapedText(each.text)}});
+    return all;
 }
 
 /// The value at each rank; those that are left out at the end equal the last one.
@@ -219,7 +249,7 @@ Json NameJson(const std::string& name, const RunHistory::Entry& entry, const Run
                  {"unit", statistics.unit},
                  {"isLevel", IsLevel(entry.latest.type)},
                  {"figures", FiguresJson(statistics, distribution)},
-                 {"course", CourseJson(entry, from)}};
+                 {"course", CourseJson(entry, from, history.TimeGrid())}};
     const bool hasNews = from == 0 || entry.lastValuesId > page.lastSliceId;
     if (hasNews && !entry.distributions.IsEmpty()) {
         const std::size_t column = from / history.TimeGrid().ColumnWidth();
@@ -253,6 +283,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"hasEnded", history.HasEnded()},
             {"lostSlices", history.LostSlices()},
             {"notes", NotesJson(history.Notes())},
+            {"conditions", ConditionsJson(history)},
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},
             {"slices", history.Slices()},
@@ -263,7 +294,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
               {"columnWidth", history.TimeGrid().ColumnWidth()},
               {"from", from},
               {"slices", SlicesJson(history, from)}}},
-            {"load", LoadJson(history.Load(), from)},
+            {"load", LoadJson(history.Load(), from, history.TimeGrid())},
             {"ranks", Ranks()}};
 }
 
