@@ -7,15 +7,15 @@ _kzstat() {
     COMPREPLY=()
 
     if ((COMP_CWORD == 1)); then
-        words='show report serve compare verdict export merge check --help --version'
+        words='show report serve compare verdict export merge note check --help --version'
     elif [[ $previous == --sort ]]; then
         words='name type count rate min mean p50 p95 p99 max stddev sum last'
     elif [[ $previous == --format ]]; then
         words='csv json influx messages'
         [[ $command != compare ]] || words='table json'
         [[ $command != verdict ]] || words='text json junit github'
-    elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --percentiles ||
-            $previous == --require || $previous == --port || $previous == --bind ]]; then
+    elif [[ $previous == --at || $previous == --from || $previous == --to || $previous == --fail-if ||
+            $previous == --percentiles || $previous == --require || $previous == --port || $previous == --bind ]]; then
         return
     elif [[ $previous == --token-file || $previous == --tls-cert || $previous == --tls-key ||
             $previous == --conditions ]]; then
@@ -31,6 +31,7 @@ _kzstat() {
             verdict) words="--require --conditions --baseline --store --format $range --help" ;;
             export) words="--format --spreadsheet-safe --percentiles --buckets ${range% --all} --help" ;;
             merge) words='--output --help' ;;
+            note) words='--at --help' ;;
             check) words='--help' ;;
         esac
     else

@@ -9,6 +9,7 @@
 #include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
 #include "figures/livesummary.h"
+#include "figures/saturation.h"
 #include "figures/statisticscolumns.h"
 #include "tables/latestvalues.h"
 #include "tables/namewidth.h"
@@ -49,7 +50,8 @@ bool Fits(const std::vector<std::string>& table, const Output& output) {
 
 std::vector<std::string> LinesOf(RunReader& run, std::vector<Statistics> rows,
                                  const ShowOptions& options, const Output& output,
-                                 const LatestValues* latest) {
+                                 const LatestValues* latest,
+                                 const std::optional<Saturation>& saturation) {
     SortBy(options.sortColumn, rows);
     std::vector<std::string> sparklines;
     if (latest != nullptr)
@@ -62,6 +64,7 @@ std::vector<std::string> LinesOf(RunReader& run, std::vector<Statistics> rows,
         lines = TableOf(rows, percentiles, {NameWidth(output), false}, sparklines).Lines();
     const std::vector<std::string> notes = DescribeNotes(run);
     lines.insert(lines.begin(), notes.begin(), notes.end());
+    if (saturation) lines.insert(lines.begin(), DescribeSaturation(*saturation));
     lines.insert(lines.begin(), DescribeRun(run, options.range.RangeOf(run)));
     return lines;
 }
@@ -74,6 +77,7 @@ void Print(const std::vector<std::string>& lines, Output& output) {
 void FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) {
     LatestValues latest;
     LiveSummary summary;
+    SaturationFinder saturation(run.Facts().sliceLength);
     kzterminal::Screen screen(output);
     bool hasEnded = false;
     do {
@@ -81,8 +85,9 @@ void FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) 
         latest.Update(run);
         const SliceRange range = options.range.RangeOf(run);
         summary.Update(run, range);
-        screen.Draw(
-            LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output, &latest));
+        saturation.Update(run);
+        screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
+                            &latest, saturation.Get()));
     } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
@@ -149,8 +154,11 @@ ExitStatus Show(const ShowOptions& options, const RunOpener& runs, Output& outpu
         }
         FollowOnScreen(*run, options, output);
     }
-    std::vector<Statistics> rows = StatisticsOf(*run, options.range.RangeOf(*run));
-    Print(LinesOf(*run, std::move(rows), options, output, nullptr), output);
+    const SliceRange range = options.range.RangeOf(*run);
+    std::vector<Statistics> rows = StatisticsOf(*run, range);
+    Print(LinesOf(*run, std::move(rows), options, output, nullptr,
+                  FindSaturation(runs, options.journal, range)),
+          output);
     return kDone;
 }
 

@@ -10,6 +10,7 @@
 #include "commands/rangeoptions.h"
 #include "conditions/conditionfile.h"
 #include "figures/figuresofstatistics.h"
+#include "figures/saturation.h"
 #include "figures/statistics.h"
 #include "kzjournalannotate.h"
 #include "tables/verdictformats.h"
@@ -72,22 +73,34 @@ struct JudgedRun {
     VerdictReport::Run facts;
     std::vector<Statistics> statistics;
     std::vector<std::string> warnings;
+    std::vector<std::string> conditions;  ///< that are stored in it
 };
 
-/// What makes the figures of `run` say less than they seem to.
-std::vector<std::string> WarningsOf(RunReader& run, const char* title) {
+/// What makes the figures of a run say less than they seem to. A format says by itself that it is a
+/// warning.
+std::vector<std::string> WarningsOf(RunReader& run, const char* title,
+                                    const std::optional<Saturation>& saturation) {
     using State = kzjournal::Completeness::State;
+    std::vector<std::string> warnings;
     const State state = run.GetCompleteness().state;
-    if (state == State::Whole) return {};
-    return {std::string(title) +
-            (state == State::Lacking ? " lacks slices" : " has not ended, or was killed")};
+    if (state == State::Lacking) warnings.push_back(std::string(title) + " lacks slices");
+    if (state == State::NotEnded)
+        warnings.push_back(std::string(title) + " has not ended, or was killed");
+    if (saturation) {
+        const std::string line = DescribeSaturation(*saturation);
+        warnings.push_back(std::string(title) + ": " + line.substr(line.find(": ") + 2));
+    }
+    return warnings;
 }
 
-JudgedRun ReadForVerdict(RunReader& run, const std::string& path, const char* title,
-                         const RangeOptions& range) {
-    return {{path, run.Facts().id, run.Facts().generator, CompletenessText(run)},
-            StatisticsOf(run, range.RangeOf(run)),
-            WarningsOf(run, title)};
+JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const char* title,
+                         const RangeOptions& options) {
+    const std::unique_ptr<RunReader> run = runs.Open(path);
+    const SliceRange range = options.RangeOf(*run);
+    return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
+            StatisticsOf(*run, range),
+            WarningsOf(*run, title, FindSaturation(runs, path, range)),
+            run->Conditions()};
 }
 
 ExitStatus StatusOf(Outcome verdict) {
@@ -96,25 +109,35 @@ ExitStatus StatusOf(Outcome verdict) {
 }
 
 /// Those that the run does not have yet.
-void Store(const std::vector<Condition>& conditions, RunReader& run, const std::string& path) {
-    std::vector<std::string> stored = run.Conditions();
+void Store(const std::vector<Condition>& conditions, const JudgedRun& run) {
+    std::vector<std::string> stored = run.conditions;
     for (const Condition& each : conditions) {
         if (std::find(stored.begin(), stored.end(), each.text) != stored.end()) continue;
-        kzjournal::AddCondition(path, each.text);
+        kzjournal::AddCondition(run.facts.path, each.text);
         stored.push_back(each.text);
     }
 }
 
 /// By what the command line says or else by what the run has stored. `baseline` may be null.
-std::vector<Judgement> Judge(const std::vector<Condition>& given, RunReader& run,
-                             const JudgedRun& judged, const JudgedRun* baseline) {
+std::vector<Judgement> Judge(const std::vector<Condition>& given, const JudgedRun& run,
+                             const JudgedRun* baseline) {
     using kzconditions::Demand;
-    const FiguresOfStatistics figures(kRun, judged.statistics);
+    const FiguresOfStatistics figures(kRun, run.statistics);
     std::optional<FiguresOfStatistics> before;
     if (baseline != nullptr) before.emplace(kBaseline, baseline->statistics);
     const FiguresOfStatistics* const with = before ? &*before : nullptr;
-    return given.empty() ? kzconditions::JudgeTexts(run.Conditions(), Demand::Must, figures, with)
+    return given.empty() ? kzconditions::JudgeTexts(run.conditions, Demand::Must, figures, with)
                          : kzconditions::JudgeAll(given, Demand::Must, figures, with);
+}
+
+VerdictReport ReportOf(std::vector<Judgement> judgements, const JudgedRun& run,
+                       const JudgedRun* baseline) {
+    VerdictReport report{run.facts, std::nullopt, run.warnings, std::move(judgements)};
+    if (baseline == nullptr) return report;
+    report.baseline = baseline->facts;
+    report.warnings.insert(report.warnings.end(), baseline->warnings.begin(),
+                           baseline->warnings.end());
+    return report;
 }
 
 ExitStatus Verdict(const VerdictOptions& options, const RunOpener& runs, Output& output) {
@@ -123,24 +146,17 @@ ExitStatus Verdict(const VerdictOptions& options, const RunOpener& runs, Output&
     std::vector<std::string> journals{options.journal};
     if (options.baseline) journals.push_back(*options.baseline);
     CheckJournals(journals);
-    const std::unique_ptr<RunReader> run = runs.Open(options.journal);
-    if (given.empty() && run->Conditions().empty())
+    const JudgedRun run = ReadForVerdict(runs, options.journal, kRun, options.range);
+    if (given.empty() && run.conditions.empty())
         throw UsageError(
             "no condition was given, and the run has none; see --require and --conditions");
-    const JudgedRun judged = ReadForVerdict(*run, options.journal, kRun, options.range);
     std::optional<JudgedRun> baseline;
     if (options.baseline)
-        baseline = ReadForVerdict(*runs.Open(*options.baseline), *options.baseline, kBaseline,
-                                  options.range);
-    if (options.stores) Store(given, *run, options.journal);
+        baseline = ReadForVerdict(runs, *options.baseline, kBaseline, options.range);
+    if (options.stores) Store(given, run);
 
-    VerdictReport report{judged.facts, std::nullopt, judged.warnings, {}};
-    if (baseline) {
-        report.baseline = baseline->facts;
-        report.warnings.insert(report.warnings.end(), baseline->warnings.begin(),
-                               baseline->warnings.end());
-    }
-    report.judgements = Judge(given, *run, judged, baseline ? &*baseline : nullptr);
+    const JudgedRun* const before = baseline ? &*baseline : nullptr;
+    const VerdictReport report = ReportOf(Judge(given, run, before), run, before);
     output.Write(Write(report, options.format));
     return StatusOf(kzconditions::VerdictOf(report.judgements));
 }
