@@ -39,11 +39,18 @@ class Journal:
 
     def leave(self):
         """As a process that was killed does."""
-        if not self.process.stdin.closed:
-            self.process.stdin.close()
+        if self.process.stdin.closed:
+            return
+        self.process.stdin.close()
         status = self.process.wait(timeout=60)
         self.process.stdout.close()
         assert status == 0, status
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait(timeout=60)
+        self.process.stdin.close()
+        self.process.stdout.close()
 
     def _tell(self, *fields):
         self.process.stdin.write("\t".join(map(str, fields)) + "\n")

@@ -134,7 +134,7 @@ class Verdict(VerdictTest):
     def test_what_is_stored_is_on_the_page_with_what_was_measured(self):
         self.assertEqual(0, self.verdict("request.time max < 30ms", options=("--store",)).status)
         page = run("report", self.run_path, "-o", "-").out
-        self.assertIn('"conditions":[{"condition":"request.time max \\u003c 30ms",'
+        self.assertIn('"conditions":[{"text":"request.time max \\u003c 30ms",'
                       '"outcome":"passed","measured":"29 ms"}]', page)
 
 

@@ -120,7 +120,7 @@ TEST_F(SaturationOfRuns, IsLookedForInARange) {
 
 TEST_F(SaturationOfRuns, IsFoundAsTheRunGoesOn) {
     MemoryRun& run = runs.Make("run");
-    const auto reader = runs.Open("run");
+    const auto reader = runs.Open("run", 0);
     SaturationFinder finder(1);
     for (const char* const slices : {".xx", "x", ".x"}) {
         Add(run, slices);

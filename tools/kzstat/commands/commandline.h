@@ -100,6 +100,8 @@ public:
     std::string Explain(const UsageError& error) const;
 
 private:
+    void CheckCommand(const std::string& given) const;
+
     const std::unique_ptr<CLI::App> m_app;
     Action m_chosen;
 };

@@ -71,12 +71,12 @@ RunHistory::RunHistory(const Open& open, const Ranges& ranges)
 RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     : m_facts(run.Facts()),
       m_sources(run.Sources()),
-      m_conditions(run.Conditions()),
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_saturation(m_facts.sliceLength),
       m_hasEnded(run.HasEnded()),
       m_lostSlices(LostSlicesOf(run)),
-      m_notes(run.Notes()) {
+      m_notes(run.Notes()),
+      m_conditions(run.Conditions()) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(ranges.drawn);
     if (!last) return;
     m_lastSliceId = last->id;

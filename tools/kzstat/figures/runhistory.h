@@ -65,8 +65,6 @@ public:
     /// With the load as it is known by now.
     const kzjournal::Run& Facts() const { return m_facts; }
     const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
-    /// What the run is to meet.
-    const std::vector<std::string>& Conditions() const { return m_conditions; }
     const Grid& TimeGrid() const { return m_grid; }
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
@@ -95,6 +93,8 @@ public:
     /// Those that the run had, as far as is known, and that are not stored.
     long long LostSlices() const { return m_lostSlices; }
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
+    /// The texts of what the run is to meet, as they were when it was read.
+    const std::vector<std::string>& Conditions() const { return m_conditions; }
 
 private:
     /// One of so many parts of all names, each of which a thread may draw at the same time.
@@ -128,7 +128,6 @@ private:
 
     kzjournal::Run m_facts;
     const std::vector<kzjournal::Source> m_sources;
-    const std::vector<std::string> m_conditions;
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;
@@ -143,6 +142,7 @@ private:
     bool m_hasEnded = false;
     long long m_lostSlices = 0;
     std::vector<kzjournal::Note> m_notes;
+    const std::vector<std::string> m_conditions;
 };
 
 }  // namespace kzstatprogram

@@ -203,24 +203,6 @@ const std::vector<double>& Ranks() {
     return ranks;
 }
 
-/// The conditions that are stored in the run, as the figures of the page meet them: `outcome` is
-/// "passed", "FAILED" or "cannot tell", and `measured` the value with its unit, or why there is
-/// none.
-Json ConditionsJson(const RunHistory& history) {
-    Json all = Json::array();
-    if (history.Conditions().empty()) return all;
-    std::vector<Statistics> rows;
-    for (const auto& [name, summary] : history.Figures())
-        rows.push_back(StatisticsOf(summary, history.Seconds()));
-    const FiguresOfStatistics figures("the run", rows);
-    for (const kzconditions::Judgement& each :
-         kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures))
-        all.push_back({{"condition", kzterminal::EscapedText(each.condition)},
-                       {"outcome", kzconditions::TextOf(each.outcome)},
-                       {"measured", kzterminal::EscapedText(each.text)}});
-    return all;
-}
-
 /// The value at each rank; those that are left out at the end equal the last one.
 Json CumulativeJson(const CKZStatDistribution* distribution) {
     if (distribution == nullptr) return nullptr;
@@ -245,9 +227,14 @@ kzjournal::NameSummary FiguresOf(const std::string& name, const RunHistory::Entr
     return {{entry.latest.name, entry.latest.type, {}, {}}, std::nullopt};
 }
 
+Statistics StatisticsIn(const std::string& name, const RunHistory::Entry& entry,
+                        const RunHistory& history) {
+    return StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
+}
+
 Json NameJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history,
               const PageState& page) {
-    const Statistics statistics = StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
+    const Statistics statistics = StatisticsIn(name, entry, history);
     const CKZStatDistribution* const distribution =
         statistics.distribution ? &*statistics.distribution : nullptr;
     const std::size_t from = page.firstBucketMissing;
@@ -279,6 +266,22 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     Json json = Json::array();
     for (std::size_t i = from; i < slices.size(); ++i) json.push_back(slices[i]);
     return json;
+}
+
+/// What the run was to meet, judged by the figures.
+Json ConditionsJson(const RunHistory& history) {
+    Json all = Json::array();
+    if (history.Conditions().empty()) return all;
+    std::vector<Statistics> statistics;
+    for (const auto& [name, entry] : history.Names())
+        statistics.push_back(StatisticsIn(name, entry, history));
+    const FiguresOfStatistics figures("the run", statistics);
+    for (const kzconditions::Judgement& judgement :
+         kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures))
+        all.push_back({{"text", kzterminal::EscapedText(judgement.condition)},
+                       {"outcome", kzconditions::TextOf(judgement.outcome)},
+                       {"measured", kzterminal::EscapedText(judgement.text)}});
+    return all;
 }
 
 /// `seconds` is the time of the figures, which are those of the slices under load unless the user
