@@ -97,7 +97,8 @@ void LoadRun::StartLoadThreads() {
             std::make_unique<SimulatedClient>(m_run.NewClient(i + 1), m_target));
     for (auto& hand : hands)
         m_loadThreads.push_back(std::make_unique<LoadThread>(
-            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state));
+            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state,
+            m_run));
     for (const auto& thread : m_loadThreads) thread->Start();
 }
 

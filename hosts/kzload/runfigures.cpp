@@ -3,6 +3,7 @@
 #include "conditions/condition.h"
 #include "conditions/percentile.h"
 #include "kzstatpointkind.h"
+#include "terminal/namewords.h"
 
 namespace kzload {
 namespace {
@@ -25,6 +26,13 @@ std::optional<double> QuantileOf(const std::optional<CKZStatDistribution>& distr
     if (!distribution || distribution->GetCount() == distribution->GetNaNCount())
         return std::nullopt;
     return distribution->Quantile(quantile);
+}
+
+/// As kzstat has it.
+std::string UnitOf(const std::string& name, CKZStatPointTypeEnum::PointType type) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
+    if (kind != nullptr && *kind->unit != '\0') return kind->unit;
+    return kzterminal::NamesBytes(name) ? "bytes" : "";
 }
 
 std::optional<double> LastOf(const CKZStatPointKind& kind, const CKZStatAggregate& lasts) {
@@ -57,8 +65,7 @@ std::vector<std::string> RunFigures::Names() const {
 auto RunFigures::Find(const std::string& name) const -> std::optional<Name> {
     const auto found = m_records.find(name);
     if (found == m_records.end()) return std::nullopt;
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(found->second.type);
-    return Name{found->second.type, kind != nullptr ? kind->unit : "",
+    return Name{found->second.type, UnitOf(name, found->second.type),
                 found->second.distribution.has_value()};
 }
 

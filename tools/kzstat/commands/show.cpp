@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,17 +43,22 @@ std::vector<Percentile> PercentilesFor(const std::vector<Statistics>& rows,
 
 using Lines = std::vector<Output::Line>;
 
+/// What a table shows beside the figures of the range.
+struct Beside {
+    std::optional<Saturation> saturation;
+    const LatestValues* latest = nullptr;
+};
+
 Lines LinesOf(RunReader& run, std::vector<Statistics> rows, const ShowOptions& options,
-              const Output& output, const LatestValues* latest,
-              const std::optional<Saturation>& saturation) {
+              const Output& output, const Beside& beside) {
     SortBy(options.sortColumn, rows);
     Lines lines;
     for (std::string& line : DescribeRun(run, options.range.RangeOf(run)))
         lines.push_back({std::move(line)});
-    if (saturation) lines.push_back({DescribeSaturation(*saturation), Output::Striking});
+    if (beside.saturation) lines.push_back({DescribeSaturation(*beside.saturation), Output::Bad});
     for (std::string& line : DescribeNotes(run)) lines.push_back({std::move(line)});
     const TableContents contents{PercentilesFor(rows, options),
-                                 options.percentiles.numbers.has_value(), latest};
+                                 options.percentiles.numbers.has_value(), beside.latest};
     const std::size_t room = output.IsTerminal() ? output.Width() : std::string::npos;
     for (Output::Line& line : TableOf(rows, contents, room)) lines.push_back(std::move(line));
     return lines;
@@ -87,7 +91,7 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
         summary.Update(run, range);
         saturation.Update(run);
         screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
-                            &latest, saturation.Get()));
+                            {saturation.Get(), &latest}));
     } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
     return ending;
 }
@@ -137,10 +141,8 @@ Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output)
 
 void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
     const SliceRange range = options.range.RangeOf(run);
-    std::vector<Statistics> rows = StatisticsOf(run, range);
-    Print(LinesOf(run, std::move(rows), options, output, nullptr,
-                  FindSaturation(runs, options.journal, range)),
-          output);
+    const Beside beside{FindSaturation(runs, options.journal, range)};
+    Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
 }
 
 /// On a terminal the table stays as it was at the end.
