@@ -21,6 +21,15 @@ constexpr NamedStatistic kStatistics[] = {
     {"max", StatMax, [](const CKZStatAggregate& values) { return values.maximum; }},
     {kzconditions::kSum, StatSum, [](const CKZStatAggregate& values) { return values.sum; }}};
 
+/// A level is averaged over slices.
+void AddTo(CKZStatAggregate& totals, const CKZStatSliceValues::Record& record) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
+    if (kind != nullptr && kind->reading == CKZStatPointKind::Level)
+        totals.Add(record.lasts.sum);
+    else
+        totals.Add(record.lasts);
+}
+
 std::optional<double> QuantileOf(const std::optional<CKZStatDistribution>& distribution,
                                  double quantile) {
     if (!distribution || distribution->GetCount() == distribution->GetNaNCount())
@@ -47,12 +56,18 @@ std::optional<double> DeviationOf(const CKZStatPointKind& kind, const CKZStatAgg
 
 }  // namespace
 
-RunFigures::RunFigures(const CKZStatSliceValues& slice, double loadSeconds)
-    : m_loadSeconds(loadSeconds) {
+void RunFigures::Add(const CKZStatSliceValues& slice, double loadSeconds) {
+    m_loadSeconds += loadSeconds;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
-        Record& kept = m_records[std::string(record.name)];
-        kept = {record.type, record.totals, record.lasts, std::nullopt};
-        if (record.totalsDistribution != nullptr) kept.distribution = *record.totalsDistribution;
+        Record& sum = m_records[std::string(record.name)];
+        sum.type = record.type;
+        sum.lasts = record.lasts;
+        if (!record.lasts.HasValues()) continue;
+        AddTo(sum.totals, record);
+        if (record.lastsDistribution == nullptr)
+            sum.distribution.reset();
+        else if (sum.distribution)
+            sum.distribution->Add(*record.lastsDistribution);
     }
 }
 

@@ -13,17 +13,6 @@ using kzconditions::Outcome;
 /// The first requests are the slowest, and a percentile of a few of them says little.
 constexpr int kSlicesBeforeAStop = 3;
 
-/// Of a run that delivered no slice.
-class NoFigures : public kzconditions::Figures {
-public:
-    std::string Title() const override { return "the run"; }
-    std::vector<std::string> Names() const override { return {}; }
-    std::optional<Name> Find(const std::string&) const override { return std::nullopt; }
-    std::optional<double> ValueOf(const std::string&, const std::string&) const override {
-        return std::nullopt;
-    }
-};
-
 }  // namespace
 
 void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
@@ -33,17 +22,14 @@ void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
     const double elapsed = slice.GetElapsed();
     const double length = slice.GetSliceLength();
     if (!load.Covers(elapsed, length)) return;
-    m_loadSeconds += length - load.SecondsOutside(elapsed, length);
-    m_figures = std::make_unique<RunFigures>(slice, m_loadSeconds);
+    m_figures.Add(slice, length - load.SecondsOutside(elapsed, length));
     if (++m_slicesUnderLoad >= kSlicesBeforeAStop) LookForReasonToStop(elapsed);
 }
 
 Outcome RunVerdict::Tell() {
     NoteWhatWasNeverTold();
     if (m_options.required.empty()) return Outcome::Passed;
-    const std::vector<Judgement> judgements =
-        m_figures ? JudgeAll(m_options.required, Demand::Must, *m_figures)
-                  : JudgeAll(m_options.required, Demand::Must, NoFigures());
+    const std::vector<Judgement> judgements = JudgeAll(m_options.required, Demand::Must, m_figures);
     m_terminal.PrintLines({""});
     m_terminal.PrintLines(LinesOf(judgements));
     m_terminal.PrintLines({VerdictLine(judgements)});
@@ -52,7 +38,7 @@ Outcome RunVerdict::Tell() {
 
 void RunVerdict::LookForReasonToStop(double elapsed) {
     for (const kzconditions::Condition& condition : m_options.abortIf) {
-        const Judgement judgement = Judge(condition, Demand::MustNot, *m_figures);
+        const Judgement judgement = Judge(condition, Demand::MustNot, m_figures);
         if (judgement.outcome != Outcome::Failed || m_asksToStop.exchange(true)) continue;
         m_terminal.Complain("stopped after " + kzterminal::ReadableNumber(elapsed) +
                             " s: " + judgement.condition + ", it is " + judgement.text);
@@ -65,7 +51,7 @@ void RunVerdict::NoteWhatWasNeverTold() {
         std::string reason =
             "the load had fewer than " + std::to_string(kSlicesBeforeAStop) + " slices";
         if (m_slicesUnderLoad >= kSlicesBeforeAStop)
-            reason = Judge(condition, Demand::MustNot, *m_figures).reason;
+            reason = Judge(condition, Demand::MustNot, m_figures).reason;
         if (!reason.empty())
             m_terminal.Note("'" + condition.text + "' could not stop the load: " + reason);
     }
