@@ -23,9 +23,9 @@ CKZStatRunCosts::CKZStatRunCosts() {
 
 CKZStatRunCosts::Reading CKZStatRunCosts::Read(double sliceEnd) {
     const RyPProcessUsage usage = RyPGetProcessUsage();
-    const Reading reading{
-        sliceEnd,        MonotonicSeconds(), usage.processorSeconds, usage.involuntarySwitches,
-        m_timerLateness, m_startLateness};
+    const Reading reading{sliceEnd,        MonotonicSeconds(),        usage.processorSeconds,
+                          BusiestThread(), usage.involuntarySwitches, m_timerLateness,
+                          m_startLateness};
     m_timerLateness = 0;
     m_startLateness = CKZStatSliceCost::kUnknown;
     return reading;

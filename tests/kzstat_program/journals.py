@@ -101,6 +101,6 @@ def seal_runs(connection):
             "SELECT number, parent, run_id, generator, test_name, start_time, slice_length, host,"
             " command_line, load_begin, load_end, end_time, expected_slices, lost_slices,"
             " is_merged, annotations_checksum FROM runs").fetchall():
-        # Without annotations the last one is left out.
-        facts = row if row[-1] else row[:-1]
-        connection.execute("UPDATE runs SET checksum = ? WHERE number = ?", (_hash(facts), row[0]))
+        hashed = row if row[-1] else row[:-1]
+        connection.execute("UPDATE runs SET checksum = ? WHERE number = ?",
+                           (_hash(hashed), row[0]))

@@ -890,6 +890,70 @@ class Merge(JournalTest):
         self.assertFalse(os.path.exists(self.run_path))
 
 
+class Note(JournalTest):
+    """The runs begin at 2023-11-14 22:13:20 UTC and take ten seconds."""
+
+    def note(self, *arguments):
+        return run("note", self.run_path, *arguments)
+
+    def shown(self):
+        return [line for line in run("show", self.run_path).out.splitlines() if line[:4] == "2023"]
+
+    def test_it_is_shown_at_its_time(self):
+        self.make_run()
+        self.assertEqual("2023-11-14 22:13:25 UTC  second\n", self.note("--at", "5s", "second").out)
+        self.assertEqual(0, self.note("--at", "22:13:22", "first").status)
+        self.assertEqual(["2023-11-14 22:13:22 UTC  first", "2023-11-14 22:13:25 UTC  second"],
+                         self.shown())
+        self.assertEqual(0, run("check", self.run_path).status)
+
+    def test_it_is_added_while_the_run_is_active(self):
+        journal = journals.Journal(self.run_path)
+        journal.value("logins", "Counter", 1)
+        journal.slice()
+        self.assertEqual(0, self.note("now").status)
+        self.assertEqual(0, self.note("--at", "0.5", "early").status)
+        journal.slice()
+        journal.end()
+        self.assertEqual(["2023-11-14 22:13:20 UTC  early"], self.shown())
+        self.assertIn("  now", run("show", self.run_path).out)
+        self.assertIn("2 slices, every value accounted for", run("check", self.run_path).out)
+
+    def test_a_time_of_day_may_be_that_of_the_next_day(self):
+        self.make_run(start=1.7e9 + 6395)  # five seconds before midnight
+        self.assertIn("2023-11-15 00:00:01 UTC", self.note("--at", "00:00:01", "x").out)
+        self.assertIn("2023-11-14 23:59:55 UTC", self.note("--at", "23:59:55", "x").out)
+
+    def test_times_that_are_none_are_refused(self):
+        self.make_run()
+        for time_of_note in ("tomorrow", "", "-1", "5x", "24:00", "12:60", "1:2:3:4", "nan", "1e999"):
+            self.assert_fails(self.note(f"--at={time_of_note}", "x"), "--at")
+        self.assert_fails(self.note("--at", "12s", "x"), "is after the end of the run")
+        self.assertEqual([], self.shown())
+
+    def test_any_text_is_shown_as_one_line(self):
+        self.make_run()
+        self.assertEqual(0, self.note("--at", "1", "a\nb\x1b[31m").status)
+        self.assertEqual(1, len(self.shown()))
+        self.assertNotIn("\x1b", self.shown()[0])
+
+    def test_a_file_that_may_not_be_written_is_refused(self):
+        self.make_run()
+        os.chmod(self.run_path, 0o400)
+        if os.geteuid() != 0:
+            self.assert_fails(self.note("--at", "1", "x"), "it may not be written")
+        self.assert_fails(run("note", self.path("none"), "x"), "No such file or directory")
+
+    def test_a_merged_run_has_those_of_its_sources_and_its_own(self):
+        one, two = self.make_run("one.kzj"), self.make_run("two.kzj")
+        run("note", one, "--at", "1", "of one")
+        self.assertEqual(0, run("merge", one, two, "-o", self.run_path).status)
+        self.assertEqual(0, self.note("--at", "2", "of both").status)
+        self.assertEqual(["2023-11-14 22:13:21 UTC  of one", "2023-11-14 22:13:22 UTC  of both"],
+                         self.shown())
+        self.assertEqual(0, run("check", self.run_path).status)
+
+
 class RunsInSequence(JournalTest):
     """Runs of a generator that was started again."""
 

@@ -9,6 +9,7 @@
 #include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
 #include "figures/livesummary.h"
+#include "figures/saturation.h"
 #include "figures/statisticscolumns.h"
 #include "tables/latestvalues.h"
 #include "tables/statisticstable.h"
@@ -42,15 +43,22 @@ std::vector<Percentile> PercentilesFor(const std::vector<Statistics>& rows,
 
 using Lines = std::vector<Output::Line>;
 
+/// What a table shows beside the figures of the range.
+struct Beside {
+    std::optional<Saturation> saturation;
+    const LatestValues* latest = nullptr;
+};
+
 Lines LinesOf(RunReader& run, std::vector<Statistics> rows, const ShowOptions& options,
-              const Output& output, const LatestValues* latest) {
+              const Output& output, const Beside& beside) {
     SortBy(options.sortColumn, rows);
     Lines lines;
     for (std::string& line : DescribeRun(run, options.range.RangeOf(run)))
         lines.push_back({std::move(line)});
+    if (beside.saturation) lines.push_back({DescribeSaturation(*beside.saturation), Output::Bad});
     for (std::string& line : DescribeNotes(run)) lines.push_back({std::move(line)});
     const TableContents contents{PercentilesFor(rows, options),
-                                 options.percentiles.numbers.has_value(), latest};
+                                 options.percentiles.numbers.has_value(), beside.latest};
     const std::size_t room = output.IsTerminal() ? output.Width() : std::string::npos;
     for (Output::Line& line : TableOf(rows, contents, room)) lines.push_back(std::move(line));
     return lines;
@@ -73,6 +81,7 @@ Ending EndingOf(RunReader& run) {
 Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) {
     LatestValues latest;
     LiveSummary summary;
+    SaturationFinder saturation(run.Facts().sliceLength);
     kzterminal::Screen screen(output);
     Ending ending = Ending::None;
     do {
@@ -80,8 +89,9 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
         latest.Update(run);
         const SliceRange range = options.range.RangeOf(run);
         summary.Update(run, range);
-        screen.Draw(
-            LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output, &latest));
+        saturation.Update(run);
+        screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
+                            {saturation.Get(), &latest}));
     } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
     return ending;
 }
@@ -129,18 +139,19 @@ Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output)
     return ending;
 }
 
-void PrintTable(RunReader& run, const ShowOptions& options, Output& output) {
-    std::vector<Statistics> rows = StatisticsOf(run, options.range.RangeOf(run));
-    Print(LinesOf(run, std::move(rows), options, output, nullptr), output);
+void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
+    const SliceRange range = options.range.RangeOf(run);
+    const Beside beside{FindSaturation(runs, options.journal, range)};
+    Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
 }
 
 /// On a terminal the table stays as it was at the end.
-void Follow(RunReader& run, const ShowOptions& options, Output& output) {
+void Follow(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
     kzterminal::CatchStopSignals();
     Ending ending = Ending::None;
     if (output.CanRedraw()) {
         ending = FollowOnScreen(run, options, output);
-        PrintTable(run, options, output);
+        PrintTable(run, options, runs, output);
         output.Flush();
     } else {
         ending = FollowInLines(run, options, output);
@@ -165,9 +176,9 @@ ExitStatus Show(const ShowOptions& options, const RunOpener& runs, Output& outpu
     CheckJournals({options.journal});
     const std::unique_ptr<RunReader> run = runs.Open(options.journal);
     if (options.follows)
-        Follow(*run, options, output);
+        Follow(*run, options, runs, output);
     else
-        PrintTable(*run, options, output);
+        PrintTable(*run, options, runs, output);
     return kDone;
 }
 

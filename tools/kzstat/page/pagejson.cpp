@@ -100,6 +100,13 @@ Json Series(const Course& course, std::size_t from, Field field) {
     return series;
 }
 
+Json ShareSeries(const Course& course, std::size_t from) {
+    Json series = Json::array();
+    for (std::size_t i = from; i < course.Size(); ++i)
+        series.push_back(RoundedNumber(course.Buckets()[i].MeanFlow()));
+    return series;
+}
+
 Json LevelSeries(const Course& course, std::size_t from) {
     Json series = Json::array();
     for (std::size_t i = from; i < course.Size(); ++i)
@@ -294,6 +301,11 @@ Json ConditionsJson(const RunHistory& history) {
 
 /// `seconds` is the time of the figures, which are those of the slices under load unless the user
 /// has chosen others; `elapsed` and `slices` are of all that is drawn.
+///
+/// `processorShare` is the share of its processors that the generator used, from 0 to 1, per bucket
+/// of the grid from `grid.from` on; null where it was not measured, and shorter than the grid where
+/// no later bucket was. `saturatedFrom` is where the generator became the bottleneck, in seconds of
+/// the run, and `saturation` says so in a line; both are null if it did not.
 Json PageWithoutNames(const RunHistory& history, const PageState& page) {
     const std::size_t from = page.firstBucketMissing;
     return {{"run", RunJson(history.Facts())},
@@ -313,6 +325,13 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
               {"from", from},
               {"slices", SlicesJson(history, from)}}},
             {"load", LoadJson(history.Load(), from, history.TimeGrid())},
+            {"processorShare", ShareSeries(history.ProcessorShares(), from)},
+            {"saturatedFrom",
+             history.GetSaturation() ? Number(history.GetSaturation()->from) : Json(nullptr)},
+            {"saturation",
+             history.GetSaturation()
+                 ? Json(kzterminal::EscapedText(DescribeSaturation(*history.GetSaturation())))
+                 : Json(nullptr)},
             {"ranks", Ranks()}};
 }
 
