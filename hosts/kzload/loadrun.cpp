@@ -19,6 +19,12 @@ constexpr char kRunName[] = "kzload";
 constexpr double kMaxSleepSeconds = 0.1;
 constexpr double kWaitWorthANoteSeconds = 2;
 
+std::vector<std::string> TextsOf(const std::vector<kzconditions::Condition>& conditions) {
+    std::vector<std::string> texts;
+    for (const kzconditions::Condition& each : conditions) texts.push_back(each.text);
+    return texts;
+}
+
 }  // namespace
 
 LoadRun::LoadRun(const Options& options, const Target& target, Terminal& terminal,
@@ -69,13 +75,14 @@ void LoadRun::ListenToSlices() {
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.PrintRow(RowOf(slice));
         std::vector<Total> totals = TotalsOf(slice);
-        const kzjournal::LoadSpan load{m_run.GetLoadBegin(), m_run.GetLoadEnd()};
-        if (!load.Covers(slice.GetElapsed(), slice.GetSliceLength())) KeepLevels(m_totals, totals);
+        if (!LoadOf(m_run).Covers(slice.GetElapsed(), slice.GetSliceLength()))
+            KeepLevels(m_totals, totals);
         m_totals = std::move(totals);
     });
     m_run.OnSlice([this](const CKZStatSliceValues& slice) { m_verdict.OnSlice(slice); });
     if (!m_options.journalFile.empty())
-        kzjournal::Keep(m_run, m_options.journalFile, "", m_options.commandLine);
+        kzjournal::Keep(m_run, m_options.journalFile,
+                        {"", m_options.commandLine, TextsOf(m_options.required)});
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
     });
@@ -90,7 +97,8 @@ void LoadRun::StartLoadThreads() {
             std::make_unique<SimulatedClient>(m_run.NewClient(i + 1), m_target));
     for (auto& hand : hands)
         m_loadThreads.push_back(std::make_unique<LoadThread>(
-            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state));
+            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state,
+            m_run));
     for (const auto& thread : m_loadThreads) thread->Start();
 }
 
