@@ -37,6 +37,13 @@ TEST_F(NarrowTable, CutsNamesInTheMiddleBeforeItLeavesOutColumns) {
     EXPECT_EQ("a-na..ngth  1111  2222  3333", Lines(28).at(1));
 }
 
+TEST_F(NarrowTable, TellsNamesWithTheSameEndsApart) {
+    table.Add({"shop.checkout.step-17.time", "", "", "1"});
+    table.Add({"shop.checkout.step-18.time", "", "", "2"});
+    EXPECT_EQ("..step-17>", Lines(16).at(2).substr(0, 10));
+    EXPECT_EQ("..step-18>", Lines(16).at(3).substr(0, 10));
+}
+
 TEST_F(NarrowTable, LeavesOutTheColumnsOfTheLowestRankFirst) {
     EXPECT_EQ((std::vector<std::string>{"name              a     c", "a-name..ength  1111  3333"}),
               Lines(25));

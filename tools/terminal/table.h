@@ -18,7 +18,8 @@ public:
         Alignment alignment;
         /// Where there is no room for all columns, those of the lowest rank are left out first.
         int rank = kAlwaysShown;
-        /// Before a column is left out, cells are cut in the middle to this width.
+        /// Before a column is left out, cells are cut to this width: in the middle or, where both
+        /// ends are those of others too, at the beginning.
         std::size_t leastWidth = std::string::npos;
     };
 
@@ -33,6 +34,8 @@ public:
 
 private:
     std::vector<std::size_t> Widths() const;
+    static void CutCells(std::size_t column, std::size_t width,
+                         std::vector<std::vector<std::string>>& rows);
     void MakeRoom(std::vector<std::size_t>& shown, std::vector<std::size_t>& widths,
                   std::size_t room) const;
 
