@@ -13,8 +13,8 @@ _kzstat() {
     elif [[ $previous == --format ]]; then
         words='csv json influx messages'
         [[ $command != compare ]] || words='table json'
-    elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --percentiles ||
-            $previous == --port || $previous == --bind ]]; then
+    elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --least ||
+            $previous == --percentiles || $previous == --port || $previous == --bind ]]; then
         return
     elif [[ $previous == --token-file || $previous == --tls-cert || $previous == --tls-key ]]; then
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
@@ -25,7 +25,7 @@ _kzstat() {
             show) words="--sort --follow --percentiles $range --help" ;;
             report) words="--output $range --help" ;;
             serve) words='--port --bind --token-file --tls-cert --tls-key --help' ;;
-            compare) words="--fail-if --format --percentiles $range --help" ;;
+            compare) words="--fail-if --least --format --percentiles $range --help" ;;
             export) words="--format --spreadsheet-safe --percentiles --buckets $range --help" ;;
             merge) words='--output --help' ;;
             check) words='--help' ;;

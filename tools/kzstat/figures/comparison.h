@@ -1,72 +1,97 @@
 #ifndef KZSTATPROGRAM_COMPARISON_H
 #define KZSTATPROGRAM_COMPARISON_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "figures/meanestimate.h"
 #include "figures/statistics.h"
 #include "reading/runreader.h"
 #include "text/percentile.h"
 
 namespace kzstatprogram {
 
-/// What is known of a number of values. Compatible.
-struct Sample {
-    double count = 0;
-    double mean = 0;
-    double variance = 0;  ///< of the sample: divided by count - 1; 0 for a single value
+/// What a name is compared by: the mean of its values where those spread (timers, measurements),
+/// the rate at which they come where a side has none, the rate of their sum (counters), or the
+/// level (load sizes).
+enum class Tested { Means, RatesOfValues, Rates, Levels };
+
+/// What samples are drawn from a name. Compatible.
+struct Estimates {
+    MeanEstimate
+        mean;  ///< of the values; without samples where the kind of the name is not sampled
+    MeanEstimate flow;  ///< the level, or per second: the values of sampled kinds, else their sum
 };
 
-/// Nothing without values.
-std::optional<double> MeanOf(const Sample& sample);
+/// What the samples of a comparison are.
+enum class Sampling { Slices, Runs };
 
-/// How probable a difference of the means is that is at least this large where there is none
-/// between what the samples are drawn from: Welch's test, on both sides. Nothing where a sample has
-/// fewer than two values.
-std::optional<double> WelchProbability(const Sample& a, const Sample& b);
-
-/// What the samples of a name are: the values where those spread (timers, measurements), and else,
-/// where single values say little, the rates of the slices (counters) or their levels (load sizes).
-enum class Tested { Values, Rates, Levels };
-Tested TestedIn(const Statistics& row);
-
-/// One run as a comparison sees it. Compatible.
+/// One side of a comparison: the slices of a run, or several runs. Compatible.
 struct ComparedRun {
-    std::vector<Statistics> statistics;
-    std::vector<Sample> samples;  ///< in the same order
+    std::vector<Statistics> statistics;  ///< sorted by name
+    std::vector<Estimates> estimates;    ///< in the same order
+    Sampling sampling = Sampling::Slices;
+    std::size_t samples = 0;  ///< slices in the range, or runs
 
     const Statistics* Find(const std::string& name) const;
 };
 
 ComparedRun ReadForComparison(RunReader& run, const kzjournal::TimeRange& range);
 
-/// A name that is in both runs. Where its kind in the second one has other samples than in the
-/// first, the second sample has no values.
+/// The names of `run` that are not in `other`.
+std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);
+
+/// Adds to `run` the names of `other` that it lacks: what was not reported happened 0 times. Count,
+/// rate and sum of such a name are 0 where its kind has them; it has no other statistic, and no
+/// level.
+void AddMissingNames(ComparedRun& run, const ComparedRun& other);
+
+/// Several runs as one side, of which each is a sample. Percentiles are those of all their values,
+/// each other statistic is its mean over the runs that have it. Throws kzjournal::Error where a
+/// name has different types. REQUIRES: at least one run.
+ComparedRun SideOf(std::vector<ComparedRun> runs);
+
+/// What may be said of a difference.
+enum class Verdict {
+    Marked,         ///< chance alone would seldom make it, and it is large enough to matter
+    Unclear,        ///< chance alone may well make it
+    BelowLeast,     ///< it is there, but too small to matter
+    TooFewSamples,  ///< a side has fewer slices or runs than can be tested
+    NotComparable   ///< a side has no value, or one that is no finite number
+};
+
+/// One name of two sides. Compatible.
 struct Difference {
     const Statistics* before;
     const Statistics* after;
-    Sample sampleBefore;
-    Sample sampleAfter;
-    std::optional<double> probability;
+    Tested tested;
+    MeanEstimate meanBefore;
+    MeanEstimate meanAfter;
+    std::optional<double> probability;  ///< of such a difference by chance
+    Verdict verdict;
 };
 
-std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after);
+/// By name, of the names that both have. `least` is the smallest difference that matters, in parts
+/// of `before`. The differences point into both sides.
+std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after, double least);
 
-/// True where chance alone would seldom make the difference.
-bool IsSignificant(const Difference& difference);
+/// Why no name at all is marked: a line. Nothing where names are tested.
+std::optional<std::string> ReasonWhyNothingIsTested(const ComparedRun& before,
+                                                    const ComparedRun& after);
 
-/// Those of `percentiles` that are shown of a name: all, if its values are samples in both runs
+/// Those of `percentiles` that are shown of a name: all, if its values are samples on both sides
 /// and one has their distribution.
 std::vector<Percentile> PercentilesIn(const Difference& difference,
                                       const std::vector<Percentile>& percentiles);
 
+/// The mean, rate or level; nothing without samples.
+std::optional<double> MeanOf(const MeanEstimate& estimate);
+
 /// The difference in parts of `before`; nothing where one is missing or `before` is 0.
 std::optional<double> RelativeDifference(const std::optional<double>& before,
                                          const std::optional<double>& after);
-
-/// The names of `run` that are not in `other`.
-std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);
 
 }  // namespace kzstatprogram
 
