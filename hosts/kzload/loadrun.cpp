@@ -64,7 +64,10 @@ void LoadRun::ListenToSlices() {
     m_run.ReportLoadAs(kClientsActive.name);
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.PrintRow(RowOf(slice));
-        m_totals = TotalsOf(slice);
+        std::vector<Total> totals = TotalsOf(slice);
+        const kzjournal::LoadSpan load{m_run.GetLoadBegin(), m_run.GetLoadEnd()};
+        if (!load.Covers(slice.GetElapsed(), slice.GetSliceLength())) KeepLevels(m_totals, totals);
+        m_totals = std::move(totals);
     });
     if (!m_options.journalFile.empty())
         kzjournal::Keep(m_run, m_options.journalFile, "", m_options.commandLine);

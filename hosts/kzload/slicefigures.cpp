@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kzstatdistribution.h"
+#include "kzstatpointkind.h"
 #include "ryp/truncate.h"
 #include "statnames.h"
 
@@ -22,10 +23,20 @@ std::optional<Percentiles> PercentilesOf(const CKZStatDistribution* distribution
                        distribution->Quantile(0.99)};
 }
 
-double CountIn(const std::vector<Total>& totals, const Stat& stat) {
+const Total* Find(const std::vector<Total>& totals, const std::string& name) {
     const auto found = std::find_if(totals.begin(), totals.end(),
-                                    [&](const Total& total) { return total.name == stat.name; });
-    return found == totals.end() ? 0 : found->values.count;
+                                    [&](const Total& total) { return total.name == name; });
+    return found == totals.end() ? nullptr : &*found;
+}
+
+double CountIn(const std::vector<Total>& totals, const Stat& stat) {
+    const Total* const total = Find(totals, stat.name);
+    return total == nullptr ? 0 : total->values.count;
+}
+
+bool IsLevel(const Total& total) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(total.type);
+    return kind != nullptr && kind->reading == CKZStatPointKind::Level;
 }
 
 }  // namespace
@@ -52,6 +63,13 @@ std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
         totals.push_back({std::string(record.name), record.type, record.totals,
                           PercentilesOf(record.totalsDistribution)});
     return totals;
+}
+
+void KeepLevels(const std::vector<Total>& before, std::vector<Total>& totals) {
+    for (Total& total : totals) {
+        const Total* const known = IsLevel(total) ? Find(before, total.name) : nullptr;
+        if (known != nullptr) total = *known;
+    }
 }
 
 Requests RequestsIn(const std::vector<Total>& totals) {

@@ -13,6 +13,9 @@ namespace kzload {
 SliceRow RowOf(const CKZStatSliceValues& slice);
 /// Every statistic of the run up to the end of the slice.
 std::vector<Total> TotalsOf(const CKZStatSliceValues& slice);
+/// Replaces the levels of `totals` by those of `before`, where it has them: while the last requests
+/// drain, clients are no load.
+void KeepLevels(const std::vector<Total>& before, std::vector<Total>& totals);
 /// The requests that are part of `totals`.
 Requests RequestsIn(const std::vector<Total>& totals);
 

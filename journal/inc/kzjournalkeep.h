@@ -10,7 +10,7 @@ namespace kzjournal {
 
 /// Writes `run` to a new file at `path`: its name, start and slice length, `testName` (what was
 /// tested, in the host's words), `commandLine` (as in `Run`; if empty, the name of the program),
-/// each slice as it is delivered, and at the end when the load began and ended.
+/// each slice as it is delivered, and with it when the load began and ended, as far as is known.
 ///
 /// Every fault is added to the complaints of the run, which logs it and returns it from `Finish`: a
 /// file that cannot be created (nothing is kept then), each problem that makes slices wait or lost,

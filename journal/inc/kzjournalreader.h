@@ -10,6 +10,7 @@
 
 #include "kzjournal_export.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 #include "kzjournalsummary.h"
@@ -36,9 +37,16 @@ public:
     /// Has reading fail as soon as `isRequested`, which is asked often, returns true.
     void StopWhen(std::function<bool()> isRequested);
 
+    /// As they were when the file was opened.
     const Run& Facts() const;
+    /// When the load began and ended, as far as is known by now.
+    LoadSpan Load();
     /// False while the run is active, and if its process was killed.
     bool HasEnded();
+    /// True if the run has not ended and never will: no process writes it any more, as after its
+    /// process was killed. False where that cannot be known: if the run was written on another
+    /// host, if its schema is older than 5, or if it is kept without FILE-wal or without locks.
+    bool IsAbandoned();
     /// Slices that the writer could not store; 0 until the run has ended.
     long long LostSlices();
     /// Slices that the host had passed to the writer when the last slice in the file was written
@@ -57,6 +65,9 @@ public:
     /// The highest slice id; 0 if there is no slice.
     int LastSliceId();
     long long CountSlices(const TimeRange& range = {});
+    /// The ends of the slices in the range, in seconds since the start of the run, in ascending
+    /// order.
+    std::vector<double> SliceEnds(const TimeRange& range = {});
     /// Sorted by name, each with the type of its latest record.
     std::vector<Name> Names();
 

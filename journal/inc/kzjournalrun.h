@@ -20,6 +20,7 @@ struct Run {
     std::string commandLine;
     std::string testName;  ///< what was tested, in the host's words; may be empty
     // When the load began and ended, in seconds since the start of the run; no value if unknown.
+    // While a run is active, `Reader::Load` knows more.
     std::optional<double> loadBegin;
     std::optional<double> loadEnd;
 };

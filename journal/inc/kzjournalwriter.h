@@ -7,6 +7,7 @@
 
 #include "kzjournal_export.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzstatrun.h"
 #include "kzstatslicevalues.h"
@@ -62,6 +63,11 @@ public:
     [[nodiscard]] std::optional<Error> Open(const std::string& path, const Run& run);
 
     bool IsOpen() const { return m_worker != nullptr; }
+
+    /// Sets when the load of the run began and ended, as far as is known by now. It is stored with
+    /// the next slice and at the end of the run, without a transaction of its own. Moments that no
+    /// reader would accept are not stored.
+    void SetLoad(const LoadSpan& load);
 
     /// Stores one slice. The same slice again is stored once. Refused, and so lost, are another
     /// one under a stored id, slices of another generator, with an id below 1 or a duplicate name,

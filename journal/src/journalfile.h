@@ -22,9 +22,10 @@ inline constexpr char kPercentileColumns[] = "last_p50, last_p90, last_p95, last
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;
 
-/// The first schemas with percentiles, and with blocks.
+/// The first schemas with percentiles, with blocks, and whose writers hold a `WriterLock`.
 inline constexpr int kPercentilesSchemaVersion = 4;
 inline constexpr int kBlocksSchemaVersion = 5;
+inline constexpr int kWriterLockSchemaVersion = 5;
 
 /// Slices whose records move together from `recent_records` to `records`, so that a page there is
 /// written once for many slices.

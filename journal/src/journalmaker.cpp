@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "journalfile.h"
 #include "kzjournalerror.h"
@@ -89,14 +90,16 @@ void EnterTheLog(SQLite::Database& database) {
     database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
 }
 
-void FillEmptyFile(SQLite::Database& database, const std::string& path, const Run& run) {
+WriterLock FillEmptyFile(SQLite::Database& database, const std::string& path, const Run& run) {
     EnterTheLog(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Once more, since another process may have come first.
     if (HasTables(database)) RefuseAsInUse(path);
     CreateTables(database);
     InsertRun(database, 0, std::nullopt, run, false);
+    WriterLock lock(PathOf(database));
     transaction.commit();
+    return lock;
 }
 
 /// The id of the run in a journal that has neither a slice nor an end; empty for anything else.
@@ -113,7 +116,7 @@ std::string RunWithoutSlices(SQLite::Database& database) {
 
 /// Takes over the file of a run that was killed before its first slice. A writer that lives keeps
 /// others from leaving the log. Of several that take the file over at once, the first one wins.
-void TakeOver(SQLite::Database& database, const std::string& path, const Run& run) {
+WriterLock TakeOver(SQLite::Database& database, const std::string& path, const Run& run) {
     const std::string killed = RunWithoutSlices(database);
     if (killed.empty() || !LeaveTheLog(database)) RefuseAsInUse(path);
     EnterTheLog(database);
@@ -121,10 +124,12 @@ void TakeOver(SQLite::Database& database, const std::string& path, const Run& ru
     if (RunWithoutSlices(database) != killed) RefuseAsInUse(path);
     database.exec("DELETE FROM runs");
     InsertRun(database, 0, std::nullopt, run, false);
+    WriterLock lock(PathOf(database));
     transaction.commit();
+    return lock;
 }
 
-SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
+WritableJournal CopyInto(SQLite::Database& from, const std::string& path) {
     SQLite::Database copy = OpenForWriting(path);
     copy.exec("PRAGMA journal_mode = MEMORY");
     // All at once: another program that writes would make it begin again and again.
@@ -133,12 +138,13 @@ SQLite::Database CopyInto(SQLite::Database& from, const std::string& path) {
     EnterTheLog(copy);
     // Any commit: the first one in the log puts the names of the files on the disk, too.
     copy.exec("PRAGMA user_version = " + std::to_string(kSchemaVersion));
-    return copy;
+    WriterLock lock(path);
+    return {std::move(copy), std::move(lock)};
 }
 
 }  // namespace
 
-SQLite::Database MakeJournal(const std::string& path, const Run& run) {
+WritableJournal MakeJournal(const std::string& path, const Run& run) {
     RefuseNamesOfNoFile(path);
     if (const std::string reason = WhyImpossible(run); !reason.empty())
         throw Error("cannot keep a run in " + path + ": " + reason);
@@ -146,17 +152,15 @@ SQLite::Database MakeJournal(const std::string& path, const Run& run) {
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
-        if (HasTables(database))
-            TakeOver(database, path, run);
-        else
-            FillEmptyFile(database, path, run);
-        return database;
+        WriterLock lock = HasTables(database) ? TakeOver(database, path, run)
+                                              : FillEmptyFile(database, path, run);
+        return {std::move(database), std::move(lock)};
     } catch (const SQLite::Exception& error) {
         throw Error(ExplainMaking(path, error));
     }
 }
 
-SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
+WritableJournal CopyBeside(SQLite::Database& from, const std::string& path) {
     std::string copyPath;
     int error = EEXIST;
     for (int number = 1; error == EEXIST; ++number) {
@@ -170,6 +174,9 @@ SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path) {
     } catch (const SQLite::Exception& failure) {
         unlink(copyPath.c_str());
         throw Error(Explain("write", copyPath, failure));
+    } catch (const Error&) {
+        unlink(copyPath.c_str());
+        throw;
     }
 }
 

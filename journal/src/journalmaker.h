@@ -7,18 +7,25 @@
 #include <string>
 
 #include "kzjournalrun.h"
+#include "writerlock.h"
 
 namespace kzjournal {
+
+/// A journal that this process writes, as others can see before there is a run to be read in it.
+struct WritableJournal {
+    SQLite::Database database;
+    WriterLock lock;
+};
 
 /// Makes the journal of `run`, readable by its owner only. The file must be new, empty, or left
 /// without a slice by a run that was killed. With what is written then, a commit is on the disk
 /// when it returns. Throws `Error`.
-SQLite::Database MakeJournal(const std::string& path, const Run& run);
+WritableJournal MakeJournal(const std::string& path, const Run& run);
 
 /// Copies the journal that `from` has open, wherever its file is now, into a new file beside
 /// `path`: PATH.recovered-N with the first free number. It is written like the one from
 /// `MakeJournal`. Throws `Error`; no file is left then.
-SQLite::Database CopyBeside(SQLite::Database& from, const std::string& path);
+WritableJournal CopyBeside(SQLite::Database& from, const std::string& path);
 
 /// The full path of the file, whatever becomes of the folder of the process.
 std::string PathOf(const SQLite::Database& database);

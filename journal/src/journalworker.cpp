@@ -27,7 +27,7 @@ std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
 }
 
 Worker::WaitingSlice Worker::CopyOf(const CKZStatSliceValues& slice) {
-    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, {}};
+    WaitingSlice copy{slice.GetFacts(), slice.GetMessage(), {}, {}, {}};
     copy.records.reserve(slice.GetRecords().size());
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         copy.records.push_back({RWCString(record.name.data(), record.name.size()), record.type,
@@ -51,12 +51,18 @@ bool Worker::Enqueue(const CKZStatSliceValues& slice) {
         if (!m_queue.empty() && m_queuedBytes + bytes > kMaxQueuedBytes) return false;
         m_queue.push_back(CopyOf(slice));
         m_queue.back().distributions = std::move(distributions);
+        m_queue.back().load = m_load;
         m_queue.back().bytes = bytes;
         m_queuedBytes += bytes;
         return true;
     } catch (const std::bad_alloc&) {
         return false;
     }
+}
+
+void Worker::SetLoad(const LoadSpan& load) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_load = load;
 }
 
 AppendResult Worker::Append(const CKZStatSliceValues& slice) {
@@ -96,6 +102,8 @@ std::optional<Error> Worker::Close(const std::optional<CKZStatRunEnd>& runEnd,
                                    long long& lostSlices) {
     const RWMutexLock::LockGuard guard(m_lock);
     m_runEnd = runEnd;
+    if (runEnd && runEnd->loadBegin) m_load.begin = runEnd->loadBegin;
+    if (runEnd && runEnd->loadEnd) m_load.end = runEnd->loadEnd;
     m_isClosing = true;
     m_isWorthATry = true;
     m_workCame.NotifyAll();
@@ -183,6 +191,7 @@ void Worker::WriteNext() {
 
 bool Worker::Write(const WaitingSlice& slice, long long expected) {
     const CKZStatSliceValues view(slice.facts, slice.message, slice.records);
+    m_store->SetLoad(slice.load);
     return m_store->Write(0, view, slice.distributions, {}, expected);
 }
 
@@ -242,15 +251,15 @@ void Worker::Tidy() {
 std::string Worker::EndRun() {
     long long lost = 0;
     long long expected = 0;
-    std::optional<CKZStatRunEnd> runEnd;
+    LoadSpan load;
     {
         const RWMutexLock::LockGuard guard(m_lock);
         expected = ExpectedSlices() + SlicesThatNeverCame();
         lost = m_lost + static_cast<long long>(m_queue.size()) + SlicesThatNeverCame();
-        runEnd = m_runEnd;
+        load = m_load;
     }
     try {
-        if (runEnd) m_store->NoteLoad(runEnd->loadBegin, runEnd->loadEnd);
+        m_store->SetLoad(load);
         m_store->End(RyPSysTime(), lost, expected);
         return {};
     } catch (const std::exception& error) {

@@ -10,6 +10,7 @@
 
 #include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalwriter.h"
 #include "kzstatmessage.h"
 #include "kzstatrun.h"
@@ -28,11 +29,14 @@ class Worker {
 public:
     /// Throws `Error`.
     Worker(const std::string& path, const kzjournal::Run& run)
-        : m_store(std::in_place, path, run, SliceStore::SafeAtOnce), m_path(path) {}
+        : m_store(std::in_place, path, run, SliceStore::SafeAtOnce),
+          m_path(path),
+          m_load{run.loadBegin, run.loadEnd} {}
 
     /// The writing thread: returns once the journal is closed.
     void Run();
 
+    void SetLoad(const LoadSpan& load);
     AppendResult Append(const CKZStatSliceValues& slice);
     std::optional<Error> Close(const std::optional<CKZStatRunEnd>& runEnd, long long& lostSlices);
 
@@ -43,6 +47,7 @@ private:
         RWCString message;
         std::vector<CKZStatMessageRecord> records;
         RecordDistributions distributions;
+        LoadSpan load;  // as it was known with the slice
         std::size_t bytes = 0;
     };
 
@@ -104,6 +109,7 @@ private:
     std::size_t m_queuedBytes RYP_GUARDED_BY(m_lock) = 0;
     bool m_isWorthATry RYP_GUARDED_BY(m_lock) = false;  // nothing has failed since news came
     bool m_isStuck RYP_GUARDED_BY(m_lock) = false;  // a wait was in vain, and nothing came since
+    LoadSpan m_load RYP_GUARDED_BY(m_lock);
     std::optional<CKZStatRunEnd> m_runEnd RYP_GUARDED_BY(m_lock);
     bool m_isClosing RYP_GUARDED_BY(m_lock) = false;
     bool m_isDone RYP_GUARDED_BY(m_lock) = false;

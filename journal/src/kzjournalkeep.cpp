@@ -18,7 +18,8 @@ using Guard = RWMutexLock::LockGuard;
 /// delivers slices: the lock lets slices wait for the file.
 class Keeper : public CKZStatRunListener {
 public:
-    Keeper(std::string path, Run facts) : m_path(std::move(path)), m_facts(std::move(facts)) {}
+    Keeper(const CKZStatRun& run, std::string path, Run facts)
+        : m_run(run), m_path(std::move(path)), m_facts(std::move(facts)) {}
 
     /// Joins the run before it opens the file, so that no slice falls between the two and no file
     /// is made for a run that is over. Returns false in that case.
@@ -42,6 +43,7 @@ public:
                                 ": earlier ones had ended when the run was to be kept")
                                    .c_str());
         m_isFirst = false;
+        m_writer.SetLoad({m_run.GetLoadBegin(), m_run.GetLoadEnd()});
         AddTo(lines, m_writer.Append(slice).problem);
         return lines;
     }
@@ -49,6 +51,7 @@ public:
     std::vector<RWCString> OnEnd(const CKZStatRunEnd& end) override {
         const Guard guard(m_lock);
         std::vector<RWCString> lines;
+        m_writer.SetLoad({end.loadBegin, end.loadEnd});
         AddTo(lines, m_writer.Close(end));
         return lines;
     }
@@ -58,6 +61,7 @@ private:
         if (error) lines.emplace_back(error->what());
     }
 
+    const CKZStatRun& m_run;  // outlives every `OnSlice`, not `OnEnd`
     const std::string m_path;
     const Run m_facts;
 
@@ -77,7 +81,7 @@ Run FactsOf(const CKZStatRun& run, const std::string& testName, const std::strin
 
 void Keep(CKZStatRun& run, const std::string& path, const std::string& testName,
           const std::string& commandLine) {
-    const auto keeper = std::make_shared<Keeper>(path, FactsOf(run, testName, commandLine));
+    const auto keeper = std::make_shared<Keeper>(run, path, FactsOf(run, testName, commandLine));
     if (!Keeper::Join(run, keeper))
         run.AddComplaint(
             ("cannot keep the run in " + path + ": it is over or did not start").c_str());

@@ -11,10 +11,12 @@
 #include <tuple>
 #include <unordered_map>
 
+#include "journalfile.h"
 #include "kzstatdistributionsum.h"
 #include "namechecksum.h"
 #include "readerstate.h"
 #include "runrow.h"
+#include "writerlock.h"
 
 namespace kzjournal {
 namespace {
@@ -275,8 +277,21 @@ const Run& Reader::Facts() const {
     return m_state->facts;
 }
 
+LoadSpan Reader::Load() {
+    const Run run = m_state->Row().run;
+    return {run.loadBegin, run.loadEnd};
+}
+
 bool Reader::HasEnded() {
     return m_state->Row().endTime.has_value();
+}
+
+bool Reader::IsAbandoned() {
+    const bool isOfThisHost = m_state->facts.host == RunOfThisProcess("", 0, 0).host;
+    const int version = m_state->Guarded([&] { return SchemaVersionOf(m_state->database); });
+    if (!isOfThisHost || version < kWriterLockSchemaVersion) return false;
+    // In this order: the end of a run is in the file before its writer is gone.
+    return WriterLock::IsFree(m_state->path) && !HasEnded();
 }
 
 long long Reader::LostSlices() {
@@ -360,6 +375,12 @@ int Reader::LastSliceId() {
 
 long long Reader::CountSlices(const TimeRange& range) {
     return static_cast<long long>(m_state->EntriesIn(range).size());
+}
+
+std::vector<double> Reader::SliceEnds(const TimeRange& range) {
+    std::vector<double> ends;
+    for (const Timeline::Entry& entry : m_state->EntriesIn(range)) ends.push_back(entry.elapsed);
+    return ends;
 }
 
 std::vector<Name> Reader::Names() {

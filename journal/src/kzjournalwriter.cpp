@@ -27,6 +27,10 @@ std::optional<Error> Writer::Open(const std::string& path, const Run& run) {
     }
 }
 
+void Writer::SetLoad(const LoadSpan& load) {
+    if (m_worker) m_worker->SetLoad(load);
+}
+
 AppendResult Writer::Append(const CKZStatSliceValues& slice) {
     return m_worker ? m_worker->Append(slice) : AppendResult{};
 }

@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "journalfile.h"
-#include "journalmaker.h"
 #include "messageid.h"
 #include "slicechecksum.h"
 
@@ -40,7 +39,8 @@ constexpr char kInsertRecord[] =
 constexpr char kInsertName[] =
     "INSERT INTO names (name) VALUES (?)"
     " ON CONFLICT DO UPDATE SET name = name RETURNING name_id";
-constexpr char kNoteExpectedSlices[] = "UPDATE runs SET expected_slices = ? WHERE number = ?";
+constexpr char kNoteProgress[] =
+    "UPDATE runs SET expected_slices = ?, load_begin = ?, load_end = ? WHERE number = ?";
 
 /// Keeps the length of the write-ahead log, in pages, where `pages` points to.
 int NoteWalPages(void* pages, sqlite3*, const char*, int count) {
@@ -80,14 +80,15 @@ int64_t ChecksumOf(const CKZStatSliceValues& slice, const RecordDistributions& d
 
 }  // namespace
 
-SliceStore::OpenFile::OpenFile(SQLite::Database&& opened)
-    : database(std::move(opened)),
+SliceStore::OpenFile::OpenFile(WritableJournal&& journal)
+    : database(std::move(journal.database)),
+      lock(std::move(journal.lock)),
       places(PathOf(database)),
       insertSlice(database, kInsertSlice),
       insertMessage(database, kInsertMessage),
       insertRecord(database, kInsertRecord),
       insertName(database, kInsertName),
-      noteExpectedSlices(database, kNoteExpectedSlices),
+      noteProgress(database, kNoteProgress),
       seal(database) {}
 
 SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
@@ -96,10 +97,10 @@ SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
     m_firstPath = PathOf(m_file->database);
 }
 
-/// Writes into the database from now on.
-void SliceStore::Use(SQLite::Database&& database) {
+/// Writes into the journal from now on.
+void SliceStore::Use(WritableJournal&& journal) {
     Guarded([&] {
-        m_file.emplace(std::move(database));
+        m_file.emplace(std::move(journal));
         sqlite3* const handle = m_file->database.getHandle();
         // What the names of the companions lead to when it is closed may belong to another file.
         sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
@@ -193,7 +194,7 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
     InsertMessage(chunk, slice);
     InsertRecords(chunk, slice, distributions);
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
-    NoteExpectedSlices(run, expectedSlices);
+    NoteProgress(run, expectedSlices);
     transaction.commit();
     CountIn(chunk, slice, distributions.ByteCount());
     return true;
@@ -278,10 +279,15 @@ bool SliceStore::InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slic
     return m_file->insertRecord.exec() > 0;
 }
 
-void SliceStore::NoteExpectedSlices(int run, long long expectedSlices) {
-    m_file->noteExpectedSlices.tryReset();
-    SQLite::bind(m_file->noteExpectedSlices, static_cast<int64_t>(expectedSlices), run);
-    m_file->noteExpectedSlices.exec();
+/// In the transaction of a slice, so that it costs no other one.
+void SliceStore::NoteProgress(int run, long long expectedSlices) {
+    SQLite::Statement& update = m_file->noteProgress;
+    update.tryReset();
+    update.bind(1, static_cast<int64_t>(expectedSlices));
+    BindOptional(update, 2, FactsOf(run).loadBegin);
+    BindOptional(update, 3, FactsOf(run).loadEnd);
+    update.bind(4, run);
+    update.exec();
     m_file->seal.Seal(run);
 }
 
@@ -395,18 +401,14 @@ void SliceStore::MoveClosedChunks() {
         m_mover.Move(Database(), m_closedChunks.front());
 }
 
-void SliceStore::NoteLoad(std::optional<double> begin, std::optional<double> end) {
-    Guarded([&] {
-        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
-        SQLite::Statement update(Database(),
-                                 "UPDATE runs SET load_begin = coalesce(?, load_begin),"
-                                 " load_end = coalesce(?, load_end) WHERE number = 0");
-        BindOptional(update, 1, begin);
-        BindOptional(update, 2, end);
-        update.exec();
-        m_file->seal.Seal(0);
-        transaction.commit();
-    });
+void SliceStore::SetLoad(const LoadSpan& load) {
+    Run& facts = m_runs.front();
+    const LoadSpan before{facts.loadBegin, facts.loadEnd};
+    facts.loadBegin = load.begin;
+    facts.loadEnd = load.end;
+    if (WhyImpossible(facts).empty()) return;
+    facts.loadBegin = before.begin;
+    facts.loadEnd = before.end;
 }
 
 void SliceStore::AddNote(const Note& note) {
@@ -424,11 +426,13 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
         SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
         SQLite::Statement update(Database(),
                                  "UPDATE runs SET lost_slices = ?, expected_slices = ?,"
-                                 " end_time = ? WHERE number = ?");
+                                 " end_time = ?, load_begin = ?, load_end = ? WHERE number = ?");
         SQLite::bind(update, static_cast<int64_t>(lostSlices),
                      static_cast<int64_t>(expectedSlices));
         BindOptional(update, 3, time);
-        update.bind(4, run);
+        BindOptional(update, 4, FactsOf(run).loadBegin);
+        BindOptional(update, 5, FactsOf(run).loadEnd);
+        update.bind(6, run);
         update.exec();
         m_file->seal.Seal(run);
         transaction.commit();

@@ -15,8 +15,10 @@
 
 #include "chunkmover.h"
 #include "fileplaces.h"
+#include "journalmaker.h"
 #include "kzjournaldistributions.h"
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzstatslicevalues.h"
 #include "runrow.h"
@@ -57,7 +59,7 @@ public:
     /// there can be no copy; all is to be written again then, once there can.
     std::string LookAround();
 
-    /// The facts of a run as they were when it was added.
+    /// The facts of a run as they were when it was added, with the load of `SetLoad`.
     const Run& FactsOf(int run) const { return m_runs.at(static_cast<std::size_t>(run)); }
 
     /// The file that is written.
@@ -67,9 +69,9 @@ public:
     /// the log has become too long, and an empty text at any other time.
     std::string Tidy();
 
-    /// Notes when the load of the run of the file began and ended, in seconds since its start;
-    /// what has no value stays as it is.
-    void NoteLoad(std::optional<double> begin, std::optional<double> end);
+    /// When the load of the run of the file began and ended, which is stored with its next slice
+    /// and at its end. Does nothing if these are no moments in time.
+    void SetLoad(const LoadSpan& load);
 
     /// Adds a note to the run of the file.
     void AddNote(const Note& note);
@@ -89,20 +91,21 @@ public:
 private:
     /// The database of a file with the statements that write into it.
     struct OpenFile {
-        explicit OpenFile(SQLite::Database&& opened);
+        explicit OpenFile(WritableJournal&& journal);
 
         SQLite::Database database;
+        WriterLock lock;
         FilePlaces places;
         SQLite::Statement insertSlice;
         SQLite::Statement insertMessage;
         SQLite::Statement insertRecord;
         SQLite::Statement insertName;
-        SQLite::Statement noteExpectedSlices;
+        SQLite::Statement noteProgress;
         RunSeal seal;
     };
 
     SQLite::Database& Database() { return m_file->database; }
-    void Use(SQLite::Database&& database);
+    void Use(WritableJournal&& journal);
     template <class Action>
     void Guarded(Action action);
     template <class Action>
@@ -121,7 +124,7 @@ private:
     bool InsertRecord(const Chunk& chunk, const CKZStatSliceValues& slice,
                       const CKZStatSliceValues::Record& record, std::string_view distribution,
                       const Percentiles& percentiles);
-    void NoteExpectedSlices(int run, long long expectedSlices);
+    void NoteProgress(int run, long long expectedSlices);
     Chunk& OpenChunkFor(int run, int sliceId);
     void CountIn(Chunk& chunk, const CKZStatSliceValues& slice,
                  std::size_t distributionBytes) noexcept;

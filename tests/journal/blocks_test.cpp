@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <zstd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <random>
 #include <utility>
@@ -36,9 +38,14 @@ std::string Frame(const std::string& content, bool hasSize = true) {
 }
 
 std::string RandomBytes(std::size_t count) {
-    std::mt19937 random(1);
-    std::string bytes(count, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
+    std::mt19937_64 random(1);
+    std::string bytes;
+    bytes.reserve(count);
+    while (bytes.size() < count) {
+        const std::uint64_t eight = random();
+        bytes.append(reinterpret_cast<const char*>(&eight),
+                     std::min(sizeof eight, count - bytes.size()));
+    }
     return bytes;
 }
 

@@ -66,6 +66,9 @@ public:
     int Kill(int id) {
         Kill();
         for (AppendedSlice slice; Read(slice); id = slice.id) EXPECT_EQ(kOnDisk, slice.state);
+        // Its files are closed one after the other; it stays a zombie for the destructor.
+        siginfo_t end = {};
+        waitid(P_PID, static_cast<id_t>(m_process), &end, WEXITED | WNOWAIT);
         return id;
     }
 
@@ -169,6 +172,17 @@ TEST_F(Crash, AProcessThatIsKilledWhileItClosesAJournalLeavesEverySlice) {
         ExpectWholeSlicesUpTo(kSlices);
         EXPECT_EQ("ok", Integrity());
     }
+}
+
+TEST_F(Crash, AReaderSeesThatTheWritingProcessIsGone) {
+    WritingProcess process(path);
+    AppendedSlice slice{};
+    ASSERT_TRUE(process.Read(slice));
+    kzjournal::Reader reader(path);
+    EXPECT_FALSE(reader.IsAbandoned());
+    process.Kill(slice.id);
+    EXPECT_TRUE(reader.IsAbandoned());
+    EXPECT_TRUE(kzjournal::Reader(path).IsAbandoned());
 }
 
 TEST_F(Crash, AFileThatCannotGrowHasEverySliceThatWasSaidToBeOnTheDisk) {

@@ -224,6 +224,9 @@ TEST_F(Faults, AFileThatIsDestroyedUnderTheRunIsToldAndTheRunGoesOn) {
 /// On a clock that stands still until it is moved.
 class HangingDisk : public Faults {
 protected:
+    /// They read the clock to their end.
+    void TearDown() override { disk.WaitForThreadsThatHung(); }
+
     std::string AppendTakingSeconds(double seconds) {
         return OnTheClock(seconds, [this] { return AppendLogins({2}); });
     }

@@ -34,10 +34,28 @@ public:
     void WaitUntilAWriteHangs() {
         while (!s_aWriteHangs) s_aWriteHangs.wait(false);
     }
+    /// Lets them write, and waits for their end: nobody joins a writer's thread, which may outlive
+    /// what its test made.
+    void WaitForThreadsThatHung() {
+        Work();
+        for (int left = s_threadsThatHung; left > 0; left = s_threadsThatHung)
+            s_threadsThatHung.wait(left);
+    }
 
 private:
     static constexpr int kWorks = 0;
     static constexpr int kHangs = -1;
+
+    /// Counts its thread until that has ended.
+    struct HungThread {
+        HungThread() { ++s_threadsThatHung; }
+        ~HungThread() {
+            --s_threadsThatHung;
+            s_threadsThatHung.notify_all();
+        }
+        HungThread(const HungThread&) = delete;
+        HungThread& operator=(const HungThread&) = delete;
+    };
 
     static void Be(int state) {
         s_aWriteHangs = false;
@@ -55,6 +73,7 @@ private:
 
     static ssize_t Write(int file, const void* bytes, size_t count, off_t offset) {
         while (s_state == kHangs) {
+            const thread_local HungThread thisThread;
             s_aWriteHangs = true;
             s_aWriteHangs.notify_all();
             s_state.wait(kHangs);
@@ -74,6 +93,7 @@ private:
     static inline std::atomic<int> s_state = kWorks;
     static inline std::atomic<bool> s_aWriteHangs = false;
     static inline std::atomic<bool> s_sparesLogs = false;
+    static inline std::atomic<int> s_threadsThatHung = 0;
 };
 
 #endif

@@ -107,6 +107,38 @@ TEST_F(Keep, TellsTheFactsOfTheRun) {
     EXPECT_THAT(facts.loadEnd, Optional(1.0));
 }
 
+TEST_F(Keep, TellsTheLoadWhileTheRunGoesOn) {
+    kzjournal::Keep(*run, path);
+    clock.Set(kStart + 0.25);
+    run->BeginLoad();
+    LoadOneSlice();
+    kzjournal::Reader reader(path);
+    EXPECT_THAT(reader.Load().begin, Optional(0.25));
+    EXPECT_FALSE(reader.Load().end);
+    EXPECT_FALSE(reader.HasEnded());
+
+    clock.Set(kStart + 1.25);
+    run->EndLoad();
+    LoadOneSlice();
+    EXPECT_THAT(reader.Load().end, Optional(1.25));
+    EXPECT_THAT(Finish(), IsEmpty());
+    EXPECT_THAT(reader.Load().end, Optional(1.25));
+}
+
+TEST_F(Keep, TakesBackAnEndOfTheLoadThatWasNone) {
+    kzjournal::Keep(*run, path);
+    client = run->NewClient(2);
+    { const CKZStatRunClient gone = std::move(client); }
+    LoadOneSlice();
+    kzjournal::Reader reader(path);
+    EXPECT_THAT(reader.Load().end, Optional(0.0));
+    client = run->NewClient(3);
+    LoadOneSlice();
+    EXPECT_FALSE(reader.Load().end);
+    EXPECT_THAT(Finish(), IsEmpty());
+    EXPECT_THAT(reader.Load().end, Optional(2.0));
+}
+
 TEST_F(Keep, TellsTheCommandLineThatTheHostWantsToBeKept) {
     kzjournal::Keep(*run, path, "", "load --clients 3");
     LoadOneSlice();

@@ -3,6 +3,7 @@
 //
 //     value NAME TYPE NUMBER ...    reported in the slice that is ended next
 //     slice                         ends a slice and keeps it
+//     load BEGIN [END]              of which the journal learns with the next slice or at the end
 //     distributions [NAME ...]      slices show the distributions of their values from now on,
 //     those
 //                                   of all names or of these
@@ -41,6 +42,12 @@ Reported ValuesOf(const std::vector<std::string>& fields) {
     return reported;
 }
 
+kzjournal::LoadSpan LoadOf(const std::vector<std::string>& fields) {
+    kzjournal::LoadSpan load{std::strtod(fields.at(1).c_str(), nullptr), {}};
+    if (fields.size() > 2) load.end = std::strtod(fields[2].c_str(), nullptr);
+    return load;
+}
+
 void FailIf(const std::optional<kzjournal::Error>& error) {
     if (!error) return;
     std::cerr << error->what() << '\n';
@@ -77,6 +84,7 @@ int main(int, char** arguments) {
             reported.clear();
             std::cout << slices.SliceId() << std::endl;
         }
+        if (fields.at(0) == "load") journal.SetLoad(LoadOf(fields));
         if (fields.at(0) == "distributions")
             namesWithDistributions.emplace(fields.begin() + 1, fields.end());
         if (fields.at(0) == "end") FailIf(journal.Close());

@@ -20,6 +20,10 @@ class Journal:
     def value(self, name, kind, *numbers):
         self._tell("value", name, kind, *numbers)
 
+    def load(self, begin, *end):
+        """In seconds of the run, kept with the next slice."""
+        self._tell("load", begin, *end)
+
     def distributions(self):
         """Of the slices from now on, and of all names."""
         self._tell("distributions")
@@ -46,9 +50,12 @@ class Journal:
         self.process.stdin.flush()
 
 
-def make(path, slices, has_distributions=False, ends=True, **facts):
-    """A run that has ended, or one whose process was killed. A slice is a dictionary of (name, kind) to numbers."""
+def make(path, slices, has_distributions=False, ends=True, load=(), **facts):
+    """A run that has ended, or one whose process was killed. A slice is a dictionary of (name, kind) to numbers.
+    The load is its begin and, if that is known, its end."""
     journal = Journal(path, **facts)
+    if load:
+        journal.load(*load)
     if has_distributions:
         journal.distributions()
     for each in slices:

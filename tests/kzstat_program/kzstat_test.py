@@ -86,6 +86,69 @@ class JournalTest(unittest.TestCase):
         return cells
 
 
+class UnderLoad(JournalTest):
+    """30 clients make 600 requests a second for 5.5 seconds; the seventh slice and two more drain."""
+
+    def make_load(self, name="run.kzj", load=(0.02, 5.52), slices=9, **facts):
+        parts = [1] * 5 + [0.5] + [0] * 3
+        return journals.make(self.path(name), [
+            {LOGIN: [10], LOGINS: [600 * part], CLIENTS: [30 if part else 0]}
+            for part in parts[:slices]], load=load, **facts)
+
+    def header(self, *arguments):
+        return run("show", self.run_path, *arguments).out.splitlines()[0]
+
+    def test_a_run_is_shown_without_what_drains(self):
+        self.make_load()
+        self.assertIn("9 slices of 1 s, under load 0:00 to 0:05.5, 6 of 9 slices", self.header())
+        table = self.table()
+        self.assertEqual(("600", "3300", "300"),
+                         tuple(table["logins"][key] for key in ("rate", "sum", "last")))
+        self.assertEqual(("30", "30", "30"),
+                         tuple(table["clients"][key] for key in ("mean", "min", "last")))
+
+    def test_all_slices(self):
+        self.make_load()
+        self.assertNotIn("load", self.header("--all").partition(" on ")[2])
+        table = self.table("--all")
+        self.assertEqual(("366.7", "0"),
+                         tuple(table["logins"][key] for key in ("rate", "last")))
+        self.assertEqual(("20", "0"), tuple(table["clients"][key] for key in ("mean", "last")))
+
+    def test_a_run_that_was_killed(self):
+        self.make_load(load=(0.02,), slices=5, ends=False)
+        self.assertIn("not ended, at least 5 slices of 1 s, under load since 0:00, 5 of 5 slices",
+                      self.header())
+
+    def test_a_run_without_load(self):
+        self.make_load(load=())
+        self.assertTrue(self.header().endswith(", 9 slices of 1 s"))
+        self.assertEqual("20", self.table()["clients"]["mean"])
+
+    def test_merged_runs_show_their_levels_together(self):
+        parts = [self.make_load("a.kzj"), self.make_load("b.kzj", start=1.7e9 + 0.25)]
+        self.assertEqual(0, run("merge", *parts, "-o", self.run_path).status)
+        self.assertIn("under load 0:00 to 0:05.8, 6 of 9 slices", self.header())
+        self.assertEqual(("60", "60", "60", "60"),
+                         tuple(self.table()["clients"][key]
+                               for key in ("min", "mean", "max", "last")))
+        self.assertEqual("6600", self.table()["logins"]["sum"])
+
+    def test_the_level_of_merged_runs_is_that_of_those_that_ran(self):
+        parts = [self.make_load("a.kzj"), self.make_load("b.kzj", start=1.7e9 + 3)]
+        self.assertEqual(0, run("merge", *parts, "-o", self.run_path).status)
+        clients = self.table()["clients"]
+        # Three slices of one, three of both and three of the other.
+        self.assertEqual(("30", "40", "60", "30"),
+                         tuple(clients[key] for key in ("min", "mean", "max", "last")))
+
+    def test_equal_loads_compare_equal_however_long_they_drain(self):
+        paths = [self.make_load("a.kzj", slices=6), self.make_load("b.kzj")]
+        compared = json.loads(run("compare", *paths, "--format", "json").out)
+        self.assertEqual({"clients": 0, "login.time": 0, "logins": 0},
+                         {each["name"]: each["difference"] for each in compared["names"]})
+
+
 class Show(JournalTest):
     def test_what_each_kind_declares(self):
         self.make_run()
@@ -577,7 +640,7 @@ class Compare(JournalTest):
         self.assertEqual(["login.time p50 > 1ms: it is 163.5 ms"], report["failures"])
         login = next(each for each in report["names"] if each["name"] == "login.time")
         self.assertEqual(("mean", True, "marked"),
-                         (login["tested"], login["is_significant"], login["verdict"]))
+                         (login["tested"], login["is_significant"], login["finding"]))
         self.assertEqual({"first": 40, "second": 40}, login["samples"])
         self.assertLessEqual(login["effective_samples"]["first"], 40)
         self.assertEqual(["p50", "p95", "p99"], list(login["percentiles"]))
@@ -658,7 +721,7 @@ class Compare(JournalTest):
                          " and 10", report["nothing_tested_because"])
         login = next(each for each in report["names"] if each["name"] == "login.time")
         self.assertEqual((None, False, "too_few_samples", {"first": 40, "second": 10}), (
-            login["p_value"], login["is_significant"], login["verdict"], login["samples"]))
+            login["p_value"], login["is_significant"], login["finding"], login["samples"]))
         self.assertEqual(None, login["effective_samples"]["second"])
 
     def test_several_runs_a_side(self):

@@ -63,7 +63,9 @@ public:
     }
 
     const kzjournal::Run& Facts() const override { return m_run.facts; }
+    kzjournal::LoadSpan Load() override { return m_run.Load(); }
     bool HasEnded() override { return m_run.HasEnded(); }
+    bool IsAbandoned() override { return false; }
     long long LostSlices() override { return HasEnded() ? m_run.lostSlices : 0; }
     long long ExpectedSlices() override { return CountSlices({}) + LostSlices(); }
     kzjournal::Completeness GetCompleteness() override {
@@ -86,6 +88,11 @@ public:
     }
     long long CountSlices(const TimeRange& range) override {
         return static_cast<long long>(SlicesIn(range).size());
+    }
+    std::vector<double> SliceEnds(const TimeRange& range) override {
+        std::vector<double> ends;
+        for (const auto& slice : SlicesIn(range)) ends.push_back(slice->elapsed);
+        return ends;
     }
     std::vector<kzjournal::Name> Names() override {
         std::vector<kzjournal::Name> names;
@@ -191,6 +198,16 @@ void MemoryRun::Add(kzjournal::Slice slice) {
 void MemoryRun::End() {
     const RWMutexLock::LockGuard guard(m_lock);
     m_hasEnded = true;
+}
+
+void MemoryRun::SetLoad(const kzjournal::LoadSpan& load) {
+    const RWMutexLock::LockGuard guard(m_lock);
+    m_load = load;
+}
+
+kzjournal::LoadSpan MemoryRun::Load() const {
+    const RWMutexLock::LockGuard guard(m_lock);
+    return m_load.value_or(kzjournal::LoadSpan{facts.loadBegin, facts.loadEnd});
 }
 
 MemoryRun::Slices MemoryRun::AllSlices() const {

@@ -4,9 +4,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 #include "reading/runopener.h"
@@ -27,10 +29,13 @@ public:
 
     void Add(kzjournal::Slice slice);
     void End();
+    /// Until then the load is that of the facts.
+    void SetLoad(const kzjournal::LoadSpan& load);
 
     /// Those that were added so far.
     Slices AllSlices() const;
     bool HasEnded() const;
+    kzjournal::LoadSpan Load() const;
 
     kzjournal::Run facts;
     long long lostSlices = 0;
@@ -41,6 +46,7 @@ public:
 private:
     mutable RWMutexLock m_lock;
     Slices m_slices RYP_GUARDED_BY(m_lock);
+    std::optional<kzjournal::LoadSpan> m_load RYP_GUARDED_BY(m_lock);
     bool m_hasEnded RYP_GUARDED_BY(m_lock) = false;
 };
 
@@ -49,6 +55,7 @@ class MemoryRuns : public kzstatprogram::RunOpener {
 public:
     /// A new run that begins at 1000 and has slices of a second. It lives as long as this.
     MemoryRun& Make(const std::string& name, int source = 0);
+    MemoryRun& Find(const std::string& name) { return *m_runs.at({name, 0}); }
 
     std::unique_ptr<kzstatprogram::RunReader> Open(const std::string& name,
                                                    int source) const override;

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
 #include <sstream>
 
 #include "kzstat_program/memoryruns.h"
@@ -116,6 +117,95 @@ TEST_F(Commands, ShowKeepsToTheRange) {
         EXPECT_THAT(shown.lines.at(0), HasSubstr("3 slices of 1 s, 2 in the range"));
         EXPECT_THAT(shown.lines.at(3), HasSubstr("2"));
     }
+}
+
+/// 30 clients that make 600 requests a second for 3.75 s; the fifth slice and two more drain.
+class Drained : public Commands {
+protected:
+    void MakeRun(const std::string& name, double startTime = 1000) {
+        MemoryRun& run = runs.Make(name);
+        run.facts.startTime = startTime;
+        run.SetLoad({0.0, 3.75});
+        run.facts.loadBegin = 0;
+        run.facts.loadEnd = 3.75;
+        SliceMaker maker("load", 1, startTime);
+        for (const double part : {1.0, 1.0, 1.0, 0.75, 0.01, 0.0, 0.0})
+            run.Add(
+                SliceOf(maker.NextSlice({{"clients", Types::LoadSize, {part > 0.5 ? 30.0 : 0.0}},
+                                         {"requests", Types::Counter, {600 * part}}})));
+        run.End();
+    }
+    std::vector<std::string> CellsOf(const std::string& name, std::vector<std::string> arguments) {
+        for (const std::string& line : Run(std::move(arguments)).lines) {
+            std::istringstream text(line);
+            const std::vector<std::string> cells{std::istream_iterator<std::string>(text), {}};
+            if (cells.front() == name) return cells;
+        }
+        return {};
+    }
+};
+
+TEST_F(Drained, ShowLooksAtTheSlicesUnderLoad) {
+    MakeRun("run");
+    EXPECT_THAT(Run({"show", "run"}).lines.at(0),
+                HasSubstr("7 slices of 1 s, under load 0:00 to 0:03.8, 4 of 7 slices"));
+    // The columns are type, count, rate, min, mean, max, stddev, sum and last.
+    EXPECT_THAT(
+        CellsOf("requests", {"show", "run"}),
+        ElementsAre("requests", "Counter", "-", "600", "450", "562.5", "600", "-", "2250", "450"));
+    EXPECT_THAT(CellsOf("clients", {"show", "run"}),
+                ElementsAre("clients", "LoadSize", "-", "-", "30", "30", "30", "-", "-", "30"));
+}
+
+TEST_F(Drained, ShowLooksAtAllSlicesWhereItIsAsked) {
+    MakeRun("run");
+    EXPECT_THAT(Run({"show", "run", "--all"}).lines.at(0), testing::EndsWith("7 slices of 1 s"));
+    EXPECT_THAT(CellsOf("clients", {"show", "run", "--all"}),
+                ElementsAre("clients", "LoadSize", "-", "-", "0", "17.14", "30", "-", "-", "0"));
+}
+
+TEST_F(Drained, RangesOfTheUserAreTakenAsTheyAre) {
+    MakeRun("run");
+    EXPECT_THAT(Run({"show", "run", "--to", "6"}).lines.at(0), HasSubstr(", 6 in the range"));
+    EXPECT_EQ("1050", CellsOf("requests", {"show", "run", "--from", "2"}).at(8));
+    EXPECT_EQ("1056", CellsOf("requests", {"show", "run", "--from", "2", "--all"}).at(8));
+    EXPECT_EQ("2250", CellsOf("requests", {"show", "run", "--skip-warmup"}).at(8));
+}
+
+TEST_F(Drained, ExportWritesAllSlices) {
+    MakeRun("run");
+    EXPECT_EQ(15u, Run({"export", "run", "--format", "csv"}).lines.size());
+    EXPECT_EQ(9u, Run({"export", "run", "--format", "csv", "--to", "4"}).lines.size());
+}
+
+TEST_F(Drained, ReportDrawsAllSlicesAndTellsTheFiguresOfThoseUnderLoad) {
+    MakeRun("run");
+    const auto page = [&](std::vector<std::string> arguments) {
+        std::string text;
+        for (const std::string& line : Run(std::move(arguments)).lines) text += line;
+        return text;
+    };
+    EXPECT_THAT(page({"report", "run", "-o", "-"}),
+                AllOf(HasSubstr("\"loadBegin\":0,\"loadEnd\":3.75"), HasSubstr("\"slices\":7"),
+                      HasSubstr("\"seconds\":3.75"), HasSubstr("\"rate\":600,"),
+                      HasSubstr("\"flow\":[600,600,600,450,6,0,0]")));
+    EXPECT_THAT(page({"report", "run", "-o", "-", "--all"}), HasSubstr("\"seconds\":7"));
+}
+
+TEST_F(Drained, LevelsOfMergedRunsAreAdded) {
+    MakeRun("one");
+    MakeRun("two", 1000.125);
+    const auto inputs = kzstatprogram::MergeInputsOf(runs, {"one", "two"});
+    kzstatprogram::MergedRun merge(runs, inputs);
+    MemoryRun& merged = runs.Make("merged");
+    merged.facts = merge.Facts();
+    for (kzstatprogram::MergedSlice slice; merge.Next(slice);)
+        merged.Add(
+            {slice.facts.sliceId, slice.facts.elapsed, slice.facts.endTime, {}, slice.records, {}});
+    merged.End();
+    EXPECT_THAT(CellsOf("clients", {"show", "merged"}),
+                ElementsAre("clients", "LoadSize", "-", "-", "60", "60", "60", "-", "-", "60"));
+    EXPECT_EQ("4500", CellsOf("requests", {"show", "merged"}).at(8));
 }
 
 TEST_F(Commands, ShowTellsTheNotes) {

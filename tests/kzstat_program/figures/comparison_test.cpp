@@ -10,9 +10,9 @@ namespace {
 
 using kzstatprogram::ComparedRun;
 using kzstatprogram::Difference;
+using kzstatprogram::Finding;
 using kzstatprogram::SideOf;
 using kzstatprogram::Tested;
-using kzstatprogram::Verdict;
 using testing::DoubleEq;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -62,7 +62,7 @@ TEST(Comparison, MarksWhatIsLikelyAndLarge) {
     const ComparedRun before = Logins(100);
     const ComparedRun after = Logins(110);
     const Difference difference = OnlyDifference(before, after);
-    EXPECT_EQ(Verdict::Marked, difference.verdict);
+    EXPECT_EQ(Finding::Marked, difference.finding);
     EXPECT_EQ(Tested::Means, difference.tested);
     EXPECT_THAT(MeanOf(difference.meanBefore), Optional(DoubleEq(100)));
     EXPECT_THAT(MeanOf(difference.meanAfter), Optional(DoubleEq(110)));
@@ -72,22 +72,22 @@ TEST(Comparison, MarksNothingBelowTheLeastDifference) {
     const ComparedRun before = Logins(100);
     const ComparedRun below = Logins(102);
     const ComparedRun least = Logins(103);
-    EXPECT_EQ(Verdict::BelowLeast, OnlyDifference(before, below).verdict);
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(before, least).verdict);
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(before, below, 0).verdict);
-    EXPECT_EQ(Verdict::Unclear, OnlyDifference(before, before, 0).verdict);
+    EXPECT_EQ(Finding::BelowLeast, OnlyDifference(before, below).finding);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(before, least).finding);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(before, below, 0).finding);
+    EXPECT_EQ(Finding::Unclear, OnlyDifference(before, before, 0).finding);
 }
 
 TEST(Comparison, MarksNothingOfFewSlices) {
     const ComparedRun before = Logins(100);
     const ComparedRun few = Logins(200, 29);
-    EXPECT_EQ(Verdict::TooFewSamples, OnlyDifference(before, few).verdict);
+    EXPECT_EQ(Finding::TooFewSamples, OnlyDifference(before, few).finding);
     EXPECT_THAT(ReasonWhyNothingIsTested(before, few),
                 Optional(std::string("nothing is marked: that takes at least 30 slices a side, and"
                                      " there are 40 and 29")));
     EXPECT_FALSE(ReasonWhyNothingIsTested(before, before));
     const ComparedRun enough = Logins(200, 30);
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(before, enough).verdict);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(before, enough).finding);
 }
 
 TEST(Comparison, LeavesOutSlicesWithoutValues) {
@@ -99,7 +99,7 @@ TEST(Comparison, LeavesOutSlicesWithoutValues) {
     };
     const ComparedRun before = sometimes(100);
     EXPECT_EQ(30U, OnlyDifference(before, before).meanBefore.samples);
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(before, sometimes(110)).verdict);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(before, sometimes(110)).finding);
 }
 
 TEST(Comparison, ComparesMeansOfAllValues) {
@@ -115,7 +115,7 @@ TEST(Comparison, ComparesRatesOfCounters) {
     const Difference difference = OnlyDifference(before, after);
     EXPECT_EQ(Tested::Rates, difference.tested);
     EXPECT_THAT(MeanOf(difference.meanBefore), Optional(DoubleEq(439 / 40.0)));
-    EXPECT_EQ(Verdict::Marked, difference.verdict);
+    EXPECT_EQ(Finding::Marked, difference.finding);
 }
 
 TEST(Comparison, CountsSlicesBeforeACounterAsZero) {
@@ -137,7 +137,7 @@ TEST(Comparison, ComparesLevelsOfSlicesThatHaveOne) {
     const Difference difference = OnlyDifference(clients(10), clients(11));
     EXPECT_EQ(Tested::Levels, difference.tested);
     EXPECT_THAT(MeanOf(difference.meanAfter), Optional(DoubleEq(11)));
-    EXPECT_EQ(Verdict::Marked, difference.verdict);
+    EXPECT_EQ(Finding::Marked, difference.finding);
 }
 
 TEST(Comparison, TakesNoRateForAMean) {
@@ -148,7 +148,7 @@ TEST(Comparison, TakesNoRateForAMean) {
     const Difference difference = OnlyDifference(timed, counted);
     EXPECT_THAT(MeanOf(difference.meanBefore), Optional(DoubleEq(100)));
     EXPECT_FALSE(MeanOf(difference.meanAfter));
-    EXPECT_EQ(Verdict::NotComparable, difference.verdict);
+    EXPECT_EQ(Finding::NotComparable, difference.finding);
 }
 
 TEST(Comparison, MarksNewErrors) {
@@ -158,15 +158,15 @@ TEST(Comparison, MarksNewErrors) {
     AddMissingNames(before, after);
     const Difference difference = OnlyDifference(before, after);
     EXPECT_EQ(0, difference.meanBefore.mean);
-    EXPECT_EQ(Verdict::Marked, difference.verdict);
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(after, before).verdict);
+    EXPECT_EQ(Finding::Marked, difference.finding);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(after, before).finding);
 }
 
 TEST(Comparison, DoesNotMarkASingleNewError) {
     ComparedRun before = Empty();
     const ComparedRun after = Errors(40, [](int i) { return i == 20 ? 1 : 0; });
     AddMissingNames(before, after);
-    EXPECT_EQ(Verdict::Unclear, OnlyDifference(before, after).verdict);
+    EXPECT_EQ(Finding::Unclear, OnlyDifference(before, after).finding);
 }
 
 TEST(Comparison, ComparesRatesOfValuesWhereASideHasNoMean) {
@@ -176,7 +176,7 @@ TEST(Comparison, ComparesRatesOfValuesWhereASideHasNoMean) {
     const Difference difference = OnlyDifference(before, after);
     EXPECT_EQ(Tested::RatesOfValues, difference.tested);
     EXPECT_THAT(MeanOf(difference.meanAfter), Optional(DoubleEq(2)));
-    EXPECT_EQ(Verdict::Marked, difference.verdict);
+    EXPECT_EQ(Finding::Marked, difference.finding);
 }
 
 TEST(Comparison, HasNoLevelThatNobodyReported) {
@@ -187,7 +187,7 @@ TEST(Comparison, HasNoLevelThatNobodyReported) {
     AddMissingNames(before, after);
     const Difference difference = OnlyDifference(before, after);
     EXPECT_FALSE(MeanOf(difference.meanBefore));
-    EXPECT_EQ(Verdict::NotComparable, difference.verdict);
+    EXPECT_EQ(Finding::NotComparable, difference.finding);
 }
 
 TEST(Comparison, HasNothingButZerosOfAMissingName) {
@@ -230,22 +230,22 @@ TEST(Comparison, TakesSeveralRunsAsSamples) {
     const Difference difference = OnlyDifference(before, after);
     EXPECT_EQ(3U, difference.meanBefore.samples);
     EXPECT_THAT(MeanOf(difference.meanBefore), Optional(DoubleEq(120)));
-    EXPECT_EQ(Verdict::Unclear, difference.verdict);
+    EXPECT_EQ(Finding::Unclear, difference.finding);
     const ComparedRun slower = SideOf({Logins(300), Logins(320), Logins(340)});
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(before, slower).verdict);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(before, slower).finding);
 }
 
 TEST(Comparison, TakesRunsOfFewSlices) {
     const ComparedRun before = SideOf({Logins(100, 3), Logins(101, 3)});
     const ComparedRun after = SideOf({Logins(200, 3), Logins(201, 3)});
-    EXPECT_EQ(Verdict::Marked, OnlyDifference(before, after).verdict);
+    EXPECT_EQ(Finding::Marked, OnlyDifference(before, after).finding);
     EXPECT_FALSE(ReasonWhyNothingIsTested(before, after));
 }
 
 TEST(Comparison, NeedsTwoRunsASide) {
     const ComparedRun before = SideOf({Logins(100), Logins(101)});
     const ComparedRun after = SideOf({Logins(200)});
-    EXPECT_EQ(Verdict::TooFewSamples, OnlyDifference(before, after).verdict);
+    EXPECT_EQ(Finding::TooFewSamples, OnlyDifference(before, after).finding);
     EXPECT_THAT(ReasonWhyNothingIsTested(before, after), Optional(HasSubstr("2 runs a side")));
 }
 

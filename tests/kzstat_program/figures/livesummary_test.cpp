@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "figures/levels.h"
 #include "kzstat_program/memoryruns.h"
 
 namespace {
@@ -21,8 +22,7 @@ protected:
 
     void ExpectWhatTheReaderSays(const kzjournal::TimeRange& range = {}) {
         summary.Update(*reader, range);
-        const auto expected = reader->SummaryWithDistributions(range);
-        EXPECT_EQ(reader->CountSlices(range), summary.Slices());
+        const auto expected = SummaryWithLevels(*reader, range);
         ASSERT_EQ(expected.size(), summary.Names().size());
         for (const kzjournal::NameSummary& each : expected) {
             const auto& known = summary.Names().at(std::string(each.record.name.view()));
@@ -53,6 +53,23 @@ TEST_F(LiveSummaryTest, SaysTheSameAsTheReaderAfterEachSlice) {
         ExpectWhatTheReaderSays();
         ExpectWhatTheReaderSays();
     }
+}
+
+TEST_F(LiveSummaryTest, SaysTheSameOfLevels) {
+    for (const bool hasDistributions : {true, true, false}) {
+        Append({{"clients", Types::LoadSize, {30, 30}}}, hasDistributions);
+        ExpectWhatTheReaderSays();
+        EXPECT_EQ(60, summary.Names().at("clients").record.totals.Average());
+    }
+    Append({}, false);
+    ExpectWhatTheReaderSays({1, 9});
+}
+
+TEST_F(LiveSummaryTest, ReadsAnewWhereTheLoadTurnsOutToHaveEnded) {
+    for (int i = 1; i < 4; ++i) AppendLogins({1.0 * i});
+    ExpectWhatTheReaderSays({0, 9});
+    ExpectWhatTheReaderSays({0, 2});
+    ExpectWhatTheReaderSays({0, 9});
 }
 
 TEST_F(LiveSummaryTest, TakesNamesThatComeLater) {

@@ -61,7 +61,7 @@ protected:
         return name;
     }
     RunHistory HistoryOf(const Slices& slices, const kzjournal::TimeRange& range = {}) {
-        return {m_runs, Keep(slices), range};
+        return {m_runs, Keep(slices), {range, kzstatprogram::SliceRange(range)}};
     }
 
     static const RunHistory::Entry& WaitIn(const RunHistory& history) {
@@ -94,6 +94,15 @@ protected:
         EXPECT_TRUE(expected == *RunHistory::DistributionOf(wait));
         EXPECT_EQ(expected.GetCount(), CountIn(wait.distributions.Map()));
         ExpectPercentilesOf(slices, first, history);
+    }
+
+    /// Asserts that the figures are those of the slices from `first` up to `end`.
+    static void ExpectFiguresOf(const Slices& slices, std::size_t first, std::size_t end,
+                                const RunHistory& history) {
+        const CKZStatDistribution expected = DistributionOf(slices, first, end);
+        const kzjournal::NameSummary& figures = history.Figures().at("wait");
+        EXPECT_EQ(expected.GetCount(), figures.record.totals.count);
+        EXPECT_TRUE(expected == figures.distribution);
     }
 
     MemoryRuns m_runs;
@@ -134,7 +143,7 @@ TEST_F(RunHistoryTest, IsTheSameReadAtOnceAndSliceBySlice) {
     const std::string name = Keep(slices);
     RunHistory history = HistoryOf({slices.begin(), slices.begin() + 10});
     const RunHistory::News news = RunHistory::NewsSince(*m_runs.Open(name, 0), 10);
-    ASSERT_TRUE(history.HasRoomFor(news));
+    ASSERT_TRUE(history.CanAdd(news));
     history.Add(news);
     ExpectAll(slices, 0, history);
 
@@ -158,8 +167,49 @@ TEST_F(RunHistoryTest, HasNoRoomForMoreSlicesThanBuckets) {
     const Slices slices = SpreadOver(kMaxBuckets + 1);
     const RunHistory history = HistoryOf({slices.begin(), slices.end() - 1});
     const auto run = m_runs.Open(Keep(slices), 0);
-    EXPECT_FALSE(history.HasRoomFor(RunHistory::NewsSince(*run, kMaxBuckets)));
-    EXPECT_TRUE(history.HasRoomFor({{}, true, 0, {}}));
+    EXPECT_FALSE(history.CanAdd(RunHistory::NewsSince(*run, kMaxBuckets)));
+    EXPECT_TRUE(history.CanAdd({{}, true, 0, {}}));
+}
+
+TEST_F(RunHistoryTest, HasTheFiguresOfTheSlicesUnderLoad) {
+    const Slices slices = SpreadOver(20);
+    const std::string name = Keep(slices);
+    m_runs.Find(name).SetLoad({3.0, 15.5});
+    const RunHistory history(m_runs, name, {});
+    ExpectAll(slices, 0, history);
+    ExpectFiguresOf(slices, 3, 15, history);
+    EXPECT_EQ(12, history.Seconds());
+    EXPECT_EQ(3, history.Facts().loadBegin);
+}
+
+TEST_F(RunHistoryTest, KeepsTheFiguresUpToDateUntilTheLoadEnds) {
+    const Slices slices = SpreadOver(20);
+    const std::string name = Keep({slices.begin(), slices.begin() + 10});
+    m_runs.Find(name).SetLoad({0.0, {}});
+    RunHistory history(m_runs, name, {});
+    const std::string later = Keep(slices);
+    m_runs.Find(later).SetLoad({0.0, 17.75});
+    const RunHistory::News news = RunHistory::NewsSince(*m_runs.Open(later, 0), 10);
+    ASSERT_TRUE(history.CanAdd(news));
+    history.Add(news);
+    ExpectFiguresOf(slices, 0, 18, history);
+    EXPECT_EQ(17.75, history.Seconds());
+    EXPECT_EQ(17.75, history.Facts().loadEnd);
+}
+
+TEST_F(RunHistoryTest, CannotAddALoadThatIsNotWhatItSeemedToBe) {
+    const std::string name = Keep(SpreadOver(10));
+    const RunHistory withoutLoad(m_runs, name, {});
+    m_runs.Find(name).SetLoad({0.0, 6.0});
+    const RunHistory ended(m_runs, name, {});
+    m_runs.Find(name).SetLoad({2.0, {}});
+    const RunHistory::News begun = RunHistory::NewsSince(*m_runs.Open(name, 0), 10);
+    EXPECT_FALSE(withoutLoad.CanAdd(begun));
+    EXPECT_FALSE(ended.CanAdd(begun));
+    m_runs.Find(name).SetLoad({0.0, {}});
+    const RunHistory::News wentOn = RunHistory::NewsSince(*m_runs.Open(name, 0), 10);
+    EXPECT_FALSE(ended.CanAdd(wentOn));
+    EXPECT_TRUE(withoutLoad.CanAdd(wentOn));
 }
 
 TEST_F(RunHistoryTest, HasNoPercentilesWhereASliceLacksItsDistribution) {

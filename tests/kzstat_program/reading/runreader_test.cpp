@@ -28,6 +28,7 @@ protected:
         MemoryRun& inMemory = memory.Make(path);
         inMemory.notes = {{1002, "gap"}};
         inMemory.lostSlices = 1;
+        inMemory.facts.loadBegin = 0.5;
         kzjournal::BulkWriter writer(path, inMemory.facts);
         SliceMaker maker;
         for (int id = 1; id <= 6; ++id) {
@@ -78,6 +79,8 @@ protected:
 TEST_P(RunReaders, KnowTheRun) {
     const auto run = Open();
     EXPECT_EQ("load", run->Facts().generator);
+    EXPECT_EQ(0.5, run->Load().begin);
+    EXPECT_FALSE(run->Load().end);
     EXPECT_TRUE(run->HasEnded());
     EXPECT_EQ(1, run->LostSlices());
     EXPECT_EQ(7, run->ExpectedSlices());
@@ -98,6 +101,7 @@ TEST_P(RunReaders, SelectSlicesByTime) {
     EXPECT_THAT(IdsIn({1.5, 3.5}), ElementsAre(3));
     EXPECT_THAT(IdsIn({6, 9}), IsEmpty());
     EXPECT_EQ(2, Open()->CountSlices({1, 3}));
+    EXPECT_THAT(Open()->SliceEnds({1, 3}), ElementsAre(2, 3));
     EXPECT_EQ(3, Open()->LastSlice({1, 3})->id);
     EXPECT_FALSE(Open()->LastSlice({6, 9}));
     EXPECT_EQ(6, Open()->LastSliceId());

@@ -94,7 +94,7 @@ void PrintReasons(const ComparedSides& compared, const std::vector<Difference>& 
     }
     const auto untested = std::count_if(
         differences.begin(), differences.end(),
-        [](const Difference& each) { return each.verdict == Verdict::TooFewSamples; });
+        [](const Difference& each) { return each.finding == Finding::TooFewSamples; });
     const bool areSlices = compared.before.sampling == Sampling::Slices;
     if (untested > 0)
         output.WriteLine("not tested: " + std::to_string(untested) + " of " +

@@ -70,8 +70,10 @@ void DeclareExport(CommandLine& line, const RunOpener& runs) {
         command, "The percentiles of each slice to write instead of 50,90,95,99,99.9");
     command.AddFlag("--buckets", options->hasBuckets,
                     "Write the distribution of each slice too; json only");
-    options->range.Declare(command);
-    command.Footer("Example: kzstat export run.kzj --format csv > run.csv");
+    options->range.Declare(command, RangeOptions::WholeRun);
+    command.Footer(
+        "Writes all slices, whatever the load, unless the range is restricted.\n"
+        "Example: kzstat export run.kzj --format csv > run.csv");
     command.Does([options, &runs](Output& output) { return Export(*options, runs, output); });
 }
 

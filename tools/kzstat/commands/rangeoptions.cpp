@@ -8,9 +8,9 @@
 namespace kzstatprogram {
 namespace {
 
-/// The start of the first slice at peak load.
-double EndOfWarmUp(RunReader& run) {
-    const std::map<double, double> load = LoadThroughTime(run, {});
+/// The start of the first slice of the range at its peak load.
+double EndOfWarmUp(RunReader& run, const SliceRange& range) {
+    const std::map<double, double> load = LoadThroughTime(run, range);
     const auto top = std::max_element(
         load.begin(), load.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
     if (top == load.end())
@@ -20,19 +20,37 @@ double EndOfWarmUp(RunReader& run) {
 
 }  // namespace
 
-void RangeOptions::Declare(Command& command) {
+void RangeOptions::Declare(Command& command, Usual usual) {
     command.Add("--from", from, "Skip slices before TIME of the run (90, 90s, 1.5m)")
         .Duration()
         .ValueName("TIME");
     command.Add("--to", to, "Skip slices after TIME of the run").Duration().ValueName("TIME");
     command.AddFlag("--skip-warmup", skipsWarmUp, "Skip slices before peak load");
+    takesAll = usual == WholeRun;
+    if (!takesAll)
+        command.AddFlag("--all", takesAll,
+                        "Look at all slices, also before the load began and after it ended");
 }
 
-kzjournal::TimeRange RangeOptions::RangeOf(RunReader& run) const {
-    kzjournal::TimeRange range;
-    range.from = skipsWarmUp ? std::max(from, EndOfWarmUp(run)) : from;
-    if (to) range.to = *to;
+SliceRange RangeOptions::RangeOf(RunReader& run) const {
+    SliceRange range = takesAll ? SliceRange() : SlicesUnderLoad(run);
+    Restrict(run, range);
     return range;
+}
+
+SliceRange RangeOptions::RangeWithoutLoad(RunReader& run) const {
+    SliceRange range;
+    Restrict(run, range);
+    return range;
+}
+
+void RangeOptions::Restrict(RunReader& run, SliceRange& range) const {
+    if (to) range.EndAt(*to);
+    if (from) range.BeginAt(*from);
+    if (!skipsWarmUp) return;
+    const double end = EndOfWarmUp(run, range);
+    // A load that begins at its peak still cuts the first slice short.
+    if (end > range.from + run.Facts().sliceLength / 2) range.BeginAt(end);
 }
 
 }  // namespace kzstatprogram

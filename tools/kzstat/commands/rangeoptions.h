@@ -4,18 +4,31 @@
 #include <optional>
 
 #include "commands/commandline.h"
+#include "figures/slicerange.h"
 #include "reading/runreader.h"
 
 namespace kzstatprogram {
 
 /// Which slices a command looks at. Compatible.
 struct RangeOptions {
-    double from = 0;
+    enum Usual {
+        UnderLoad,  ///< what is computed of a run
+        WholeRun    ///< what is copied from it
+    };
+
+    std::optional<double> from;
     std::optional<double> to;
     bool skipsWarmUp = false;
+    bool takesAll = false;
 
-    void Declare(Command& command);
-    kzjournal::TimeRange RangeOf(RunReader& run) const;
+    void Declare(Command& command, Usual usual = UnderLoad);
+    /// `from` and `to` count as they are, in place of the begin and the end of the load.
+    SliceRange RangeOf(RunReader& run) const;
+    /// The same where the load bounds nothing, for what is shown slice by slice.
+    SliceRange RangeWithoutLoad(RunReader& run) const;
+
+private:
+    void Restrict(RunReader& run, SliceRange& range) const;
 };
 
 }  // namespace kzstatprogram

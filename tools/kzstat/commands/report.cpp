@@ -23,7 +23,8 @@ ExitStatus Report(const ReportOptions& options, const RunOpener& runs, Output& o
     kzfiles::RefuseToReplaceAJournal(options.page);
     const std::unique_ptr<RunReader> run = runs.Open(options.journal);
     const std::string description = DescribeJournal(*run, options.journal);
-    const RunHistory history(runs, options.journal, options.range.RangeOf(*run));
+    const RunHistory history(runs, options.journal,
+                             {options.range.RangeWithoutLoad(*run), options.range.RangeOf(*run)});
     const std::string page = PageWith(PageJson(history));
     if (options.page == "-")
         output.Write(page);

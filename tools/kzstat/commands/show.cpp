@@ -79,9 +79,10 @@ void FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) 
     do {
         hasEnded = run.HasEnded();
         latest.Update(run);
-        summary.Update(run, options.range.RangeOf(run));
+        const SliceRange range = options.range.RangeOf(run);
+        summary.Update(run, range);
         screen.Draw(
-            LinesOf(run, StatisticsOf(summary, run.Facts().sliceLength), options, output, &latest));
+            LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output, &latest));
     } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
 }
 
@@ -108,14 +109,15 @@ bool IsIn(RunReader& run, const kzjournal::TimeRange& range, const kzjournal::Sl
     return run.CountSlices({std::max(range.from, begin), std::min(range.to, slice.elapsed)}) > 0;
 }
 
-/// Writes a line per name with each slice in the range, for programs that read along.
+/// Writes a line per name with each slice in the range, for programs that read along and choose for
+/// themselves: the load bounds nothing.
 void FollowInLines(RunReader& run, const ShowOptions& options, Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     int lastSliceId = 0;
     bool hasEnded = false;
     do {
         hasEnded = run.HasEnded();
-        const kzjournal::TimeRange range = options.range.RangeOf(run);
+        const SliceRange range = options.range.RangeWithoutLoad(run);
         run.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
             lastSliceId = slice.id;
             if (!IsIn(run, range, slice)) return;

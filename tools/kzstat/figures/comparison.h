@@ -1,14 +1,13 @@
 #ifndef KZSTATPROGRAM_COMPARISON_H
 #define KZSTATPROGRAM_COMPARISON_H
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "figures/comparedrun.h"
 #include "figures/meanestimate.h"
 #include "figures/statistics.h"
-#include "reading/runreader.h"
 #include "text/percentile.h"
 
 namespace kzstatprogram {
@@ -18,43 +17,8 @@ namespace kzstatprogram {
 /// level (load sizes).
 enum class Tested { Means, RatesOfValues, Rates, Levels };
 
-/// What samples are drawn from a name. Compatible.
-struct Estimates {
-    MeanEstimate
-        mean;  ///< of the values; without samples where the kind of the name is not sampled
-    MeanEstimate flow;  ///< the level, or per second: the values of sampled kinds, else their sum
-};
-
-/// What the samples of a comparison are.
-enum class Sampling { Slices, Runs };
-
-/// One side of a comparison: the slices of a run, or several runs. Compatible.
-struct ComparedRun {
-    std::vector<Statistics> statistics;  ///< sorted by name
-    std::vector<Estimates> estimates;    ///< in the same order
-    Sampling sampling = Sampling::Slices;
-    std::size_t samples = 0;  ///< slices in the range, or runs
-
-    const Statistics* Find(const std::string& name) const;
-};
-
-ComparedRun ReadForComparison(RunReader& run, const kzjournal::TimeRange& range);
-
-/// The names of `run` that are not in `other`.
-std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);
-
-/// Adds to `run` the names of `other` that it lacks: what was not reported happened 0 times. Count,
-/// rate and sum of such a name are 0 where its kind has them; it has no other statistic, and no
-/// level.
-void AddMissingNames(ComparedRun& run, const ComparedRun& other);
-
-/// Several runs as one side, of which each is a sample. Percentiles are those of all their values,
-/// each other statistic is its mean over the runs that have it. Throws kzjournal::Error where a
-/// name has different types. REQUIRES: at least one run.
-ComparedRun SideOf(std::vector<ComparedRun> runs);
-
 /// What may be said of a difference.
-enum class Verdict {
+enum class Finding {
     Marked,         ///< chance alone would seldom make it, and it is large enough to matter
     Unclear,        ///< chance alone may well make it
     BelowLeast,     ///< it is there, but too small to matter
@@ -70,7 +34,7 @@ struct Difference {
     MeanEstimate meanBefore;
     MeanEstimate meanAfter;
     std::optional<double> probability;  ///< of such a difference by chance
-    Verdict verdict;
+    Finding finding;
 };
 
 /// By name, of the names that both have. `least` is the smallest difference that matters, in parts
@@ -85,9 +49,6 @@ std::optional<std::string> ReasonWhyNothingIsTested(const ComparedRun& before,
 /// and one has their distribution.
 std::vector<Percentile> PercentilesIn(const Difference& difference,
                                       const std::vector<Percentile>& percentiles);
-
-/// The mean, rate or level; nothing without samples.
-std::optional<double> MeanOf(const MeanEstimate& estimate);
 
 /// The difference in parts of `before`; nothing where one is missing or `before` is 0.
 std::optional<double> RelativeDifference(const std::optional<double>& before,

@@ -1,5 +1,7 @@
 #include "figures/livesummary.h"
 
+#include "figures/levels.h"
+#include "figures/statistics.h"
 #include "text/texts.h"
 
 namespace kzstatprogram {
@@ -28,9 +30,8 @@ bool LiveSummary::MustReadAll(const kzjournal::TimeRange& range, int lastSliceId
 
 void LiveSummary::ReadAll(RunReader& run, const kzjournal::TimeRange& range) {
     m_from = range.from;
-    m_slices = run.CountSlices(range);
     m_names.clear();
-    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range))
+    for (kzjournal::NameSummary& each : SummaryWithLevels(run, range))
         m_names.emplace(TextOf(each.record.name), std::move(each));
 }
 
@@ -41,8 +42,25 @@ void LiveSummary::ReadNews(RunReader& run, int lastSliceId) {
 }
 
 void LiveSummary::Add(const kzjournal::Slice& slice) {
-    ++m_slices;
-    for (std::size_t i = 0; i < slice.records.size(); ++i) Add(slice, i);
+    for (std::size_t i = 0; i < slice.records.size(); ++i) {
+        if (IsLevel(slice.records[i].type))
+            AddLevel(slice, i);
+        else
+            Add(slice, i);
+    }
+}
+
+/// As the totals of levels, the distribution is that of the levels of the slices.
+void LiveSummary::AddLevel(const kzjournal::Slice& slice, std::size_t position) {
+    const CKZStatMessageRecord& record = slice.records[position];
+    kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
+    const CKZStatAggregate totals = summary.record.totals;
+    const bool hasDistribution = !slice.distributions.FormOf(position).empty();
+    if (hasDistribution && totals.count == 0) summary.distribution.emplace();
+    if (!hasDistribution && record.lasts.HasValues()) summary.distribution.reset();
+    summary.record = record;
+    summary.record.totals = totals;
+    kzstatprogram::AddLevel(record.lasts, summary);
 }
 
 /// A distribution that has missed a value never becomes complete again.

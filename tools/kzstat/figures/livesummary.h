@@ -8,7 +8,7 @@
 
 namespace kzstatprogram {
 
-/// What `RunReader::SummaryWithDistributions` says of a run that goes on. Reads each slice
+/// What `SummaryWithLevels` says of a run that goes on. Reads each slice
 /// once, so that it can be asked for again and again. Compatible.
 class LiveSummary {
 public:
@@ -17,18 +17,19 @@ public:
     void Update(RunReader& run, const kzjournal::TimeRange& range = {});
 
     const std::map<std::string, kzjournal::NameSummary>& Names() const { return m_names; }
-    long long Slices() const { return m_slices; }
+
+    /// Takes a slice behind those that this has.
+    void Add(const kzjournal::Slice& slice);
 
 private:
     bool MustReadAll(const kzjournal::TimeRange& range, int lastSliceId) const;
     void ReadAll(RunReader& run, const kzjournal::TimeRange& range);
     void ReadNews(RunReader& run, int lastSliceId);
-    void Add(const kzjournal::Slice& slice);
     void Add(const kzjournal::Slice& slice, std::size_t position);
+    void AddLevel(const kzjournal::Slice& slice, std::size_t position);
 
     double m_from = 0;
     int m_lastSliceId = 0;  // 0 before anything was read
-    long long m_slices = 0;
     std::map<std::string, kzjournal::NameSummary> m_names;
     CKZStatDistribution m_read;  // keeps its memory from record to record
 };

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "figures/levels.h"
 #include "figures/statistics.h"
 #include "figures/timeline.h"
 
@@ -11,8 +12,8 @@ double LoadIn(const kzjournal::Slice& slice) {
     double load = kNoValue;
     for (const CKZStatMessageRecord& record : slice.records) {
         if (!IsLevel(record.type)) continue;
-        const double size = FlowOf(record.type, record.lasts);
-        load = std::isnan(load) ? size : load + size;
+        const double level = LevelOf(record.lasts);
+        if (!std::isnan(level)) load = std::isnan(load) ? level : load + level;
     }
     return load;
 }
@@ -22,7 +23,8 @@ std::map<double, double> LoadThroughTime(RunReader& run, const kzjournal::TimeRa
     for (const kzjournal::Name& name : run.Names()) {
         if (!IsLevel(name.type)) continue;
         run.ForEachPoint(name.name, range, [&](const kzjournal::SeriesPoint& point) {
-            load[point.elapsed] += FlowOf(name.type, point.lasts);
+            const double level = LevelOf(point.lasts);
+            if (!std::isnan(level)) load[point.elapsed] += level;
         });
     }
     return load;

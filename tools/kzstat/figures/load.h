@@ -7,7 +7,7 @@
 
 namespace kzstatprogram {
 
-// The load of a slice is the sum of all load sizes in it.
+// The load of a slice is the sum of all levels in it.
 
 /// NaN where none was reported.
 double LoadIn(const kzjournal::Slice& slice);

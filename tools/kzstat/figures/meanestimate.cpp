@@ -136,6 +136,11 @@ MeanEstimate EstimateOfRuns(const std::vector<double>& runs) {
     return estimate;
 }
 
+std::optional<double> MeanOf(const MeanEstimate& estimate) {
+    if (estimate.samples == 0) return std::nullopt;
+    return estimate.mean;
+}
+
 std::optional<double> WelchProbability(const MeanEstimate& a, const MeanEstimate& b) {
     if (a.freedom == 0 || b.freedom == 0) return std::nullopt;
     const double variance = a.variance + b.variance;

@@ -14,11 +14,11 @@ constexpr std::size_t kLeastSlices = 30;
 /// against.
 constexpr std::size_t kLeastRuns = 2;
 
-/// What one slice adds to the two sums whose quotient is the mean: that of its values and their
-/// number, or a rate or level and 1. Compatible.
+/// What one slice adds to the two sums whose quotient is the mean: the sum of its values and their
+/// number, for a rate an amount and its seconds, or a level and 1. Compatible.
 struct SliceSample {
     double sum;
-    double weight;  ///< above 0
+    double weight;  ///< not below 0
 };
 
 /// A mean, and how far it may be from the one that was drawn from. Compatible.
@@ -50,6 +50,9 @@ MeanEstimate EstimateOfSlices(const std::vector<SliceSample>& slices);
 
 /// Of independent samples, one per run. The variance is unknown for fewer than `kLeastRuns`.
 MeanEstimate EstimateOfRuns(const std::vector<double>& runs);
+
+/// Nothing without samples.
+std::optional<double> MeanOf(const MeanEstimate& estimate);
 
 /// How probable a difference of the means is that is at least this large where there is none
 /// between what the samples are drawn from: Welch's test, on both sides. Nothing where a variance

@@ -53,27 +53,27 @@ long long LostSlicesOf(RunReader& run) {
 
 }  // namespace
 
-RunHistory::RunHistory(const RunOpener& runs, const std::string& name,
-                       const kzjournal::TimeRange& range, const StopRequest& isStopRequested)
+RunHistory::RunHistory(const RunOpener& runs, const std::string& name, const Ranges& ranges,
+                       const StopRequest& isStopRequested)
     : RunHistory(
           [&] {
               std::unique_ptr<RunReader> run = runs.Open(name);
               run->StopWhen(isStopRequested);
               return run;
           },
-          range) {}
+          ranges) {}
 
-RunHistory::RunHistory(const Open& open, const kzjournal::TimeRange& range)
-    : RunHistory(*open(), open, range) {}
+RunHistory::RunHistory(const Open& open, const Ranges& ranges)
+    : RunHistory(*open(), open, ranges) {}
 
-RunHistory::RunHistory(RunReader& run, const Open& open, const kzjournal::TimeRange& range)
+RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     : m_facts(run.Facts()),
       m_sources(run.Sources()),
-      m_grid(m_facts.sliceLength, range.from, GridSizeFor(run.Names().size())),
+      m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_hasEnded(run.HasEnded()),
       m_lostSlices(LostSlicesOf(run)),
       m_notes(run.Notes()) {
-    const std::optional<kzjournal::Slice> last = run.LastSlice(range);
+    const std::optional<kzjournal::Slice> last = run.LastSlice(ranges.drawn);
     if (!last) return;
     m_lastSliceId = last->id;
     m_elapsed = last->elapsed;
@@ -82,8 +82,14 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const kzjournal::TimeRa
         m_grid.WidenColumnsFor(m_elapsed);
     }
     // Slices may come while this is read: all below is of those up to the last one.
-    const kzjournal::TimeRange known{range.from, m_elapsed};
+    const kzjournal::TimeRange known{ranges.drawn.from, m_elapsed};
     m_slices = run.CountSlices(known);
+    m_figuresRange = ranges.figures ? *ranges.figures : SlicesUnderLoad(run);
+    SetLoad(run.Load());
+    SliceRange ofFigures = m_figuresRange;
+    ofFigures.to = std::min(ofFigures.to, m_elapsed);
+    m_figures.Update(run, ofFigures);
+    m_seconds = SecondsOf(run, ofFigures);
     for (const CKZStatMessageRecord& record : run.Summary(known))
         m_names[TextOf(record.name)] = {record, {}, {}, m_lastSliceId, m_lastSliceId};
     if (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum) {
@@ -100,16 +106,37 @@ RunHistory::News RunHistory::NewsSince(RunReader& run, int sliceId) {
     News news{{}, run.HasEnded(), LostSlicesOf(run), run.Notes()};
     run.ForEachSliceAfter(sliceId,
                           [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
+    // As it is known with the last one of them, or later.
+    news.load = run.Load();
+    news.underLoad = SlicesUnderLoad(run);
+    news.secondsUnderLoad = SecondsOf(run, news.underLoad);
     return news;
 }
 
-bool RunHistory::HasRoomFor(const News& news) const {
-    return std::all_of(news.slices.begin(), news.slices.end(), [&](const kzjournal::Slice& slice) {
-        return !m_grid.Holds(slice.elapsed) || m_grid.HasRoomFor(slice.elapsed);
-    });
+bool RunHistory::CanAdd(const News& news) const {
+    return IsUnderTheSameLoad(news) &&
+           std::all_of(news.slices.begin(), news.slices.end(), [&](const kzjournal::Slice& slice) {
+               return !m_grid.Holds(slice.elapsed) || m_grid.HasRoomFor(slice.elapsed);
+           });
+}
+
+/// As far as the slices are concerned that were added.
+bool RunHistory::IsUnderTheSameLoad(const News& news) const {
+    const auto beginOf = [](const SliceRange& range) { return std::max(range.from, 0.0); };
+    const auto endOf = [&](const SliceRange& range) { return std::min(range.to, m_elapsed); };
+    return beginOf(m_figuresRange) == beginOf(news.underLoad) &&
+           endOf(m_figuresRange) == endOf(news.underLoad);
+}
+
+void RunHistory::SetLoad(const kzjournal::LoadSpan& load) {
+    m_facts.loadBegin = load.begin;
+    m_facts.loadEnd = load.end;
 }
 
 bool RunHistory::Add(const News& news) {
+    SetLoad(news.load);
+    m_figuresRange = news.underLoad;
+    m_seconds = news.secondsUnderLoad;
     for (const kzjournal::Slice& slice : news.slices) Add(slice);
     const bool isNew = !news.slices.empty() || news.hasEnded != m_hasEnded;
     m_hasEnded = news.hasEnded;
@@ -203,6 +230,7 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     m_lastSliceId = slice.id;
     m_elapsed = slice.elapsed;
     ++m_slices;
+    if (m_figuresRange.load.Covers(m_elapsed, m_facts.sliceLength)) m_figures.Add(slice);
     for (const CKZStatMessageRecord& record : slice.records) {
         Entry& entry = m_names[TextOf(record.name)];
         entry.latest = record;

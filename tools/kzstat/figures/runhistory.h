@@ -4,10 +4,13 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "figures/distributioncourse.h"
+#include "figures/livesummary.h"
+#include "figures/slicerange.h"
 #include "figures/timeline.h"
 #include "reading/runopener.h"
 
@@ -30,9 +33,14 @@ public:
 
     using StopRequest = std::function<bool()>;
 
-    /// Reads what there is of the range, by several readers at a time. Throws kzjournal::Error,
+    struct Ranges {
+        kzjournal::TimeRange drawn;
+        std::optional<SliceRange> figures;  ///< by default, and as the run goes on: under load
+    };
+
+    /// Reads what there is of the ranges, by several readers at a time. Throws kzjournal::Error,
     /// also as soon as `isStopRequested`, which several threads ask, returns true.
-    RunHistory(const RunOpener& runs, const std::string& name, const kzjournal::TimeRange& range,
+    RunHistory(const RunOpener& runs, const std::string& name, const Ranges& ranges,
                const StopRequest& isStopRequested = {});
 
     /// What a run has behind a slice.
@@ -41,20 +49,31 @@ public:
         bool hasEnded;
         long long lostSlices;
         std::vector<kzjournal::Note> notes;
+        kzjournal::LoadSpan load = {};
+        SliceRange underLoad = {};
+        double secondsUnderLoad = 0;
     };
     /// Throws kzjournal::Error.
     static News NewsSince(RunReader& run, int sliceId);
-    /// False if the run outgrows the buckets with it: it must be read again.
-    bool HasRoomFor(const News& news) const;
-    /// True where there was anything new. REQUIRES: `HasRoomFor(news)`.
+    /// False if the run outgrows the buckets with it, or if other slices are under load than seemed
+    /// to be: it must be read again.
+    bool CanAdd(const News& news) const;
+    /// True where there was anything new. REQUIRES: `CanAdd(news)`.
     bool Add(const News& news);
 
+    /// With the load as it is known by now.
     const kzjournal::Run& Facts() const { return m_facts; }
     const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
     const Grid& TimeGrid() const { return m_grid; }
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
     const Course& Load() const { return m_load; }
+    /// What all slices of the range of the figures say of each name that is in one.
+    const std::map<std::string, kzjournal::NameSummary>& Figures() const {
+        return m_figures.Names();
+    }
+    /// The time of the figures.
+    double Seconds() const { return m_seconds; }
     /// The distribution of the values in `entry.latest.totals`; null if it is not known.
     static const CKZStatDistribution* DistributionOf(const Entry& entry);
     /// The number of buckets of the longest course.
@@ -64,8 +83,6 @@ public:
     int LastSliceId() const { return m_lastSliceId; }
     double Elapsed() const { return m_elapsed; }
     long long Slices() const { return m_slices; }
-    /// The time that the slices cover.
-    double Seconds() const { return static_cast<double>(m_slices) * m_facts.sliceLength; }
     bool HasEnded() const { return m_hasEnded; }
     /// Those that the run had, as far as is known, and that are not stored.
     long long LostSlices() const { return m_lostSlices; }
@@ -81,14 +98,16 @@ private:
     /// Opens another reader of the run.
     using Open = std::function<std::unique_ptr<RunReader>()>;
 
-    RunHistory(const Open& open, const kzjournal::TimeRange& range);
-    RunHistory(RunReader& run, const Open& open, const kzjournal::TimeRange& range);
+    RunHistory(const Open& open, const Ranges& ranges);
+    RunHistory(RunReader& run, const Open& open, const Ranges& ranges);
     void ReadCourses(const Open& open, const kzjournal::TimeRange& range);
     void ReadCourse(RunReader& run, const std::string& name, Entry& entry,
                     const kzjournal::TimeRange& range) const;
     void ReadSlices(RunReader& run, const kzjournal::TimeRange& range);
     void ReadDistributions(RunReader& run, const kzjournal::TimeRange& range);
     void ReadLoad(RunReader& run, const kzjournal::TimeRange& range);
+    bool IsUnderTheSameLoad(const News& news) const;
+    void SetLoad(const kzjournal::LoadSpan& load);
     void Add(const kzjournal::Slice& slice);
     void DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share);
     static void AddDistribution(const Place& place, const kzjournal::Slice& sum,
@@ -96,11 +115,14 @@ private:
     Entry* Find(const CKZStatMessageRecord& record);
     void JoinColumnsFor(double elapsed);
 
-    const kzjournal::Run m_facts;
+    kzjournal::Run m_facts;
     const std::vector<kzjournal::Source> m_sources;
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;
+    SliceRange m_figuresRange;
+    LiveSummary m_figures;
+    double m_seconds = 0;
     int m_lastSliceId = 0;
     double m_elapsed = 0;
     long long m_slices = 0;

@@ -3,6 +3,7 @@
 #include <limits>
 #include <utility>
 
+#include "figures/levels.h"
 #include "figures/livesummary.h"
 #include "kzstatpoint.h"
 #include "kzstatpointkind.h"
@@ -94,6 +95,7 @@ bool IsLevel(CKZStatPointTypeEnum::PointType type) {
 }
 
 double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate) {
+    if (IsLevel(type)) return LevelOf(aggregate);
     const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
     return kind != nullptr ? kind->Flow(aggregate) : std::numeric_limits<double>::quiet_NaN();
 }
@@ -115,26 +117,21 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     return statistics;
 }
 
-double SecondsOf(RunReader& run, const kzjournal::TimeRange& range) {
-    return static_cast<double>(run.CountSlices(range)) * run.Facts().sliceLength;
-}
-
 Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds) {
     Statistics statistics = StatisticsOf(summary.record, seconds);
     statistics.distribution = std::move(summary.distribution);
     return statistics;
 }
 
-std::vector<Statistics> StatisticsOf(RunReader& run, const kzjournal::TimeRange& range) {
+std::vector<Statistics> StatisticsOf(RunReader& run, const SliceRange& range) {
     const double seconds = SecondsOf(run, range);
     std::vector<Statistics> rows;
-    for (kzjournal::NameSummary& each : run.SummaryWithDistributions(range))
+    for (kzjournal::NameSummary& each : SummaryWithLevels(run, range))
         rows.push_back(StatisticsOf(std::move(each), seconds));
     return rows;
 }
 
-std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength) {
-    const double seconds = static_cast<double>(summary.Slices()) * sliceLength;
+std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double seconds) {
     std::vector<Statistics> rows;
     for (const auto& [name, each] : summary.Names()) rows.push_back(StatisticsOf(each, seconds));
     return rows;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "figures/slicerange.h"
 #include "kzstatdistribution.h"
 #include "kzstatmessage.h"
 #include "reading/runreader.h"
@@ -43,23 +44,21 @@ bool IsSampled(CKZStatPointTypeEnum::PointType type);
 /// True for kinds whose value is the state of a moment.
 bool IsLevel(CKZStatPointTypeEnum::PointType type);
 
-/// What runs through a slice, as the kind of `type` has it. NaN for the other kinds.
+/// What runs through a slice, as the kind of `type` has it; the level of a level. NaN for the other
+/// kinds, and where no level was reported.
 double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate);
 
 /// `seconds` is the time that the totals cover.
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds);
-
-/// The time that the slices in the range cover.
-double SecondsOf(RunReader& run, const kzjournal::TimeRange& range);
 
 /// With the distribution.
 Statistics StatisticsOf(kzjournal::NameSummary summary, double seconds);
 
 /// Every name of the run over the range, with distributions. Reads all slices in the range where
 /// they have some.
-std::vector<Statistics> StatisticsOf(RunReader& run, const kzjournal::TimeRange& range);
-/// The same of a run that goes on. `sliceLength` in seconds.
-std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double sliceLength);
+std::vector<Statistics> StatisticsOf(RunReader& run, const SliceRange& range);
+/// The same of a run that goes on.
+std::vector<Statistics> StatisticsOf(const LiveSummary& summary, double seconds);
 
 }  // namespace kzstatprogram
 

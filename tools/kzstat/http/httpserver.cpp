@@ -1,6 +1,7 @@
 #include "http/httpserver.h"
 
 #include <microhttpd.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "kzjournalerror.h"
@@ -40,9 +42,11 @@ Connections::Duration TimeFor(std::size_t bytes) {
     return std::chrono::milliseconds(1000 * bytes / kMinBytesPerSecond);
 }
 
+/// Throws where there was no memory to note the connection.
 Connections::Handle HandleOf(MHD_Connection* connection) {
     const MHD_ConnectionInfo* const info =
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
+    if (info->socket_context == nullptr) throw std::bad_alloc();
     return *static_cast<Connections::Handle*>(info->socket_context);
 }
 
@@ -151,13 +155,25 @@ struct HttpServer::Callbacks {
                                MHD_ConnectionNotificationCode code) {
         Connections& connections = static_cast<HttpServer*>(server)->m_connections;
         if (code == MHD_CONNECTION_NOTIFY_STARTED) {
-            const MHD_ConnectionInfo* const info =
-                MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-            *handle = new Connections::Handle(connections.Open(info->connect_fd));
-        } else {
-            const std::unique_ptr<Connections::Handle> opened(
-                static_cast<Connections::Handle*>(*handle));
-            connections.Close(*opened);
+            *handle = Open(connections, connection);
+            return;
+        }
+        const std::unique_ptr<Connections::Handle> opened(
+            static_cast<Connections::Handle*>(*handle));
+        if (opened) connections.Close(*opened);
+    }
+
+    /// Null where there is no memory: the connection is then not answered.
+    static Connections::Handle* Open(Connections& connections, MHD_Connection* connection) {
+        const int socket =
+            MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+        try {
+            auto handle = std::make_unique<Connections::Handle>();
+            *handle = connections.Open(socket);
+            return handle.release();
+        } catch (const std::bad_alloc&) {
+            shutdown(socket, SHUT_RDWR);
+            return nullptr;
         }
     }
 
@@ -172,14 +188,11 @@ struct HttpServer::Callbacks {
         }
     }
 
-    /// Clients cause messages, too. They are of no interest.
+    /// Clients cause messages, too, which nobody asks for.
     static void KeepTrouble(void* server, const char* format, va_list arguments) {
         HttpServer& self = *static_cast<HttpServer*>(server);
-        if (!self.m_isStarting) return;
-        std::array<char, 512> text{};
-        std::vsnprintf(text.data(), text.size(), format, arguments);
-        self.m_trouble = text.data();
-        self.m_trouble.erase(self.m_trouble.find_last_not_of(".\n") + 1);
+        const RWMutexLock::LockGuard guard(self.m_troubleLock);
+        std::vsnprintf(self.m_trouble.data(), self.m_trouble.size(), format, arguments);
     }
 };
 
@@ -208,13 +221,18 @@ HttpServer::HttpServer(ListenSocket& socket, const TlsIdentity& identity, Handle
                                 MHD_OPTION_STRICT_FOR_CLIENT, 1,                                //
                                 MHD_OPTION_ARRAY, tls.data(),                                   //
                                 MHD_OPTION_END);
-    m_isStarting = false;
-    if (m_daemon == nullptr) throw kzjournal::Error("cannot serve: " + m_trouble);
+    if (m_daemon == nullptr) throw kzjournal::Error("cannot serve: " + Trouble());
     socket.Release();
 }
 
 HttpServer::~HttpServer() {
     MHD_stop_daemon(m_daemon);
+}
+
+std::string HttpServer::Trouble() {
+    const RWMutexLock::LockGuard guard(m_troubleLock);
+    const std::string text = m_trouble.data();
+    return text.substr(0, text.find_last_not_of(".\n") + 1);
 }
 
 bool HttpServer::Answer(MHD_Connection* connection, const char* path, const char* method) const {

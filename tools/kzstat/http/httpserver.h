@@ -1,13 +1,15 @@
 #ifndef KZSTATPROGRAM_HTTPSERVER_H
 #define KZSTATPROGRAM_HTTPSERVER_H
 
-#include <atomic>
+#include <array>
 #include <functional>
 #include <string>
 
 #include "http/connections.h"
 #include "http/httpmessages.h"
 #include "http/listensocket.h"
+#include "rw/mutex.h"
+#include "ryp/annotations.h"
 
 struct MHD_Connection;
 struct MHD_Daemon;
@@ -40,11 +42,12 @@ private:
 
     bool Answer(MHD_Connection* connection, const char* path, const char* method) const;
     HttpAnswer AnswerTo(const HttpRequest& request) const;
+    std::string Trouble();
 
     const Handler m_handler;
     mutable Connections m_connections;
-    std::string m_trouble;  // the reason why the server does not start
-    std::atomic<bool> m_isStarting{true};
+    RWMutexLock m_troubleLock;
+    std::array<char, 512> m_trouble RYP_GUARDED_BY(m_troubleLock){};  // the last message
     MHD_Daemon* m_daemon = nullptr;
 };
 

@@ -90,10 +90,10 @@ void LiveHistory::CatchUp() {
     }
 }
 
-/// False if it takes wider buckets than there are.
+/// False if all must be read again.
 bool LiveHistory::Add(const RunHistory::News& news) {
     const RWMutexLock::LockGuard guard(m_lock);
-    if (!m_history->HasRoomFor(news)) return false;
+    if (!m_history->CanAdd(news)) return false;
     if (m_history->Add(news)) m_changed.NotifyAll();
     return true;
 }
@@ -111,7 +111,7 @@ void LiveHistory::ReadAnew() {
     run->StopWhen(kzterminal::StopIsRequested);
     const bool isFirst = m_run == nullptr;
     auto history = std::make_unique<RunHistory>(
-        m_runs, m_name, kzjournal::TimeRange(),
+        m_runs, m_name, RunHistory::Ranges(),
         isFirst ? RunHistory::StopRequest() : kzterminal::StopIsRequested);
     // The name was opened several times.
     if (kzfiles::PlaceOf(m_name) != place)

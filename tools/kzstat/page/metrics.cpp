@@ -81,8 +81,10 @@ struct Sample {
     }
 };
 
-Sample SampleOf(const std::string& name, const RunHistory::Entry& entry, double seconds) {
-    return {name, entry, StatisticsOf(entry.latest, seconds), LabelsOf(name, entry.latest),
+/// Of all slices, since counters must never fall.
+Sample SampleOf(const std::string& name, const RunHistory::Entry& entry) {
+    constexpr double noRate = 0;
+    return {name, entry, StatisticsOf(entry.latest, noRate), LabelsOf(name, entry.latest),
             CKZStatPointKind::Find(entry.latest.type)};
 }
 
@@ -188,7 +190,7 @@ void AddSome(Exposition& part, const Family& family, const RunHistory& history,
     auto next = position.lastName ? names.upper_bound(*position.lastName) : names.begin();
     for (; next != names.end() && part.Text().size() < kMaxPartBytes; ++next) {
         Exposition lines;
-        family.addLines(lines, SampleOf(next->first, next->second, history.Seconds()));
+        family.addLines(lines, SampleOf(next->first, next->second));
         position.lastName = next->first;
         if (lines.Text().empty()) continue;
         if (!std::exchange(position.hasHeader, true))

@@ -43,13 +43,17 @@ Json RoundedNumber(double value) {
                                : std::round(value * scale) / scale);
 }
 
+/// `loadBegin` and `loadEnd` are in seconds since the start of the run, null while unknown: a page
+/// tells what is outside them from the load.
 Json RunJson(const kzjournal::Run& run) {
     return {{"id", kzterminal::EscapedText(run.id)},
             {"generator", kzterminal::EscapedText(run.generator)},
             {"startTime", Number(run.startTime)},
             {"sliceLength", Number(run.sliceLength)},
             {"host", kzterminal::EscapedText(run.host)},
-            {"commandLine", kzterminal::EscapedText(run.commandLine)}};
+            {"commandLine", kzterminal::EscapedText(run.commandLine)},
+            {"loadBegin", Number(run.loadBegin)},
+            {"loadEnd", Number(run.loadEnd)}};
 }
 
 /// The runs that have slices of their own.
@@ -136,7 +140,7 @@ Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
         json["maximum"] = Series(entry.course, from, &Bucket::maximum);
         json["count"] = Series(entry.course, from, &Bucket::count);
     }
-    const bool flows = !std::isnan(FlowOf(type, {}));
+    const bool flows = IsLevel(type) || !std::isnan(FlowOf(type, {}));
     if (flows) AddFlow(entry.course, from, IsLevel(type), json);
     return json;
 }
@@ -196,9 +200,19 @@ std::size_t FirstColumnMissing(const RunHistory::Entry& entry, std::size_t from,
     return entry.lastRowsId > page.lastSliceId ? 0 : from;
 }
 
-Json NameJson(const RunHistory::Entry& entry, const RunHistory& history, const PageState& page) {
-    const Statistics statistics = StatisticsOf(entry.latest, history.Seconds());
-    const CKZStatDistribution* const distribution = RunHistory::DistributionOf(entry);
+/// Without values where no slice of the range of the figures has the name.
+kzjournal::NameSummary FiguresOf(const std::string& name, const RunHistory::Entry& entry,
+                                 const RunHistory& history) {
+    const auto found = history.Figures().find(name);
+    if (found != history.Figures().end()) return found->second;
+    return {{entry.latest.name, entry.latest.type, {}, {}}, std::nullopt};
+}
+
+Json NameJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history,
+              const PageState& page) {
+    const Statistics statistics = StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
+    const CKZStatDistribution* const distribution =
+        statistics.distribution ? &*statistics.distribution : nullptr;
     const std::size_t from = page.firstBucketMissing;
     Json json = {{"name", kzterminal::EscapedText(statistics.name)},
                  {"type", Types::GetStringFromEnumType(entry.latest.type)},
@@ -230,6 +244,8 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
+/// `seconds` is the time of the figures, which are those of the slices under load unless the user
+/// has chosen others; `elapsed` and `slices` are of all that is drawn.
 Json PageWithoutNames(const RunHistory& history, const PageState& page) {
     const std::size_t from = page.firstBucketMissing;
     return {{"run", RunJson(history.Facts())},
@@ -240,6 +256,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},
             {"slices", history.Slices()},
+            {"seconds", Number(history.Seconds())},
             {"grid",
              {{"first", Number(history.TimeGrid().First())},
               {"width", Number(history.TimeGrid().Width())},
@@ -263,7 +280,7 @@ std::string PageJson(const RunHistory& history, const PageState& page) {
     Json json = PageWithoutNames(history, page);
     Json& names = json["names"] = Json::array();
     for (const auto& [name, entry] : history.Names())
-        names.push_back(NameJson(entry, history, page));
+        names.push_back(NameJson(name, entry, history, page));
     return json.dump();
 }
 
@@ -275,7 +292,7 @@ PagePart NextPagePart(const RunHistory& history, const PageState& page,
     std::string names;
     for (; next != history.Names().end() && names.size() < kMaxPartBytes; ++next) {
         if (!names.empty()) names += ',';
-        names += NameJson(next->second, history, page).dump();
+        names += NameJson(next->first, next->second, history, page).dump();
         part.lastName = next->first;
     }
     part.isLast = next == history.Names().end();

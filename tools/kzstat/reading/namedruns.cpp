@@ -20,7 +20,9 @@ public:
     }
 
     const kzjournal::Run& Facts() const override { return m_journal.Facts(); }
+    kzjournal::LoadSpan Load() override { return m_journal.Load(); }
     bool HasEnded() override { return m_journal.HasEnded(); }
+    bool IsAbandoned() override { return m_journal.IsAbandoned(); }
     long long LostSlices() override { return m_journal.LostSlices(); }
     long long ExpectedSlices() override { return m_journal.ExpectedSlices(); }
     kzjournal::Completeness GetCompleteness() override { return m_journal.GetCompleteness(); }
@@ -32,6 +34,9 @@ public:
 
     int LastSliceId() override { return m_journal.LastSliceId(); }
     long long CountSlices(const TimeRange& range) override { return m_journal.CountSlices(range); }
+    std::vector<double> SliceEnds(const TimeRange& range) override {
+        return m_journal.SliceEnds(range);
+    }
     std::vector<kzjournal::Name> Names() override { return m_journal.Names(); }
 
     std::optional<kzjournal::Slice> LastSlice(const TimeRange& range) override {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kzjournalerror.h"
+#include "kzjournalload.h"
 #include "kzjournalrun.h"
 #include "kzjournalslice.h"
 #include "kzjournalsummary.h"
@@ -35,10 +36,15 @@ public:
     /// it again and again; several readers may share it.
     virtual void StopWhen(std::function<bool()> isRequested) = 0;
 
-    /// They do not change while the reader exists, and live as long as it does.
+    /// They do not change while the reader exists, and live as long as it does: `Load` knows more
+    /// than their load.
     virtual const kzjournal::Run& Facts() const = 0;
+    /// When the load began and ended, as far as is known with the slices that there are.
+    virtual kzjournal::LoadSpan Load() = 0;
     /// False while the run is active, and if its process was killed.
     virtual bool HasEnded() = 0;
+    /// True if the run has not ended and its process is gone, as far as that can be known.
+    virtual bool IsAbandoned() = 0;
     /// Slices that could not be stored; 0 until the run has ended.
     virtual long long LostSlices() = 0;
     /// Slices that the run had when its last slice was stored or, once it has ended, at its end.
@@ -55,6 +61,8 @@ public:
     /// The highest slice id; 0 if there is no slice.
     virtual int LastSliceId() = 0;
     virtual long long CountSlices(const kzjournal::TimeRange& range = {}) = 0;
+    /// The ends of the slices in the range, in ascending order.
+    virtual std::vector<double> SliceEnds(const kzjournal::TimeRange& range = {}) = 0;
     /// Sorted by name.
     virtual std::vector<kzjournal::Name> Names() = 0;
 

@@ -35,15 +35,15 @@ const char* TextOf(Tested tested) {
     }
 }
 
-const char* TextOf(Verdict verdict) {
-    switch (verdict) {
-        case Verdict::Marked:
+const char* TextOf(Finding finding) {
+    switch (finding) {
+        case Finding::Marked:
             return "marked";
-        case Verdict::Unclear:
+        case Finding::Unclear:
             return "unclear";
-        case Verdict::BelowLeast:
+        case Finding::BelowLeast:
             return "below_least";
-        case Verdict::TooFewSamples:
+        case Finding::TooFewSamples:
             return "too_few_samples";
         default:
             return "not_comparable";
@@ -69,8 +69,8 @@ Json JsonOf(const Difference& difference, const std::vector<Percentile>& percent
     json["effective_samples"] = {{"first", Number(EffectiveSamples(meanBefore))},
                                  {"second", Number(EffectiveSamples(meanAfter))}};
     json["p_value"] = Number(difference.probability.value_or(kNone));
-    json["is_significant"] = difference.verdict == Verdict::Marked;
-    json["verdict"] = TextOf(difference.verdict);
+    json["is_significant"] = difference.finding == Finding::Marked;
+    json["finding"] = TextOf(difference.finding);
     json["percentiles"] = Json::object();
     for (const Percentile& each : PercentilesIn(difference, percentiles))
         json["percentiles"][each.title] =

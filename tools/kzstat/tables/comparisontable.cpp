@@ -53,7 +53,7 @@ std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
     std::vector<ComparisonRow> rows;
     for (const Difference& each : differences) {
         rows.push_back({each.before->name, QuantityOf(each), MeanOf(each.meanBefore),
-                        MeanOf(each.meanAfter), each.probability, each.verdict == Verdict::Marked});
+                        MeanOf(each.meanAfter), each.probability, each.finding == Finding::Marked});
         for (const Percentile& percentile : PercentilesIn(each, percentiles))
             rows.push_back({each.before->name, percentile.title + " " + each.before->unit,
                             QuantileOf(*each.before, percentile.quantile),

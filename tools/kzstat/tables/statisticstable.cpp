@@ -30,6 +30,14 @@ std::string Cell(const NumberColumn& column, const Statistics& row) {
     return column.title == "stddev" ? Cell(row.deviation) : Cell(column.valueOf(row));
 }
 
+/// "under load 0:00 to 0:30".
+std::string LoadText(const kzjournal::LoadSpan& load) {
+    std::string text = load.end ? "under load " : "under load since ";
+    text.append(TimeOfRun(load.begin.value_or(0)));
+    if (load.end) text.append(" to ").append(TimeOfRun(*load.end));
+    return text;
+}
+
 }  // namespace
 
 Table TableOf(const std::vector<Statistics>& rows, const std::vector<Percentile>& percentiles,
@@ -54,14 +62,18 @@ Table TableOf(const std::vector<Statistics>& rows, const std::vector<Percentile>
     return table;
 }
 
-std::string DescribeRun(RunReader& run, const kzjournal::TimeRange& range) {
+std::string DescribeRun(RunReader& run, const SliceRange& range) {
     const kzjournal::Run& facts = run.Facts();
     std::string line = kzterminal::Printable(facts.generator) + " on " +
                        kzterminal::Printable(facts.host) + " since " + WallClock(facts.startTime) +
                        ", " + CompletenessText(run) + " of " + ReadableNumber(facts.sliceLength) +
                        " s";
-    if (const long long chosen = run.CountSlices(range); chosen < run.CountSlices())
-        line += ", " + std::to_string(chosen) + " in the range";
+    const long long all = run.CountSlices();
+    const long long chosen = run.CountSlices(range);
+    if (range.isOfLoad)
+        return line + ", " + LoadText(range.load) + ", " + std::to_string(chosen) + " of " +
+               std::to_string(all) + " slices";
+    if (chosen < all) line += ", " + std::to_string(chosen) + " in the range";
     return line;
 }
 

@@ -23,7 +23,7 @@ kzterminal::Table TableOf(const std::vector<Statistics>& rows,
                           const std::vector<std::string>& sparklines = {});
 
 /// What a run is and how much of it is stored, as a line.
-std::string DescribeRun(RunReader& run, const kzjournal::TimeRange& range);
+std::string DescribeRun(RunReader& run, const SliceRange& range);
 
 /// What was noted of the run, such as gaps, a line each; what is too much for a terminal is
 /// counted.
