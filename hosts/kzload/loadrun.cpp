@@ -27,11 +27,15 @@ LoadRun::LoadRun(const Options& options, const Target& target, Terminal& termina
       m_target(target),
       m_terminal(terminal),
       m_messages(messages),
+      m_verdict(options, m_run, terminal),
       m_run(kRunName, options.sliceSeconds) {}
 
-void LoadRun::Execute() {
+kzconditions::Outcome LoadRun::Execute() {
     try {
-        if (!Begin()) return Abandon();
+        if (!Begin()) {
+            Abandon();
+            return kzconditions::Outcome::CannotTell;
+        }
     } catch (...) {
         Abandon();
         throw;
@@ -39,7 +43,7 @@ void LoadRun::Execute() {
     while (!LoadIsOver()) KeepGoing();
     StopLoad();
     FinishRun();
-    PrintResults();
+    return PrintResults();
 }
 
 /// Returns false where something went wrong that the load should not begin with.
@@ -69,6 +73,7 @@ void LoadRun::ListenToSlices() {
         if (!load.Covers(slice.GetElapsed(), slice.GetSliceLength())) KeepLevels(m_totals, totals);
         m_totals = std::move(totals);
     });
+    m_run.OnSlice([this](const CKZStatSliceValues& slice) { m_verdict.OnSlice(slice); });
     if (!m_options.journalFile.empty())
         kzjournal::Keep(m_run, m_options.journalFile, "", m_options.commandLine);
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
@@ -94,7 +99,8 @@ double LoadRun::SecondsSinceStart() const {
 }
 
 bool LoadRun::LoadIsOver() const {
-    return kzterminal::StopIsRequested() || SecondsSinceStart() >= m_options.durationSeconds ||
+    return kzterminal::StopIsRequested() || m_verdict.AsksToStop() ||
+           SecondsSinceStart() >= m_options.durationSeconds ||
            m_state.ServerIsOutOfReach(m_options.clients);
 }
 
@@ -137,7 +143,7 @@ void LoadRun::ComplainAboutConnections() {
                         m_state.FirstConnectFailure());
 }
 
-void LoadRun::PrintResults() {
+kzconditions::Outcome LoadRun::PrintResults() {
     const long long made = m_state.RequestsMade();
     const Requests requests = RequestsIn(m_totals);
     m_terminal.PrintTotals(m_totals);
@@ -148,7 +154,9 @@ void LoadRun::PrintResults() {
         m_terminal.Complain("no request succeeded; is " + WithoutSecrets(m_target.Url()) +
                             " the right URL?");
     m_terminal.Complain(m_messages.Close());
+    const kzconditions::Outcome verdict = m_verdict.Tell();
     if (!m_options.journalFile.empty()) m_terminal.PrintFrame(WhereTheRunIs(FileOfTheRun()));
+    return verdict;
 }
 
 /// Where the journal ended: it goes on beside its file if that one is removed.

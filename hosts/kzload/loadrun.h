@@ -11,6 +11,7 @@
 #include "messagefile.h"
 #include "options.h"
 #include "report.h"
+#include "runverdict.h"
 #include "terminal.h"
 
 namespace kzload {
@@ -25,8 +26,9 @@ public:
             MessageFile& messages);
 
     /// Loads the target until the time is up or a stop is asked for, and prints the results. Where
-    /// the journal cannot be made, complains and ends before the load begins.
-    void Execute();
+    /// the journal cannot be made, complains and ends before the load begins. Returns what the
+    /// conditions of the run come to; passed without any.
+    kzconditions::Outcome Execute();
 
 private:
     bool Begin();
@@ -41,7 +43,7 @@ private:
     void Complain(const CKZStatRunResult& result);
     void ShowProgress();
     void ComplainAboutConnections();
-    void PrintResults();
+    kzconditions::Outcome PrintResults();
     std::string FileOfTheRun() const;
     bool HasEndedIn(const std::string& path) const;
 
@@ -51,6 +53,7 @@ private:
     // The delivering thread's, until the run has finished.
     MessageFile& m_messages;
     std::vector<Total> m_totals;  // of the latest slice
+    RunVerdict m_verdict;
 
     LoadState m_state;
     bool m_complainedAboutConnections = false;

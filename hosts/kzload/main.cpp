@@ -21,6 +21,7 @@ namespace kzload {
 namespace {
 
 constexpr int kFailed = 1;
+constexpr int kCannotTell = 2;
 
 /// The transfer library, ready for use by any thread while this lives. Made before other threads
 /// start.
@@ -77,10 +78,11 @@ int Run(const Options& options) {
     if (options.url.empty()) server.emplace(options.clients);
     const Target target =
         server ? Target::Shop(server->Url()) : Target::Of(options.url, options.requestName);
-    LoadRun(options, target, terminal, messages).Execute();
+    const kzconditions::Outcome verdict = LoadRun(options, target, terminal, messages).Execute();
 
     terminal.CheckOutput();
-    return terminal.HasComplained() ? kFailed : 0;
+    if (terminal.HasComplained() || verdict == kzconditions::Outcome::Failed) return kFailed;
+    return verdict == kzconditions::Outcome::CannotTell ? kCannotTell : 0;
 }
 
 }  // namespace

@@ -13,6 +13,8 @@
 #include <memory>
 #include <sstream>
 
+#include "conditions/conditionfile.h"
+#include "kzjournalerror.h"
 #include "terminal/terminaltext.h"
 
 namespace kzload {
@@ -110,6 +112,63 @@ CLI::Validator NameOfStatistics() {
         "");
 }
 
+/// A single run has not changed.
+std::string MistakeIn(const kzconditions::Condition& condition) {
+    if (!condition.IsChange()) return {};
+    return "'" + condition.text + "': there is no run to compare with; see kzstat verdict";
+}
+
+CLI::Validator ConditionOfARun() {
+    return CLI::Validator(
+        [](const std::string& text) -> std::string {
+            try {
+                return MistakeIn(kzconditions::ConditionOf(text));
+            } catch (const kzjournal::Error& error) {
+                return error.what();
+            }
+        },
+        "");
+}
+
+/// The conditions of a command line, before they are read.
+struct ConditionTexts {
+    std::vector<std::string> required;
+    std::string file;  // empty: none
+    std::vector<std::string> abortIf;
+};
+
+/// Throws kzjournal::Error.
+void ReadConditions(const ConditionTexts& texts, Options& options) {
+    options.required = kzconditions::ConditionsOf(texts.required);
+    options.abortIf = kzconditions::ConditionsOf(texts.abortIf);
+    if (texts.file.empty()) return;
+    for (kzconditions::Condition& each : kzconditions::ReadConditions(texts.file)) {
+        if (const std::string mistake = MistakeIn(each); !mistake.empty())
+            throw kzjournal::Error(texts.file + ": " + mistake);
+        options.required.push_back(std::move(each));
+    }
+}
+
+void DeclareConditions(CLI::App& app, ConditionTexts& texts) {
+    app.add_option("--require", texts.required,
+                   "What must be so at the end, such as 'request.time p95 < 250ms'; the exit"
+                   " status is 1 if it is not")
+        ->type_name("CONDITION")
+        ->check(ConditionOfARun())
+        ->expected(1)
+        ->take_all();
+    app.add_option("--conditions", texts.file, "A file of such conditions, one per line")
+        ->type_name("FILE")
+        ->check(Named());
+    app.add_option("--abort-if", texts.abortIf,
+                   "What ends the load with exit status 1 once it is so, such as 'errors share >"
+                   " 50%'; not before three slices")
+        ->type_name("CONDITION")
+        ->check(ConditionOfARun())
+        ->expected(1)
+        ->take_all();
+}
+
 /// The arguments, with blanks between them.
 std::string CommandLine(int argc, char** argv) {
     std::string line = "kzload";
@@ -187,17 +246,24 @@ std::optional<Options> ReadOptions(int argc, char** argv, int& exitStatus) {
     options.commandLine = CommandLine(argc, argv);
     CLI::App app("Loads an HTTP server with simulated clients and shows statistics per slice.",
                  "kzload");
+    app.footer(
+        "Exits with status 0 if the run was complete and met its conditions, 1 if it failed or did"
+        " not\nmeet one, and 2 if the command line was invalid or a condition cannot be told.");
     app.option_defaults()->always_capture_default();
+    ConditionTexts conditions;
     Declare(app, options);
+    DeclareConditions(app, conditions);
     try {
         app.parse(argc, argv);
+        ReadConditions(conditions, options);
         options.threads = std::min(options.threads, options.clients);
         if (options.requestName.empty()) options.requestName = MethodAndPath(options.url);
         return options;
     } catch (const CLI::CallForHelp&) {
         std::fputs(app.help().c_str(), stdout);
         exitStatus = 0;
-    } catch (const CLI::ParseError& error) {
+    } catch (const std::exception& error) {
+        // Of the parser, or of a condition.
         const std::string reason = WithoutSecretsOf(argc, argv, error.what());
         std::fprintf(stderr, "kzload: %s (see kzload --help)\n",
                      kzterminal::Printable(reason).c_str());

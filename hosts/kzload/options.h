@@ -3,6 +3,9 @@
 
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "conditions/condition.h"
 
 namespace kzload {
 
@@ -18,6 +21,8 @@ struct Options {
     std::string messagesFile;  // empty: none
     std::string journalFile;   // empty: none
     bool quiet = false;
+    std::vector<kzconditions::Condition> required;  // what must be so at the end
+    std::vector<kzconditions::Condition> abortIf;   // what ends the load once it is so
     std::string commandLine;  // the call, without the user and password of the URL
 };
 

@@ -46,8 +46,10 @@ public:
     void CloseSource(int source, std::optional<double> endTime, long long lostSlices,
                      long long expectedSlices);
 
-    /// Adds a note to the run.
+    /// Adds a note to its source, or to the run.
     void AddNote(const Note& note);
+    /// Adds a condition to a source, or to the run.
+    void AddCondition(const std::string& text, int source = 0);
 
     /// Ends the run: `endTime` in seconds since 1970-01-01 UTC, no value if one of its sources did
     /// not end. The expected slices are those that were appended plus `lostSlices`. When this

@@ -57,8 +57,12 @@ public:
     /// The sources of a merged run, through all levels, in the order of their numbers; empty for
     /// any other run.
     std::vector<Source> Sources();
-    /// What was noted of the run, in the order in which it was.
+    /// What was noted of the run and, where it is merged, of its sources that have slices of their
+    /// own, in the order of time.
     std::vector<Note> Notes();
+    /// The conditions that were stored for the run and for those sources, each text once, in the
+    /// order in which they were.
+    std::vector<std::string> Conditions();
     /// The numbers of the sources with a slice in this one.
     std::vector<int> SourcesOfSlice(int sliceId);
 

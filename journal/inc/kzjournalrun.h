@@ -27,8 +27,9 @@ struct Run {
 
 /// What is worth knowing about a moment of a run. Compatible.
 struct Note {
-    double time = 0;  ///< in seconds since 1970-01-01 UTC
-    std::string text;
+    double time = 0;   ///< in seconds since 1970-01-01 UTC
+    std::string text;  ///< any bytes
+    int source = 0;    ///< the number of the source that it is about; 0 for the run itself
 };
 
 /// A run that is part of a merged run, directly or through another merged run.

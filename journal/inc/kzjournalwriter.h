@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kzjournal_export.h"
 #include "kzjournalerror.h"
@@ -57,10 +58,12 @@ public:
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
 
-    /// Creates the file for `run`. An existing file must be empty: no run is ever overwritten, and
-    /// two runs do not share a file. If this fails, `Append` returns `Lost` without a problem, and
-    /// `Close` does nothing.
-    [[nodiscard]] std::optional<Error> Open(const std::string& path, const Run& run);
+    /// Creates the file for `run` and the texts of the conditions that it is to meet, of at most
+    /// 64 KB each. An existing file must be empty: no run is ever overwritten, and two runs do not
+    /// share a file. If this fails, `Append` returns `Lost` without a problem, and `Close` does
+    /// nothing.
+    [[nodiscard]] std::optional<Error> Open(const std::string& path, const Run& run,
+                                            const std::vector<std::string>& conditions = {});
 
     bool IsOpen() const { return m_worker != nullptr; }
 

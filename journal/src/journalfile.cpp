@@ -14,24 +14,27 @@
 namespace kzjournal {
 namespace {
 
-constexpr char kRunsTable[] =
-    "CREATE TABLE runs ("
-    " number INTEGER PRIMARY KEY,"
-    " parent INTEGER REFERENCES runs,"
-    " run_id TEXT NOT NULL UNIQUE,"
-    " generator TEXT NOT NULL,"
-    " test_name TEXT NOT NULL,"
-    " start_time REAL NOT NULL,"
-    " slice_length REAL NOT NULL,"
-    " host TEXT NOT NULL,"
-    " command_line TEXT NOT NULL,"
-    " load_begin REAL,"
-    " load_end REAL,"
-    " end_time REAL,"
-    " expected_slices INTEGER NOT NULL DEFAULT 0,"
-    " lost_slices INTEGER NOT NULL DEFAULT 0,"
-    " is_merged INTEGER NOT NULL,"
-    " checksum INTEGER NOT NULL DEFAULT 0);";
+std::string RunsTable(bool hasAnnotations) {
+    return std::string(
+               "CREATE TABLE runs ("
+               " number INTEGER PRIMARY KEY,"
+               " parent INTEGER REFERENCES runs,"
+               " run_id TEXT NOT NULL UNIQUE,"
+               " generator TEXT NOT NULL,"
+               " test_name TEXT NOT NULL,"
+               " start_time REAL NOT NULL,"
+               " slice_length REAL NOT NULL,"
+               " host TEXT NOT NULL,"
+               " command_line TEXT NOT NULL,"
+               " load_begin REAL,"
+               " load_end REAL,"
+               " end_time REAL,"
+               " expected_slices INTEGER NOT NULL DEFAULT 0,"
+               " lost_slices INTEGER NOT NULL DEFAULT 0,"
+               " is_merged INTEGER NOT NULL,"
+               " checksum INTEGER NOT NULL DEFAULT 0") +
+           (hasAnnotations ? ", annotations_checksum INTEGER NOT NULL DEFAULT 0" : "") + ");";
+}
 
 std::string SlicesTable(bool hasMessage) {
     return std::string(
@@ -69,13 +72,21 @@ constexpr char kOtherTables[] =
     " note_id INTEGER PRIMARY KEY,"
     " run_number INTEGER NOT NULL,"
     " time REAL NOT NULL,"
-    " text TEXT NOT NULL);"
+    " text TEXT NOT NULL);";
 
+// Never filled by those who wrote it.
+constexpr char kUnusedConditionsTable[] =
     "CREATE TABLE conditions ("
     " condition_id INTEGER PRIMARY KEY,"
     " text TEXT NOT NULL,"
     " measured REAL,"
     " holds INTEGER);";
+
+constexpr char kConditionsTable[] =
+    "CREATE TABLE conditions ("
+    " condition_id INTEGER PRIMARY KEY,"
+    " run_number INTEGER NOT NULL,"
+    " text TEXT NOT NULL);";
 
 // What a chunk has beside its records. A message and a distribution are either among the recent
 // ones or in a block.
@@ -174,7 +185,9 @@ std::string Schema(int version) {
     const bool hasPercentiles = version >= kPercentilesSchemaVersion;
     const bool hasBlocks = version >= kBlocksSchemaVersion;
     // Chunk by chunk, so that the records of a name are found by the key.
-    return kRunsTable + SlicesTable(!hasBlocks) + kOtherTables + (hasBlocks ? kBlockTables : "") +
+    return RunsTable(hasBlocks) + SlicesTable(!hasBlocks) + kOtherTables +
+           (hasBlocks ? kConditionsTable : kUnusedConditionsTable) +
+           (hasBlocks ? kBlockTables : "") +
            RecordsTable("records", "run_number, chunk, name_id, slice_id", hasPercentiles,
                         !hasBlocks) +
            RecordsTable("recent_records", "run_number, slice_id, name_id", hasPercentiles, true) +

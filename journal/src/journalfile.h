@@ -22,7 +22,8 @@ inline constexpr char kPercentileColumns[] = "last_p50, last_p90, last_p95, last
 /// Marks the file as a journal, in the database's own header.
 inline constexpr int kApplicationId = 0x4b5a6a31;
 
-/// The first schemas with percentiles, with blocks, and whose writers hold a `WriterLock`.
+/// The first schemas with percentiles, with blocks, costs and annotations, and whose writers hold a
+/// `WriterLock`.
 inline constexpr int kPercentilesSchemaVersion = 4;
 inline constexpr int kBlocksSchemaVersion = 5;
 inline constexpr int kWriterLockSchemaVersion = 5;
@@ -50,6 +51,9 @@ inline constexpr double kMaxSeconds = 253402300799;
 
 /// Slices are not shorter, so that a run has no more of them than can be counted.
 inline constexpr double kMinSliceLength = 1e-6;
+
+/// No note and no condition is longer.
+inline constexpr int kMaxAnnotationBytes = 64 << 10;
 
 /// How long a database call waits for another process that holds the file locked.
 inline constexpr int kLockWaitMilliseconds = 200;

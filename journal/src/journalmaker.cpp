@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "annotations.h"
 #include "journalfile.h"
 #include "kzjournalerror.h"
 #include "runrow.h"
@@ -90,13 +91,32 @@ void EnterTheLog(SQLite::Database& database) {
     database.exec("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
 }
 
-WriterLock FillEmptyFile(SQLite::Database& database, const std::string& path, const Run& run) {
+/// A run and what it is to meet. Compatible.
+struct NewRun {
+    const Run& run;
+    const std::vector<std::string>& conditions;
+};
+
+void RefuseWhatIsImpossible(const std::string& path, const NewRun& added) {
+    std::string reason = WhyImpossible(added.run);
+    for (const std::string& condition : added.conditions)
+        if (reason.empty() && !WhyImpossible(condition).empty())
+            reason = "a condition is impossible: " + WhyImpossible(condition);
+    if (!reason.empty()) throw Error("cannot keep a run in " + path + ": " + reason);
+}
+
+void InsertNewRun(SQLite::Database& database, const NewRun& added) {
+    InsertRun(database, 0, std::nullopt, added.run, false);
+    for (const std::string& condition : added.conditions) InsertCondition(database, 0, condition);
+}
+
+WriterLock FillEmptyFile(SQLite::Database& database, const std::string& path, const NewRun& added) {
     EnterTheLog(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Once more, since another process may have come first.
     if (HasTables(database)) RefuseAsInUse(path);
     CreateTables(database);
-    InsertRun(database, 0, std::nullopt, run, false);
+    InsertNewRun(database, added);
     WriterLock lock(PathOf(database));
     transaction.commit();
     return lock;
@@ -116,14 +136,14 @@ std::string RunWithoutSlices(SQLite::Database& database) {
 
 /// Takes over the file of a run that was killed before its first slice. A writer that lives keeps
 /// others from leaving the log. Of several that take the file over at once, the first one wins.
-WriterLock TakeOver(SQLite::Database& database, const std::string& path, const Run& run) {
+WriterLock TakeOver(SQLite::Database& database, const std::string& path, const NewRun& added) {
     const std::string killed = RunWithoutSlices(database);
     if (killed.empty() || !LeaveTheLog(database)) RefuseAsInUse(path);
     EnterTheLog(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     if (RunWithoutSlices(database) != killed) RefuseAsInUse(path);
-    database.exec("DELETE FROM runs");
-    InsertRun(database, 0, std::nullopt, run, false);
+    database.exec("DELETE FROM runs; DELETE FROM notes; DELETE FROM conditions");
+    InsertNewRun(database, added);
     WriterLock lock(PathOf(database));
     transaction.commit();
     return lock;
@@ -144,16 +164,17 @@ WritableJournal CopyInto(SQLite::Database& from, const std::string& path) {
 
 }  // namespace
 
-WritableJournal MakeJournal(const std::string& path, const Run& run) {
+WritableJournal MakeJournal(const std::string& path, const Run& run,
+                            const std::vector<std::string>& conditions) {
     RefuseNamesOfNoFile(path);
-    if (const std::string reason = WhyImpossible(run); !reason.empty())
-        throw Error("cannot keep a run in " + path + ": " + reason);
+    RefuseWhatIsImpossible(path, {run, conditions});
     RefuseAPartOfAnotherRun(path);
     CreateOrFindFile(path);
     try {
         SQLite::Database database = OpenForWriting(path);
-        WriterLock lock = HasTables(database) ? TakeOver(database, path, run)
-                                              : FillEmptyFile(database, path, run);
+        const NewRun added{run, conditions};
+        WriterLock lock = HasTables(database) ? TakeOver(database, path, added)
+                                              : FillEmptyFile(database, path, added);
         return {std::move(database), std::move(lock)};
     } catch (const SQLite::Exception& error) {
         throw Error(ExplainMaking(path, error));

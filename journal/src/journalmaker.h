@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kzjournalrun.h"
 #include "writerlock.h"
@@ -17,10 +18,11 @@ struct WritableJournal {
     WriterLock lock;
 };
 
-/// Makes the journal of `run`, readable by its owner only. The file must be new, empty, or left
-/// without a slice by a run that was killed. With what is written then, a commit is on the disk
-/// when it returns. Throws `Error`.
-WritableJournal MakeJournal(const std::string& path, const Run& run);
+/// Makes the journal of `run` with its conditions, readable by its owner only. The file must be
+/// new, empty, or left without a slice by a run that was killed. With what is written then, a
+/// commit is on the disk when it returns. Throws `Error`.
+WritableJournal MakeJournal(const std::string& path, const Run& run,
+                            const std::vector<std::string>& conditions);
 
 /// Copies the journal that `from` has open, wherever its file is now, into a new file beside
 /// `path`: PATH.recovered-N with the first free number. It is written like the one from

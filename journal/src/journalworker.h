@@ -28,8 +28,9 @@ namespace kzjournal {
 class Worker {
 public:
     /// Throws `Error`.
-    Worker(const std::string& path, const kzjournal::Run& run)
-        : m_store(std::in_place, path, run, SliceStore::SafeAtOnce),
+    Worker(const std::string& path, const kzjournal::Run& run,
+           const std::vector<std::string>& conditions)
+        : m_store(std::in_place, path, run, conditions, SliceStore::SafeAtOnce),
           m_path(path),
           m_load{run.loadBegin, run.loadEnd} {}
 

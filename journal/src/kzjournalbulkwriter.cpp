@@ -7,7 +7,9 @@
 namespace kzjournal {
 
 BulkWriter::BulkWriter(const std::string& path, const Run& run)
-    : m_path(path), m_store(std::make_unique<SliceStore>(path, run, SliceStore::SafeAtTheEnd)) {}
+    : m_path(path),
+      m_store(std::make_unique<SliceStore>(path, run, std::vector<std::string>(),
+                                           SliceStore::SafeAtTheEnd)) {}
 
 BulkWriter::~BulkWriter() {
     m_store.reset();
@@ -59,7 +61,11 @@ void BulkWriter::CloseSource(int source, std::optional<double> endTime, long lon
 }
 
 void BulkWriter::AddNote(const Note& note) {
-    m_store->AddNote(note);
+    m_store->AddNote(note.source, note);
+}
+
+void BulkWriter::AddCondition(const std::string& text, int source) {
+    m_store->AddCondition(source, text);
 }
 
 void BulkWriter::Close(std::optional<double> endTime, long long lostSlices) {

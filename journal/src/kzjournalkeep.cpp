@@ -18,8 +18,11 @@ using Guard = RWMutexLock::LockGuard;
 /// delivers slices: the lock lets slices wait for the file.
 class Keeper : public CKZStatRunListener {
 public:
-    Keeper(const CKZStatRun& run, std::string path, Run facts)
-        : m_run(run), m_path(std::move(path)), m_facts(std::move(facts)) {}
+    Keeper(const CKZStatRun& run, std::string path, Run facts, std::vector<std::string> conditions)
+        : m_run(run),
+          m_path(std::move(path)),
+          m_facts(std::move(facts)),
+          m_conditions(std::move(conditions)) {}
 
     /// Joins the run before it opens the file, so that no slice falls between the two and no file
     /// is made for a run that is over. Returns false in that case.
@@ -28,7 +31,7 @@ public:
         {
             const Guard guard(keeper->m_lock);
             if (!run.AddListener(keeper)) return false;
-            error = keeper->m_writer.Open(keeper->m_path, keeper->m_facts);
+            error = keeper->m_writer.Open(keeper->m_path, keeper->m_facts, keeper->m_conditions);
         }
         if (error) run.AddComplaint(error->what());
         return true;
@@ -64,27 +67,33 @@ private:
     const CKZStatRun& m_run;  // outlives every `OnSlice`, not `OnEnd`
     const std::string m_path;
     const Run m_facts;
+    const std::vector<std::string> m_conditions;
 
     RWMutexLock m_lock;
     Writer m_writer RYP_GUARDED_BY(m_lock);
     bool m_isFirst RYP_GUARDED_BY(m_lock) = true;  // no slice has come yet
 };
 
-Run FactsOf(const CKZStatRun& run, const std::string& testName, const std::string& commandLine) {
+Run FactsOf(const CKZStatRun& run, const KeepOptions& options) {
     Run facts = RunOfThisProcess(std::string(run.GetName().view()), run.GetStartTime(),
-                                 run.GetSliceLength(), testName);
-    if (!commandLine.empty()) facts.commandLine = commandLine;
+                                 run.GetSliceLength(), options.testName);
+    if (!options.commandLine.empty()) facts.commandLine = options.commandLine;
     return facts;
 }
 
 }  // namespace
 
-void Keep(CKZStatRun& run, const std::string& path, const std::string& testName,
-          const std::string& commandLine) {
-    const auto keeper = std::make_shared<Keeper>(run, path, FactsOf(run, testName, commandLine));
+void Keep(CKZStatRun& run, const std::string& path, const KeepOptions& options) {
+    const auto keeper =
+        std::make_shared<Keeper>(run, path, FactsOf(run, options), options.conditions);
     if (!Keeper::Join(run, keeper))
         run.AddComplaint(
             ("cannot keep the run in " + path + ": it is over or did not start").c_str());
+}
+
+void Keep(CKZStatRun& run, const std::string& path, const std::string& testName,
+          const std::string& commandLine) {
+    Keep(run, path, KeepOptions{testName, commandLine, {}});
 }
 
 }  // namespace kzjournal

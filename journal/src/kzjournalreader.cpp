@@ -131,13 +131,34 @@ std::vector<Timeline::Entry> Reader::State::Select(const TimeRange& range) const
 
 /// The row of the run, at this moment.
 RunRow Reader::State::Row() {
+    return RowOf(run);
+}
+
+RunRow Reader::State::RowOf(int number) {
     return Guarded([&] {
-        SQLite::Statement query(database, std::string(kSelectRunRow) + " WHERE number = ?");
-        query.bind(1, run);
+        SQLite::Statement query(database, SelectRunRow(version) + " WHERE number = ?");
+        query.bind(1, number);
         if (!query.executeStep())
             throw Error("cannot read " + path + ": it holds no " +
-                        (run == 0 ? "run" : "source " + std::to_string(run)));
+                        (number == 0 ? "run" : "source " + std::to_string(number)));
         return ReadRunRow(query, path);
+    });
+}
+
+/// Those of the run and of its sources, as far as they have slices, each with the number of its
+/// run.
+std::vector<std::pair<int, Annotations>> Reader::State::AllAnnotations(
+    const std::vector<Source>& sources) {
+    std::vector<int> runs = {run};
+    for (const Source& source : sources)
+        if (!source.isMerged) runs.push_back(source.number);
+    return Guarded([&] {
+        // One view of a run's row and of what the row has the checksum of.
+        const SQLite::Transaction view(database);
+        std::vector<std::pair<int, Annotations>> all;
+        for (const int each : runs)
+            all.emplace_back(each, ReadAnnotations(database, path, RowOf(each), version));
+        return all;
     });
 }
 
@@ -318,8 +339,8 @@ Completeness Reader::GetCompleteness() {
 
 std::vector<Source> Reader::Sources() {
     return m_state->Guarded([&] {
-        SQLite::Statement query(m_state->database,
-                                std::string(kSelectRunRow) + " WHERE number > ? ORDER BY number");
+        SQLite::Statement query(m_state->database, SelectRunRow(m_state->version) +
+                                                       " WHERE number > ? ORDER BY number");
         query.bind(1, m_state->run);
         // A part has a higher number than the run that it is a part of.
         std::set<int> parts = {m_state->run};
@@ -336,23 +357,24 @@ std::vector<Source> Reader::Sources() {
 }
 
 std::vector<Note> Reader::Notes() {
-    return m_state->Guarded([&] {
-        SQLite::Statement query(
-            m_state->database,
-            "SELECT note_id, time, text FROM notes WHERE run_number = ? ORDER BY note_id");
-        query.bind(1, m_state->run);
-        std::vector<Note> notes;
-        std::optional<std::int64_t> last;
-        while (query.executeStep()) {
-            const std::int64_t id = query.getColumn(0).getInt64();
-            // Damage can repeat them.
-            if (!IsMoment(query, 1) || (last && id <= *last))
-                throw Error("cannot read " + m_state->path + ": its notes are damaged");
-            last = id;
-            notes.push_back({query.getColumn(1).getDouble(), query.getColumn(2).getString()});
+    std::vector<Note> notes;
+    for (auto& [run, annotations] : m_state->AllAnnotations(Sources()))
+        for (Note& note : annotations.notes) {
+            note.source = run == m_state->run ? 0 : run;
+            notes.push_back(std::move(note));
         }
-        return notes;
-    });
+    std::stable_sort(notes.begin(), notes.end(),
+                     [](const Note& a, const Note& b) { return a.time < b.time; });
+    return notes;
+}
+
+std::vector<std::string> Reader::Conditions() {
+    std::vector<std::string> conditions;
+    for (auto& [run, annotations] : m_state->AllAnnotations(Sources()))
+        for (std::string& text : annotations.conditions)
+            if (std::find(conditions.begin(), conditions.end(), text) == conditions.end())
+                conditions.push_back(std::move(text));
+    return conditions;
 }
 
 std::vector<int> Reader::SourcesOfSlice(int sliceId) {

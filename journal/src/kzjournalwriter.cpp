@@ -15,9 +15,10 @@ Writer::~Writer() {
         RYP_LOG(RyPLogLevel::Error, "kzjournal", error->what());
 }
 
-std::optional<Error> Writer::Open(const std::string& path, const Run& run) {
+std::optional<Error> Writer::Open(const std::string& path, const Run& run,
+                                  const std::vector<std::string>& conditions) {
     try {
-        m_worker = std::make_shared<Worker>(path, run);
+        m_worker = std::make_shared<Worker>(path, run, conditions);
         // Detached, since a disk that never answers must not hold the process at its end.
         std::thread([worker = m_worker] { worker->Run(); }).detach();
         return std::nullopt;

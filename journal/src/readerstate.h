@@ -10,8 +10,10 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "annotations.h"
 #include "kzjournalerror.h"
 #include "kzjournalreader.h"
 #include "readabledatabase.h"
@@ -41,8 +43,8 @@ struct Reader::State {
           run(source),
           file(journalPath),
           database(file.Get()),
-          loader(database, path, run, file.Read([&] { return SchemaVersionOf(database); }),
-                 &file.Steps()),
+          version(file.Read([&] { return SchemaVersionOf(database); })),
+          loader(database, path, run, version, &file.Steps()),
           timeline(database, path, run),
           sums(database, path, run, &file.Steps()) {}
 
@@ -80,6 +82,8 @@ struct Reader::State {
     void VisitSums(const std::vector<Piece>& pieces,
                    const std::function<void(const Slice&)>& visit);
     RunRow Row();
+    RunRow RowOf(int number);
+    std::vector<std::pair<int, Annotations>> AllAnnotations(const std::vector<Source>& sources);
     std::vector<int> IdsIn(const TimeRange& range);
     std::vector<int> IdsAfter(int sliceId, int most);
     void VisitSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
@@ -96,6 +100,7 @@ struct Reader::State {
     const int run;  // the number of the run that is read
     ReadableDatabase file;
     SQLite::Database& database;
+    const int version;  // of the schema
     SliceLoader loader;
     Timeline timeline;
     StoredSums sums;

@@ -14,11 +14,15 @@
 namespace kzjournal {
 namespace {
 
-constexpr int kHashedColumns = 15;
+constexpr int kChecksumColumn = 15;
+constexpr int kAnnotationsColumn = 16;
 
 std::int64_t ChecksumAt(SQLite::Statement& row) {
     WordHash hash;
-    for (int i = 0; i < kHashedColumns; ++i) {
+    // Runs without annotations have the checksum of the time before there were any.
+    const bool isAnnotated = row.getColumn(kAnnotationsColumn).getInt64() != 0;
+    for (int i = 0; i <= kAnnotationsColumn; ++i) {
+        if (i == kChecksumColumn || (i == kAnnotationsColumn && !isAnnotated)) continue;
         const SQLite::Column value = row.getColumn(i);
         if (value.isInteger())
             hash.AddWhole(value.getInt64());
@@ -46,10 +50,13 @@ bool IsCount(long long slices) {
 
 }  // namespace
 
-const char kSelectRunRow[] =
-    "SELECT number, parent, run_id, generator, test_name, start_time, slice_length, host,"
-    " command_line, load_begin, load_end, end_time, expected_slices, lost_slices, is_merged,"
-    " checksum FROM runs";
+std::string SelectRunRow(int schemaVersion) {
+    return std::string(
+               "SELECT number, parent, run_id, generator, test_name, start_time, slice_length,"
+               " host, command_line, load_begin, load_end, end_time, expected_slices,"
+               " lost_slices, is_merged, checksum, ") +
+           (schemaVersion >= kBlocksSchemaVersion ? "annotations_checksum" : "0") + " FROM runs";
+}
 
 std::string WhyImpossible(const Run& run) {
     if (!IsMoment(run.startTime)) return "its start is no moment in time";
@@ -66,7 +73,7 @@ RunRow ReadRunRow(SQLite::Statement& row, const std::string& path) {
         throw Error("cannot read " + path + ": run " + std::to_string(row.getColumn(0).getInt64()) +
                     " is damaged: " + reason);
     };
-    if (ChecksumAt(row) != row.getColumn(kHashedColumns).getInt64())
+    if (ChecksumAt(row) != row.getColumn(kChecksumColumn).getInt64())
         refuse("its facts are not those that were stored");
     RunRow read{row.getColumn(0).getInt(),
                 row.getColumn(1).getInt(),
@@ -75,7 +82,8 @@ RunRow ReadRunRow(SQLite::Statement& row, const std::string& path) {
                 row.getColumn(14).getInt() != 0,
                 OptionalAt(row, 11),
                 row.getColumn(12).getInt64(),
-                row.getColumn(13).getInt64()};
+                row.getColumn(13).getInt64(),
+                row.getColumn(kAnnotationsColumn).getInt64()};
     if (const std::string reason = WhyImpossible(read.run); !reason.empty()) refuse(reason);
     if (!IsMoment(read.endTime)) refuse("its end is no moment in time");
     if (!IsCount(read.expectedSlices) || !IsCount(read.lostSlices))
@@ -84,7 +92,7 @@ RunRow ReadRunRow(SQLite::Statement& row, const std::string& path) {
 }
 
 RunSeal::RunSeal(SQLite::Database& database)
-    : m_select(database, std::string(kSelectRunRow) + " WHERE number = ?"),
+    : m_select(database, SelectRunRow(kSchemaVersion) + " WHERE number = ?"),
       m_update(database, "UPDATE runs SET checksum = ? WHERE number = ?") {}
 
 void RunSeal::Seal(int number) {

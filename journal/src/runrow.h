@@ -3,6 +3,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -19,12 +20,13 @@ struct RunRow {
     std::optional<double> endTime;
     long long expectedSlices;
     long long lostSlices;
+    std::int64_t annotationsChecksum;  // 0 where there are none
 };
 
 /// Begins a query of `ReadRunRow`.
-extern const char kSelectRunRow[];
+std::string SelectRunRow(int schemaVersion);
 
-/// Reads the present row of a query that begins with `kSelectRunRow`. Throws `Error`, with `path`,
+/// Reads the present row of a query that begins with `SelectRunRow`. Throws `Error`, with `path`,
 /// where the row is not as it was stored or has numbers that no run has.
 RunRow ReadRunRow(SQLite::Statement& row, const std::string& path);
 

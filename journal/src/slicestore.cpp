@@ -9,6 +9,7 @@
 #include <limits>
 #include <utility>
 
+#include "annotations.h"
 #include "journalfile.h"
 #include "messageid.h"
 #include "slicechecksum.h"
@@ -91,9 +92,10 @@ SliceStore::OpenFile::OpenFile(WritableJournal&& journal)
       noteProgress(database, kNoteProgress),
       seal(database) {}
 
-SliceStore::SliceStore(const std::string& path, const Run& run, Safety safety)
+SliceStore::SliceStore(const std::string& path, const Run& run,
+                       const std::vector<std::string>& conditions, Safety safety)
     : m_path(path), m_safety(safety), m_runs{run} {
-    Use(MakeJournal(path, run));
+    Use(MakeJournal(path, run, conditions));
     m_firstPath = PathOf(m_file->database);
 }
 
@@ -411,12 +413,23 @@ void SliceStore::SetLoad(const LoadSpan& load) {
     facts.loadEnd = before.end;
 }
 
-void SliceStore::AddNote(const Note& note) {
+void SliceStore::AddNote(int run, const Note& note) {
+    if (const std::string why = WhyImpossible(note); !why.empty())
+        throw Error("cannot keep a note in " + m_path + ": " + why);
     Guarded([&] {
-        SQLite::Statement insert(Database(),
-                                 "INSERT INTO notes (run_number, time, text) VALUES (0, ?, ?)");
-        SQLite::bind(insert, note.time, note.text);
-        insert.exec();
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        InsertNote(Database(), run, note);
+        transaction.commit();
+    });
+}
+
+void SliceStore::AddCondition(int run, const std::string& text) {
+    if (const std::string why = WhyImpossible(text); !why.empty())
+        throw Error("cannot keep a condition in " + m_path + ": " + why);
+    Guarded([&] {
+        SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        InsertCondition(Database(), run, text);
+        transaction.commit();
     });
 }
 

@@ -41,7 +41,8 @@ public:
     enum Safety { SafeAtOnce, SafeAtTheEnd };
 
     /// Makes the journal of `run` in the file, which must be new or empty.
-    SliceStore(const std::string& path, const Run& run, Safety safety);
+    SliceStore(const std::string& path, const Run& run, const std::vector<std::string>& conditions,
+               Safety safety);
 
     /// Adds a run that the run of the file is made of, within `parent`, and returns its number.
     int AddSource(const Run& run, int parent, bool isMerged);
@@ -73,8 +74,9 @@ public:
     /// and at its end. Does nothing if these are no moments in time.
     void SetLoad(const LoadSpan& load);
 
-    /// Adds a note to the run of the file.
-    void AddNote(const Note& note);
+    /// Adds to a run.
+    void AddNote(int run, const Note& note);
+    void AddCondition(int run, const std::string& text);
 
     /// Notes the end of a run, without a time where it did not end.
     void EndRun(int run, std::optional<double> time, long long lostSlices,

@@ -230,6 +230,13 @@ TEST_F(Distributions, AreReadFromAFileOfTheSchemaBeforeBlocksWhoseRunWasKilled) 
     EXPECT_EQ(DistributionOf({3, 8}), ReadFrom(ReadSlices().at(2), "login.time"));
 }
 
+TEST_F(Distributions, AFileOfAnEarlierSchemaHasAllSlicesUnderAnUnknownLoad) {
+    MakeOfSchema3();
+    kzjournal::Reader reader(path);
+    EXPECT_FALSE(reader.Load().IsKnown());
+    EXPECT_THAT(reader.SliceEnds(reader.Load().SlicesUnderLoad(1)), SizeIs(3));
+}
+
 /// Percentiles of 1,000 random values, over ranges of slices with 100 each.
 class DistributionSummary : public Distributions {
 protected:

@@ -713,6 +713,10 @@ class Compare(JournalTest):
                           "the second run has no mean of login.time")
         self.assert_fails(self.compare("eror rate +0.1"), "the first run has no eror")
 
+    def test_a_condition_on_failures_of_which_there_are_none(self):
+        self.assertEqual(0, self.compare("login.time.failed count > 0").status)
+        self.assertEqual(1, self.compare("login.time.failed count < 1").status)
+
     def test_too_few_slices(self):
         short = self.make_run("short.kzj", factor=2)
         self.slower = short

@@ -77,6 +77,7 @@ public:
     }
     std::vector<kzjournal::Source> Sources() override { return m_run.sources; }
     std::vector<kzjournal::Note> Notes() override { return m_run.notes; }
+    std::vector<std::string> Conditions() override { return m_run.conditions; }
     std::vector<int> SourcesOfSlice(int sliceId) override {
         const auto found = m_run.sourcesOfSlices.find(sliceId);
         return found == m_run.sourcesOfSlices.end() ? std::vector<int>() : found->second;

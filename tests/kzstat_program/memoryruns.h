@@ -40,6 +40,7 @@ public:
     kzjournal::Run facts;
     long long lostSlices = 0;
     std::vector<kzjournal::Note> notes;
+    std::vector<std::string> conditions;
     std::vector<kzjournal::Source> sources;
     std::map<int, std::vector<int>> sourcesOfSlices;  // by the ids of slices
 

@@ -7,26 +7,39 @@ import {lastRecords} from './runs.mjs';
 
 const {chromium} = createRequire(`${process.env.PACKAGES}/package.json`)('playwright-core');
 
+const PATIENCE = 15_000;  // milliseconds
+
 // One browser for all tests of a file, since it takes seconds to start.
 let browser;
 before(async () => { browser = await chromium.launch({executablePath: process.env.CHROMIUM}); });
 after(() => browser.close());
 
-// A page whose errors fail the test.
+// A page whose errors fail the test. It is high, since charts are drawn near the screen only.
 export async function newPage(test, options = {}) {
-  const page = await browser.newPage({viewport: {width: 1280, height: 900}, ...options});
+  const page = await browser.newPage({viewport: {width: 1280, height: 3500}, ...options});
+  page.setDefaultTimeout(PATIENCE);
   page.on('pageerror', (error) => { throw error; });
   test.after(() => page.close());
   return page;
 }
 
-// The page once it has drawn something.
+// The page with all of its charts unfolded, once it has drawn some.
 export async function open(test, url, options) {
   const page = await newPage(test, options);
   await page.goto(url);
+  await page.waitForSelector('.group');
+  await page.getByRole('button', {name: 'Unfold all'}).click();
   await page.waitForSelector('.card canvas');
   return page;
 }
+
+// Waits until the page has the slice, which it counts.
+export async function hasSlices(page, count) {
+  await page.locator('#subtitle').getByText(new RegExp(`· ${count} slices? `)).waitFor();
+}
+
+// What a tile says.
+export const tile = (page, label) => page.locator('.tile').filter({has: page.getByText(label, {exact: true})}).locator('b').textContent();
 
 export function cell(page, name, column) {
   return page.locator('#table tbody tr').filter({has: page.getByRole('link', {name, exact: true})}).locator(`[data-column="${column}"]`);

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {cell, coloursOf, drawnPixels, open, plot, tooltip} from './browser.mjs';
+import {cell, coloursOf, drawnPixels, hasSlices, open, plot, tooltip} from './browser.mjs';
 import {dataOf, Journal, reportOf, Server, shown, spread, spreading} from './runs.mjs';
 
 const SLICES = 41;
@@ -14,10 +14,6 @@ async function spreadRun(test, slices = SLICES) {
 }
 
 const openReport = async (test, path, options) => open(test, `file://${reportOf(path)}`, options);
-
-async function hasSlices(page, count) {
-  await page.locator('.tile').filter({hasText: 'slices'}).getByText(String(count), {exact: true}).waitFor();
-}
 
 async function assertPercentilesOf(page, path, name) {
   const expected = shown(path, name);
@@ -239,15 +235,15 @@ async function updateAfter(server, position) {
 }
 
 test('an update has what a new slice changes', async (t) => {
-  const journal = await spreading(t, 20);
+  const journal = await spreading(t, 60);
   const server = await Server.start(t, journal.path, '--port', '0');
   const whole = await updateAfter(server, '');
-  await journal.slice(spread(21));
+  await journal.slice(spread(61));
   const {data} = await updateAfter(server, whole.position);
   const nameIn = (update, wanted) => update.names.find(({name}) => name === wanted);
   const {course, heat, cumulative} = nameIn(data, 'page.time');
-  assert.deepEqual([data.grid.from, course.p50.length, course.maximum.length], [19, 2, 2]);
-  assert.deepEqual([heat.from, heat.columns.length], [19, 2]);
+  assert.deepEqual([data.grid.from, course.p50.length, course.maximum.length], [59, 2, 2]);
+  assert.deepEqual([heat.from, heat.columns.length], [59, 2]);
   assert.ok(cumulative.length > 10);
   assert.ok(nameIn(whole.data, 'sign.in').heat);
   assert.equal(nameIn(data, 'sign.in').heat, undefined);

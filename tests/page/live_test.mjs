@@ -1,6 +1,6 @@
 import {test} from 'node:test';
 import {renameSync} from 'node:fs';
-import {assertFiguresOf, cell, drawnPixels, figure, newPage, open} from './browser.mjs';
+import {assertFiguresOf, cell, drawnPixels, figure, hasSlices, newPage, open} from './browser.mjs';
 import {Journal, Server, shop} from './runs.mjs';
 import assert from 'node:assert/strict';
 
@@ -8,11 +8,6 @@ async function writing(test, slices) {
   const journal = new Journal(test);
   for (let slice = 1; slice <= slices; ++slice) await journal.slice(shop(slice));
   return journal;
-}
-
-// Waits until the page has the slice, which it counts.
-async function hasSlices(page, count) {
-  await page.locator('.tile').filter({hasText: 'slices'}).getByText(String(count), {exact: true}).waitFor();
 }
 
 const says = (page, text) => page.locator('#state').getByText(text).waitFor();
@@ -120,7 +115,7 @@ test('keeps names in order as their figures change', async (t) => {
   const {url} = await Server.start(t, journal.path, '--port', '0');
   const page = await open(t, url);
   const names = page.locator('#table tbody th');
-  await page.getByRole('button', {name: 'max', exact: true}).click();
+  await page.locator('#table').getByRole('button', {name: 'max', exact: true}).click();
   assert.deepEqual(await names.allTextContents(), ['first', 'second']);
   await journal.slice({second: ['Timer', 20]});
   await names.first().filter({hasText: 'second'}).waitFor({timeout: 5000});

@@ -3,7 +3,7 @@
 _kzstat() {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} words=
-    local range='--from --to --skip-warmup'
+    local range='--from --to --skip-warmup --all'
     COMPREPLY=()
 
     if ((COMP_CWORD == 1)); then
@@ -26,7 +26,7 @@ _kzstat() {
             report) words="--output $range --help" ;;
             serve) words='--port --bind --token-file --tls-cert --tls-key --help' ;;
             compare) words="--fail-if --least --format --percentiles $range --help" ;;
-            export) words="--format --spreadsheet-safe --percentiles --buckets $range --help" ;;
+            export) words="--format --spreadsheet-safe --percentiles --buckets ${range% --all} --help" ;;
             merge) words='--output --help' ;;
             check) words='--help' ;;
         esac

@@ -118,6 +118,19 @@ TEST(Comparison, ComparesRatesOfCounters) {
     EXPECT_EQ(Finding::Marked, difference.finding);
 }
 
+TEST(Comparison, TakesTheSecondsUnderLoadForARate) {
+    MemoryRuns runs;
+    MemoryRun& run = runs.Make("run");
+    run.SetLoad({0.25, 39.75});
+    for (SliceMaker maker; maker.SliceId() < 42;)
+        run.Add(SliceOf(maker.NextSlice({{"errors", Types::Counter, {2}}})));
+    const auto reader = runs.Open("run", 0);
+    const ComparedRun compared = ReadForComparison(*reader, SlicesUnderLoad(*reader));
+    EXPECT_EQ(40U, compared.samples);
+    EXPECT_THAT(compared.statistics.at(0).rate, Optional(DoubleEq(80 / 39.5)));
+    EXPECT_THAT(MeanOf(compared.estimates.at(0).flow), Optional(DoubleEq(80 / 39.5)));
+}
+
 TEST(Comparison, CountsSlicesBeforeACounterAsZero) {
     const ComparedRun run = Read(40, [](int i) -> std::vector<Reported> {
         if (i < 10) return {};
@@ -250,8 +263,8 @@ TEST(Comparison, NeedsTwoRunsASide) {
 }
 
 TEST(Comparison, CountsZeroInARunOfASideThatLacksAName) {
-    const auto errors = Errors(40, [](int) { return 4; });
-    const ComparedRun side = SideOf({Empty(), errors, errors, errors});
+    const auto errors = [] { return Errors(40, [](int) { return 4; }); };
+    const ComparedRun side = SideOf({Empty(), errors(), errors(), errors()});
     EXPECT_THAT(MeanOf(OnlyDifference(side, side).meanBefore), Optional(DoubleEq(3)));
     EXPECT_THAT(side.Find("errors")->sum, Optional(DoubleEq(120)));
     ComparedRun none = SideOf({Empty(), Empty()});
@@ -274,6 +287,11 @@ TEST(Comparison, HasThePercentilesOfAllRunsOfASide) {
     EXPECT_EQ(20U, row.distribution->GetCount());
     EXPECT_THAT(row.average, Optional(DoubleEq(320)));
     EXPECT_FALSE(SideOf({logins(128), Logins(512)}).statistics.at(0).distribution);
+}
+
+TEST(Comparison, RefusesASideWithARunTwice) {
+    const ComparedRun run = Logins(100);
+    EXPECT_THROW(SideOf({run, Logins(100), run}), kzjournal::Error);
 }
 
 TEST(Comparison, RefusesASideWithDifferentTypesOfAName) {

@@ -182,6 +182,22 @@ TEST_F(RunHistoryTest, HasTheFiguresOfTheSlicesUnderLoad) {
     EXPECT_EQ(3, history.Facts().loadBegin);
 }
 
+TEST_F(RunHistoryTest, AddsLevelsOfGeneratorsUp) {
+    MemoryRun& run = m_runs.Make("merged");
+    SliceMaker maker;
+    for (const std::vector<double>& clients : {std::vector<double>{30, 30}, {}, {30, 30}})
+        run.Add(
+            SliceOf(maker.NextSlice({{"clients", CKZStatPointTypeEnum::LoadSize, clients}}), true));
+    const RunHistory history(m_runs, "merged", {});
+    EXPECT_EQ(60, history.Figures().at("clients").record.totals.Average());
+    const RunHistory::Entry& clients = history.Names().at("clients");
+    EXPECT_TRUE(clients.distributions.IsEmpty());
+    const auto& buckets = clients.course.Buckets();
+    EXPECT_EQ(60, buckets.at(0).MeanFlow());
+    EXPECT_TRUE(std::isnan(buckets.at(1).MeanFlow()));
+    EXPECT_EQ(60, history.Load().Buckets().at(2).MeanFlow());
+}
+
 TEST_F(RunHistoryTest, KeepsTheFiguresUpToDateUntilTheLoadEnds) {
     const Slices slices = SpreadOver(20);
     const std::string name = Keep({slices.begin(), slices.begin() + 10});

@@ -12,6 +12,16 @@
 namespace kzstatprogram {
 namespace {
 
+/// What reads them verifies them. Throws Violation.
+void CheckAnnotations(RunReader& run) {
+    try {
+        run.Notes();
+        run.Conditions();
+    } catch (const kzjournal::Error& damage) {
+        throw Violation(damage.what());
+    }
+}
+
 /// Throws Violation.
 void CheckSlices(RunReader& run, bool isMerged) {
     // Asked for first: slices may come while others are read.
@@ -58,6 +68,7 @@ void CheckMergeOf(const RunOpener& runs, const std::string& name) {
 std::string CheckRun(RunReader& run, const RunOpener& runs, const std::string& name) {
     const bool isMerged = IsMerged(run);
     CheckSlices(run, isMerged);
+    CheckAnnotations(run);
     int sources = 0;
     for (const kzjournal::Source& source : run.Sources()) {
         if (source.isMerged) continue;

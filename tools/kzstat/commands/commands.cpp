@@ -13,6 +13,7 @@ void DeclareCommands(CommandLine& line, const RunOpener& runs) {
     DeclareReport(line, runs);
     DeclareServe(line, runs);
     DeclareCompare(line, runs);
+    DeclareVerdict(line, runs);
     DeclareExport(line, runs);
     DeclareMerge(line, runs);
     DeclareCheck(line, runs);

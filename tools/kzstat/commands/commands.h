@@ -20,6 +20,7 @@ void DeclareMerge(CommandLine& line, const RunOpener& runs);
 void DeclareReport(CommandLine& line, const RunOpener& runs);
 void DeclareServe(CommandLine& line, const RunOpener& runs);
 void DeclareShow(CommandLine& line, const RunOpener& runs);
+void DeclareVerdict(CommandLine& line, const RunOpener& runs);
 
 /// Declares an argument of `command` that must be there: the journal of a run.
 void DeclareJournal(Command& command, const char* name, std::string& path,

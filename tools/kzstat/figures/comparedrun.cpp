@@ -1,6 +1,7 @@
 #include "figures/comparedrun.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "figures/levels.h"
@@ -156,6 +157,13 @@ MeanEstimate EstimateOver(const std::vector<ComparedRun>& runs, std::size_t posi
     return EstimateOfRuns(values);
 }
 
+/// Two of one run would look like runs that never differ.
+void RefuseRepeatedRuns(const std::vector<ComparedRun>& runs) {
+    std::set<std::string> ids;
+    for (const ComparedRun& run : runs)
+        if (!ids.insert(run.id).second) throw kzjournal::Error("one side has the same run twice");
+}
+
 Rows RowsAt(const std::vector<ComparedRun>& runs, std::size_t position) {
     Rows rows;
     for (const ComparedRun& run : runs) {
@@ -190,6 +198,7 @@ ComparedRun ReadForComparison(RunReader& run, const SliceRange& range) {
     const Slices slices = SlicesIn(run, range);
     ComparedRun compared;
     compared.samples = slices.ends.size();
+    compared.id = run.Facts().id;
     for (kzjournal::NameSummary& each : names) {
         compared.statistics.push_back(StatisticsOf(std::move(each), seconds));
         const Statistics& row = compared.statistics.back();
@@ -210,6 +219,7 @@ void AddMissingNames(ComparedRun& run, const ComparedRun& other) {
     ComparedRun complete;
     complete.sampling = run.sampling;
     complete.samples = run.samples;
+    complete.id = run.id;
     std::size_t i = 0;
     const auto take = [&] {
         complete.statistics.push_back(std::move(run.statistics[i]));
@@ -227,6 +237,7 @@ void AddMissingNames(ComparedRun& run, const ComparedRun& other) {
 }
 
 ComparedRun SideOf(std::vector<ComparedRun> runs) {
+    RefuseRepeatedRuns(runs);
     // The first one has all names then, and passes them on.
     for (std::size_t i = 1; i < runs.size(); ++i) AddMissingNames(runs.front(), runs[i]);
     for (std::size_t i = 1; i < runs.size(); ++i) AddMissingNames(runs[i], runs.front());

@@ -27,6 +27,7 @@ struct ComparedRun {
     std::vector<Estimates> estimates;    ///< in the same order
     Sampling sampling = Sampling::Slices;
     std::size_t samples = 0;  ///< slices in the range, or runs
+    std::string id = {};      ///< of one run
 
     /// Null if it is not there.
     const Statistics* Find(const std::string& name) const;
@@ -45,8 +46,8 @@ std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other
 void AddMissingNames(ComparedRun& run, const ComparedRun& other);
 
 /// Several runs as one side, of which each is a sample. Percentiles are those of all their values,
-/// each other statistic is its mean over the runs that have it. Throws kzjournal::Error where a
-/// name has different types. REQUIRES: at least one run.
+/// each other statistic is its mean over the runs that have it. Throws kzjournal::Error where a run
+/// is there twice or a name has different types. REQUIRES: at least one run.
 ComparedRun SideOf(std::vector<ComparedRun> runs);
 
 }  // namespace kzstatprogram

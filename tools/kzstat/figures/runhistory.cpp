@@ -263,8 +263,10 @@ void RunHistory::DrawNames(const std::vector<kzjournal::Slice>& slices, const Sh
     }
 }
 
+/// None of a level, whose values are parts of it.
 void RunHistory::AddDistribution(const Place& place, const kzjournal::Slice& sum,
                                  std::size_t position, Entry& entry) {
+    if (IsLevel(entry.latest.type)) return;
     const double count = sum.records[position].lasts.count;
     sum.AddDistributionTo(entry.distributions.Add(place, count), position);
 }

@@ -116,15 +116,25 @@ Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
     return series;
 }
 
-/// A name that is missing in a slice is a flow of 0, but no level.
-void AddFlow(const Course& course, std::size_t from, bool isLevel, Json& json) {
+/// A sum of many values has more digits than a mean of them needs.
+Json SumSeries(const Course& course, std::size_t from) {
+    Json series = Json::array();
+    for (std::size_t i = from; i < course.Size(); ++i)
+        series.push_back(RoundedNumber(course.Buckets()[i].sum));
+    return series;
+}
+
+/// A name that is missing in a slice is a flow of 0, but no level. A bucket of one slice has the
+/// least and the most of it in its flow.
+void AddFlow(const Course& course, std::size_t from, bool isLevel, const Grid& grid, Json& json) {
     json["flow"] = isLevel ? LevelSeries(course, from) : Series(course, from, &Bucket::flow);
+    if (grid.Width() == 1) return;
     json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
     json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
 }
 
 /// Leaves out what is not drawn.
-Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
+Json CourseJson(const RunHistory::Entry& entry, std::size_t from, const Grid& grid) {
     const Types::PointType type = entry.latest.type;
     const bool hasDistributions = !entry.distributions.IsEmpty();
     Json json = Json::object();
@@ -134,20 +144,20 @@ Json CourseJson(const RunHistory::Entry& entry, std::size_t from) {
         json["p99"] = PercentileSeries(entry, from, &BucketPercentiles::p99);
     } else if (IsSampled(type)) {
         json["minimum"] = Series(entry.course, from, &Bucket::minimum);
-        json["sum"] = Series(entry.course, from, &Bucket::sum);
     }
     if (hasDistributions || IsSampled(type)) {
         json["maximum"] = Series(entry.course, from, &Bucket::maximum);
         json["count"] = Series(entry.course, from, &Bucket::count);
+        json["sum"] = SumSeries(entry.course, from);
     }
     const bool flows = IsLevel(type) || !std::isnan(FlowOf(type, {}));
-    if (flows) AddFlow(entry.course, from, IsLevel(type), json);
+    if (flows) AddFlow(entry.course, from, IsLevel(type), grid, json);
     return json;
 }
 
-Json LoadJson(const Course& load, std::size_t from) {
+Json LoadJson(const Course& load, std::size_t from, const Grid& grid) {
     Json json = Json::object();
-    AddFlow(load, from, true, json);
+    AddFlow(load, from, true, grid, json);
     return json;
 }
 
@@ -219,7 +229,7 @@ Json NameJson(const std::string& name, const RunHistory::Entry& entry, const Run
                  {"unit", statistics.unit},
                  {"isLevel", IsLevel(entry.latest.type)},
                  {"figures", FiguresJson(statistics, distribution)},
-                 {"course", CourseJson(entry, from)}};
+                 {"course", CourseJson(entry, from, history.TimeGrid())}};
     const bool hasNews = from == 0 || entry.lastValuesId > page.lastSliceId;
     if (hasNews && !entry.distributions.IsEmpty()) {
         const std::size_t column = from / history.TimeGrid().ColumnWidth();
@@ -263,7 +273,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
               {"columnWidth", history.TimeGrid().ColumnWidth()},
               {"from", from},
               {"slices", SlicesJson(history, from)}}},
-            {"load", LoadJson(history.Load(), from)},
+            {"load", LoadJson(history.Load(), from, history.TimeGrid())},
             {"ranks", Ranks()}};
 }
 

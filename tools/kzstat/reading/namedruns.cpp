@@ -28,6 +28,7 @@ public:
     kzjournal::Completeness GetCompleteness() override { return m_journal.GetCompleteness(); }
     std::vector<kzjournal::Source> Sources() override { return m_journal.Sources(); }
     std::vector<kzjournal::Note> Notes() override { return m_journal.Notes(); }
+    std::vector<std::string> Conditions() override { return m_journal.Conditions(); }
     std::vector<int> SourcesOfSlice(int sliceId) override {
         return m_journal.SourcesOfSlice(sliceId);
     }

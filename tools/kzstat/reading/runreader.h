@@ -53,8 +53,11 @@ public:
     /// The runs that a merged run was made of, through all levels, in the order of their numbers;
     /// empty for any other run.
     virtual std::vector<kzjournal::Source> Sources() = 0;
-    /// In the order in which they were taken.
+    /// Those of the run and, where it is merged, of its sources, in the order of time.
     virtual std::vector<kzjournal::Note> Notes() = 0;
+    /// What the run, or a source of it, is to meet: texts, each once, in the order in which they
+    /// were stored. They are not interpreted.
+    virtual std::vector<std::string> Conditions() = 0;
     /// The numbers of the sources with a slice in this one, in ascending order.
     virtual std::vector<int> SourcesOfSlice(int sliceId) = 0;
 

@@ -1,15 +1,12 @@
 #ifndef KZSTATPROGRAM_NUMBERS_H
 #define KZSTATPROGRAM_NUMBERS_H
 
-#include <string>
+#include "terminal/numbers.h"
 
 namespace kzstatprogram {
 
-/// For people: whole numbers as they are, others with as many decimals as their size deserves.
-std::string ReadableNumber(double value);
-
-/// The shortest decimal that reads back to the same double.
-std::string ExactNumber(double value);
+using kzterminal::ExactNumber;
+using kzterminal::ReadableNumber;
 
 }  // namespace kzstatprogram
 

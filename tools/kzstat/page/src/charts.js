@@ -1,150 +1,140 @@
-// Charts, a card per name. A chart exists only while its card is near the screen: hundreds of
-// canvases would take more memory than a browser has.
+// Charts, in groups of cards that the reader unfolds. A chart exists only while its card is near the screen:
+// hundreds of canvases would take more memory than a browser has.
 
-import {CumulativePlot} from './cumulativeplot.js';
-import {shadesOf} from './heatmap.js';
-import {loadSeries, times, wholeSpan} from './run.js';
-import {timePlots} from './timeplots.js';
-import {hideTooltip} from './tooltip.js';
+import {Card} from './card.js';
+import {drawingsOf, prefixOf} from './drawings.js';
+import {compare} from './table.js';
 
-const LEGEND_HEIGHT = 22;
-const HEADING_HEIGHT = 24;
 const NEAR_THE_SCREEN = '400px';
 
-const COLOURS = ['accent', 'band', 'edge', 'faint', 'grid', 'load', 'p95', 'p99', 'maximum', 'heat'];
-
-function coloursNow() {
-  const style = getComputedStyle(document.documentElement);
-  return Object.fromEntries(COLOURS.map((name) => [name, style.getPropertyValue(`--${name}`).trim()]));
-}
-
-const plotsOf = (name) => [...timePlots(name), ...(name.cumulative ? [new CumulativePlot()] : [])];
-
-class Card {
-  constructor(name, id) {
-    this.name = name;
-    this.drawn = [];
-    this.element = document.createElement('article');
-    this.element.className = 'card';
-    this.element.id = id;
-    this.element.dataset.name = name.name;
-    const title = document.createElement('h2');
-    const text = document.createElement('b');
-    text.textContent = name.name;
-    const type = document.createElement('span');
-    type.textContent = name.type;
-    title.append(text, type);
-    this.plots = document.createElement('div');
-    this.element.append(title, this.plots);
+class Group {
+  constructor(prefix) {
+    this.prefix = prefix;
+    this.element = document.createElement('details');
+    this.element.className = 'group';
+    this.element.dataset.group = prefix;
+    const summary = document.createElement('summary');
+    this.title = document.createElement('b');
+    this.title.textContent = prefix;
+    this.content = document.createElement('span');
+    summary.append(this.title, this.content);
+    this.cards = document.createElement('div');
+    this.cards.className = 'charts';
+    this.element.append(summary, this.cards);
   }
 
-  // Keeps its place on the page while it holds no charts.
-  reserve() {
-    const heights = plotsOf(this.name).map(({height}) => height + LEGEND_HEIGHT + HEADING_HEIGHT);
-    this.plots.style.minHeight = `${heights.reduce((sum, height) => sum + height, 0)}px`;
-  }
-
-  draw(view) {
-    this.erase();
-    for (const plot of plotsOf(this.name)) {
-      const heading = document.createElement('h3');
-      heading.textContent = plot.title;
-      const place = document.createElement('div');
-      place.className = 'plot';
-      place.setAttribute('role', 'img');
-      place.setAttribute('aria-label', `${this.name.name}, ${plot.title}`);
-      this.plots.append(heading, place);
-      plot.draw(place, this.name, view);
-      this.drawn.push(plot);
-    }
-  }
-
-  // New data in the charts that are there, unless the name has others now.
-  update(view) {
-    const wanted = plotsOf(this.name);
-    const fits = this.drawn.length === wanted.length && this.drawn.every((plot, i) => plot.title === wanted[i].title);
-    if (!fits || !this.drawn.every((plot) => plot.update(this.name, view))) this.draw(view);
-  }
-
-  erase() {
-    hideTooltip();
-    for (const {chart} of this.drawn) chart.destroy();
-    this.drawn = [];
-    this.plots.replaceChildren();
-  }
-
-  resize(width) {
-    for (const {chart} of this.drawn) chart.setSize({width, height: chart.height});
+  describe(names) {
+    const text = names.length === 1 && names[0] === this.prefix ? '' : names.map((name) => name.slice(this.prefix.length)).join(' ');
+    if (this.content.textContent !== text) this.content.textContent = text;
   }
 }
 
 export class Charts {
   constructor(container) {
     this.container = container;
+    this.groups = new Map();
     this.cards = new Map();
+    this.cardOf = new Map();
     this.near = new Set();
-    this.axis = 'elapsed';
-    this.zoom = null;
-    this.onZoomed = () => {};
+    this.ids = 0;
     this.observer = new IntersectionObserver((entries) => this.moved(entries), {rootMargin: NEAR_THE_SCREEN});
     new ResizeObserver(() => this.resize()).observe(container);
   }
 
-  // What all cards have in common, found out once for many: asking for a width lays the page out.
-  view() {
-    const colours = coloursNow();
-    return {
-      run: this.run,
-      axis: this.axis,
-      span: this.zoom ?? wholeSpan(this.run, this.axis),
-      times: times(this.run, this.axis),
-      load: loadSeries(this.run),
-      width: this.width(),
-      colours,
-      shades: shadesOf(colours.heat.split(',')),
-      onZoom: (range) => this.setZoom(range),
-    };
-  }
-
-  width() {
-    const shown = [...this.cards.values()].find(({element}) => !element.hidden);
-    return shown ? shown.plots.clientWidth : 0;
-  }
-
-  show(run) {
-    this.run = run;
-    for (const name of run.names) {
-      const card = this.cards.get(name.name) ?? this.add(name);
-      card.name = name;
-      card.reserve();
+  // Cards that are all in one group need no folding.
+  show(view) {
+    const isFirst = this.cards.size === 0;
+    this.base = view;
+    const drawings = drawingsOf(view.run.names).sort((a, b) => compare(a.key, b.key));
+    const keys = new Set(drawings.map(({key}) => key));
+    for (const key of [...this.cards.keys()]) if (!keys.has(key)) this.remove(key);
+    this.cardOf.clear();
+    for (const drawing of drawings) {
+      const card = this.cards.get(drawing.key) ?? this.add(drawing);
+      card.show(drawing);
+      for (const {name} of drawing.names) this.cardOf.set(name, card);
     }
+    if (isFirst && this.groups.size === 1) this.unfold(true);
+    this.describe(view.run.names);
+    this.update();
+  }
+
+  update() {
     const view = this.view();
     for (const card of this.near) card.update(view);
   }
 
-  add(name) {
-    const card = new Card(name, `name-${this.cards.size + 1}`);
-    this.cards.set(name.name, card);
-    this.container.append(card.element);
+  // What all cards have in common, found out once for many: asking for a width lays the page out.
+  view() {
+    return {...this.base, width: this.width()};
+  }
+
+  width() {
+    for (const {plots} of this.cards.values()) if (plots.clientWidth > 0) return plots.clientWidth;
+    return 0;
+  }
+
+  describe(names) {
+    const byGroup = new Map();
+    for (const {name} of names) byGroup.set(prefixOf(name), [...(byGroup.get(prefixOf(name)) ?? []), name]);
+    for (const [prefix, group] of this.groups) group.describe(byGroup.get(prefix) ?? []);
+  }
+
+  // Behind those that are there, so that these stay where they are.
+  add(drawing) {
+    const card = new Card(drawing, `card-${++this.ids}`);
+    this.cards.set(drawing.key, card);
+    this.groupOf(drawing.names[0].name).cards.append(card.element);
     this.observer.observe(card.element);
     return card;
   }
 
-  idOf(name) {
-    return this.cards.get(name).element.id;
+  remove(key) {
+    const card = this.cards.get(key);
+    card.erase();
+    this.observer.unobserve(card.element);
+    this.near.delete(card);
+    card.element.remove();
+    this.cards.delete(key);
   }
 
-  // Shows the cards of these names, in this order.
-  arrange(names) {
+  groupOf(name) {
+    const prefix = prefixOf(name);
+    if (!this.groups.has(prefix)) {
+      const group = new Group(prefix);
+      this.groups.set(prefix, group);
+      this.container.append(group.element);
+    }
+    return this.groups.get(prefix);
+  }
+
+  // Shows the cards that have any of these names, and opens their groups if the reader searches.
+  filter(names, isSearch) {
     const chosen = new Set(names);
-    for (const [name, card] of this.cards) card.element.hidden = !chosen.has(name);
-    this.container.append(...names.map((name) => this.cards.get(name).element));
+    for (const card of this.cards.values()) card.element.hidden = !card.drawing.names.some(({name}) => chosen.has(name));
+    for (const {element, cards} of this.groups.values()) {
+      element.hidden = [...cards.children].every(({hidden}) => hidden);
+      if (isSearch) element.open = true;
+    }
+  }
+
+  unfold(areOpen) {
+    for (const {element} of this.groups.values()) element.open = areOpen;
+  }
+
+  // Brings the card of a name before the reader.
+  reveal(name) {
+    const {element} = this.cardOf.get(name);
+    element.closest('details').open = true;
+    element.scrollIntoView({block: 'start'});
+    element.focus({preventScroll: true});
   }
 
   moved(entries) {
     const view = this.view();
     for (const {target, isIntersecting} of entries) {
       const card = this.cards.get(target.dataset.name);
+      if (!card) continue;
       if (isIntersecting && !this.near.has(card)) card.draw(view);
       if (!isIntersecting) card.erase();
       if (isIntersecting) this.near.add(card);
@@ -152,40 +142,29 @@ export class Charts {
     }
   }
 
-  redraw() {
-    const view = this.view();
-    for (const card of this.near) card.draw(view);
+  redraw(view) {
+    this.base = view;
+    const drawn = this.view();
+    for (const card of this.near) card.draw(drawn);
   }
 
   resize() {
     const width = this.width();
-    for (const card of this.near) card.resize(width);
-  }
-
-  setAxis(axis) {
-    if (axis === this.axis) return;
-    const shift = (axis === 'clock' ? 1 : -1) * this.run.run.startTime;
-    this.axis = axis;
-    this.zoom = this.zoom && this.zoom.map((moment) => moment + shift);
-    this.redraw();
-  }
-
-  // The span that all charts show; null for the whole run.
-  setZoom(range) {
-    this.zoom = range;
-    this.redraw();
-    this.onZoomed(range !== null);
+    if (width > 0) for (const card of this.near) card.resize(width);
   }
 
   // Draws every card that is shown, wherever it is, until `drawNear` is called.
   drawAll() {
     this.observer.disconnect();
+    this.opened = [...this.groups.values()].map(({element}) => [element, element.open]);
+    this.unfold(true);
     const view = this.view();
     for (const card of this.cards.values()) if (!card.element.hidden) card.draw(view);
   }
 
   drawNear() {
     this.near.clear();
+    for (const [element, wasOpen] of this.opened) element.open = wasOpen;
     for (const card of this.cards.values()) {
       card.erase();
       this.observer.observe(card.element);

@@ -5,7 +5,7 @@ import uPlot from 'uplot';
 import {number, withUnit} from './format.js';
 import {atMost} from './run.js';
 import {logTicks} from './scale.js';
-import {axisLook, fromZero, tickLabels} from './timeplots.js';
+import {axisLook, fromZero, LEFT_AXIS, ticksWith} from './timeplots.js';
 import {offerTooltip} from './tooltip.js';
 
 const HEIGHT = 170;
@@ -92,8 +92,8 @@ export class CumulativePlot {
         {...look, size: 26, splits: () => MARKS.map((mark) => positionOf(mark / 100)), values: () => MARKS.map((mark) => `${mark}`)},
         {
           ...look,
-          size: 48,
-          values: tickLabels,
+          size: LEFT_AXIS,
+          values: ticksWith(this.name.unit),
           ...(this.isLogarithmic() ? {splits: (_, axis, low, high) => logTicks(low, high, MOST_TICKS), filter: (_, splits) => splits} : {}),
         },
       ],

@@ -43,6 +43,11 @@ export function withUnit(value, unit) {
   return unit && value !== null && value !== undefined ? `${number(value)} ${unit}` : number(value);
 }
 
+// A share of one as a percentage.
+export function percent(share) {
+  return share === null || share === undefined ? number(null) : `${number(100 * share)} %`;
+}
+
 const two = (value) => String(value).padStart(2, '0');
 
 // 3725 is 1:02:05.
@@ -53,6 +58,12 @@ export function elapsed(seconds) {
   const minutes = Math.floor(whole / 60) % 60;
   const text = hours > 0 ? `${hours}:${two(minutes)}:${two(whole % 60)}` : `${minutes}:${two(whole % 60)}`;
   return rest > 0 ? `${text}.${String(rest).padStart(3, '0').replace(/0+$/, '')}` : text;
+}
+
+// What `elapsed` writes, or plain seconds; NaN for anything else.
+export function secondsIn(text) {
+  const parts = text.trim().split(':').map((part) => (/^\d+(\.\d+)?$/.test(part) ? Number(part) : NaN));
+  return parts.length > 3 ? NaN : parts.reduce((seconds, part) => seconds * 60 + part, 0);
 }
 
 export function duration(seconds) {
@@ -76,3 +87,6 @@ export function clockTick(secondsSince1970, step) {
   const fraction = secondsSince1970 % 1;
   return fraction > 0 && step < 1 ? time + fraction.toFixed(3).slice(1).replace(/0+$/, '') : time;
 }
+
+// A moment of an axis in full.
+export const momentOf = (axis, value) => (axis === 'clock' ? clock(value) : elapsed(value));

@@ -5,7 +5,7 @@ import {boundOf, bucketOf, logTicks} from './scale.js';
 const FEWEST_ROWS = 12;
 
 // The cells of a column as [row, count]: the first number is a row, a negative one skips rows.
-function cellsOf(column) {
+export function cellsOf(column) {
   if (!column || column.length === 0) return [];
   const cells = [];
   let row = column[0];
@@ -37,6 +37,14 @@ function rowsOf(cells) {
   return rows;
 }
 
+// The values of a row; both bounds are 0 for zero.
+export function boundsOfRow(row, rowHeight) {
+  const inner = boundOf((Math.abs(row) - 1) * rowHeight);
+  const outer = boundOf(Math.abs(row) * rowHeight);
+  if (row === 0) return [0, 0];
+  return row > 0 ? [inner, outer] : [-outer, -inner];
+}
+
 export class HeatMap {
   constructor({rowHeight, columns}) {
     this.rowHeight = rowHeight;
@@ -48,12 +56,8 @@ export class HeatMap {
     this.positions = new Map(this.rows.map((row, i) => [row, i]));
   }
 
-  // The values of a row; both bounds are 0 for zero.
   boundsOf(row) {
-    const inner = boundOf((Math.abs(row) - 1) * this.rowHeight);
-    const outer = boundOf(Math.abs(row) * this.rowHeight);
-    if (row === 0) return [0, 0];
-    return row > 0 ? [inner, outer] : [-outer, -inner];
+    return boundsOfRow(row, this.rowHeight);
   }
 
   // Where a value lies between the rows, which have a height of 1.

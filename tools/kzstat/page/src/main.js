@@ -1,14 +1,24 @@
+import {spanInAddress, tellAddress} from './address.js';
+import {ALL_NAMES} from './allnames.js';
 import {Charts} from './charts.js';
+import {save} from './exports.js';
+import {FirstScreen} from './firstscreen.js';
+import {elapsed, secondsIn} from './format.js';
 import {follow} from './live.js';
+import {keepingPlace} from './place.js';
 import {updated} from './run.js';
-import {showState, showSummary} from './summary.js';
+import {showState} from './summary.js';
 import {Table} from './table.js';
 import {offerPrinting, offerThemes} from './theme.js';
+import {viewOf} from './view.js';
 
 const byId = (id) => document.getElementById(id);
 const charts = new Charts(byId('charts'));
-const table = new Table(byId('table'), arrange);
+const firstScreen = new FirstScreen((name) => charts.reveal(name));
+const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arrange, onChosen: ({name}) => charts.reveal(name)});
 let run = null;
+let axis = 'elapsed';
+let zoom = spanInAddress();
 
 function matches(name) {
   const words = byId('search').value.toLowerCase().split(/\s+/);
@@ -17,13 +27,12 @@ function matches(name) {
   return (type === '' || name.type === type) && words.every((word) => text.includes(word));
 }
 
-const chosenNames = () => table.sorted(run.names.filter(matches)).map(({name}) => name);
-
 function arrange() {
-  const chosen = chosenNames();
-  table.arrange(chosen);
-  charts.arrange(chosen);
-  byId('shown').textContent = chosen.length === run.names.length ? '' : `${chosen.length} of ${run.names.length} names`;
+  const chosen = run.names.filter(matches);
+  const isSearch = chosen.length < run.names.length;
+  table.arrange(table.sorted(table.shown.filter(matches)));
+  charts.filter(chosen.map(({name}) => name), isSearch);
+  byId('shown').textContent = isSearch ? `${chosen.length} of ${run.names.length} names` : '';
   byId('nothing').hidden = chosen.length > 0;
   byId('nothing').textContent = run.names.length === 0 ? 'Nothing was reported yet.' : 'No name matches.';
 }
@@ -31,41 +40,92 @@ function arrange() {
 function offerTypes() {
   const types = [...new Set(run.names.map(({type}) => type))].sort();
   const chosen = byId('type').value;
+  if (byId('type').options.length === types.length + 1) return;
   byId('type').replaceChildren(new Option('All types', ''), ...types.map((type) => new Option(type, type)));
   byId('type').value = types.includes(chosen) ? chosen : '';
+}
+
+function showSpan({zoom: shown}) {
+  byId('whole').hidden = shown === null;
+  byId('part').textContent = shown ? `${elapsed(shown[0])} – ${elapsed(shown[1])}` : '';
+  const [from, to] = shown ?? [run.grid.first * run.run.sliceLength, run.elapsed];
+  for (const [field, moment] of [['from', from], ['to', to]]) {
+    const input = byId('span').elements[field];
+    if (document.activeElement !== input) input.value = elapsed(moment);
+  }
+}
+
+function showFigures(view) {
+  firstScreen.show(view);
+  table.offer('percentile', run.names.some(({figures}) => figures.p50 !== null));
+  table.show(run.names.map((name) => ({...name, shownFigures: view.figuresOf(name)})));
+  showSpan(view);
 }
 
 function show(data) {
   // Another run is served at the same address now.
   if (run && run.run.id !== data.run.id) return location.reload();
-  const known = run?.names.length;
   run = data;
-  showSummary(run);
-  charts.show(run);
-  table.show(run.names, (name) => charts.idOf(name));
-  // Rows stay in order as their figures change. Charts stay where the reader looks at them.
-  if (run.names.length === known) return table.arrange(chosenNames());
-  offerTypes();
+  const view = viewOf(run, axis, zoom, setZoom);
+  keepingPlace(() => {
+    showFigures(view);
+    charts.show(view);
+    offerTypes();
+    arrange();
+  });
+}
+
+// The same data, looked at in another way.
+function showAgain() {
+  const view = viewOf(run, axis, zoom, setZoom);
+  showFigures(view);
   arrange();
+  charts.redraw(view);
+}
+
+// A span of seconds of the run; null for the whole run.
+function setZoom(span) {
+  zoom = span && viewOf(run, axis, span, setZoom).zoom;
+  tellAddress(zoom);
+  showAgain();
+}
+
+function setAxis(chosen) {
+  axis = chosen;
+  showAxis();
+  if (run) showAgain();
 }
 
 function showAxis() {
-  for (const button of document.querySelectorAll('[data-axis]')) button.ariaPressed = String(button.dataset.axis === charts.axis);
+  for (const button of document.querySelectorAll('[data-axis]')) button.ariaPressed = String(button.dataset.axis === axis);
+}
+
+function offerSpan() {
+  byId('whole').addEventListener('click', () => setZoom(null));
+  byId('span').addEventListener('submit', (event) => {
+    event.preventDefault();
+    const [from, to] = ['from', 'to'].map((field) => secondsIn(event.target.elements[field].value));
+    document.activeElement.blur();
+    if (run && from < to) setZoom([from, to]);
+    else if (run) showAgain();
+  });
+  addEventListener('hashchange', () => {
+    zoom = spanInAddress();
+    if (run) showAgain();
+  });
 }
 
 function offerControls() {
   byId('search').addEventListener('input', arrange);
   byId('type').addEventListener('change', arrange);
-  byId('whole').addEventListener('click', () => charts.setZoom(null));
-  charts.onZoomed = (isZoomed) => { byId('whole').hidden = !isZoomed; };
-  for (const button of document.querySelectorAll('[data-axis]')) {
-    button.addEventListener('click', () => {
-      charts.setAxis(button.dataset.axis);
-      showAxis();
-    });
-  }
+  byId('unfold').addEventListener('click', () => charts.unfold(true));
+  byId('fold').addEventListener('click', () => charts.unfold(false));
+  byId('csv').addEventListener('click', () => save('figures.csv', [table.csv()], 'text/csv'));
+  byId('json').addEventListener('click', () => save(`${run.run.generator}.json`, [JSON.stringify(run)], 'application/json'));
+  for (const button of document.querySelectorAll('[data-axis]')) button.addEventListener('click', () => setAxis(button.dataset.axis));
   showAxis();
-  offerThemes(byId('theme'), () => charts.redraw());
+  offerSpan();
+  offerThemes(byId('theme'), showAgain);
   offerPrinting(charts);
 }
 

@@ -40,13 +40,13 @@ export function updated(run, update) {
 // The moments at which the buckets end, in seconds.
 export function times(run, axis) {
   const {first, width, slices} = run.grid;
-  const begin = axis === 'clock' ? run.run.startTime : 0;
+  const begin = originOf(run, axis);
   return slices.map((_, i) => begin + Math.min((first + (i + 1) * width) * run.run.sliceLength, run.elapsed));
 }
 
 // When the first bucket begins and the last one ends, in seconds.
 export function wholeSpan(run, axis) {
-  const begin = axis === 'clock' ? run.run.startTime : 0;
+  const begin = originOf(run, axis);
   const first = begin + run.grid.first * run.run.sliceLength;
   return [first, Math.max(begin + run.elapsed, first + run.run.sliceLength)];
 }
@@ -54,12 +54,37 @@ export function wholeSpan(run, axis) {
 const perSlice = (values, slices) => slices.map((count, i) => (count > 0 ? (values[i] ?? null) : null));
 const scaled = (values, factor) => values.map((value) => (value === null ? null : value * factor));
 
-// When a column of the heat maps begins, in seconds.
-export function columnBegin(run, axis, column) {
-  const {first, width, columnWidth} = run.grid;
-  const begin = axis === 'clock' ? run.run.startTime : 0;
-  return begin + (first + column * columnWidth * width) * run.run.sliceLength;
+// When the axis begins, in seconds since 1970 or since the start of the run.
+export const originOf = (run, axis) => (axis === 'clock' ? run.run.startTime : 0);
+
+// When a bucket begins and ends, in seconds of the axis.
+export function bucketBegin(run, axis, bucket) {
+  const {first, width} = run.grid;
+  return originOf(run, axis) + (first + bucket * width) * run.run.sliceLength;
 }
+
+export function bucketEnd(run, axis, bucket) {
+  return Math.min(bucketBegin(run, axis, bucket + 1), originOf(run, axis) + run.elapsed);
+}
+
+// When a column of the heat maps begins, in seconds.
+export const columnBegin = (run, axis, column) => bucketBegin(run, axis, column * run.grid.columnWidth);
+
+// The buckets [from, to) of a span of seconds of the run: whole columns of the heat maps, at least one. All
+// buckets if the span is null.
+export function bucketsOf(run, span) {
+  const {slices, columnWidth} = run.grid;
+  if (!span) return [0, slices.length];
+  const seconds = columnBegin(run, 'elapsed', 1) - columnBegin(run, 'elapsed', 0);
+  const columns = span.map((moment) => (moment - columnBegin(run, 'elapsed', 0)) / seconds);
+  const last = Math.max(0, Math.ceil(slices.length / columnWidth) - 1);
+  const from = Math.min(Math.max(0, Math.floor(columns[0] + 1e-6)), last);
+  const to = Math.max(from + 1, Math.ceil(columns[1] - 1e-6));
+  return [from * columnWidth, Math.min(to * columnWidth, slices.length)];
+}
+
+// The seconds of the run that these buckets cover.
+export const spanOf = (run, [from, to]) => [bucketBegin(run, 'elapsed', from), bucketBegin(run, 'elapsed', to)];
 
 // Percentiles come rounded, the maximum does not.
 export const atMost = (value, maximum) => (value > maximum && maximum !== null ? maximum : value);
@@ -79,25 +104,23 @@ export function valueSeries(run, course) {
   return {least: perSlice(course.minimum, slices), mean, most: perSlice(course.maximum, slices)};
 }
 
-// The same of what flows through a slice, per second, or of a level, which comes as its mean.
+// The same of what flows through a slice, per second, or of a level, which comes as its mean. Buckets of one slice
+// come without extremes.
 export function flowSeries(run, course, isLevel) {
   if (!course.flow) return null;
   const {slices} = run.grid;
   const factor = isLevel ? 1 : 1 / run.run.sliceLength;
   const flow = perSlice(course.flow, slices);
+  const extremes = (field) => perSlice(slices.map((_, i) => course[field]?.[i] ?? course.flow[i]), slices);
   const mean = isLevel ? flow : flow.map((sum, i) => (sum === null ? null : sum * factor / slices[i]));
   return {
-    least: scaled(perSlice(course.leastFlow, slices), factor),
+    least: scaled(extremes('leastFlow'), factor),
     mean,
-    most: scaled(perSlice(course.mostFlow, slices), factor),
+    most: scaled(extremes('mostFlow'), factor),
   };
 }
 
 export function loadSeries(run) {
   const series = flowSeries(run, run.load, true);
   return series.mean.some((value) => value !== null) ? series.mean : null;
-}
-
-export function peakLoad(run) {
-  return run.load.mostFlow.reduce((peak, value) => (value !== null && !(peak >= value) ? value : peak), null);
 }

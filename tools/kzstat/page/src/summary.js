@@ -1,11 +1,16 @@
-// What is said of the run as a whole.
+// What is said of the run as a whole: what was loaded, when, how; and the figures that matter most.
 
-import {clock, duration, elapsed, number} from './format.js';
-import {peakLoad} from './run.js';
+import {clock, duration, elapsed, number, percent} from './format.js';
+import {figureHint, figureText} from './figurecolumns.js';
+import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
-function tile(label, value) {
+const byId = (id) => document.getElementById(id);
+
+function tile({label, value, hint = '', state = ''}) {
   const element = document.createElement('div');
   element.className = 'tile';
+  element.dataset.state = state;
+  element.title = hint;
   const strong = document.createElement('b');
   strong.textContent = value;
   const text = document.createElement('span');
@@ -24,10 +29,6 @@ function fact(list, term, text, isCode = false) {
   list.append(name, value);
 }
 
-function slicesLabel({lostSlices, hasEnded}) {
-  return 'slices' + (lostSlices > 0 ? ` (${lostSlices} lost)` : '') + (hasEnded ? '' : ', not ended');
-}
-
 function showFacts(list, {run, sources, lostSlices, notes, grid}) {
   list.replaceChildren();
   fact(list, 'Started', `${clock(run.startTime)} here, ${new Date(run.startTime * 1000).toISOString()}`);
@@ -41,20 +42,70 @@ function showFacts(list, {run, sources, lostSlices, notes, grid}) {
   for (const source of sources) fact(list, 'Merged from', `${source.generator} on ${source.host}, ${clock(source.startTime)}, ${source.commandLine}`);
 }
 
-export function showSummary(page) {
+function slicesText(slices, {lostSlices, hasEnded, run}) {
+  return `${number(slices)} slice${slices === 1 ? '' : 's'} of ${number(run.sliceLength)} s` +
+    (lostSlices > 0 ? ` (${lostSlices} lost)` : '') + (hasEnded ? '' : ', not ended');
+}
+
+const timeOfDay = (secondsSince1970) => clock(secondsSince1970).split(' ')[1];
+
+// A part of the run that was asked for when the page was made, or what the reader looks at.
+function partText(page, zoom) {
+  const begin = page.grid.first * page.run.sliceLength;
+  const [from, to] = zoom ?? [begin, page.elapsed];
+  return zoom || begin > 0 ? `from ${elapsed(from)} to ${elapsed(Math.min(to, page.elapsed))} of the run` : '';
+}
+
+// Where the load begins or ends within the run, so that the figures are not those of all slices.
+function loadText({run, elapsed: whole}) {
+  const begin = run.loadBegin ?? 0;
+  const end = run.loadEnd ?? whole;
+  return begin > 0 || end < whole ? `under load ${elapsed(begin)} – ${elapsed(end)}` : '';
+}
+
+export function showTitle({run: page, zoom, buckets}) {
   const {run} = page;
-  const peak = peakLoad(page);
-  const begin = page.grid.first * run.sliceLength;
+  const slices = zoom ? slicesIn(page, buckets) : page.slices;
+  const facts = [
+    `${clock(run.startTime)} – ${timeOfDay(run.startTime + page.elapsed)}`,
+    duration(zoom ? secondsIn(page, buckets) : page.slices * run.sliceLength),
+    slicesText(slices, page),
+    zoom ? '' : loadText(page),
+    `on ${run.host}`,
+    partText(page, zoom),
+  ];
   document.title = `${run.generator} – ${clock(run.startTime)}`;
-  document.getElementById('generator').textContent = run.generator;
-  document.getElementById('subtitle').textContent = `${clock(run.startTime)} on ${run.host}` +
-    (begin > 0 ? ` · from ${elapsed(begin)} to ${elapsed(page.elapsed)} of the run` : '');
-  document.getElementById('tiles').replaceChildren(
-    tile('time covered', duration(page.slices * run.sliceLength)),
-    tile(slicesLabel(page), number(page.slices)),
-    tile('names', number(page.names.length)),
-    ...(peak === null ? [] : [tile('peak load', number(peak))]));
-  showFacts(document.getElementById('facts'), page);
+  byId('generator').textContent = run.generator;
+  byId('command').textContent = run.commandLine;
+  byId('command').hidden = run.commandLine === '';
+  byId('subtitle').textContent = facts.filter((text) => text !== '').join(' · ');
+  showFacts(byId('facts'), page);
+}
+
+function figureTile(label, figures, key, unit) {
+  const value = figures[key];
+  if (value === null || value === undefined) return [];
+  const text = figureText(figures, key);
+  return [{label, value: unit ? `${text} ${unit}` : text, hint: figureHint(figures, key)}];
+}
+
+function tilesOfWork(row, noun) {
+  return [
+    {label: noun, value: number(row.count), hint: row.name},
+    {label: `${noun}/s`, value: number(row.rate), hint: row.name},
+    ...['p50', 'p95', 'p99'].flatMap((key) => figureTile(key, row.figures, key, row.unit)),
+    ...(row.figures.p50 === null ? figureTile('mean', row.figures, 'mean', row.unit) : []),
+    ...(row.share === null ? [] : [{label: 'errors', value: percent(row.share), hint: `${number(row.errors)} of ${number(row.count)}`, state: row.share > 0 ? 'bad' : 'good'}]),
+  ];
+}
+
+// `row` is that of the main operation, or null.
+export function showTiles({run, buckets}, row, noun) {
+  const peak = peakIn(run, buckets);
+  byId('tiles').replaceChildren(...[
+    ...(row ? tilesOfWork(row, noun) : [{label: 'names', value: number(run.names.length)}]),
+    ...(peak === null ? [] : [{label: 'peak load', value: number(peak)}]),
+  ].map(tile));
 }
 
 const STATES = {
@@ -65,7 +116,7 @@ const STATES = {
 };
 
 export function showState(state) {
-  const element = document.getElementById('state');
+  const element = byId('state');
   element.dataset.state = state;
   element.textContent = STATES[state];
 }

@@ -1,80 +1,77 @@
-// The table of figures: a row per name.
-
-import {number} from './format.js';
-
-const PERCENTILES = ['p50', 'p95', 'p99'];
-const NUMBERS = ['count', 'rate', 'min', 'mean', ...PERCENTILES, 'max', 'stddev', 'sum', 'last'];
-const TITLES = {name: 'name', type: 'type', unit: 'unit', rate: 'rate/s'};
-const COLUMNS = ['name', 'type', 'unit', ...NUMBERS];
-
-// What rounding has left nothing of is told as a bound, as `kzstat show` does.
-function deviation({stddev, stddevError}) {
-  return stddev !== null && stddev <= stddevError ? `<${number(stddevError)}` : number(stddev);
-}
-
-function text(name, column) {
-  return column === 'stddev' ? deviation(name.figures) : number(name.figures[column]);
-}
-
-function valueOf(name, column) {
-  return NUMBERS.includes(column) ? name.figures[column] : name[column];
-}
+// A table of rows that have a name: sorted by a column, in place as its figures change.
+//
+// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `isText` if it
+// holds no numbers; `isMinor` if a narrow screen does without it. The first one heads the rows.
 
 // step.9 comes before step.10.
 const texts = new Intl.Collator('en', {numeric: true});
 
-const compare = (a, b) => (typeof a === 'string' ? texts.compare(a, b) : a - b);
+export const compare = (a, b) => (typeof a === 'string' ? texts.compare(a, b) : a - b);
 
-function markCell(cell, column) {
-  cell.dataset.column = column;
-  cell.classList.toggle('text', !NUMBERS.includes(column));
-  cell.classList.toggle('percentile', PERCENTILES.includes(column));
+const isNothing = (value) => value === null || value === undefined;
+
+function markCell(cell, {key, isText, isMinor, kind}) {
+  cell.dataset.column = key;
+  cell.classList.toggle('text', Boolean(isText));
+  cell.classList.toggle('minor', Boolean(isMinor));
+  if (kind) cell.classList.add(kind);
 }
 
 class Row {
-  constructor(name, link) {
+  constructor(name, columns, onChosen) {
     this.element = document.createElement('tr');
-    this.element.dataset.name = name.name;
-    const heading = document.createElement('th');
-    heading.scope = 'row';
-    heading.className = 'text';
-    const anchor = document.createElement('a');
-    anchor.href = `#${link}`;
-    anchor.textContent = name.name;
-    heading.append(anchor);
-    this.element.append(heading);
-    this.cells = new Map(COLUMNS.slice(1).map((column) => [column, this.addCell(column)]));
+    this.element.dataset.name = name;
+    this.columns = columns;
+    this.cells = columns.map((column, i) => this.addCell(column, i === 0));
+    if (onChosen) this.link = this.addLink(onChosen);
   }
 
-  addCell(column) {
-    const cell = document.createElement('td');
+  addCell(column, isHeading) {
+    const cell = document.createElement(isHeading ? 'th' : 'td');
+    if (isHeading) cell.scope = 'row';
     markCell(cell, column);
     this.element.append(cell);
     return cell;
   }
 
-  show(name) {
-    this.cells.get('type').textContent = name.type;
-    this.cells.get('unit').textContent = name.unit;
-    for (const column of NUMBERS) {
-      const cell = this.cells.get(column);
-      const value = name.figures[column];
-      cell.textContent = text(name, column);
-      cell.title = value === null ? '' : String(value);
-    }
+  addLink(onChosen) {
+    const link = document.createElement('a');
+    link.href = '#details';
+    link.addEventListener('click', (event) => {
+      event.preventDefault();
+      onChosen(this.row);
+    });
+    this.cells[0].append(link);
+    return link;
+  }
+
+  show(row) {
+    this.row = row;
+    this.columns.forEach((column, i) => {
+      const place = i === 0 && this.link ? this.link : this.cells[i];
+      const text = column.text(row);
+      if (place.textContent !== text) place.textContent = text;
+      const hint = column.hint?.(row) ?? '';
+      if (this.cells[i].title !== hint) this.cells[i].title = hint;
+    });
   }
 }
 
 export class Table {
-  constructor(table, onSorted) {
+  // `order` is what it is sorted by until the reader chooses a column.
+  constructor(table, columns, {column = null, order = null, onSorted = () => this.arrange(), onChosen = null} = {}) {
     this.table = table;
+    this.columns = columns;
     this.head = table.tHead.rows[0];
     this.body = table.tBodies[0];
     this.rows = new Map();
-    this.column = 'name';
+    this.column = columns.find(({key}) => key === column) ?? null;
+    this.order = order;
     this.isDescending = false;
     this.onSorted = onSorted;
-    for (const column of COLUMNS) this.head.append(this.heading(column));
+    this.onChosen = onChosen;
+    this.shown = [];
+    for (const each of columns) this.head.append(this.heading(each));
     this.showOrder();
   }
 
@@ -84,7 +81,7 @@ export class Table {
     markCell(cell, column);
     const button = document.createElement('button');
     button.type = 'button';
-    button.textContent = TITLES[column] ?? column;
+    button.textContent = column.title;
     button.addEventListener('click', () => this.sortBy(column));
     cell.append(button);
     return cell;
@@ -92,7 +89,7 @@ export class Table {
 
   // The first click on a number puts the largest on top.
   sortBy(column) {
-    this.isDescending = column === this.column ? !this.isDescending : NUMBERS.includes(column);
+    this.isDescending = column === this.column ? !this.isDescending : !column.isText;
     this.column = column;
     this.showOrder();
     this.onSorted();
@@ -100,34 +97,51 @@ export class Table {
 
   showOrder() {
     for (const cell of this.head.cells) cell.removeAttribute('aria-sort');
-    this.head.querySelector(`[data-column="${this.column}"]`).ariaSort = this.isDescending ? 'descending' : 'ascending';
+    if (this.column) this.head.querySelector(`[data-column="${this.column.key}"]`).ariaSort = this.isDescending ? 'descending' : 'ascending';
   }
 
-  // Names without a value come last either way.
-  sorted(names) {
-    const has = (name) => valueOf(name, this.column) !== null;
-    const order = (a, b) => compare(valueOf(a, this.column), valueOf(b, this.column)) * (this.isDescending ? -1 : 1);
-    return [...names.filter(has).sort(order), ...names.filter((name) => !has(name))];
+  // Rows without a value come last either way.
+  sorted(rows) {
+    if (!this.column) return [...rows].sort(this.order);
+    const {value} = this.column;
+    const has = (row) => !isNothing(value(row));
+    const order = (a, b) => compare(value(a), value(b)) * (this.isDescending ? -1 : 1);
+    return [...rows.filter(has).sort(order), ...rows.filter((row) => !has(row))];
   }
 
-  show(names, linkOf) {
-    const hasPercentiles = names.some(({figures}) => figures.p50 !== null);
-    this.table.classList.toggle('without-percentiles', !hasPercentiles);
-    for (const name of names) {
-      let row = this.rows.get(name.name);
-      if (!row) {
-        row = new Row(name, linkOf(name.name));
-        this.rows.set(name.name, row);
-        this.body.append(row.element);
-      }
-      row.show(name);
+  show(rows) {
+    this.shown = rows;
+    for (const row of rows) {
+      if (!this.rows.has(row.name)) this.rows.set(row.name, new Row(row.name, this.columns, this.onChosen));
+      this.rows.get(row.name).show(row);
     }
   }
 
-  // Shows the rows of these names, in this order. Rows that stay keep the reader's focus.
-  arrange(names) {
-    const rows = names.map((name) => this.rows.get(name).element);
-    const isArranged = rows.length === this.body.rows.length && rows.every((row, i) => row === this.body.rows[i]);
-    if (!isArranged) this.body.replaceChildren(...rows);
+  // Shows these rows in this order. Rows that stay where they are keep the reader's focus and place.
+  arrange(rows = this.sorted(this.shown)) {
+    let next = this.body.firstElementChild;
+    for (const {name} of rows) {
+      const {element} = this.rows.get(name);
+      if (element === next) next = next.nextElementSibling;
+      else this.body.insertBefore(element, next);
+    }
+    while (next) {
+      const gone = next;
+      next = next.nextElementSibling;
+      gone.remove();
+    }
+  }
+
+  // Shows columns of this kind, or hides them.
+  offer(kind, isOffered) {
+    this.table.classList.toggle(`without-${kind}`, !isOffered);
+  }
+
+  // The rows as they stand, with unrounded numbers.
+  csv() {
+    const field = (value) => (isNothing(value) ? '' : /[",\r\n]/.test(String(value)) ? `"${String(value).replaceAll('"', '""')}"` : String(value));
+    const shown = [...this.body.rows].map(({dataset}) => this.rows.get(dataset.name).row);
+    const lines = [this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value}) => value(row)))];
+    return lines.map((line) => `${line.map(field).join(',')}\r\n`).join('');
   }
 }

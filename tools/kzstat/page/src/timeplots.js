@@ -1,7 +1,7 @@
 // Plots over time: lines, and the heat map.
 
 import uPlot from 'uplot';
-import {clock, clockTick, elapsed, number, tick, withUnit} from './format.js';
+import {clockTick, elapsed, momentOf, number, tick, withUnit} from './format.js';
 import {HeatMap} from './heatmap.js';
 import {atMost, columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
 import {offerTooltip} from './tooltip.js';
@@ -9,21 +9,25 @@ import {offerTooltip} from './tooltip.js';
 const VALUE_HEIGHT = 190;
 const FLOW_HEIGHT = 120;
 const HEAT_HEIGHT = 170;
-const LEFT_AXIS = 48;
-const RIGHT_AXIS = 40;
-const LABEL_ROOM = 26;  // half of the last label of the time axis
+export const LEFT_AXIS = 58;
+export const LABEL_ROOM = 30;  // half of the last label of the time axis
 const TICK_DISTANCE = 24;
+const CLOCK_LABEL = 70;
 
 const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
 
-export const tickLabels = (_, splits) => splits.map(tick);
+// The uppermost mark has the unit.
+export function ticksWith(unit) {
+  return (_, splits) => {
+    const last = splits.findLastIndex((value) => value !== null);
+    return splits.map((value, i) => (i === last && unit ? `${tick(value)} ${unit}` : tick(value)));
+  };
+}
 
 export function axisLook(colours) {
   const lines = {stroke: colours.grid, width: 1};
   return {stroke: colours.faint, grid: lines, ticks: lines, font: '11px system-ui, sans-serif'};
 }
-
-const momentOf = (axis, value) => (axis === 'clock' ? clock(value) : elapsed(value));
 
 export function fromZero(_, least, most) {
   if (least === null) return [0, 1];
@@ -31,9 +35,9 @@ export function fromZero(_, least, most) {
   return [least >= 0 ? 0 : low, high === 0 && low === 0 ? 1 : high];
 }
 
-function timeAxis({axis, colours}) {
+export function timeAxis({axis, colours}) {
   const elapsedTicks = {incrs: ELAPSED_STEPS, values: (_, splits) => splits.map(elapsed)};
-  const clockTicks = {values: (_, splits, axisIndex, space, step) => splits.map((moment) => clockTick(moment, step))};
+  const clockTicks = {space: CLOCK_LABEL, values: (_, splits, axisIndex, space, step) => splits.map((moment) => clockTick(moment, step))};
   return {...axisLook(colours), size: 26, ...(axis === 'clock' ? clockTicks : elapsedTicks)};
 }
 
@@ -44,24 +48,26 @@ function zoomed(chart, onZoom) {
   if (width > 0) onZoom([chart.posToVal(left, 'x'), chart.posToVal(left + width, 'x')]);
 }
 
-// What all plots over time have in common. Those of a card have the same width between the axes.
-function timeOptions(height, view, hasRightAxis, room) {
+// What all plots over time have in common.
+export function timeOptions(height, view, room = LABEL_ROOM) {
   return {
     width: view.width,
     height,
-    padding: [8, hasRightAxis ? 0 : room, 0, 0],
+    padding: [8, room, 0, 0],
     scales: {x: {time: view.axis === 'clock'}},
     cursor: {sync: {key: 'time'}, drag: {x: true, y: false, setScale: false}, y: false},
     hooks: {setSelect: [(chart) => zoomed(chart, view.onZoom)]},
   };
 }
 
-class TimePlot {
+// A plot has: `title`, `height`, `show(name, view)`, `options(view)` and `data(view)`.
+export class TimePlot {
   draw(place, name, view) {
     this.show(name, view);
     this.chart = new uPlot(this.options(view), this.data(view), place);
-    this.chart.over.addEventListener('dblclick', () => view.onZoom(null));
+    this.chart.over.addEventListener('dblclick', () => this.view.onZoom(null));
     this.showSpan(view);
+    offerTooltip(this.chart.over, (left, top) => this.describe(left, top));
   }
 
   // From the beginning of the first slice on, not from its end, where its point is.
@@ -80,45 +86,49 @@ class TimePlot {
   }
 }
 
-class LinePlot extends TimePlot {
-  constructor(title, height, linesOf) {
+// Lines of {kind, label, values}, the values of which have the unit.
+export class LinePlot extends TimePlot {
+  constructor(title, height, unit, linesOf) {
     super();
     this.title = title;
     this.height = height;
+    this.unit = unit;
     this.linesOf = linesOf;
   }
 
   show(name, view) {
     this.name = name;
-    this.run = view.run;
-    const load = view.load && !name.isLevel ? [{kind: 'load', label: 'load', values: view.load}] : [];
-    this.lines = [...load, ...this.linesOf(view.run, name)];
+    this.view = view;
+    this.lines = this.linesOf(view.run, name);
   }
 
   data(view) {
     return [view.times, ...this.lines.map(({values}) => values)];
   }
 
-  axes(view, hasLoad) {
-    const look = axisLook(view.colours);
-    const load = {...look, side: 1, scale: 'load', size: RIGHT_AXIS, grid: {show: false}, stroke: view.colours.load, values: tickLabels};
-    return [timeAxis(view), {...look, size: LEFT_AXIS, values: tickLabels}, ...(hasLoad ? [load] : [])];
-  }
-
   options(view) {
-    const hasLoad = this.lines[0].kind === 'load';
+    const common = timeOptions(this.height, view);
     const max = this.lines.findIndex(({kind}) => kind === 'edge') + 1;
-    const common = timeOptions(this.height, view, hasLoad, LABEL_ROOM);
     return {
       ...common,
-      scales: {...common.scales, y: {range: fromZero}, load: {range: fromZero}},
-      series: [
-        {label: view.axis, value: (_, value) => (value === null ? '–' : momentOf(view.axis, value))},
-        ...this.lines.map((line) => seriesOf(line, view.colours)),
-      ],
+      scales: {...common.scales, y: {range: fromZero}},
+      legend: {show: this.lines.length > 1, live: false},
+      series: [{}, ...this.lines.map((line) => seriesOf(line, view.colours))],
       bands: max > 0 ? [{series: [max, max + 1], fill: view.colours.band}] : [],
-      axes: this.axes(view, hasLoad),
+      axes: [timeAxis(view), {...axisLook(view.colours), size: LEFT_AXIS, values: ticksWith(this.unit)}],
     };
+  }
+
+  describe(left) {
+    const i = this.chart.posToIdx(left);
+    if (!(this.view.run.grid.slices[i] > 0)) return null;
+    const rows = this.lines.map(({kind, label, values}) => [label, withUnit(values[i], this.unit), looksOf(kind, this.view.colours).stroke]);
+    return {title: momentOf(this.view.axis, this.view.times[i]), rows: [...rows, ...this.rowsBeside(i)]};
+  }
+
+  rowsBeside(i) {
+    const {load} = this.view;
+    return load && !this.name.isLevel ? [['load', number(load[i])]] : [];
   }
 }
 
@@ -130,20 +140,24 @@ function loneValues(chart, series) {
 }
 
 // Every value is a point where there is room for them.
-const points = {filter: (chart, series, hasRoom) => (hasRoom ? null : loneValues(chart, series))};
+export const points = {filter: (chart, series, hasRoom) => (hasRoom ? null : loneValues(chart, series))};
 
-function seriesOf({kind, label}, colours) {
+function looksOf(kind, colours) {
   const looks = {
-    load: {scale: 'load', stroke: colours.load, width: 1, dash: [4, 3], points: {show: false}},
+    load: {scale: 'load', stroke: colours.load, width: 1.5, dash: [4, 3], points: {show: false}},
     edge: {stroke: colours.edge, width: 1, points: {show: false}},
     mean: {stroke: colours.accent, width: 1.5, points},
+    throughput: {stroke: colours.accent, width: 1.75, points},
+    errors: {stroke: colours.bad, width: 1.5, fill: `${colours.bad}38`, points},
     p50: {stroke: colours.accent, width: 1.75, points},
     p95: {stroke: colours.p95, width: 1.5, points},
     p99: {stroke: colours.p99, width: 1.5, points},
     maximum: {stroke: colours.maximum, width: 1, points},
   };
-  return {...looks[kind], label, value: (_, value) => number(value)};
+  return looks[kind];
 }
+
+export const seriesOf = ({kind, label}, colours) => ({...looksOf(kind, colours), label});
 
 // What a plot of least, mean and most draws, from the back to the front.
 function bandedLines(title, {least, mean, most}) {
@@ -164,35 +178,13 @@ function percentileLines(run, {course}) {
   ];
 }
 
-// The figures are in the tooltip, so that the legend is only a key.
 class PercentilePlot extends LinePlot {
-  constructor(title) {
-    super(title, VALUE_HEIGHT, percentileLines);
+  constructor(title, unit) {
+    super(title, VALUE_HEIGHT, unit, percentileLines);
   }
 
-  draw(place, name, view) {
-    super.draw(place, name, view);
-    offerTooltip(this.chart.over, (left) => this.describe(this.chart.posToIdx(left), view));
-  }
-
-  options(view) {
-    return {...super.options(view), legend: {live: false}};
-  }
-
-  describe(i, {axis, colours}) {
-    const {unit, course} = this.name;
-    if (!(this.run.grid.slices[i] > 0)) return null;
-    const figure = (label, field, colour) => [label, withUnit(atMost(course[field][i], course.maximum[i]), unit), colour];
-    return {
-      title: momentOf(axis, this.chart.data[0][i]),
-      rows: [
-        figure('max', 'maximum', colours.maximum),
-        figure('p99', 'p99', colours.p99),
-        figure('p95', 'p95', colours.p95),
-        figure('p50', 'p50', colours.accent),
-        ['count', number(course.count[i] ?? 0)],
-      ],
-    };
+  rowsBeside(i) {
+    return [['count', number(this.name.course.count[i] ?? 0)], ...super.rowsBeside(i)];
   }
 }
 
@@ -210,7 +202,6 @@ class HeatPlot extends TimePlot {
     this.key.className = 'heat-key';
     place.append(this.key);
     this.showKey();
-    offerTooltip(this.chart.over, (left, top) => this.describe(left, top));
   }
 
   update(name, view) {
@@ -221,9 +212,7 @@ class HeatPlot extends TimePlot {
 
   show(name, view) {
     this.unit = name.unit;
-    this.hasRightAxis = view.load !== null && !name.isLevel;
-    this.run = view.run;
-    this.axis = view.axis;
+    this.view = view;
     this.map = new HeatMap(name.heat);
     this.picture = this.map.picture(view.shades);
   }
@@ -238,7 +227,7 @@ class HeatPlot extends TimePlot {
   }
 
   options(view) {
-    const common = timeOptions(this.height, view, false, this.hasRightAxis ? RIGHT_AXIS : LABEL_ROOM);
+    const common = timeOptions(this.height, view);
     const look = axisLook(view.colours);
     return {
       ...common,
@@ -249,7 +238,7 @@ class HeatPlot extends TimePlot {
         ...look,
         size: LEFT_AXIS,
         splits: () => this.ticks().map(([, position]) => position),
-        values: () => tickLabels(null, this.ticks().map(([value]) => value)),
+        values: () => ticksWith(this.unit)(null, this.ticks().map(([value]) => value)),
       }],
       hooks: {...common.hooks, draw: [(chart) => this.paint(chart)]},
     };
@@ -260,7 +249,7 @@ class HeatPlot extends TimePlot {
   }
 
   beginOf(column) {
-    return columnBegin(this.run, this.axis, column);
+    return columnBegin(this.view.run, this.view.axis, column);
   }
 
   paint(chart) {
@@ -286,8 +275,9 @@ class HeatPlot extends TimePlot {
     if (!this.map.columns[column] || row === undefined) return null;
     const count = this.map.columns[column].get(row) ?? 0;
     const share = count > 0 ? ` (${number((100 * count) / this.map.totals[column])} %)` : '';
+    const {axis} = this.view;
     return {
-      title: `${momentOf(this.axis, this.beginOf(column))} – ${momentOf(this.axis, this.beginOf(column + 1))}`,
+      title: `${momentOf(axis, this.beginOf(column))} – ${momentOf(axis, this.beginOf(column + 1))}`,
       rows: [['values', this.rangeText(row)], ['count', number(count) + share]],
     };
   }
@@ -303,12 +293,12 @@ export function timePlots({course, unit, isLevel, heat}) {
   const values = unit || 'value';
   const flow = isLevel ? 'level' : 'per second';
   const plots = [];
-  if (course.p50) plots.push(new PercentilePlot(values));
-  else if (course.count) plots.push(new LinePlot(values, VALUE_HEIGHT, (run, name) => bandedLines(values, valueSeries(run, name.course))));
+  if (course.p50) plots.push(new PercentilePlot(values, unit));
+  else if (course.count) plots.push(new LinePlot(values, VALUE_HEIGHT, unit, (run, name) => bandedLines(values, valueSeries(run, name.course))));
   if (heat) plots.push(new HeatPlot(unit));
   if (course.flow) {
     const height = plots.length > 0 ? FLOW_HEIGHT : VALUE_HEIGHT;
-    plots.push(new LinePlot(flow, height, (run, name) => bandedLines(flow, flowSeries(run, name.course, name.isLevel))));
+    plots.push(new LinePlot(flow, height, isLevel ? '' : '/s', (run, name) => bandedLines(flow, flowSeries(run, name.course, name.isLevel))));
   }
   return plots;
 }

@@ -1,4 +1,4 @@
-#include "text/numbers.h"
+#include "terminal/numbers.h"
 
 #include <charconv>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include "rw/cstring.h"
 #include "ryp/numbertext.h"
 
-namespace kzstatprogram {
+namespace kzterminal {
 namespace {
 
 constexpr double kMaxReadable = 1e15;
@@ -45,4 +45,4 @@ std::string ExactNumber(double value) {
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-}  // namespace kzstatprogram
+}  // namespace kzterminal

@@ -1,4 +1,4 @@
-#include "text/percentile.h"
+#include "conditions/percentile.h"
 
 #include <gmock/gmock.h>
 
@@ -6,9 +6,9 @@
 
 namespace {
 
-using kzstatprogram::FindPercentile;
-using kzstatprogram::Percentile;
-using kzstatprogram::PercentilesOf;
+using kzconditions::FindPercentile;
+using kzconditions::Percentile;
+using kzconditions::PercentilesOf;
 using testing::ElementsAre;
 
 std::vector<std::string> TitlesOf(const std::string& numbers) {
@@ -37,7 +37,7 @@ TEST(Percentiles, AreTitledByTheirShortestNumber) {
 
 TEST(Percentiles, AreUsually50And95And99) {
     std::vector<double> quantiles;
-    for (const Percentile& each : kzstatprogram::UsualPercentiles())
+    for (const Percentile& each : kzconditions::UsualPercentiles())
         quantiles.push_back(each.quantile);
     EXPECT_THAT(quantiles, ElementsAre(0.5, 0.95, 0.99));
 }

@@ -1,12 +1,12 @@
-#include "text/percentile.h"
+#include "conditions/percentile.h"
 
 #include <algorithm>
 #include <charconv>
 
 #include "kzjournalerror.h"
-#include "text/numbers.h"
+#include "terminal/numbers.h"
 
-namespace kzstatprogram {
+namespace kzconditions {
 namespace {
 
 /// As many as a table could still show.
@@ -26,7 +26,7 @@ bool IsPercentile(double percent) {
 }
 
 Percentile WithTitle(double percent) {
-    return {std::string("p").append(ExactNumber(percent)), percent / 100};
+    return {std::string("p").append(kzterminal::ExactNumber(percent)), percent / 100};
 }
 
 }  // namespace
@@ -69,4 +69,4 @@ std::vector<Percentile> PercentilesOf(std::string_view numbers) {
     return percentiles;
 }
 
-}  // namespace kzstatprogram
+}  // namespace kzconditions

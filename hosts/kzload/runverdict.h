@@ -1,0 +1,51 @@
+#ifndef KZLOAD_RUNVERDICT_H
+#define KZLOAD_RUNVERDICT_H
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "conditions/verdict.h"
+#include "kzstatrun.h"
+#include "options.h"
+#include "runfigures.h"
+#include "terminal.h"
+
+namespace kzload {
+
+/// Judges a run by its conditions: with each slice by what must not be so, and at the end by what
+/// must be. Both look at the slices of which more than half is under load, or at the first one if
+/// none is.
+///
+/// Owned by the thread that delivers slices until the run has finished, then by the control thread.
+class RunVerdict {
+public:
+    /// All must outlive this.
+    RunVerdict(const Options& options, const CKZStatRun& run, Terminal& terminal)
+        : m_options(options), m_run(run), m_terminal(terminal) {}
+
+    void OnSlice(const CKZStatSliceValues& slice);
+    /// True once something is so that must not. Safe for concurrent use.
+    bool AsksToStop() const { return m_asksToStop; }
+
+    /// Prints how it is with each condition; nothing without any. Passed without conditions.
+    kzconditions::Outcome Tell();
+
+private:
+    bool IsUnderLoad(const CKZStatSliceValues& slice) const;
+    double LoadSecondsBy(double elapsed) const;
+    void LookForReasonToStop(double elapsed);
+    void NoteWhatWasNeverTold();
+
+    const Options& m_options;
+    const CKZStatRun& m_run;
+    Terminal& m_terminal;
+    std::unique_ptr<RunFigures> m_figures;  // of the latest slice under load; null before
+    int m_slicesUnderLoad = 0;
+    std::atomic<bool> m_asksToStop{false};
+};
+
+}  // namespace kzload
+
+#endif

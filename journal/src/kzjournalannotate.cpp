@@ -1,0 +1,94 @@
+#include "kzjournalannotate.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "annotations.h"
+#include "journalfile.h"
+#include "readabledatabase.h"
+
+namespace kzjournal {
+namespace {
+
+/// The writer holds the file for as long as its disk takes for a slice.
+constexpr int kWaitForWriterMilliseconds = 2000;
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& why) {
+    throw Error("cannot write " + path + ": " + why);
+}
+
+/// Throws unless there is a journal of the present schema, whole and beside its own companions.
+void CheckIsPresentJournal(const std::string& path) {
+    ReadableDatabase file(path);
+    const int version = file.Read([&] { return SchemaVersionOf(file.Get()); });
+    if (version < kSchemaVersion)
+        Refuse(path, "its schema " + std::to_string(version) + " is older than " +
+                         std::to_string(kSchemaVersion) +
+                         "; runs of earlier releases are only read");
+}
+
+bool HasLog(SQLite::Database& database) {
+    return database.execAndGet("PRAGMA journal_mode").getString() == "wal";
+}
+
+/// In the log a commit is on the disk only now: so the writer, which waits for the lock of the
+/// file, does not wait for this disk access.
+void PutLogOnDisk(const std::string& path) {
+    const std::string log = path + "-wal";
+    const int file = open(log.c_str(), O_RDONLY | O_CLOEXEC);
+    // Where the writer has just put the log into the file, it is on the disk already.
+    if (file < 0 && errno == ENOENT) return;
+    const bool isDone = file >= 0 && fsync(file) == 0;
+    const int error = errno;
+    if (file >= 0) close(file);
+    if (!isDone) Refuse(path, std::strerror(error));
+}
+
+std::string Cause(const std::string& path, const SQLite::Exception& error) {
+    if (error.getErrorCode() == SQLITE_CANTOPEN && access(path.c_str(), W_OK) == 0)
+        return "cannot write " + path + ": no file may be made in its folder";
+    return Explain("write", path, error);
+}
+
+/// `insert` adds to the run 0.
+template <class Insert>
+void Annotate(const std::string& path, Insert insert) {
+    CheckIsPresentJournal(path);
+    try {
+        SQLite::Database database(FileNameOf(path), SQLite::OPEN_READWRITE,
+                                  kWaitForWriterMilliseconds);
+        sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        const bool hasLog = HasLog(database);
+        database.exec("PRAGMA wal_autocheckpoint = 0");
+        database.exec(hasLog ? "PRAGMA synchronous = NORMAL" : "PRAGMA synchronous = FULL");
+        SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+        // Once more, since another file may have come in its place.
+        CheckIsJournal(database, path);
+        insert(database);
+        transaction.commit();
+        if (hasLog) PutLogOnDisk(path);
+    } catch (const SQLite::Exception& error) {
+        throw Error(Cause(path, error));
+    }
+}
+
+}  // namespace
+
+void AddNote(const std::string& path, const Note& note) {
+    if (const std::string why = WhyImpossible(note); !why.empty())
+        Refuse(path, "the note is impossible: " + why);
+    Annotate(path, [&](SQLite::Database& database) { InsertNote(database, 0, note); });
+}
+
+void AddCondition(const std::string& path, const std::string& text) {
+    if (const std::string why = WhyImpossible(text); !why.empty())
+        Refuse(path, "the condition is impossible: " + why);
+    Annotate(path, [&](SQLite::Database& database) { InsertCondition(database, 0, text); });
+}
+
+}  // namespace kzjournal

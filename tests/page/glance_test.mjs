@@ -1,0 +1,148 @@
+// What a page answers at first glance, and what follows from looking at a part of the run.
+
+import assert from 'node:assert/strict';
+import {test} from 'node:test';
+import {cell, newPage, open, tile} from './browser.mjs';
+import {Journal, reportOf, shown, shopRun} from './runs.mjs';
+
+const SLICES = 20;
+const SCREEN = {viewport: {width: 1280, height: 800}};
+
+// 30 requests a second, one of which fails from slice 6 to 15; a login that is slow, and a search that fails more often.
+const work = (slice) => ({
+  'clients': ['LoadSize', slice === 1 ? 5 : 8],
+  'request.time': ['Timer', ...[...Array(29).keys()].map((i) => 10 + i)],
+  'login.time': ['Timer', 90, 95],
+  'search.time': ['Timer', 3],
+  'responses.2xx': ['Counter', 29],
+  ...(slice >= 6 && slice <= 15 ? {
+    'request.time.failed': ['Timer', 2],
+    'request.time.failed.http-500': ['TransactionReasonCounter', 1],
+    'search.time.failed': ['Timer', 2],
+    'search.time.failed.timeout': ['TransactionReasonCounter', 1],
+    'responses.5xx': ['Counter', 1],
+  } : {}),
+});
+
+async function workingRun(test) {
+  const journal = new Journal(test);
+  journal.showDistributions();
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  return journal.path;
+}
+
+async function glance(test, options = SCREEN, hash = '') {
+  const path = await workingRun(test);
+  const page = await newPage(test, options);
+  await page.goto(`file://${reportOf(path)}${hash}`);
+  await page.waitForSelector('#lanes canvas');
+  return {page, path};
+}
+
+const rowsOf = (page, table) => page.locator(`#${table} tbody tr`).evaluateAll((rows) => rows.map((row) => [...row.cells].map(({textContent}) => textContent)));
+
+test('the tiles tell how much, how fast, how slow and how often in vain', async (t) => {
+  const {page, path} = await glance(t);
+  const {p50, p95, p99} = shown(path, 'request.time');
+  assert.equal(await tile(page, 'requests'), '590');
+  assert.equal(await tile(page, 'requests/s'), '29.50');
+  assert.deepEqual([await tile(page, 'p50'), await tile(page, 'p95'), await tile(page, 'p99')], [`${p50} ms`, `${p95} ms`, `${p99} ms`]);
+  assert.equal(await tile(page, 'errors'), '1.69 %');
+  assert.equal(await tile(page, 'peak load'), '8');
+});
+
+test('the first screen has the overview, what was timed and the errors', async (t) => {
+  const {page} = await glance(t);
+  for (const last of ['#lanes .plot:last-child', '#operations-table tbody tr:last-child', '#causes-table tbody tr:last-child']) {
+    const {y, height} = await page.locator(last).boundingBox();
+    assert.ok(y + height <= SCREEN.viewport.height, `${last} ends at ${y + height}`);
+  }
+});
+
+test('the overview tells load, throughput, times and errors of a moment', async (t) => {
+  const {page} = await glance(t);
+  const {width, height} = await page.locator('#lanes .u-over').first().boundingBox();
+  await page.locator('#lanes .u-over').first().hover({position: {x: width / 2, y: height / 2}});
+  const labels = await page.locator('.tooltip dt').allTextContents();
+  const values = await page.locator('.tooltip dd').allTextContents();
+  assert.deepEqual(labels, ['requests/s', 'load', 'p95', 'p50', 'errors/s']);
+  assert.deepEqual([values[0], values[1], values[4]], ['30', '8', '1 (3.33 %)']);
+});
+
+test('what was timed begins with what fails most, then with what is slowest', async (t) => {
+  const {page} = await glance(t);
+  assert.deepEqual((await rowsOf(page, 'operations-table')).map(([name]) => name), ['search.time', 'request.time', 'login.time']);
+  await page.locator('#operations-table').getByRole('button', {name: 'p95'}).click();
+  assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'login.time');
+});
+
+test('errors have their causes, shares and times', async (t) => {
+  const {page} = await glance(t);
+  const rows = (await rowsOf(page, 'causes-table')).sort();
+  assert.deepEqual(rows, [
+    ['http-500', '10', '1.69 %', '0:05', '0:15', 'request.time'],
+    ['timeout', '10', '33.33 %', '0:05', '0:15', 'search.time'],
+  ]);
+});
+
+test('a run without names of failures has no share of errors', async (t) => {
+  const page = await newPage(t);
+  await page.goto(`file://${reportOf(await shopRun(t, 5))}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.equal(await page.locator('.tile').getByText('errors').count(), 0);
+  assert.equal(await page.locator('#causes').isVisible(), false);
+  assert.equal(await page.locator('#operations-table [data-column="share"]').first().isVisible(), false);
+});
+
+test('figures follow the part of the run that is looked at', async (t) => {
+  const {page, path} = await glance(t, SCREEN, '#5-10');
+  const part = shown(path, 'request.time', '--from', '5', '--to', '10');
+  assert.equal(await tile(page, 'requests'), '150');
+  for (const column of ['count', 'max', 'mean']) assert.equal(await cell(page, 'request.time', column).textContent(), part[column], column);
+  assert.equal(await cell(page, 'responses.2xx', 'sum').textContent(), String(5 * 29));
+  const [low, high] = (await cell(page, 'request.time', 'p95').getAttribute('title')).match(/[\d.]+/g).map(Number);
+  assert.ok(low <= Number(part.p95) && Number(part.p95) <= high, `${low} ${part.p95} ${high}`);
+  await page.getByRole('button', {name: 'Show the whole run'}).click();
+  assert.equal(await tile(page, 'requests'), '590');
+  assert.equal(new URL(page.url()).hash, '');
+});
+
+test('the part that a reader chooses by keyboard is in the address', async (t) => {
+  const {page} = await glance(t);
+  await page.getByLabel('From, seconds').fill('0:05');
+  await page.getByLabel('To, seconds').fill('15');
+  await page.keyboard.press('Enter');
+  assert.equal(new URL(page.url()).hash, '#5-15');
+  assert.equal(await tile(page, 'errors'), '3.33 %');
+});
+
+test('charts are folded by the first part of their names, and a name leads to its chart', async (t) => {
+  const {page} = await glance(t);
+  assert.deepEqual(await page.locator('.group summary b').allTextContents(), ['clients', 'login', 'request', 'responses', 'search']);
+  assert.equal(await page.locator('.card').first().isVisible(), false);
+  await page.locator('#table').getByRole('link', {name: 'login.time'}).click();
+  await page.locator('.card[data-name="login.time"] canvas').first().waitFor();
+  assert.equal(await page.locator('.card:visible').count(), 1);
+});
+
+test('counters of one kind are drawn over each other, equal names once', async (t) => {
+  const page = await open(t, `file://${reportOf(await workingRun(t))}`);
+  const cards = await page.locator('.card h3').allTextContents();
+  assert.ok(cards.includes('responses.*') && !cards.includes('responses.2xx'), cards.join());
+  await page.locator('.card[data-name="responses.*"]').scrollIntoViewIfNeeded();
+  const legend = page.locator('.card[data-name="responses.*"] .u-label');
+  await legend.first().waitFor();
+  assert.deepEqual(await legend.filter({hasText: 'xx'}).allTextContents(), ['5xx', '2xx']);
+  assert.match(await page.locator('.card').filter({hasText: 'equal: '}).first().textContent(), /request\.time\.failed.*equal: search\.time\.failed/);
+});
+
+test('on a narrow screen a name has three numbers and nothing scrolls sideways', async (t) => {
+  const {page} = await glance(t, {viewport: {width: 420, height: 800}});
+  for (const table of ['operations-table', 'causes-table', 'table']) {
+    assert.equal(await page.locator(`#${table} tbody tr`).first().locator('td:visible').count(), 3, table);
+    const sideways = await page.locator('.scroll').filter({has: page.locator(`#${table}`)}).evaluate(({scrollWidth, clientWidth}) => scrollWidth - clientWidth);
+    assert.equal(sideways, 0, table);
+  }
+  assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 420);
+});

@@ -1,0 +1,105 @@
+#include "conditions/judgement.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "conditions/measured.h"
+#include "conditions/timeunit.h"
+#include "terminal/numbers.h"
+
+namespace kzconditions {
+namespace {
+
+Outcome OutcomeOf(bool isAsItMustBe) {
+    return isAsItMustBe ? Outcome::Passed : Outcome::Failed;
+}
+
+std::string WithUnit(const std::string& number, const std::string& unit) {
+    return unit.empty() ? number : number + " " + unit;
+}
+
+Judgement Unknown(const Condition& condition, const std::string& reason) {
+    Judgement judgement;
+    judgement.condition = condition.text;
+    judgement.reason = reason;
+    judgement.text = reason;
+    return judgement;
+}
+
+/// The limit in `unit`; nothing if it is in a unit of time and the values are not.
+std::optional<double> LimitIn(const std::string& unit, const Bound& bound) {
+    if (bound.unit.empty() || bound.unit == unit) return bound.limit;
+    const std::optional<double> ofValues = NanosecondsIn(unit);
+    if (!ofValues) return std::nullopt;
+    return bound.limit * *NanosecondsIn(bound.unit) / *ofValues;
+}
+
+/// With all decimals where the readable number would be on the other side of the limit.
+std::string NumberBeside(double value, const Bound& bound, double limit) {
+    const std::string text = kzterminal::ReadableNumber(value);
+    double shown = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), shown);
+    const bool isFaithful =
+        read.ec == std::errc() && bound.Holds(shown, limit) == bound.Holds(value, limit);
+    return isFaithful ? text : kzterminal::ExactNumber(value);
+}
+
+Judgement JudgeBound(const Condition& condition, const Bound& bound, Demand demand,
+                     const Figures& run) {
+    const Measured measured = Measure(condition, run);
+    if (!measured.value) return Unknown(condition, measured.reason);
+    const double value = *measured.value;
+    const std::optional<double> limit = LimitIn(measured.unit, bound);
+    if (!limit)
+        return Unknown(condition,
+                       condition.name + " is in no unit of time; leave out " + bound.unit);
+    const bool holds = bound.Holds(value, *limit);
+    const bool isAsItMustBe = demand == Demand::Must ? holds : !holds && !std::isnan(value);
+    return {condition.text,
+            OutcomeOf(isAsItMustBe),
+            value,
+            std::nullopt,
+            measured.unit,
+            "",
+            WithUnit(NumberBeside(value, bound, *limit), measured.unit)};
+}
+
+Judgement JudgeChange(const Condition& condition, const Change& change, const Figures& run,
+                      const Figures& baseline) {
+    const Measured before = Measure(condition, baseline);
+    const Measured after = Measure(condition, run);
+    for (const Measured* const measured : {&before, &after})
+        if (!measured->value) return Unknown(condition, measured->reason);
+    const double from = *before.value;
+    const double to = *after.value;
+    const double limit = change.isRelative ? std::abs(from) * change.limit / 100 : change.limit;
+    const bool isWithin = (change.isDownwards ? from - to : to - from) <= limit;
+    return {condition.text,
+            OutcomeOf(isWithin),
+            to,
+            from,
+            after.unit,
+            "",
+            WithUnit(kzterminal::ReadableNumber(to), after.unit) + ", before " +
+                WithUnit(kzterminal::ReadableNumber(from), before.unit)};
+}
+
+}  // namespace
+
+Judgement Judge(const Condition& condition, Demand demand, const Figures& run,
+                const Figures* baseline) {
+    if (const Bound* const bound = std::get_if<Bound>(&condition.limit))
+        return JudgeBound(condition, *bound, demand, run);
+    if (baseline == nullptr) return Unknown(condition, "there is no run to compare with");
+    return JudgeChange(condition, std::get<Change>(condition.limit), run, *baseline);
+}
+
+std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand demand,
+                                const Figures& run, const Figures* baseline) {
+    std::vector<Judgement> judgements;
+    for (const Condition& condition : conditions)
+        judgements.push_back(Judge(condition, demand, run, baseline));
+    return judgements;
+}
+
+}  // namespace kzconditions

@@ -1,0 +1,54 @@
+#include "conditions/nearnames.h"
+
+#include <algorithm>
+#include <numeric>
+#include <optional>
+#include <utility>
+
+namespace kzconditions {
+namespace {
+
+constexpr std::size_t kMaxNames = 3;
+constexpr std::size_t kMaxMistakes = 8;
+
+/// Changes of single bytes that turn one text into the other: the Levenshtein distance.
+std::size_t Distance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+/// Mistakes, or nothing if `name` is not likely to be meant. A part of it may have been left out.
+std::optional<std::size_t> MistakesIn(const std::string& meant, const std::string& name) {
+    const auto [shorter, longer] = std::minmax({meant.size(), name.size()});
+    const std::size_t most = std::min(meant.size() / 3 + 1, kMaxMistakes);
+    if (longer - shorter <= most)
+        if (const std::size_t mistakes = Distance(meant, name); mistakes <= most) return mistakes;
+    if (!meant.empty() && name.find(meant) != std::string::npos) return most + longer - shorter;
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<std::string> NamesNear(const std::string& name, const std::vector<std::string>& names) {
+    std::vector<std::pair<std::size_t, std::string>> near;
+    for (const std::string& each : names)
+        if (const auto mistakes = MistakesIn(name, each)) near.emplace_back(*mistakes, each);
+    std::sort(near.begin(), near.end());
+    std::vector<std::string> nearest;
+    for (const auto& [mistakes, each] : near)
+        // Beside one that is much nearer, no other one is meant.
+        if (mistakes <= 2 * near.front().first && nearest.size() < kMaxNames)
+            nearest.push_back(each);
+    return nearest;
+}
+
+}  // namespace kzconditions

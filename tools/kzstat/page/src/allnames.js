@@ -1,0 +1,26 @@
+// The table of all names with all of their figures.
+
+import {figureColumn, textColumn} from './figurecolumns.js';
+import {number} from './format.js';
+
+const figuresOf = ({shownFigures}) => shownFigures;
+
+// What rounding has left nothing of is told as a bound, as `kzstat show` does.
+function deviation({stddev, stddevError}) {
+  return stddev !== null && stddev <= stddevError ? `<${number(stddevError)}` : number(stddev);
+}
+
+export const ALL_NAMES = [
+  textColumn('name'),
+  figureColumn('count', figuresOf, {isMinor: true}),
+  figureColumn('rate', figuresOf, {title: 'rate/s'}),
+  figureColumn('min', figuresOf, {isMinor: true}),
+  figureColumn('mean', figuresOf),
+  ...['p50', 'p95', 'p99'].map((key) => figureColumn(key, figuresOf, {kind: 'percentile', isMinor: true})),
+  figureColumn('max', figuresOf),
+  figureColumn('stddev', figuresOf, {isMinor: true, text: (row) => deviation(figuresOf(row))}),
+  figureColumn('sum', figuresOf, {isMinor: true}),
+  figureColumn('last', figuresOf, {isMinor: true}),
+  textColumn('unit', {isMinor: true}),
+  textColumn('type', {isMinor: true}),
+];

@@ -1,0 +1,63 @@
+// What is marked on the time axis of the overview: time outside of the load, gaps, notes.
+
+const FLAG = 7;
+
+// Runs of buckets without slices, as [from, to).
+function gapsOf({grid: {slices}}) {
+  const gaps = [];
+  slices.forEach((count, i) => {
+    if (count > 0) return;
+    if (gaps.at(-1)?.[1] === i) gaps.at(-1)[1] = i + 1;
+    else gaps.push([i, i + 1]);
+  });
+  return gaps;
+}
+
+// What lies outside of the load and what the run has no slices of, as spans of seconds of the run.
+function shadedSpans({run}) {
+  const {first, width} = run.grid;
+  const moment = (bucket) => (first + bucket * width) * run.run.sliceLength;
+  const {loadBegin, loadEnd} = run.run;
+  const isKnown = (value) => value !== null && value !== undefined;
+  return [
+    ...gapsOf(run).map((gap) => gap.map(moment)),
+    ...(isKnown(loadBegin) ? [[-Infinity, loadBegin]] : []),
+    ...(isKnown(loadEnd) ? [[loadEnd, Infinity]] : []),
+  ];
+}
+
+function shade({ctx, bbox}, colour, from, to) {
+  const [left, right] = [Math.max(from, bbox.left), Math.min(to, bbox.left + bbox.width)];
+  if (right <= left) return;
+  ctx.fillStyle = colour;
+  ctx.fillRect(left, bbox.top, right - left, bbox.height);
+}
+
+function flag({ctx, bbox}, colour, x, isFirst) {
+  ctx.strokeStyle = ctx.fillStyle = colour;
+  ctx.beginPath();
+  ctx.moveTo(x, bbox.top);
+  ctx.lineTo(x, bbox.top + bbox.height);
+  ctx.stroke();
+  if (!isFirst) return;
+  const size = FLAG * devicePixelRatio;
+  ctx.beginPath();
+  ctx.moveTo(x, bbox.top);
+  ctx.lineTo(x + size, bbox.top + size / 2);
+  ctx.lineTo(x, bbox.top + size);
+  ctx.fill();
+}
+
+// `isFirst` for the uppermost plot, where the flags are.
+export function paintMarks(chart, view, isFirst) {
+  const {ctx, bbox} = chart;
+  const position = (seconds) => (Number.isFinite(seconds) ? chart.valToPos(view.origin + seconds, 'x', true) : seconds);
+  ctx.save();
+  for (const span of shadedSpans(view)) shade(chart, view.colours.outside, ...span.map(position));
+  ctx.lineWidth = devicePixelRatio;
+  for (const {time} of view.run.notes) {
+    const x = Math.round(position(time - view.run.run.startTime)) + 0.5;
+    if (x >= bbox.left && x <= bbox.left + bbox.width) flag(chart, view.colours.flag, x, isFirst);
+  }
+  ctx.restore();
+}

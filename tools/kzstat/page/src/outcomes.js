@@ -1,0 +1,52 @@
+// How names belong together. Work X that is timed has the times of its failures as X.failed, how
+// often each cause made it fail as X.failed.CAUSE, and how often it was cut off as X.abandoned.
+
+const TIMERS = new Set(['Timer', 'TransactionTimer']);
+const FAILED = '.failed';
+const ABANDONED = '.abandoned';
+const RUNNING = '.running';
+
+const isTimer = ({type}) => TIMERS.has(type);
+const workOf = (name) => (name.endsWith(FAILED) ? name.slice(0, -FAILED.length) : name);
+
+function causesByWork(names) {
+  const causes = new Map();
+  for (const name of names) {
+    const at = name.name.indexOf(`${FAILED}.`);
+    if (at < 0) continue;
+    const work = name.name.slice(0, at);
+    causes.set(work, [...(causes.get(work) ?? []), name]);
+  }
+  return causes;
+}
+
+// All work that is timed; one of `times` and `failed` may be null.
+export function operationsOf(names) {
+  const byName = new Map(names.map((name) => [name.name, name]));
+  const causes = causesByWork(names);
+  const works = new Set(names.filter(isTimer).map(({name}) => workOf(name)));
+  const timer = (name) => (byName.has(name) && isTimer(byName.get(name)) ? byName.get(name) : null);
+  return [...works].map((name) => ({
+    name,
+    times: timer(name),
+    failed: timer(name + FAILED),
+    abandoned: byName.get(name + ABANDONED) ?? null,
+    causes: causes.get(name) ?? [],
+    isWatched: byName.has(name + RUNNING),
+  }));
+}
+
+const valuesOf = ({times, failed}) => (times?.figures.count ?? 0) + (failed?.figures.count ?? 0);
+
+// Whether failures have names of their own; otherwise nothing is known about them.
+export const tellsFailures = (operations) => operations.some(({failed, abandoned, isWatched}) => failed || abandoned || isWatched);
+
+// What the run was about: the work that was done most often, of that whose outcome is told if there is any.
+export function mainOperation(operations) {
+  const told = operations.filter((operation) => tellsFailures([operation]));
+  const candidates = told.length > 0 ? told : operations;
+  return candidates.reduce((most, each) => (most && valuesOf(most) >= valuesOf(each) ? most : each), null);
+}
+
+// What the tiles call it.
+export const nounOf = ({name}) => (/^requests?(\.|$)/.test(name) ? 'requests' : 'values');
