@@ -8,6 +8,7 @@
 
 #include "kzstat_export.h"
 #include "kzstatdistributionchoice.h"
+#include "kzstatnote.h"
 #include "kzstatpointtypeenum.h"
 #include "kzstatslicevalues.h"
 #include "rw/cstring.h"
@@ -29,9 +30,10 @@ struct CKZStatRunResult {
 
 /// The end of a run, as passed to its listeners. Compatible.
 struct CKZStatRunEnd {
-    int lastSlice = 0;                ///< the id of the last slice, delivered or given up
-    std::optional<double> loadBegin;  ///< as `CKZStatRun::GetLoadBegin` returns it
-    std::optional<double> loadEnd;    ///< as `CKZStatRun::GetLoadEnd` returns it
+    int lastSlice = 0;                    ///< the id of the last slice, delivered or given up
+    std::optional<double> loadBegin;      ///< as `CKZStatRun::GetLoadBegin` returns it
+    std::optional<double> loadEnd;        ///< as `CKZStatRun::GetLoadEnd` returns it
+    std::vector<CKZStatNote> notes = {};  ///< what the host noted after the last slice
 };
 
 /// A listener that is also called at the end, for example to close a file. The lines that its
@@ -125,6 +127,8 @@ public:
     /// and without a lock held. The view is valid until the call returns. Slices that have ended by
     /// now may be missed, so add listeners right after construction.
     ///
+    /// The facts of a slice have its cost (`CKZStatSliceFacts`) and the notes of the host.
+    ///
     /// A listener may block (slices are queued meanwhile; clients do not wait), report values, and
     /// add listeners, which are called from the next slice on. Values that it reports after the
     /// last slice has ended are refused, but do not count as refused. It must not finish its run or
@@ -162,6 +166,18 @@ public:
     /// Seconds since the start of the run; no value if the load has not begun or not ended.
     std::optional<double> GetLoadBegin() const;
     std::optional<double> GetLoadEnd() const;
+
+    /// Notes what is worth knowing about this moment, or about `time` in seconds since 1970-01-01
+    /// UTC. It reaches the listeners with the next slice, or with the end of the run. The text is
+    /// cut to 1,024 bytes. Returns false, and adds nothing, for a null text, a time that is not
+    /// finite, when the run is over, and when it has 1,000 notes; the first such note is logged.
+    bool Note(const char* text);
+    bool Note(const char* text, double time);
+
+    /// Tells that the host began something `seconds` later than it was due, as with requests at a
+    /// fixed rate. Listeners see the longest such time with the cost of the slice. What is
+    /// below 0 counts as 0; what is not finite is ignored.
+    void NoteLateness(double seconds);
 
     const RWCString& GetName() const;
     /// Seconds, as given.

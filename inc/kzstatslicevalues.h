@@ -2,13 +2,16 @@
 #define KZSTATSLICEVALUES_H
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "kzstat_export.h"
 #include "kzstataggregate.h"
 #include "kzstatnameindex.h"
+#include "kzstatnote.h"
 #include "kzstatpointtypeenum.h"
+#include "kzstatslicecost.h"
 #include "rw/cstring.h"
 
 class CKZStatDistribution;
@@ -23,6 +26,9 @@ struct CKZStatSliceFacts {
     int sliceId = 0;
     double elapsed = 0;  ///< the end of the slice, in seconds since the start of the generator
     double endTime = 0;  ///< the same moment in seconds since 1970-01-01 UTC, by `RyPSysTime`
+    // Beside the records, as no value of the load. A generator of one's own has neither.
+    std::optional<CKZStatSliceCost> cost = std::nullopt;  ///< what the slice cost a `CKZStatRun`
+    std::vector<CKZStatNote> notes = {};  ///< what the host noted since the slice before
 };
 
 /// A view of a slice: its facts, its message and the exact values of every name, of the run and of
@@ -65,6 +71,8 @@ public:
     CKZStatSliceValues(CKZStatSliceFacts facts, const RWCString& message,
                        const std::vector<CKZStatMessageRecord>& records,
                        const std::vector<const CKZStatDistribution*>& lastsDistributions);
+    /// Shows the same slice with other facts. `shown` need not outlive this.
+    CKZStatSliceValues(const CKZStatSliceValues& shown, CKZStatSliceFacts facts);
     // What a view shows must outlive it.
     CKZStatSliceValues(CKZStatSliceFacts facts, RWCString&& message,
                        const CKZStatGenMeasurementDictionary& merged,

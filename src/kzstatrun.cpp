@@ -6,6 +6,7 @@
 
 #include "kzstatlog.h"
 #include "kzstatrunstate.h"
+#include "ryp/clock.h"
 
 // --------------------------------------------------------------------------- CKZStatRunClient
 
@@ -113,6 +114,18 @@ std::optional<double> CKZStatRun::GetLoadBegin() const {
 
 std::optional<double> CKZStatRun::GetLoadEnd() const {
     return m_state->LoadEnd();
+}
+
+bool CKZStatRun::Note(const char* text) {
+    return m_state->Note(text, RyPSysTime());
+}
+
+bool CKZStatRun::Note(const char* text, double time) {
+    return m_state->Note(text, time);
+}
+
+void CKZStatRun::NoteLateness(double seconds) {
+    if (std::isfinite(seconds)) m_state->Costs().NoteStartLateness(std::fmax(seconds, 0));
 }
 
 const RWCString& CKZStatRun::GetName() const {

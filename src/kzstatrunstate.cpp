@@ -161,6 +161,7 @@ void CKZStatRunState::DoDespiteLackOfMemory(Work work) {
 
 void CKZStatRunState::DeliverSlices() {
     DoDespiteLackOfMemory([this] { m_generator.doPackWork(); });
+    m_notes.Close();
     m_sliceListeners.Close();
 }
 
@@ -182,16 +183,24 @@ void CKZStatRunState::FollowTimeline() {
         if (!SleepUntil(end - m_sliceLength / 2)) return;
         ReportOncePerSlice(own);
         // Asked for afterwards: a late value may have gone into the next slice, which then has it.
-        if (!SleepUntil(CKZStatRunGenerator::EndOf(own->Client()))) return;
+        const double present = CKZStatRunGenerator::EndOf(own->Client());
+        if (!SleepUntil(present)) return;
+        m_costs.NoteEnd(present);
     }
 }
 
 /// Returns false at once when the run stops.
 bool CKZStatRunState::SleepUntil(double time) {
-    const Guard guard(m_lock);
-    while (!m_isStopping && RyPSysTime() < time)
-        m_changed.WaitUntil(m_lock, RyPDeadline(MillisecondsUntil(time)));
-    return !m_isStopping;
+    bool hasSlept = false;
+    {
+        const Guard guard(m_lock);
+        for (; !m_isStopping && RyPSysTime() < time; hasSlept = true)
+            m_changed.WaitUntil(m_lock, RyPDeadline(MillisecondsUntil(time)));
+        if (m_isStopping) return false;
+    }
+    // Otherwise what came before, such as a reporter, was late.
+    if (hasSlept) m_costs.NoteTimerLateness(RyPSysTime() - time);
+    return true;
 }
 
 void CKZStatRunState::ReportOncePerSlice(const std::shared_ptr<CKZStatRunClientState>& own) {
@@ -228,8 +237,20 @@ void CKZStatRunState::ReportUnderWay(CKZStatGenClient& own) {
     }
 }
 
+/// With what the run knows of the slice beside its values.
+CKZStatSliceFacts CKZStatRunState::FactsOf(const CKZStatSliceValues& slice) {
+    CKZStatSliceFacts facts = slice.GetFacts();
+    facts.cost = m_costs.Take(facts.endTime);
+    facts.notes = m_notes.Waiting();
+    return facts;
+}
+
+/// Throws only before the listeners are called.
 void CKZStatRunState::Deliver(const CKZStatSliceValues& slice) {
-    m_sliceListeners.CallAll(slice, [this] { return !HasGivenUp(); });
+    const CKZStatSliceValues shown(slice, FactsOf(slice));
+    m_sliceListeners.CallAll(shown, [this] { return !HasGivenUp(); });
+    m_notes.Drop(shown.GetFacts().notes.size());
+    m_costs.NoteListenersDone();
     const Guard guard(m_lock);
     if (m_hasGivenUp) return;
     m_delivered = slice.GetSliceId();
@@ -266,7 +287,7 @@ std::optional<double> CKZStatRunState::SinceStart(std::optional<double> time) co
 }
 
 CKZStatRunEnd CKZStatRunState::End() const {
-    CKZStatRunEnd end{0, LoadBegin(), LoadEnd()};
+    CKZStatRunEnd end{0, LoadBegin(), LoadEnd(), m_notes.Waiting()};
     const Guard guard(m_lock);
     end.lastSlice = m_lastSlice;
     return end;
@@ -299,6 +320,12 @@ void CKZStatRunState::AddComplaint(const char* line) {
         m_complaints.emplace_back(line);
     }
     KZ_LOG_ERROR(line);
+}
+
+bool CKZStatRunState::Note(const char* text, double time) {
+    if (text != nullptr && std::isfinite(time)) return m_notes.Add(text, time);
+    KZ_LOG_ERROR("Note - a note was refused: its text is null or its time is not finite");
+    return false;
 }
 
 bool CKZStatRunState::AcceptsName(const char* name) {

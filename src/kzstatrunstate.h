@@ -10,8 +10,10 @@
 
 #include "kzstatisticsgenerator.h"
 #include "kzstatrun.h"
+#include "kzstatruncosts.h"
 #include "kzstatrunlisteners.h"
 #include "kzstatrunload.h"
+#include "kzstatrunnotes.h"
 #include "kzstatrunwatches.h"
 #include "rw/mutex.h"
 #include "ryp/annotations.h"
@@ -23,7 +25,7 @@ class CKZStatRunGenerator final : public CKZStatGenMain {
 public:
     using Deliver = std::function<void(const CKZStatSliceValues&)>;
 
-    /// `deliver` must not throw.
+    /// Where `deliver` throws, it is called again for the slice.
     CKZStatRunGenerator(const char* name, Deliver deliver);
 
     void SendClientDictionary(CKZStatGenMeasurementDictionary*, int, double) override {}
@@ -72,6 +74,7 @@ public:
     double StartTime() const { return m_startTime; }
     CKZStatRunGenerator& Generator() { return m_generator; }
     CKZStatRunLoad& Load() { return m_load; }
+    CKZStatRunCosts& Costs() { return m_costs; }
     CKZStatRunWatchBoard& Board() { return m_board; }
 
     /// Seconds since the start.
@@ -83,6 +86,7 @@ public:
     void OncePerSlice(std::function<void(CKZStatRunClient&)> reporter);
     void ReportLoadAs(const char* name);
     void AddComplaint(const char* line);
+    bool Note(const char* text, double time);
     CKZStatRunResult Result() const;
 
     /// Whether `name` can stand in a message; if not, counts a value as refused.
@@ -115,6 +119,7 @@ private:
     void ReportUnderWay(CKZStatGenClient& own);
     bool SleepUntil(double time);
     void Deliver(const CKZStatSliceValues& slice);
+    CKZStatSliceFacts FactsOf(const CKZStatSliceValues& slice);
     bool HasGivenUp() const;
     bool WasTold() const;
     std::optional<double> SinceStart(std::optional<double> time) const;
@@ -135,6 +140,8 @@ private:
     const double m_startTime;
     CKZStatRunGenerator m_generator;
     CKZStatRunLoad m_load;
+    CKZStatRunCosts m_costs;
+    CKZStatRunNotes m_notes;
     CKZStatRunWatchBoard m_board;
     CKZStatRunListeners<const CKZStatSliceValues> m_sliceListeners;
     CKZStatRunListeners<CKZStatRunClient> m_reporters;

@@ -36,6 +36,14 @@ CKZStatSliceValues::CKZStatSliceValues(
       m_given(&records),
       m_givenDistributions(&lastsDistributions) {}
 
+CKZStatSliceValues::CKZStatSliceValues(const CKZStatSliceValues& shown, CKZStatSliceFacts facts)
+    : m_facts(std::move(facts)),
+      m_message(shown.m_message),
+      m_distributions(shown.m_distributions),
+      m_merged(shown.m_merged),
+      m_given(shown.m_given),
+      m_givenDistributions(shown.m_givenDistributions) {}
+
 CKZStatSliceValues::~CKZStatSliceValues() = default;
 
 const std::vector<CKZStatSliceValues::Record>& CKZStatSliceValues::GetRecords() const {

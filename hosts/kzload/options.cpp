@@ -89,7 +89,8 @@ std::string WithoutSecretsOf(int argc, char** argv, std::string text) {
 std::string CheckUrl(const std::string& url) {
     const UrlParts parts(curl_url(), curl_url_cleanup);
     const CURLUcode status = curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0);
-    if (status != CURLUE_OK) return "'" + url + "': " + curl_url_strerror(status);
+    if (status != CURLUE_OK)
+        return "'" + url + "' is no URL such as http://host/path: " + curl_url_strerror(status);
     const std::string scheme = PartOf(parts, CURLUPART_SCHEME);
     if (scheme == "http" || scheme == "https") return {};
     return "'" + url + "': only http:// and https:// are loaded";

@@ -8,6 +8,8 @@
 
 #include "kzstatpointkind.h"
 #include "ryp/truncate.h"
+#include "terminal/bytes.h"
+#include "terminal/namewords.h"
 #include "terminal/table.h"
 #include "terminal/terminaltext.h"
 
@@ -37,57 +39,78 @@ std::string TimeCell(bool isKnown, double time) {
     return isKnown ? Text(" %8.2f", time) : Text(" %8s", "-");
 }
 
-std::string ValueText(const Total& total, double value) {
+bool IsAddedUp(const Total& total) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(total.type);
+    return kind != nullptr && kind->reading == CKZStatPointKind::AddedUp;
+}
+
+std::string ValueText(const Total& total, double value, bool isForPeople) {
+    if (isForPeople && kzterminal::NamesBytes(total.name)) return kzterminal::ReadableBytes(value);
     return Text("%.*f", IsDuration(total.type) ? 2 : 0, value);
 }
 
-std::string PercentileText(const Total& total, double Percentiles::*percentile) {
-    return total.percentiles ? ValueText(total, *total.percentiles.*percentile) : "-";
-}
-
-/// A column of the final table. Where there is no room for all, those of the lowest priority are
-/// left out first.
+/// A column of the final table. Nothing stands for a dash.
 struct TotalsColumn {
     const char* title;
-    int priority;
-    std::string (*text)(const Total& total);
+    int rank;
+    std::optional<double> (*value)(const Total& total);
 };
 
-constexpr int kMaxPriority = 4;
-constexpr TotalsColumn kTotalsColumns[] = {
-    {"count", kMaxPriority, [](const Total& total) { return Text("%.0f", total.values.count); }},
-    {"mean", 3, [](const Total& total) { return Text("%.2f", total.values.Average()); }},
-    {"min", 1, [](const Total& total) { return ValueText(total, total.values.minimum); }},
-    {"p50", kMaxPriority,
-     [](const Total& total) { return PercentileText(total, &Percentiles::p50); }},
-    {"p95", kMaxPriority,
-     [](const Total& total) { return PercentileText(total, &Percentiles::p95); }},
-    {"p99", kMaxPriority,
-     [](const Total& total) { return PercentileText(total, &Percentiles::p99); }},
-    {"max", kMaxPriority,
-     [](const Total& total) { return ValueText(total, total.values.maximum); }},
-    {"sum", 2, [](const Total& total) { return ValueText(total, total.values.sum); }}};
-
-/// The titles, then a line for each of `totals`.
-std::vector<std::string> TotalsLines(const std::vector<Total>& totals, int minPriority) {
-    using kzterminal::Table;
-    std::vector<Table::Column> columns{{"totals", Table::Left}};
-    for (const TotalsColumn& column : kTotalsColumns)
-        if (column.priority >= minPriority) columns.push_back({column.title, Table::Right});
-    Table table(std::move(columns));
-    for (const Total& total : totals) {
-        std::vector<std::string> cells{"  " + total.name};
-        for (const TotalsColumn& column : kTotalsColumns)
-            if (column.priority >= minPriority) cells.push_back(column.text(total));
-        table.Add(std::move(cells));
-    }
-    return table.Lines();
+/// Those of a counter tell in which steps it was counted, which hides its sum.
+std::optional<double> OfValues(const Total& total, double value) {
+    return IsAddedUp(total) ? std::nullopt : std::optional(value);
 }
 
-bool Fit(const std::vector<std::string>& lines, std::size_t width) {
-    return std::all_of(lines.begin(), lines.end(), [width](const std::string& line) {
-        return kzterminal::WidthOf(line) <= width;
-    });
+std::optional<double> PercentileOf(const Total& total, double Percentiles::*percentile) {
+    return total.percentiles ? std::optional(*total.percentiles.*percentile) : std::nullopt;
+}
+
+constexpr char kCount[] = "count";
+constexpr char kMean[] = "mean";
+constexpr int kAlways = kzterminal::Table::kAlwaysShown;
+constexpr std::size_t kMinNameColumns = 24;
+constexpr TotalsColumn kTotalsColumns[] = {
+    // A counter counts what its values add up to.
+    {kCount, kAlways,
+     [](const Total& total) {
+         return std::optional(IsAddedUp(total) ? total.values.sum : total.values.count);
+     }},
+    {kMean, 3, [](const Total& total) { return OfValues(total, total.values.Average()); }},
+    {"min", 1, [](const Total& total) { return OfValues(total, total.values.minimum); }},
+    {"p50", 4, [](const Total& total) { return PercentileOf(total, &Percentiles::p50); }},
+    {"p95", 5, [](const Total& total) { return PercentileOf(total, &Percentiles::p95); }},
+    {"p99", kAlways, [](const Total& total) { return PercentileOf(total, &Percentiles::p99); }},
+    {"max", kAlways, [](const Total& total) { return OfValues(total, total.values.maximum); }},
+    {"sum", 2, [](const Total& total) { return std::optional(total.values.sum); }}};
+
+std::string CellOf(const TotalsColumn& column, const Total& total, bool isForPeople) {
+    const std::optional<double> value = column.value(total);
+    if (!value) return "-";
+    if (column.title == kCount && !IsAddedUp(total)) return Text("%.0f", *value);
+    if (column.title == kMean && !(isForPeople && kzterminal::NamesBytes(total.name)))
+        return Text("%.2f", *value);
+    return ValueText(total, *value, isForPeople);
+}
+
+/// The titles, then a line for each of `totals`.
+std::vector<std::string> TotalsLines(const std::vector<Total>& totals, std::size_t width) {
+    using kzterminal::Table;
+    std::vector<Table::Column> columns{{"totals", Table::Left, kAlways, kMinNameColumns}};
+    for (const TotalsColumn& column : kTotalsColumns)
+        columns.push_back({column.title, Table::Right, column.rank});
+    Table table(std::move(columns));
+    const bool isForPeople = width != std::string::npos;
+    for (const Total& total : totals) {
+        std::vector<std::string> cells{std::string("  ").append(kzterminal::Printable(total.name))};
+        for (const TotalsColumn& column : kTotalsColumns)
+            cells.push_back(CellOf(column, total, isForPeople));
+        table.Add(std::move(cells));
+    }
+    return table.Lines(width);
+}
+
+bool TellsOfErrors(const Total& total) {
+    return kzterminal::NamesErrors(total.name) && total.values.sum > 0;
 }
 
 }  // namespace
@@ -127,20 +150,18 @@ std::string ProgressLine(const Progress& progress, std::size_t width) {
     return std::string("[").append(filled, '#').append(bar - filled, '.') + "]" + numbers;
 }
 
-std::vector<std::string> TotalsTable(std::vector<Total> totals, std::size_t width) {
+std::vector<kzterminal::Output::Line> TotalsTable(std::vector<Total> totals, std::size_t width) {
+    using Output = kzterminal::Output;
     std::sort(totals.begin(), totals.end(), [](const Total& a, const Total& b) {
         return std::tie(a.type, a.name) < std::tie(b.type, b.name);
     });
-    int minPriority = 1;
-    std::vector<std::string> rows = TotalsLines(totals, minPriority);
-    while (minPriority < kMaxPriority && !Fit(rows, width))
-        rows = TotalsLines(totals, ++minPriority);
-    std::vector<std::string> lines{"", rows.front()};
+    const std::vector<std::string> rows = TotalsLines(totals, width);
+    std::vector<Output::Line> lines{{""}, {rows.front()}};
     Type::PointType group = Type::NotSet;
     for (std::size_t i = 0; i < totals.size(); ++i) {
-        if (totals[i].type != group) lines.push_back(Type::GetStringFromEnumType(totals[i].type));
+        if (totals[i].type != group) lines.push_back({Type::GetStringFromEnumType(totals[i].type)});
         group = totals[i].type;
-        lines.push_back(rows[i + 1]);
+        lines.push_back({rows[i + 1], TellsOfErrors(totals[i]) ? Output::Bad : Output::Plain});
     }
     return lines;
 }

@@ -9,6 +9,7 @@
 #include "kzstataggregate.h"
 #include "kzstatpointtypeenum.h"
 #include "options.h"
+#include "terminal/output.h"
 
 namespace kzload {
 
@@ -62,9 +63,11 @@ std::string RowHeader();
 std::string RowLine(const SliceRow& row);
 /// A line of at most `width` characters.
 std::string ProgressLine(const Progress& progress, std::size_t width);
-/// Sorted by type and name. Where `width` columns are too few, leaves out the minimum, then the
-/// sum, then the mean; what remains may still be wider.
-std::vector<std::string> TotalsTable(std::vector<Total> totals, std::size_t width);
+/// Sorted by type and name, with units for bytes. Where `width` columns are too few, cuts names,
+/// then leaves out the minimum, the sum, the mean, p50 and p95; what remains may still be wider.
+/// Without a width (`std::string::npos`) plain numbers, for programs. Errors that happened are
+/// `Bad`.
+std::vector<kzterminal::Output::Line> TotalsTable(std::vector<Total> totals, std::size_t width);
 /// Where to go on looking.
 std::vector<std::string> WhereTheRunIs(const std::string& journalFile);
 std::string RequestsLine(long long made, const Requests& requests);

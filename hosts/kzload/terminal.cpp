@@ -1,7 +1,6 @@
 #include "terminal.h"
 
 #include <cstdio>
-#include <limits>
 #include <utility>
 
 #include "terminal/terminaltext.h"
@@ -39,12 +38,12 @@ void Terminal::PrintLines(const std::vector<std::string>& lines) {
 }
 
 void Terminal::PrintTotals(const std::vector<Total>& totals) {
-    std::size_t width = std::numeric_limits<std::size_t>::max();
-    {
-        const RWMutexLock::LockGuard guard(m_lock);
-        if (m_output.IsTerminal()) width = m_output.Width();
-    }
-    PrintLines(TotalsTable(totals, width));
+    const RWMutexLock::LockGuard guard(m_lock);
+    const std::size_t width = m_output.IsTerminal() ? m_output.Width() : std::string::npos;
+    Erase();
+    for (const kzterminal::Output::Line& line : TotalsTable(totals, width))
+        WriteLine(line.text, line.style);
+    Flush();
 }
 
 void Terminal::ShowProgress(const Progress& progress) {
@@ -87,8 +86,8 @@ void Terminal::CheckOutput() {
     Complain(fault);
 }
 
-void Terminal::WriteLine(const std::string& line) {
-    m_pending += m_output.Fit(line) + '\n';
+void Terminal::WriteLine(const std::string& line, kzterminal::Output::Style style) {
+    m_pending += m_output.Styled(m_output.Fit(line), style) + '\n';
 }
 
 void Terminal::WriteError(const std::string& text) {

@@ -47,7 +47,8 @@ public:
     void CheckOutput();
 
 private:
-    void WriteLine(const std::string& line) RYP_REQUIRES(m_lock);
+    void WriteLine(const std::string& line, kzterminal::Output::Style style = {})
+        RYP_REQUIRES(m_lock);
     void WriteError(const std::string& text) RYP_REQUIRES(m_lock);
     void Flush() RYP_REQUIRES(m_lock);
     void Erase() RYP_REQUIRES(m_lock);

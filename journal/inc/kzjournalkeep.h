@@ -18,7 +18,8 @@ struct KeepOptions {
 };
 
 /// Writes `run` to a new file at `path`: its name, start and slice length, the options, each slice
-/// as it is delivered, and with it when the load began and ended, as far as is known.
+/// as it is delivered with its cost and notes, and with it when the load began and ended, as far as
+/// is known.
 ///
 /// Every fault is added to the complaints of the run, which logs it and returns it from `Finish`: a
 /// file that cannot be created (nothing is kept then), each problem that makes slices wait or lost,

@@ -89,6 +89,10 @@ public:
     void ForEachPoint(const std::string& name, const TimeRange& range,
                       const std::function<void(const SeriesPoint&)>& visit);
 
+    /// Visits what the slices in the range cost, in the order of time; those that were not measured
+    /// are left out. Verified as above; reads nothing else of the slices.
+    void ForEachCost(const TimeRange& range, const std::function<void(const SliceCost&)>& visit);
+
     /// Visits what the slices in the range add up to, in the order of time. A sum has the form of a
     /// slice: `id`, `elapsed` and `endTime` are those of its last slice, the lasts of a record
     /// are the sum of those of its slices, and its distribution, without percentiles, is that of

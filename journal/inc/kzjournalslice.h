@@ -2,6 +2,7 @@
 #define KZJOURNALSLICE_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "kzstatdistribution.h"
 #include "kzstatdistributionsum.h"
 #include "kzstatmessage.h"
+#include "kzstatslicecost.h"
 
 namespace kzjournal {
 
@@ -21,6 +23,9 @@ struct KZJOURNAL_EXPORT Slice {
     std::string message;  ///< as it was sent
     std::vector<CKZStatMessageRecord> records;  ///< the exact values, in no particular order
     RecordDistributions distributions = {};     ///< in the order of the records
+    /// What the slice cost the process that generated it; no value if it was not measured, as in
+    /// merged runs, whose sources have it.
+    std::optional<CKZStatSliceCost> cost = std::nullopt;
 
     /// Makes `distribution` that of the slice's values in the record at `position`. Returns false
     /// and leaves it as it was where none is stored. Throws `Error` where what is stored is no

@@ -9,6 +9,7 @@
 #include "kzstatdistribution.h"
 #include "kzstatmessage.h"
 #include "kzstatpointtypeenum.h"
+#include "kzstatslicecost.h"
 
 namespace kzjournal {
 
@@ -32,6 +33,13 @@ struct NameSummary {
     /// Of the values of the range. No value unless it is complete: it has as many values as the
     /// totals of the record, and a distribution is stored for every slice with values of the name.
     std::optional<CKZStatDistribution> distribution;
+};
+
+/// What one slice cost the process that generated it.
+struct SliceCost {
+    int sliceId;
+    double elapsed;
+    CKZStatSliceCost cost;
 };
 
 /// The record of one name in one slice.

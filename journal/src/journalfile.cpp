@@ -36,7 +36,20 @@ std::string RunsTable(bool hasAnnotations) {
            (hasAnnotations ? ", annotations_checksum INTEGER NOT NULL DEFAULT 0" : "") + ");";
 }
 
-std::string SlicesTable(bool hasMessage) {
+constexpr char kCostColumns[] =
+    " measured REAL,"
+    " processor_time REAL,"
+    " processors REAL,"
+    " busiest_thread REAL,"
+    " involuntary_switches INTEGER,"
+    " pack_time REAL,"
+    " listener_time REAL,"
+    " timer_lateness REAL,"
+    " start_lateness REAL,"
+    " cost_checksum INTEGER NOT NULL,";
+
+/// Old ones have messages and a cost that nobody filled.
+std::string SlicesTable(bool isOld) {
     return std::string(
                "CREATE TABLE slices ("
                " run_number INTEGER NOT NULL,"
@@ -44,10 +57,9 @@ std::string SlicesTable(bool hasMessage) {
                " elapsed REAL NOT NULL,"
                " end_time REAL NOT NULL,"
                " chunk INTEGER NOT NULL,"
-               " checksum INTEGER NOT NULL,"
-               " cost REAL,") +
-           // Last, since what stands behind it is read through all of its pages.
-           (hasMessage ? " message BLOB NOT NULL," : "") +
+               " checksum INTEGER NOT NULL,") +
+           // Last, since what stands behind a message is read through all of its pages.
+           (isOld ? " cost REAL, message BLOB NOT NULL," : kCostColumns) +
            " PRIMARY KEY (run_number, slice_id));"
            "CREATE INDEX slices_by_time ON slices (run_number, elapsed, slice_id);";
 }

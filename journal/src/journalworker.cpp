@@ -21,6 +21,8 @@ void AddToLine(std::string& line, const std::string& text) {
 
 std::size_t Worker::BytesOf(const CKZStatSliceValues& slice) {
     std::size_t bytes = sizeof(WaitingSlice) + slice.GetMessage().length();
+    for (const CKZStatNote& note : slice.GetFacts().notes)
+        bytes += sizeof(CKZStatNote) + note.text.length();
     for (const CKZStatSliceValues::Record& record : slice.GetRecords())
         bytes += sizeof(CKZStatMessageRecord) + record.name.size();
     return bytes;
@@ -252,15 +254,17 @@ std::string Worker::EndRun() {
     long long lost = 0;
     long long expected = 0;
     LoadSpan load;
+    std::vector<CKZStatNote> notes;
     {
         const RWMutexLock::LockGuard guard(m_lock);
         expected = ExpectedSlices() + SlicesThatNeverCame();
         lost = m_lost + static_cast<long long>(m_queue.size()) + SlicesThatNeverCame();
         load = m_load;
+        if (m_runEnd) notes = m_runEnd->notes;
     }
     try {
         m_store->SetLoad(load);
-        m_store->End(RyPSysTime(), lost, expected);
+        m_store->End(RyPSysTime(), lost, expected, notes);
         return {};
     } catch (const std::exception& error) {
         return error.what();

@@ -34,7 +34,8 @@ void BulkWriter::AppendToSource(int source, const Slice& slice) {
                                   run.sliceLength,
                                   slice.id,
                                   slice.elapsed,
-                                  slice.endTime};
+                                  slice.endTime,
+                                  slice.cost};
     Keep(source, {facts, message, slice.records}, slice.distributions, {});
 }
 

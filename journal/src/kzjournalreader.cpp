@@ -16,6 +16,7 @@
 #include "namechecksum.h"
 #include "readerstate.h"
 #include "runrow.h"
+#include "slicecosts.h"
 #include "writerlock.h"
 
 namespace kzjournal {
@@ -283,6 +284,27 @@ void Reader::State::AddRecentPoints(const std::string& name,
     });
 }
 
+/// Passes over slices that came after the entries were read.
+std::vector<SliceCost> Reader::State::CostsOf(std::span<const Timeline::Entry> entries) {
+    std::vector<SliceCost> costs;
+    if (!loader.HasBlocks() || entries.empty()) return costs;
+    SQLite::Statement query(database, std::string("SELECT slice_id, ") + kSelectCost +
+                                          " FROM slices WHERE run_number = ?"
+                                          " AND elapsed BETWEEN ? AND ?"
+                                          " ORDER BY elapsed, slice_id");
+    SQLite::bind(query, run, entries.front().elapsed, entries.back().elapsed);
+    auto next = entries.begin();
+    while (next != entries.end() && query.executeStep()) {
+        if (IdAt(query, 0) != next->id) continue;
+        std::optional<CKZStatSliceCost> cost;
+        if (!ReadCost(query, 1, next->id, cost)) loader.ThrowDamaged(next->id);
+        if (cost) costs.push_back({next->id, next->elapsed, *cost});
+        ++next;
+    }
+    if (next != entries.end()) loader.ThrowDamaged(next->id);
+    return costs;
+}
+
 Reader::Reader(const std::string& path, int source)
     : m_state(std::make_unique<State>(path, source)) {
     m_state->facts = m_state->Row().run;
@@ -443,6 +465,13 @@ void Reader::ForEachPoint(const std::string& name, const TimeRange& range,
     if (!std::is_sorted(points.begin(), points.end(), isEarlier))
         std::sort(points.begin(), points.end(), isEarlier);
     for (const SeriesPoint& point : points) visit(point);
+}
+
+void Reader::ForEachCost(const TimeRange& range,
+                         const std::function<void(const SliceCost&)>& visit) {
+    const std::vector<Timeline::Entry> entries = m_state->EntriesIn(range);
+    for (const SliceCost& cost : m_state->Guarded([&] { return m_state->CostsOf(entries); }))
+        visit(cost);
 }
 
 void Reader::ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,

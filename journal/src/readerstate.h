@@ -90,6 +90,7 @@ struct Reader::State {
     void VisitMoreSlices(std::span<const int> ids, const std::function<void(Slice&)>& visit);
     const RecordCounts& CountsOf(int chunk);
     std::vector<SeriesPoint> PointsOf(const std::string& name, const TimeRange& range);
+    std::vector<SliceCost> CostsOf(std::span<const Timeline::Entry> entries);
     NameInChunk FindInChunk(int chunk, std::int64_t nameId);
     void AddPointsOfChunk(const std::string& name, std::span<const Timeline::Entry> entries,
                           std::vector<SeriesPoint>& points);

@@ -12,6 +12,7 @@
 #include "journalfile.h"
 #include "kzjournalreader.h"
 #include "messageid.h"
+#include "slicecosts.h"
 
 namespace kzjournal {
 namespace {
@@ -93,8 +94,9 @@ std::string SliceLoader::SelectRecords(bool isRecent) const {
 }
 
 std::string SliceLoader::FactsQuery() const {
-    return std::string("SELECT chunk, elapsed, end_time, checksum") +
-           (HasBlocks() ? "" : ", message") + " FROM slices WHERE run_number = ? AND slice_id = ?";
+    return std::string("SELECT chunk, elapsed, end_time, checksum, ") +
+           (HasBlocks() ? kSelectCost : "message") +
+           " FROM slices WHERE run_number = ? AND slice_id = ?";
 }
 
 std::vector<Slice> SliceLoader::Load(std::span<const int> ids) {
@@ -155,6 +157,7 @@ void SliceLoader::AddSlice(Batch& batch, SQLite::Statement& facts, int id) {
                 ReadMessage(facts, batch, id),
                 {},
                 {}};
+    if (HasBlocks() && !ReadCost(facts, 4, id, slice.cost)) ThrowDamaged(id);
     const bool isTooLong = slice.message.size() > static_cast<std::size_t>(kMaxValueBytes);
     if (isTooLong || IsOfAnotherSlice(slice.message, id)) ThrowDamaged(id);
     batch.bytes += slice.message.size();

@@ -13,6 +13,7 @@
 #include "journalfile.h"
 #include "messageid.h"
 #include "slicechecksum.h"
+#include "slicecosts.h"
 
 namespace kzjournal {
 namespace {
@@ -27,8 +28,10 @@ constexpr int64_t kMaxQuietWalBytes = int64_t{256} << 20;
 constexpr int kWaitForReadersMilliseconds = 1200;
 
 constexpr char kInsertSlice[] =
-    "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum)"
-    " VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+    "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum, measured,"
+    " processor_time, processors, busiest_thread, involuntary_switches, pack_time,"
+    " listener_time, timer_lateness, start_lateness, cost_checksum)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
 constexpr char kInsertMessage[] = "INSERT INTO recent_messages VALUES (?, ?, ?, ?)";
 constexpr char kInsertRecord[] =
     "INSERT INTO recent_records (run_number, chunk, name_id, slice_id, elapsed, type,"
@@ -65,6 +68,10 @@ void BindForm(SQLite::Statement& statement, int column, std::string_view form) {
     else
         statement.bindNoCopy(column, static_cast<const void*>(form.data()),
                              static_cast<int>(form.size()));
+}
+
+Note NoteOf(const CKZStatNote& note) {
+    return {note.time, std::string(note.text.view())};
 }
 
 int64_t ChecksumOf(const CKZStatSliceValues& slice, const RecordDistributions& distributions) {
@@ -176,6 +183,9 @@ void SliceStore::RefuseWhatCannotBeKept(int run, const CKZStatSliceValues& slice
     if (!(std::abs(slice.GetElapsed()) <= kMaxSeconds) ||
         !(std::abs(slice.GetEndTime()) <= kMaxSeconds))
         Refuse(slice.GetSliceId(), "its end is no moment in time");
+    for (const CKZStatNote& note : slice.GetFacts().notes)
+        if (const std::string why = WhyImpossible(NoteOf(note)); !why.empty())
+            Refuse(slice.GetSliceId(), "a note of it is impossible: " + why);
     if (IsOfAnotherSlice(slice.GetMessage().view(), slice.GetSliceId()))
         Refuse(slice.GetSliceId(), "its message is that of another slice");
     if (slice.GetMessage().length() > static_cast<std::size_t>(kMaxValueBytes))
@@ -196,6 +206,8 @@ bool SliceStore::WriteWhole(int run, const CKZStatSliceValues& slice,
     InsertMessage(chunk, slice);
     InsertRecords(chunk, slice, distributions);
     for (const int source : sources) InsertSource(slice.GetSliceId(), source);
+    for (const CKZStatNote& note : slice.GetFacts().notes)
+        InsertNote(Database(), run, NoteOf(note));
     NoteProgress(run, expectedSlices);
     transaction.commit();
     CountIn(chunk, slice, distributions.ByteCount());
@@ -212,6 +224,7 @@ bool SliceStore::InsertSlice(const Chunk& chunk, const CKZStatSliceValues& slice
     m_file->insertSlice.bind(4, slice.GetEndTime());
     m_file->insertSlice.bind(5, chunk.number);
     m_file->insertSlice.bind(6, checksum);
+    BindCost(m_file->insertSlice, 7, slice.GetSliceId(), slice.GetFacts().cost);
     return m_file->insertSlice.exec() > 0;
 }
 
@@ -434,9 +447,11 @@ void SliceStore::AddCondition(int run, const std::string& text) {
 }
 
 void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlices,
-                        long long expectedSlices) {
+                        long long expectedSlices, const std::vector<CKZStatNote>& notes) {
     Guarded([&] {
         SQLite::Transaction transaction(Database(), SQLite::TransactionBehavior::IMMEDIATE);
+        for (const CKZStatNote& note : notes)
+            if (WhyImpossible(NoteOf(note)).empty()) InsertNote(Database(), run, NoteOf(note));
         SQLite::Statement update(Database(),
                                  "UPDATE runs SET lost_slices = ?, expected_slices = ?,"
                                  " end_time = ?, load_begin = ?, load_end = ? WHERE number = ?");
@@ -452,7 +467,8 @@ void SliceStore::EndRun(int run, std::optional<double> time, long long lostSlice
     });
 }
 
-void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices) {
+void SliceStore::End(std::optional<double> time, long long lostSlices, long long expectedSlices,
+                     const std::vector<CKZStatNote>& notes) {
     MakeSums(kAllSums);
     CloseChunks();
     try {
@@ -460,7 +476,7 @@ void SliceStore::End(std::optional<double> time, long long lostSlices, long long
     } catch (const std::exception&) {
         // They are read where they are, and the end may need less room than they do.
     }
-    EndRun(0, time, lostSlices, expectedSlices);
+    EndRun(0, time, lostSlices, expectedSlices, notes);
     Database().setBusyTimeout(kWaitForReadersMilliseconds);
     try {
         EmptyTheLog();

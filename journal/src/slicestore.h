@@ -47,10 +47,10 @@ public:
     /// Adds a run that the run of the file is made of, within `parent`, and returns its number.
     int AddSource(const Run& run, int parent, bool isMerged);
 
-    /// Keeps a slice of `run`, and with it how many the file should hold of that run.
-    /// `distributions` are those of its records, in their order; what the view has of them is not
-    /// looked at. `sources` are the numbers of those that have a slice in it. Returns false for a
-    /// slice that is there already, which stays as it is. Throws `Refusal` where the slice can
+    /// Keeps a slice of `run` with its cost and notes, and how many the file should hold of that
+    /// run. `distributions` are those of its records, in their order; what the view has of them is
+    /// not looked at. `sources` are the numbers of those that have a slice in it. Returns false for
+    /// a slice that is there already, which stays as it is. Throws `Refusal` where the slice can
     /// never be kept, also where another one has its id.
     bool Write(int run, const CKZStatSliceValues& slice, const RecordDistributions& distributions,
                const std::vector<int>& sources, long long expectedSlices);
@@ -78,12 +78,14 @@ public:
     void AddNote(int run, const Note& note);
     void AddCondition(int run, const std::string& text);
 
-    /// Notes the end of a run, without a time where it did not end.
-    void EndRun(int run, std::optional<double> time, long long lostSlices,
-                long long expectedSlices);
+    /// Notes the end of a run, without a time where it did not end. Of the notes, those that are
+    /// impossible are left out.
+    void EndRun(int run, std::optional<double> time, long long lostSlices, long long expectedSlices,
+                const std::vector<CKZStatNote>& notes = {});
 
     /// Ends the run of the file, and waits for its readers.
-    void End(std::optional<double> time, long long lostSlices, long long expectedSlices);
+    void End(std::optional<double> time, long long lostSlices, long long expectedSlices,
+             const std::vector<CKZStatNote>& notes = {});
 
     /// Makes the file complete without its companions. Throws where it is not: what was safe at
     /// once is still safe in the companions, the rest is worth nothing. REQUIRES: the run has

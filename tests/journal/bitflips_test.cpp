@@ -51,10 +51,12 @@ private:
 class BitFlips : public JournalTest {
 protected:
     void SetUp() override {
-        ASSERT_EQ("", Open());
+        ASSERT_FALSE(writer.Open(path, run, {"login.time p95 < 1s", "logins count > 3"}));
         for (int i = 0; i < kSlices; ++i) {
-            const MadeSlice slice = slices.NextSlice(
+            MadeSlice slice = slices.NextSlice(
                 {{"login.time", Types::Timer, {1.0 * i, 2}}, {"logins", Types::Counter, {1}}});
+            slice.facts.cost = {1, 0.5, 4, 1.0 * i, 1e-4, 2e-3, 1e-3};
+            if (i % 100 == 0) slice.facts.notes.push_back({1.0 * i, "note"});
             const std::vector<const CKZStatDistribution*> shown = {&slice.distributions[0],
                                                                    nullptr};
             const CKZStatSliceValues view(slice.facts, slice.message, slice.records, shown);
@@ -107,7 +109,14 @@ protected:
             for (const auto& record : slice.records) dump << record;
             dump << std::string(slice.distributions.FormOf(0))
                  << std::string(slice.distributions.FormOf(1));
+            dump << slice.cost->measured << slice.cost->involuntarySwitches;
         });
+        reader.ForEachCost({}, [&](const kzjournal::SliceCost& slice) {
+            dump << 1.0 * slice.sliceId << slice.elapsed << slice.cost.processorTime
+                 << slice.cost.involuntarySwitches << slice.cost.startLateness;
+        });
+        for (const kzjournal::Note& note : reader.Notes()) dump << note.time << note.text;
+        for (const std::string& condition : reader.Conditions()) dump << condition;
         DumpSums(reader, dump);
         reader.CheckSums();
         dump << 1.0 * reader.LastSliceId() << reader.LastSlice({0, 100})->message;

@@ -12,6 +12,8 @@ TIMEOUT = 120  # seconds; generous, since instrumented builds on a busy machine 
 TIME = r" +(-|\d+\.\d\d)"
 ROW = re.compile(r"^ +(\d+\.\d\d) +(\d+) +(\d+\.\d)" + 5 * TIME + r" +(\d+)$")
 TOTAL = re.compile(r"^  (\S+(?: \S+)*?) +(\d+ .*)$")
+CELL = re.compile(r"(?:-|\d[\d.]*(?: [kMG]?B)?)(?= |$)")
+UNITS = ["B", "kB", "MB", "GB"]
 MADE = re.compile(r"^requests made (\d+), counted (\d+)(?:, (\d+) of them cut off at the end)?$",
                   re.MULTILINE)
 
@@ -60,6 +62,13 @@ def rows(out):
     return [Row(*match.groups()) for match in matches if match]
 
 
+def _number(cell):
+    if cell == "-":
+        return None
+    number, _, unit = cell.partition(" ")
+    return float(number) * 1000 ** UNITS.index(unit or "B")
+
+
 def totals(out):
     """The final table by name."""
     table = {}
@@ -68,7 +77,7 @@ def totals(out):
     for line in lines:
         match = TOTAL.match(line)
         if match:
-            numbers = (None if cell == "-" else float(cell) for cell in match[2].split())
+            numbers = map(_number, CELL.findall(match[2]))
             table[match[1]] = Total(point_type, **dict(zip(titles.split(), numbers, strict=True)))
         elif line and not line.startswith(" "):
             point_type = line

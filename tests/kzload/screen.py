@@ -3,6 +3,7 @@
 import fcntl
 import os
 import pty
+import re
 import struct
 import termios
 
@@ -10,8 +11,13 @@ import columns
 import runs
 
 
+ERASE = "\x1b[K"
+STYLE = re.compile(r"\x1b\[\d*m")
+
+
 class Screen:
-    """Understands line ends, returns to the first column, and erasing to the end of the line."""
+    """Understands line ends, returns to the first column, styles, and erasing to the end of the
+    line."""
 
     def __init__(self, width):
         self.width = width
@@ -22,10 +28,14 @@ class Screen:
 
     def feed(self, text):
         while text:
-            if text.startswith("\x1b[K"):
+            if text.startswith(ERASE):
                 self.drawn.append(self.lines[-1])
                 self.lines[-1] = self.lines[-1][:self.column]
-                text = text[3:]
+                text = text[len(ERASE):]
+                continue
+            style = STYLE.match(text)
+            if style:
+                text = text[style.end():]
                 continue
             assert text[0] != "\x1b", f"unknown sequence {text[:10]!r}"
             self.put(text[0])

@@ -1,5 +1,6 @@
-// journalmaker PATH GENERATOR START_TIME SLICE_LENGTH: makes a journal as standard input says, and
-// answers each "slice" with its id once it is kept. Lines of fields with tabs between them:
+// journalmaker PATH GENERATOR START_TIME SLICE_LENGTH [CONDITION...]: makes a journal with these
+// conditions as standard input says, and answers each "slice" with its id once it is kept. Lines of
+// fields with tabs between them:
 //
 //     value NAME TYPE NUMBER ...    reported in the slice that is ended next
 //     slice                         ends a slice and keeps it
@@ -56,14 +57,15 @@ void FailIf(const std::optional<kzjournal::Error>& error) {
 
 }  // namespace
 
-int main(int, char** arguments) {
+int main(int count, char** arguments) {
     const std::string generator = arguments[2];
     const double startTime = std::strtod(arguments[3], nullptr);
     const double sliceLength = std::strtod(arguments[4], nullptr);
     const RyPTestClock clock(startTime);  // stands still, so that a slow disk is waited for
     kzjournal::Writer journal;
-    FailIf(
-        journal.Open(arguments[1], kzjournal::RunOfThisProcess(generator, startTime, sliceLength)));
+    FailIf(journal.Open(arguments[1],
+                        kzjournal::RunOfThisProcess(generator, startTime, sliceLength),
+                        std::vector<std::string>(arguments + 5, arguments + count)));
     SliceMaker slices(generator, sliceLength, startTime);
     std::vector<Reported> reported;
     std::optional<std::set<std::string>> namesWithDistributions;  // all if empty

@@ -39,11 +39,18 @@ class Journal:
 
     def leave(self):
         """As a process that was killed does."""
-        if not self.process.stdin.closed:
-            self.process.stdin.close()
+        if self.process.stdin.closed:
+            return
+        self.process.stdin.close()
         status = self.process.wait(timeout=60)
         self.process.stdout.close()
         assert status == 0, status
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait(timeout=60)
+        self.process.stdin.close()
+        self.process.stdout.close()
 
     def _tell(self, *fields):
         self.process.stdin.write("\t".join(map(str, fields)) + "\n")
@@ -93,5 +100,7 @@ def seal_runs(connection):
     for row in connection.execute(
             "SELECT number, parent, run_id, generator, test_name, start_time, slice_length, host,"
             " command_line, load_begin, load_end, end_time, expected_slices, lost_slices,"
-            " is_merged FROM runs").fetchall():
-        connection.execute("UPDATE runs SET checksum = ? WHERE number = ?", (_hash(row), row[0]))
+            " is_merged, annotations_checksum FROM runs").fetchall():
+        hashed = row if row[-1] else row[:-1]
+        connection.execute("UPDATE runs SET checksum = ? WHERE number = ?",
+                           (_hash(hashed), row[0]))

@@ -66,7 +66,7 @@ class JournalTest(unittest.TestCase):
         """The rows of `show` as dictionaries by name."""
         result = run("show", self.run_path, *arguments)
         self.assertEqual((0, ""), (result.status, result.err))
-        titles, *rows = result.out.splitlines()[1:]
+        titles, *rows = result.out[result.out.index("\nname "):].splitlines()[1:]
         # Cells stand at the ends of their titles, or at the beginning for texts.
         return {row.split()[0]: dict(zip(self.titles(titles), self.cells(titles, row)))
                 for row in rows}
@@ -96,11 +96,13 @@ class UnderLoad(JournalTest):
             for part in parts[:slices]], load=load, **facts)
 
     def header(self, *arguments):
-        return run("show", self.run_path, *arguments).out.splitlines()[0]
+        """How much of the run there is, and below it the load."""
+        out = run("show", self.run_path, *arguments).out
+        return "; ".join(out.partition("\nname ")[0].splitlines()[1:])
 
     def test_a_run_is_shown_without_what_drains(self):
         self.make_load()
-        self.assertIn("9 slices of 1 s, under load 0:00 to 0:05.5, 6 of 9 slices", self.header())
+        self.assertIn("9 slices of 1 s; under load 0:00 to 0:05.5, 6 of 9 slices", self.header())
         table = self.table()
         self.assertEqual(("600", "3300", "300"),
                          tuple(table["logins"][key] for key in ("rate", "sum", "last")))
@@ -109,7 +111,7 @@ class UnderLoad(JournalTest):
 
     def test_all_slices(self):
         self.make_load()
-        self.assertNotIn("load", self.header("--all").partition(" on ")[2])
+        self.assertNotIn("load", self.header("--all"))
         table = self.table("--all")
         self.assertEqual(("366.7", "0"),
                          tuple(table["logins"][key] for key in ("rate", "last")))
@@ -117,7 +119,7 @@ class UnderLoad(JournalTest):
 
     def test_a_run_that_was_killed(self):
         self.make_load(load=(0.02,), slices=5, ends=False)
-        self.assertIn("not ended, at least 5 slices of 1 s, under load since 0:00, 5 of 5 slices",
+        self.assertIn("not ended, at least 5 slices of 1 s; under load since 0:00, 5 of 5 slices",
                       self.header())
 
     def test_a_run_without_load(self):
@@ -159,8 +161,9 @@ class Show(JournalTest):
                          tuple(login[key] for key in ("type", "unit", "count", "rate", "min",
                                                       "max")))
         self.assertEqual("-", login["sum"])
-        self.assertEqual(("20", "2", "2"),
-                         tuple(table["logins"][key] for key in ("sum", "rate", "last")))
+        self.assertEqual(("20", "20", "2", "2", "-", "-", "-"),
+                         tuple(table["logins"][key] for key in ("count", "sum", "rate", "last",
+                                                                "min", "mean", "max")))
         self.assertEqual(("-", "-", "3"),
                          tuple(table["clients"][key] for key in ("count", "rate", "last")))
 
@@ -177,7 +180,7 @@ class Show(JournalTest):
 
     def test_which_percentiles(self):
         self.make_run(has_distributions=True)
-        titles = run("show", self.run_path, "--percentiles", "99.9,25").out.splitlines()[1]
+        titles = run("show", self.run_path, "--percentiles", "99.9,25").out.splitlines()[2]
         self.assertIn(["mean", "p99.9", "p25", "max"], [titles.split()[i:i + 4] for i in range(9)])
         login = self.table("--percentiles", "99.9,25")["login.time"]
         self.assertEqual(("137", "104.2"), (login["p99.9"], login["p25"]))
@@ -213,6 +216,28 @@ class Show(JournalTest):
         self.assertEqual(("102", "16"),
                          tuple(self.table("--skip-warmup")["login.time"][key]
                                for key in ("min", "count")))
+
+    def test_a_range_that_ends_before_it_begins(self):
+        self.make_run()
+        for command in (("show",), ("export", "--format", "csv"), ("report", "-o", "-"),
+                        ("compare", self.run_path)):
+            for end in ("3", "5"):
+                self.assert_fails(run(*command, self.run_path, "--from", "5", "--to", end),
+                                  f"--to: {end} s is not after --from, 5 s (see kzstat")
+
+    def test_what_was_run_when_and_for_how_long(self):
+        self.make_run()
+        what, when, *_ = run("show", self.run_path).out.splitlines()
+        self.assertEqual("load: journalmaker, on " + os.uname().nodename, what)
+        self.assertEqual("2023-11-14 22:13:20 UTC, for 0:10, 10 slices of 1 s", when)
+
+    def test_the_name_of_a_test_comes_first(self):
+        self.make_run()
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            journal.execute("UPDATE runs SET test_name = 'Checkout', command_line = 'load -n 3'")
+            journals.seal_runs(journal)
+            journal.commit()
+        self.assertTrue(run("show", self.run_path).out.startswith("Checkout: load -n 3, on "))
 
     def test_a_warm_up_that_cannot_be_told(self):
         journals.make(self.run_path, [{LOGIN: [1]}])
@@ -279,7 +304,7 @@ class Show(JournalTest):
             with self.subTest(locale=locale):
                 result = run("show", self.run_path, encoding="utf-8",
                              env={**os.environ, "LC_ALL": locale})
-                _, titles, *rows = result.out.splitlines()
+                _, _, titles, *rows = result.out.splitlines()
                 self.assertEqual(len(names), len(rows))
                 self.assertIn("bad\\xffbyte", result.out)
                 for row in rows:
@@ -292,6 +317,61 @@ class Show(JournalTest):
         environment = {**os.environ, "LC_ALL": "de_DE.UTF-8"}
         self.assertEqual(run("show", self.run_path).out,
                          run("show", self.run_path, env=environment).out)
+
+
+class ShowOnATerminal(JournalTest):
+    TITLES = ["name", "unit", "count", "rate", "mean", "p50", "p95", "p99", "max"]
+
+    def show(self, width, names, **options):
+        journals.make(self.run_path, [names] * 2, has_distributions=True)
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path], width=width,
+                                      **options)
+        self.addCleanup(terminal.close)
+        self.assertEqual(0, terminal.wait_for_end())
+        self.coloured = terminal.screen(with_colours=True)
+        return terminal.screen().splitlines()
+
+    def test_what_matters_fits_eighty_columns(self):
+        lines = self.show(80, {("request.product-page.time", "Timer"): [123456.7, 1000.5] * 500,
+                               ("request.product-page.time.failed", "Timer"): [12345.6],
+                               ("request.product-page.bytes", "Measurement"): [123456789],
+                               ("responses.2xx", "Counter"): [1] * 1000})
+        self.assertEqual([], [line for line in lines if line.endswith(">")])
+        titles, *rows = [line.split() for line in lines[2:] if line]
+        self.assertEqual(self.TITLES, titles)
+        table = {row[0]: row for row in rows}
+        self.assertEqual(["responses.2xx", "2000", "1000", *5 * "-"], table["responses.2xx"])
+        (size,) = [row for row in rows if row[0].endswith("bytes")]
+        self.assertEqual(["123", "MB"], size[-2:])
+
+    def test_names_are_cut_in_the_middle_before_columns_are_left_out(self):
+        name = "a.name.with.a.beginning.and.an.end"
+        titles, row = self.show(60, {(name, "Counter"): [1]})[2:4]
+        self.assertTrue(row.split()[0].startswith("a.name."), row)
+        self.assertIn("..", row.split()[0])
+        self.assertTrue(row.split()[0].endswith(".end"), row)
+
+    def test_percentiles_that_were_asked_for_stay(self):
+        journals.make(self.run_path, [{LOGIN: [1]}], has_distributions=True)
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--percentiles",
+                                                    "10,20,30"], width=50)
+        self.addCleanup(terminal.close)
+        terminal.wait_for_end()
+        self.assertIn("p10  p20  p30", terminal.screen())
+
+    def test_errors_that_happened_are_red(self):
+        self.show(80, {LOGIN: [1], ("login.failed", "Timer"): [1], ("responses.4xx", "Counter"): [],
+                       ("responses.5xx", "Counter"): [1]})
+        red = re.findall(r"\x1b\[31m(?:\x1b\[49m)?([\w.]+)", self.coloured)
+        self.assertEqual(["login.failed", "responses.5xx"], red)
+
+    def test_nothing_is_red_where_nobody_wants_colours(self):
+        self.show(80, {("responses.5xx", "Counter"): [1]}, environment={"NO_COLOR": "1"})
+        self.assertNotIn("\x1b", self.coloured)
+
+    def test_programs_read_plain_numbers(self):
+        journals.make(self.run_path, [{("bytes", "Counter"): [123456]}])
+        self.assertIn(" 123456 ", run("show", self.run_path).out)
 
 
 class Follow(JournalTest):
@@ -316,9 +396,9 @@ class Follow(JournalTest):
             self.report(time)
         screen = self.terminal.wait_for(lambda screen: "3 slices" in screen)
         rows = [line for line in screen.splitlines() if line.strip()]
-        self.assertEqual(["load", "name", "login.time", "logins"],
+        self.assertEqual(["load:", "2023-11-14", "name", "login.time", "logins"],
                          [row.split()[0] for row in rows])
-        self.assertEqual("▁█▃", rows[2].split()[1])
+        self.assertEqual(["▃█▅", "40", "ms"], rows[3].split()[1:4])
 
     def test_it_ends_with_the_run_and_leaves_the_table(self):
         self.start()
@@ -330,6 +410,38 @@ class Follow(JournalTest):
         self.assertIn("2 slices of 1 s\n", screen)
         self.assertNotIn("latest", screen)
 
+    def test_it_ends_once_the_writing_process_is_killed(self):
+        self.start()
+        self.terminal.wait_for(lambda screen: "not ended" in screen)
+        self.journal.kill()
+        self.assertEqual(0, self.terminal.wait_for_end())
+        screen = self.terminal.screen()
+        self.assertNotIn("latest", screen)
+        self.assertIn("the process that wrote it is gone", screen.replace("\n", ""))
+
+    def test_it_does_not_wait_for_a_process_that_is_gone(self):
+        journals.make(self.run_path, [{LOGINS: [1]}], ends=False)
+        result = run("show", self.run_path, "--follow")
+        self.assertEqual((0, "1 logins count 1 min 1 mean 1 max 1 sum 1\n"),
+                         (result.status, result.out))
+        self.assertEqual(f"{self.run_path}: not ended, at least 1 slices; the process that wrote"
+                         " it is gone\n", result.err)
+
+    def test_percentiles_and_errors_at_eighty_columns(self):
+        self.journal = journals.Journal(self.run_path)
+        self.addCleanup(self.journal.leave)
+        self.journal.distributions()
+        self.journal.value("login.time.failed", "Timer", 1234.5)
+        self.report(123.4)
+        terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--follow"],
+                                      width=80)
+        self.addCleanup(terminal.close)
+        screen = terminal.wait_for(lambda screen: "logins" in screen)
+        titles = screen.splitlines()[2].split()
+        self.assertEqual(["name", "latest", "to", "count"], titles[:4])
+        self.assertEqual(["p50", "p95", "p99", "max"], titles[-4:])
+        self.assertIn("\x1b[31mlogin.time.failed", terminal.screen(with_colours=True))
+
     def test_an_interrupt_ends_it(self):
         self.start()
         self.terminal.wait_for(lambda screen: "not ended" in screen)
@@ -339,17 +451,17 @@ class Follow(JournalTest):
 
     def test_a_small_terminal_shows_what_fits(self):
         self.start(width=40, height=3)
-        screen = self.terminal.wait_for(lambda screen: "... and 2 more" in screen)
+        screen = self.terminal.wait_for(lambda screen: "... and 3 more" in screen)
         self.assertTrue(screen.splitlines()[1].endswith(">"), screen)
         self.terminal.resize(40, 10)
         self.terminal.wait_for(lambda screen: "logins" in screen and "more" not in screen)
 
     def test_types_make_room_on_a_narrow_terminal(self):
-        for width, titles in ((60, ["name", "latest", "unit"]),
-                              (140, ["name", "latest", "type", "unit"])):
+        for width, titles in ((60, ["name", "latest", "to", "count"]),
+                              (140, ["name", "latest", "to", "type", "count"])):
             self.start(width=width)
             screen = self.terminal.wait_for(lambda screen: "login.time" in screen)
-            self.assertEqual(titles, screen.splitlines()[1].split()[:len(titles)])
+            self.assertEqual(titles, screen.splitlines()[2].split()[:len(titles)])
             self.terminal.close()
             self.run_path = self.path("next.kzj")
 
@@ -368,12 +480,12 @@ class Follow(JournalTest):
         self.terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--follow"],
                                            environment={"LC_ALL": "C"}, width=140)
         self.addCleanup(self.terminal.close)
-        self.terminal.wait_for(lambda screen: re.search(r"logins +_{8}  _{10} ", screen))
+        self.terminal.wait_for(lambda screen: re.search(r"logins +#{8}  #{10} ", screen))
 
     def test_a_terminal_of_letters(self):
         self.start(environment={"LC_ALL": "C"})
         self.report(40)
-        self.terminal.wait_for(lambda screen: "_#" in screen)
+        self.terminal.wait_for(lambda screen: "-#" in screen)
 
     def test_names_are_cut_to_columns(self):
         for locale in ("C", "C.UTF-8"):
@@ -390,9 +502,8 @@ class Follow(JournalTest):
                 screen = terminal.wait_for(lambda screen: "logins" in screen)
                 terminal.close()
                 plain, wide = (row for row in screen.splitlines() if " ms " in row)
-                # The least that a name is cut to is 20 columns, of which a wide character and the
-                # mark take 19.
-                self.assertTrue(wide.startswith("\u65e5\u672c" * 4 + "\u65e5>"), wide)
+                both_ends = "\u65e5\u672c\u65e5..\u672c\u65e5\u672c "
+                self.assertTrue(wide.startswith(both_ends), wide)
                 self.assertEqual(columns.width_of(plain.partition(" ms ")[0]),
                                  columns.width_of(wide.partition(" ms ")[0]), screen)
 
@@ -406,7 +517,7 @@ class Follow(JournalTest):
         self.addCleanup(terminal.close)
 
         def median(screen):
-            titles, *rows = screen.splitlines()[1:]
+            titles, *rows = screen.splitlines()[2:]
             (row,) = [row for row in rows if row.startswith("login.time")]
             return row[:titles.index(" p50") + 4].split()[-1]
 
@@ -822,6 +933,70 @@ class Merge(JournalTest):
         self.assertFalse(os.path.exists(self.run_path))
 
 
+class Note(JournalTest):
+    """The runs begin at 2023-11-14 22:13:20 UTC and take ten seconds."""
+
+    def note(self, *arguments):
+        return run("note", self.run_path, *arguments)
+
+    def shown(self):
+        return [line for line in run("show", self.run_path).out.splitlines() if line[:4] == "2023"]
+
+    def test_it_is_shown_at_its_time(self):
+        self.make_run()
+        self.assertEqual("2023-11-14 22:13:25 UTC  second\n", self.note("--at", "5s", "second").out)
+        self.assertEqual(0, self.note("--at", "22:13:22", "first").status)
+        self.assertEqual(["2023-11-14 22:13:22 UTC  first", "2023-11-14 22:13:25 UTC  second"],
+                         self.shown())
+        self.assertEqual(0, run("check", self.run_path).status)
+
+    def test_it_is_added_while_the_run_is_active(self):
+        journal = journals.Journal(self.run_path)
+        journal.value("logins", "Counter", 1)
+        journal.slice()
+        self.assertEqual(0, self.note("now").status)
+        self.assertEqual(0, self.note("--at", "0.5", "early").status)
+        journal.slice()
+        journal.end()
+        self.assertEqual(["2023-11-14 22:13:20 UTC  early"], self.shown())
+        self.assertIn("  now", run("show", self.run_path).out)
+        self.assertIn("2 slices, every value accounted for", run("check", self.run_path).out)
+
+    def test_a_time_of_day_may_be_that_of_the_next_day(self):
+        self.make_run(start=1.7e9 + 6395)  # five seconds before midnight
+        self.assertIn("2023-11-15 00:00:01 UTC", self.note("--at", "00:00:01", "x").out)
+        self.assertIn("2023-11-14 23:59:55 UTC", self.note("--at", "23:59:55", "x").out)
+
+    def test_times_that_are_none_are_refused(self):
+        self.make_run()
+        for time_of_note in ("tomorrow", "", "-1", "5x", "24:00", "12:60", "1:2:3:4", "nan", "1e999"):
+            self.assert_fails(self.note(f"--at={time_of_note}", "x"), "--at")
+        self.assert_fails(self.note("--at", "12s", "x"), "is after the end of the run")
+        self.assertEqual([], self.shown())
+
+    def test_any_text_is_shown_as_one_line(self):
+        self.make_run()
+        self.assertEqual(0, self.note("--at", "1", "a\nb\x1b[31m").status)
+        self.assertEqual(1, len(self.shown()))
+        self.assertNotIn("\x1b", self.shown()[0])
+
+    def test_a_file_that_may_not_be_written_is_refused(self):
+        self.make_run()
+        os.chmod(self.run_path, 0o400)
+        if os.geteuid() != 0:
+            self.assert_fails(self.note("--at", "1", "x"), "it may not be written")
+        self.assert_fails(run("note", self.path("none"), "x"), "No such file or directory")
+
+    def test_a_merged_run_has_those_of_its_sources_and_its_own(self):
+        one, two = self.make_run("one.kzj"), self.make_run("two.kzj")
+        run("note", one, "--at", "1", "of one")
+        self.assertEqual(0, run("merge", one, two, "-o", self.run_path).status)
+        self.assertEqual(0, self.note("--at", "2", "of both").status)
+        self.assertEqual(["2023-11-14 22:13:21 UTC  of one", "2023-11-14 22:13:22 UTC  of both"],
+                         self.shown())
+        self.assertEqual(0, run("check", self.run_path).status)
+
+
 class RunsInSequence(JournalTest):
     """Runs of a generator that was started again."""
 
@@ -856,8 +1031,8 @@ class RunsInSequence(JournalTest):
     def test_they_are_shown(self):
         lines = run("show", self.run_path).out.splitlines()
         self.assertEqual("2023-11-14 22:13:30 UTC  gap: no run has slices 11 to 100 (90 s)",
-                         lines[1])
-        self.assertIn("  restart: load on ", lines[2])
+                         lines[2])
+        self.assertIn("  restart: load on ", lines[3])
 
     def test_they_are_exported(self):
         out = run("export", self.run_path, "--format", "csv").out
@@ -1053,10 +1228,11 @@ class Usage(JournalTest):
             self.assertIn(f"\nExample: kzstat {command} ", result.out)
 
     def test_mistakes(self):
-        self.assert_fails(run(), "see kzstat --help")
-        self.assert_fails(run("paint"), "see kzstat --help")
+        self.assert_fails(run(), "a command is missing; the commands are show, report, ")
+        self.assert_fails(run("paint"), "there is no command paint; the commands are show, ")
         self.assert_fails(run("show"), "see kzstat show --help")
-        self.assert_fails(run("show", "x", "--from", "tomorrow"), "--from")
+        self.assert_fails(run("show", "x", "--from", "tomorrow"),
+                          "--from: 'tomorrow' is no time such as 90, 90s or 1.5m")
         self.assert_fails(run("merge", "x", "-o", "y"), "see kzstat merge --help")
 
     def test_files_that_cannot_be_read(self):

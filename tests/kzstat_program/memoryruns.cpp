@@ -125,6 +125,11 @@ public:
                 if (record.name == name.c_str()) visit({slice.id, slice.elapsed, record.lasts});
         });
     }
+    void ForEachCost(const TimeRange& range, const CostVisitor& visit) override {
+        ForEachSlice(range, [&](const Slice& slice) {
+            if (slice.cost) visit({slice.id, slice.elapsed, *slice.cost});
+        });
+    }
     void ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
                     const SliceVisitor& visit) override {
         std::map<long long, Sum> sums;

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 import {cell, newPage, open, tile} from './browser.mjs';
-import {Journal, reportOf, shown, shopRun} from './runs.mjs';
+import {Journal, reportOf, shown, shopRun, START} from './runs.mjs';
 
 const SLICES = 20;
 const SCREEN = {viewport: {width: 1280, height: 800}};
@@ -133,7 +133,7 @@ test('counters of one kind are drawn over each other, equal names once', async (
   await page.locator('.card[data-name="responses.*"]').scrollIntoViewIfNeeded();
   const legend = page.locator('.card[data-name="responses.*"] .u-label');
   await legend.first().waitFor();
-  assert.deepEqual(await legend.filter({hasText: 'xx'}).allTextContents(), ['5xx', '2xx']);
+  assert.deepEqual(await legend.filter({hasText: 'xx'}).allTextContents(), ['2xx', '5xx']);
   assert.match(await page.locator('.card').filter({hasText: 'equal: '}).first().textContent(), /request\.time\.failed.*equal: search\.time\.failed/);
 });
 
@@ -145,4 +145,35 @@ test('on a narrow screen a name has three numbers and nothing scrolls sideways',
     assert.equal(sideways, 0, table);
   }
   assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 420);
+});
+
+test('the conditions of a run are judged', async (t) => {
+  const journal = new Journal(t, START, ['request.time p95 < 50ms', 'errors share < 1%', 'no.such p95 < 1ms']);
+  journal.showDistributions();
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.equal(await tile(page, '1 of 3 conditions'), 'FAILED');
+  const texts = await page.locator('#conditions li').allTextContents();
+  assert.match(texts[0], /^passed request\.time p95 < 50ms [\d.]+ ms$/);
+  assert.match(texts[1], /^FAILED errors share < 1% [\d.]+ %$/);
+  assert.match(texts[2], /^cannot tell no\.such p95 < 1ms /);
+});
+
+// How opaque the first lane of the overview is at a part of its width, where nothing but shades and lines are drawn.
+const opacityAt = (page, part) => page.locator('#lanes canvas').first().evaluate((canvas, at) => {
+  const {data} = canvas.getContext('2d').getImageData(Math.round(at * canvas.width), Math.round(canvas.height / 3), 1, 1);
+  return data[3];
+}, part);
+
+test('what lies outside of the load is shaded, and no figure is of it', async (t) => {
+  const journal = new Journal(t);
+  journal.tell('load', 0, SLICES - 5);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice({'request.time': ['Timer', slice > SLICES - 5 ? 500 : 10]});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.match(await page.locator('#subtitle').textContent(), /under load 0:00 – 0:15/);
+  assert.equal(await tile(page, 'requests'), '15');
+  assert.ok(await opacityAt(page, 0.9) > 0);
+  assert.equal(await opacityAt(page, 0.53), 0);
 });

@@ -99,7 +99,7 @@ test('is dark where the system is, and light where the reader wants it', async (
   const page = await open(t, `file://${reportOf(await shopRun(t, 3))}`, {colorScheme: 'dark'});
   const brightness = () => page.evaluate(() => Number(/\d+/.exec(getComputedStyle(document.body).backgroundColor)[0]));
   assert.ok(await brightness() < 60);
-  await page.getByRole('button', {name: 'Colour theme'}).click();
+  await page.getByRole('button', {name: 'Theme'}).click();
   assert.ok(await brightness() > 200);
   assert.ok(await drawnPixels(page, 'page.time') > 0);
 });

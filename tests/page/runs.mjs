@@ -21,9 +21,9 @@ export function temporaryFolder(test) {
 
 // A run that is being written.
 export class Journal {
-  constructor(test, start = START) {
+  constructor(test, start = START, conditions = []) {
     this.path = join(temporaryFolder(test), 'run.kzj');
-    this.process = spawn(JOURNALMAKER, [this.path, 'shop', String(start), '1'], {stdio: ['pipe', 'pipe', 'inherit']});
+    this.process = spawn(JOURNALMAKER, [this.path, 'shop', String(start), '1', ...conditions], {stdio: ['pipe', 'pipe', 'inherit']});
     this.lines = createInterface({input: this.process.stdout})[Symbol.asyncIterator]();
     test.after(() => this.process.kill());
   }

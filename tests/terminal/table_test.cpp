@@ -15,4 +15,36 @@ TEST(Table, AlignsCellsWhateverTheyAreMadeOf) {
               table.Lines());
 }
 
+class NarrowTable : public testing::Test {
+protected:
+    using Table = kzterminal::Table;
+
+    NarrowTable() { table.Add({"a-name-of-some-length", "1111", "2222", "3333"}); }
+    std::vector<std::string> Lines(std::size_t room) { return table.Lines(room); }
+
+    Table table{{{"name", Table::Left, Table::kAlwaysShown, 10},
+                 {"a", Table::Right, 2},
+                 {"b", Table::Right, 1},
+                 {"c", Table::Right}}};
+};
+
+TEST_F(NarrowTable, IsWholeWhereThereIsRoom) {
+    EXPECT_EQ("a-name-of-some-length  1111  2222  3333", Lines(39).at(1));
+}
+
+TEST_F(NarrowTable, CutsNamesInTheMiddleBeforeItLeavesOutColumns) {
+    EXPECT_EQ("a-name-of..me-length  1111  2222  3333", Lines(38).at(1));
+    EXPECT_EQ("a-na..ngth  1111  2222  3333", Lines(28).at(1));
+}
+
+TEST_F(NarrowTable, LeavesOutTheColumnsOfTheLowestRankFirst) {
+    EXPECT_EQ((std::vector<std::string>{"name              a     c", "a-name..ength  1111  3333"}),
+              Lines(25));
+    EXPECT_EQ("a-na..ngth  3333", Lines(16).at(1));
+}
+
+TEST_F(NarrowTable, KeepsWhatIsAlwaysShown) {
+    EXPECT_EQ("a-na..ngth  3333", Lines(5).at(1));
+}
+
 }  // namespace

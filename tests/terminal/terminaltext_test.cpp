@@ -9,6 +9,7 @@
 namespace {
 
 using kzterminal::Cut;
+using kzterminal::CutInTheMiddle;
 using kzterminal::Printable;
 using kzterminal::WidthOf;
 
@@ -78,6 +79,15 @@ TEST_P(TerminalText, CutsNoCharacterInHalf) {
     EXPECT_EQ(">", Cut(kWide, 2));
     EXPECT_EQ("cafe\u0301>", Cut("cafe\u0301xy", 5));
     EXPECT_EQ("caf>", Cut("cafe\u0301x", 4));
+}
+
+TEST_P(TerminalText, CutsInTheMiddle) {
+    EXPECT_EQ("request.time", CutInTheMiddle("request.time", 12));
+    EXPECT_EQ("reque..time", CutInTheMiddle("request.time", 11));
+    EXPECT_EQ("req..ime", CutInTheMiddle("request.time", 8));
+    EXPECT_EQ("reques>", CutInTheMiddle("request.time", 7));
+    EXPECT_EQ("\u65e5\u672c..\u672c", CutInTheMiddle("\u65e5\u672c\u65e5\u672c\u65e5\u672c", 9));
+    EXPECT_EQ("cafe\u0301..bar", CutInTheMiddle("cafe\u0301 and bar", 9));
 }
 
 TEST_P(TerminalText, CutsWhatItMadePrintable) {

@@ -7,13 +7,13 @@ _kzstat() {
     COMPREPLY=()
 
     if ((COMP_CWORD == 1)); then
-        words='show report serve compare export merge check --help --version'
+        words='show report serve compare export merge note check --help --version'
     elif [[ $previous == --sort ]]; then
         words='name type count rate min mean p50 p95 p99 max stddev sum last'
     elif [[ $previous == --format ]]; then
         words='csv json influx messages'
         [[ $command != compare ]] || words='table json'
-    elif [[ $previous == --from || $previous == --to || $previous == --fail-if || $previous == --least ||
+    elif [[ $previous == --at || $previous == --from || $previous == --to || $previous == --fail-if || $previous == --least ||
             $previous == --percentiles || $previous == --port || $previous == --bind ]]; then
         return
     elif [[ $previous == --token-file || $previous == --tls-cert || $previous == --tls-key ]]; then
@@ -28,6 +28,7 @@ _kzstat() {
             compare) words="--fail-if --least --format --percentiles $range --help" ;;
             export) words="--format --spreadsheet-safe --percentiles --buckets ${range% --all} --help" ;;
             merge) words='--output --help' ;;
+            note) words='--at --help' ;;
             check) words='--help' ;;
         esac
     else

@@ -60,11 +60,12 @@ void Output::Write(std::string_view text) {
 }
 
 void Output::WriteLine(std::string_view line, Style style) {
-    const bool isStyled = style != Plain && m_hasColours;
-    if (isStyled) Write(style == Bad ? kRed : kBold);
-    Write(line);
-    if (isStyled) Write(kAsUsual);
-    Write("\n");
+    Write(Styled(line, style) + "\n");
+}
+
+std::string Output::Styled(std::string_view line, Style style) const {
+    if (style == Plain || !m_hasColours) return std::string(line);
+    return std::string(style == Bad ? kRed : kBold).append(line).append(kAsUsual);
 }
 
 void Output::Flush() {

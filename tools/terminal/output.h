@@ -22,11 +22,19 @@ class Output {
 public:
     Output();
 
-    void Write(std::string_view text);
     /// How a line stands out, on a terminal with colours.
     enum Style { Plain, Striking, Bad };
+    struct Line {
+        std::string text;
+        Style style = Plain;
+    };
+
+    void Write(std::string_view text);
     void WriteLine(std::string_view line, Style style = Plain);
     void Flush();
+
+    /// The line with what makes it stand out.
+    std::string Styled(std::string_view line, Style style) const;
 
     /// The line as it is shown: printable and cut to the width on a terminal, whole elsewhere.
     std::string Fit(std::string_view line) const;

@@ -26,18 +26,18 @@ Screen::~Screen() {
     }
 }
 
-void Screen::Draw(std::vector<std::string> lines) {
+void Screen::Draw(std::vector<Output::Line> lines) {
     const std::size_t height = m_output.Height();
     if (lines.size() > height) {
         const std::size_t shown = height - 1;
         const std::string rest = "... and " + std::to_string(lines.size() - shown) + " more";
         lines.resize(shown);
-        lines.push_back(rest);
+        lines.push_back({rest});
     }
     std::string picture = kTop;
     for (std::size_t i = 0; i < lines.size(); ++i) {
         picture += i == 0 ? "" : "\r\n";
-        picture += Cut(lines[i], m_output.Width());
+        picture += m_output.Styled(Cut(lines[i].text, m_output.Width()), lines[i].style);
         picture += kEraseRestOfLine;
     }
     m_output.Write(picture + kEraseRestOfScreen);

@@ -19,7 +19,7 @@ public:
     Screen& operator=(const Screen&) = delete;
 
     /// Shows the lines from the top on, as far as they fit; the last line says how many do not.
-    void Draw(std::vector<std::string> lines);
+    void Draw(std::vector<Output::Line> lines);
 
 private:
     Output& m_output;

@@ -4,11 +4,16 @@
 #include <wchar.h>
 
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "terminal/escapedtext.h"
 
 namespace kzterminal {
 namespace {
+
+constexpr std::string_view kCutInTheMiddle = "..";
+constexpr std::size_t kMinWidthOfTwoEnds = 8;
 
 /// Has the widths of UTF-8 characters known on this thread while it lives. They depend on the
 /// locale, but names are UTF-8 in all of them. Without that locale on the system, only ASCII is
@@ -67,6 +72,33 @@ std::string Cut(std::string_view text, std::size_t width) {
     });
     if (printableWidth <= width) return printable;
     return printable.substr(0, bytesBesideTheMark) + ">";
+}
+
+std::string CutInTheMiddle(std::string_view text, std::size_t width) {
+    if (width < kMinWidthOfTwoEnds) return Cut(text, width);
+    std::vector<std::pair<std::string, std::size_t>> pictures;
+    std::size_t printableWidth = 0;
+    ForEachPicture(text, [&](std::string_view bytes, std::size_t columns) {
+        pictures.emplace_back(bytes, columns);
+        printableWidth += columns;
+    });
+    std::string begin;
+    std::string end;
+    const bool fits = printableWidth <= width;
+    const std::size_t widthOfEnds = width - kCutInTheMiddle.size();
+    std::size_t room = fits ? printableWidth : widthOfEnds - widthOfEnds / 2;
+    auto first = pictures.begin();
+    for (; first != pictures.end() && first->second <= room; ++first) {
+        begin += first->first;
+        room -= first->second;
+    }
+    if (fits) return begin;
+    room = widthOfEnds / 2;
+    for (auto last = pictures.end(); last != first && (last - 1)->second <= room; --last) {
+        end.insert(0, (last - 1)->first);
+        room -= (last - 1)->second;
+    }
+    return begin.append(kCutInTheMiddle) + end;
 }
 
 }  // namespace kzterminal

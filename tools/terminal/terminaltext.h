@@ -22,6 +22,10 @@ std::size_t WidthOf(std::string_view text);
 /// REQUIRES: `width` is at least 1.
 std::string Cut(std::string_view text, std::size_t width);
 
+/// The same with both ends of the text, for names that begin or end alike; ".." between them shows
+/// that something was cut. Where that would leave next to nothing, like `Cut`.
+std::string CutInTheMiddle(std::string_view text, std::size_t width);
+
 }  // namespace kzterminal
 
 #endif

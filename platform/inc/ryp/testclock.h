@@ -10,7 +10,7 @@
 
 /// A process clock that stands still until a test moves it. While an instance exists, `RyPSysTime`,
 /// `RyPMonotonicNanoseconds`, `RyPSleep`, timed waits and timers run on it, so that a test reaches
-/// any moment exactly and without sleeping.
+/// any moment exactly and without sleeping. It also tells what the process uses of the machine.
 ///
 /// Safe for concurrent use. At most one instance exists at a time; it is made before the threads
 /// that sleep on it start and destroyed after they have ended.
@@ -23,6 +23,12 @@ public:
     RyPTestClock& operator=(const RyPTestClock&) = delete;
 
     double Now() const { return m_now.load(std::memory_order_acquire); }
+
+    /// The machine of the test: the process has so many processors, and has used so many seconds of
+    /// them.
+    static constexpr double kProcessors = 4;
+    double UsedProcessorSeconds() const { return m_processorSeconds.load(); }
+    void UseProcessors(double seconds) { m_processorSeconds.fetch_add(seconds); }
 
     /// Moves the clock to `now`, also backwards, and wakes every sleeper whose time is up.
     void Set(double now);
@@ -45,6 +51,7 @@ private:
     static std::atomic<RyPTestClock*> s_current;
 
     std::atomic<double> m_now;
+    std::atomic<double> m_processorSeconds{0};
     RWMutexLock m_mutex;
     RyPCondition m_generationEnded;
     RyPCondition m_sleeperArrived;

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "journal/textof.h"
+#include "kzjournalannotate.h"
 #include "kzjournalwriter.h"
 #include "kzstat_program/figures/violationof.h"
 #include "kzstat_program/merge/mergefixture.h"
@@ -278,6 +279,29 @@ TEST_F(MergeFile, LeavesNoFileWhenItFails) {
     EXPECT_THAT(ComplaintOf({a, b}), HasSubstr("is of type"));
     EXPECT_THAT(Files(), testing::UnorderedElementsAreArray(before));
     EXPECT_THAT(ComplaintOf({a, b}, "nowhere/merged.kzj"), HasSubstr("No such file or directory"));
+}
+
+TEST_F(MergeFile, KeepsNotesConditionsAndCostsWithTheirSources) {
+    const std::string one = MakeLogins(1000, {{1}});
+    kzjournal::AddNote(one, {1000.5, "of one"});
+    kzjournal::AddCondition(one, "login.time p95 < 1s");
+    SliceMaker maker("load", 1, 1000);
+    MadeSlice slice = maker.NextSlice({{"login.time", Types::Timer, {2}}});
+    slice.facts.cost = CKZStatSliceCost{1, 0.5};
+    const std::string both = Merge({Merge({one, Keep(1000, {slice})}), MakeLogins(1000, {{3}})});
+    kzjournal::Reader merged(both);
+    ASSERT_EQ(1u, merged.Notes().size());
+    EXPECT_EQ("of one", merged.Notes()[0].text);
+    const int source = merged.Notes()[0].source;
+    EXPECT_EQ(IdOf(one), kzjournal::Reader(both, source).Facts().id);
+    EXPECT_EQ(1u, merged.Conditions().size());
+    int costs = 0;
+    for (const kzjournal::Source& each : merged.Sources())
+        kzjournal::Reader(both, each.number).ForEachCost({}, [&](const kzjournal::SliceCost& of) {
+            ++costs;
+            EXPECT_EQ(0.5, of.cost.processorTime);
+        });
+    EXPECT_EQ(1, costs);
 }
 
 }  // namespace

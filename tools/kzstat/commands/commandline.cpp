@@ -78,9 +78,17 @@ Option& Option::NotNegative() {
 Option& Option::Duration() {
     CLI::AsNumberWithUnit duration(std::map<std::string, double>{{"s", 1}, {"m", 60}, {"h", 3600}},
                                    CLI::AsNumberWithUnit::CASE_SENSITIVE);
+    const auto read = [duration](std::string& value) {
+        const std::string given = value;
+        try {
+            if (duration(value).empty()) return std::string();
+        } catch (const CLI::ValidationError&) {
+            // Its text is about units.
+        }
+        return "'" + given + "' is no time such as 90, 90s or 1.5m";
+    };
     // The option names what it takes.
-    duration.description("");
-    m_option.transform(duration);
+    m_option.transform(CLI::Validator(read, ""));
     return *this;
 }
 
@@ -155,7 +163,19 @@ Command CommandLine::AddCommand(const char* name, const char* description) {
     return Command(*m_app->add_subcommand(name, description), m_chosen, m_commandWithGroups);
 }
 
+void CommandLine::CheckCommand(const std::string& given) const {
+    std::string known;
+    for (const CLI::App* const each : m_app->get_subcommands({})) {
+        if (each->get_name() == given) return;
+        known.append(known.empty() ? "" : ", ").append(each->get_name());
+    }
+    throw UsageError((given.empty() ? "a command is missing" : "there is no command " + given) +
+                     "; the commands are " + known);
+}
+
 Action CommandLine::Parse(int argc, char** argv) {
+    const std::string first = argc > 1 ? argv[1] : "";
+    if (!first.starts_with('-')) CheckCommand(first);
     try {
         m_app->parse(WordsOf(argc, argv));
         return m_chosen;

@@ -109,6 +109,7 @@ public:
 
 private:
     std::vector<std::string> WordsOf(int argc, char** argv) const;
+    void CheckCommand(const std::string& given) const;
 
     const std::unique_ptr<CLI::App> m_app;
     Action m_chosen;

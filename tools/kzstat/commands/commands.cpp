@@ -16,6 +16,7 @@ void DeclareCommands(CommandLine& line, const RunOpener& runs) {
     DeclareVerdict(line, runs);
     DeclareExport(line, runs);
     DeclareMerge(line, runs);
+    DeclareNote(line, runs);
     DeclareCheck(line, runs);
 }
 

@@ -17,6 +17,7 @@ void DeclareCheck(CommandLine& line, const RunOpener& runs);
 void DeclareCompare(CommandLine& line, const RunOpener& runs);
 void DeclareExport(CommandLine& line, const RunOpener& runs);
 void DeclareMerge(CommandLine& line, const RunOpener& runs);
+void DeclareNote(CommandLine& line, const RunOpener& runs);
 void DeclareReport(CommandLine& line, const RunOpener& runs);
 void DeclareServe(CommandLine& line, const RunOpener& runs);
 void DeclareShow(CommandLine& line, const RunOpener& runs);

@@ -55,7 +55,6 @@ struct ComparedSides {
     std::vector<std::string> onlyAfter;
 };
 
-/// Reads the runs of one side one after the other.
 using ReadRun = std::function<ComparedRun(const std::string& path)>;
 
 std::vector<ComparedRun> ReadAll(const Paths& paths, const ReadRun& read) {

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "figures/load.h"
+#include "text/numbers.h"
 
 namespace kzstatprogram {
 namespace {
@@ -45,6 +46,9 @@ SliceRange RangeOptions::RangeWithoutLoad(RunReader& run) const {
 }
 
 void RangeOptions::Restrict(RunReader& run, SliceRange& range) const {
+    if (to && *to <= from.value_or(0))
+        throw UsageError("--to", ReadableNumber(*to) + " s is not after --from, " +
+                                     ReadableNumber(from.value_or(0)) + " s");
     if (to) range.EndAt(*to);
     if (from) range.BeginAt(*from);
     if (!skipsWarmUp) return;

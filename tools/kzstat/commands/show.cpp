@@ -9,9 +9,9 @@
 #include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
 #include "figures/livesummary.h"
+#include "figures/saturation.h"
 #include "figures/statisticscolumns.h"
 #include "tables/latestvalues.h"
-#include "tables/namewidth.h"
 #include "tables/statisticstable.h"
 #include "terminal/screen.h"
 #include "terminal/stopsignal.h"
@@ -41,49 +41,59 @@ std::vector<Percentile> PercentilesFor(const std::vector<Statistics>& rows,
     return options.percentiles.Chosen(hasSome ? UsualPercentiles() : std::vector<Percentile>());
 }
 
-bool Fits(const std::vector<std::string>& table, const Output& output) {
-    return !output.IsTerminal() || std::all_of(table.begin(), table.end(), [&](const auto& line) {
-        return kzterminal::WidthOf(line) <= output.Width();
-    });
-}
+using Lines = std::vector<Output::Line>;
 
-std::vector<std::string> LinesOf(RunReader& run, std::vector<Statistics> rows,
-                                 const ShowOptions& options, const Output& output,
-                                 const LatestValues* latest) {
+/// What a table shows beside the figures of the range.
+struct Beside {
+    std::optional<Saturation> saturation;
+    const LatestValues* latest = nullptr;
+};
+
+Lines LinesOf(RunReader& run, std::vector<Statistics> rows, const ShowOptions& options,
+              const Output& output, const Beside& beside) {
     SortBy(options.sortColumn, rows);
-    std::vector<std::string> sparklines;
-    if (latest != nullptr)
-        for (const Statistics& row : rows) sparklines.push_back(latest->LineOf(row.name));
-    const std::vector<Percentile> percentiles = PercentilesFor(rows, options);
-    std::vector<std::string> lines =
-        TableOf(rows, percentiles, {NameWidth(output)}, sparklines).Lines();
-    // A type is as wide as three numbers, and says less.
-    if (!Fits(lines, output))
-        lines = TableOf(rows, percentiles, {NameWidth(output), false}, sparklines).Lines();
-    const std::vector<std::string> notes = DescribeNotes(run);
-    lines.insert(lines.begin(), notes.begin(), notes.end());
-    lines.insert(lines.begin(), DescribeRun(run, options.range.RangeOf(run)));
+    Lines lines;
+    for (std::string& line : DescribeRun(run, options.range.RangeOf(run)))
+        lines.push_back({std::move(line)});
+    if (beside.saturation) lines.push_back({DescribeSaturation(*beside.saturation), Output::Bad});
+    for (std::string& line : DescribeNotes(run)) lines.push_back({std::move(line)});
+    const TableContents contents{PercentilesFor(rows, options),
+                                 options.percentiles.numbers.has_value(), beside.latest};
+    const std::size_t room = output.IsTerminal() ? output.Width() : std::string::npos;
+    for (Output::Line& line : TableOf(rows, contents, room)) lines.push_back(std::move(line));
     return lines;
 }
 
-void Print(const std::vector<std::string>& lines, Output& output) {
-    for (const std::string& line : lines) output.WriteLine(output.Fit(line));
+void Print(const Lines& lines, Output& output) {
+    for (const Output::Line& line : lines) output.WriteLine(output.Fit(line.text), line.style);
+}
+
+/// Whether a run that is followed has come to its end. Asked before it is read: what it has then is
+/// all.
+enum class Ending { None, Ended, Abandoned };
+
+Ending EndingOf(RunReader& run) {
+    if (run.HasEnded()) return Ending::Ended;
+    return run.IsAbandoned() ? Ending::Abandoned : Ending::None;
 }
 
 /// Draws the table again with each slice until the run has ended or the user has seen enough.
-void FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) {
+Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output) {
     LatestValues latest;
     LiveSummary summary;
+    SaturationFinder saturation(run.Facts().sliceLength);
     kzterminal::Screen screen(output);
-    bool hasEnded = false;
+    Ending ending = Ending::None;
     do {
-        hasEnded = run.HasEnded();
+        ending = EndingOf(run);
         latest.Update(run);
         const SliceRange range = options.range.RangeOf(run);
         summary.Update(run, range);
-        screen.Draw(
-            LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output, &latest));
-    } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
+        saturation.Update(run);
+        screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
+                            {saturation.Get(), &latest}));
+    } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
+    return ending;
 }
 
 std::string LineOf(const kzjournal::Slice& slice, std::size_t position,
@@ -111,12 +121,12 @@ bool IsIn(RunReader& run, const kzjournal::TimeRange& range, const kzjournal::Sl
 
 /// Writes a line per name with each slice in the range, for programs that read along and choose for
 /// themselves: the load bounds nothing.
-void FollowInLines(RunReader& run, const ShowOptions& options, Output& output) {
+Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     int lastSliceId = 0;
-    bool hasEnded = false;
+    Ending ending = Ending::None;
     do {
-        hasEnded = run.HasEnded();
+        ending = EndingOf(run);
         const SliceRange range = options.range.RangeWithoutLoad(run);
         run.ForEachSliceAfter(lastSliceId, [&](const kzjournal::Slice& slice) {
             lastSliceId = slice.id;
@@ -125,7 +135,32 @@ void FollowInLines(RunReader& run, const ShowOptions& options, Output& output) {
                 output.WriteLine(LineOf(slice, i, percentiles));
         });
         output.Flush();
-    } while (!hasEnded && !kzterminal::WaitForStop(kBetweenLooks));
+    } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
+    return ending;
+}
+
+void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
+    const SliceRange range = options.range.RangeOf(run);
+    const Beside beside{FindSaturation(runs, options.journal, range)};
+    Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
+}
+
+/// On a terminal the table stays as it was at the end.
+void Follow(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
+    kzterminal::CatchStopSignals();
+    Ending ending = Ending::None;
+    if (output.CanRedraw()) {
+        ending = FollowOnScreen(run, options, output);
+        PrintTable(run, options, runs, output);
+        output.Flush();
+    } else {
+        ending = FollowInLines(run, options, output);
+    }
+    const std::string news = DescribeJournal(run, options.journal);
+    if (ending == Ending::Abandoned)
+        TellOnStandardError(news + "; the process that wrote it is gone");
+    else if (!output.CanRedraw())
+        TellOnStandardError(news);
 }
 
 /// Of percentiles: the parser has refused everything else.
@@ -140,17 +175,10 @@ ExitStatus Show(const ShowOptions& options, const RunOpener& runs, Output& outpu
     RefuseToSortByWhatIsNotShown(options);
     CheckJournals({options.journal});
     const std::unique_ptr<RunReader> run = runs.Open(options.journal);
-    if (options.follows) {
-        kzterminal::CatchStopSignals();
-        if (!output.CanRedraw()) {
-            FollowInLines(*run, options, output);
-            TellOnStandardError(DescribeJournal(*run, options.journal));
-            return kDone;
-        }
-        FollowOnScreen(*run, options, output);
-    }
-    std::vector<Statistics> rows = StatisticsOf(*run, options.range.RangeOf(*run));
-    Print(LinesOf(*run, std::move(rows), options, output, nullptr), output);
+    if (options.follows)
+        Follow(*run, options, runs, output);
+    else
+        PrintTable(*run, options, runs, output);
     return kDone;
 }
 

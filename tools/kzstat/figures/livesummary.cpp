@@ -68,19 +68,17 @@ void LiveSummary::Add(const kzjournal::Slice& slice, std::size_t position) {
     const CKZStatMessageRecord& record = slice.records[position];
     kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
     CKZStatAggregate totals = summary.record.totals;
-    const bool wasComplete = summary.distribution || totals.count == 0;
+    const bool isFirst = totals.count == 0;
     totals.Add(record.lasts);
     summary.record = record;
     // Those of a run so far need not be added up, and so are as exact as they were reported.
     if (m_from > 0) summary.record.totals = totals;
 
-    if (slice.ReadDistribution(position, m_read)) {
-        if (!summary.distribution && wasComplete) summary.distribution.emplace();
-        if (summary.distribution) summary.distribution->Add(m_read);
-    } else if (record.lasts.count != 0) {
-        summary.distribution.reset();
-    }
-    if (summary.distribution &&
+    if (isFirst && !slice.distributions.FormOf(position).empty()) summary.distribution.emplace();
+    if (!summary.distribution) return;
+    const bool hasAll =
+        slice.AddDistributionTo(*summary.distribution, position) || record.lasts.count == 0;
+    if (!hasAll ||
         static_cast<double>(summary.distribution->GetCount()) != summary.record.totals.count)
         summary.distribution.reset();
 }

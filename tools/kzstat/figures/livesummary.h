@@ -31,7 +31,6 @@ private:
     double m_from = 0;
     int m_lastSliceId = 0;  // 0 before anything was read
     std::map<std::string, kzjournal::NameSummary> m_names;
-    CKZStatDistribution m_read;  // keeps its memory from record to record
 };
 
 }  // namespace kzstatprogram

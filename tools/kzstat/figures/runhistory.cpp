@@ -61,7 +61,9 @@ RunHistory::RunHistory(const RunOpener& runs, const std::string& name, const Ran
               run->StopWhen(isStopRequested);
               return run;
           },
-          ranges) {}
+          ranges) {
+    ReadCosts(runs, name, {ranges.drawn.from, m_elapsed});
+}
 
 RunHistory::RunHistory(const Open& open, const Ranges& ranges)
     : RunHistory(*open(), open, ranges) {}
@@ -70,9 +72,11 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     : m_facts(run.Facts()),
       m_sources(run.Sources()),
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
+      m_saturation(m_facts.sliceLength),
       m_hasEnded(run.HasEnded()),
       m_lostSlices(LostSlicesOf(run)),
-      m_notes(run.Notes()) {
+      m_notes(run.Notes()),
+      m_conditions(run.Conditions()) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(ranges.drawn);
     if (!last) return;
     m_lastSliceId = last->id;
@@ -121,6 +125,21 @@ bool RunHistory::CanAdd(const News& news) const {
 }
 
 /// As far as the slices are concerned that were added.
+void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name,
+                           const kzjournal::TimeRange& range) {
+    ForEachCostOf(runs, name, range,
+                  [this](const std::string& generator, const kzjournal::SliceCost& slice) {
+                      AddCost(generator, slice);
+                  });
+}
+
+void RunHistory::AddCost(const std::string& generator, const kzjournal::SliceCost& slice) {
+    m_saturation.Add(generator, slice);
+    const std::optional<double> share = ProcessorShare(slice.cost, m_facts.sliceLength);
+    if (share && m_grid.Holds(slice.elapsed))
+        m_processorShares.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, *share});
+}
+
 bool RunHistory::IsUnderTheSameLoad(const News& news) const {
     const auto beginOf = [](const SliceRange& range) { return std::max(range.from, 0.0); };
     const auto endOf = [&](const SliceRange& range) { return std::min(range.to, m_elapsed); };
@@ -239,6 +258,7 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     if (!m_grid.Holds(m_elapsed)) return;
     JoinColumnsFor(m_elapsed);
     m_load.Add(m_grid.PlaceOf(m_elapsed).bucket, {{}, LoadIn(slice)});
+    if (slice.cost) AddCost("", {slice.id, slice.elapsed, *slice.cost});
     DrawNames({slice}, {0, 1});
     for (auto& [name, entry] : m_names) {
         const int height = entry.distributions.Map().RowHeight();

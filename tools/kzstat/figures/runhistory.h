@@ -10,6 +10,7 @@
 
 #include "figures/distributioncourse.h"
 #include "figures/livesummary.h"
+#include "figures/saturation.h"
 #include "figures/slicerange.h"
 #include "figures/timeline.h"
 #include "reading/runopener.h"
@@ -68,6 +69,11 @@ public:
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
     const Course& Load() const { return m_load; }
+    /// The share of its processors that the generator used, from 0 to 1; of a merged run the mean
+    /// of its generators.
+    const Course& ProcessorShares() const { return m_processorShares; }
+    /// Of the generator, or the first one of several; no value if there is none in what is drawn.
+    std::optional<Saturation> GetSaturation() const { return m_saturation.Get(); }
     /// What all slices of the range of the figures say of each name that is in one.
     const std::map<std::string, kzjournal::NameSummary>& Figures() const {
         return m_figures.Names();
@@ -87,6 +93,8 @@ public:
     /// Those that the run had, as far as is known, and that are not stored.
     long long LostSlices() const { return m_lostSlices; }
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
+    /// The texts of what the run is to meet, as they were when it was read.
+    const std::vector<std::string>& Conditions() const { return m_conditions; }
 
 private:
     /// One of so many parts of all names, each of which a thread may draw at the same time.
@@ -106,6 +114,9 @@ private:
     void ReadSlices(RunReader& run, const kzjournal::TimeRange& range);
     void ReadDistributions(RunReader& run, const kzjournal::TimeRange& range);
     void ReadLoad(RunReader& run, const kzjournal::TimeRange& range);
+    void ReadCosts(const RunOpener& runs, const std::string& name,
+                   const kzjournal::TimeRange& range);
+    void AddCost(const std::string& generator, const kzjournal::SliceCost& slice);
     bool IsUnderTheSameLoad(const News& news) const;
     void SetLoad(const kzjournal::LoadSpan& load);
     void Add(const kzjournal::Slice& slice);
@@ -120,6 +131,8 @@ private:
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;
+    Course m_processorShares;
+    SaturationFinder m_saturation;
     SliceRange m_figuresRange;
     LiveSummary m_figures;
     double m_seconds = 0;
@@ -129,6 +142,7 @@ private:
     bool m_hasEnded = false;
     long long m_lostSlices = 0;
     std::vector<kzjournal::Note> m_notes;
+    const std::vector<std::string> m_conditions;
 };
 
 }  // namespace kzstatprogram

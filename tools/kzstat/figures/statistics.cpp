@@ -1,16 +1,20 @@
 #include "figures/statistics.h"
 
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "figures/levels.h"
 #include "figures/livesummary.h"
 #include "kzstatpoint.h"
 #include "kzstatpointkind.h"
+#include "terminal/namewords.h"
 #include "text/texts.h"
 
 namespace kzstatprogram {
 namespace {
+
+constexpr char kBytes[] = "bytes";
 
 /// `kind` is null for a type that has none.
 bool Reads(const CKZStatPointKind* kind, CKZStatPointKind::Reading reading) {
@@ -44,7 +48,10 @@ public:
         }
     }
 
-    const char* Unit() const { return m_kind != nullptr ? m_kind->unit : ""; }
+    const char* Unit() const {
+        const char* const unit = m_kind != nullptr ? m_kind->unit : "";
+        return *unit == '\0' && kzterminal::NamesBytes(m_record.name.view()) ? kBytes : unit;
+    }
 
     std::optional<double> Current() const {
         return m_kind != nullptr ? Get(m_kind->CurrentValueIndex()) : std::nullopt;
@@ -92,6 +99,14 @@ bool IsSampled(CKZStatPointTypeEnum::PointType type) {
 
 bool IsLevel(CKZStatPointTypeEnum::PointType type) {
     return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Level);
+}
+
+bool IsAddedUp(CKZStatPointTypeEnum::PointType type) {
+    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::AddedUp);
+}
+
+bool IsInBytes(const Statistics& statistics) {
+    return std::string_view(statistics.unit) == kBytes;
 }
 
 double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggregate) {

@@ -19,7 +19,8 @@ class LiveSummary;
 struct Statistics {
     std::string name;
     CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
-    const char* unit = "";  ///< of the values; empty where it is unknown
+    /// Of the values: that of the kind or, where the name says so, "bytes"; empty if it is unknown.
+    const char* unit = "";
     std::optional<double> count;
     std::optional<double> rate;  ///< per second: the values of timers, the sums of counters
     std::optional<double> minimum;
@@ -40,6 +41,12 @@ std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
 
 /// True for kinds whose values are samples, which spread; those of the others are added up.
 bool IsSampled(CKZStatPointTypeEnum::PointType type);
+
+/// True for kinds whose values are a number of events or an amount.
+bool IsAddedUp(CKZStatPointTypeEnum::PointType type);
+
+/// True where the unit is "bytes".
+bool IsInBytes(const Statistics& statistics);
 
 /// True for kinds whose value is the state of a moment.
 bool IsLevel(CKZStatPointTypeEnum::PointType type);

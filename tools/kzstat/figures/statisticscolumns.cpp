@@ -11,11 +11,12 @@ namespace {
 constexpr char kMaximum[] = "max";
 
 std::vector<NumberColumn> ColumnsWithoutPercentiles() {
-    return {{"count", [](const Statistics& row) { return row.count; }},
+    // A counter counts what its values add up to.
+    return {{"count", [](const Statistics& row) { return row.count ? row.count : row.sum; }},
             {"rate", [](const Statistics& row) { return row.rate; }},
-            {"min", [](const Statistics& row) { return row.minimum; }},
-            {"mean", [](const Statistics& row) { return row.average; }},
-            {kMaximum, [](const Statistics& row) { return row.maximum; }},
+            {"min", [](const Statistics& row) { return row.minimum; }, true},
+            {"mean", [](const Statistics& row) { return row.average; }, true},
+            {kMaximum, [](const Statistics& row) { return row.maximum; }, true},
             {"stddev",
              [](const Statistics& row) {
                  return row.deviation ? std::optional<double>(row.deviation->value) : std::nullopt;
@@ -25,9 +26,11 @@ std::vector<NumberColumn> ColumnsWithoutPercentiles() {
 }
 
 NumberColumn ColumnOf(const Percentile& percentile) {
-    return {percentile.title, [quantile = percentile.quantile](const Statistics& row) {
+    return {percentile.title,
+            [quantile = percentile.quantile](const Statistics& row) {
                 return QuantileOf(row, quantile);
-            }};
+            },
+            true};
 }
 
 }  // namespace

@@ -15,6 +15,9 @@ namespace kzstatprogram {
 struct NumberColumn {
     std::string title;
     std::function<std::optional<double>(const Statistics&)> valueOf;
+    /// What single values are. Those of a counter tell in which steps it was counted, which is 1
+    /// nearly always and hides its sum.
+    bool isOfValues = false;
 };
 
 /// In the order of a table.

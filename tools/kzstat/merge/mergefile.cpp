@@ -79,6 +79,22 @@ void AddSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& wr
         writer.AddSource(input.run, input.parent, input.isMerged);
 }
 
+/// Their own: those of their parts come with the parts.
+void AddAnnotations(const RunOpener& runs, const std::vector<MergeInput>& inputs,
+                    kzjournal::BulkWriter& writer) {
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        const int number = static_cast<int>(i) + 1;
+        const std::unique_ptr<RunReader> run = runs.Open(inputs[i].path, inputs[i].source);
+        for (kzjournal::Note& note : run->Notes()) {
+            if (note.source != 0) continue;
+            note.source = number;
+            writer.AddNote(note);
+        }
+        for (const std::string& condition : run->Conditions())
+            writer.AddCondition(condition, number);
+    }
+}
+
 void CloseSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& writer) {
     for (std::size_t i = 0; i < inputs.size(); ++i)
         writer.CloseSource(static_cast<int>(i) + 1, inputs[i].endTime, inputs[i].lostSlices,
@@ -104,6 +120,7 @@ void Write(const RunOpener& runs, const std::vector<MergeInput>& inputs, const s
     MergedRun run(runs, inputs);
     kzjournal::BulkWriter writer(path, run.Facts());
     AddSources(inputs, writer);
+    AddAnnotations(runs, inputs, writer);
     MergeNotes notes(inputs);
     MergedSlice slice;
     while (run.Next(slice)) {

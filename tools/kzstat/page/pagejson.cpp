@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "conditions/verdict.h"
+#include "figures/figuresofstatistics.h"
 #include "figures/statistics.h"
 #include "page/builtpage.h"
 #include "terminal/escapedtext.h"
@@ -95,6 +97,13 @@ Json Series(const Course& course, std::size_t from, Field field) {
     Json series = Json::array();
     for (std::size_t i = from; i < course.Size(); ++i)
         series.push_back(Number(course.Buckets()[i].*field));
+    return series;
+}
+
+Json ShareSeries(const Course& course, std::size_t from) {
+    Json series = Json::array();
+    for (std::size_t i = from; i < course.Size(); ++i)
+        series.push_back(RoundedNumber(course.Buckets()[i].MeanFlow()));
     return series;
 }
 
@@ -218,9 +227,14 @@ kzjournal::NameSummary FiguresOf(const std::string& name, const RunHistory::Entr
     return {{entry.latest.name, entry.latest.type, {}, {}}, std::nullopt};
 }
 
+Statistics StatisticsIn(const std::string& name, const RunHistory::Entry& entry,
+                        const RunHistory& history) {
+    return StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
+}
+
 Json NameJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history,
               const PageState& page) {
-    const Statistics statistics = StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
+    const Statistics statistics = StatisticsIn(name, entry, history);
     const CKZStatDistribution* const distribution =
         statistics.distribution ? &*statistics.distribution : nullptr;
     const std::size_t from = page.firstBucketMissing;
@@ -254,8 +268,44 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
+/// A text that is no condition was stored by another version.
+kzconditions::Judgement JudgementOf(const std::string& condition,
+                                    const kzconditions::Figures& figures) {
+    try {
+        return kzconditions::Judge(kzconditions::ConditionOf(condition), kzconditions::Demand::Must,
+                                   figures);
+    } catch (const kzjournal::Error& error) {
+        kzconditions::Judgement judgement;
+        judgement.condition = condition;
+        judgement.text = error.what();
+        return judgement;
+    }
+}
+
+/// What the run was to meet, judged by the figures.
+Json ConditionsJson(const RunHistory& history) {
+    Json all = Json::array();
+    if (history.Conditions().empty()) return all;
+    std::vector<Statistics> statistics;
+    for (const auto& [name, entry] : history.Names())
+        statistics.push_back(StatisticsIn(name, entry, history));
+    const FiguresOfStatistics figures("the run", statistics);
+    for (const std::string& condition : history.Conditions()) {
+        const kzconditions::Judgement judgement = JudgementOf(condition, figures);
+        all.push_back({{"text", kzterminal::EscapedText(judgement.condition)},
+                       {"outcome", kzconditions::TextOf(judgement.outcome)},
+                       {"measured", kzterminal::EscapedText(judgement.text)}});
+    }
+    return all;
+}
+
 /// `seconds` is the time of the figures, which are those of the slices under load unless the user
 /// has chosen others; `elapsed` and `slices` are of all that is drawn.
+///
+/// `processorShare` is the share of its processors that the generator used, from 0 to 1, per bucket
+/// of the grid from `grid.from` on; null where it was not measured, and shorter than the grid where
+/// no later bucket was. `saturatedFrom` is where the generator became the bottleneck, in seconds of
+/// the run, and `saturation` says so in a line; both are null if it did not.
 Json PageWithoutNames(const RunHistory& history, const PageState& page) {
     const std::size_t from = page.firstBucketMissing;
     return {{"run", RunJson(history.Facts())},
@@ -263,6 +313,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"hasEnded", history.HasEnded()},
             {"lostSlices", history.LostSlices()},
             {"notes", NotesJson(history.Notes())},
+            {"conditions", ConditionsJson(history)},
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},
             {"slices", history.Slices()},
@@ -274,6 +325,13 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
               {"from", from},
               {"slices", SlicesJson(history, from)}}},
             {"load", LoadJson(history.Load(), from, history.TimeGrid())},
+            {"processorShare", ShareSeries(history.ProcessorShares(), from)},
+            {"saturatedFrom",
+             history.GetSaturation() ? Number(history.GetSaturation()->from) : Json(nullptr)},
+            {"saturation",
+             history.GetSaturation()
+                 ? Json(kzterminal::EscapedText(DescribeSaturation(*history.GetSaturation())))
+                 : Json(nullptr)},
             {"ranks", Ranks()}};
 }
 

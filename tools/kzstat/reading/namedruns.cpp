@@ -53,6 +53,9 @@ public:
                       const PointVisitor& visit) override {
         m_journal.ForEachPoint(name, range, visit);
     }
+    void ForEachCost(const TimeRange& range, const CostVisitor& visit) override {
+        m_journal.ForEachCost(range, visit);
+    }
     void ForEachSum(const TimeRange& range, const std::function<long long(double)>& groupOf,
                     const SliceVisitor& visit) override {
         m_journal.ForEachSum(range, groupOf, visit);

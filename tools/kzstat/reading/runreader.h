@@ -30,6 +30,7 @@ public:
     RunReader& operator=(const RunReader&) = delete;
 
     using SliceVisitor = std::function<void(const kzjournal::Slice&)>;
+    using CostVisitor = std::function<void(const kzjournal::SliceCost&)>;
     using PointVisitor = std::function<void(const kzjournal::SeriesPoint&)>;
 
     /// Has reading that takes longer fail once `isRequested` returns true. The reading thread asks
@@ -79,6 +80,10 @@ public:
     /// Visits one name in the order of time.
     virtual void ForEachPoint(const std::string& name, const kzjournal::TimeRange& range,
                               const PointVisitor& visit) = 0;
+
+    /// Visits what the slices in the range cost their process, in the order of time; those that
+    /// were not measured are left out, as are all of a merged run, whose sources have it.
+    virtual void ForEachCost(const kzjournal::TimeRange& range, const CostVisitor& visit) = 0;
 
     /// Visits what the slices in the range add up to, in the order of time. A sum has the form of a
     /// slice: `id`, `elapsed` and `endTime` are those of its last slice, the lasts of a record are

@@ -4,7 +4,6 @@
 
 #include "figures/statistics.h"
 #include "figures/timeline.h"
-#include "tables/sparkline.h"
 #include "text/texts.h"
 
 namespace kzstatprogram {
@@ -34,10 +33,12 @@ void LatestValues::Take(const kzjournal::Slice& slice) {
     }
 }
 
-std::string LatestValues::LineOf(const std::string& name) const {
+std::vector<double> LatestValues::Of(const std::string& name, std::size_t most) const {
     const auto found = m_values.find(name);
-    if (found == m_values.end()) return "";
-    return Sparkline({found->second.begin(), found->second.end()});
+    if (found == m_values.end()) return {};
+    const std::deque<double>& values = found->second;
+    return {values.end() - static_cast<std::ptrdiff_t>(std::min(most, values.size())),
+            values.end()};
 }
 
 }  // namespace kzstatprogram

@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "reading/runreader.h"
 
@@ -15,8 +16,8 @@ public:
     /// Takes what has come since the last call.
     void Update(RunReader& run);
 
-    /// The kind's current value per slice, as a line of `Sparkline`.
-    std::string LineOf(const std::string& name) const;
+    /// The kind's current value in the latest slices, at most `most` of them.
+    std::vector<double> Of(const std::string& name, std::size_t most) const;
 
 private:
     void Take(const kzjournal::Slice& slice);

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "ryp/truncate.h"
 
@@ -25,8 +24,8 @@ std::size_t LevelOf(double value, double least, double greatest) {
 }  // namespace
 
 std::string Sparkline(const std::vector<double>& values) {
-    double least = std::numeric_limits<double>::infinity();
-    double greatest = -least;
+    double least = 0;
+    double greatest = 0;
     for (const double value : values) {
         // Written so that a NaN changes neither.
         if (value < least) least = value;

@@ -6,8 +6,8 @@
 
 namespace kzstatprogram {
 
-/// One character per value, as high as the value between the least and the greatest; a blank for
-/// a NaN. In letters of ASCII where the locale has no others.
+/// One character per value, as high as the value between 0 and the greatest, or the least if that
+/// is below 0; a blank for a NaN. In letters of ASCII where the locale has no others.
 std::string Sparkline(const std::vector<double>& values);
 
 }  // namespace kzstatprogram

@@ -60,6 +60,7 @@ export class Charts {
   }
 
   update() {
+    if (this.near.size === 0) return;
     const view = this.view();
     for (const card of this.near) card.update(view);
   }
@@ -108,14 +109,11 @@ export class Charts {
     return this.groups.get(prefix);
   }
 
-  // Shows the cards that have any of these names, and opens their groups if the reader searches.
-  filter(names, isSearch) {
+  // Shows the cards that have any of these names.
+  filter(names) {
     const chosen = new Set(names);
     for (const card of this.cards.values()) card.element.hidden = !card.drawing.names.some(({name}) => chosen.has(name));
-    for (const {element, cards} of this.groups.values()) {
-      element.hidden = [...cards.children].every(({hidden}) => hidden);
-      if (isSearch) element.open = true;
-    }
+    for (const {element, cards} of this.groups.values()) element.hidden = [...cards.children].every(({hidden}) => hidden);
   }
 
   unfold(areOpen) {
@@ -144,6 +142,7 @@ export class Charts {
 
   redraw(view) {
     this.base = view;
+    if (this.near.size === 0) return;
     const drawn = this.view();
     for (const card of this.near) card.draw(drawn);
   }

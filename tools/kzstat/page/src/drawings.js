@@ -20,7 +20,15 @@ function stacksOf(names) {
 // Cheap to compare before the courses themselves are.
 const fingerprint = ({type, unit, isLevel, figures}) => [unit, isLevel, type === 'LoadSize', figures.count, figures.rate, figures.max, figures.mean].join();
 
-const looksEqual = (a, b) => JSON.stringify([a.course, a.heat]) === JSON.stringify([b.course, b.heat]);
+// Compares what is drawn of names; what it made of a name serves for all others.
+function comparison() {
+  const texts = new Map();
+  const textOf = (name) => {
+    if (!texts.has(name)) texts.set(name, JSON.stringify([name.course, name.heat]));
+    return texts.get(name);
+  };
+  return (a, b) => textOf(a) === textOf(b);
+}
 
 // A drawing is {key, names, isStack}. The names of one that is no stack look alike.
 export function drawingsOf(names) {
@@ -28,6 +36,7 @@ export function drawingsOf(names) {
   const stacked = new Set([...stacks.values()].flat());
   const drawings = [...stacks].map(([parent, members]) => ({key: `${parent}.*`, prefix: parent, names: members, isStack: true}));
   const alike = new Map();
+  const looksEqual = comparison();
   for (const name of names) {
     if (stacked.has(name)) continue;
     const mark = fingerprint(name);

@@ -10,6 +10,15 @@ export function save(name, parts, type) {
   setTimeout(() => URL.revokeObjectURL(link.href), 1000);
 }
 
+// A spreadsheet takes a text that begins like a formula for one.
+function csvField(value) {
+  if (value === null || value === undefined) return '';
+  const text = typeof value === 'string' && /^[=+\-@\t]/.test(value) ? `'${value}` : String(value);
+  return /[",\r\n]/.test(text) ? `"${text.replaceAll('"', '""')}"` : text;
+}
+
+export const csvOf = (lines) => lines.map((line) => `${line.map(csvField).join(',')}\r\n`).join('');
+
 function paintMark(context, {left, top, height}, colour) {
   context.fillStyle = colour;
   context.fillRect(left - 14, top + height / 2 - 4, 9, 9);
@@ -47,7 +56,7 @@ function paint(context, element, canvas) {
   }
 }
 
-export function pictureOf(element) {
+function pictureOf(element) {
   const canvas = document.createElement('canvas');
   const {width, height} = element.getBoundingClientRect();
   canvas.width = Math.ceil(width * devicePixelRatio);
@@ -58,14 +67,14 @@ export function pictureOf(element) {
   return canvas;
 }
 
-// A button that saves the element as a picture.
-export function offerPicture(element, name) {
+// A button that saves the element as a picture. `what` says it in a sentence.
+export function offerPicture(element, name, what = name) {
   const button = document.createElement('button');
   button.type = 'button';
   button.className = 'save';
   button.textContent = 'PNG';
   button.title = 'Save as a picture';
-  button.setAttribute('aria-label', `Save ${name} as a picture`);
+  button.setAttribute('aria-label', `PNG of ${what}`);
   button.addEventListener('click', () => pictureOf(element).toBlob((blob) => save(`${name}.png`, [blob], 'image/png')));
   return button;
 }

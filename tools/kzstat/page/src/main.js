@@ -31,10 +31,16 @@ function arrange() {
   const chosen = run.names.filter(matches);
   const isSearch = chosen.length < run.names.length;
   table.arrange(table.sorted(table.shown.filter(matches)));
-  charts.filter(chosen.map(({name}) => name), isSearch);
+  charts.filter(chosen.map(({name}) => name));
   byId('shown').textContent = isSearch ? `${chosen.length} of ${run.names.length} names` : '';
   byId('nothing').hidden = chosen.length > 0;
   byId('nothing').textContent = run.names.length === 0 ? 'Nothing was reported yet.' : 'No name matches.';
+}
+
+// What was searched for is not folded.
+function search() {
+  arrange();
+  if (byId('shown').textContent) charts.unfold(true);
 }
 
 function offerTypes() {
@@ -77,6 +83,7 @@ function show(data) {
 
 // The same data, looked at in another way.
 function showAgain() {
+  if (!run) return;
   const view = viewOf(run, axis, zoom, setZoom);
   showFigures(view);
   arrange();
@@ -93,7 +100,7 @@ function setZoom(span) {
 function setAxis(chosen) {
   axis = chosen;
   showAxis();
-  if (run) showAgain();
+  showAgain();
 }
 
 function showAxis() {
@@ -107,17 +114,17 @@ function offerSpan() {
     const [from, to] = ['from', 'to'].map((field) => secondsIn(event.target.elements[field].value));
     document.activeElement.blur();
     if (run && from < to) setZoom([from, to]);
-    else if (run) showAgain();
+    else showAgain();
   });
   addEventListener('hashchange', () => {
     zoom = spanInAddress();
-    if (run) showAgain();
+    showAgain();
   });
 }
 
 function offerControls() {
-  byId('search').addEventListener('input', arrange);
-  byId('type').addEventListener('change', arrange);
+  byId('search').addEventListener('input', search);
+  byId('type').addEventListener('change', search);
   byId('unfold').addEventListener('click', () => charts.unfold(true));
   byId('fold').addEventListener('click', () => charts.unfold(false));
   byId('csv').addEventListener('click', () => save('figures.csv', [table.csv()], 'text/csv'));
@@ -126,7 +133,7 @@ function offerControls() {
   showAxis();
   offerSpan();
   offerThemes(byId('theme'), showAgain);
-  offerPrinting(charts);
+  offerPrinting(charts, showAgain);
 }
 
 const inlined = JSON.parse(byId('data').textContent);

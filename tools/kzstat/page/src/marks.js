@@ -1,6 +1,14 @@
 // What is marked on the time axis of the overview: time outside of the load, gaps, notes.
 
-const FLAG = 7;
+import {bucketBegin} from './run.js';
+
+const FLAG = 7;  // pixels
+
+// Those made while the slices of a bucket lasted.
+export function notesIn(run, bucket) {
+  const [from, to] = [bucket, bucket + 1].map((each) => bucketBegin(run, 'clock', each));
+  return run.notes.filter(({time}) => time >= from && time < to);
+}
 
 // Runs of buckets without slices, as [from, to).
 function gapsOf({grid: {slices}}) {
@@ -15,8 +23,7 @@ function gapsOf({grid: {slices}}) {
 
 // What lies outside of the load and what the run has no slices of, as spans of seconds of the run.
 function shadedSpans({run}) {
-  const {first, width} = run.grid;
-  const moment = (bucket) => (first + bucket * width) * run.run.sliceLength;
+  const moment = (bucket) => bucketBegin(run, 'elapsed', bucket);
   const {loadBegin, loadEnd} = run.run;
   const isKnown = (value) => value !== null && value !== undefined;
   return [

@@ -34,6 +34,8 @@ export function byHurt(a, b) {
   return shareB - shareA || slowB - slowA || compare(a.name, b.name);
 }
 
+const typeText = ({type, unit}) => (unit ? `${type}, ${unit}` : type);
+
 const figuresOf = ({figures}) => figures;
 
 export const OPERATIONS = [
@@ -46,5 +48,5 @@ export const OPERATIONS = [
   figureColumn('p95', figuresOf, {kind: 'percentile'}),
   figureColumn('p99', figuresOf, {kind: 'percentile', isMinor: true}),
   figureColumn('max', figuresOf, {isMinor: true}),
-  textColumn('type', {isMinor: true, text: ({type, unit}) => (unit ? `${type}, ${unit}` : type)}),
+  textColumn('type', {isMinor: true, text: typeText, hint: typeText}),
 ];

@@ -1,8 +1,9 @@
 // The overview: throughput and load, the times, the errors of what the run was about, one over the other on one
 // time axis.
 
+import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
-import {paintMarks} from './marks.js';
+import {notesIn, paintMarks} from './marks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
 import {axisLook, fromZero, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot} from './timeplots.js';
 
@@ -106,6 +107,7 @@ export class Overview {
   constructor(place) {
     this.place = place;
     this.plots = [];
+    place.parentElement.querySelector('form').append(offerPicture(place.parentElement, 'overview', 'the overview'));
     new ResizeObserver(() => this.resize()).observe(place);
   }
 
@@ -117,7 +119,8 @@ export class Overview {
     this.view.width = this.place.clientWidth;
     const form = JSON.stringify([view.axis, view.colours, this.lanes.map(({key, lines, unit}) => [key, unit, lines.map(({label}) => label)])]);
     const fits = form === this.form && this.plots.every((plot, i) => plot.update(this.lanes[i], this.view));
-    if (!fits) this.draw();
+    if (fits) this.resize();
+    else this.draw();
     this.form = form;
   }
 
@@ -130,23 +133,25 @@ export class Overview {
       place.setAttribute('role', 'img');
       place.setAttribute('aria-label', `Overview, ${lane.lines.map(({label}) => label).join(' and ')}`);
       const plot = new Lane(lane, i === this.lanes.length - 1, (at) => this.describe(at));
+      // The chart takes its room only after the page was laid out.
+      place.style.height = `${plot.height}px`;
       this.place.append(keyOf(lane, this.view.colours), place);
       plot.draw(place, lane, this.view);
       return plot;
     });
   }
 
-  redraw() {
-    this.form = null;
-  }
-
   describe(i) {
     const {run, axis, times, colours} = this.view;
     if (!(run.grid.slices[i] > 0)) return null;
+    const notes = notesIn(run, i).map(({text}) => ['note', text]);
     const lines = this.lanes.flatMap(({unit, lines: each}) => each.map((line) => ({...line, unit})));
     return {
       title: momentOf(axis, times[i]),
-      rows: lines.map(({kind, label, values, unit, attempts}) => [label, this.valueText(values[i], unit, attempts?.[i]), seriesOf({kind}, colours).stroke]),
+      rows: [
+        ...lines.map(({kind, label, values, unit, attempts}) => [label, this.valueText(values[i], unit, attempts?.[i]), seriesOf({kind}, colours).stroke]),
+        ...notes,
+      ],
     };
   }
 

@@ -92,7 +92,7 @@ function valueFigures(run, name, range) {
 
 // Those that the courses tell of the buckets [from, to). `bounds` has those between which a percentile lies.
 // What the whole run has no figure of, a part has none of either.
-export function figuresIn(run, name, range) {
+function figuresIn(run, name, range) {
   const found = name.isLevel ? levelFigures(name, run.grid, range)
     : {...flowFigures(name.course, name.type, range, secondsIn(run, range)), ...valueFigures(run, name, range)};
   const told = Object.keys(name.figures).map((field) => [field, isThere(name.figures[field]) ? (found[field] ?? null) : null]);

@@ -9,20 +9,23 @@ const OTHERS = 5;
 // Members of one meaning differ by how much of the panel shows through.
 const OPACITIES = ['ff', 'a8', '70', '48'];
 
-// Outcomes that everybody reads alike have a colour of their own.
+// Outcomes that everybody reads alike have a colour of their own. The bad ones come first, at the bottom, where their
+// size is seen best.
 const MEANINGS = [
-  ['ok', /^(ok|(https?-)?2(xx|\d\d))$/i],
-  ['redirect', /^(https?-)?3(xx|\d\d)$/i],
-  ['client-error', /^(https?-)?4(xx|\d\d)$/i],
   ['server-error', /^(https?-)?5(xx|\d\d)$/i],
   ['no-answer', /^(timeout|connect|closed|exception)$/i],
+  ['client-error', /^(https?-)?4(xx|\d\d)$/i],
+  ['redirect', /^(https?-)?3(xx|\d\d)$/i],
+  ['ok', /^(ok|(https?-)?2(xx|\d\d))$/i],
 ];
 
-export function coloursOf(labels, colours) {
+const rankOf = (label) => MEANINGS.findIndex(([, pattern]) => pattern.test(label));
+
+function coloursOf(labels, colours) {
   const seen = new Map();
   let others = 0;
   return labels.map((label) => {
-    const meaning = MEANINGS.find(([, pattern]) => pattern.test(label))?.[0];
+    const meaning = MEANINGS[rankOf(label)]?.[0];
     if (!meaning) return colours[`other-${(others++ % OTHERS) + 1}`];
     const position = seen.get(meaning) ?? 0;
     seen.set(meaning, position + 1);
@@ -42,8 +45,10 @@ export class StackPlot extends TimePlot {
   // `names` are the members.
   show(names, view) {
     this.view = view;
-    this.labels = names.map(({name}) => name.slice(this.prefix.length + 1));
-    this.rates = names.map(({course}) => {
+    const labelOf = ({name}) => name.slice(this.prefix.length + 1);
+    const members = [...names].sort((a, b) => rankOf(labelOf(a)) - rankOf(labelOf(b)));
+    this.labels = members.map(labelOf);
+    this.rates = members.map(({course}) => {
       const {mean} = flowSeries(view.run, course, false);
       return view.run.grid.slices.map((count, i) => (count > 0 ? (mean[i] ?? 0) : null));
     });

@@ -58,8 +58,7 @@ function partText(page, zoom) {
 
 // Where the load begins or ends within the run, so that the figures are not those of all slices.
 function loadText({run, elapsed: whole}) {
-  const begin = run.loadBegin ?? 0;
-  const end = run.loadEnd ?? whole;
+  const [begin, end] = [run.loadBegin ?? 0, run.loadEnd ?? whole].map((moment) => Number(moment.toFixed(1)));
   return begin > 0 || end < whole ? `under load ${elapsed(begin)} – ${elapsed(end)}` : '';
 }
 
@@ -105,7 +104,33 @@ export function showTiles({run, buckets}, row, noun) {
   byId('tiles').replaceChildren(...[
     ...(row ? tilesOfWork(row, noun) : [{label: 'names', value: number(run.names.length)}]),
     ...(peak === null ? [] : [{label: 'peak load', value: number(peak)}]),
+    ...(run.conditions.length > 0 ? [verdictTile(run.conditions)] : []),
   ].map(tile));
+}
+
+const OUTCOMES = {passed: 'good', FAILED: 'bad', 'cannot tell': ''};
+
+function conditionItem({text, outcome, measured}) {
+  const item = document.createElement('li');
+  item.dataset.state = OUTCOMES[outcome];
+  const verdict = document.createElement('b');
+  verdict.textContent = outcome;
+  item.append(verdict, ` ${text} `, document.createElement('span'));
+  item.lastChild.textContent = measured;
+  return item;
+}
+
+// They are judged over the time of the run's figures, whatever part the reader looks at.
+export function showConditions({run: {conditions}}) {
+  byId('conditions').hidden = conditions.length === 0;
+  byId('conditions').replaceChildren(...conditions.map(conditionItem));
+}
+
+function verdictTile(conditions) {
+  const of = (outcome) => conditions.filter((condition) => condition.outcome === outcome).length;
+  const [passed, failed] = [of('passed'), of('FAILED')];
+  const verdict = failed > 0 ? 'FAILED' : passed === conditions.length ? 'passed' : 'cannot tell';
+  return {label: `${passed} of ${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
 }
 
 const STATES = {

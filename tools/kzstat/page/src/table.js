@@ -3,6 +3,8 @@
 // A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `isText` if it
 // holds no numbers; `isMinor` if a narrow screen does without it. The first one heads the rows.
 
+import {csvOf} from './exports.js';
+
 // step.9 comes before step.10.
 const texts = new Intl.Collator('en', {numeric: true});
 
@@ -139,9 +141,7 @@ export class Table {
 
   // The rows as they stand, with unrounded numbers.
   csv() {
-    const field = (value) => (isNothing(value) ? '' : /[",\r\n]/.test(String(value)) ? `"${String(value).replaceAll('"', '""')}"` : String(value));
     const shown = [...this.body.rows].map(({dataset}) => this.rows.get(dataset.name).row);
-    const lines = [this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value}) => value(row)))];
-    return lines.map((line) => `${line.map(field).join(',')}\r\n`).join('');
+    return csvOf([this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value}) => value(row)))]);
   }
 }

@@ -39,8 +39,8 @@ export function offerThemes(button, onChanged) {
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', onChanged);
 }
 
-// Paper is white.
-export function offerPrinting(charts) {
+// Paper is white. `showAgain` draws what is shown in the colours of the theme.
+export function offerPrinting(charts, showAgain) {
   const root = document.documentElement;
   const facts = document.querySelector('.facts');
   let media;
@@ -51,6 +51,7 @@ export function offerPrinting(charts) {
     root.classList.add('printing');
     wereFactsOpen = facts.open;
     facts.open = true;
+    showAgain();
     charts.drawAll();
   });
   addEventListener('afterprint', () => {
@@ -58,5 +59,6 @@ export function offerPrinting(charts) {
     root.classList.remove('printing');
     facts.open = wereFactsOpen;
     charts.drawNear();
+    showAgain();
   });
 }

@@ -3,14 +3,14 @@
 import uPlot from 'uplot';
 import {clockTick, elapsed, momentOf, number, tick, withUnit} from './format.js';
 import {HeatMap} from './heatmap.js';
-import {atMost, columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
+import {columnBegin, flowSeries, percentileSeries, valueSeries} from './run.js';
 import {offerTooltip} from './tooltip.js';
 
 const VALUE_HEIGHT = 190;
 const FLOW_HEIGHT = 120;
 const HEAT_HEIGHT = 170;
 export const LEFT_AXIS = 58;
-export const LABEL_ROOM = 30;  // half of the last label of the time axis
+const LABEL_ROOM = 30;  // half of the last label of the time axis
 const TICK_DISTANCE = 24;
 const CLOCK_LABEL = 70;
 
@@ -87,7 +87,7 @@ export class TimePlot {
 }
 
 // Lines of {kind, label, values}, the values of which have the unit.
-export class LinePlot extends TimePlot {
+class LinePlot extends TimePlot {
   constructor(title, height, unit, linesOf) {
     super();
     this.title = title;

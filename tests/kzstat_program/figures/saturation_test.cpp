@@ -1,0 +1,190 @@
+#include "figures/saturation.h"
+
+#include <gmock/gmock.h>
+#include <sched.h>
+
+#include <atomic>
+#include <cmath>
+#include <thread>
+#include <vector>
+
+#include "journal/temporaryfolder.h"
+#include "kzjournalkeep.h"
+#include "kzstat_program/memoryruns.h"
+#include "reading/namedruns.h"
+#include "ryp/clock.h"
+
+namespace kzstatprogram {
+namespace {
+
+using testing::HasSubstr;
+
+/// Of a process with four processors that had nothing to do in a slice of a second.
+CKZStatSliceCost IdleCost() {
+    CKZStatSliceCost cost;
+    cost.measured = 1;
+    cost.processorTime = cost.busiestThread = cost.packTime = cost.listenerTime = 0;
+    cost.processors = 4;
+    cost.timerLateness = 0;
+    return cost;
+}
+
+CKZStatSliceCost BusyCost() {
+    CKZStatSliceCost cost = IdleCost();
+    cost.processorTime = 3.8;
+    return cost;
+}
+
+struct Sign {
+    double CKZStatSliceCost::*number;
+    double notYet;
+    double saturated;
+    const char* reason;
+};
+
+TEST(Saturation, OfASliceHasSeveralSigns) {
+    const std::vector<Sign> signs = {
+        {&CKZStatSliceCost::processorTime, 3.59, 3.6, "it used 90 % of the processors"},
+        {&CKZStatSliceCost::busiestThread, 0.94, 0.95, "one of its threads used 95 %"},
+        {&CKZStatSliceCost::startLateness, 0.049, 0.05, "what it had scheduled began 0.05 s late"},
+        {&CKZStatSliceCost::timerLateness, 0.049, 0.05, "its timer woke 0.05 s late"},
+        {&CKZStatSliceCost::packTime, 1, 1.5, "packing and storing a slice took 1.5 s"},
+        {&CKZStatSliceCost::listenerTime, 1, 1.5, "packing and storing a slice took 1.5 s"}};
+    for (const Sign& sign : signs) {
+        SCOPED_TRACE(sign.reason);
+        CKZStatSliceCost cost = IdleCost();
+        cost.*sign.number = sign.notYet;
+        EXPECT_EQ("", WhySaturated(cost, 1));
+        cost.*sign.number = sign.saturated;
+        EXPECT_THAT(WhySaturated(cost, 1), HasSubstr(sign.reason));
+        cost.measured = 0.49;
+        EXPECT_EQ("", WhySaturated(cost, 1));
+    }
+}
+
+TEST(Saturation, IsNotToldByWhatIsUnknown) {
+    EXPECT_EQ("", WhySaturated(CKZStatSliceCost(), 1));
+    EXPECT_FALSE(ProcessorShare(CKZStatSliceCost(), 1));
+    CKZStatSliceCost cost = BusyCost();
+    cost.processors = std::nan("");
+    EXPECT_EQ("", WhySaturated(cost, 1));
+}
+
+class SaturationOfRuns : public testing::Test {
+protected:
+    /// A slice of the run for each letter: 'x' where the generator was busy, '.' where it was not,
+    /// '-' where nothing was measured.
+    static void Add(MemoryRun& run, const std::string& slices) {
+        for (const char slice : slices) {
+            kzjournal::Slice added;
+            added.id = static_cast<int>(run.AllSlices().size()) + 1;
+            added.elapsed = added.id;
+            if (slice != '-') added.cost = slice == 'x' ? BusyCost() : IdleCost();
+            run.Add(added);
+        }
+    }
+    std::optional<Saturation> Find(const std::string& slices) {
+        Add(runs.Make("run"), slices);
+        return FindSaturation(runs, "run");
+    }
+
+    MemoryRuns runs;
+};
+
+TEST_F(SaturationOfRuns, BeginsWithThreeSlicesInARow) {
+    EXPECT_FALSE(Find(""));
+    EXPECT_FALSE(Find(".xx.xx."));
+    EXPECT_FALSE(Find("----"));
+    const auto found = Find("..xx.xxx.x");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(5, found->from);
+    EXPECT_EQ(4, found->slices);
+    EXPECT_EQ(5, found->measured);
+    EXPECT_EQ(
+        "warning: the generator was saturated from 0:05 on, in 4 of 5 slices: it used 95 % of"
+        " the processors that it may use",
+        DescribeSaturation(*found));
+}
+
+TEST_F(SaturationOfRuns, PassesOverSlicesThatWereNotMeasured) {
+    const auto found = Find(".x-xx");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(1, found->from);
+}
+
+TEST_F(SaturationOfRuns, IsLookedForInARange) {
+    Add(runs.Make("run"), "xxx....");
+    EXPECT_TRUE(FindSaturation(runs, "run", {0, 3}));
+    EXPECT_FALSE(FindSaturation(runs, "run", {2, 7}));
+}
+
+TEST_F(SaturationOfRuns, IsFoundAsTheRunGoesOn) {
+    MemoryRun& run = runs.Make("run");
+    const auto reader = runs.Open("run");
+    SaturationFinder finder(1);
+    for (const char* const slices : {".xx", "x", ".x"}) {
+        Add(run, slices);
+        finder.Update(*reader);
+    }
+    ASSERT_TRUE(finder.Get());
+    EXPECT_EQ(1, finder.Get()->from);
+    EXPECT_EQ(4, finder.Get()->slices);
+    EXPECT_EQ(5, finder.Get()->measured);
+}
+
+TEST_F(SaturationOfRuns, OfAMergedRunIsTheFirstOfItsSources) {
+    MemoryRun& merged = runs.Make("run");
+    for (int i = 1; i <= 2; ++i) {
+        kzjournal::Run facts =
+            kzjournal::RunOfThisProcess("load " + std::to_string(i), 1000 + i, 1);
+        facts.host = "host";
+        merged.sources.push_back({i, 0, facts, false});
+        MemoryRun& source = runs.Make("run", i);
+        source.facts = facts;
+        Add(source, i == 1 ? "...xxx" : ".xxx");
+    }
+    const auto found = FindSaturation(runs, "run");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(3, found->from);
+    EXPECT_THAT(DescribeSaturation(*found),
+                HasSubstr("warning: load 2 on host was saturated from 0:03 on, in 3 of 3 slices"));
+}
+
+/// Leaves the calling thread, and those that it starts, one processor.
+void UseOneProcessor() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<unsigned>(sched_getcpu()), &one);
+    ASSERT_EQ(0, sched_setaffinity(0, sizeof one, &one));
+}
+
+/// So many threads that other programs on the processor take little of it.
+void KeepProcessorBusy(double seconds) {
+    constexpr int kThreads = 40;
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back([&] {
+            while (!isOver) {
+            }
+        });
+    RyPSleep(seconds);
+    isOver = true;
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST(SaturationOfAProcess, IsSeenWhereItsOnlyProcessorIsBusy) {
+    const TemporaryFolder folder;
+    const std::string path = folder.Path("run.kzj");
+    std::thread([&] {
+        UseOneProcessor();
+        CKZStatRun run("load", 0.1);
+        kzjournal::Keep(run, path);
+        KeepProcessorBusy(0.6);
+        EXPECT_TRUE(run.Finish().IsClean());
+    }).join();
+    EXPECT_TRUE(FindSaturation(NamedRuns(), path));
+}
+
+}  // namespace
+}  // namespace kzstatprogram
