@@ -19,6 +19,12 @@ constexpr char kRunName[] = "kzload";
 constexpr double kMaxSleepSeconds = 0.1;
 constexpr double kWaitWorthANoteSeconds = 2;
 
+std::vector<std::string> TextsOf(const std::vector<kzconditions::Condition>& conditions) {
+    std::vector<std::string> texts;
+    for (const kzconditions::Condition& each : conditions) texts.push_back(each.text);
+    return texts;
+}
+
 }  // namespace
 
 LoadRun::LoadRun(const Options& options, const Target& target, Terminal& terminal,
@@ -75,7 +81,8 @@ void LoadRun::ListenToSlices() {
     });
     m_run.OnSlice([this](const CKZStatSliceValues& slice) { m_verdict.OnSlice(slice); });
     if (!m_options.journalFile.empty())
-        kzjournal::Keep(m_run, m_options.journalFile, "", m_options.commandLine);
+        kzjournal::Keep(m_run, m_options.journalFile,
+                        {"", m_options.commandLine, TextsOf(m_options.required)});
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
     });

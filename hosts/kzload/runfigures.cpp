@@ -3,6 +3,7 @@
 #include "conditions/condition.h"
 #include "conditions/percentile.h"
 #include "kzstatpointkind.h"
+#include "terminal/namewords.h"
 
 namespace kzload {
 namespace {
@@ -20,11 +21,27 @@ constexpr NamedStatistic kStatistics[] = {
     {"max", StatMax, [](const CKZStatAggregate& values) { return values.maximum; }},
     {kzconditions::kSum, StatSum, [](const CKZStatAggregate& values) { return values.sum; }}};
 
+/// A level is averaged over slices.
+void AddTo(CKZStatAggregate& totals, const CKZStatSliceValues::Record& record) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
+    if (kind != nullptr && kind->reading == CKZStatPointKind::Level)
+        totals.Add(record.lasts.sum);
+    else
+        totals.Add(record.lasts);
+}
+
 std::optional<double> QuantileOf(const std::optional<CKZStatDistribution>& distribution,
                                  double quantile) {
     if (!distribution || distribution->GetCount() == distribution->GetNaNCount())
         return std::nullopt;
     return distribution->Quantile(quantile);
+}
+
+/// As kzstat has it.
+std::string UnitOf(const std::string& name, CKZStatPointTypeEnum::PointType type) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(type);
+    if (kind != nullptr && *kind->unit != '\0') return kind->unit;
+    return kzterminal::NamesBytes(name) ? "bytes" : "";
 }
 
 std::optional<double> LastOf(const CKZStatPointKind& kind, const CKZStatAggregate& lasts) {
@@ -39,12 +56,18 @@ std::optional<double> DeviationOf(const CKZStatPointKind& kind, const CKZStatAgg
 
 }  // namespace
 
-RunFigures::RunFigures(const CKZStatSliceValues& slice, double loadSeconds)
-    : m_loadSeconds(loadSeconds) {
+void RunFigures::Add(const CKZStatSliceValues& slice, double loadSeconds) {
+    m_loadSeconds += loadSeconds;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
-        Record& kept = m_records[std::string(record.name)];
-        kept = {record.type, record.totals, record.lasts, std::nullopt};
-        if (record.totalsDistribution != nullptr) kept.distribution = *record.totalsDistribution;
+        Record& sum = m_records[std::string(record.name)];
+        sum.type = record.type;
+        sum.lasts = record.lasts;
+        if (!record.lasts.HasValues()) continue;
+        AddTo(sum.totals, record);
+        if (record.lastsDistribution == nullptr)
+            sum.distribution.reset();
+        else if (sum.distribution)
+            sum.distribution->Add(*record.lastsDistribution);
     }
 }
 
@@ -57,8 +80,7 @@ std::vector<std::string> RunFigures::Names() const {
 auto RunFigures::Find(const std::string& name) const -> std::optional<Name> {
     const auto found = m_records.find(name);
     if (found == m_records.end()) return std::nullopt;
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(found->second.type);
-    return Name{found->second.type, kind != nullptr ? kind->unit : "",
+    return Name{found->second.type, UnitOf(name, found->second.type),
                 found->second.distribution.has_value()};
 }
 

@@ -12,12 +12,12 @@
 
 namespace kzload {
 
-/// What conditions ask of the run up to the end of a slice. A copy, so that the slice may go.
-/// Compatible.
+/// What conditions ask of the slices under load, added up so far. A name that no longer has the
+/// distributions of all its values has no percentiles. Compatible.
 class RunFigures : public kzconditions::Figures {
 public:
-    /// `loadSeconds` is how long the load has lasted by then, for rates.
-    RunFigures(const CKZStatSliceValues& slice, double loadSeconds);
+    /// `loadSeconds` is how much of the slice lies in the load, for rates.
+    void Add(const CKZStatSliceValues& slice, double loadSeconds);
 
     std::string Title() const override { return "the run"; }
     std::vector<std::string> Names() const override;
@@ -27,14 +27,14 @@ public:
 
 private:
     struct Record {
-        CKZStatPointTypeEnum::PointType type;
+        CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
         CKZStatAggregate totals;
-        CKZStatAggregate lasts;
-        std::optional<CKZStatDistribution> distribution;
+        CKZStatAggregate lasts;  // of the last slice
+        std::optional<CKZStatDistribution> distribution = CKZStatDistribution();
     };
     std::optional<double> RateOf(const Record& record) const;
 
-    const double m_loadSeconds;
+    double m_loadSeconds = 0;
     std::map<std::string, Record> m_records;
 };
 

@@ -2,9 +2,6 @@
 #define KZLOAD_RUNVERDICT_H
 
 #include <atomic>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "conditions/verdict.h"
 #include "kzstatrun.h"
@@ -33,15 +30,13 @@ public:
     kzconditions::Outcome Tell();
 
 private:
-    bool IsUnderLoad(const CKZStatSliceValues& slice) const;
-    double LoadSecondsBy(double elapsed) const;
     void LookForReasonToStop(double elapsed);
     void NoteWhatWasNeverTold();
 
     const Options& m_options;
     const CKZStatRun& m_run;
     Terminal& m_terminal;
-    std::unique_ptr<RunFigures> m_figures;  // of the latest slice under load; null before
+    RunFigures m_figures;  // of the slices under load so far
     int m_slicesUnderLoad = 0;
     std::atomic<bool> m_asksToStop{false};
 };

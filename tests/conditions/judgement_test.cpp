@@ -132,6 +132,16 @@ TEST(Judgement, CountsByTheSumWhatHasNoCount) {
     EXPECT_EQ("3", Require("login.failed.timeout count < 1", run).text);
 }
 
+TEST(Judgement, OfATextThatIsNoConditionCannotBeTold) {
+    const LoginsOf run(1);
+    const auto judgements =
+        kzconditions::JudgeTexts({"login mean < 5", "login maen < 5"}, Demand::Must, run);
+    EXPECT_EQ(Outcome::Passed, judgements[0].outcome);
+    EXPECT_EQ(Outcome::CannotTell, judgements[1].outcome);
+    EXPECT_EQ("login maen < 5", judgements[1].condition);
+    EXPECT_THAT(judgements[1].reason, HasSubstr("is no condition like"));
+}
+
 TEST(Judgement, OfAChangeLooksInItsDirection) {
     const auto outcome = [](const std::string& change, double before, double after) {
         const LoginsOf baseline(before);

@@ -5,6 +5,7 @@
 
 #include "conditions/measured.h"
 #include "conditions/timeunit.h"
+#include "kzjournalerror.h"
 #include "terminal/numbers.h"
 
 namespace kzconditions {
@@ -18,9 +19,9 @@ std::string WithUnit(const std::string& number, const std::string& unit) {
     return unit.empty() ? number : number + " " + unit;
 }
 
-Judgement Unknown(const Condition& condition, const std::string& reason) {
+Judgement Unknown(const std::string& condition, const std::string& reason) {
     Judgement judgement;
-    judgement.condition = condition.text;
+    judgement.condition = condition;
     judgement.reason = reason;
     judgement.text = reason;
     return judgement;
@@ -47,11 +48,11 @@ std::string NumberBeside(double value, const Bound& bound, double limit) {
 Judgement JudgeBound(const Condition& condition, const Bound& bound, Demand demand,
                      const Figures& run) {
     const Measured measured = Measure(condition, run);
-    if (!measured.value) return Unknown(condition, measured.reason);
+    if (!measured.value) return Unknown(condition.text, measured.reason);
     const double value = *measured.value;
     const std::optional<double> limit = LimitIn(measured.unit, bound);
     if (!limit)
-        return Unknown(condition,
+        return Unknown(condition.text,
                        condition.name + " is in no unit of time; leave out " + bound.unit);
     const bool holds = bound.Holds(value, *limit);
     const bool isAsItMustBe = demand == Demand::Must ? holds : !holds && !std::isnan(value);
@@ -69,7 +70,7 @@ Judgement JudgeChange(const Condition& condition, const Change& change, const Fi
     const Measured before = Measure(condition, baseline);
     const Measured after = Measure(condition, run);
     for (const Measured* const measured : {&before, &after})
-        if (!measured->value) return Unknown(condition, measured->reason);
+        if (!measured->value) return Unknown(condition.text, measured->reason);
     const double from = *before.value;
     const double to = *after.value;
     const double limit = change.isRelative ? std::abs(from) * change.limit / 100 : change.limit;
@@ -90,7 +91,7 @@ Judgement Judge(const Condition& condition, Demand demand, const Figures& run,
                 const Figures* baseline) {
     if (const Bound* const bound = std::get_if<Bound>(&condition.limit))
         return JudgeBound(condition, *bound, demand, run);
-    if (baseline == nullptr) return Unknown(condition, "there is no run to compare with");
+    if (baseline == nullptr) return Unknown(condition.text, "there is no run to compare with");
     return JudgeChange(condition, std::get<Change>(condition.limit), run, *baseline);
 }
 
@@ -99,6 +100,19 @@ std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand
     std::vector<Judgement> judgements;
     for (const Condition& condition : conditions)
         judgements.push_back(Judge(condition, demand, run, baseline));
+    return judgements;
+}
+
+std::vector<Judgement> JudgeTexts(const std::vector<std::string>& texts, Demand demand,
+                                  const Figures& run, const Figures* baseline) {
+    std::vector<Judgement> judgements;
+    for (const std::string& text : texts) {
+        try {
+            judgements.push_back(Judge(ConditionOf(text), demand, run, baseline));
+        } catch (const kzjournal::Error& error) {
+            judgements.push_back(Unknown(text, error.what()));
+        }
+    }
     return judgements;
 }
 

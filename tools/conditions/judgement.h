@@ -35,6 +35,9 @@ Judgement Judge(const Condition& condition, Demand demand, const Figures& run,
                 const Figures* baseline = nullptr);
 std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand demand,
                                 const Figures& run, const Figures* baseline = nullptr);
+/// The same of texts that nobody has checked: one that is no condition cannot be told.
+std::vector<Judgement> JudgeTexts(const std::vector<std::string>& texts, Demand demand,
+                                  const Figures& run, const Figures* baseline = nullptr);
 
 }  // namespace kzconditions
 

@@ -299,6 +299,34 @@ TEST_F(Commands, CompareNeedsTwoSides) {
     }
 }
 
+TEST_F(Commands, VerdictWarnsOfAGeneratorThatWasItselfTheBottleneck) {
+    MemoryRun& run = runs.Make("run");
+    SliceMaker maker;
+    for (int i = 0; i < 3; ++i) {
+        kzjournal::Slice slice = SliceOf(maker.NextSlice({{"login", Types::Timer, {10}}}));
+        slice.cost.emplace();
+        slice.cost->measured = 1;
+        slice.cost->processors = slice.cost->processorTime = 4;
+        run.Add(std::move(slice));
+    }
+    run.End();
+    const Result judged = Run({"verdict", "run", "--require", "login mean < 20ms"});
+    EXPECT_EQ(kzstatprogram::kDone, judged.status);
+    EXPECT_THAT(judged.lines,
+                ElementsAre("run: 3 slices",
+                            StartsWith("warning: the run: the generator was saturated from 0:00"),
+                            "passed       login mean < 20ms  10 ms", "verdict: passed"));
+}
+
+TEST_F(Commands, VerdictIsByTheConditionsThatTheRunHas) {
+    Make("run", {{10, 30}, {20}}).conditions = {"login max < 30ms", "login max"};
+    const Result judged = Run({"verdict", "run"});
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, judged.status);
+    EXPECT_THAT(judged.lines, ElementsAre("run: 2 slices", "FAILED       login max < 30ms  30 ms",
+                                          StartsWith("cannot tell  login max         'login max'"),
+                                          "verdict: FAILED, 1 of 2 conditions"));
+}
+
 TEST_F(Commands, CheckAccountsForEveryValue) {
     Make("run", {{10, 30}, {20}});
     const Result checked = Run({"check", "run"});

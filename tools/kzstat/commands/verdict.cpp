@@ -1,5 +1,6 @@
 #include "conditions/verdict.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,7 +10,9 @@
 #include "commands/rangeoptions.h"
 #include "conditions/conditionfile.h"
 #include "figures/figuresofstatistics.h"
+#include "figures/saturation.h"
 #include "figures/statistics.h"
+#include "kzjournalannotate.h"
 #include "tables/verdictformats.h"
 #include "text/texts.h"
 
@@ -17,6 +20,7 @@ namespace kzstatprogram {
 namespace {
 
 using kzconditions::Condition;
+using kzconditions::Judgement;
 using kzconditions::Outcome;
 
 struct VerdictOptions {
@@ -24,6 +28,7 @@ struct VerdictOptions {
     std::vector<std::string> conditions;
     std::optional<std::string> conditionsFile;
     std::optional<std::string> baseline;
+    bool stores = false;
     std::string format = "text";
     RangeOptions range;
 };
@@ -32,6 +37,8 @@ struct Format {
     const char* name;
     std::string (*write)(const VerdictReport& report);
 };
+constexpr char kRun[] = "the run";
+constexpr char kBaseline[] = "the baseline";
 constexpr Format kFormats[] = {
     {"text", TextOf}, {"json", JsonOf}, {"junit", JUnitOf}, {"github", WorkflowCommandsOf}};
 
@@ -65,11 +72,35 @@ std::vector<Condition> ConditionsOf(const VerdictOptions& options) {
 struct JudgedRun {
     VerdictReport::Run facts;
     std::vector<Statistics> statistics;
+    std::vector<std::string> warnings;
+    std::vector<std::string> conditions;  ///< that are stored in it
 };
 
-JudgedRun ReadForVerdict(RunReader& run, const std::string& path, const RangeOptions& range) {
-    return {{path, run.Facts().id, run.Facts().generator, CompletenessText(run)},
-            StatisticsOf(run, range.RangeOf(run))};
+/// What makes the figures of a run say less than they seem to. A format says by itself that it is a
+/// warning.
+std::vector<std::string> WarningsOf(RunReader& run, const char* title,
+                                    const std::optional<Saturation>& saturation) {
+    using State = kzjournal::Completeness::State;
+    std::vector<std::string> warnings;
+    const State state = run.GetCompleteness().state;
+    if (state == State::Lacking) warnings.push_back(std::string(title) + " lacks slices");
+    if (state == State::NotEnded)
+        warnings.push_back(std::string(title) + " has not ended, or was killed");
+    if (saturation) {
+        const std::string line = DescribeSaturation(*saturation);
+        warnings.push_back(std::string(title) + ": " + line.substr(line.find(": ") + 2));
+    }
+    return warnings;
+}
+
+JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const char* title,
+                         const RangeOptions& options) {
+    const std::unique_ptr<RunReader> run = runs.Open(path);
+    const SliceRange range = options.RangeOf(*run);
+    return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
+            StatisticsOf(*run, range),
+            WarningsOf(*run, title, FindSaturation(runs, path, range)),
+            run->Conditions()};
 }
 
 ExitStatus StatusOf(Outcome verdict) {
@@ -77,25 +108,55 @@ ExitStatus StatusOf(Outcome verdict) {
     return verdict == Outcome::Failed ? kDoesNotHold : kFailed;
 }
 
-ExitStatus Judge(const VerdictOptions& options, const RunOpener& runs, Output& output) {
-    const std::vector<Condition> conditions = ConditionsOf(options);
+/// Those that the run does not have yet.
+void Store(const std::vector<Condition>& conditions, const JudgedRun& run) {
+    std::vector<std::string> stored = run.conditions;
+    for (const Condition& each : conditions) {
+        if (std::find(stored.begin(), stored.end(), each.text) != stored.end()) continue;
+        kzjournal::AddCondition(run.facts.path, each.text);
+        stored.push_back(each.text);
+    }
+}
+
+/// By what the command line says or else by what the run has stored. `baseline` may be null.
+std::vector<Judgement> Judge(const std::vector<Condition>& given, const JudgedRun& run,
+                             const JudgedRun* baseline) {
+    using kzconditions::Demand;
+    const FiguresOfStatistics figures(kRun, run.statistics);
+    std::optional<FiguresOfStatistics> before;
+    if (baseline != nullptr) before.emplace(kBaseline, baseline->statistics);
+    const FiguresOfStatistics* const with = before ? &*before : nullptr;
+    return given.empty() ? kzconditions::JudgeTexts(run.conditions, Demand::Must, figures, with)
+                         : kzconditions::JudgeAll(given, Demand::Must, figures, with);
+}
+
+VerdictReport ReportOf(std::vector<Judgement> judgements, const JudgedRun& run,
+                       const JudgedRun* baseline) {
+    VerdictReport report{run.facts, std::nullopt, run.warnings, std::move(judgements)};
+    if (baseline == nullptr) return report;
+    report.baseline = baseline->facts;
+    report.warnings.insert(report.warnings.end(), baseline->warnings.begin(),
+                           baseline->warnings.end());
+    return report;
+}
+
+ExitStatus Verdict(const VerdictOptions& options, const RunOpener& runs, Output& output) {
+    const std::vector<Condition> given = ConditionsOf(options);
+    if (options.stores && given.empty()) throw UsageError("--store", "no condition was given");
     std::vector<std::string> journals{options.journal};
     if (options.baseline) journals.push_back(*options.baseline);
     CheckJournals(journals);
-    const std::unique_ptr<RunReader> run = runs.Open(options.journal);
-    if (conditions.empty())
-        throw UsageError("no condition was given; see --require and --conditions");
-    const JudgedRun judged = ReadForVerdict(*run, options.journal, options.range);
-    JudgedRun baseline;
+    const JudgedRun run = ReadForVerdict(runs, options.journal, kRun, options.range);
+    if (given.empty() && run.conditions.empty())
+        throw UsageError(
+            "no condition was given, and the run has none; see --require and --conditions");
+    std::optional<JudgedRun> baseline;
     if (options.baseline)
-        baseline = ReadForVerdict(*runs.Open(*options.baseline), *options.baseline, options.range);
+        baseline = ReadForVerdict(runs, *options.baseline, kBaseline, options.range);
+    if (options.stores) Store(given, run);
 
-    const FiguresOfStatistics figures("the run", judged.statistics);
-    const FiguresOfStatistics before("the baseline", baseline.statistics);
-    VerdictReport report{judged.facts, std::nullopt, {}, {}};
-    if (options.baseline) report.baseline = baseline.facts;
-    report.judgements = kzconditions::JudgeAll(conditions, kzconditions::Demand::Must, figures,
-                                               options.baseline ? &before : nullptr);
+    const JudgedRun* const before = baseline ? &*baseline : nullptr;
+    const VerdictReport report = ReportOf(Judge(given, run, before), run, before);
     output.Write(Write(report, options.format));
     return StatusOf(kzconditions::VerdictOf(report.judgements));
 }
@@ -119,6 +180,8 @@ void DeclareVerdict(CommandLine& line, const RunOpener& runs) {
         .ValueName("FILE");
     command.Add("--baseline", options->baseline, "The journal of the run to compare with")
         .ValueName("FILE");
+    command.AddFlag("--store", options->stores,
+                    "Store the conditions in the run, by which it is judged where none are given");
     command.Add("--format", options->format, "For people, for programs, or as CI systems read it")
         .OneOf(FormatNames())
         .ValueName("FORMAT")
@@ -128,7 +191,7 @@ void DeclareVerdict(CommandLine& line, const RunOpener& runs) {
         "Exits with status 0 if all conditions passed, 1 if one failed, and 2 if one cannot be"
         " told.\n"
         "Example: kzstat verdict run.kzj --require 'request.time p95 < 250ms'");
-    command.Does([options, &runs](Output& output) { return Judge(*options, runs, output); });
+    command.Does([options, &runs](Output& output) { return Verdict(*options, runs, output); });
 }
 
 }  // namespace kzstatprogram

@@ -268,20 +268,6 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
-/// A text that is no condition was stored by another version.
-kzconditions::Judgement JudgementOf(const std::string& condition,
-                                    const kzconditions::Figures& figures) {
-    try {
-        return kzconditions::Judge(kzconditions::ConditionOf(condition), kzconditions::Demand::Must,
-                                   figures);
-    } catch (const kzjournal::Error& error) {
-        kzconditions::Judgement judgement;
-        judgement.condition = condition;
-        judgement.text = error.what();
-        return judgement;
-    }
-}
-
 /// What the run was to meet, judged by the figures.
 Json ConditionsJson(const RunHistory& history) {
     Json all = Json::array();
@@ -290,12 +276,11 @@ Json ConditionsJson(const RunHistory& history) {
     for (const auto& [name, entry] : history.Names())
         statistics.push_back(StatisticsIn(name, entry, history));
     const FiguresOfStatistics figures("the run", statistics);
-    for (const std::string& condition : history.Conditions()) {
-        const kzconditions::Judgement judgement = JudgementOf(condition, figures);
+    for (const kzconditions::Judgement& judgement :
+         kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures))
         all.push_back({{"text", kzterminal::EscapedText(judgement.condition)},
                        {"outcome", kzconditions::TextOf(judgement.outcome)},
                        {"measured", kzterminal::EscapedText(judgement.text)}});
-    }
     return all;
 }
 
