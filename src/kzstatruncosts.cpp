@@ -23,11 +23,15 @@ CKZStatRunCosts::CKZStatRunCosts() {
 
 CKZStatRunCosts::Reading CKZStatRunCosts::Read(double sliceEnd) {
     const RyPProcessUsage usage = RyPGetProcessUsage();
-    const Reading reading{sliceEnd,        MonotonicSeconds(),        usage.processorSeconds,
-                          BusiestThread(), usage.involuntarySwitches, m_timerLateness,
-                          m_startLateness};
+    const double startLateness = m_startLateness.exchange(kNone, std::memory_order_relaxed);
+    const Reading reading{sliceEnd,
+                          MonotonicSeconds(),
+                          usage.processorSeconds,
+                          BusiestThread(),
+                          usage.involuntarySwitches,
+                          m_timerLateness,
+                          startLateness < 0 ? CKZStatSliceCost::kUnknown : startLateness};
     m_timerLateness = 0;
-    m_startLateness = CKZStatSliceCost::kUnknown;
     return reading;
 }
 
@@ -56,9 +60,10 @@ void CKZStatRunCosts::NoteTimerLateness(double seconds) {
 }
 
 void CKZStatRunCosts::NoteStartLateness(double seconds) {
-    const Guard guard(m_lock);
-    // Takes the number where the other one is NaN.
-    m_startLateness = std::fmax(m_startLateness, seconds);
+    double longest = m_startLateness.load(std::memory_order_relaxed);
+    while (seconds > longest &&
+           !m_startLateness.compare_exchange_weak(longest, seconds, std::memory_order_relaxed)) {
+    }
 }
 
 /// A slice whose end nobody noted is measured up to the next end that was.

@@ -1,6 +1,7 @@
 #ifndef KZSTATRUNCOSTS_H
 #define KZSTATRUNCOSTS_H
 
+#include <atomic>
 #include <deque>
 
 #include "kzstatslicecost.h"
@@ -20,6 +21,7 @@ public:
     /// memory runs out, `Take` measures.
     void NoteEnd(double sliceEnd);
     void NoteTimerLateness(double seconds);
+    /// REQUIRES: `seconds` is 0 or above.
     void NoteStartLateness(double seconds);
 
     /// What the slice cost, which is about to be delivered. Measures now where nobody did when the
@@ -40,6 +42,8 @@ private:
         double startLateness = CKZStatSliceCost::kUnknown;
     };
 
+    static constexpr double kNone = -1;
+
     double BusiestThread() RYP_REQUIRES(m_lock);
     Reading Read(double sliceEnd) RYP_REQUIRES(m_lock);
     Reading ReadingOf(double sliceEnd);
@@ -49,7 +53,9 @@ private:
     RyPThreadUsage m_threads RYP_GUARDED_BY(m_lock);
     double m_latestEnd RYP_GUARDED_BY(m_lock) = 0;  // of the slices that were measured
     double m_timerLateness RYP_GUARDED_BY(m_lock) = 0;
-    double m_startLateness RYP_GUARDED_BY(m_lock) = CKZStatSliceCost::kUnknown;
+
+    // Without the lock: threads that make load tell it. Below 0 if none did.
+    std::atomic<double> m_startLateness{kNone};
 
     // The delivering thread's.
     Reading m_former;  // of the slice before

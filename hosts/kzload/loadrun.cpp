@@ -69,8 +69,8 @@ void LoadRun::ListenToSlices() {
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.PrintRow(RowOf(slice));
         std::vector<Total> totals = TotalsOf(slice);
-        const kzjournal::LoadSpan load{m_run.GetLoadBegin(), m_run.GetLoadEnd()};
-        if (!load.Covers(slice.GetElapsed(), slice.GetSliceLength())) KeepLevels(m_totals, totals);
+        if (!LoadOf(m_run).Covers(slice.GetElapsed(), slice.GetSliceLength()))
+            KeepLevels(m_totals, totals);
         m_totals = std::move(totals);
     });
     m_run.OnSlice([this](const CKZStatSliceValues& slice) { m_verdict.OnSlice(slice); });
@@ -90,7 +90,8 @@ void LoadRun::StartLoadThreads() {
             std::make_unique<SimulatedClient>(m_run.NewClient(i + 1), m_target));
     for (auto& hand : hands)
         m_loadThreads.push_back(std::make_unique<LoadThread>(
-            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state));
+            std::move(hand), std::chrono::milliseconds(m_options.thinkTimeMilliseconds), m_state,
+            m_run));
     for (const auto& thread : m_loadThreads) thread->Start();
 }
 

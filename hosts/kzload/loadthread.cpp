@@ -19,11 +19,12 @@ constexpr seconds kMaxSleep(1);
 }  // namespace
 
 LoadThread::LoadThread(std::vector<std::unique_ptr<SimulatedClient>> clients,
-                       milliseconds thinkTime, LoadState& state)
+                       milliseconds thinkTime, LoadState& state, CKZStatRun& run)
     : m_transfers(curl_multi_init(), curl_multi_cleanup),
       m_clients(std::move(clients)),
       m_thinkTime(thinkTime),
       m_state(state),
+      m_run(run),
       m_inFlight(0),
       m_stopping(false) {
     if (m_transfers == nullptr) throw kzjournal::Error("no memory for a load thread's transfers");
@@ -75,7 +76,10 @@ void LoadThread::LetAllClientsWait() {
 
 void LoadThread::BeginDueRequests() {
     const Clock::time_point now = Clock::now();
-    while (!m_waiting.empty() && m_waiting.top().end <= now) {
+    if (NextDueTime() > now) return;
+    // The first one has waited longest.
+    m_run.NoteLateness(std::chrono::duration<double>(now - NextDueTime()).count());
+    while (NextDueTime() <= now) {
         SimulatedClient& client = *m_waiting.top().client;
         m_waiting.pop();
         Begin(client);

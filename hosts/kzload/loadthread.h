@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "kzstatrun.h"
 #include "loadstate.h"
 #include "simulatedclient.h"
 
@@ -21,9 +22,9 @@ namespace kzload {
 /// until `Join` returns.
 class LoadThread {
 public:
-    /// `state` must outlive the thread.
+    /// `state` and `run` must outlive the thread.
     LoadThread(std::vector<std::unique_ptr<SimulatedClient>> clients,
-               std::chrono::milliseconds thinkTime, LoadState& state);
+               std::chrono::milliseconds thinkTime, LoadState& state, CKZStatRun& run);
     /// Stops and joins.
     ~LoadThread();
     LoadThread(const LoadThread&) = delete;
@@ -62,6 +63,7 @@ private:
     const std::vector<std::unique_ptr<SimulatedClient>> m_clients;
     const std::chrono::milliseconds m_thinkTime;
     LoadState& m_state;
+    CKZStatRun& m_run;  // learns how late requests begin
     // The load thread's alone. Each client is in flight, waiting, or dismissed.
     std::priority_queue<Wait, std::vector<Wait>, std::greater<>> m_waiting;
     std::size_t m_inFlight;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "slicefigures.h"
 #include "terminal/numbers.h"
 
 namespace kzload {
@@ -50,9 +51,8 @@ Outcome RunVerdict::Tell() {
 
 /// A slice is delivered after it has ended, so that the end of a load within it is known.
 bool RunVerdict::IsUnderLoad(const CKZStatSliceValues& slice) const {
-    return LoadSecondsBy(slice.GetElapsed()) -
-               LoadSecondsBy(slice.GetElapsed() - slice.GetSliceLength()) >
-           slice.GetSliceLength() / 2;
+    const kzjournal::LoadSpan load = LoadOf(m_run);
+    return load.IsKnown() && load.Covers(slice.GetElapsed(), slice.GetSliceLength());
 }
 
 /// How long the load had lasted at this moment of the run.

@@ -3,16 +3,17 @@
 #include <gmock/gmock.h>
 #include <sched.h>
 
-#include <atomic>
 #include <cmath>
 #include <thread>
 #include <vector>
 
 #include "journal/temporaryfolder.h"
 #include "kzjournalkeep.h"
+#include "kzjournalreader.h"
 #include "kzstat_program/memoryruns.h"
 #include "reading/namedruns.h"
 #include "ryp/clock.h"
+#include "ryp/processusage.h"
 
 namespace kzstatprogram {
 namespace {
@@ -46,10 +47,10 @@ TEST(Saturation, OfASliceHasSeveralSigns) {
     const std::vector<Sign> signs = {
         {&CKZStatSliceCost::processorTime, 3.59, 3.6, "it used 90 % of the processors"},
         {&CKZStatSliceCost::busiestThread, 0.94, 0.95, "one of its threads used 95 %"},
-        {&CKZStatSliceCost::startLateness, 0.049, 0.05, "what it had scheduled began 0.05 s late"},
-        {&CKZStatSliceCost::timerLateness, 0.049, 0.05, "its timer woke 0.05 s late"},
-        {&CKZStatSliceCost::packTime, 1, 1.5, "packing and storing a slice took 1.5 s"},
-        {&CKZStatSliceCost::listenerTime, 1, 1.5, "packing and storing a slice took 1.5 s"}};
+        {&CKZStatSliceCost::startLateness, 0.049, 0.05, "what it had scheduled began 0.050 s late"},
+        {&CKZStatSliceCost::timerLateness, 0.049, 0.05, "its timer woke 0.050 s late"},
+        {&CKZStatSliceCost::packTime, 1, 1.5, "packing and storing a slice took 1.50 s"},
+        {&CKZStatSliceCost::listenerTime, 1, 1.5, "packing and storing a slice took 1.50 s"}};
     for (const Sign& sign : signs) {
         SCOPED_TRACE(sign.reason);
         CKZStatSliceCost cost = IdleCost();
@@ -120,7 +121,7 @@ TEST_F(SaturationOfRuns, IsLookedForInARange) {
 
 TEST_F(SaturationOfRuns, IsFoundAsTheRunGoesOn) {
     MemoryRun& run = runs.Make("run");
-    const auto reader = runs.Open("run");
+    const auto reader = runs.Open("run", 0);
     SaturationFinder finder(1);
     for (const char* const slices : {".xx", "x", ".x"}) {
         Add(run, slices);
@@ -158,32 +159,40 @@ void UseOneProcessor() {
     ASSERT_EQ(0, sched_setaffinity(0, sizeof one, &one));
 }
 
-/// So many threads that other programs on the processor take little of it.
-void KeepProcessorBusy(double seconds) {
-    constexpr int kThreads = 40;
-    std::atomic<bool> isOver{false};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back([&] {
-            while (!isOver) {
-            }
-        });
-    RyPSleep(seconds);
-    isOver = true;
-    for (std::thread& thread : threads) thread.join();
+void Work(double processorSeconds) {
+    const double end = RyPThreadProcessorSeconds() + processorSeconds;
+    while (RyPThreadProcessorSeconds() < end) {
+    }
 }
 
-TEST(SaturationOfAProcess, IsSeenWhereItsOnlyProcessorIsBusy) {
+/// Begins a request each millisecond, for each of which the processor works for five: the backlog
+/// grows, however much of the processor other programs leave to this one.
+void OverloadUntilSaturated(CKZStatRun& run, const std::string& path) {
+    constexpr double kLongest = 20;
+    const double start = RyPSysTime();
+    double due = start;
+    for (int i = 1; RyPSysTime() < start + kLongest; ++i, due += 0.001) {
+        run.NoteLateness(RyPSysTime() - due);
+        Work(0.005);
+        if (i % 20 == 0 && FindSaturation(NamedRuns(), path)) return;
+    }
+}
+
+TEST(SaturationOfAProcess, IsSeenWhereItsOnlyProcessorHasTooMuchToDo) {
     const TemporaryFolder folder;
     const std::string path = folder.Path("run.kzj");
     std::thread([&] {
         UseOneProcessor();
         CKZStatRun run("load", 0.1);
         kzjournal::Keep(run, path);
-        KeepProcessorBusy(0.6);
+        OverloadUntilSaturated(run, path);
         EXPECT_TRUE(run.Finish().IsClean());
     }).join();
     EXPECT_TRUE(FindSaturation(NamedRuns(), path));
+    kzjournal::Reader(path).ForEachCost({}, [](const kzjournal::SliceCost& slice) {
+        EXPECT_LE(slice.cost.processors, 1);
+        EXPECT_GE(slice.cost.processorTime, 0);
+    });
 }
 
 }  // namespace
