@@ -35,8 +35,14 @@ export function fromZero(_, least, most) {
   return [least >= 0 ? 0 : low, high === 0 && low === 0 ? 1 : high];
 }
 
-export function timeAxis({axis, colours}) {
-  const elapsedTicks = {incrs: ELAPSED_STEPS, values: (_, splits) => splits.map(elapsed)};
+// No mark lies within a slice.
+function elapsedSteps({run: {sliceLength}}) {
+  const steps = ELAPSED_STEPS.filter((step) => step >= sliceLength);
+  return steps.length > 0 ? steps : [sliceLength];
+}
+
+export function timeAxis({axis, colours, run}) {
+  const elapsedTicks = {incrs: elapsedSteps(run), values: (_, splits) => splits.map(elapsed)};
   const clockTicks = {space: CLOCK_LABEL, values: (_, splits, axisIndex, space, step) => splits.map((moment) => clockTick(moment, step))};
   return {...axisLook(colours), size: 26, ...(axis === 'clock' ? clockTicks : elapsedTicks)};
 }
