@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kGrowth[] =
-    "UPDATE slices SET cost = zeroblob(20000); UPDATE runs SET generator = 'other'";
+    "UPDATE slices SET measured = zeroblob(20000); UPDATE runs SET generator = 'other'";
 constexpr char kChange[] = "UPDATE runs SET generator = 'else'";
 
 class Companions : public JournalTest {
