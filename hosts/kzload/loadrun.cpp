@@ -75,8 +75,8 @@ void LoadRun::ListenToSlices() {
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.PrintRow(RowOf(slice));
         std::vector<Total> totals = TotalsOf(slice);
-        const kzjournal::LoadSpan load{m_run.GetLoadBegin(), m_run.GetLoadEnd()};
-        if (!load.Covers(slice.GetElapsed(), slice.GetSliceLength())) KeepLevels(m_totals, totals);
+        if (!LoadOf(m_run).Covers(slice.GetElapsed(), slice.GetSliceLength()))
+            KeepLevels(m_totals, totals);
         m_totals = std::move(totals);
     });
     m_run.OnSlice([this](const CKZStatSliceValues& slice) { m_verdict.OnSlice(slice); });

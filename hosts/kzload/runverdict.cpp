@@ -1,6 +1,6 @@
 #include "runverdict.h"
 
-#include "kzjournalload.h"
+#include "slicefigures.h"
 #include "terminal/numbers.h"
 
 namespace kzload {
@@ -18,10 +18,10 @@ constexpr int kSlicesBeforeAStop = 3;
 void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
     if (m_options.required.empty() && m_options.abortIf.empty()) return;
     // A slice is delivered after it has ended, so that the end of a load within it is known.
-    const kzjournal::LoadSpan load{m_run.GetLoadBegin(), m_run.GetLoadEnd()};
+    const kzjournal::LoadSpan load = LoadOf(m_run);
     const double elapsed = slice.GetElapsed();
     const double length = slice.GetSliceLength();
-    if (!load.Covers(elapsed, length)) return;
+    if (!load.IsKnown() || !load.Covers(elapsed, length)) return;
     m_figures.Add(slice, length - load.SecondsOutside(elapsed, length));
     if (++m_slicesUnderLoad >= kSlicesBeforeAStop) LookForReasonToStop(elapsed);
 }

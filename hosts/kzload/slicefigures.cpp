@@ -41,6 +41,10 @@ bool IsLevel(const Total& total) {
 
 }  // namespace
 
+kzjournal::LoadSpan LoadOf(const CKZStatRun& run) {
+    return {run.GetLoadBegin(), run.GetLoadEnd()};
+}
+
 SliceRow RowOf(const CKZStatSliceValues& slice) {
     const CKZStatAggregate times = LastsOf(slice, kRequestTime);
     SliceRow row{};

@@ -3,12 +3,16 @@
 
 #include <vector>
 
+#include "kzjournalload.h"
+#include "kzstatrun.h"
 #include "kzstatslicevalues.h"
 #include "report.h"
 
 namespace kzload {
 
 /// What the user is shown of a slice. These functions are safe for concurrent use.
+
+kzjournal::LoadSpan LoadOf(const CKZStatRun& run);
 
 SliceRow RowOf(const CKZStatSliceValues& slice);
 /// Every statistic of the run up to the end of the slice.

@@ -253,4 +253,39 @@ TEST_F(Keep, CountsSlicesThatTheRunGaveUpAsLost) {
     EXPECT_EQ(reader.LostSlices(), 1);
 }
 
+TEST_F(Keep, StoresWhatTheHostNotesAndWhatSlicesCost) {
+    kzjournal::KeepOptions options;
+    options.testName = "login";
+    options.conditions = {"n count > 0"};
+    kzjournal::Keep(*run, path, options);
+    EXPECT_TRUE(run->Note("first", kStart));
+    run->NoteLateness(0.25);
+    clock.UseProcessors(2);
+    LoadOneSlice();
+    EXPECT_TRUE(run->Note("second", kStart + 1));
+    EXPECT_THAT(Finish(), IsEmpty());
+    kzjournal::Reader reader(path);
+    EXPECT_EQ(reader.Facts().testName, "login");
+    EXPECT_THAT(reader.Conditions(), ElementsAre("n count > 0"));
+    std::vector<std::string> texts;
+    for (const kzjournal::Note& note : reader.Notes()) texts.push_back(note.text);
+    EXPECT_THAT(texts, ElementsAre("first", "second"));
+    std::vector<kzjournal::SliceCost> costs;
+    reader.ForEachCost({}, [&](const kzjournal::SliceCost& cost) { costs.push_back(cost); });
+    ASSERT_EQ(costs.size(), 2u);
+    EXPECT_EQ(costs[0].cost.processorTime, 2);
+    EXPECT_EQ(costs[0].cost.startLateness, 0.25);
+}
+
+TEST_F(Keep, StoresWhatIsNotedAfterTheLastSlice) {
+    kzjournal::Keep(*run, path);
+    run->OnSlice([this](const CKZStatSliceValues& slice) {
+        const bool isKept = slice.GetSliceId() > 1 || run->Note("late");
+        EXPECT_TRUE(isKept);
+    });
+    EXPECT_THAT(Finish(), IsEmpty());
+    ASSERT_EQ(kzjournal::Reader(path).Notes().size(), 1u);
+    EXPECT_EQ(kzjournal::Reader(path).Notes()[0].text, "late");
+}
+
 }  // namespace

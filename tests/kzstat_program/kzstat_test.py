@@ -410,6 +410,16 @@ class Follow(JournalTest):
         self.assertIn("2 slices of 1 s\n", screen)
         self.assertNotIn("latest", screen)
 
+    def test_the_table_stops_where_the_load_ends(self):
+        self.start(width=160)
+        self.journal.load(0)
+        self.report(30)
+        self.terminal.wait_for(lambda screen: "under load since 0:00, 2 of 2 slices" in screen)
+        self.journal.load(0, 2.25)
+        self.report(1000)
+        screen = self.terminal.wait_for(lambda screen: "load 0:00 to 0:02.3, 2 of 3" in screen)
+        self.assertNotIn("1000", screen)
+
     def test_it_ends_once_the_writing_process_is_killed(self):
         self.start()
         self.terminal.wait_for(lambda screen: "not ended" in screen)
@@ -543,6 +553,11 @@ class Follow(JournalTest):
                                (("--to", "2"), ["1", "2"]), (("--from", "20"), [])):
             lines = run("show", self.run_path, "--follow", *options).out.splitlines()
             self.assertEqual(times, [line.split()[0] for line in lines if " login.time " in line])
+
+    def test_lines_in_a_pipe_do_not_stop_where_the_load_ends(self):
+        self.make_run(load=(1, 8))
+        lines = run("show", self.run_path, "--follow").out.splitlines()
+        self.assertEqual(10, sum(" login.time " in line for line in lines))
 
     def test_a_range_in_a_pipe_goes_on_with_the_run(self):
         self.journal = journals.Journal(self.run_path)

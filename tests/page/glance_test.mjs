@@ -1,6 +1,7 @@
 // What a page answers at first glance, and what follows from looking at a part of the run.
 
 import assert from 'node:assert/strict';
+import {readFileSync, writeFileSync} from 'node:fs';
 import {test} from 'node:test';
 import {cell, newPage, open, tile} from './browser.mjs';
 import {Journal, reportOf, shown, shopRun, START} from './runs.mjs';
@@ -176,4 +177,28 @@ test('what lies outside of the load is shaded, and no figure is of it', async (t
   assert.equal(await tile(page, 'requests'), '15');
   assert.ok(await opacityAt(page, 0.9) > 0);
   assert.equal(await opacityAt(page, 0.53), 0);
+});
+
+// A report as of a generator that was busy with itself: journals of tests know no costs.
+async function saturatedReport(test) {
+  const path = reportOf(await workingRun(test));
+  const shares = [...Array(SLICES).keys()].map((i) => (i < 12 ? 0.4 : 0.97));
+  const text = readFileSync(path, 'utf8').replace(/"processorShare":\[[^\]]*\],"saturatedFrom":null,"saturation":null/, () =>
+    `"processorShare":${JSON.stringify(shares)},"saturatedFrom":12,"saturation":"the generator was saturated from 0:12 on"`);
+  writeFileSync(path, text);
+  return path;
+}
+
+test('a generator that was the bottleneck itself is warned of', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${await saturatedReport(t)}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.equal(await page.locator('#warning').textContent(), 'the generator was saturated from 0:12 on');
+  assert.equal(await page.getByRole('img', {name: 'Overview, processors of the generator'}).count(), 1);
+});
+
+test('without a measured cost there is no warning', async (t) => {
+  const {page} = await glance(t);
+  assert.equal(await page.locator('#warning').isVisible(), false);
+  assert.equal(await page.getByRole('img', {name: /processors/}).count(), 0);
 });

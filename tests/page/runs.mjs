@@ -100,7 +100,8 @@ export const dataOf = (page) => JSON.parse(/<script id="data"[^>]*>(.*?)<\/scrip
 
 // The figures that `kzstat show` prints of a name, by column.
 export function shown(path, name, ...args) {
-  const [, heading, ...rows] = kzstat('show', path, ...args).stdout.split('\n');
+  const lines = kzstat('show', path, ...args).stdout.split('\n');
+  const [heading, ...rows] = lines.slice(lines.findIndex((line) => line.startsWith('name ')));
   // Numbers end below the ends of their titles; a column without a value has a dash or is empty.
   const row = rows.find((line) => line.startsWith(`${name} `));
   const ends = [...heading.matchAll(/\S+/g)].map((match) => [match[0], match.index + match[0].length]);

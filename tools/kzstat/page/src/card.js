@@ -52,7 +52,11 @@ export class Card {
     this.plots.style.minHeight = `${heights.reduce((sum, height) => sum + height, 0)}px`;
   }
 
-  draw(view) {
+  width() {
+    return this.plots.clientWidth;
+  }
+
+  draw(view, width = this.width()) {
     this.erase();
     for (const plot of this.wanted()) {
       const heading = document.createElement('h4');
@@ -62,7 +66,7 @@ export class Card {
       place.setAttribute('role', 'img');
       place.setAttribute('aria-label', `${this.drawing.key}, ${plot.title}`);
       this.plots.append(heading, place);
-      plot.draw(place, this.subject(), view);
+      plot.draw(place, this.subject(), {...view, width});
       this.drawn.push(plot);
     }
   }
@@ -81,7 +85,9 @@ export class Card {
     this.plots.replaceChildren();
   }
 
-  resize(width) {
-    for (const {chart} of this.drawn) chart.setSize({width, height: chart.height});
+  resize() {
+    const width = this.width();
+    if (width === 0) return;
+    for (const {chart} of this.drawn) if (chart.width !== width) chart.setSize({width, height: chart.height});
   }
 }

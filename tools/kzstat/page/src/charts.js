@@ -24,7 +24,8 @@ class Group {
   }
 
   describe(names) {
-    const text = names.length === 1 && names[0] === this.prefix ? '' : names.map((name) => name.slice(this.prefix.length)).join(' ');
+    const rests = names.map((name) => name.slice(this.prefix.length)).join(' ');
+    const text = names.length > 1 ? `${names.length} names: ${rests}` : rests;
     if (this.content.textContent !== text) this.content.textContent = text;
   }
 }
@@ -44,7 +45,7 @@ export class Charts {
   // Cards that are all in one group need no folding.
   show(view) {
     const isFirst = this.cards.size === 0;
-    this.base = view;
+    this.view = view;
     const drawings = drawingsOf(view.run.names).sort((a, b) => compare(a.key, b.key));
     const keys = new Set(drawings.map(({key}) => key));
     for (const key of [...this.cards.keys()]) if (!keys.has(key)) this.remove(key);
@@ -60,19 +61,7 @@ export class Charts {
   }
 
   update() {
-    if (this.near.size === 0) return;
-    const view = this.view();
-    for (const card of this.near) card.update(view);
-  }
-
-  // What all cards have in common, found out once for many: asking for a width lays the page out.
-  view() {
-    return {...this.base, width: this.width()};
-  }
-
-  width() {
-    for (const {plots} of this.cards.values()) if (plots.clientWidth > 0) return plots.clientWidth;
-    return 0;
+    for (const card of this.near) card.update(this.view);
   }
 
   describe(names) {
@@ -129,11 +118,10 @@ export class Charts {
   }
 
   moved(entries) {
-    const view = this.view();
     for (const {target, isIntersecting} of entries) {
       const card = this.cards.get(target.dataset.name);
       if (!card) continue;
-      if (isIntersecting && !this.near.has(card)) card.draw(view);
+      if (isIntersecting && !this.near.has(card)) card.draw(this.view);
       if (!isIntersecting) card.erase();
       if (isIntersecting) this.near.add(card);
       else this.near.delete(card);
@@ -141,24 +129,23 @@ export class Charts {
   }
 
   redraw(view) {
-    this.base = view;
-    if (this.near.size === 0) return;
-    const drawn = this.view();
-    for (const card of this.near) card.draw(drawn);
+    this.view = view;
+    for (const card of this.near) card.draw(view);
   }
 
   resize() {
-    const width = this.width();
-    if (width > 0) for (const card of this.near) card.resize(width);
+    for (const card of this.near) card.resize();
   }
 
-  // Draws every card that is shown, wherever it is, until `drawNear` is called.
+  // Draws every card that is shown, wherever it is, until `drawNear` is called. Widths are asked for at once, since
+  // each question after a change lays the page out.
   drawAll() {
     this.observer.disconnect();
     this.opened = [...this.groups.values()].map(({element}) => [element, element.open]);
     this.unfold(true);
-    const view = this.view();
-    for (const card of this.cards.values()) if (!card.element.hidden) card.draw(view);
+    const shown = [...this.cards.values()].filter(({element}) => !element.hidden);
+    const widths = shown.map((card) => card.width());
+    shown.forEach((card, i) => card.draw(this.view, widths[i]));
   }
 
   drawNear() {

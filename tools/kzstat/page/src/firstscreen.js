@@ -6,7 +6,7 @@ import {momentOf, number} from './format.js';
 import {byHurt, operationRow, OPERATIONS} from './operations.js';
 import {mainOperation, nounOf, operationsOf, tellsFailures} from './outcomes.js';
 import {Overview} from './overview.js';
-import {showConditions, showTiles, showTitle} from './summary.js';
+import {showConditions, showTiles, showTitle, showWarning} from './summary.js';
 import {Table} from './table.js';
 
 const byId = (id) => document.getElementById(id);
@@ -39,6 +39,7 @@ export class FirstScreen {
     const noun = work ? nounOf(work) : '';
     showTitle(view);
     showTiles(view, rows.find(({operation}) => operation === work) ?? null, noun);
+    showWarning(view);
     showConditions(view);
     byId('work').textContent = work?.name ?? '';
     this.overview.show(view, {work, noun, areFailuresTold: areFailuresTold && Boolean(work)});

@@ -55,10 +55,22 @@ function flag({ctx, bbox}, colour, x, isFirst) {
   ctx.fill();
 }
 
+// Where a moment of the run is, in pixels of the canvas.
+const positionIn = (chart, view) => (seconds) => (Number.isFinite(seconds) ? chart.valToPos(view.origin + seconds, 'x', true) : seconds);
+
+// The time in which the generator was the bottleneck.
+export function paintSaturation(chart, view) {
+  const {saturatedFrom} = view.run;
+  if (saturatedFrom === null) return;
+  chart.ctx.save();
+  shade(chart, `${view.colours.bad}30`, positionIn(chart, view)(saturatedFrom), Infinity);
+  chart.ctx.restore();
+}
+
 // `isFirst` for the uppermost plot, where the flags are.
 export function paintMarks(chart, view, isFirst) {
   const {ctx, bbox} = chart;
-  const position = (seconds) => (Number.isFinite(seconds) ? chart.valToPos(view.origin + seconds, 'x', true) : seconds);
+  const position = positionIn(chart, view);
   ctx.save();
   for (const span of shadedSpans(view)) shade(chart, view.colours.outside, ...span.map(position));
   ctx.lineWidth = devicePixelRatio;

@@ -3,12 +3,12 @@
 
 import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
-import {notesIn, paintMarks} from './marks.js';
+import {notesIn, paintMarks, paintSaturation} from './marks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
 import {axisLook, fromZero, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot} from './timeplots.js';
 
 const RIGHT_AXIS = 44;
-const HEIGHTS = {throughput: 118, times: 100, errors: 66};
+const HEIGHTS = {throughput: 108, times: 90, errors: 60, processor: 46};
 const AXIS_HEIGHT = 26;
 const LABEL_ROOM_BELOW = 6;  // half of the height of a label at zero
 
@@ -34,16 +34,24 @@ function timesOf(run, name) {
   return [{kind: 'p95', label: 'p95', values: p95}, {kind: 'p50', label: 'p50', values: p50}];
 }
 
+// How busy the generator itself was, in per cent of its processors.
+function processorLanes({grid, processorShare}) {
+  if (!processorShare.some((share) => share !== null)) return [];
+  const values = grid.slices.map((_, i) => (processorShare[i] === null || processorShare[i] === undefined ? null : 100 * processorShare[i]));
+  return [{key: 'processor', unit: '%', lines: [{kind: 'processor', label: 'processors of the generator', values}]}];
+}
+
 // What there is to draw, as lanes of {key, title, unit, lines}. `work` is null if nothing was timed.
 function lanesOf({run, load}, work, noun, areFailuresTold) {
   const loads = load ? [{kind: 'load', label: 'load', values: load}] : [];
-  if (!work) return loads.length > 0 ? [{key: 'throughput', unit: '', lines: loads}] : [];
+  if (!work) return [...(loads.length > 0 ? [{key: 'throughput', unit: '', lines: loads}] : []), ...processorLanes(run)];
   const {rate, errors} = ratesOf(run, work);
   const times = timesOf(run, work.times);
   return [
     {key: 'throughput', unit: '/s', lines: [{kind: 'throughput', label: `${noun}/s`, values: rate}, ...loads]},
     ...(times.length > 0 ? [{key: 'times', unit: work.times.unit, lines: times}] : []),
     ...(areFailuresTold ? [{key: 'errors', unit: '/s', lines: [{kind: 'errors', label: 'errors/s', values: errors, attempts: rate}]}] : []),
+    ...processorLanes(run),
   ];
 }
 
@@ -75,12 +83,17 @@ class Lane extends TimePlot {
     return {
       ...common,
       padding: [top, right, this.isLast ? 0 : LABEL_ROOM_BELOW, left],
-      scales: {...common.scales, y: {range: fromZero}, load: {range: fromZero}},
+      scales: {...common.scales, y: {range: this.lane.unit === '%' ? [0, 100] : fromZero}, load: {range: fromZero}},
       legend: {show: false},
       series: [{}, ...this.lane.lines.map((line) => seriesOf(line, view.colours))],
       axes: [time, {...look, space: 22, size: LEFT_AXIS, values: ticksWith(this.lane.unit)}, ...(hasLoad ? [load] : [])],
-      hooks: {...common.hooks, drawClear: [(chart) => paintMarks(chart, this.view, this.lane.key === 'throughput')]},
+      hooks: {...common.hooks, drawClear: [(chart) => this.paintMarks(chart)]},
     };
+  }
+
+  paintMarks(chart) {
+    paintMarks(chart, this.view, this.lane.key === 'throughput');
+    if (this.lane.key === 'processor') paintSaturation(chart, this.view);
   }
 
   describe(left) {

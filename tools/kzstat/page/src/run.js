@@ -33,6 +33,7 @@ export function updated(run, update) {
     ...update,
     grid: {...update.grid, from: 0, slices: spliced(run.grid.slices, from, update.grid.slices)},
     load: splicedCourse(run.load, from, update.load),
+    processorShare: spliced(run.processorShare, from, update.processorShare),
     names: update.names.map((name) => updatedName(known.get(name.name), name, from)),
   };
 }

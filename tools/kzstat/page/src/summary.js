@@ -47,7 +47,12 @@ function slicesText(slices, {lostSlices, hasEnded, run}) {
     (lostSlices > 0 ? ` (${lostSlices} lost)` : '') + (hasEnded ? '' : ', not ended');
 }
 
-const timeOfDay = (secondsSince1970) => clock(secondsSince1970).split(' ')[1];
+// The date of the end is told if it is another one.
+function whenText(begin, end) {
+  const [first, last] = [clock(begin), clock(end)];
+  const isSameDay = first.split(' ')[0] === last.split(' ')[0];
+  return `${first} – ${isSameDay ? last.split(' ')[1] : last}`;
+}
 
 // A part of the run that was asked for when the page was made, or what the reader looks at.
 function partText(page, zoom) {
@@ -66,7 +71,7 @@ export function showTitle({run: page, zoom, buckets}) {
   const {run} = page;
   const slices = zoom ? slicesIn(page, buckets) : page.slices;
   const facts = [
-    `${clock(run.startTime)} – ${timeOfDay(run.startTime + page.elapsed)}`,
+    whenText(run.startTime, run.startTime + page.elapsed),
     duration(zoom ? secondsIn(page, buckets) : page.slices * run.sliceLength),
     slicesText(slices, page),
     zoom ? '' : loadText(page),
@@ -124,6 +129,12 @@ function conditionItem({text, outcome, measured}) {
 export function showConditions({run: {conditions}}) {
   byId('conditions').hidden = conditions.length === 0;
   byId('conditions').replaceChildren(...conditions.map(conditionItem));
+}
+
+// That the generator was itself the bottleneck makes all figures doubtful.
+export function showWarning({run: {saturation}}) {
+  byId('warning').hidden = saturation === null;
+  byId('warning').textContent = saturation ?? '';
 }
 
 function verdictTile(conditions) {

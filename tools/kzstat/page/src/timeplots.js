@@ -149,6 +149,7 @@ function looksOf(kind, colours) {
     mean: {stroke: colours.accent, width: 1.5, points},
     throughput: {stroke: colours.accent, width: 1.75, points},
     errors: {stroke: colours.bad, width: 1.5, fill: `${colours.bad}38`, points},
+    processor: {stroke: colours.maximum, width: 1.5, fill: `${colours.maximum}30`, points},
     p50: {stroke: colours.accent, width: 1.75, points},
     p95: {stroke: colours.p95, width: 1.5, points},
     p99: {stroke: colours.p99, width: 1.5, points},
