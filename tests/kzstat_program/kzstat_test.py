@@ -50,11 +50,11 @@ class JournalTest(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.folder, name)
 
-    def make_run(self, name="run.kzj", factor=1, **facts):
-        """Ten slices; the load comes to its highest in the third."""
+    def make_run(self, name="run.kzj", factor=1, slices=10, **facts):
+        """The same ten slices again and again; the load comes to its highest in the third."""
         return journals.make(self.path(name), [
-            {LOGIN: [factor * (100 + i), factor * (110 + 3 * i)], LOGINS: [1, 1],
-             CLIENTS: [min(i + 1, 3)]} for i in range(10)], **facts)
+            {LOGIN: [factor * (100 + i % 10), factor * (110 + 3 * (i % 10))], LOGINS: [1, 1],
+             CLIENTS: [min(i + 1, 3)]} for i in range(slices)], **facts)
 
     def assert_fails(self, result, expected, status=2):
         self.assertEqual(status, result.status)
@@ -673,8 +673,8 @@ class Export(JournalTest):
 class Compare(JournalTest):
     def setUp(self):
         super().setUp()
-        self.make_run()
-        self.slower = self.make_run("slower.kzj", factor=1.5)
+        self.make_run(slices=40)
+        self.slower = self.make_run("slower.kzj", factor=1.5, slices=40)
 
     def compare(self, *conditions):
         return run("compare", self.run_path, self.slower,
@@ -683,8 +683,8 @@ class Compare(JournalTest):
     def make_distributed_runs(self):
         os.remove(self.run_path)
         os.remove(self.slower)
-        self.make_run(has_distributions=True)
-        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.make_run(slices=40, has_distributions=True)
+        self.make_run("slower.kzj", factor=1.5, slices=40, has_distributions=True)
 
     def test_what_changed_is_marked(self):
         result = self.compare()
@@ -715,7 +715,7 @@ class Compare(JournalTest):
 
     def test_percentiles_of_one_run_only(self):
         os.remove(self.slower)
-        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.make_run("slower.kzj", factor=1.5, slices=40, has_distributions=True)
         self.assertEqual([["p50", "ms", "-", "163.5", "-", "-", "-"]],
                          self.percentile_rows("--percentiles", "50"))
 
@@ -744,16 +744,13 @@ class Compare(JournalTest):
                          [line.lstrip("* ").split()[0] for line in lines])
         self.assertTrue(lines[0].endswith(">"), lines[0])
 
-    def test_a_name_without_values_has_no_mean(self):
-        idle = journals.make(self.path("idle.kzj"), [{LOGIN: []}] * 10)
-        for runs, means in (((self.run_path, idle), ["114", "-"]),
-                            ((idle, self.run_path), ["-", "114"])):
+    def test_a_name_without_values_is_compared_by_their_rate(self):
+        idle = journals.make(self.path("idle.kzj"), [{LOGIN: []}] * 40)
+        for runs, cells in (((self.run_path, idle), ["2", "0", "-2", "-100%", "<0.001"]),
+                            ((idle, self.run_path), ["0", "2", "+2", "-", "<0.001"])):
             lines = run("compare", *runs).out.splitlines()
             (row,) = [line.split() for line in lines if "login.time" in line]
-            self.assertEqual(["login.time", "mean", "ms", *means, "-", "-", "-"], row)
-        (name,) = json.loads(run("compare", *runs, "--format", "json").out)["names"]
-        self.assertEqual((None, 114, None, None), (name["first"], name["second"],
-                                                           name["difference"], name["p_value"]))
+            self.assertEqual(["*", "login.time", "values/s", *cells], row)
 
     def test_json(self):
         self.make_distributed_runs()
@@ -761,11 +758,17 @@ class Compare(JournalTest):
                      "login.time p50 > 1ms", "--fail-if", "logins sum -1")
         self.assertEqual((1, ""), (result.status, result.err))
         report = json.loads(result.out)
-        self.assertEqual(("10 slices", []), (report["second"]["completeness"],
-                                             report["second"]["only_here"]))
+        (second,) = report["second"]["runs"]
+        self.assertEqual((self.slower, "40 slices", []), (
+            second["path"], second["completeness"], report["second"]["only_here"]))
+        self.assertEqual(("slices", 0.03, None), (
+            report["samples_are"], report["least_difference"], report["nothing_tested_because"]))
         self.assertEqual(["login.time p50 > 1ms: it is 163.5 ms"], report["failures"])
         login = next(each for each in report["names"] if each["name"] == "login.time")
-        self.assertEqual(("mean", True), (login["tested"], login["is_significant"]))
+        self.assertEqual(("mean", True, "marked"),
+                         (login["tested"], login["is_significant"], login["finding"]))
+        self.assertEqual({"first": 40, "second": 40}, login["samples"])
+        self.assertLessEqual(login["effective_samples"]["first"], 40)
         self.assertEqual(["p50", "p95", "p99"], list(login["percentiles"]))
         self.assertEqual({"first": 109.25, "second": 163.5, "difference": 54.25,
                           "relative_difference": 54.25 / 109.25}, login["percentiles"]["p50"])
@@ -774,7 +777,7 @@ class Compare(JournalTest):
 
     def test_what_is_missing_is_null_in_json(self):
         os.remove(self.slower)
-        self.make_run("slower.kzj", factor=1.5, has_distributions=True)
+        self.make_run("slower.kzj", factor=1.5, slices=40, has_distributions=True)
         report = json.loads(self.compare_with("--format", "json"))
         login = next(each for each in report["names"] if each["name"] == "login.time")
         self.assertEqual({"first": None, "second": 163.5, "difference": None,
@@ -819,10 +822,50 @@ class Compare(JournalTest):
         self.assert_fails(self.compare("logout.time mean +1%"), "the first run has no logout.time")
 
     def test_names_of_one_run_only(self):
-        self.slower = journals.make(self.path("other.kzj"), [{("logouts", "Counter"): [1]}])
+        self.slower = journals.make(self.path("other.kzj"), [{("logouts", "Counter"): [1]}] * 40)
         out = self.compare().out
         self.assertIn("only in the first run: login.time\n", out)
         self.assertIn("only in the second run: logouts\n", out)
+        (row,) = [line.split() for line in out.splitlines() if "logouts  " in line]
+        self.assertEqual(["*", "logouts", "rate/s", "0", "1", "+1", "-", "<0.001"], row)
+
+    def test_a_condition_on_a_name_of_one_run(self):
+        self.slower = journals.make(self.path("other.kzj"), [{("errors", "Counter"): [1]}] * 40)
+        result = self.compare("errors rate +0.1")
+        self.assertTrue(result.out.endswith("failed: errors rate +0.1: 0 became 1\n"), result.out)
+        self.assertEqual(1, result.status)
+        self.assertEqual(0, self.compare("logins sum > 0", "login.time count > 0").status)
+        self.assert_fails(self.compare("login.time mean > 1ms"),
+                          "the second run has no mean of login.time")
+        self.assert_fails(self.compare("eror rate +0.1"), "the first run has no eror")
+
+    def test_a_condition_on_failures_of_which_there_are_none(self):
+        self.assertEqual(0, self.compare("login.time.failed count > 0").status)
+        self.assertEqual(1, self.compare("login.time.failed count < 1").status)
+
+    def test_too_few_slices(self):
+        short = self.make_run("short.kzj", factor=2)
+        self.slower = short
+        report = json.loads(self.compare_with("--format", "json"))
+        self.assertEqual("nothing is marked: that takes at least 30 slices a side, and there are 40"
+                         " and 10", report["nothing_tested_because"])
+        login = next(each for each in report["names"] if each["name"] == "login.time")
+        self.assertEqual((None, False, "too_few_samples", {"first": 40, "second": 10}), (
+            login["p_value"], login["is_significant"], login["finding"], login["samples"]))
+        self.assertEqual(None, login["effective_samples"]["second"])
+
+    def test_several_runs_a_side(self):
+        runs = [self.make_run(f"{i}.kzj", factor=factor, has_distributions=True)
+                for i, factor in enumerate((1, 1.01, 1.5, 1.52))]
+        result = run("compare", *runs[:2], "--", *runs[2:], "--fail-if", "login.time p95 > 150ms")
+        self.assertEqual((1, ""), (result.status, result.err))
+        lines = result.out.splitlines()
+        self.assertEqual([f"{path}: 10 slices" for path in runs], lines[:4])
+        self.assertEqual(["login.time"],
+                         [line.split()[1] for line in lines if line.startswith("*")])
+        report = json.loads(run("compare", *runs[:2], "--", *runs[2:], "--format", "json").out)
+        self.assertEqual(("runs", runs[2:]), (
+            report["samples_are"], [each["path"] for each in report["second"]["runs"]]))
 
 
 class Merge(JournalTest):
@@ -1355,8 +1398,8 @@ class Files(JournalTest):
 
 class Colours(JournalTest):
     def compare_on_a_terminal(self, environment=None):
-        one = self.make_run("one.kzj")
-        two = self.make_run("two.kzj", factor=2)
+        one = self.make_run("one.kzj", slices=40)
+        two = self.make_run("two.kzj", factor=2, slices=40)
         terminal = terminals.Terminal(self.folder, [KZSTAT, "compare", one, two],
                                       environment=environment)
         self.addCleanup(terminal.close)
@@ -1370,8 +1413,8 @@ class Colours(JournalTest):
         self.assertNotIn("\x1b", self.compare_on_a_terminal({"NO_COLOR": "1"}))
 
     def test_not_in_a_pipe(self):
-        one = self.make_run("one.kzj")
-        two = self.make_run("two.kzj", factor=2)
+        one = self.make_run("one.kzj", slices=40)
+        two = self.make_run("two.kzj", factor=2, slices=40)
         self.assertNotIn("\x1b", run("compare", one, two).out)
 
 

@@ -15,7 +15,8 @@ _kzstat() {
         [[ $command != compare ]] || words='table json'
         [[ $command != verdict ]] || words='text json junit github'
     elif [[ $previous == --at || $previous == --from || $previous == --to || $previous == --fail-if ||
-            $previous == --percentiles || $previous == --require || $previous == --port || $previous == --bind ]]; then
+            $previous == --least || $previous == --percentiles || $previous == --require || $previous == --port ||
+            $previous == --bind ]]; then
         return
     elif [[ $previous == --token-file || $previous == --tls-cert || $previous == --tls-key ||
             $previous == --conditions ]]; then
@@ -27,7 +28,7 @@ _kzstat() {
             show) words="--sort --follow --percentiles $range --help" ;;
             report) words="--output $range --help" ;;
             serve) words='--port --bind --token-file --tls-cert --tls-key --help' ;;
-            compare) words="--fail-if --format --percentiles $range --help" ;;
+            compare) words="--fail-if --least --format --percentiles $range --help" ;;
             verdict) words="--require --conditions --baseline --store --format $range --help" ;;
             export) words="--format --spreadsheet-safe --percentiles --buckets ${range% --all} --help" ;;
             merge) words='--output --help' ;;

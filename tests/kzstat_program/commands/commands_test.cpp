@@ -226,13 +226,77 @@ TEST_F(Commands, ExportWritesEveryRecord) {
                             StartsWith("2,2,login,Timer,3,10,30,20,60,1400,1,20,20,20,20,400,")));
 }
 
+/// Forty slices, of which each repeats one of these.
+Logins Forty(const Logins& pattern) {
+    Logins logins;
+    for (std::size_t i = 0; i < 40; ++i) logins.push_back(pattern[i % pattern.size()]);
+    return logins;
+}
+
 TEST_F(Commands, CompareMarksWhatChanged) {
-    Make("before", {{10, 11}, {12, 10}});
-    Make("after", {{20, 21}, {22, 20}});
+    Make("before", Forty({{10, 11}, {12, 10}}));
+    Make("after", Forty({{20, 21}, {22, 20}}));
     const Result compared = Run({"compare", "before", "after", "--fail-if", "login mean +50%"});
     EXPECT_EQ(kzstatprogram::kDoesNotHold, compared.status);
     EXPECT_THAT(compared.lines, testing::Contains(StartsWith("*  login ")));
     EXPECT_EQ("failed: login mean +50%: 10.75 became 20.75", compared.lines.back());
+}
+
+TEST_F(Commands, CompareMarksNothingBelowTheLeastDifference) {
+    Make("before", Forty({{10, 11}, {12, 10}}));
+    Make("after", Forty({{20, 21}, {22, 20}}));
+    EXPECT_THAT(Run({"compare", "before", "after", "--least", "100"}).lines,
+                testing::Not(testing::Contains(StartsWith("*"))));
+    for (const char* const least : {"-1", "nan", "inf", "x"})
+        EXPECT_THAT(Run({"compare", "before", "after", "--least", least}).error,
+                    HasSubstr("is no number of at least 0"))
+            << least;
+}
+
+TEST_F(Commands, CompareSaysOnceWhyNothingIsMarked) {
+    Make("before", {{10, 11}, {12, 10}});
+    Make("after", {{20, 21}, {22, 20}});
+    EXPECT_THAT(
+        Run({"compare", "before", "after"}).lines,
+        ElementsAre("before: 2 slices", "after: 2 slices", HasSubstr("difference"),
+                    HasSubstr("clients"), HasSubstr("mean"), HasSubstr("p50"), HasSubstr("p95"),
+                    HasSubstr("p99"),
+                    "nothing is marked: that takes at least 30 slices a side, and there are 2 and"
+                    " 2"));
+}
+
+TEST_F(Commands, CompareSaysHowManyNamesAreNotTested) {
+    Make("run", Forty({{10}, {}}));
+    EXPECT_EQ("not tested: 1 of 2 names, with values in fewer than 30 slices of a side",
+              Run({"compare", "run", "run"}).lines.back());
+}
+
+TEST_F(Commands, CompareTakesSeveralRunsASide) {
+    Make("a1", {{10}});
+    Make("a2", {{11}});
+    Make("b1", {{20}});
+    Make("b2", {{21}});
+    const Result compared =
+        Run({"compare", "a1", "a2", "--", "b1", "b2", "--fail-if", "login mean +50%"});
+    EXPECT_EQ("b2: 1 slices", compared.lines.at(3));
+    EXPECT_THAT(compared.lines, testing::Contains(StartsWith("*  login ")));
+    EXPECT_EQ("failed: login mean +50%: 10.50 became 20.50", compared.lines.back());
+}
+
+TEST_F(Commands, CompareOfOneRunASideIsOfTheirSlices) {
+    Make("a1", {{10}});
+    EXPECT_THAT(Run({"compare", "a1", "--", "a1"}).lines.back(), HasSubstr("30 slices a side"));
+}
+
+TEST_F(Commands, CompareNeedsTwoSides) {
+    Make("a", {{10}});
+    using Words = std::vector<std::string>;
+    for (const Words& named : {Words{"a"}, Words{"a", "a", "a"}, Words{"--", "a", "a"},
+                               Words{"a", "a", "--"}, Words{"a", "--", "a", "--", "a"}}) {
+        Words words{"compare"};
+        words.insert(words.end(), named.begin(), named.end());
+        EXPECT_THAT(Run(words).error, HasSubstr("name two runs"));
+    }
 }
 
 TEST_F(Commands, VerdictWarnsOfAGeneratorThatWasItselfTheBottleneck) {

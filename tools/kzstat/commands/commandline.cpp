@@ -1,11 +1,28 @@
 #include "commands/commandline.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <limits>
 #include <map>
 #include <utility>
 
 namespace kzstatprogram {
 namespace {
+
+/// Stands for "--" between groups, at which the parser would end the options. No argument of a
+/// process has a zero byte.
+const std::string kGroupEnd(1, '\0');
+
+std::vector<std::vector<std::string>> GroupsOf(const std::vector<std::string>& words) {
+    std::vector<std::vector<std::string>> groups(1);
+    for (const std::string& word : words) {
+        if (word == kGroupEnd)
+            groups.emplace_back();
+        else
+            groups.back().push_back(word);
+    }
+    return groups;
+}
 
 Action Print(const std::string& text) {
     return [text](Output& output) {
@@ -42,6 +59,19 @@ Option& Option::OneOf(const std::vector<std::string>& values,
 
 Option& Option::Between(int least, int most) {
     m_option.check(CLI::Range(least, most));
+    return *this;
+}
+
+Option& Option::NotNegative() {
+    m_option.check(CLI::Validator(
+        [](const std::string& value) {
+            double number = 0;
+            const bool isNumber = CLI::detail::lexical_cast(value, number);
+            // Not so of NaN.
+            const bool isWithin = number >= 0 && number <= std::numeric_limits<double>::max();
+            return isNumber && isWithin ? "" : "'" + value + "' is no number of at least 0";
+        },
+        ""));
     return *this;
 }
 
@@ -105,6 +135,14 @@ void Command::AddFlag(const char* name, bool& value, const char* description) {
     m_app.add_flag(name, value, description);
 }
 
+Option Command::AddGroups(const char* name, std::vector<std::vector<std::string>>& groups,
+                          const char* description) {
+    m_commandWithGroups = m_app.get_name();
+    return Option(*m_app.add_option_function<std::vector<std::string>>(
+        name, [&groups](const std::vector<std::string>& words) { groups = GroupsOf(words); },
+        description));
+}
+
 void Command::Footer(const char* text) {
     m_app.footer(text);
 }
@@ -122,7 +160,7 @@ CommandLine::CommandLine(const char* description, const char* program, const cha
 CommandLine::~CommandLine() = default;
 
 Command CommandLine::AddCommand(const char* name, const char* description) {
-    return Command(*m_app->add_subcommand(name, description), m_chosen);
+    return Command(*m_app->add_subcommand(name, description), m_chosen, m_commandWithGroups);
 }
 
 void CommandLine::CheckCommand(const std::string& given) const {
@@ -139,7 +177,7 @@ Action CommandLine::Parse(int argc, char** argv) {
     const std::string first = argc > 1 ? argv[1] : "";
     if (!first.starts_with('-')) CheckCommand(first);
     try {
-        m_app->parse(argc, argv);
+        m_app->parse(WordsOf(argc, argv));
         return m_chosen;
     } catch (const CLI::CallForHelp&) {
         return Print(m_app->help());
@@ -148,6 +186,15 @@ Action CommandLine::Parse(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
     }
+}
+
+/// In the order that the parser takes: the last one first.
+std::vector<std::string> CommandLine::WordsOf(int argc, char** argv) const {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (!words.empty() && words.front() == m_commandWithGroups)
+        std::replace(words.begin(), words.end(), std::string("--"), kGroupEnd);
+    std::reverse(words.begin(), words.end());
+    return words;
 }
 
 std::string CommandLine::Explain(const UsageError& error) const {

@@ -46,6 +46,8 @@ public:
     Option& OneOf(const std::vector<std::string>& values,
                   const std::function<bool(const std::string&)>& admits);
     Option& Between(int least, int most);
+    /// A finite number, not below 0.
+    Option& NotNegative();
     /// A number of seconds, or of the unit that follows it: s, m or h.
     Option& Duration();
     /// An argument that takes that many values or more.
@@ -62,7 +64,8 @@ private:
 /// Declares what one command takes. Belongs to the command line. Compatible.
 class Command {
 public:
-    Command(CLI::App& app, Action& chosen) : m_app(app), m_chosen(chosen) {}
+    Command(CLI::App& app, Action& chosen, std::string& commandWithGroups)
+        : m_app(app), m_chosen(chosen), m_commandWithGroups(commandWithGroups) {}
 
     // Each declares an option ("-o,--option") or an argument ("NAME"). Its variable is set by the
     // time that the action runs, and must live until then.
@@ -73,6 +76,10 @@ public:
     Option Add(const char* names, std::optional<double>& value, const char* description);
     Option Add(const char* names, std::optional<std::string>& value, const char* description);
     void AddFlag(const char* name, bool& value, const char* description);
+    /// Declares an argument of one value or more, in groups that "--" separates. Options may follow
+    /// it. Of one command at most.
+    Option AddGroups(const char* name, std::vector<std::vector<std::string>>& groups,
+                     const char* description);
 
     /// What the help ends with.
     void Footer(const char* text);
@@ -81,6 +88,7 @@ public:
 private:
     CLI::App& m_app;
     Action& m_chosen;
+    std::string& m_commandWithGroups;
 };
 
 /// The command line of a program with commands, of which the user names one. Compatible.
@@ -100,10 +108,12 @@ public:
     std::string Explain(const UsageError& error) const;
 
 private:
+    std::vector<std::string> WordsOf(int argc, char** argv) const;
     void CheckCommand(const std::string& given) const;
 
     const std::unique_ptr<CLI::App> m_app;
     Action m_chosen;
+    std::string m_commandWithGroups;  // empty if there is none
 };
 
 }  // namespace kzstatprogram

@@ -1,6 +1,9 @@
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/commands.h"
@@ -20,40 +23,99 @@ namespace {
 constexpr char kJson[] = "json";
 
 struct CompareOptions {
-    std::string before;
-    std::string after;
+    std::vector<std::vector<std::string>> groups;
+    double leastPercent = 3;
     std::string format = "table";
     std::vector<std::string> conditions;
     PercentileOption percentiles;
     RangeOptions range;
 };
 
+using Paths = std::vector<std::string>;
+
+/// What the user wants compared. Compatible.
+struct Sides {
+    Paths before;
+    Paths after;
+};
+
+Sides SidesOf(const CompareOptions& options) {
+    const auto& groups = options.groups;
+    if (groups.size() == 1 && groups[0].size() == 2) return {{groups[0][0]}, {groups[0][1]}};
+    if (groups.size() == 2 && !groups[0].empty() && !groups[1].empty())
+        return {groups[0], groups[1]};
+    throw UsageError("name two runs, or several runs a side with -- between the sides");
+}
+
 /// What a comparison is of. Its differences point into it.
-struct ComparedRuns {
+struct ComparedSides {
     ComparedRun before;
     ComparedRun after;
+    std::vector<std::string> onlyBefore;
+    std::vector<std::string> onlyAfter;
 };
+
+using ReadRun = std::function<ComparedRun(const std::string& path)>;
+
+std::vector<ComparedRun> ReadAll(const Paths& paths, const ReadRun& read) {
+    std::vector<ComparedRun> runs;
+    for (const std::string& path : paths) runs.push_back(read(path));
+    return runs;
+}
+
+ComparedSides Read(const Sides& sides, const ReadRun& readBefore, const ReadRun& readAfter) {
+    std::vector<ComparedRun> before = ReadAll(sides.before, readBefore);
+    std::vector<ComparedRun> after = ReadAll(sides.after, readAfter);
+    const bool areRunsSamples = before.size() > 1 || after.size() > 1;
+    ComparedSides compared;
+    compared.before = areRunsSamples ? SideOf(std::move(before)) : std::move(before.front());
+    compared.after = areRunsSamples ? SideOf(std::move(after)) : std::move(after.front());
+    compared.onlyBefore = OnlyIn(compared.before, compared.after);
+    compared.onlyAfter = OnlyIn(compared.after, compared.before);
+    AddMissingNames(compared.before, compared.after);
+    AddMissingNames(compared.after, compared.before);
+    return compared;
+}
 
 void Print(const std::vector<ComparisonRow>& rows, Output& output) {
     const std::vector<std::string> lines = TableOf(rows, NameWidth(output)).Lines();
     for (std::size_t i = 0; i < lines.size(); ++i)
         output.WriteLine(output.Fit(lines[i]),
-                         i > 0 && rows[i - 1].isSignificant ? Output::Striking : Output::Plain);
+                         i > 0 && rows[i - 1].isMarked ? Output::Striking : Output::Plain);
 }
 
-void PrintNames(const char* where, const std::vector<std::string>& names, Output& output) {
+/// Says why names are not marked that might differ: once for all of them.
+void PrintReasons(const ComparedSides& compared, const std::vector<Difference>& differences,
+                  Output& output) {
+    if (const auto reason = ReasonWhyNothingIsTested(compared.before, compared.after)) {
+        output.WriteLine(*reason);
+        return;
+    }
+    const auto untested = std::count_if(
+        differences.begin(), differences.end(),
+        [](const Difference& each) { return each.finding == Finding::TooFewSamples; });
+    const bool areSlices = compared.before.sampling == Sampling::Slices;
+    if (untested > 0)
+        output.WriteLine("not tested: " + std::to_string(untested) + " of " +
+                         std::to_string(differences.size()) + " names, with values in fewer than " +
+                         std::to_string(areSlices ? kLeastSlices : kLeastRuns) +
+                         (areSlices ? " slices" : " runs") + " of a side");
+}
+
+void PrintNames(const char* where, const std::vector<std::string>& names, bool areSides,
+                Output& output) {
     for (const std::string& name : names)
-        output.WriteLine(std::string("only in the ") + where +
-                         " run: " + kzterminal::Printable(name));
+        output.WriteLine(std::string("only in the ") + where + (areSides ? " runs: " : " run: ") +
+                         kzterminal::Printable(name));
 }
 
 /// Tells a failure as soon as it is known: a later condition may be one that cannot be checked.
-ExitStatus PrintFailures(const ComparedRuns& runs, const std::vector<FailCondition>& conditions,
+ExitStatus PrintFailures(const ComparedSides& sides, const std::vector<FailCondition>& conditions,
                          Output& output) {
     ExitStatus status = kDone;
     for (const FailCondition& condition : conditions) {
         output.Flush();
-        const std::optional<std::string> failure = condition.Check(runs.before, runs.after);
+        const std::optional<std::string> failure = condition.Check(sides.before, sides.after);
         if (!failure) continue;
         output.WriteLine("failed: " + *failure, Output::Bad);
         status = kDoesNotHold;
@@ -61,7 +123,7 @@ ExitStatus PrintFailures(const ComparedRuns& runs, const std::vector<FailConditi
     return status;
 }
 
-ExitStatus CompareForPeople(const CompareOptions& options,
+ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
                             const std::vector<FailCondition>& conditions, const RunOpener& runs,
                             Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
@@ -70,28 +132,36 @@ ExitStatus CompareForPeople(const CompareOptions& options,
         output.WriteLine(DescribeJournal(*run, path));
         return ReadForComparison(*run, options.range.RangeOf(*run));
     };
-    const ComparedRuns compared{read(options.before), read(options.after)};
-    Print(RowsOf(Compare(compared.before, compared.after), percentiles), output);
-    PrintNames("first", OnlyIn(compared.before, compared.after), output);
-    PrintNames("second", OnlyIn(compared.after, compared.before), output);
+    const ComparedSides compared = Read(sides, read, read);
+    const std::vector<Difference> differences =
+        Compare(compared.before, compared.after, options.leastPercent / 100);
+    const bool areSides = compared.before.sampling == Sampling::Runs;
+    Print(RowsOf(differences, percentiles), output);
+    PrintReasons(compared, differences, output);
+    PrintNames("first", compared.onlyBefore, areSides, output);
+    PrintNames("second", compared.onlyAfter, areSides, output);
     return PrintFailures(compared, conditions, output);
 }
 
-ExitStatus CompareForPrograms(const CompareOptions& options,
+ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
                               const std::vector<FailCondition>& conditions, const RunOpener& runs,
                               Output& output) {
     const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
     ComparisonReport report;
-    const auto read = [&](const std::string& path, ComparisonReport::Run& reported) {
-        const std::unique_ptr<RunReader> run = runs.Open(path);
-        reported = {path, run->Facts().id, CompletenessText(*run), {}};
-        return ReadForComparison(*run, options.range.RangeOf(*run));
+    const auto readInto = [&](ComparisonReport::Side& side) {
+        return [&options, &runs, &side](const std::string& path) {
+            const std::unique_ptr<RunReader> run = runs.Open(path);
+            side.runs.push_back({path, run->Facts().id, CompletenessText(*run)});
+            return ReadForComparison(*run, options.range.RangeOf(*run));
+        };
     };
-    const ComparedRuns compared{read(options.before, report.before),
-                                read(options.after, report.after)};
-    report.differences = Compare(compared.before, compared.after);
-    report.before.namesOfItAlone = OnlyIn(compared.before, compared.after);
-    report.after.namesOfItAlone = OnlyIn(compared.after, compared.before);
+    const ComparedSides compared = Read(sides, readInto(report.before), readInto(report.after));
+    report.before.namesOfItAlone = compared.onlyBefore;
+    report.after.namesOfItAlone = compared.onlyAfter;
+    report.sampling = compared.before.sampling;
+    report.least = options.leastPercent / 100;
+    report.reason = ReasonWhyNothingIsTested(compared.before, compared.after);
+    report.differences = Compare(compared.before, compared.after, report.least);
     for (const FailCondition& condition : conditions)
         if (const auto failure = condition.Check(compared.before, compared.after))
             report.failures.push_back(*failure);
@@ -101,9 +171,12 @@ ExitStatus CompareForPrograms(const CompareOptions& options,
 
 ExitStatus Compare(const CompareOptions& options, const std::vector<FailCondition>& conditions,
                    const RunOpener& runs, Output& output) {
-    CheckJournals({options.before, options.after});
-    return options.format == kJson ? CompareForPrograms(options, conditions, runs, output)
-                                   : CompareForPeople(options, conditions, runs, output);
+    const Sides sides = SidesOf(options);
+    Paths all = sides.before;
+    all.insert(all.end(), sides.after.begin(), sides.after.end());
+    CheckJournals(all);
+    return options.format == kJson ? CompareForPrograms(options, sides, conditions, runs, output)
+                                   : CompareForPeople(options, sides, conditions, runs, output);
 }
 
 /// Refuses a mistake as the rest of the command line does.
@@ -121,14 +194,21 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
     Command command =
         line.AddCommand("compare", "Compare two runs by name and mark significant differences");
     const auto options = std::make_shared<CompareOptions>();
-    DeclareJournal(command, "FIRST", options->before, "The journal of the first run");
-    DeclareJournal(command, "SECOND", options->after, "The journal of the second run");
+    command
+        .AddGroups("RUN", options->groups,
+                   "The journals of two runs, or of several runs a side: A1 A2 A3 -- B1 B2 B3")
+        .Required()
+        .ValueName("FILE");
     command
         .Add("--fail-if", options->conditions,
              "Exit with status 1 if a statistic changed by more than this ('login.time mean +10%'),"
              " or if that of the second run is so ('login.time p95 > 250ms')")
         .ValueName("CONDITION")
         .Repeatable();
+    command.Add("--least", options->leastPercent, "Mark no difference below this many percent")
+        .NotNegative()
+        .ValueName("PERCENT")
+        .ShowsDefault();
     command.Add("--format", options->format, "table, or json for programs")
         .OneOf({options->format, kJson})
         .ValueName("FORMAT")
@@ -137,7 +217,10 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
         command, "The percentiles to compare, such as 50,99.9; by default 50,95,99");
     options->range.Declare(command);
     command.Footer(
-        "A '*' marks names with p < 0.01. Expect about 1 % false positives.\n"
+        "A '*' marks names whose difference is at least that of --least and has p < 0.01. Of two\n"
+        "runs, slices are the samples: at least 30 a side. Of several, runs are: at least 2 a "
+        "side.\n"
+        "Expect false positives in about 1 % of the names.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");
     command.Does([options, &runs](Output& output) {
         return Compare(*options, ConditionsOf(*options), runs, output);

@@ -17,7 +17,7 @@ Json Number(double value) {
     return std::isfinite(value) ? Json(value) : Json(nullptr);
 }
 
-Json BothOf(const std::optional<double>& before, const std::optional<double>& after) {
+Json ComparedJson(const std::optional<double>& before, const std::optional<double>& after) {
     return {{"first", Number(before.value_or(kNone))},
             {"second", Number(after.value_or(kNone))},
             {"difference", Number(after.value_or(kNone) - before.value_or(kNone))},
@@ -25,32 +25,65 @@ Json BothOf(const std::optional<double>& before, const std::optional<double>& af
 }
 
 const char* TextOf(Tested tested) {
-    if (tested == Tested::Values) return "mean";
-    return tested == Tested::Levels ? "level" : "rate";
+    switch (tested) {
+        case Tested::Means:
+            return "mean";
+        case Tested::Levels:
+            return "level";
+        default:
+            return "rate";
+    }
+}
+
+const char* TextOf(Finding finding) {
+    switch (finding) {
+        case Finding::Marked:
+            return "marked";
+        case Finding::Unclear:
+            return "unclear";
+        case Finding::BelowLeast:
+            return "below_least";
+        case Finding::TooFewSamples:
+            return "too_few_samples";
+        default:
+            return "not_comparable";
+    }
+}
+
+/// Unknown as long as too few samples are there.
+double EffectiveSamples(const MeanEstimate& estimate) {
+    return estimate.freedom > 0 ? estimate.effectiveSamples : kNone;
 }
 
 Json JsonOf(const Difference& difference, const std::vector<Percentile>& percentiles) {
     const Statistics& before = *difference.before;
     const Statistics& after = *difference.after;
+    const MeanEstimate& meanBefore = difference.meanBefore;
+    const MeanEstimate& meanAfter = difference.meanAfter;
     Json json{{"name", before.name},
               {"type", TypeText(before.type)},
               {"unit", before.unit},
-              {"tested", TextOf(TestedIn(before))}};
-    json.update(BothOf(MeanOf(difference.sampleBefore), MeanOf(difference.sampleAfter)));
+              {"tested", TextOf(difference.tested)}};
+    json.update(ComparedJson(MeanOf(meanBefore), MeanOf(meanAfter)));
+    json["samples"] = {{"first", meanBefore.samples}, {"second", meanAfter.samples}};
+    json["effective_samples"] = {{"first", Number(EffectiveSamples(meanBefore))},
+                                 {"second", Number(EffectiveSamples(meanAfter))}};
     json["p_value"] = Number(difference.probability.value_or(kNone));
-    json["is_significant"] = IsSignificant(difference);
+    json["is_significant"] = difference.finding == Finding::Marked;
+    json["finding"] = TextOf(difference.finding);
     json["percentiles"] = Json::object();
     for (const Percentile& each : PercentilesIn(difference, percentiles))
         json["percentiles"][each.title] =
-            BothOf(QuantileOf(before, each.quantile), QuantileOf(after, each.quantile));
+            ComparedJson(QuantileOf(before, each.quantile), QuantileOf(after, each.quantile));
     return json;
 }
 
-Json JsonOf(const ComparisonReport::Run& run) {
-    return {{"path", run.path},
-            {"run_id", run.id},
-            {"completeness", run.completeness},
-            {"only_here", run.namesOfItAlone}};
+Json JsonOf(const ComparisonReport::Side& side) {
+    Json runs = Json::array();
+    for (const ComparisonReport::Run& run : side.runs)
+        runs.push_back(
+            {{"path", run.path}, {"run_id", run.id}, {"completeness", run.completeness}});
+    return {{"runs", runs}, {"only_here", side.namesOfItAlone}};
 }
 
 }  // namespace
@@ -60,6 +93,9 @@ std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>
     for (const Difference& each : report.differences) names.push_back(JsonOf(each, percentiles));
     const Json json{{"first", JsonOf(report.before)},
                     {"second", JsonOf(report.after)},
+                    {"samples_are", report.sampling == Sampling::Runs ? "runs" : "slices"},
+                    {"least_difference", report.least},
+                    {"nothing_tested_because", report.reason ? Json(*report.reason) : Json()},
                     {"names", names},
                     {"failures", report.failures}};
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

@@ -1,6 +1,7 @@
 #ifndef KZSTATPROGRAM_COMPARISONJSON_H
 #define KZSTATPROGRAM_COMPARISONJSON_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,10 +16,16 @@ struct ComparisonReport {
         std::string path;
         std::string id;
         std::string completeness;  ///< as `CompletenessText` has it
+    };
+    struct Side {
+        std::vector<Run> runs;
         std::vector<std::string> namesOfItAlone;
     };
-    Run before;
-    Run after;
+    Side before;
+    Side after;
+    Sampling sampling = Sampling::Slices;
+    double least = 0;                   ///< the smallest difference that matters, in parts
+    std::optional<std::string> reason;  ///< why nothing is tested
     std::vector<Difference> differences;
     std::vector<std::string> failures;  ///< of conditions, a line each
 };

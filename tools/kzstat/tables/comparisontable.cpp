@@ -12,10 +12,11 @@ using kzterminal::Table;
 
 /// What the means are means of.
 std::string QuantityOf(const Difference& difference) {
-    const Statistics& row = *difference.before;
-    switch (TestedIn(row)) {
-        case Tested::Values:
-            return std::string("mean ") + row.unit;
+    switch (difference.tested) {
+        case Tested::Means:
+            return std::string("mean ") + difference.before->unit;
+        case Tested::RatesOfValues:
+            return "values/s";
         case Tested::Levels:
             return "level";
         default:
@@ -51,8 +52,8 @@ std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
                                   const std::vector<Percentile>& percentiles) {
     std::vector<ComparisonRow> rows;
     for (const Difference& each : differences) {
-        rows.push_back({each.before->name, QuantityOf(each), MeanOf(each.sampleBefore),
-                        MeanOf(each.sampleAfter), each.probability, IsSignificant(each)});
+        rows.push_back({each.before->name, QuantityOf(each), MeanOf(each.meanBefore),
+                        MeanOf(each.meanAfter), each.probability, each.finding == Finding::Marked});
         for (const Percentile& percentile : PercentilesIn(each, percentiles))
             rows.push_back({each.before->name, percentile.title + " " + each.before->unit,
                             QuantileOf(*each.before, percentile.quantile),
@@ -71,9 +72,9 @@ Table TableOf(const std::vector<ComparisonRow>& rows, std::size_t nameWidth) {
                  {"", Table::Right},
                  {"p", Table::Right}});
     for (const ComparisonRow& row : rows)
-        table.Add({row.isSignificant ? "*" : " ", kzterminal::Cut(row.name, nameWidth),
-                   row.quantity, Cell(row.before), Cell(row.after), DifferenceCell(row),
-                   ShareCell(row), ProbabilityCell(row.probability)});
+        table.Add({row.isMarked ? "*" : " ", kzterminal::Cut(row.name, nameWidth), row.quantity,
+                   Cell(row.before), Cell(row.after), DifferenceCell(row), ShareCell(row),
+                   ProbabilityCell(row.probability)});
     return table;
 }
 

@@ -18,7 +18,7 @@ struct ComparisonRow {
     std::optional<double> before;
     std::optional<double> after;
     std::optional<double> probability;
-    bool isSignificant = false;
+    bool isMarked = false;
 };
 
 /// For each difference a row of what was tested and, below it, a row per percentile where the
