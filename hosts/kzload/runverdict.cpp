@@ -21,7 +21,7 @@ void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
     const kzjournal::LoadSpan load = LoadOf(m_run);
     const double elapsed = slice.GetElapsed();
     const double length = slice.GetSliceLength();
-    if (!load.Covers(elapsed, length)) return;
+    if (!load.IsKnown() || !load.Covers(elapsed, length)) return;
     m_figures.Add(slice, length - load.SecondsOutside(elapsed, length));
     if (++m_slicesUnderLoad >= kSlicesBeforeAStop) LookForReasonToStop(elapsed);
 }

@@ -73,10 +73,10 @@ TEST(Condition, OfAShareIsInPercent) {
         EXPECT_THAT(RefusalOf(text), HasSubstr("a share is that of")) << text;
 }
 
-TEST(Condition, HasNoUnitOfTimeForANumber) {
+TEST(Condition, HasNoUnitForANumber) {
     for (const char* const statistic : {"count", "rate"})
         EXPECT_THAT(RefusalOf("login " + std::string(statistic) + " < 5ms"),
-                    HasSubstr("no unit of time"));
+                    HasSubstr("has no unit"));
 }
 
 TEST(Condition, RefusesWhatIsNone) {

@@ -57,6 +57,18 @@ TEST(Judgement, ConvertsUnitsOfTime) {
     }
 }
 
+TEST(Judgement, ConvertsUnitsOfBytes) {
+    MadeFigures run;
+    run.Measured("answer.bytes", "bytes", {{"mean", 1500}});
+    for (const char* const limit : {"1500", "1500B", "1500 bytes", "1.5kB", "0.0015MB"}) {
+        EXPECT_EQ("1500 bytes", Require("answer.bytes mean <= " + std::string(limit), run).text);
+        EXPECT_EQ(Outcome::Failed,
+                  Require("answer.bytes mean < " + std::string(limit), run).outcome);
+    }
+    EXPECT_EQ(Outcome::CannotTell, Require("answer.bytes mean < 2ms", run).outcome);
+    EXPECT_EQ(Outcome::CannotTell, Require("login mean < 2kB", LoginsOf(1)).outcome);
+}
+
 TEST(Judgement, TellsTheValueWithItsUnit) {
     const Judgement judgement = Require("login mean < 0.25s", LoginsOf(251));
     EXPECT_EQ(Outcome::Failed, judgement.outcome);
@@ -111,7 +123,7 @@ TEST(Judgement, CannotTellOfAStatisticWithoutAValue) {
 TEST(Judgement, CannotTellInAUnitThatTheNameDoesNotHave) {
     MadeFigures run;
     run.Counter("bytes", {{"mean", 5}});
-    EXPECT_THAT(Require("bytes mean < 5ms", run).reason, HasSubstr("leave out ms"));
+    EXPECT_THAT(Require("bytes mean < 5ms", run).reason, HasSubstr("not measured in ms"));
     EXPECT_EQ(Outcome::Passed, Require("bytes mean < 6", run).outcome);
 }
 

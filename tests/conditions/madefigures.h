@@ -23,6 +23,10 @@ public:
         m_names[name] = {{CKZStatPointTypeEnum::Counter, "", false}, values};
         return *this;
     }
+    MadeFigures& Measured(const std::string& name, const std::string& unit, const Values& values) {
+        m_names[name] = {{CKZStatPointTypeEnum::Measurement, unit, true}, values};
+        return *this;
+    }
     MadeFigures& Transaction(const std::string& name, const Values& values) {
         m_names[name] = {{CKZStatPointTypeEnum::TransactionTimer, "ms", true}, values};
         return *this;

@@ -956,7 +956,8 @@ class Note(JournalTest):
         return run("note", self.run_path, *arguments)
 
     def shown(self):
-        return [line for line in run("show", self.run_path).out.splitlines() if " UTC  " in line]
+        return [line for line in run("show", self.run_path).out.splitlines()
+                if re.match(r"2023\S+ \S+ UTC  ", line)]
 
     def test_it_is_shown_at_its_time(self):
         self.make_run()

@@ -8,7 +8,7 @@
 
 #include "conditions/failures.h"
 #include "conditions/percentile.h"
-#include "conditions/timeunit.h"
+#include "conditions/unit.h"
 #include "kzjournalerror.h"
 
 namespace kzconditions {
@@ -61,7 +61,7 @@ std::optional<Bound> TakeBound(std::string_view& text) {
     rest = Trimmed(rest.substr(comparison.size()));
     const std::optional<double> limit = TakeNumber(rest);
     const std::string_view unit = Trimmed(rest);
-    const bool isUnit = unit.empty() || unit == kPercent || NanosecondsIn(unit);
+    const bool isUnit = unit.empty() || unit == kPercent || IsUnit(unit);
     if (!limit || !isUnit) return std::nullopt;
     return Bound{std::string(comparison), *limit, std::string(unit)};
 }
@@ -93,7 +93,7 @@ void CheckUnit(const Condition& condition, const std::string& unit) {
     if (isShare && unit != kPercent) throw Refusal(condition.text, ": a share is in %");
     if (!isShare && unit == kPercent) throw Refusal(condition.text, ": only a share is in %");
     if (!isShare && !unit.empty() && !condition.IsInUnitOfValues())
-        throw Refusal(condition.text, ": a " + condition.statistic + " is in no unit of time");
+        throw Refusal(condition.text, ": a " + condition.statistic + " has no unit");
 }
 
 /// Throws kzjournal::Error.

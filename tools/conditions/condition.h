@@ -30,7 +30,7 @@ struct Change {
 struct Bound {
     std::string comparison;  ///< one of < <= > >=
     double limit;
-    std::string unit;  ///< of time, or "%" for a share; empty for that of the name
+    std::string unit;  ///< of time or bytes, or "%" for a share; empty for that of the name
 
     /// Not so of NaN.
     bool Holds(double value, double limitInItsUnit) const;

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "conditions/condition.h"
-#include "conditions/timeunit.h"
+#include "conditions/unit.h"
 
 namespace kzconditions {
 namespace {
@@ -53,7 +53,7 @@ std::optional<double> Share(double part, double whole) {
 /// Work whose failures would be errors.
 bool TakesTime(const std::string& name, const Figures& run) {
     const auto found = run.Find(name);
-    return found && NanosecondsIn(found->unit) && NumberOf(name, run) > 0;
+    return found && IsUnitOfTime(found->unit) && NumberOf(name, run) > 0;
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "conditions/measured.h"
-#include "conditions/timeunit.h"
+#include "conditions/unit.h"
 #include "kzjournalerror.h"
 #include "terminal/numbers.h"
 
@@ -27,12 +27,10 @@ Judgement Unknown(const std::string& condition, const std::string& reason) {
     return judgement;
 }
 
-/// The limit in `unit`; nothing if it is in a unit of time and the values are not.
+/// The limit in `unit`; nothing if its own unit measures something else.
 std::optional<double> LimitIn(const std::string& unit, const Bound& bound) {
     if (bound.unit.empty() || bound.unit == unit) return bound.limit;
-    const std::optional<double> ofValues = NanosecondsIn(unit);
-    if (!ofValues) return std::nullopt;
-    return bound.limit * *NanosecondsIn(bound.unit) / *ofValues;
+    return Convert(bound.limit, bound.unit, unit);
 }
 
 /// With all decimals where the readable number would be on the other side of the limit.
@@ -53,7 +51,7 @@ Judgement JudgeBound(const Condition& condition, const Bound& bound, Demand dema
     const std::optional<double> limit = LimitIn(measured.unit, bound);
     if (!limit)
         return Unknown(condition.text,
-                       condition.name + " is in no unit of time; leave out " + bound.unit);
+                       condition.name + " is not measured in " + bound.unit + "; leave it out");
     const bool holds = bound.Holds(value, *limit);
     const bool isAsItMustBe = demand == Demand::Must ? holds : !holds && !std::isnan(value);
     return {condition.text,

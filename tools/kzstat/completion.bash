@@ -14,8 +14,9 @@ _kzstat() {
         words='csv json influx messages'
         [[ $command != compare ]] || words='table json'
         [[ $command != verdict ]] || words='text json junit github'
-    elif [[ $previous == --at || $previous == --from || $previous == --to || $previous == --fail-if || $previous == --least ||
-            $previous == --percentiles || $previous == --require || $previous == --port || $previous == --bind ]]; then
+    elif [[ $previous == --at || $previous == --from || $previous == --to || $previous == --fail-if ||
+            $previous == --least || $previous == --percentiles || $previous == --require || $previous == --port ||
+            $previous == --bind ]]; then
         return
     elif [[ $previous == --token-file || $previous == --tls-cert || $previous == --tls-key ||
             $previous == --conditions ]]; then
