@@ -87,6 +87,10 @@ public:
         m_lane.load(std::memory_order_relaxed)->release();
     }
 
+    /// How long threads have waited for lanes of clients so far, in seconds: all threads of all
+    /// generators of the process added up. Safe for concurrent use.
+    static double WaitedSeconds();
+
     /// The lane that the caller holds.
     CKZStatGenLane& Get() const RYP_REQUIRES(this) {
         return *m_lane.load(std::memory_order_relaxed);

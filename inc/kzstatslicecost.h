@@ -20,8 +20,13 @@ struct CKZStatSliceCost {
     double processors = kUnknown;
     /// Processor time of the thread that used most of it. NaN with more than 1,000 threads.
     double busiestThread = kUnknown;
+    /// The longest time that one thread waited for a processor while it had work to do. NaN with
+    /// more than 1,000 threads.
+    double longestWait = kUnknown;
     /// How often a thread was taken off its processor although it had work to do.
     double involuntarySwitches = kUnknown;
+    /// How long threads that report waited for one another, added up.
+    double reporterWait = kUnknown;
     double packTime = kUnknown;      ///< processor time that merging and rendering the slice took
     double listenerTime = kUnknown;  ///< how long the listeners took for the slice before
     /// The longest time that the run's own timer woke too late; 0 if it was never too late.

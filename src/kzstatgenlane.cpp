@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <thread>
 
+#include "ryp/clock.h"
 #include "ryp/threadnumber.h"
 
 namespace {
 
 // More than most machines have processors, so that threads mostly have a lane each.
 constexpr std::size_t kFewestLanes = 64;
+
+// Written by threads that had to wait only.
+std::atomic<long long> waitedNanoseconds{0};
 
 /// A multiple of the processors: as many threads as these, or twice as many, share evenly.
 std::size_t CountLanes() {
@@ -26,11 +30,17 @@ CKZStatGenLane& CKZStatGenLanes::OfThisThread() const {
 }
 
 void CKZStatGenLaneOfClient::AcquireTaken() RYP_NO_THREAD_SAFETY_ANALYSIS {
+    const long long begin = RyPMonotonicNanoseconds();
     for (;;) {
         CKZStatGenLane& lane = *m_lane.load(std::memory_order_acquire);
         lane.acquire();
-        if (IsStill(lane)) return;
+        if (IsStill(lane)) break;
     }
+    waitedNanoseconds.fetch_add(RyPMonotonicNanoseconds() - begin, std::memory_order_relaxed);
+}
+
+double CKZStatGenLaneOfClient::WaitedSeconds() {
+    return static_cast<double>(waitedNanoseconds.load(std::memory_order_relaxed)) * 1e-9;
 }
 
 void CKZStatGenLaneOfClient::Hold::MoveTo(CKZStatGenLane& lane) RYP_NO_THREAD_SAFETY_ANALYSIS {

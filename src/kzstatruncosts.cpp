@@ -3,6 +3,7 @@
 #include <cmath>
 #include <new>
 
+#include "kzstatgenlane.h"
 #include "ryp/clock.h"
 #include "ryp/processusage.h"
 
@@ -27,19 +28,20 @@ CKZStatRunCosts::Reading CKZStatRunCosts::Read(double sliceEnd) {
     const Reading reading{sliceEnd,
                           MonotonicSeconds(),
                           usage.processorSeconds,
-                          BusiestThread(),
+                          MostOfThreads(),
                           usage.involuntarySwitches,
+                          CKZStatGenLaneOfClient::WaitedSeconds(),
                           m_timerLateness,
                           startLateness < 0 ? CKZStatSliceCost::kUnknown : startLateness};
     m_timerLateness = 0;
     return reading;
 }
 
-double CKZStatRunCosts::BusiestThread() {
+RyPThreadTimes CKZStatRunCosts::MostOfThreads() {
     try {
-        return m_threads.BusiestSinceLast();
+        return m_threads.MostSinceLast();
     } catch (const std::bad_alloc&) {
-        return CKZStatSliceCost::kUnknown;
+        return {CKZStatSliceCost::kUnknown, CKZStatSliceCost::kUnknown};
     }
 }
 
@@ -82,8 +84,10 @@ CKZStatSliceCost CKZStatRunCosts::Take(double sliceEnd) {
     m_cost.measured = m_taken.time - m_former.time;
     m_cost.processorTime = m_taken.processorSeconds - m_former.processorSeconds;
     m_cost.processors = RyPUsableProcessors();
-    m_cost.busiestThread = m_taken.busiestThread;
+    m_cost.busiestThread = m_taken.mostOfThreads.processorSeconds;
+    m_cost.longestWait = m_taken.mostOfThreads.waitedSeconds;
     m_cost.involuntarySwitches = m_taken.involuntarySwitches - m_former.involuntarySwitches;
+    m_cost.reporterWait = m_taken.reporterWait - m_former.reporterWait;
     m_cost.packTime = RyPThreadProcessorSeconds() - m_threadSecondsFormerly;
     m_cost.listenerTime = m_listenerTime;
     m_cost.timerLateness = m_taken.timerLateness;

@@ -36,15 +36,16 @@ private:
         double sliceEnd = 0;
         double time = 0;  // monotonic, in seconds
         double processorSeconds = 0;
-        double busiestThread = 0;  // since the reading before
+        RyPThreadTimes mostOfThreads;  // since the reading before
         double involuntarySwitches = 0;
+        double reporterWait = 0;
         double timerLateness = 0;  // the longest since the reading before
         double startLateness = CKZStatSliceCost::kUnknown;
     };
 
     static constexpr double kNone = -1;
 
-    double BusiestThread() RYP_REQUIRES(m_lock);
+    RyPThreadTimes MostOfThreads() RYP_REQUIRES(m_lock);
     Reading Read(double sliceEnd) RYP_REQUIRES(m_lock);
     Reading ReadingOf(double sliceEnd);
 

@@ -12,15 +12,13 @@ namespace kzjournal {
 namespace {
 
 /// In the order of `kSelectCost`.
-constexpr std::array kNumbers = {&CKZStatSliceCost::measured,
-                                 &CKZStatSliceCost::processorTime,
-                                 &CKZStatSliceCost::processors,
-                                 &CKZStatSliceCost::busiestThread,
-                                 &CKZStatSliceCost::involuntarySwitches,
-                                 &CKZStatSliceCost::packTime,
-                                 &CKZStatSliceCost::listenerTime,
-                                 &CKZStatSliceCost::timerLateness,
-                                 &CKZStatSliceCost::startLateness};
+constexpr std::array kNumbers = {
+    &CKZStatSliceCost::measured,     &CKZStatSliceCost::processorTime,
+    &CKZStatSliceCost::processors,   &CKZStatSliceCost::busiestThread,
+    &CKZStatSliceCost::longestWait,  &CKZStatSliceCost::involuntarySwitches,
+    &CKZStatSliceCost::reporterWait, &CKZStatSliceCost::packTime,
+    &CKZStatSliceCost::listenerTime, &CKZStatSliceCost::timerLateness,
+    &CKZStatSliceCost::startLateness};
 
 std::int64_t ChecksumOf(int sliceId, const CKZStatSliceCost& cost) {
     WordHash hash;

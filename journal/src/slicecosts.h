@@ -11,8 +11,8 @@ namespace kzjournal {
 
 /// The columns of a slice's cost, which end with its checksum.
 inline constexpr char kSelectCost[] =
-    "measured, processor_time, processors, busiest_thread, involuntary_switches, pack_time,"
-    " listener_time, timer_lateness, start_lateness, cost_checksum";
+    "measured, processor_time, processors, busiest_thread, longest_wait, involuntary_switches,"
+    " reporter_wait, pack_time, listener_time, timer_lateness, start_lateness, cost_checksum";
 
 /// Binds these columns from `column` on. A slice that was not measured has a checksum, too.
 void BindCost(SQLite::Statement& statement, int column, int sliceId,

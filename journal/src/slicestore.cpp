@@ -29,9 +29,9 @@ constexpr int kWaitForReadersMilliseconds = 1200;
 
 constexpr char kInsertSlice[] =
     "INSERT INTO slices (run_number, slice_id, elapsed, end_time, chunk, checksum, measured,"
-    " processor_time, processors, busiest_thread, involuntary_switches, pack_time,"
-    " listener_time, timer_lateness, start_lateness, cost_checksum)"
-    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
+    " processor_time, processors, busiest_thread, longest_wait, involuntary_switches,"
+    " reporter_wait, pack_time, listener_time, timer_lateness, start_lateness, cost_checksum)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING";
 constexpr char kInsertMessage[] = "INSERT INTO recent_messages VALUES (?, ?, ?, ?)";
 constexpr char kInsertRecord[] =
     "INSERT INTO recent_records (run_number, chunk, name_id, slice_id, elapsed, type,"

@@ -76,11 +76,19 @@ clockid_t ProcessorClockOf(int thread) {
     return static_cast<clockid_t>(~static_cast<unsigned>(thread) << 3U | kProcessorTimeOfThread);
 }
 
+/// NaN where the system does not tell.
+double WaitedSecondsOf(int thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/schedstat");
+    long long ran = 0;
+    long long waited = 0;  // nanoseconds both
+    return file >> ran >> waited ? static_cast<double>(waited) * 1e-9 : kUnknown;
+}
+
 /// No value where the thread has ended.
-std::optional<double> ProcessorSecondsOf(int thread) {
+std::optional<RyPThreadTimes> TimesOf(int thread) {
     timespec time{};
     if (clock_gettime(ProcessorClockOf(thread), &time) != 0) return std::nullopt;
-    return SecondsOf(time);
+    return RyPThreadTimes{SecondsOf(time), WaitedSecondsOf(thread)};
 }
 
 /// The numbers of all threads; empty where the system does not tell.
@@ -118,21 +126,26 @@ double RyPUsableProcessors() {
     return std::min(ProcessorsOfAffinity(), quota);
 }
 
-double RyPThreadUsage::BusiestSinceLast() {
-    if (RyPTestClock::Current() != nullptr) return kUnknown;
+RyPThreadTimes RyPThreadUsage::MostSinceLast() {
+    if (RyPTestClock::Current() != nullptr) return {kUnknown, kUnknown};
     const std::vector<int> threads = Threads();
-    if (threads.empty() || threads.size() > static_cast<std::size_t>(kMaxThreads)) return kUnknown;
-    std::map<int, double> seconds;
-    double busiest = 0;
+    if (threads.empty() || threads.size() > static_cast<std::size_t>(kMaxThreads))
+        return {kUnknown, kUnknown};
+    std::map<int, RyPThreadTimes> times;
+    RyPThreadTimes most{0, kUnknown};
     for (const int thread : threads) {
-        const std::optional<double> now = ProcessorSecondsOf(thread);
+        const std::optional<RyPThreadTimes> now = TimesOf(thread);
         if (!now) continue;
-        const auto former = m_seconds.find(thread);
+        RyPThreadTimes& former = m_times[thread];
         // Less than before is of a new thread with the number of one that has ended.
-        const bool isKnown = former != m_seconds.end() && former->second <= *now;
-        busiest = std::max(busiest, *now - (isKnown ? former->second : 0));
-        seconds.emplace(thread, *now);
+        if (former.processorSeconds > now->processorSeconds) former = {};
+        most.processorSeconds =
+            std::max(most.processorSeconds, now->processorSeconds - former.processorSeconds);
+        // Takes the number where the other one is NaN.
+        most.waitedSeconds =
+            std::fmax(most.waitedSeconds, now->waitedSeconds - former.waitedSeconds);
+        times.emplace(thread, *now);
     }
-    m_seconds = std::move(seconds);
-    return busiest;
+    m_times = std::move(times);
+    return most;
 }

@@ -19,7 +19,8 @@ protected:
     /// measured.
     void AppendSliceThatUsed(double processorTime) {
         MadeSlice slice = slices.NextSlice({{"n", Types::Counter, {1}}});
-        if (processorTime >= 0) slice.facts.cost = CKZStatSliceCost{1, processorTime, 4, 0.25, 7};
+        if (processorTime >= 0)
+            slice.facts.cost = CKZStatSliceCost{1, processorTime, 4, 0.25, 0.125, 7};
         ASSERT_EQ("", AppendSlice(slice));
     }
     /// By what `ForEachCost` visits.
@@ -46,6 +47,7 @@ TEST_F(Costs, AreThoseOfTheSlices) {
     EXPECT_EQ(0.5, read[0].cost->processorTime);
     EXPECT_EQ(4, read[0].cost->processors);
     EXPECT_EQ(0.25, read[0].cost->busiestThread);
+    EXPECT_EQ(0.125, read[0].cost->longestWait);
     EXPECT_EQ(7, read[0].cost->involuntarySwitches);
     EXPECT_TRUE(std::isnan(read[0].cost->startLateness));
     EXPECT_FALSE(read[1].cost);

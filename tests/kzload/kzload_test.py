@@ -232,7 +232,7 @@ class Terminal(RunTest):
                 status, seen, _ = screen.run(
                     40, "--duration", 0.5, "--slice", 0.25, locale=locale, cwd=folder,
                     journal="\u65e5\u672c" * 20 + ".kzj")
-                self.assertEqual(0, status)
+                self.assertEqual(0, status, seen.lines)
                 self.assertFalse(seen.wrapped, seen.lines)
                 self.assertIn("the run is in " + "\u65e5\u672c" * 6 + ">", seen.lines)
 

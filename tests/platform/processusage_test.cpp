@@ -49,14 +49,30 @@ TEST(ProcessUsage, ProcessorsAreThoseThatMayBeUsed) {
     EXPECT_LE(processors, 1);
 }
 
-TEST(ProcessUsage, TheBusiestThreadIsOneThatRuns) {
+TEST(ThreadUsage, TheBusiestIsOneThatRuns) {
     RyPThreadUsage usage;
-    usage.BusiestSinceLast();
+    usage.MostSinceLast();
     Burn(0.02);
     double busiest = 0;
-    std::thread([&] { busiest = usage.BusiestSinceLast(); }).join();
+    std::thread([&] { busiest = usage.MostSinceLast().processorSeconds; }).join();
     EXPECT_GE(busiest, 0.02);
-    EXPECT_LT(usage.BusiestSinceLast(), 0.02);
+    EXPECT_LT(usage.MostSinceLast().processorSeconds, 0.02);
+}
+
+TEST(ThreadUsage, ThreadsThatShareAProcessorWaitForIt) {
+    RyPThreadUsage usage;
+    usage.MostSinceLast();
+    cpu_set_t before;
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<unsigned>(sched_getcpu()), &one);
+    ASSERT_EQ(0, sched_getaffinity(0, sizeof before, &before));
+    ASSERT_EQ(0, sched_setaffinity(0, sizeof one, &one));
+    std::thread other([] { Burn(0.1); });
+    Burn(0.1);
+    EXPECT_GE(usage.MostSinceLast().waitedSeconds, 0.05);
+    other.join();
+    sched_setaffinity(0, sizeof before, &before);
 }
 
 TEST(ProcessUsage, IsThatOfTheTestClock) {

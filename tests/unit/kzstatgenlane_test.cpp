@@ -464,4 +464,20 @@ TEST_F(ClientInALane, IsMovedOffASliceWithAllOthers) {
     EXPECT_EQ(Peer::CurrentSlice(generator)->GetCountZ0(), 200);
 }
 
+TEST(LaneOfClient, CountsHowLongThreadsWaitForIt) {
+    CKZStatGenLane lane;
+    CKZStatGenLaneOfClient ofClient(lane);
+    ofClient.acquire();
+    const double before = CKZStatGenLaneOfClient::WaitedSeconds();
+    Worker other;
+    const std::future<void> done = other.Begin([&] {
+        const bool wasFree = ofClient.acquire();
+        ofClient.release();
+        EXPECT_TRUE(wasFree || CKZStatGenLaneOfClient::WaitedSeconds() > before);
+    });
+    EXPECT_FALSE(IsDone(done));
+    ofClient.release();
+    done.wait();
+}
+
 }  // namespace

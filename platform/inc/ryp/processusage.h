@@ -23,18 +23,25 @@ KZPLATFORM_EXPORT double RyPThreadProcessorSeconds();
 /// control group as it was at the first call. NaN where the system does not tell.
 KZPLATFORM_EXPORT double RyPUsableProcessors();
 
-/// Tells how busy the busiest thread of the process is. Compatible.
+/// What threads have used of the processors, and what they could not. Compatible.
+struct RyPThreadTimes {
+    double processorSeconds = 0;
+    double waitedSeconds = 0;  ///< for a processor, while there was work to do
+};
+
+/// Tells how busy the threads of the process are. Compatible.
 class KZPLATFORM_EXPORT RyPThreadUsage {
 public:
     static constexpr int kMaxThreads = 1000;
 
-    /// Processor seconds of the thread that used most of them since the call before, or since it
-    /// began. Threads that have ended count no more. NaN where the system does not tell, and with
-    /// more than `kMaxThreads` threads, which would take milliseconds. Throws std::bad_alloc.
-    double BusiestSinceLast();
+    /// The most that one thread has used, and the longest that one has waited, since the call
+    /// before or since it began. Threads that have ended count no more. NaN where the system does
+    /// not tell, and with more than `kMaxThreads` threads, which would take milliseconds. Throws
+    /// std::bad_alloc.
+    RyPThreadTimes MostSinceLast();
 
 private:
-    std::map<int, double> m_seconds;  // by the number of the thread
+    std::map<int, RyPThreadTimes> m_times;  // by the number of the thread
 };
 
 #endif

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sched.h>
 
+#include <array>
+#include <atomic>
 #include <cmath>
 #include <thread>
 #include <vector>
@@ -24,7 +26,8 @@ using testing::HasSubstr;
 CKZStatSliceCost IdleCost() {
     CKZStatSliceCost cost;
     cost.measured = 1;
-    cost.processorTime = cost.busiestThread = cost.packTime = cost.listenerTime = 0;
+    cost.processorTime = cost.busiestThread = cost.longestWait = cost.packTime = cost.listenerTime =
+        0;
     cost.processors = 4;
     cost.timerLateness = 0;
     return cost;
@@ -47,6 +50,7 @@ TEST(Saturation, OfASliceHasSeveralSigns) {
     const std::vector<Sign> signs = {
         {&CKZStatSliceCost::processorTime, 3.19, 3.2, "it used 80 % of the processors"},
         {&CKZStatSliceCost::busiestThread, 0.94, 0.95, "one of its threads used 95 %"},
+        {&CKZStatSliceCost::longestWait, 0.19, 0.2, "waited for a processor for 20 % of the time"},
         {&CKZStatSliceCost::startLateness, 0.049, 0.05, "what it had scheduled began 0.050 s late"},
         {&CKZStatSliceCost::timerLateness, 0.049, 0.05, "its timer woke 0.050 s late"},
         {&CKZStatSliceCost::packTime, 1, 1.5, "packing and storing a slice took 1.50 s"},
@@ -159,23 +163,36 @@ void UseOneProcessor() {
     ASSERT_EQ(0, sched_setaffinity(0, sizeof one, &one));
 }
 
-void Work(double processorSeconds) {
-    const double end = RyPThreadProcessorSeconds() + processorSeconds;
-    while (RyPThreadProcessorSeconds() < end) {
+/// More threads work than there are processors: they use all of it, or wait for what other programs
+/// use of it.
+class Overload {
+public:
+    Overload() {
+        for (std::thread& each : m_threads)
+            each = std::thread([this] {
+                while (!m_isOver) {
+                }
+            });
     }
-}
+    ~Overload() {
+        m_isOver = true;
+        for (std::thread& each : m_threads) each.join();
+    }
+    Overload(const Overload&) = delete;
+    Overload& operator=(const Overload&) = delete;
 
-/// Begins a request each millisecond, for each of which the processor works for five: the backlog
-/// grows, however much of the processor other programs leave to this one.
-void OverloadUntilSaturated(CKZStatRun& run, const std::string& path) {
-    constexpr double kLongest = 20;
-    const double start = RyPSysTime();
-    double due = start;
-    for (int i = 1; RyPSysTime() < start + kLongest; ++i, due += 0.001) {
-        run.NoteLateness(RyPSysTime() - due);
-        Work(0.005);
-        if (i % 20 == 0 && FindSaturation(NamedRuns(), path)) return;
+private:
+    std::atomic<bool> m_isOver = false;
+    std::array<std::thread, 3> m_threads;
+};
+
+bool IsSaturatedWithin(double seconds, const std::string& path) {
+    const double end = RyPSysTime() + seconds;
+    while (RyPSysTime() < end) {
+        if (FindSaturation(NamedRuns(), path)) return true;
+        RyPSleep(0.05);
     }
+    return false;
 }
 
 TEST(SaturationOfAProcess, IsSeenWhereItsOnlyProcessorHasTooMuchToDo) {
@@ -185,10 +202,12 @@ TEST(SaturationOfAProcess, IsSeenWhereItsOnlyProcessorHasTooMuchToDo) {
         UseOneProcessor();
         CKZStatRun run("load", 0.1);
         kzjournal::Keep(run, path);
-        OverloadUntilSaturated(run, path);
+        {
+            const Overload overload;
+            EXPECT_TRUE(IsSaturatedWithin(20, path));
+        }
         EXPECT_TRUE(run.Finish().IsClean());
     }).join();
-    EXPECT_TRUE(FindSaturation(NamedRuns(), path));
     kzjournal::Reader(path).ForEachCost({}, [](const kzjournal::SliceCost& slice) {
         EXPECT_LE(slice.cost.processors, 1);
         EXPECT_GE(slice.cost.processorTime, 0);

@@ -12,6 +12,7 @@ namespace {
 
 constexpr double kSaturatedShare = 0.8;
 constexpr double kSaturatedThread = 0.95;
+constexpr double kSaturatedWait = 0.2;
 constexpr double kSaturatedLateness = 0.05;  // seconds
 constexpr int kSaturatedSlicesInARow = 3;
 
@@ -46,6 +47,8 @@ std::string WhySaturated(const CKZStatSliceCost& cost, double sliceLength) {
     if (!IsMeasured(cost, sliceLength)) return {};
     if (const double ofThread = cost.busiestThread / cost.measured; ofThread >= kSaturatedThread)
         return "one of its threads used " + Percent(ofThread) + " of a processor";
+    if (const double waited = cost.longestWait / cost.measured; waited >= kSaturatedWait)
+        return "one of its threads waited for a processor for " + Percent(waited) + " of the time";
     if (cost.startLateness >= kSaturatedLateness)
         return "what it had scheduled began " + Seconds(cost.startLateness) + " late";
     if (cost.timerLateness >= kSaturatedLateness)
