@@ -83,10 +83,14 @@ class Verdict(VerdictTest):
         self.assertEqual(1, self.verdict("request.time max < 29ms").status)
         self.assertEqual(0, self.verdict("request.time max < 29ms", options=("--to", 9)).status)
 
-    def test_only_slices_under_load_count(self):
-        self.run_path = self.make("loaded.kzj", load=(0, 9))
-        self.assertEqual(0, self.verdict("request.time max < 29ms").status)
-        self.assertEqual(1, self.verdict("request.time max < 29ms", options=("--all",)).status)
+    def test_what_came_before_the_load_does_not_count(self):
+        self.run_path = self.make("loaded.kzj", load=(1, 9))
+        self.assertEqual(0, self.verdict("request.time min > 10ms").status)
+        self.assertEqual(1, self.verdict("request.time min > 10ms", options=("--all",)).status)
+
+    def test_what_is_answered_after_the_load_counts(self):
+        self.run_path = self.make("loaded.kzj", load=(0, 8.5))
+        self.assertEqual(1, self.verdict("request.time max < 29ms").status)
 
     def test_a_run_that_was_killed_is_judged_with_a_warning(self):
         self.run_path = self.make("killed.kzj", ends=False)

@@ -98,7 +98,7 @@ Option& Option::AtLeast(int values) {
 }
 
 Option& Option::Repeatable() {
-    m_option.expected(1)->take_all();
+    m_option.expected(1)->take_all()->allow_extra_args(false);
     return *this;
 }
 

@@ -99,7 +99,7 @@ JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const c
     const SliceRange range = options.RangeOf(*run);
     return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
             StatisticsOf(*run, range),
-            WarningsOf(*run, title, FindSaturation(runs, path, range)),
+            WarningsOf(*run, title, FindSaturation(runs, path, range.underLoad)),
             run->Conditions()};
 }
 
