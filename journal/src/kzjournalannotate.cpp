@@ -56,6 +56,8 @@ void PutLogOnDisk(const std::string& path) {
 /// has everything, and whoever adds next tries again.
 void PutLogIntoFile(SQLite::Database& database, const FilePlaces& places) {
     try {
+        // Others that add wait meanwhile, and must not give up because of a reader.
+        database.setBusyTimeout(kLockWaitMilliseconds);
         const bool isComplete =
             database.execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() == 0;
         // What took the name of the log may belong to another run.
