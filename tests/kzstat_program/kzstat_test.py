@@ -1006,6 +1006,17 @@ class Note(JournalTest):
                           " is before the start of the run at 2096-10-02 07:06:40 UTC")
         self.assertEqual([], self.shown())
 
+    def test_the_size_limit_of_files_is_told(self):
+        self.make_run()
+
+        def limit_size():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (600, 600))
+
+        self.assert_fails(run("note", self.run_path, "--at", "1", "x", preexec_fn=limit_size),
+                          f"cannot write {self.run_path}: the disk does not work, or the size"
+                          " limit of files is reached; check both (ulimit -f)")
+        self.assertEqual([], self.shown())
+
     def test_blank_texts_are_refused(self):
         self.make_run()
         for text in ("", " \t\n"):
