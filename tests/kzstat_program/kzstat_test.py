@@ -1011,7 +1011,40 @@ class Note(JournalTest):
         self.make_run()
         for time_of_note in ("tomorrow", "-1", "5x", "24:00", "12:60", "1:2:3:4", "nan", "1e999"):
             self.assert_fails(self.note(f"--at={time_of_note}", "x"), "--at")
-        self.assert_fails(self.note("--at", "12s", "x"), "is after the end of the run")
+        self.assert_fails(self.note("--at", "", "x"), "--at")
+        self.assertEqual([], self.shown())
+
+    def test_moments_outside_the_run_are_refused(self):
+        self.make_run()
+        end = "2023-11-14 22:13:30 UTC"
+        self.assert_fails(self.note("--at", "12s", "x"),
+                          f"--at: 2023-11-14 22:13:32 UTC is after the end of the run at {end}")
+        self.assert_fails(self.note("--at", "22:13:19", "x"),
+                          "--at: 2023-11-14 22:13:19 UTC is before the start of the run at"
+                          " 2023-11-14 22:13:20 UTC")
+        result = self.note("x")
+        self.assert_fails(result, f" UTC is after the end of the run at {end}; see --at")
+        self.assertNotIn("--at:", result.err)
+        self.make_run("later.kzj", start=4e9)
+        self.assert_fails(run("note", self.path("later.kzj"), "x"),
+                          " is before the start of the run at 2096-10-02 07:06:40 UTC")
+        self.assertEqual([], self.shown())
+
+    def test_the_size_limit_of_files_is_told(self):
+        self.make_run()
+
+        def limit_size():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (600, 600))
+
+        self.assert_fails(run("note", self.run_path, "--at", "1", "x", preexec_fn=limit_size),
+                          f"cannot write {self.run_path}: the disk does not work, or the size"
+                          " limit of files is reached; check both (ulimit -f)")
+        self.assertEqual([], self.shown())
+
+    def test_blank_texts_are_refused(self):
+        self.make_run()
+        for text in ("", " \t\n"):
+            self.assert_fails(self.note("--at", "1", text), "TEXT: it is blank")
         self.assertEqual([], self.shown())
 
     def test_any_text_is_shown_as_one_line(self):
@@ -1383,11 +1416,9 @@ class Files(JournalTest):
             file.write("former")
 
         def limit_size():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
 
-        self.assert_fails(run("report", self.run_path, "-o", page, preexec_fn=limit_size,
-                              restore_signals=False), f"cannot write {page}: File too large")
+        self.assert_fails(run("report", self.run_path, "-o", page, preexec_fn=limit_size), f"cannot write {page}: File too large")
         self.assertEqual(b"former", self.content(page))
         self.assertEqual({"run.kzj", "page.html"}, set(os.listdir(self.folder)))
 

@@ -1,7 +1,9 @@
 """Tests of the verdict on a run by conditions. KZSTAT and JOURNALMAKER name the programs."""
 
+import contextlib
 import json
 import os
+import sqlite3
 import unittest
 import xml.etree.ElementTree
 
@@ -134,6 +136,16 @@ class Verdict(VerdictTest):
         self.assertEqual((0, ["passed request.time min < 11 10 ms", "verdict: passed"]),
                          self.outcomes("request.time min < 11"))
         self.assertEqual(0, run("check", self.run_path).status)
+
+    def test_conditions_are_stored_all_or_none(self):
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            journal.execute("CREATE TRIGGER third AFTER INSERT ON conditions"
+                            " WHEN NEW.text LIKE '%< 3ms' BEGIN SELECT RAISE(ABORT, 'no'); END")
+            journal.commit()
+        conditions = [f"request.time max < {i}ms" for i in range(1, 5)]
+        self.assert_fails(self.verdict(*conditions, options=("--store",)), "no")
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            self.assertEqual((0,), journal.execute("SELECT count(*) FROM conditions").fetchone())
 
     def test_what_is_stored_is_on_the_page_with_what_was_measured(self):
         self.assertEqual(0, self.verdict("request.time max < 30ms", options=("--store",)).status)
