@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
@@ -32,13 +31,8 @@ protected:
     /// Reports a value and returns when all listeners have had the slice.
     void LoadOneSlice() {
         reported += client.AddLast("n", 1, Types::Counter) ? 1 : 0;
-        const auto wasDelivered = std::make_shared<std::atomic<bool>>(false);
-        run->OnSlice([wasDelivered](const CKZStatSliceValues&) {
-            *wasDelivered = true;
-            wasDelivered->notify_all();
-        });
         GoTo(++slices);
-        wasDelivered->wait(false);
+        while (run->GetResult().slicesDelivered < slices) std::this_thread::yield();
     }
 
     /// Ends the current slice while `work` waits for the end of the run.
