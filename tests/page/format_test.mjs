@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {clockTick, number, tick} from '../../tools/kzstat/page/src/format.js';
+import {clockTick, elapsed, number, tick} from '../../tools/kzstat/page/src/format.js';
 import {boundOf, logTicks} from '../../tools/kzstat/page/src/scale.js';
 
 test('numbers are as the command line writes them', () => {
@@ -20,6 +20,10 @@ test('marks of the clock are as precise as they are close', () => {
   assert.equal(clockTick(moment(22, 13, 5), 5), '22:13:05');
   assert.equal(clockTick(moment(22, 13, 5, 250), 0.05), '22:13:05.25');
   assert.equal(clockTick(moment(0), 3600), '03-01');
+});
+
+test('a moment that rounds to a second is that second', () => {
+  assert.deepEqual([56.9996, 59.9999, 3599.9996, 56.25, 3725].map(elapsed), ['0:57', '1:00', '1:00:00', '0:56.25', '1:02:05']);
 });
 
 test('the largest numbers have marks', () => {

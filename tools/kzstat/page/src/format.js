@@ -52,8 +52,9 @@ const two = (value) => String(value).padStart(2, '0');
 
 // 3725 is 1:02:05.
 export function elapsed(seconds) {
-  const whole = Math.floor(seconds);
-  const rest = Math.round((seconds - whole) * 1000);
+  const milliseconds = Math.round(seconds * 1000);
+  const whole = Math.floor(milliseconds / 1000);
+  const rest = milliseconds % 1000;
   const hours = Math.floor(whole / 3600);
   const minutes = Math.floor(whole / 60) % 60;
   const text = hours > 0 ? `${hours}:${two(minutes)}:${two(whole % 60)}` : `${minutes}:${two(whole % 60)}`;
