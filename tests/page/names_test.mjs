@@ -35,6 +35,11 @@ test('a run is about the work that was done most, of that whose outcome is told'
   assert.equal(mainOperation([]), null);
 });
 
+test('of work that was done as often, a run is about its requests', () => {
+  for (const names of [['GET /.time', 'request.time'], ['request.time', 'GET /.time']])
+    assert.equal(mainOperation(operationsOf(names.map((name) => timer(name, 8)))).name, 'request.time');
+});
+
 test('errors hurt more than slowness, slowness more than a name', () => {
   const row = (name, share, p95) => ({name, share, figures: {p95}});
   const rows = [row('b', 0, 5), row('a', 0, 5), row('slow', 0, 9), row('failing', 0.1, 1)];
