@@ -141,7 +141,8 @@ function verdictTile(conditions) {
   const of = (outcome) => conditions.filter((condition) => condition.outcome === outcome).length;
   const [passed, failed] = [of('passed'), of('FAILED')];
   const verdict = failed > 0 ? 'FAILED' : passed === conditions.length ? 'passed' : 'cannot tell';
-  return {label: `${passed} of ${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
+  const counts = [[failed, 'failed'], [passed, 'passed'], [of('cannot tell'), 'cannot tell']].filter(([count]) => count > 0);
+  return {label: `conditions: ${counts.map(([count, outcome]) => `${count} ${outcome}`).join(', ')}`, value: verdict, state: OUTCOMES[verdict]};
 }
 
 const STATES = {
