@@ -197,6 +197,18 @@ test('a generator that was the bottleneck itself is warned of', async (t) => {
   assert.equal(await page.getByRole('img', {name: 'Overview, processors of the generator'}).count(), 1);
 });
 
+test('a note is read at its flag', async (t) => {
+  const path = reportOf(await workingRun(t));
+  writeFileSync(path, readFileSync(path, 'utf8').replace('"notes":[]', `"notes":[{"time":${START + 5.2},"text":"deployed"}]`));
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${path}`);
+  await page.waitForSelector('#lanes canvas');
+  const area = page.locator('#lanes .u-over').first();
+  const {width, height} = await area.boundingBox();
+  await area.hover({position: {x: 5.2 / SLICES * width, y: height / 2}});
+  assert.equal(await page.locator('.tooltip dt', {hasText: 'note'}).count(), 1);
+});
+
 test('without a measured cost there is no warning', async (t) => {
   const {page} = await glance(t);
   assert.equal(await page.locator('#warning').isVisible(), false);
