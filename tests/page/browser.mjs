@@ -1,6 +1,7 @@
 // A browser, and what a reader sees in it.
 
 import assert from 'node:assert/strict';
+import {readFileSync} from 'node:fs';
 import {createRequire} from 'node:module';
 import {after, before} from 'node:test';
 import {lastRecords} from './runs.mjs';
@@ -76,6 +77,12 @@ export async function tooltip(page, name, title, [right, down]) {
   await element.waitFor();
   const [labels, values] = [await element.locator('dt').allTextContents(), await element.locator('dd').allTextContents()];
   return {title: await element.locator('b').textContent(), ...Object.fromEntries(labels.map((label, i) => [label, values[i]]))};
+}
+
+// The file that a click saves.
+export async function saved(page, click) {
+  const [download] = await Promise.all([page.waitForEvent('download'), click()]);
+  return {name: download.suggestedFilename(), bytes: readFileSync(await download.path())};
 }
 
 // How many different colours the plot's canvas has.

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import {readFileSync, writeFileSync} from 'node:fs';
 import {test} from 'node:test';
-import {cell, newPage, open, tile} from './browser.mjs';
+import {cell, newPage, open, saved, tile} from './browser.mjs';
 import {Journal, reportOf, shown, shopRun, START} from './runs.mjs';
 
 const SLICES = 20;
@@ -85,6 +85,26 @@ test('errors have their causes, shares and times', async (t) => {
     ['http-500', '10', '1.69 %', '0:05', '0:15', 'request.time'],
     ['timeout', '10', '33.33 %', '0:05', '0:15', 'search.time'],
   ]);
+});
+
+test('times of errors are of the slices that their counts are of', async (t) => {
+  const journal = new Journal(t);
+  journal.tell('load', 8);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.deepEqual((await rowsOf(page, 'causes-table')).map(([, count, , first, last]) => [count, first, last]), [['7', '0:08', '0:15'], ['7', '0:08', '0:15']]);
+});
+
+test('times of errors that are known by the bucket are marked, in the CSV too', async (t) => {
+  const journal = new Journal(t);
+  for (let slice = 1; slice <= 1100; ++slice)
+    await journal.slice({'login.failed': ['Timer', 2], ...(slice === 500 ? {'login.failed.timeout': ['TransactionReasonCounter', 1]} : {})});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.deepEqual((await rowsOf(page, 'causes-table')).map((row) => row.slice(3, 5)), [['≈ 8:18', '≈ 8:20']]);
+  const text = await saved(page, () => page.getByRole('button', {name: 'Save errors by cause as CSV'}).click());
+  assert.match(text.bytes.toString(), /,≈ 498,≈ 500,/);
 });
 
 test('a run without names of failures has no share of errors', async (t) => {

@@ -1,20 +1,14 @@
 // What a reader takes away from a page, and how it is read without a mouse or without eyes.
 
 import assert from 'node:assert/strict';
-import {readFileSync} from 'node:fs';
 import {createRequire} from 'node:module';
 import {test} from 'node:test';
-import {cell, hasSlices, open} from './browser.mjs';
+import {cell, hasSlices, open, saved} from './browser.mjs';
 import {Journal, NASTY, reportOf, Server, shop, shopRun, spread, spreading} from './runs.mjs';
 
 const AXE = createRequire(`${process.env.PACKAGES}/package.json`).resolve('axe-core/axe.min.js');
 
 const openShop = async (test, options) => open(test, `file://${reportOf(await shopRun(test, 20))}`, options);
-
-async function saved(page, click) {
-  const [download] = await Promise.all([page.waitForEvent('download'), click()]);
-  return {name: download.suggestedFilename(), bytes: readFileSync(await download.path())};
-}
 
 test('the figures are saved as CSV, unrounded and in the order that they are shown in', async (t) => {
   const page = await openShop(t);

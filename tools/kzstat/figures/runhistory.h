@@ -1,6 +1,7 @@
 #ifndef KZSTATPROGRAM_RUNHISTORY_H
 #define KZSTATPROGRAM_RUNHISTORY_H
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -81,6 +82,8 @@ public:
     /// The time of the figures.
     double Seconds() const { return m_seconds; }
     /// The distribution of the values in `entry.latest.totals`; null if it is not known.
+    /// No slice of the figures begins before, in seconds since the start of the run.
+    double FiguresFrom() const { return std::max(m_figuresRange.from, 0.0); }
     static const CKZStatDistribution* DistributionOf(const Entry& entry);
     /// The number of buckets of the longest course.
     std::size_t Buckets() const;

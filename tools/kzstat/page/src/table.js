@@ -1,7 +1,8 @@
 // A table of rows that have a name: sorted by a column, in place as its figures change.
 //
-// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `isText` if it
-// holds no numbers; `isMinor` if a narrow screen does without it. The first one heads the rows.
+// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `csv(row)`, if
+// that is not the value; `isText` if it holds no numbers; `isMinor` if a narrow screen does without it. The first one
+// heads the rows.
 
 import {csvOf} from './exports.js';
 
@@ -139,9 +140,9 @@ export class Table {
     this.table.classList.toggle(`without-${kind}`, !isOffered);
   }
 
-  // The rows as they stand, with unrounded numbers.
+  // The rows as they stand, with unrounded numbers; approximate ones are marked.
   csv() {
     const shown = [...this.body.rows].map(({dataset}) => this.rows.get(dataset.name).row);
-    return csvOf([this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value}) => value(row)))]);
+    return csvOf([this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value, csv = value}) => csv(row)))]);
   }
 }
