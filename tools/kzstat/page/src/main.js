@@ -7,7 +7,7 @@ import {elapsed, secondsIn} from './format.js';
 import {follow} from './live.js';
 import {keepingPlace} from './place.js';
 import {updated} from './run.js';
-import {showState} from './summary.js';
+import {showState, stateOf} from './summary.js';
 import {Table} from './table.js';
 import {offerPrinting, offerThemes} from './theme.js';
 import {viewOf} from './view.js';
@@ -140,7 +140,7 @@ const inlined = JSON.parse(byId('data').textContent);
 offerControls();
 if (inlined) {
   show(inlined);
-  showState(inlined.hasEnded ? 'ended' : 'open');
+  showState(stateOf(inlined, 'open'));
   byId('note').textContent = 'Drag over a chart to look closer; double-click for the whole run.';
 } else {
   follow((update) => show(run && update.grid.from > 0 ? updated(run, update) : update), showState);

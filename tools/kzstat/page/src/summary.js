@@ -149,8 +149,12 @@ const STATES = {
   live: 'live',
   away: 'no connection – trying again',
   ended: 'ended',
+  abandoned: 'its process is gone',
   open: 'no end recorded',
 };
+
+// `otherwise` is that of a run that may go on.
+export const stateOf = ({hasEnded, isAbandoned}, otherwise) => (hasEnded ? 'ended' : isAbandoned ? 'abandoned' : otherwise);
 
 export function showState(state) {
   const element = byId('state');
