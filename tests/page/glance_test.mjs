@@ -74,8 +74,16 @@ test('the overview tells load, throughput, times and errors of a moment', async 
 test('what was timed begins with what fails most, then with what is slowest', async (t) => {
   const {page} = await glance(t);
   assert.deepEqual((await rowsOf(page, 'operations-table')).map(([name]) => name), ['search.time', 'request.time', 'login.time']);
-  await page.locator('#operations-table').getByRole('button', {name: 'p95'}).click();
+  await page.locator('#operations-table').getByRole('button', {name: 'p95, ms'}).click();
   assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'login.time');
+});
+
+test('the unit of what was timed is told in the headings, and saved', async (t) => {
+  const {page} = await glance(t);
+  const heading = page.locator('#operations-table [data-column="p95"]').first();
+  assert.equal(await heading.textContent(), 'p95, ms');
+  const {bytes} = await saved(page, () => page.getByRole('button', {name: 'Save what was timed as CSV'}).click());
+  assert.match(bytes.toString(), /,unit,type\r\nsearch\.time,.*,ms,Timer\r\n/);
 });
 
 test('errors have their causes, shares and times', async (t) => {
@@ -174,7 +182,7 @@ test('the conditions of a run are judged', async (t) => {
   for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
   await journal.end();
   const page = await open(t, `file://${reportOf(journal.path)}`);
-  assert.equal(await tile(page, 'conditions: 1 failed, 1 passed, 1 cannot tell'), 'FAILED');
+  assert.equal(await tile(page, '1 failed, 1 passed, 1 cannot tell'), 'FAILED');
   const texts = await page.locator('#conditions li').allTextContents();
   assert.match(texts[0], /^passed request\.time p95 < 50ms [\d.]+ ms$/);
   assert.match(texts[1], /^FAILED errors share < 1% [\d.]+ %$/);

@@ -142,7 +142,7 @@ function verdictTile(conditions) {
   const [passed, failed] = [of('passed'), of('FAILED')];
   const verdict = failed > 0 ? 'FAILED' : passed === conditions.length ? 'passed' : 'cannot tell';
   const counts = [[failed, 'failed'], [passed, 'passed'], [of('cannot tell'), 'cannot tell']].filter(([count]) => count > 0);
-  return {label: `conditions: ${counts.map(([count, outcome]) => `${count} ${outcome}`).join(', ')}`, value: verdict, state: OUTCOMES[verdict]};
+  return {label: counts.map(([count, outcome]) => `${count} ${outcome}`).join(', '), hint: `${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
 }
 
 const STATES = {

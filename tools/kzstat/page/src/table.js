@@ -1,8 +1,8 @@
 // A table of rows that have a name: sorted by a column, in place as its figures change.
 //
 // A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `csv(row)`, if
-// that is not the value; `isText` if it holds no numbers; `isMinor` if a narrow screen does without it. The first one
-// heads the rows.
+// that is not the value; `isText` if it holds no numbers; `hasUnit` if they have the unit of the table; `isMinor` if a
+// narrow screen does without it. The first one heads the rows.
 
 import {csvOf} from './exports.js';
 
@@ -133,6 +133,12 @@ export class Table {
       next = next.nextElementSibling;
       gone.remove();
     }
+  }
+
+  // Tells the unit of all rows in the headings.
+  tellUnit(unit) {
+    for (const {key, title, hasUnit} of this.columns)
+      this.head.querySelector(`[data-column="${key}"] button`).textContent = hasUnit && unit ? `${title}, ${unit}` : title;
   }
 
   // Shows columns of this kind, or hides them.
