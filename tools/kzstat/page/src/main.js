@@ -1,5 +1,5 @@
 import {spanInAddress, tellAddress} from './address.js';
-import {ALL_NAMES} from './allnames.js';
+import {ALL_NAMES, tabled} from './allnames.js';
 import {Charts} from './charts.js';
 import {save} from './exports.js';
 import {FirstScreen} from './firstscreen.js';
@@ -63,8 +63,8 @@ function showSpan({zoom: shown}) {
 
 function showFigures(view) {
   firstScreen.show(view);
-  table.offer('percentile', run.names.some(({figures}) => figures.p50 !== null));
-  table.show(run.names.map((name) => ({...name, shownFigures: view.figuresOf(name)})));
+  table.offer('percentile', run.names.some(({figures}) => Number.isFinite(tabled(figures).p50)));
+  table.show(run.names.map((name) => ({...name, shownFigures: tabled(view.figuresOf(name))})));
   showSpan(view);
 }
 
