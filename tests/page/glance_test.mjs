@@ -155,6 +155,15 @@ test('charts are folded by the first part of their names, and a name leads to it
   assert.equal(await page.locator('.card:visible').count(), 1);
 });
 
+test('charts are folded again as they were before a search', async (t) => {
+  const {page} = await glance(t);
+  await page.locator('.group[data-group="login"] summary').click();
+  await page.getByRole('searchbox').fill('search');
+  await page.locator('.card[data-name="search.time"]').waitFor();
+  await page.getByRole('searchbox').fill('');
+  assert.deepEqual(await page.locator('.group[open] summary b').allTextContents(), ['login']);
+});
+
 test('counters of one kind are drawn over each other, equal names once', async (t) => {
   const page = await open(t, `file://${reportOf(await workingRun(t))}`);
   const cards = await page.locator('.card h3').allTextContents();

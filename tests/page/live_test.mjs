@@ -120,6 +120,19 @@ test('shows the run that takes the place of one that has ended', async (t) => {
   await hasSlices(page, 5);
 });
 
+test('of the run that takes the place of another one, all is shown', async (t) => {
+  const journal = await writing(t, 3);
+  await journal.end();
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, `${server.url}/#1-2`);
+  await hasSlices(page, 1);
+  const next = await writing(t, 5);
+  await next.end();
+  renameSync(next.path, journal.path);
+  await hasSlices(page, 5);
+  assert.equal(new URL(page.url()).hash, '');
+});
+
 test('keeps names in order as their figures change', async (t) => {
   const journal = new Journal(t);
   await journal.slice({first: ['Timer', 10], second: ['Timer', 5]});

@@ -19,6 +19,7 @@ const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arr
 let run = null;
 let axis = 'elapsed';
 let zoom = spanInAddress();
+let foldingBefore = null;  // the search
 
 function matches(name) {
   const words = byId('search').value.toLowerCase().split(/\s+/);
@@ -37,10 +38,16 @@ function arrange() {
   byId('nothing').textContent = run.names.length === 0 ? 'Nothing was reported yet.' : 'No name matches.';
 }
 
-// What was searched for is not folded.
+// What is searched for is not folded.
 function search() {
   arrange();
-  if (byId('shown').textContent) charts.unfold(true);
+  if (byId('shown').textContent) {
+    foldingBefore ??= charts.folding();
+    charts.unfold(true);
+  } else if (foldingBefore) {
+    charts.foldAs(foldingBefore);
+    foldingBefore = null;
+  }
 }
 
 function offerTypes() {
@@ -69,8 +76,11 @@ function showFigures(view) {
 }
 
 function show(data) {
-  // Another run is served at the same address now.
-  if (run && run.run.id !== data.run.id) return location.reload();
+  // Another run is served at the same address now. What was looked at is a part of this one.
+  if (run && run.run.id !== data.run.id) {
+    tellAddress(null);
+    return location.reload();
+  }
   run = data;
   const view = viewOf(run, axis, zoom, setZoom);
   keepingPlace(() => {
