@@ -146,6 +146,15 @@ test('the part that a reader chooses by keyboard is in the address', async (t) =
   assert.equal(await tile(page, 'errors'), '3.33 %');
 });
 
+test('on the axis of the clock the part is chosen by the clock', async (t) => {
+  const {page} = await glance(t, {...SCREEN, timezoneId: 'UTC'}, '#5-10');
+  await page.getByRole('button', {name: 'Clock'}).click();
+  assert.equal(await page.getByLabel('From, h:mm:ss').inputValue(), '22:13:25');
+  await page.getByLabel('To, h:mm:ss').fill('22:13:35');
+  await page.keyboard.press('Enter');
+  assert.equal(new URL(page.url()).hash, '#5-15');
+});
+
 test('charts are folded by the first part of their names, and a name leads to its chart', async (t) => {
   const {page} = await glance(t);
   assert.deepEqual(await page.locator('.group summary b').allTextContents(), ['clients', 'login', 'request', 'responses', 'search']);

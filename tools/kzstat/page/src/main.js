@@ -3,7 +3,7 @@ import {ALL_NAMES, tabled} from './allnames.js';
 import {Charts} from './charts.js';
 import {save} from './exports.js';
 import {FirstScreen} from './firstscreen.js';
-import {elapsed, secondsIn} from './format.js';
+import {elapsed, secondsAtTime, secondsIn, timeOfRun} from './format.js';
 import {follow} from './live.js';
 import {keepingPlace} from './place.js';
 import {updated} from './run.js';
@@ -58,13 +58,17 @@ function offerTypes() {
   byId('type').value = types.includes(chosen) ? chosen : '';
 }
 
+// A moment of the run as the axis tells it, and the moment of a text.
+const momentText = (moment) => (axis === 'clock' ? timeOfRun(moment, run.run.startTime) : elapsed(moment));
+const momentIn = (text) => (axis === 'clock' ? secondsAtTime(text, run.run.startTime) : secondsIn(text));
+
 function showSpan({zoom: shown}) {
   byId('whole').hidden = shown === null;
-  byId('part').textContent = shown ? `${elapsed(shown[0])} – ${elapsed(shown[1])}` : '';
+  byId('part').textContent = shown ? shown.map(momentText).join(' – ') : '';
   const [from, to] = shown ?? [run.grid.first * run.run.sliceLength, run.elapsed];
   for (const [field, moment] of [['from', from], ['to', to]]) {
     const input = byId('span').elements[field];
-    if (document.activeElement !== input) input.value = elapsed(moment);
+    if (document.activeElement !== input) input.value = momentText(moment);
   }
 }
 
@@ -115,15 +119,20 @@ function setAxis(chosen) {
 
 function showAxis() {
   for (const button of document.querySelectorAll('[data-axis]')) button.ariaPressed = String(button.dataset.axis === axis);
+  const isClock = axis === 'clock';
+  byId('span').classList.toggle('clock', isClock);
+  const form = isClock ? 'h:mm:ss of the clock' : 'seconds or h:mm:ss of the run';
+  for (const [field, label] of [['from', 'From'], ['to', 'To']]) byId('span').elements[field].ariaLabel = `${label}, ${form}`;
 }
 
 function offerSpan() {
   byId('whole').addEventListener('click', () => setZoom(null));
   byId('span').addEventListener('submit', (event) => {
     event.preventDefault();
-    const [from, to] = ['from', 'to'].map((field) => secondsIn(event.target.elements[field].value));
+    if (!run) return;
+    const [from, to] = ['from', 'to'].map((field) => momentIn(event.target.elements[field].value));
     document.activeElement.blur();
-    if (run && from < to) setZoom([from, to]);
+    if (from < to) setZoom([from, to]);
     else showAgain();
   });
   addEventListener('hashchange', () => {
