@@ -12,6 +12,8 @@ import {Table} from './table.js';
 import {offerPrinting, offerThemes} from './theme.js';
 import {viewOf} from './view.js';
 
+const MIN_FIELD_SIZE = 7;  // characters
+
 const byId = (id) => document.getElementById(id);
 const charts = new Charts(byId('charts'));
 const firstScreen = new FirstScreen((name) => charts.reveal(name));
@@ -68,7 +70,9 @@ function showSpan({zoom: shown}) {
   const [from, to] = shown ?? [run.grid.first * run.run.sliceLength, run.elapsed];
   for (const [field, moment] of [['from', from], ['to', to]]) {
     const input = byId('span').elements[field];
-    if (document.activeElement !== input) input.value = momentText(moment);
+    if (document.activeElement === input) continue;
+    input.value = momentText(moment);
+    input.size = Math.max(MIN_FIELD_SIZE, input.value.length);
   }
 }
 
@@ -119,9 +123,7 @@ function setAxis(chosen) {
 
 function showAxis() {
   for (const button of document.querySelectorAll('[data-axis]')) button.ariaPressed = String(button.dataset.axis === axis);
-  const isClock = axis === 'clock';
-  byId('span').classList.toggle('clock', isClock);
-  const form = isClock ? 'h:mm:ss of the clock' : 'seconds or h:mm:ss of the run';
+  const form = axis === 'clock' ? 'h:mm:ss of the clock' : 'seconds or h:mm:ss of the run';
   for (const [field, label] of [['from', 'From'], ['to', 'To']]) byId('span').elements[field].ariaLabel = `${label}, ${form}`;
 }
 
