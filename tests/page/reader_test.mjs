@@ -21,6 +21,14 @@ test('the figures are saved as CSV, unrounded and in the order that they are sho
   assert.match(rows.find((row) => row.startsWith('page.time')), /^page\.time,60,3,20,41\.3,,,,70\.25,17\.784754\d+,/);
 });
 
+test('figures of a part that are known roughly are saved as such', async (t) => {
+  const journal = await spreading(t, 10);
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}#2-5`);
+  const {bytes} = await saved(page, () => page.getByRole('button', {name: 'Save the figures as CSV'}).click());
+  assert.match(bytes.toString(), /^page\.time,300,100,≈ [\d.]+,[\d.]+,≈ [\d.]+,≈ [\d.]+,≈ [\d.]+,[\d.]+,/m);
+});
+
 test('quotes in a name stay in its field of the CSV', async (t) => {
   const page = await openShop(t);
   const {bytes} = await saved(page, () => page.getByRole('button', {name: 'Save the figures as CSV'}).click());
