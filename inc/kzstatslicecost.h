@@ -3,6 +3,8 @@
 
 #include <limits>
 
+#include "kzstat_export.h"
+
 /// What a slice of a `CKZStatRun` cost the process, as the run measured it: who was slow, the
 /// system under load or the process that loads it. Spans are in seconds; a number that is unknown
 /// is NaN.

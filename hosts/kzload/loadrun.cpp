@@ -119,7 +119,9 @@ void LoadRun::KeepGoing() {
     RyPSleep(std::min(m_options.durationSeconds - SecondsSinceStart(), kMaxSleepSeconds));
 }
 
+/// What is still answered is of the load; the time that takes is not.
 void LoadRun::StopLoad() {
+    m_run.EndLoad();
     for (const auto& thread : m_loadThreads) thread->Stop();
     for (const auto& thread : m_loadThreads) thread->Join();
     ComplainAboutConnections();

@@ -64,7 +64,7 @@ void CheckFiles(const Options& options) {
 }
 
 int Run(const Options& options) {
-    kzterminal::IgnoreBrokenPipes();
+    kzterminal::IgnoreSignalsOfWrites();
     AllowOpenFiles(options);
     Terminal terminal(options.quiet);
     const LogOfLibrary log(terminal);

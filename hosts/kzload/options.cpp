@@ -139,35 +139,52 @@ struct ConditionTexts {
 };
 
 /// Throws kzjournal::Error.
-void ReadConditions(const ConditionTexts& texts, Options& options) {
-    options.required = kzconditions::ConditionsOf(texts.required);
-    options.abortIf = kzconditions::ConditionsOf(texts.abortIf);
-    if (texts.file.empty()) return;
-    for (kzconditions::Condition& each : kzconditions::ReadConditions(texts.file)) {
+std::vector<kzconditions::Condition> ConditionsInFile(const std::string& path) {
+    std::vector<kzconditions::Condition> conditions = kzconditions::ReadConditions(path);
+    for (const kzconditions::Condition& each : conditions)
         if (const std::string mistake = MistakeIn(each); !mistake.empty())
-            throw kzjournal::Error(texts.file + ": " + mistake);
-        options.required.push_back(std::move(each));
+            throw kzjournal::Error(path + ": " + mistake);
+    return conditions;
+}
+
+/// A condition that the command line and the file both have is judged once.
+void AddNew(std::vector<kzconditions::Condition> given,
+            std::vector<kzconditions::Condition>& conditions) {
+    for (kzconditions::Condition& each : given) {
+        const auto isSame = [&](const auto& other) { return other.text == each.text; };
+        if (std::none_of(conditions.begin(), conditions.end(), isSame))
+            conditions.push_back(std::move(each));
     }
 }
 
-void DeclareConditions(CLI::App& app, ConditionTexts& texts) {
-    app.add_option("--require", texts.required,
-                   "What must be so at the end, such as 'request.time p95 < 250ms'; the exit"
-                   " status is 1 if it is not")
+/// Throws kzjournal::Error.
+void ReadConditions(const ConditionTexts& texts, Options& options) {
+    AddNew(kzconditions::ConditionsOf(texts.required), options.required);
+    AddNew(kzconditions::ConditionsOf(texts.abortIf), options.abortIf);
+    if (!texts.file.empty()) AddNew(ConditionsInFile(texts.file), options.required);
+}
+
+/// An option that takes one value each time it is given: the URL may follow it.
+void DeclareRepeatable(CLI::App& app, const char* name, std::vector<std::string>& texts,
+                       const char* description) {
+    app.add_option(name, texts, description)
         ->type_name("CONDITION")
         ->check(ConditionOfARun())
         ->expected(1)
-        ->take_all();
+        ->take_all()
+        ->allow_extra_args(false);
+}
+
+void DeclareConditions(CLI::App& app, ConditionTexts& texts) {
+    DeclareRepeatable(app, "--require", texts.required,
+                      "What must be so at the end, such as 'request.time p95 < 250ms'; the exit"
+                      " status is 1 if it is not");
     app.add_option("--conditions", texts.file, "A file of such conditions, one per line")
         ->type_name("FILE")
         ->check(Named());
-    app.add_option("--abort-if", texts.abortIf,
-                   "What ends the load with exit status 1 once it is so, such as 'errors share >"
-                   " 50%'; not before three slices")
-        ->type_name("CONDITION")
-        ->check(ConditionOfARun())
-        ->expected(1)
-        ->take_all();
+    DeclareRepeatable(app, "--abort-if", texts.abortIf,
+                      "What ends the load with exit status 1 once it is so, such as 'errors share >"
+                      " 50%'; not before three slices");
 }
 
 /// The arguments, with blanks between them.

@@ -21,10 +21,14 @@ constexpr NamedStatistic kStatistics[] = {
     {"max", StatMax, [](const CKZStatAggregate& values) { return values.maximum; }},
     {kzconditions::kSum, StatSum, [](const CKZStatAggregate& values) { return values.sum; }}};
 
+bool IsLevel(const CKZStatSliceValues::Record& record) {
+    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
+    return kind != nullptr && kind->reading == CKZStatPointKind::Level;
+}
+
 /// A level is averaged over slices.
 void AddTo(CKZStatAggregate& totals, const CKZStatSliceValues::Record& record) {
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
-    if (kind != nullptr && kind->reading == CKZStatPointKind::Level)
+    if (IsLevel(record))
         totals.Add(record.lasts.sum);
     else
         totals.Add(record.lasts);
@@ -56,13 +60,13 @@ std::optional<double> DeviationOf(const CKZStatPointKind& kind, const CKZStatAgg
 
 }  // namespace
 
-void RunFigures::Add(const CKZStatSliceValues& slice, double loadSeconds) {
+void RunFigures::Add(const CKZStatSliceValues& slice, double loadSeconds, bool isUnderLoad) {
     m_loadSeconds += loadSeconds;
     for (const CKZStatSliceValues::Record& record : slice.GetRecords()) {
         Record& sum = m_records[std::string(record.name)];
         sum.type = record.type;
-        sum.lasts = record.lasts;
-        if (!record.lasts.HasValues()) continue;
+        if (isUnderLoad) sum.lasts = record.lasts;
+        if (!record.lasts.HasValues() || (IsLevel(record) && !isUnderLoad)) continue;
         AddTo(sum.totals, record);
         if (record.lastsDistribution == nullptr)
             sum.distribution.reset();

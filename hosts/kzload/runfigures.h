@@ -12,12 +12,13 @@
 
 namespace kzload {
 
-/// What conditions ask of the slices under load, added up so far. A name that no longer has the
+/// What conditions ask of the slices of the load, added up so far. A name that no longer has the
 /// distributions of all its values has no percentiles. Compatible.
 class RunFigures : public kzconditions::Figures {
 public:
-    /// `loadSeconds` is how much of the slice lies in the load, for rates.
-    void Add(const CKZStatSliceValues& slice, double loadSeconds);
+    /// `loadSeconds` is how much of the slice lies in the load, for rates. Levels, and what is said
+    /// of the last slice, are of slices under load alone.
+    void Add(const CKZStatSliceValues& slice, double loadSeconds, bool isUnderLoad);
 
     std::string Title() const override { return "the run"; }
     std::vector<std::string> Names() const override;
@@ -29,7 +30,7 @@ private:
     struct Record {
         CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
         CKZStatAggregate totals;
-        CKZStatAggregate lasts;  // of the last slice
+        CKZStatAggregate lasts;  // of the last slice under load
         std::optional<CKZStatDistribution> distribution = CKZStatDistribution();
     };
     std::optional<double> RateOf(const Record& record) const;

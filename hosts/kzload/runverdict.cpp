@@ -21,9 +21,10 @@ void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
     const kzjournal::LoadSpan load = LoadOf(m_run);
     const double elapsed = slice.GetElapsed();
     const double length = slice.GetSliceLength();
-    if (!load.IsKnown() || !load.Covers(elapsed, length)) return;
-    m_figures.Add(slice, length - load.SecondsOutside(elapsed, length));
-    if (++m_slicesUnderLoad >= kSlicesBeforeAStop) LookForReasonToStop(elapsed);
+    if (!load.IsKnown() || !load.SlicesWithValues(length).Selects(elapsed, length)) return;
+    const bool isUnderLoad = load.Covers(elapsed, length);
+    m_figures.Add(slice, length - load.SecondsOutside(elapsed, length), isUnderLoad);
+    if (isUnderLoad && ++m_slicesUnderLoad >= kSlicesBeforeAStop) LookForReasonToStop(elapsed);
 }
 
 Outcome RunVerdict::Tell() {
@@ -53,7 +54,7 @@ void RunVerdict::NoteWhatWasNeverTold() {
         if (m_slicesUnderLoad >= kSlicesBeforeAStop)
             reason = Judge(condition, Demand::MustNot, m_figures).reason;
         if (!reason.empty())
-            m_terminal.Note("'" + condition.text + "' could not stop the load: " + reason);
+            m_terminal.Warn("'" + condition.text + "' could not stop the load: " + reason);
     }
 }
 

@@ -12,8 +12,7 @@
 namespace kzload {
 
 /// Judges a run by its conditions: with each slice by what must not be so, and at the end by what
-/// must be. Both look at the slices of which more than half is under load, or at the first one if
-/// none is.
+/// must be. Both look at what the load caused, also where it came after its end.
 ///
 /// Owned by the thread that delivers slices until the run has finished, then by the control thread.
 class RunVerdict {

@@ -58,7 +58,10 @@ void Terminal::ShowProgress(const Progress& progress) {
 }
 
 void Terminal::Note(const std::string& text) {
-    if (m_quiet) return;
+    if (!m_quiet) Warn(text);
+}
+
+void Terminal::Warn(const std::string& text) {
     const RWMutexLock::LockGuard guard(m_lock);
     WriteError(text);
 }

@@ -37,6 +37,8 @@ public:
 
     /// A line on standard error about what is going on.
     void Note(const std::string& text);
+    /// The same also where it is quiet: what the user would want to know of.
+    void Warn(const std::string& text);
     /// A line on standard error about what went wrong. One that was told before is not repeated.
     void Complain(const std::string& text);
     /// The same for a fault, where there is one.

@@ -22,7 +22,11 @@ struct KZJOURNAL_EXPORT LoadSpan {
     /// is open, as is one before the begin. The slices have the length `sliceLength`, in seconds.
     TimeRange SlicesUnderLoad(double sliceLength) const;
 
-    /// Whether the slice that ends at `elapsed` is one of these.
+    /// Selects the slices with values that the load caused: from the first one that it touches on,
+    /// also those behind its end, in which the last requests are answered.
+    TimeRange SlicesWithValues(double sliceLength) const;
+
+    /// Whether the slice that ends at `elapsed` is one under load.
     bool Covers(double elapsed, double sliceLength) const;
 
     /// The part of the slice that ends at `elapsed` which lies outside the load, in seconds.

@@ -18,6 +18,11 @@ namespace kzjournal {
 struct TimeRange {
     double from = 0;
     double to = std::numeric_limits<double>::infinity();
+
+    /// Whether it selects the slice that ends at `elapsed`.
+    bool Selects(double elapsed, double sliceLength) const {
+        return (from <= 0 || elapsed - sliceLength >= from) && elapsed <= to;
+    }
 };
 
 /// A name that was reported, with the type of its latest record.

@@ -104,7 +104,7 @@ Annotations ReadAnnotations(SQLite::Database& database, const std::string& path,
         if (!IsMoment(notes, 1)) return false;
         read.notes.push_back({notes.getColumn(1).getDouble(), notes.getColumn(2).getString()});
         checksum += ChecksumOf(id, row.number, read.notes.back());
-        return true;
+        return WhyImpossible(read.notes.back()).empty();
     });
     if (hasChecksum) {
         SQLite::Statement conditions(database,
@@ -113,7 +113,7 @@ Annotations ReadAnnotations(SQLite::Database& database, const std::string& path,
         isSound = isSound && ForEachRow(conditions, row.number, [&](std::int64_t id) {
                       read.conditions.push_back(conditions.getColumn(1).getString());
                       checksum += ChecksumOf(id, row.number, read.conditions.back());
-                      return true;
+                      return WhyImpossible(read.conditions.back()).empty();
                   });
     }
     if (!isSound ||

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -286,6 +287,11 @@ int Pragma(SQLite::Database& database, const char* name) {
     return database.execAndGet(std::string("PRAGMA ") + name).getInt();
 }
 
+bool HasSizeLimit() {
+    rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 std::string Cause(const SQLite::Exception& error) {
     switch (error.getErrorCode()) {
         case SQLITE_BUSY:
@@ -302,6 +308,10 @@ std::string Cause(const SQLite::Exception& error) {
                 return "it was removed or moved while it was written";
             return "it may not be written; choose another path or change its permissions";
         case SQLITE_IOERR:
+            // The database does not tell the two apart.
+            if (error.getExtendedErrorCode() == SQLITE_IOERR_WRITE && HasSizeLimit())
+                return "the disk does not work, or the size limit of files is reached; check both"
+                       " (ulimit -f)";
             return "the disk does not work; check it";
         default:
             return error.what();

@@ -9,8 +9,11 @@
 #include <cstring>
 
 #include "annotations.h"
+#include "fileplaces.h"
 #include "journalfile.h"
+#include "journalmaker.h"
 #include "readabledatabase.h"
+#include "runrow.h"
 
 namespace kzjournal {
 namespace {
@@ -49,10 +52,33 @@ void PutLogOnDisk(const std::string& path) {
     if (!isDone) Refuse(path, std::strerror(error));
 }
 
+/// REQUIRES: the run has ended, so that no writer does it any more. Fails without a word: the log
+/// has everything, and whoever adds next tries again.
+void PutLogIntoFile(SQLite::Database& database, const FilePlaces& places) {
+    try {
+        // Others that add wait meanwhile, and must not give up because of a reader.
+        database.setBusyTimeout(kLockWaitMilliseconds);
+        const bool isComplete =
+            database.execAndGet("PRAGMA wal_checkpoint(TRUNCATE)").getInt() == 0;
+        // What took the name of the log may belong to another run.
+        if (isComplete && places.Displaced().empty()) LeaveTheLog(database);
+    } catch (const SQLite::Exception&) {
+    }
+}
+
 std::string Cause(const std::string& path, const SQLite::Exception& error) {
-    if (error.getErrorCode() == SQLITE_CANTOPEN && access(path.c_str(), W_OK) == 0)
+    const bool isFolder = error.getExtendedErrorCode() == SQLITE_READONLY_DIRECTORY ||
+                          error.getErrorCode() == SQLITE_CANTOPEN;
+    if (isFolder && access(path.c_str(), W_OK) == 0)
         return "cannot write " + path + ": no file may be made in its folder";
     return Explain("write", path, error);
+}
+
+/// What is damaged must not be sealed anew.
+RunRow ReadSoundRow(SQLite::Database& database, const std::string& path) {
+    RunRow row = ReadRunRow(database, path, kSchemaVersion, 0);
+    ReadAnnotations(database, path, row, kSchemaVersion);
+    return row;
 }
 
 /// `insert` adds to the run 0.
@@ -69,9 +95,13 @@ void Annotate(const std::string& path, Insert insert) {
         SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
         // Once more, since another file may have come in its place.
         CheckIsJournal(database, path);
+        const FilePlaces places(PathOf(database));
+        const RunRow row = ReadSoundRow(database, path);
         insert(database);
         transaction.commit();
-        if (hasLog) PutLogOnDisk(path);
+        if (!hasLog) return;
+        PutLogOnDisk(path);
+        if (row.endTime) PutLogIntoFile(database, places);
     } catch (const SQLite::Exception& error) {
         throw Error(Cause(path, error));
     }
@@ -85,10 +115,13 @@ void AddNote(const std::string& path, const Note& note) {
     Annotate(path, [&](SQLite::Database& database) { InsertNote(database, 0, note); });
 }
 
-void AddCondition(const std::string& path, const std::string& text) {
-    if (const std::string why = WhyImpossible(text); !why.empty())
-        Refuse(path, "the condition is impossible: " + why);
-    Annotate(path, [&](SQLite::Database& database) { InsertCondition(database, 0, text); });
+void AddConditions(const std::string& path, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts)
+        if (const std::string why = WhyImpossible(text); !why.empty())
+            Refuse(path, "a condition is impossible: " + why);
+    Annotate(path, [&](SQLite::Database& database) {
+        for (const std::string& text : texts) InsertCondition(database, 0, text);
+    });
 }
 
 }  // namespace kzjournal

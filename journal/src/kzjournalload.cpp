@@ -32,9 +32,13 @@ TimeRange LoadSpan::SlicesUnderLoad(double sliceLength) const {
     return {(from - kSlackInSlices) * sliceLength, (to + kSlackInSlices) * sliceLength};
 }
 
+TimeRange LoadSpan::SlicesWithValues(double sliceLength) const {
+    const double first = std::floor(begin.value_or(0) / sliceLength);
+    return {(first - kSlackInSlices) * sliceLength, kInfinity};
+}
+
 bool LoadSpan::Covers(double elapsed, double sliceLength) const {
-    const TimeRange range = SlicesUnderLoad(sliceLength);
-    return (range.from <= 0 || elapsed - sliceLength >= range.from) && elapsed <= range.to;
+    return SlicesUnderLoad(sliceLength).Selects(elapsed, sliceLength);
 }
 
 double LoadSpan::SecondsOutside(double elapsed, double sliceLength) const {

@@ -136,14 +136,7 @@ RunRow Reader::State::Row() {
 }
 
 RunRow Reader::State::RowOf(int number) {
-    return Guarded([&] {
-        SQLite::Statement query(database, SelectRunRow(version) + " WHERE number = ?");
-        query.bind(1, number);
-        if (!query.executeStep())
-            throw Error("cannot read " + path + ": it holds no " +
-                        (number == 0 ? "run" : "source " + std::to_string(number)));
-        return ReadRunRow(query, path);
-    });
+    return Guarded([&] { return ReadRunRow(database, path, version, number); });
 }
 
 /// Those of the run and of its sources, as far as they have slices, each with the number of its

@@ -34,9 +34,14 @@ std::int64_t ChecksumAt(SQLite::Statement& row) {
     return static_cast<std::int64_t>(hash.Value());
 }
 
-std::optional<double> OptionalAt(SQLite::Statement& row, int column) {
+/// NaN where it is none: the database keeps any text in any column.
+double NumberAt(SQLite::Statement& row, int column) {
     const SQLite::Column value = row.getColumn(column);
-    return value.isNull() ? std::nullopt : std::optional(value.getDouble());
+    return value.isFloat() ? value.getDouble() : std::nan("");
+}
+
+std::optional<double> OptionalAt(SQLite::Statement& row, int column) {
+    return row.isColumnNull(column) ? std::nullopt : std::optional(NumberAt(row, column));
 }
 
 bool IsMoment(std::optional<double> seconds) {
@@ -77,8 +82,8 @@ RunRow ReadRunRow(SQLite::Statement& row, const std::string& path) {
         refuse("its facts are not those that were stored");
     RunRow read{row.getColumn(0).getInt(),
                 row.getColumn(1).getInt(),
-                {text(2), text(3), row.getColumn(5).getDouble(), row.getColumn(6).getDouble(),
-                 text(7), text(8), text(4), OptionalAt(row, 9), OptionalAt(row, 10)},
+                {text(2), text(3), NumberAt(row, 5), NumberAt(row, 6), text(7), text(8), text(4),
+                 OptionalAt(row, 9), OptionalAt(row, 10)},
                 row.getColumn(14).getInt() != 0,
                 OptionalAt(row, 11),
                 row.getColumn(12).getInt64(),
@@ -89,6 +94,16 @@ RunRow ReadRunRow(SQLite::Statement& row, const std::string& path) {
     if (!IsCount(read.expectedSlices) || !IsCount(read.lostSlices))
         refuse("it has an impossible number of slices");
     return read;
+}
+
+RunRow ReadRunRow(SQLite::Database& database, const std::string& path, int schemaVersion,
+                  int number) {
+    SQLite::Statement query(database, SelectRunRow(schemaVersion) + " WHERE number = ?");
+    query.bind(1, number);
+    if (!query.executeStep())
+        throw Error("cannot read " + path + ": it holds no " +
+                    (number == 0 ? "run" : "source " + std::to_string(number)));
+    return ReadRunRow(query, path);
 }
 
 RunSeal::RunSeal(SQLite::Database& database)

@@ -30,6 +30,10 @@ std::string SelectRunRow(int schemaVersion);
 /// where the row is not as it was stored or has numbers that no run has.
 RunRow ReadRunRow(SQLite::Statement& row, const std::string& path);
 
+/// Reads that of one run. Throws as above, and where there is none.
+RunRow ReadRunRow(SQLite::Database& database, const std::string& path, int schemaVersion,
+                  int number);
+
 /// Why a run with these facts cannot be stored; empty if it can.
 std::string WhyImpossible(const Run& run);
 

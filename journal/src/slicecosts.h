@@ -15,11 +15,12 @@ inline constexpr char kSelectCost[] =
     " reporter_wait, pack_time, listener_time, timer_lateness, start_lateness, cost_checksum";
 
 /// Binds these columns from `column` on. A slice that was not measured has a checksum, too.
+/// A number that is negative or infinite is bound as unknown.
 void BindCost(SQLite::Statement& statement, int column, int sliceId,
               const std::optional<CKZStatSliceCost>& cost);
 
 /// Reads them from `column` on: no value where none was stored. Returns false where they are not
-/// as they were stored.
+/// as they were stored, or a number is impossible.
 bool ReadCost(SQLite::Statement& row, int column, int sliceId,
               std::optional<CKZStatSliceCost>& cost);
 

@@ -42,9 +42,11 @@ TEST_F(ConditionFile, HasOneConditionInALine) {
                 ElementsAre("a mean < 5", "b#c max < 6ms"));
 }
 
-TEST_F(ConditionFile, MayBeEmpty) {
-    EXPECT_THAT(TextsIn(""), testing::IsEmpty());
-    EXPECT_THAT(TextsIn("\n#\n"), testing::IsEmpty());
+TEST_F(ConditionFile, HasACondition) {
+    for (const char* const text : {"", "\n#\n", "# login mean < 5\n"}) {
+        std::ofstream(path) << text;
+        EXPECT_EQ(path + " has no condition", RefusalOf(path)) << text;
+    }
 }
 
 TEST_F(ConditionFile, SaysInWhichLineAMistakeIs) {
@@ -58,9 +60,10 @@ TEST_F(ConditionFile, MustBeReadable) {
 }
 
 TEST_F(ConditionFile, HasAMebibyteAtMost) {
-    std::ofstream(path) << std::string((1 << 20) - 1, '#') << '\n';
+    const std::string condition = "a mean < 5\n";
+    std::ofstream(path) << condition << std::string((1 << 20) - condition.size(), '#');
     EXPECT_EQ("", RefusalOf(path));
-    std::ofstream(path) << std::string(1 << 20, '#') << '\n';
+    std::ofstream(path) << condition << std::string((1 << 20) - condition.size() + 1, '#');
     EXPECT_THAT(RefusalOf(path), HasSubstr("more than 1048576 bytes"));
 }
 

@@ -114,10 +114,19 @@ TEST(Judgement, CannotTellOfAnUnknownNameAndSaysWhatIsNear) {
 TEST(Judgement, CannotTellOfAStatisticWithoutAValue) {
     MadeFigures run;
     run.Timer("none", {{"count", 0}}).Timer("undistributed", {{"mean", 1}}, false);
-    EXPECT_EQ("the run has no p95 of none", Require("none p95 < 5", run).reason);
+    EXPECT_EQ("the run has no p95 of none; it has count", Require("none p95 < 5", run).reason);
     EXPECT_EQ("the run has no p95 of undistributed, nor the distribution of all its values",
               Require("undistributed p95 < 5", run).reason);
     EXPECT_EQ(Outcome::CannotTell, Require("none mean < 5", run).outcome);
+}
+
+TEST(Judgement, SaysWhatANameHasInPlaceOfAStatistic) {
+    MadeFigures run;
+    run.Measured("sent.bytes", "bytes", {{"last", 2}, {"mean", 1}}).Timer("idle", {});
+    for (const char* const statistic : {"count", "sum", "rate"})
+        EXPECT_EQ(std::string("the run has no ") + statistic + " of sent.bytes; it has mean, last",
+                  Require(std::string("sent.bytes ") + statistic + " < 5", run).reason);
+    EXPECT_EQ("the run has no mean of idle", Require("idle mean < 5", run).reason);
 }
 
 TEST(Judgement, CannotTellInAUnitThatTheNameDoesNotHave) {

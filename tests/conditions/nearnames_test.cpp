@@ -21,6 +21,12 @@ TEST(NamesNear, MayHaveMoreInThem) {
                 ElementsAre("request.time", "request.time.failed"));
 }
 
+TEST(NamesNear, BeginWithThatTextFirst) {
+    EXPECT_THAT(
+        NamesNear("request.time", {"request.bytes", "requests.rate", "request.time.failed"}),
+        ElementsAre("request.time.failed", "request.bytes", "requests.rate"));
+}
+
 TEST(NamesNear, AreThreeAtMost) {
     EXPECT_THAT(NamesNear("a1", {"a5", "a4", "a3", "a2"}), ElementsAre("a2", "a3", "a4"));
 }

@@ -13,7 +13,7 @@
 
 namespace {
 
-using kzjournal::AddCondition;
+using kzjournal::AddConditions;
 using kzjournal::AddNote;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -60,7 +60,7 @@ TEST_F(Annotations, AnImpossibleConditionMakesNoFile) {
 TEST_F(Annotations, AreAddedToARunThatHasEnded) {
     MakeRun();
     AddNote(path, {1.7e9 + 0.5, "cache cleared"});
-    AddCondition(path, "logins count > 3");
+    AddConditions(path, {"logins count > 3"});
     EXPECT_THAT(Notes(), ElementsAre("cache cleared"));
     EXPECT_EQ(1.7e9 + 0.5, kzjournal::Reader(path).Notes()[0].time);
     EXPECT_THAT(Conditions(), ElementsAre("logins count > 3"));
@@ -81,6 +81,20 @@ TEST_F(Annotations, AreAddedWhileTheRunIsActive) {
     EXPECT_THAT(Notes(), ElementsAre("first", "second"));
     EXPECT_THAT(SliceIds(), ElementsAre(1, 2, 3));
     EXPECT_EQ(3, kzjournal::Reader(path).ExpectedSlices());
+}
+
+TEST_F(Annotations, OfARunThatHasEndedAreInTheFileThoughOthersHaveItOpen) {
+    ASSERT_EQ("", Open());
+    ASSERT_EQ("", AppendLogins({1}));
+    {
+        const kzjournal::Reader other(path);
+        EXPECT_EQ("", Close());
+        AddNote(path, {1.7e9, "beside a reader"});
+        EXPECT_EQ(0u, std::filesystem::file_size(path + "-wal"));
+    }
+    AddNote(path, {1.7e9 + 1, "alone"});
+    EXPECT_FALSE(std::filesystem::exists(path + "-wal"));
+    EXPECT_THAT(Notes(), ElementsAre("beside a reader", "alone"));
 }
 
 TEST_F(Annotations, OfSeveralThreadsAreAllKeptBesideTheSlices) {
@@ -134,7 +148,7 @@ TEST_F(Annotations, TextsHaveAnyBytes) {
     MakeRun();
     const std::string text("a\0\xff\n'\x01", 6);
     AddNote(path, {1.7e9, text});
-    AddCondition(path, text);
+    AddConditions(path, {text});
     EXPECT_THAT(Notes(), ElementsAre(text));
     EXPECT_THAT(Conditions(), ElementsAre(text));
 }
@@ -157,7 +171,7 @@ TEST_F(Annotations, ThatAreImpossibleAreRefused) {
 TEST_F(Annotations, ChangedOrMissingOnesAreNoticed) {
     MakeRun();
     AddNote(path, {1.7e9, "x"});
-    AddCondition(path, "x");
+    AddConditions(path, {"x"});
     const std::string whole = path;
     path = folder.Path("damaged.kzj");
     for (const char* const damage :
@@ -169,6 +183,23 @@ TEST_F(Annotations, ChangedOrMissingOnesAreNoticed) {
         Execute(damage);
         EXPECT_THAT(ErrorOf([&] { Notes(); }), HasSubstr("its notes or conditions are damaged"));
         EXPECT_THAT(ErrorOf([&] { Conditions(); }), HasSubstr("conditions are damaged"));
+    }
+}
+
+TEST_F(Annotations, AreNotAddedToADamagedRun) {
+    MakeRun();
+    AddNote(path, {1.7e9, "x"});
+    const std::string whole = path;
+    path = folder.Path("damaged.kzj");
+    for (const char* const damage : {"UPDATE runs SET generator = 'other'", "DELETE FROM notes",
+                                     "UPDATE notes SET text = 'y'", "DELETE FROM runs"}) {
+        SCOPED_TRACE(damage);
+        std::filesystem::copy_file(whole, path, std::filesystem::copy_options::overwrite_existing);
+        Execute(damage);
+        const std::string told = ErrorOf([&] { Notes(); });
+        EXPECT_THAT(told, HasSubstr("cannot read " + path));
+        EXPECT_EQ(told, ErrorOf([&] { AddNote(path, {1.7e9, "z"}); }));
+        EXPECT_EQ(told, ErrorOf([&] { Notes(); }));
     }
 }
 

@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "journal/journalfixture.h"
+#include "kzjournalannotate.h"
 
 namespace {
 
@@ -102,6 +103,20 @@ protected:
             chmod(file.path().c_str(), 0444);
     }
 };
+
+TEST_F(Companions, ANoteIsRefusedWhereTheFolderMayNotBeWritten) {
+    ASSERT_EQ("", Close());
+    chmod(path.c_str(), 0666);
+    EXPECT_EQ("cannot write " + path + ": no file may be made in its folder",
+              ToldByAStranger("/tmp", [&]() -> std::string {
+                  try {
+                      kzjournal::AddNote(path, {1.7e9, "x"});
+                      return "added";
+                  } catch (const kzjournal::Error& error) {
+                      return error.what();
+                  }
+              }));
+}
 
 TEST_F(Companions, AHotRollbackJournalIsRolledBack) {
     LeaveAHotRollbackJournal(kChange);

@@ -53,6 +53,15 @@ TEST_F(Costs, AreThoseOfTheSlices) {
     EXPECT_FALSE(read[1].cost);
 }
 
+TEST_F(Costs, ThatAreImpossibleAreUnknown) {
+    ASSERT_EQ("", Open());
+    MadeSlice slice = slices.NextSlice({{"n", Types::Counter, {1}}});
+    slice.facts.cost = CKZStatSliceCost{1, -0.5, HUGE_VAL};
+    ASSERT_EQ("", AppendSlice(slice));
+    EXPECT_EQ("1.0|-|-|\n", Rows("SELECT measured, processor_time, processors FROM slices"));
+    EXPECT_EQ(1u, SliceIds().size());
+}
+
 TEST_F(Costs, AreColumnsOfTheSlices) {
     ASSERT_EQ("", Open());
     AppendSliceThatUsed(0.5);

@@ -74,6 +74,14 @@ TEST(LoadSpan, CoversTheSlicesUnderLoad) {
     EXPECT_TRUE(LoadSpan().Covers(1, 1));
 }
 
+TEST(LoadSpan, HasValuesInTheSlicesThatItTouchesAndInAllBehindThem) {
+    const kzjournal::TimeRange range = LoadSpan{1.75, 3.25}.SlicesWithValues(1);
+    EXPECT_FALSE(range.Selects(1, 1));
+    EXPECT_TRUE(range.Selects(2, 1));
+    EXPECT_TRUE(range.Selects(9, 1));
+    EXPECT_TRUE(LoadSpan().SlicesWithValues(1).Selects(1, 1));
+}
+
 TEST(LoadSpan, TellsHowMuchOfASliceLiesOutside) {
     const LoadSpan load{0.25, 3.75};
     EXPECT_EQ(0.25, load.SecondsOutside(1, 1));

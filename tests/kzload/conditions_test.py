@@ -17,9 +17,9 @@ def conditions(option, *texts):
 
 
 class Require(unittest.TestCase):
-    def load(self, *texts, **options):
+    def load(self, *texts, file=None, **options):
         return runs.run(*LOAD, "--duration", 0.3, "--quiet", *conditions("--require", *texts),
-                        **options)
+                        *(("--conditions", file) if file else ()), **options)
 
     def test_conditions_that_are_met(self):
         result = self.load("request.time p99 < 30s", "errors share <= 100%",
@@ -55,6 +55,26 @@ class Require(unittest.TestCase):
             result = runs.run("--conditions", path)
             self.assertEqual((2, ""), (result.status, result.out))
             self.assertIn(f"{path}, line 4: ", result.err)
+            with open(path, "w") as file:
+                file.write("# requests.rate rate > 0\n")
+            result = runs.run("--conditions", path)
+            self.assertEqual((2, ""), (result.status, result.out))
+            self.assertIn(f"{path} has no condition", result.err)
+
+    def test_a_condition_that_is_given_twice_is_judged_once(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "conditions")
+            with open(path, "w") as file:
+                file.write("errors share < 0%\nrequests.rate rate > 0\n")
+            result = self.load("errors share < 0%", "errors share < 0%", file=path)
+        self.assertTrue(result.out.endswith("verdict: FAILED, 1 of 2 conditions\n"), result.out)
+
+    def test_a_url_may_follow_the_conditions(self):
+        for words in (("http://127.0.0.1:9/",), ("--", "http://127.0.0.1:9/")):
+            result = runs.run(*LOAD, "--duration", 0.1, "--require", "errors share < 1%",
+                              "--abort-if", "errors share > 99%", *words)
+            self.assertNotIn("is no condition", result.err)
+            self.assertEqual(1, result.status, result.err)
 
     def test_mistakes_are_told_before_the_load(self):
         for option in ("--require", "--abort-if"):
@@ -83,8 +103,8 @@ class Require(unittest.TestCase):
 
 
 class AbortIf(unittest.TestCase):
-    def load(self, *texts, duration):
-        return runs.run(*LOAD, "--duration", duration, *conditions("--abort-if", *texts))
+    def load(self, *texts, duration, options=()):
+        return runs.run(*LOAD, "--duration", duration, *options, *conditions("--abort-if", *texts))
 
     def test_what_must_not_be_so_ends_the_load(self):
         result = self.load("request.time mean > 30s", "request.time p50 > 0ms", duration=60)
@@ -102,11 +122,12 @@ class AbortIf(unittest.TestCase):
         result = self.load("errors share > 99.9%", "request.time p99.9 > 30s", duration=0.5)
         self.assertEqual((0, ""), (result.status, result.err))
 
-    def test_what_was_never_told_is_noted(self):
-        result = self.load("request.tme mean > 1s", duration=0.5)
-        self.assertEqual(0, result.status)
-        self.assertEqual("kzload: 'request.tme mean > 1s' could not stop the load: the run has no"
-                         " request.tme; near it: request.time\n", result.err)
+    def test_what_was_never_told_is_told_also_where_it_is_quiet(self):
+        for quiet in ((), ("--quiet",)):
+            result = self.load("request.tme mean > 1s", duration=0.5, options=quiet)
+            self.assertEqual(0, result.status)
+            self.assertEqual("kzload: 'request.tme mean > 1s' could not stop the load: the run has"
+                             " no request.tme; near it: request.time\n", result.err)
 
     def test_a_load_of_few_slices_is_not_ended(self):
         result = self.load("request.time p50 > 0ms", duration=0.1)

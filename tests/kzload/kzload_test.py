@@ -389,9 +389,7 @@ class Messages(RunTest):
         def limit_size():
             resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
-        # The signal at the limit is ignored here, and the child inherits that.
-        result = runs.run("--duration", 2, "--messages", self.path, preexec_fn=limit_size,
-                          restore_signals=False)
+        result = runs.run("--duration", 2, "--messages", self.path, preexec_fn=limit_size)
         self.assertEqual(1, result.status)
         self.assert_one_line(result.err, f"cannot write {self.path}: File too large")
         self.assertTrue(messages.read(self.path))
@@ -526,9 +524,8 @@ class Journal(RunTest):
         def limit_size():
             resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
-        # The signal at the limit is ignored here, and the child inherits that.
         result = runs.run("--duration", 2, "--slice", 0.1, journal=self.path,
-                          preexec_fn=limit_size, restore_signals=False)
+                          preexec_fn=limit_size)
         self.assertEqual(1, result.status)
         complaints = result.err.splitlines()
         self.assertEqual(1, sum(line.startswith(f"kzload: cannot write {self.path}: ")

@@ -151,8 +151,9 @@ class HostileFile(unittest.TestCase):
             self.assert_refused("run 0 is damaged: its slices have an impossible length")
 
     def test_impossible_times_and_numbers_of_a_run(self):
-        for change in ("start_time = 1e300", "end_time = -9e999", "load_begin = 1e18",
-                       "load_end = 9e999", "expected_slices = 9223372036854775807",
+        for change in ("start_time = 1e300", "start_time = 'soon'", "end_time = -9e999",
+                       "end_time = 'soon'", "load_begin = 1e18", "load_begin = 'soon'",
+                       "load_end = 9e999", "load_end = 'soon'", "expected_slices = 9223372036854775807",
                        "lost_slices = -1"):
             with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
                 before = journal.execute("SELECT * FROM runs").fetchone()
@@ -227,6 +228,25 @@ class HostileFile(unittest.TestCase):
         for time in ("9e999", "1e300", "'soon'"):
             self.damage(f"REPLACE INTO notes VALUES (1, 0, {time}, 'gap')")
             self.assert_refused("its notes or conditions are damaged", NOTES)
+
+    def test_a_note_and_a_condition_longer_than_any(self):
+        for sql in ("INSERT INTO notes VALUES (1, 0, 1.7e9, '{}')",
+                    "DELETE FROM notes; INSERT INTO conditions VALUES (1, 0, '{}')"):
+            self.damage(sql.format("x" * 65537))
+            with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+                journals.seal_annotations(journal)
+                journals.seal_runs(journal)
+                journal.commit()
+            self.assert_refused("its notes or conditions are damaged", NOTES)
+
+    def test_impossible_costs(self):
+        for cost in (-1.0, float("inf")):
+            with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+                journal.execute("UPDATE slices SET measured = ?, processor_time = NULL"
+                                " WHERE slice_id = 5", (cost,))
+                journals.seal_costs(journal)
+                journal.commit()
+            self.assert_refused("slice 5 is damaged", ("show", "check", "report"))
 
     def test_a_pipe(self):
         os.remove(self.run_path)

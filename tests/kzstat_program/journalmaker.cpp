@@ -58,6 +58,10 @@ void FailIf(const std::optional<kzjournal::Error>& error) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    if (count < 5) {
+        std::cerr << "journalmaker PATH GENERATOR START_TIME SLICE_LENGTH [CONDITION...]\n";
+        return 2;
+    }
     const std::string generator = arguments[2];
     const double startTime = std::strtod(arguments[3], nullptr);
     const double sliceLength = std::strtod(arguments[4], nullptr);

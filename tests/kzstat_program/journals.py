@@ -104,3 +104,24 @@ def seal_runs(connection):
         hashed = row if row[-1] else row[:-1]
         connection.execute("UPDATE runs SET checksum = ? WHERE number = ?",
                            (_hash(hashed), row[0]))
+
+
+def seal_annotations(connection):
+    """Stores the checksum of changed notes and conditions of the run 0."""
+    rows = connection.execute(
+        "SELECT 1, note_id, run_number, time, text FROM notes UNION ALL"
+        " SELECT 2, condition_id, run_number, NULL, text FROM conditions").fetchall()
+    total = sum(_hash(value for value in row if value is not None) for row in rows)
+    connection.execute("UPDATE runs SET annotations_checksum = ? WHERE number = 0",
+                       ((total + 2**63) % 2**64 - 2**63,))
+
+
+def seal_costs(connection):
+    """Stores the checksums of slices whose costs were changed."""
+    for slice_id, *numbers in connection.execute(
+            "SELECT slice_id, measured, processor_time, processors, busiest_thread, longest_wait,"
+            " involuntary_switches, reporter_wait, pack_time, listener_time, timer_lateness,"
+            " start_lateness FROM slices").fetchall():
+        costs = [float("nan") if number is None else float(number) for number in numbers]
+        connection.execute("UPDATE slices SET cost_checksum = ? WHERE slice_id = ?",
+                           (_hash([slice_id, *costs]), slice_id))

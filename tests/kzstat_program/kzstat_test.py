@@ -109,6 +109,15 @@ class UnderLoad(JournalTest):
         self.assertEqual(("30", "30", "30"),
                          tuple(table["clients"][key] for key in ("mean", "min", "last")))
 
+    def test_what_is_answered_after_the_end_of_a_load_counts(self):
+        journals.make(self.run_path, [
+            {LOGIN: [10] * 10, CLIENTS: [5]}, {LOGIN: [10] * 10, CLIENTS: [5]},
+            {LOGIN: [500, 700], CLIENTS: [2]}], load=(0, 2.1))
+        table = self.table()
+        self.assertEqual(("22", "10.48", "700", "10"),
+                         tuple(table["login.time"][key] for key in ("count", "rate", "max", "last")))
+        self.assertEqual("5", table["clients"]["min"])
+
     def test_all_slices(self):
         self.make_load()
         self.assertNotIn("load", self.header("--all"))
@@ -277,7 +286,7 @@ class Show(JournalTest):
         journal = journals.Journal(self.run_path)
         journal.value(*LOGIN, 10)
         journal.slice()
-        self.assertIn(", not ended, at least 1 slices of 1 s\n", run("show", self.run_path).out)
+        self.assertIn(", not ended, at least 1 slice of 1 s\n", run("show", self.run_path).out)
         journal.end()
         self.assertNotIn("not ended", run("show", self.run_path).out)
 
@@ -391,7 +400,7 @@ class Follow(JournalTest):
 
     def test_the_table_is_redrawn_with_each_slice(self):
         self.start()
-        self.terminal.wait_for(lambda screen: "not ended, at least 1 slices of 1 s" in screen)
+        self.terminal.wait_for(lambda screen: "not ended, at least 1 slice of 1 s" in screen)
         for time in (40, 20):
             self.report(time)
         screen = self.terminal.wait_for(lambda screen: "3 slices" in screen)
@@ -410,7 +419,7 @@ class Follow(JournalTest):
         self.assertIn("2 slices of 1 s\n", screen)
         self.assertNotIn("latest", screen)
 
-    def test_the_table_stops_where_the_load_ends(self):
+    def test_the_table_goes_on_with_what_is_answered_after_the_load(self):
         self.start(width=160)
         self.journal.load(0)
         self.report(30)
@@ -418,8 +427,7 @@ class Follow(JournalTest):
         self.journal.load(0, 2.25)
         self.report(1000)
         screen = self.terminal.wait_for(lambda screen: "load 0:00 to 0:02.3, 2 of 3" in screen)
-        # The sparkline, whose scale this is, goes on with the run.
-        self.assertNotIn("1000", screen.replace(" 1000 ms ", ""))
+        self.assertRegex(screen, r"login\.time .* 3 .* 1000")
 
     def test_it_ends_once_the_writing_process_is_killed(self):
         self.start()
@@ -435,22 +443,22 @@ class Follow(JournalTest):
         result = run("show", self.run_path, "--follow")
         self.assertEqual((0, "1 logins count 1 min 1 mean 1 max 1 sum 1\n"),
                          (result.status, result.out))
-        self.assertEqual(f"{self.run_path}: not ended, at least 1 slices; the process that wrote"
+        self.assertEqual(f"{self.run_path}: not ended, at least 1 slice; the process that wrote"
                          " it is gone\n", result.err)
 
     def test_percentiles_and_errors_at_eighty_columns(self):
         self.journal = journals.Journal(self.run_path)
         self.addCleanup(self.journal.leave)
         self.journal.distributions()
-        self.journal.value("login.time.failed", "Timer", 1234.5)
-        self.report(123.4)
+        self.journal.value("login.time.failed", "Timer", 123456.7)
+        for _ in range(10):
+            self.report(123.4)
         terminal = terminals.Terminal(self.folder, [KZSTAT, "show", self.run_path, "--follow"],
                                       width=80)
         self.addCleanup(terminal.close)
         screen = terminal.wait_for(lambda screen: "logins" in screen)
         titles = screen.splitlines()[2].split()
-        self.assertEqual(["name", "latest", "to", "count"], titles[:4])
-        self.assertEqual(["p50", "p95", "p99", "max"], titles[-4:])
+        self.assertEqual(["name", "latest", "to", "count", "mean", "p95", "p99", "max"], titles)
         self.assertIn("\x1b[31mlogin.time.failed", terminal.screen(with_colours=True))
 
     def test_an_interrupt_ends_it(self):
@@ -784,10 +792,25 @@ class Compare(JournalTest):
         self.assertEqual({"first": None, "second": 163.5, "difference": None,
                           "relative_difference": None}, login["percentiles"]["p50"])
 
-    def test_a_failure_is_told_before_a_condition_that_cannot_be_checked(self):
-        result = self.compare("login.time max +10%", "login.time p95 > 1s")
-        self.assertEqual(2, result.status)
-        self.assertTrue(result.out.endswith("137 became 205.5\n"), result.out)
+    def assert_cannot_tell(self, expected, *conditions):
+        result = self.compare(*conditions)
+        self.assertEqual((2, ""), (result.status, result.err))
+        last = result.out.splitlines()[-1]
+        self.assertTrue(last.startswith(f"cannot tell: {conditions[-1]}: "), last)
+        self.assertIn(expected, last)
+
+    def test_a_failure_beside_a_condition_that_cannot_be_told(self):
+        conditions = ("login.time p95 > 1s", "login.time max +10%")
+        result = self.compare(*conditions)
+        self.assertEqual((1, ""), (result.status, result.err))
+        failed, unknown = result.out.splitlines()[-2:]
+        self.assertEqual("failed: login.time max +10%: 137 became 205.5", failed)
+        self.assertTrue(unknown.startswith("cannot tell: login.time p95 > 1s: "), unknown)
+        result = run("compare", "--format", "json", "--fail-if", conditions[0], "--fail-if",
+                     conditions[1], self.run_path, self.slower)
+        self.assertEqual((1, ""), (result.status, result.err))
+        report = json.loads(result.out)
+        self.assertEqual((1, 1), (len(report["failures"]), len(report["cannot_tell"])))
 
     def test_a_condition_that_keeps_quiet(self):
         self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
@@ -812,15 +835,17 @@ class Compare(JournalTest):
             "failed: login.time p95 > 150ms: it is 201.5 ms\n"), result.out)
 
     def test_a_percentile_that_a_run_does_not_have(self):
-        for condition, which in (("login.time p95 > 1h", None), ("login.time p95 > 1s", "second"),
+        for condition, which in (("login.time p95 > 1s", "second"),
                                  ("login.time p95 +1%", "first")):
-            expected = (f"the {which} run has no p95 of login.time, nor the distribution of all its"
-                        " values") if which else "is no condition like"
-            self.assert_fails(self.compare(condition), expected)
+            self.assert_cannot_tell(f"the {which} run has no p95 of login.time, nor the"
+                                    " distribution of all its values", condition)
 
-    def test_conditions_that_cannot_be_checked(self):
-        self.assert_fails(self.compare("login.time mean"), "is no condition like")
-        self.assert_fails(self.compare("logout.time mean +1%"), "the first run has no logout.time")
+    def test_what_is_no_condition_is_refused(self):
+        for text in ("login.time mean", "login.time p95 > 1h"):
+            self.assert_fails(self.compare(text), "is no condition like")
+
+    def test_a_condition_that_cannot_be_told(self):
+        self.assert_cannot_tell("the first run has no logout.time", "logout.time mean +1%")
 
     def test_names_of_one_run_only(self):
         self.slower = journals.make(self.path("other.kzj"), [{("logouts", "Counter"): [1]}] * 40)
@@ -836,9 +861,8 @@ class Compare(JournalTest):
         self.assertTrue(result.out.endswith("failed: errors rate +0.1: 0 became 1\n"), result.out)
         self.assertEqual(1, result.status)
         self.assertEqual(0, self.compare("logins sum > 0", "login.time count > 0").status)
-        self.assert_fails(self.compare("login.time mean > 1ms"),
-                          "the second run has no mean of login.time")
-        self.assert_fails(self.compare("eror rate +0.1"), "the first run has no eror")
+        self.assert_cannot_tell("the second run has no mean of login.time", "login.time mean > 1ms")
+        self.assert_cannot_tell("the first run has no eror", "eror rate +0.1")
 
     def test_a_condition_on_failures_of_which_there_are_none(self):
         self.assertEqual(0, self.compare("login.time.failed count > 0").status)
@@ -987,7 +1011,40 @@ class Note(JournalTest):
         self.make_run()
         for time_of_note in ("tomorrow", "-1", "5x", "24:00", "12:60", "1:2:3:4", "nan", "1e999"):
             self.assert_fails(self.note(f"--at={time_of_note}", "x"), "--at")
-        self.assert_fails(self.note("--at", "12s", "x"), "is after the end of the run")
+        self.assert_fails(self.note("--at", "", "x"), "--at")
+        self.assertEqual([], self.shown())
+
+    def test_moments_outside_the_run_are_refused(self):
+        self.make_run()
+        end = "2023-11-14 22:13:30 UTC"
+        self.assert_fails(self.note("--at", "12s", "x"),
+                          f"--at: 2023-11-14 22:13:32 UTC is after the end of the run at {end}")
+        self.assert_fails(self.note("--at", "22:13:19", "x"),
+                          "--at: 2023-11-14 22:13:19 UTC is before the start of the run at"
+                          " 2023-11-14 22:13:20 UTC")
+        result = self.note("x")
+        self.assert_fails(result, f" UTC is after the end of the run at {end}; see --at")
+        self.assertNotIn("--at:", result.err)
+        self.make_run("later.kzj", start=4e9)
+        self.assert_fails(run("note", self.path("later.kzj"), "x"),
+                          " is before the start of the run at 2096-10-02 07:06:40 UTC")
+        self.assertEqual([], self.shown())
+
+    def test_the_size_limit_of_files_is_told(self):
+        self.make_run()
+
+        def limit_size():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (600, 600))
+
+        self.assert_fails(run("note", self.run_path, "--at", "1", "x", preexec_fn=limit_size),
+                          f"cannot write {self.run_path}: the disk does not work, or the size"
+                          " limit of files is reached; check both (ulimit -f)")
+        self.assertEqual([], self.shown())
+
+    def test_blank_texts_are_refused(self):
+        self.make_run()
+        for text in ("", " \t\n"):
+            self.assert_fails(self.note("--at", "1", text), "TEXT: it is blank")
         self.assertEqual([], self.shown())
 
     def test_any_text_is_shown_as_one_line(self):
@@ -1099,7 +1156,7 @@ class RunsInSequence(JournalTest):
         path = self.path("merge.kzj")
         result = run("merge", self.one, journal.path, "-o", path)
         self.assertEqual([f"{self.one}: 10 slices",
-                          f"{journal.path}: not ended, at least 1 slices"],
+                          f"{journal.path}: not ended, at least 1 slice"],
                          result.out.splitlines()[:2])
         self.assertEqual(f"{path}: not ended, at least 10 slices", result.out.splitlines()[-1])
         self.assertEqual((0, "not ended, at least 10 slices, every value accounted for, as in its"
@@ -1149,7 +1206,7 @@ class Completeness(JournalTest):
         journal.value(*LOGINS, 1)
         journal.slice()
         journal.leave()
-        self.assert_all_say("not ended, at least 1 slices")
+        self.assert_all_say("not ended, at least 1 slice")
 
     def test_lines_that_follow_a_run(self):
         self.make_run()
@@ -1359,11 +1416,9 @@ class Files(JournalTest):
             file.write("former")
 
         def limit_size():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
 
-        self.assert_fails(run("report", self.run_path, "-o", page, preexec_fn=limit_size,
-                              restore_signals=False), f"cannot write {page}: File too large")
+        self.assert_fails(run("report", self.run_path, "-o", page, preexec_fn=limit_size), f"cannot write {page}: File too large")
         self.assertEqual(b"former", self.content(page))
         self.assertEqual({"run.kzj", "page.html"}, set(os.listdir(self.folder)))
 

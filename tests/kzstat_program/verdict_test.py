@@ -1,7 +1,9 @@
 """Tests of the verdict on a run by conditions. KZSTAT and JOURNALMAKER name the programs."""
 
+import contextlib
 import json
 import os
+import sqlite3
 import unittest
 import xml.etree.ElementTree
 
@@ -83,10 +85,14 @@ class Verdict(VerdictTest):
         self.assertEqual(1, self.verdict("request.time max < 29ms").status)
         self.assertEqual(0, self.verdict("request.time max < 29ms", options=("--to", 9)).status)
 
-    def test_only_slices_under_load_count(self):
-        self.run_path = self.make("loaded.kzj", load=(0, 9))
-        self.assertEqual(0, self.verdict("request.time max < 29ms").status)
-        self.assertEqual(1, self.verdict("request.time max < 29ms", options=("--all",)).status)
+    def test_what_came_before_the_load_does_not_count(self):
+        self.run_path = self.make("loaded.kzj", load=(1, 9))
+        self.assertEqual(0, self.verdict("request.time min > 10ms").status)
+        self.assertEqual(1, self.verdict("request.time min > 10ms", options=("--all",)).status)
+
+    def test_what_is_answered_after_the_load_counts(self):
+        self.run_path = self.make("loaded.kzj", load=(0, 8.5))
+        self.assertEqual(1, self.verdict("request.time max < 29ms").status)
 
     def test_a_run_that_was_killed_is_judged_with_a_warning(self):
         self.run_path = self.make("killed.kzj", ends=False)
@@ -130,6 +136,16 @@ class Verdict(VerdictTest):
         self.assertEqual((0, ["passed request.time min < 11 10 ms", "verdict: passed"]),
                          self.outcomes("request.time min < 11"))
         self.assertEqual(0, run("check", self.run_path).status)
+
+    def test_conditions_are_stored_all_or_none(self):
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            journal.execute("CREATE TRIGGER third AFTER INSERT ON conditions"
+                            " WHEN NEW.text LIKE '%< 3ms' BEGIN SELECT RAISE(ABORT, 'no'); END")
+            journal.commit()
+        conditions = [f"request.time max < {i}ms" for i in range(1, 5)]
+        self.assert_fails(self.verdict(*conditions, options=("--store",)), "no")
+        with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
+            self.assertEqual((0,), journal.execute("SELECT count(*) FROM conditions").fetchone())
 
     def test_what_is_stored_is_on_the_page_with_what_was_measured(self):
         self.assertEqual(0, self.verdict("request.time max < 30ms", options=("--store",)).status)

@@ -213,15 +213,15 @@ const opacityAt = (page, part) => page.locator('#lanes canvas').first().evaluate
   return data[3];
 }, part);
 
-test('what lies outside of the load is shaded, and no figure is of it', async (t) => {
+test('what lies outside of the load is shaded, and no figure is of what was before', async (t) => {
   const journal = new Journal(t);
-  journal.tell('load', 0, SLICES - 5);
-  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice({'request.time': ['Timer', slice > SLICES - 5 ? 500 : 10]});
+  journal.tell('load', 5, SLICES - 5);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice({'request.time': ['Timer', 10]});
   await journal.end();
   const page = await open(t, `file://${reportOf(journal.path)}`);
-  assert.match(await page.locator('#subtitle').textContent(), /under load 0:00 – 0:15/);
+  assert.match(await page.locator('#subtitle').textContent(), /under load 0:05 – 0:15/);
   assert.equal(await tile(page, 'requests'), '15');
-  assert.ok(await opacityAt(page, 0.9) > 0);
+  for (const outside of [0.1, 0.9]) assert.ok(await opacityAt(page, outside) > 0);
   assert.equal(await opacityAt(page, 0.53), 0);
 });
 

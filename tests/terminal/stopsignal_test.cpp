@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
@@ -78,12 +80,23 @@ TEST(StopSignalDeathTest, WakesEveryThreadThatWaits) {
 
 TEST(StopSignalDeathTest, AWriteToABrokenPipeFails) {
     const auto writeInVain = [] {
-        kzterminal::IgnoreBrokenPipes();
+        kzterminal::IgnoreSignalsOfWrites();
         int ends[2] = {};
         if (pipe(ends) != 0 || close(ends[0]) != 0) _exit(1);
         _exit(write(ends[1], "x", 1) < 0 && errno == EPIPE ? 0 : 1);
     };
     EXPECT_EXIT(writeInVain(), testing::ExitedWithCode(0), "");
+}
+
+TEST(StopSignalDeathTest, AWriteBeyondTheSizeLimitFails) {
+    const auto writeTooMuch = [] {
+        kzterminal::IgnoreSignalsOfWrites();
+        const rlimit none{0, 0};
+        std::FILE* const file = std::tmpfile();
+        if (file == nullptr || setrlimit(RLIMIT_FSIZE, &none) != 0) _exit(1);
+        _exit(write(fileno(file), "x", 1) < 0 && errno == EFBIG ? 0 : 1);
+    };
+    EXPECT_EXIT(writeTooMuch(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -50,6 +50,14 @@ TEST_F(NarrowTable, LeavesOutTheColumnsOfTheLowestRankFirst) {
     EXPECT_EQ("a-na..ngth  3333", Lines(16).at(1));
 }
 
+TEST(Table, LeavesOutColumnsOfTheSameRankTogether) {
+    using kzterminal::Table;
+    Table table({{"name", Table::Left}, {"a", Table::Right, 1}, {"b", Table::Right, 1}});
+    table.Add({"x", "1", "2"});
+    EXPECT_EQ("x     1  2", table.Lines(10).at(1));
+    EXPECT_EQ("x", table.Lines(9).at(1));
+}
+
 TEST_F(NarrowTable, KeepsWhatIsAlwaysShown) {
     EXPECT_EQ("a-na..ngth  3333", Lines(5).at(1));
 }

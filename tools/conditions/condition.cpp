@@ -67,9 +67,8 @@ std::optional<Bound> TakeBound(std::string_view& text) {
 }
 
 bool IsStatistic(std::string_view title) {
-    constexpr std::string_view kTitles[] = {kCount, kRate,    "min",  "mean", "max",
-                                            kSum,   "stddev", "last", kShare};
-    return std::find(std::begin(kTitles), std::end(kTitles), title) != std::end(kTitles) ||
+    return std::find(std::begin(kStatistics), std::end(kStatistics), title) !=
+               std::end(kStatistics) ||
            FindPercentile(title);
 }
 

@@ -14,6 +14,10 @@ constexpr char kRate[] = "rate";
 constexpr char kSum[] = "sum";
 constexpr char kShare[] = "share";
 
+/// All that a condition may be about, beside percentiles; in the order of the columns of a table.
+constexpr const char* kStatistics[] = {kCount,   kRate, "min",  "mean", "max",
+                                       "stddev", kSum,  "last", kShare};
+
 /// The name of the share of failures among all attempts of a run.
 constexpr char kErrors[] = "errors";
 constexpr char kPercent[] = "%";

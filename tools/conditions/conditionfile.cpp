@@ -46,6 +46,8 @@ std::vector<Condition> ReadConditions(const std::string& path) {
             throw kzjournal::Error(path + ", line " + std::to_string(number) + ": " + error.what());
         }
     }
+    // Nobody has a run judged by nothing: the file is the wrong one, or was cut.
+    if (conditions.empty()) throw kzjournal::Error(path + " has no condition");
     return conditions;
 }
 

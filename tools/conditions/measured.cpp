@@ -53,6 +53,14 @@ std::optional<double> ValueIn(const Figures& run, const Condition& condition) {
     return run.ValueOf(condition.name, kSum);
 }
 
+/// "; it has rate, mean"; empty where it has no value at all.
+std::string WhatElseItHas(const std::string& name, const Figures& run) {
+    std::string text;
+    for (const char* const statistic : kStatistics)
+        if (run.ValueOf(name, statistic)) text.append(text.empty() ? "" : ", ").append(statistic);
+    return text.empty() ? text : "; it has " + text;
+}
+
 }  // namespace
 
 Measured Measure(const Condition& condition, const Figures& run) {
@@ -68,7 +76,8 @@ Measured Measure(const Condition& condition, const Figures& run) {
     if (value) return {value, condition.IsInUnitOfValues() ? found->unit : "", ""};
     const bool lacksDistribution = FindPercentile(condition.statistic) && !found->hasDistribution;
     return Without(HasNo(run, condition.statistic + " of " + name) +
-                   (lacksDistribution ? ", nor the distribution of all its values" : ""));
+                   (lacksDistribution ? ", nor the distribution of all its values"
+                                      : WhatElseItHas(name, run)));
 }
 
 }  // namespace kzconditions

@@ -1,6 +1,7 @@
 #include "conditions/nearnames.h"
 
 #include <algorithm>
+#include <compare>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -36,18 +37,29 @@ std::optional<std::size_t> MistakesIn(const std::string& meant, const std::strin
     return std::nullopt;
 }
 
+/// A name that is likely to be meant, in the order in which it is told. What begins with the text
+/// of the user has the work that he means. Compatible.
+struct Near {
+    bool beginsOtherwise;
+    std::size_t mistakes;
+    std::string name;
+
+    auto operator<=>(const Near&) const = default;
+};
+
 }  // namespace
 
 std::vector<std::string> NamesNear(const std::string& name, const std::vector<std::string>& names) {
-    std::vector<std::pair<std::size_t, std::string>> near;
+    std::vector<Near> near;
     for (const std::string& each : names)
-        if (const auto mistakes = MistakesIn(name, each)) near.emplace_back(*mistakes, each);
+        if (const auto mistakes = MistakesIn(name, each))
+            near.push_back({name.empty() || !each.starts_with(name), *mistakes, each});
     std::sort(near.begin(), near.end());
     std::vector<std::string> nearest;
-    for (const auto& [mistakes, each] : near)
+    for (const Near& each : near)
         // Beside one that is much nearer, no other one is meant.
-        if (mistakes <= 2 * near.front().first && nearest.size() < kMaxNames)
-            nearest.push_back(each);
+        if (each.mistakes <= 2 * near.front().mistakes && nearest.size() < kMaxNames)
+            nearest.push_back(each.name);
     return nearest;
 }
 

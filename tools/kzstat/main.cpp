@@ -36,7 +36,7 @@ ExitStatus Run(int argc, char** argv) {
 int main(int argc, char** argv) {
     // For the characters of the terminal; numbers keep their decimal point.
     std::setlocale(LC_CTYPE, "");
-    kzterminal::IgnoreBrokenPipes();
+    kzterminal::IgnoreSignalsOfWrites();
     try {
         return kzstatprogram::Run(argc, argv);
     } catch (const kzterminal::NobodyReads&) {

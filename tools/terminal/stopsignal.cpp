@@ -46,8 +46,9 @@ void Handle(int signal, void (*handler)(int), int flags) {
 
 }  // namespace
 
-void IgnoreBrokenPipes() {
+void IgnoreSignalsOfWrites() {
     Handle(SIGPIPE, SIG_IGN, 0);
+    Handle(SIGXFSZ, SIG_IGN, 0);
 }
 
 void CatchStopSignals() {

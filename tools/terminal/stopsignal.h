@@ -5,8 +5,9 @@
 
 namespace kzterminal {
 
-/// Has writes to a pipe or connection whose reader is gone fail, instead of ending the process.
-void IgnoreBrokenPipes();
+/// Has writes fail, instead of ending the process: those to a pipe or connection whose reader is
+/// gone, and those beyond the size that the process may give a file.
+void IgnoreSignalsOfWrites();
 
 /// SIGINT, SIGTERM and SIGHUP ask the program to stop. A second SIGINT or SIGTERM ends the process;
 /// SIGHUP is left alone if the process was started with it ignored. Called once, before other

@@ -86,11 +86,12 @@ void Table::MakeRoom(std::vector<std::size_t>& shown, std::vector<std::size_t>& 
         return sum;
     };
     while (needed() > room) {
-        const auto lowest = std::min_element(
+        const std::size_t lowest = *std::min_element(
             shown.begin(), shown.end(),
             [&](std::size_t a, std::size_t b) { return m_columns[a].rank < m_columns[b].rank; });
-        if (m_columns[*lowest].rank == kAlwaysShown) break;
-        shown.erase(lowest);
+        const int rank = m_columns[lowest].rank;
+        if (rank == kAlwaysShown) break;
+        std::erase_if(shown, [&](std::size_t i) { return m_columns[i].rank == rank; });
     }
     std::size_t rest = room - std::min(room, needed());
     for (const std::size_t i : shown) {

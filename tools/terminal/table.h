@@ -16,7 +16,8 @@ public:
     struct Column {
         std::string title;
         Alignment alignment;
-        /// Where there is no room for all columns, those of the lowest rank are left out first.
+        /// Where there is no room for all columns, those of the lowest rank are left out first, all
+        /// of them.
         int rank = kAlwaysShown;
         /// Before a column is left out, cells are cut to this width: in the middle or, where both
         /// ends are those of others too, at the beginning.

@@ -146,7 +146,7 @@ protected:
     }
 };
 
-TEST_F(Drained, ShowLooksAtTheSlicesUnderLoad) {
+TEST_F(Drained, ShowLooksAtWhatTheLoadCaused) {
     MakeRun("run");
     const Result shown = Run({"show", "run"});
     EXPECT_THAT(shown.lines.at(1), testing::EndsWith("7 slices of 1 s"));
@@ -154,7 +154,7 @@ TEST_F(Drained, ShowLooksAtTheSlicesUnderLoad) {
     // The columns are type, count, rate, min, mean, max, stddev, sum and last.
     EXPECT_THAT(
         CellsOf("requests", {"show", "run"}),
-        ElementsAre("requests", "Counter", "2250", "600", "-", "-", "-", "-", "2250", "450"));
+        ElementsAre("requests", "Counter", "2256", "601.6", "-", "-", "-", "-", "2256", "450"));
     EXPECT_THAT(CellsOf("clients", {"show", "run"}),
                 ElementsAre("clients", "LoadSize", "-", "-", "30", "30", "30", "-", "-", "30"));
 }
@@ -169,9 +169,9 @@ TEST_F(Drained, ShowLooksAtAllSlicesWhereItIsAsked) {
 TEST_F(Drained, RangesOfTheUserAreTakenAsTheyAre) {
     MakeRun("run");
     EXPECT_THAT(Run({"show", "run", "--to", "6"}).lines.at(1), HasSubstr(", 6 in the range"));
-    EXPECT_EQ("1050", CellsOf("requests", {"show", "run", "--from", "2"}).at(8));
-    EXPECT_EQ("1056", CellsOf("requests", {"show", "run", "--from", "2", "--all"}).at(8));
-    EXPECT_EQ("2250", CellsOf("requests", {"show", "run", "--skip-warmup"}).at(8));
+    EXPECT_EQ("1056", CellsOf("requests", {"show", "run", "--from", "2"}).at(8));
+    EXPECT_EQ("600", CellsOf("requests", {"show", "run", "--from", "2", "--to", "3"}).at(8));
+    EXPECT_EQ("2256", CellsOf("requests", {"show", "run", "--skip-warmup"}).at(8));
 }
 
 TEST_F(Drained, ExportWritesAllSlices) {
@@ -180,7 +180,7 @@ TEST_F(Drained, ExportWritesAllSlices) {
     EXPECT_EQ(9u, Run({"export", "run", "--format", "csv", "--to", "4"}).lines.size());
 }
 
-TEST_F(Drained, ReportDrawsAllSlicesAndTellsTheFiguresOfThoseUnderLoad) {
+TEST_F(Drained, ReportDrawsAllSlicesAndTellsTheFiguresOfTheLoad) {
     MakeRun("run");
     const auto page = [&](std::vector<std::string> arguments) {
         std::string text;
@@ -189,7 +189,7 @@ TEST_F(Drained, ReportDrawsAllSlicesAndTellsTheFiguresOfThoseUnderLoad) {
     };
     EXPECT_THAT(page({"report", "run", "-o", "-"}),
                 AllOf(HasSubstr("\"loadBegin\":0,\"loadEnd\":3.75"), HasSubstr("\"slices\":7"),
-                      HasSubstr("\"seconds\":3.75"), HasSubstr("\"rate\":600,"),
+                      HasSubstr("\"seconds\":3.75"), HasSubstr("\"rate\":601.6,"),
                       HasSubstr("\"flow\":[600,600,600,450,6,0,0]")));
     EXPECT_THAT(page({"report", "run", "-o", "-", "--all"}), HasSubstr("\"seconds\":7"));
 }
@@ -207,7 +207,7 @@ TEST_F(Drained, LevelsOfMergedRunsAreAdded) {
     merged.End();
     EXPECT_THAT(CellsOf("clients", {"show", "merged"}),
                 ElementsAre("clients", "LoadSize", "-", "-", "60", "60", "60", "-", "-", "60"));
-    EXPECT_EQ("4500", CellsOf("requests", {"show", "merged"}).at(8));
+    EXPECT_EQ("4512", CellsOf("requests", {"show", "merged"}).at(8));
 }
 
 TEST_F(Commands, ShowTellsTheNotes) {
@@ -240,6 +240,41 @@ TEST_F(Commands, CompareMarksWhatChanged) {
     EXPECT_EQ(kzstatprogram::kDoesNotHold, compared.status);
     EXPECT_THAT(compared.lines, testing::Contains(StartsWith("*  login ")));
     EXPECT_EQ("failed: login mean +50%: 10.75 became 20.75", compared.lines.back());
+}
+
+TEST_F(Commands, CompareTellsOfAllConditions) {
+    Make("before", {{10}});
+    Make("after", {{20}});
+    const std::vector<std::string> unknown{"compare", "before", "after", "--fail-if",
+                                           "logn mean > 1"};
+    EXPECT_EQ(kzstatprogram::kFailed, Run(unknown).status);
+    std::vector<std::string> both = unknown;
+    both.insert(both.end(), {"--fail-if", "login mean > 15"});
+    const Result compared = Run(both);
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, compared.status);
+    EXPECT_THAT(compared.lines,
+                testing::IsSupersetOf({"failed: login mean > 15: it is 20 ms",
+                                       "cannot tell: logn mean > 1: the second run has no logn;"
+                                       " near it: login"}));
+    both.insert(both.end(), {"--format", "json"});
+    const Result json = Run(both);
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, json.status);
+    EXPECT_THAT(json.lines, testing::Contains(HasSubstr("it is 20 ms")));
+    EXPECT_THAT(json.lines, testing::Contains(HasSubstr("has no logn")));
+}
+
+TEST_F(Commands, OptionsMayComeBeforeArguments) {
+    Make("run", {{10}});
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"compare", "--fail-if", "login mean > 5", "--fail-if",
+                                   "login max > 5", "run", "run"},
+          {"compare", "--fail-if", "login mean > 5", "run", "--", "run"},
+          {"verdict", "--require", "login mean < 5", "--require", "login max < 5", "run"},
+          {"verdict", "--require", "login mean < 5", "--", "run"}}) {
+        const Result result = Run(words);
+        EXPECT_EQ("", result.error);
+        EXPECT_EQ(kzstatprogram::kDoesNotHold, result.status);
+    }
 }
 
 TEST_F(Commands, CompareMarksNothingBelowTheLeastDifference) {
@@ -278,7 +313,7 @@ TEST_F(Commands, CompareTakesSeveralRunsASide) {
     Make("b2", {{21}});
     const Result compared =
         Run({"compare", "a1", "a2", "--", "b1", "b2", "--fail-if", "login mean +50%"});
-    EXPECT_EQ("b2: 1 slices", compared.lines.at(3));
+    EXPECT_EQ("b2: 1 slice", compared.lines.at(3));
     EXPECT_THAT(compared.lines, testing::Contains(StartsWith("*  login ")));
     EXPECT_EQ("failed: login mean +50%: 10.50 became 20.50", compared.lines.back());
 }

@@ -118,16 +118,16 @@ TEST(Comparison, ComparesRatesOfCounters) {
     EXPECT_EQ(Finding::Marked, difference.finding);
 }
 
-TEST(Comparison, TakesTheSecondsUnderLoadForARate) {
+TEST(Comparison, SamplesTheSlicesUnderLoad) {
     MemoryRuns runs;
     MemoryRun& run = runs.Make("run");
     run.SetLoad({0.25, 39.75});
     for (SliceMaker maker; maker.SliceId() < 42;)
         run.Add(SliceOf(maker.NextSlice({{"errors", Types::Counter, {2}}})));
     const auto reader = runs.Open("run", 0);
-    const ComparedRun compared = ReadForComparison(*reader, SlicesUnderLoad(*reader));
+    const ComparedRun compared = ReadForComparison(*reader, SlicesOfTheLoad(*reader));
     EXPECT_EQ(40U, compared.samples);
-    EXPECT_THAT(compared.statistics.at(0).rate, Optional(DoubleEq(80 / 39.5)));
+    EXPECT_THAT(compared.statistics.at(0).rate, Optional(DoubleEq(84 / 39.5)));
     EXPECT_THAT(MeanOf(compared.estimates.at(0).flow), Optional(DoubleEq(80 / 39.5)));
 }
 

@@ -8,6 +8,7 @@
 namespace {
 
 using kzstatprogram::LiveSummary;
+using kzstatprogram::SliceRange;
 using Types = CKZStatPointTypeEnum;
 
 /// A run that goes on, in slices of one second.
@@ -20,7 +21,7 @@ protected:
         Append({{"login", Types::Timer, times}}, hasDistributions);
     }
 
-    void ExpectWhatTheReaderSays(const kzjournal::TimeRange& range = {}) {
+    void ExpectWhatTheReaderSays(const SliceRange& range = {}) {
         summary.Update(*reader, range);
         const auto expected = SummaryWithLevels(*reader, range);
         ASSERT_EQ(expected.size(), summary.Names().size());
@@ -55,6 +56,17 @@ TEST_F(LiveSummaryTest, SaysTheSameAsTheReaderAfterEachSlice) {
     }
 }
 
+TEST_F(LiveSummaryTest, SaysTheSameOfALoadThatBeginsAndEnds) {
+    const std::vector<kzjournal::LoadSpan> loads = {{1.5, {}},   {1.5, {}}, {1.5, {}}, {1.5, 3.25},
+                                                    {1.5, 3.25}, {1.5, {}}, {1.5, 6.5}};
+    for (const kzjournal::LoadSpan& load : loads) {
+        run.SetLoad(load);
+        Append({{"login", Types::Timer, {10, 1.0 * slices.SliceId()}},
+                {"clients", Types::LoadSize, {1.0 * slices.SliceId()}}});
+        ExpectWhatTheReaderSays(SlicesOfTheLoad(*reader));
+    }
+}
+
 TEST_F(LiveSummaryTest, SaysTheSameOfLevels) {
     for (const bool hasDistributions : {true, true, false}) {
         Append({{"clients", Types::LoadSize, {30, 30}}}, hasDistributions);
@@ -62,14 +74,14 @@ TEST_F(LiveSummaryTest, SaysTheSameOfLevels) {
         EXPECT_EQ(60, summary.Names().at("clients").record.totals.Average());
     }
     Append({}, false);
-    ExpectWhatTheReaderSays({1, 9});
+    ExpectWhatTheReaderSays(kzjournal::TimeRange{1, 9});
 }
 
 TEST_F(LiveSummaryTest, ReadsAnewWhereTheLoadTurnsOutToHaveEnded) {
     for (int i = 1; i < 4; ++i) AppendLogins({1.0 * i});
-    ExpectWhatTheReaderSays({0, 9});
-    ExpectWhatTheReaderSays({0, 2});
-    ExpectWhatTheReaderSays({0, 9});
+    ExpectWhatTheReaderSays(kzjournal::TimeRange{0, 9});
+    ExpectWhatTheReaderSays(kzjournal::TimeRange{0, 2});
+    ExpectWhatTheReaderSays(kzjournal::TimeRange{0, 9});
 }
 
 TEST_F(LiveSummaryTest, TakesNamesThatComeLater) {
@@ -103,14 +115,15 @@ TEST_F(LiveSummaryTest, MissesNothingInASliceWithoutValues) {
 TEST_F(LiveSummaryTest, KeepsToTheRange) {
     for (int i = 1; i < 6; ++i) {
         AppendLogins({1.0 * i});
-        ExpectWhatTheReaderSays({1, 4});
+        ExpectWhatTheReaderSays(kzjournal::TimeRange{1, 4});
     }
     EXPECT_EQ(3, summary.Names().at("login").record.totals.count);
 }
 
 TEST_F(LiveSummaryTest, ReadsAnewWhereTheRangeBeginsElsewhere) {
     for (int i = 1; i < 6; ++i) AppendLogins({1.0 * i});
-    for (const double from : {2.0, 0.0, 3.0, 9.0, 1.0}) ExpectWhatTheReaderSays({from, 10});
+    for (const double from : {2.0, 0.0, 3.0, 9.0, 1.0})
+        ExpectWhatTheReaderSays(kzjournal::TimeRange{from, 10});
 }
 
 }  // namespace

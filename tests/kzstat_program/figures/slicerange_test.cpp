@@ -19,7 +19,7 @@ protected:
         run.SetLoad(load);
         for (SliceMaker maker; maker.SliceId() < count;) run.Add(SliceOf(maker.NextSlice({})));
         reader = runs.Open("run", 0);
-        return SlicesUnderLoad(*reader);
+        return SlicesOfTheLoad(*reader);
     }
     std::vector<double> EndsIn(const SliceRange& range) { return reader->SliceEnds(range); }
 
@@ -27,11 +27,16 @@ protected:
     std::unique_ptr<kzstatprogram::RunReader> reader;
 };
 
-TEST_F(SliceRangeTest, IsThatOfTheSlicesUnderLoad) {
-    const SliceRange range = RangeUnder({0.75, 3.625});
+TEST_F(SliceRangeTest, HasAllSlicesFromTheBeginOfTheLoadOn) {
+    const SliceRange range = RangeUnder({1.75, 3.625});
     EXPECT_TRUE(range.isOfLoad);
-    EXPECT_THAT(EndsIn(range), ElementsAre(2, 3, 4));
-    EXPECT_EQ(2.625, SecondsOf(*reader, range));
+    EXPECT_THAT(EndsIn(range), ElementsAre(2, 3, 4, 5));
+    EXPECT_THAT(EndsIn(range.underLoad), ElementsAre(3, 4));
+}
+
+TEST_F(SliceRangeTest, HasTheTimeOfTheLoad) {
+    const SliceRange range = RangeUnder({1.75, 3.625});
+    EXPECT_EQ(1.875, SecondsOf(*reader, range));
 }
 
 TEST_F(SliceRangeTest, BeginsWithTheRunWhereItsFirstSliceIsUnderLoad) {
@@ -69,7 +74,8 @@ TEST_F(SliceRangeTest, BeginsAndEndsAsTheUserSays) {
     SliceRange range = RangeUnder({0.25, 3.75});
     range.BeginAt(1);
     EXPECT_FALSE(range.isOfLoad);
-    EXPECT_THAT(EndsIn(range), ElementsAre(2, 3, 4));
+    EXPECT_THAT(EndsIn(range), ElementsAre(2, 3, 4, 5));
+    EXPECT_THAT(EndsIn(range.underLoad), ElementsAre(2, 3, 4));
     EXPECT_EQ(2.75, SecondsOf(*reader, range));
 
     range = RangeUnder({0.25, 3.75});

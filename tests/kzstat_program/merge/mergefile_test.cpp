@@ -284,7 +284,7 @@ TEST_F(MergeFile, LeavesNoFileWhenItFails) {
 TEST_F(MergeFile, KeepsNotesConditionsAndCostsWithTheirSources) {
     const std::string one = MakeLogins(1000, {{1}});
     kzjournal::AddNote(one, {1000.5, "of one"});
-    kzjournal::AddCondition(one, "login.time p95 < 1s");
+    kzjournal::AddConditions(one, {"login.time p95 < 1s"});
     SliceMaker maker("load", 1, 1000);
     MadeSlice slice = maker.NextSlice({{"login.time", Types::Timer, {2}}});
     slice.facts.cost = CKZStatSliceCost{1, 0.5};

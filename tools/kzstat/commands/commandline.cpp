@@ -98,7 +98,7 @@ Option& Option::AtLeast(int values) {
 }
 
 Option& Option::Repeatable() {
-    m_option.expected(1)->take_all();
+    m_option.expected(1)->take_all()->allow_extra_args(false);
     return *this;
 }
 
@@ -128,7 +128,9 @@ Option Command::Add(const char* names, std::optional<double>& value, const char*
 }
 
 Option Command::Add(const char* names, std::optional<std::string>& value, const char* description) {
-    return Option(*m_app.add_option(names, value, description));
+    // Not `add_option`, which takes an empty text for no value.
+    return Option(*m_app.add_option_function<std::string>(
+        names, [&value](const std::string& text) { value = text; }, description));
 }
 
 void Command::AddFlag(const char* name, bool& value, const char* description) {

@@ -52,7 +52,8 @@ public:
     Option& Duration();
     /// An argument that takes that many values or more.
     Option& AtLeast(int values);
-    /// An option that takes one value each time it is given, and keeps them all.
+    /// An option that takes one value each time it is given, and keeps them all. Arguments may
+    /// follow it.
     Option& Repeatable();
     /// Has the help show the value that the variable has now.
     Option& ShowsDefault();

@@ -109,18 +109,35 @@ void PrintNames(const char* where, const std::vector<std::string>& names, bool a
                          kzterminal::Printable(name));
 }
 
-/// Tells a failure as soon as it is known: a later condition may be one that cannot be checked.
-ExitStatus PrintFailures(const ComparedSides& sides, const std::vector<FailCondition>& conditions,
-                         Output& output) {
-    ExitStatus status = kDone;
-    for (const FailCondition& condition : conditions) {
-        output.Flush();
-        const std::optional<std::string> failure = condition.Check(sides.before, sides.after);
-        if (!failure) continue;
-        output.WriteLine("failed: " + *failure, Output::Bad);
-        status = kDoesNotHold;
+/// What came of all conditions, as printable lines. Compatible.
+struct FailFindings {
+    std::vector<std::string> failures;
+    std::vector<std::string> unknown;  ///< what cannot be told
+
+    ExitStatus Status() const {
+        if (!failures.empty()) return kDoesNotHold;
+        return unknown.empty() ? kDone : kFailed;
     }
-    return status;
+};
+
+FailFindings Check(const std::vector<FailCondition>& conditions, const ComparedSides& sides) {
+    using kzconditions::Outcome;
+    FailFindings findings;
+    for (const FailCondition& condition : conditions) {
+        FailFinding finding = condition.Check(sides.before, sides.after);
+        if (finding.outcome == Outcome::Failed)
+            findings.failures.push_back(std::move(finding.line));
+        else if (finding.outcome == Outcome::CannotTell)
+            findings.unknown.push_back(std::move(finding.line));
+    }
+    return findings;
+}
+
+void Print(const FailFindings& findings, Output& output) {
+    for (const std::string& line : findings.failures)
+        output.WriteLine("failed: " + line, Output::Bad);
+    for (const std::string& line : findings.unknown)
+        output.WriteLine("cannot tell: " + line, Output::Bad);
 }
 
 ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
@@ -140,7 +157,9 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
     PrintReasons(compared, differences, output);
     PrintNames("first", compared.onlyBefore, areSides, output);
     PrintNames("second", compared.onlyAfter, areSides, output);
-    return PrintFailures(compared, conditions, output);
+    const FailFindings findings = Check(conditions, compared);
+    Print(findings, output);
+    return findings.Status();
 }
 
 ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
@@ -162,11 +181,11 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
     report.least = options.leastPercent / 100;
     report.reason = ReasonWhyNothingIsTested(compared.before, compared.after);
     report.differences = Compare(compared.before, compared.after, report.least);
-    for (const FailCondition& condition : conditions)
-        if (const auto failure = condition.Check(compared.before, compared.after))
-            report.failures.push_back(*failure);
+    const FailFindings findings = Check(conditions, compared);
+    report.failures = findings.failures;
+    report.unknown = findings.unknown;
     output.Write(JsonOf(report, percentiles));
-    return report.failures.empty() ? kDone : kDoesNotHold;
+    return findings.Status();
 }
 
 ExitStatus Compare(const CompareOptions& options, const std::vector<FailCondition>& conditions,
@@ -221,6 +240,7 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
         "runs, slices are the samples: at least 30 a side. Of several, runs are: at least 2 a "
         "side.\n"
         "Expect false positives in about 1 % of the names.\n"
+        "Exits with status 1 if a condition failed, and else 2 if one cannot be told.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");
     command.Does([options, &runs](Output& output) {
         return Compare(*options, ConditionsOf(*options), runs, output);

@@ -60,36 +60,62 @@ std::optional<double> TimeOfRunIn(std::string_view text) {
     return std::nullopt;
 }
 
-/// A time of day is the first such moment of the run.
-double MomentOf(const std::string& at, const kzjournal::Run& run) {
-    if (const std::optional<double> seconds = TimeOfDay(at)) {
-        const double midnight = std::floor(run.startTime / kSecondsPerDay) * kSecondsPerDay;
-        const double moment = midnight + *seconds;
-        // To the second, as times are shown.
-        return moment < std::floor(run.startTime) ? moment + kSecondsPerDay : moment;
-    }
-    if (const std::optional<double> seconds = TimeOfRunIn(at)) return run.startTime + *seconds;
-    throw UsageError("--at", at + " is no time such as 90s, 1.5m, 12:03 or 12:03:10");
+/// Moments of a run, to the second, as they are shown. Compatible.
+struct RunSpan {
+    double start;
+    double end;  // infinite while the run goes on
+
+    bool BeginsAfter(double moment) const { return moment < std::floor(start); }
+    bool EndsBefore(double moment) const { return moment > end + 1; }
+};
+
+RunSpan SpanOf(RunReader& run) {
+    const double start = run.Facts().startTime;
+    if (!run.HasEnded()) return {start, HUGE_VAL};
+    const std::optional<kzjournal::Slice> last = run.LastSlice();
+    return {start, last ? last->endTime : start};
 }
 
-/// A run that goes on has no last moment.
-void RefuseUnlessInRun(double moment, RunReader& run) {
-    if (!run.HasEnded()) return;
-    const std::optional<kzjournal::Slice> last = run.LastSlice();
-    const double end = last ? last->endTime : run.Facts().startTime;
-    if (moment > end + 1)
-        throw UsageError("--at",
-                         WallClock(moment) + " is after the end of the run at " + WallClock(end));
+/// A time of day is the first such moment of the run; if there is none, that of its first day.
+double MomentOf(const std::string& at, const RunSpan& run) {
+    if (const std::optional<double> seconds = TimeOfDay(at)) {
+        const double midnight = std::floor(run.start / kSecondsPerDay) * kSecondsPerDay;
+        const double moment = midnight + *seconds;
+        const double nextDay = moment + kSecondsPerDay;
+        return run.BeginsAfter(moment) && !run.EndsBefore(nextDay) ? nextDay : moment;
+    }
+    if (const std::optional<double> seconds = TimeOfRunIn(at)) return run.start + *seconds;
+    throw UsageError("--at", (at.empty() ? "an empty text" : at) +
+                                 " is no time such as 90s, 1.5m, 12:03 or 12:03:10");
+}
+
+/// Empty if it is not.
+std::string WhyOutside(double moment, const RunSpan& run) {
+    if (run.BeginsAfter(moment))
+        return WallClock(moment) + " is before the start of the run at " + WallClock(run.start);
+    if (run.EndsBefore(moment))
+        return WallClock(moment) + " is after the end of the run at " + WallClock(run.end);
+    return {};
+}
+
+double CheckedMoment(const NoteOptions& options, RunReader& run) {
+    const RunSpan span = SpanOf(run);
+    const double moment = options.at ? MomentOf(*options.at, span) : RyPSysTime();
+    const std::string why = WhyOutside(moment, span);
+    if (why.empty()) return moment;
+    if (options.at) throw UsageError("--at", why);
+    throw UsageError("now, " + why + "; see --at");
+}
+
+void RefuseBlank(const std::string& text) {
+    if (text.find_first_not_of(" \t\n\v\f\r") == std::string::npos)
+        throw UsageError("TEXT", "it is blank");
 }
 
 ExitStatus AddNoteTo(const NoteOptions& options, const RunOpener& runs, Output& output) {
+    RefuseBlank(options.text);
     CheckJournals({options.journal});
-    double moment = RyPSysTime();
-    {
-        const std::unique_ptr<RunReader> run = runs.Open(options.journal);
-        if (options.at) moment = MomentOf(*options.at, run->Facts());
-        RefuseUnlessInRun(moment, *run);
-    }
+    const double moment = CheckedMoment(options, *runs.Open(options.journal));
     kzjournal::AddNote(options.journal, {moment, options.text});
     output.WriteLine(WallClock(moment) + "  " + kzterminal::Printable(options.text));
     return kDone;

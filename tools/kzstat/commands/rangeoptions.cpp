@@ -11,7 +11,7 @@ namespace {
 
 /// The start of the first slice of the range at its peak load.
 double EndOfWarmUp(RunReader& run, const SliceRange& range) {
-    const std::map<double, double> load = LoadThroughTime(run, range);
+    const std::map<double, double> load = LoadThroughTime(run, range.underLoad);
     const auto top = std::max_element(
         load.begin(), load.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
     if (top == load.end())
@@ -34,7 +34,7 @@ void RangeOptions::Declare(Command& command, Usual usual) {
 }
 
 SliceRange RangeOptions::RangeOf(RunReader& run) const {
-    SliceRange range = takesAll ? SliceRange() : SlicesUnderLoad(run);
+    SliceRange range = takesAll ? SliceRange() : SlicesOfTheLoad(run);
     Restrict(run, range);
     return range;
 }

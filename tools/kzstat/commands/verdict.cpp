@@ -99,7 +99,7 @@ JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const c
     const SliceRange range = options.RangeOf(*run);
     return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
             StatisticsOf(*run, range),
-            WarningsOf(*run, title, FindSaturation(runs, path, range)),
+            WarningsOf(*run, title, FindSaturation(runs, path, range.underLoad)),
             run->Conditions()};
 }
 
@@ -110,12 +110,13 @@ ExitStatus StatusOf(Outcome verdict) {
 
 /// Those that the run does not have yet.
 void Store(const std::vector<Condition>& conditions, const JudgedRun& run) {
-    std::vector<std::string> stored = run.conditions;
-    for (const Condition& each : conditions) {
-        if (std::find(stored.begin(), stored.end(), each.text) != stored.end()) continue;
-        kzjournal::AddCondition(run.facts.path, each.text);
-        stored.push_back(each.text);
-    }
+    std::vector<std::string> added;
+    const auto isIn = [](const std::vector<std::string>& texts, const std::string& text) {
+        return std::find(texts.begin(), texts.end(), text) != texts.end();
+    };
+    for (const Condition& each : conditions)
+        if (!isIn(run.conditions, each.text) && !isIn(added, each.text)) added.push_back(each.text);
+    if (!added.empty()) kzjournal::AddConditions(run.facts.path, added);
 }
 
 /// By what the command line says or else by what the run has stored. `baseline` may be null.

@@ -19,7 +19,7 @@ struct Slices {
 
 Slices SlicesIn(RunReader& run, const SliceRange& range) {
     const double length = run.Facts().sliceLength;
-    Slices slices{run.SliceEnds(range), {}};
+    Slices slices{run.SliceEnds(range.underLoad), {}};
     for (const double end : slices.ends)
         slices.idle.push_back({0, length - range.load.SecondsOutside(end, length)});
     return slices;
@@ -29,7 +29,7 @@ using Points = std::vector<kzjournal::SeriesPoint>;
 
 Points PointsOf(RunReader& run, const std::string& name, const SliceRange& range) {
     Points points;
-    run.ForEachPoint(name, range,
+    run.ForEachPoint(name, range.underLoad,
                      [&](const kzjournal::SeriesPoint& point) { points.push_back(point); });
     return points;
 }

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "figures/slicerange.h"
 #include "kzjournalsummary.h"
 #include "kzstataggregate.h"
 #include "reading/runreader.h"
@@ -22,9 +23,8 @@ double LevelOf(const CKZStatAggregate& lasts);
 void AddLevel(const CKZStatAggregate& lasts, kzjournal::NameSummary& summary);
 
 /// `RunReader::SummaryWithDistributions`, in which the totals and the distribution of a level are
-/// those of the levels of the slices.
-std::vector<kzjournal::NameSummary> SummaryWithLevels(RunReader& run,
-                                                      const kzjournal::TimeRange& range);
+/// those of the levels of the slices under load, and the lasts those of the last one of these.
+std::vector<kzjournal::NameSummary> SummaryWithLevels(RunReader& run, const SliceRange& range);
 
 }  // namespace kzstatprogram
 

@@ -1,22 +1,26 @@
 #include "figures/livesummary.h"
 
+#include <algorithm>
+
 #include "figures/levels.h"
 #include "figures/statistics.h"
 #include "text/texts.h"
 
 namespace kzstatprogram {
 
-void LiveSummary::Update(RunReader& run, const kzjournal::TimeRange& range) {
+void LiveSummary::Update(RunReader& run, const SliceRange& range) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(range);
     const int lastSliceId = last ? last->id : 0;
-    if (lastSliceId == m_lastSliceId && range.from == m_from) return;
+    const bool mustReadAll = MustReadAll(range, lastSliceId);
+    if (lastSliceId == m_lastSliceId && !mustReadAll) return;
     try {
-        if (MustReadAll(range, lastSliceId))
-            // Slices may come while this reads: it takes those up to the last one.
-            ReadAll(run, {range.from, last ? last->elapsed : range.to});
+        if (mustReadAll)
+            ReadAll(run, range, last);
         else
-            ReadNews(run, lastSliceId);
+            ReadNews(run, range, lastSliceId);
         m_lastSliceId = lastSliceId;
+        m_elapsed = last ? last->elapsed : 0;
+        m_endUnderLoad = std::min(range.underLoad.to, m_elapsed);
     } catch (...) {
         // A slice may have been added in part.
         m_lastSliceId = 0;
@@ -24,29 +28,38 @@ void LiveSummary::Update(RunReader& run, const kzjournal::TimeRange& range) {
     }
 }
 
-bool LiveSummary::MustReadAll(const kzjournal::TimeRange& range, int lastSliceId) const {
-    return m_lastSliceId == 0 || range.from != m_from || lastSliceId < m_lastSliceId;
+/// Also where other slices are under load than seemed to be.
+bool LiveSummary::MustReadAll(const SliceRange& range, int lastSliceId) const {
+    return m_lastSliceId == 0 || range.from != m_from || lastSliceId < m_lastSliceId ||
+           std::min(range.underLoad.to, m_elapsed) != m_endUnderLoad;
 }
 
-void LiveSummary::ReadAll(RunReader& run, const kzjournal::TimeRange& range) {
+/// Slices may come while this reads: it takes those up to the last one.
+void LiveSummary::ReadAll(RunReader& run, SliceRange range,
+                          const std::optional<kzjournal::Slice>& last) {
+    if (last) range.to = last->elapsed;
     m_from = range.from;
     m_names.clear();
     for (kzjournal::NameSummary& each : SummaryWithLevels(run, range))
         m_names.emplace(TextOf(each.record.name), std::move(each));
 }
 
-void LiveSummary::ReadNews(RunReader& run, int lastSliceId) {
+void LiveSummary::ReadNews(RunReader& run, const SliceRange& range, int lastSliceId) {
+    const double length = run.Facts().sliceLength;
     run.ForEachSliceAfter(m_lastSliceId, [&](const kzjournal::Slice& slice) {
-        if (slice.id <= lastSliceId) Add(slice);
+        if (slice.id <= lastSliceId) Add(slice, range.underLoad.Selects(slice.elapsed, length));
     });
 }
 
-void LiveSummary::Add(const kzjournal::Slice& slice) {
+void LiveSummary::Add(const kzjournal::Slice& slice, bool isUnderLoad) {
     for (std::size_t i = 0; i < slice.records.size(); ++i) {
-        if (IsLevel(slice.records[i].type))
-            AddLevel(slice, i);
-        else
+        CKZStatMessageRecord& known = m_names[TextOf(slice.records[i].name)].record;
+        const CKZStatAggregate lasts = known.lasts;
+        if (!IsLevel(slice.records[i].type))
             Add(slice, i);
+        else if (isUnderLoad)
+            AddLevel(slice, i);
+        if (!isUnderLoad) known.lasts = lasts;
     }
 }
 

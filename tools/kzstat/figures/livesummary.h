@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "figures/slicerange.h"
 #include "reading/runreader.h"
 
 namespace kzstatprogram {
@@ -14,21 +15,24 @@ class LiveSummary {
 public:
     /// Takes the slices that the range has and this has not. The same run each time. Throws
     /// kzjournal::Error; the next call reads all slices again then.
-    void Update(RunReader& run, const kzjournal::TimeRange& range = {});
+    void Update(RunReader& run, const SliceRange& range = {});
 
     const std::map<std::string, kzjournal::NameSummary>& Names() const { return m_names; }
 
-    /// Takes a slice behind those that this has.
-    void Add(const kzjournal::Slice& slice);
+    /// Takes a slice behind those that this has. Levels, and what is said of the last slice, are of
+    /// slices under load alone.
+    void Add(const kzjournal::Slice& slice, bool isUnderLoad);
 
 private:
-    bool MustReadAll(const kzjournal::TimeRange& range, int lastSliceId) const;
-    void ReadAll(RunReader& run, const kzjournal::TimeRange& range);
-    void ReadNews(RunReader& run, int lastSliceId);
+    bool MustReadAll(const SliceRange& range, int lastSliceId) const;
+    void ReadAll(RunReader& run, SliceRange range, const std::optional<kzjournal::Slice>& last);
+    void ReadNews(RunReader& run, const SliceRange& range, int lastSliceId);
     void Add(const kzjournal::Slice& slice, std::size_t position);
     void AddLevel(const kzjournal::Slice& slice, std::size_t position);
 
     double m_from = 0;
+    double m_endUnderLoad = 0;  // of the slices so far
+    double m_elapsed = 0;
     int m_lastSliceId = 0;  // 0 before anything was read
     std::map<std::string, kzjournal::NameSummary> m_names;
 };

@@ -89,7 +89,7 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     // Slices may come while this is read: all below is of those up to the last one.
     const kzjournal::TimeRange known{ranges.drawn.from, m_elapsed};
     m_slices = run.CountSlices(known);
-    m_figuresRange = ranges.figures ? *ranges.figures : SlicesUnderLoad(run);
+    m_figuresRange = ranges.figures ? *ranges.figures : SlicesOfTheLoad(run);
     SetLoad(run.Load());
     SliceRange ofFigures = m_figuresRange;
     ofFigures.to = std::min(ofFigures.to, m_elapsed);
@@ -114,8 +114,8 @@ RunHistory::News RunHistory::NewsSince(RunReader& run, int sliceId) {
                           [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
     // As it is known with the last one of them, or later.
     news.load = run.Load();
-    news.underLoad = SlicesUnderLoad(run);
-    news.secondsUnderLoad = SecondsOf(run, news.underLoad);
+    news.figures = SlicesOfTheLoad(run);
+    news.seconds = SecondsOf(run, news.figures);
     return news;
 }
 
@@ -136,7 +136,7 @@ void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name,
 }
 
 void RunHistory::AddCost(const std::string& generator, const kzjournal::SliceCost& slice) {
-    m_saturation.Add(generator, slice);
+    if (IsUnderLoad(slice.elapsed)) m_saturation.Add(generator, slice);
     const std::optional<double> share = ProcessorShare(slice.cost, m_facts.sliceLength);
     if (share && m_grid.Holds(slice.elapsed))
         m_processorShares.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, *share});
@@ -144,9 +144,15 @@ void RunHistory::AddCost(const std::string& generator, const kzjournal::SliceCos
 
 bool RunHistory::IsUnderTheSameLoad(const News& news) const {
     const auto beginOf = [](const SliceRange& range) { return std::max(range.from, 0.0); };
-    const auto endOf = [&](const SliceRange& range) { return std::min(range.to, m_elapsed); };
-    return beginOf(m_figuresRange) == beginOf(news.underLoad) &&
-           endOf(m_figuresRange) == endOf(news.underLoad);
+    const auto endOf = [&](const SliceRange& range) {
+        return std::min(range.underLoad.to, m_elapsed);
+    };
+    return beginOf(m_figuresRange) == beginOf(news.figures) &&
+           endOf(m_figuresRange) == endOf(news.figures);
+}
+
+bool RunHistory::IsUnderLoad(double elapsed) const {
+    return m_figuresRange.underLoad.Selects(elapsed, m_facts.sliceLength);
 }
 
 void RunHistory::SetLoad(const kzjournal::LoadSpan& load) {
@@ -156,8 +162,8 @@ void RunHistory::SetLoad(const kzjournal::LoadSpan& load) {
 
 bool RunHistory::Add(const News& news) {
     SetLoad(news.load);
-    m_figuresRange = news.underLoad;
-    m_seconds = news.secondsUnderLoad;
+    m_figuresRange = news.figures;
+    m_seconds = news.seconds;
     for (const kzjournal::Slice& slice : news.slices) Add(slice);
     const bool isNew =
         !news.slices.empty() || news.hasEnded != m_hasEnded || news.isAbandoned != m_isAbandoned;
@@ -253,7 +259,8 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     m_lastSliceId = slice.id;
     m_elapsed = slice.elapsed;
     ++m_slices;
-    if (m_figuresRange.load.Covers(m_elapsed, m_facts.sliceLength)) m_figures.Add(slice);
+    if (m_figuresRange.Selects(m_elapsed, m_facts.sliceLength))
+        m_figures.Add(slice, IsUnderLoad(m_elapsed));
     for (const CKZStatMessageRecord& record : slice.records) {
         Entry& entry = m_names[TextOf(record.name)];
         entry.latest = record;

@@ -52,8 +52,8 @@ public:
         long long lostSlices;
         std::vector<kzjournal::Note> notes;
         kzjournal::LoadSpan load = {};
-        SliceRange underLoad = {};
-        double secondsUnderLoad = 0;
+        SliceRange figures = {};
+        double seconds = 0;  ///< of the figures
         bool isAbandoned = false;
     };
     /// Throws kzjournal::Error.
@@ -124,6 +124,8 @@ private:
                    const kzjournal::TimeRange& range);
     void AddCost(const std::string& generator, const kzjournal::SliceCost& slice);
     bool IsUnderTheSameLoad(const News& news) const;
+    /// Whether the slice that ends then is.
+    bool IsUnderLoad(double elapsed) const;
     void SetLoad(const kzjournal::LoadSpan& load);
     void Add(const kzjournal::Slice& slice);
     void DrawNames(const std::vector<kzjournal::Slice>& slices, const Share& share);

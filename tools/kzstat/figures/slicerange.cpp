@@ -1,32 +1,31 @@
 #include "figures/slicerange.h"
 
-#include <limits>
-
 namespace kzstatprogram {
 
 void SliceRange::BeginAt(double seconds) {
-    from = seconds;
+    from = underLoad.from = seconds;
     load.begin.reset();
     isOfLoad = false;
-    if (from < to) return;
-    to = std::numeric_limits<double>::infinity();
+    if (from < underLoad.to) return;
+    underLoad.to = to;
     load.end.reset();
 }
 
 void SliceRange::EndAt(double seconds) {
-    to = seconds;
+    to = underLoad.to = seconds;
     load.end.reset();
     isOfLoad = false;
     if (from < to) return;
-    from = 0;
+    from = underLoad.from = 0;
     load.begin.reset();
 }
 
-SliceRange SlicesUnderLoad(RunReader& run) {
+SliceRange SlicesOfTheLoad(RunReader& run) {
     const kzjournal::LoadSpan load = run.Load();
     if (!load.IsKnown()) return {};
-    SliceRange range = load.SlicesUnderLoad(run.Facts().sliceLength);
-    if (run.CountSlices(range) == 0) return {};
+    SliceRange range = load.SlicesWithValues(run.Facts().sliceLength);
+    range.underLoad = load.SlicesUnderLoad(run.Facts().sliceLength);
+    if (run.CountSlices(range.underLoad) == 0) return {};
     range.load = load;
     range.isOfLoad = true;
     return range;

@@ -6,26 +6,29 @@
 
 namespace kzstatprogram {
 
-/// The slices that a command looks at, and the load that cuts the time of the first and the last
-/// one short. Compatible.
+/// The slices whose values a command looks at, and the load that cuts their time short. Values that
+/// come behind the end of a load answer what was asked within it: they count, their time does not.
+/// Compatible.
 struct SliceRange : kzjournal::TimeRange {
     SliceRange() = default;
-    SliceRange(const kzjournal::TimeRange& range) : TimeRange(range) {}
+    SliceRange(const kzjournal::TimeRange& range) : TimeRange(range), underLoad(range) {}
 
     /// As the user says, whatever the load is. An end of the load that lies on the other side
     /// bounds nothing any more.
     void BeginAt(double seconds);
     void EndAt(double seconds);
 
+    /// Those that show the load: levels, and what is said of the last slice, are of these.
+    kzjournal::TimeRange underLoad;
     kzjournal::LoadSpan load;  ///< what has no value cuts nothing off
     bool isOfLoad = false;     ///< the slices are those under load
 };
 
-/// The slices under load: what comes before and behind is no answer to the load that was asked for.
-/// All slices where no load is known, or none is under it.
-SliceRange SlicesUnderLoad(RunReader& run);
+/// The slices of the load: what comes before it is no answer to what was asked for. All slices
+/// where no load is known, or none is under it.
+SliceRange SlicesOfTheLoad(RunReader& run);
 
-/// The time in which the values of the slices in the range were reported.
+/// The time of the slices in the range, as far as it is under load.
 double SecondsOf(RunReader& run, const SliceRange& range);
 
 }  // namespace kzstatprogram

@@ -97,7 +97,8 @@ std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>
                     {"least_difference", report.least},
                     {"nothing_tested_because", report.reason ? Json(*report.reason) : Json()},
                     {"names", names},
-                    {"failures", report.failures}};
+                    {"failures", report.failures},
+                    {"cannot_tell", report.unknown}};
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

@@ -28,6 +28,7 @@ struct ComparisonReport {
     std::optional<std::string> reason;  ///< why nothing is tested
     std::vector<Difference> differences;
     std::vector<std::string> failures;  ///< of conditions, a line each
+    std::vector<std::string> unknown;   ///< the same of those that cannot be told
 };
 
 /// An object, with a line end. null for what is missing, NaN and infinities; bytes that are no

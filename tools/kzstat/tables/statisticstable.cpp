@@ -24,6 +24,8 @@ constexpr std::size_t kMaxNotes = 10;
 
 constexpr std::size_t kMinNameColumns = 16;
 constexpr std::size_t kMinShareOfNames = 5;  // a fifth
+constexpr char kLatest[] = "latest";
+constexpr char kScaleOfLatest[] = "to";
 constexpr std::size_t kSlicesInNarrowSparkline = 10;
 constexpr std::size_t kSlicesInSparkline = 20;
 constexpr std::size_t kRoomForWideSparkline = 120;
@@ -32,8 +34,8 @@ constexpr std::size_t kRoomForWideSparkline = 120;
 constexpr const char* kLeftOut[] = {"type", "stddev", "sum", "last", "min", "p50",
                                     "mean", "rate",   "p95", "unit", "p99"};
 /// Beside sparklines, which show the rate and the last value of counters.
-constexpr const char* kLeftOutBesideLatest[] = {"type", "stddev", "sum",    "last", "min", "rate",
-                                                "mean", "p50",    "latest", "to",   "p95", "p99"};
+constexpr const char* kLeftOutBesideLatest[] = {"type", "stddev", "sum",   "last", "min", "p50",
+                                                "rate", "mean",   kLatest, "p95",  "p99"};
 
 /// What a table of these contents shows of its rows. Compatible.
 class StatisticsTable {
@@ -97,8 +99,8 @@ private:
         const auto add = [&](const std::string& title, Table::Alignment alignment) {
             columns.push_back({title, alignment, RankOf(title)});
         };
-        if (m_contents.latest != nullptr) add("latest", Table::Right);
-        if (m_contents.latest != nullptr) add("to", Table::Right);
+        if (m_contents.latest != nullptr) add(kLatest, Table::Right);
+        if (m_contents.latest != nullptr) add(kScaleOfLatest, Table::Right);
         add("type", Table::Left);
         if (m_contents.latest == nullptr) add("unit", Table::Left);
         for (const NumberColumn& column : m_numbers) add(column.title, Table::Right);
@@ -108,8 +110,9 @@ private:
     int RankOf(const std::string& title) const {
         const bool isPercentile = FindPercentile(title).has_value();
         if (isPercentile && m_contents.mustHavePercentiles) return Table::kAlwaysShown;
-        return m_contents.latest != nullptr ? RankIn(kLeftOutBesideLatest, title)
-                                            : RankIn(kLeftOut, title);
+        if (m_contents.latest == nullptr) return RankIn(kLeftOut, title);
+        // A scale says nothing without its sparkline.
+        return RankIn(kLeftOutBesideLatest, title == kScaleOfLatest ? kLatest : title);
     }
 
     template <class List>
@@ -167,7 +170,7 @@ std::vector<Output::Line> TableOf(const std::vector<Statistics>& rows,
 std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
     const kzjournal::Run& facts = run.Facts();
     const long long all = run.CountSlices();
-    const long long chosen = run.CountSlices(range);
+    const long long chosen = run.CountSlices(range.underLoad);
     std::string when = WallClock(facts.startTime) + ", for " +
                        TimeOfRun(static_cast<double>(all) * facts.sliceLength) + ", " +
                        CompletenessText(run) + " of " + ReadableNumber(facts.sliceLength) + " s";

@@ -50,7 +50,7 @@ std::string CompletenessText(RunReader& run) {
     std::string text = std::to_string(completeness.slices);
     if (completeness.expectedSlices > completeness.slices)
         text += " of " + std::to_string(completeness.expectedSlices);
-    text += " slices";
+    text += completeness.expectedSlices == 1 ? " slice" : " slices";
     if (completeness.state != kzjournal::Completeness::NotEnded) return text;
     // A merge is never written through a log.
     const bool lacksLog = completeness.lacksLog && run.Sources().empty();

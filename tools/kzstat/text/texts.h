@@ -20,7 +20,7 @@ std::string WallClock(double secondsSince1970);
 /// "0:30.5", "1:02:03": a moment of a run, to a tenth of a second.
 std::string TimeOfRun(double seconds);
 
-/// How much of a run is stored: "10 slices", "8 of 10 slices" or "not ended, at least 8 slices".
+/// How much of a run is stored: "1 slice", "8 of 10 slices" or "not ended, at least 8 slices".
 /// Throws kzjournal::Error.
 std::string CompletenessText(RunReader& run);
 
