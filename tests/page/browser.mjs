@@ -1,6 +1,7 @@
 // A browser, and what a reader sees in it.
 
 import assert from 'node:assert/strict';
+import {readFileSync} from 'node:fs';
 import {createRequire} from 'node:module';
 import {after, before} from 'node:test';
 import {lastRecords} from './runs.mjs';
@@ -48,16 +49,20 @@ export function cell(page, name, column) {
 // The value behind a cell, in full.
 export async function figure(page, name, column) {
   const text = await cell(page, name, column).getAttribute('title');
-  return text === '' ? null : Number(text);
+  return text ? Number(text) : null;
 }
 
 export async function assertFiguresOf(page, path) {
   for (const [name, record] of lastRecords(path)) {
+    if (record.type === 'Counter') {
+      for (const column of ['count', 'sum']) assert.equal(await figure(page, name, column), record.sum, `${column} of ${name}`);
+      assert.equal(await figure(page, name, 'max'), null, `max of ${name}`);
+      continue;
+    }
     assert.equal(await figure(page, name, 'min'), record.minimum, `min of ${name}`);
     assert.equal(await figure(page, name, 'max'), record.maximum, `max of ${name}`);
     assert.equal(await figure(page, name, 'mean'), record.average, `mean of ${name}`);
     if (record.type === 'Timer') assert.equal(await figure(page, name, 'count'), record.count, `count of ${name}`);
-    if (record.type === 'Counter') assert.equal(await figure(page, name, 'sum'), record.sum, `sum of ${name}`);
   }
 }
 
@@ -76,6 +81,12 @@ export async function tooltip(page, name, title, [right, down]) {
   await element.waitFor();
   const [labels, values] = [await element.locator('dt').allTextContents(), await element.locator('dd').allTextContents()];
   return {title: await element.locator('b').textContent(), ...Object.fromEntries(labels.map((label, i) => [label, values[i]]))};
+}
+
+// The file that a click saves.
+export async function saved(page, click) {
+  const [download] = await Promise.all([page.waitForEvent('download'), click()]);
+  return {name: download.suggestedFilename(), bytes: readFileSync(await download.path())};
 }
 
 // How many different colours the plot's canvas has.

@@ -335,3 +335,20 @@ test('one slice of one value is shown', async (t) => {
   assert.equal((await marksOf(page, 'wait')).p50, '25');
   assert.equal((await tooltip(page, 'wait', 'ms', [0.5, 0.5])).p99, '25 ms');
 });
+
+test('while a part is looked at, the cumulative distribution is said to be that of the whole run', async (t) => {
+  const path = await spreadRun(t);
+  const page = await open(t, `file://${reportOf(path)}#10-20`);
+  assert.equal(await plot(page, 'page.time', 'cumulative distribution of the whole run, % of all values').count(), 1);
+  await page.getByRole('button', {name: 'Show the whole run'}).click();
+  assert.equal(await plot(page, 'page.time', CUMULATIVE).count(), 1);
+});
+
+test('nothing is drawn or told of the slice before the part that is looked at', async (t) => {
+  const journal = new Journal(t);
+  for (let slice = 1; slice <= 20; ++slice) await journal.slice({'page.time': ['Timer', slice <= 10 ? 900 : 10]});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}#10-15`);
+  assert.deepEqual(await tooltip(page, 'page.time', 'ms', [0, 0.5]), {title: '0:11', ms: '10 ms'});
+  assert.equal(await drawnPixels(page, 'page.time', 0, 0.2), 0);
+});

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {clockTick, number, tick} from '../../tools/kzstat/page/src/format.js';
+import {clockTick, elapsed, number, secondsAtTime, tick, timeOfRun} from '../../tools/kzstat/page/src/format.js';
 import {boundOf, logTicks} from '../../tools/kzstat/page/src/scale.js';
 
 test('numbers are as the command line writes them', () => {
@@ -22,6 +22,20 @@ test('marks of the clock are as precise as they are close', () => {
   assert.equal(clockTick(moment(0), 3600), '03-01');
 });
 
+test('a moment that rounds to a second is that second', () => {
+  assert.deepEqual([56.9996, 59.9999, 3599.9996, 56.25, 3725].map(elapsed), ['0:57', '1:00', '1:00:00', '0:56.25', '1:02:05']);
+});
+
 test('the largest numbers have marks', () => {
   assert.ok(logTicks(1, boundOf(2047 * 128), 5).length > 2);
+});
+
+test('a moment of a run is found again by its time', () => {
+  const start = new Date(2026, 2, 1, 22, 13, 20, 412.3).getTime() / 1000 + 0.0003;
+  assert.equal(timeOfRun(0, start), '22:13:20.412');
+  assert.equal(timeOfRun(86400, start), '2026-03-02 22:13:20.412');
+  for (const moment of [0, 5, 7200, 86399, 86400, 200000]) assert.ok(secondsAtTime(timeOfRun(moment, start), start) === moment, moment);
+  assert.equal(secondsAtTime('1:00', start), 3 * 3600 - 13 * 60 - 20.412);
+  assert.ok(Math.abs(secondsAtTime('22:13:20', start)) < 1);
+  for (const text of ['', '5', '25', '10:5', 'x']) assert.ok(Number.isNaN(secondsAtTime(text, start)), text);
 });

@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import {readFileSync, writeFileSync} from 'node:fs';
 import {test} from 'node:test';
-import {cell, newPage, open, tile} from './browser.mjs';
+import {cell, newPage, open, saved, tile} from './browser.mjs';
 import {Journal, reportOf, shown, shopRun, START} from './runs.mjs';
 
 const SLICES = 20;
@@ -74,8 +74,16 @@ test('the overview tells load, throughput, times and errors of a moment', async 
 test('what was timed begins with what fails most, then with what is slowest', async (t) => {
   const {page} = await glance(t);
   assert.deepEqual((await rowsOf(page, 'operations-table')).map(([name]) => name), ['search.time', 'request.time', 'login.time']);
-  await page.locator('#operations-table').getByRole('button', {name: 'p95'}).click();
+  await page.locator('#operations-table').getByRole('button', {name: 'p95, ms'}).click();
   assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'login.time');
+});
+
+test('the unit of what was timed is told in the headings, and saved', async (t) => {
+  const {page} = await glance(t);
+  const heading = page.locator('#operations-table [data-column="p95"]').first();
+  assert.equal(await heading.textContent(), 'p95, ms');
+  const {bytes} = await saved(page, () => page.getByRole('button', {name: 'Save what was timed as CSV'}).click());
+  assert.match(bytes.toString(), /,unit,type\r\nsearch\.time,.*,ms,Timer\r\n/);
 });
 
 test('errors have their causes, shares and times', async (t) => {
@@ -85,6 +93,26 @@ test('errors have their causes, shares and times', async (t) => {
     ['http-500', '10', '1.69 %', '0:05', '0:15', 'request.time'],
     ['timeout', '10', '33.33 %', '0:05', '0:15', 'search.time'],
   ]);
+});
+
+test('times of errors are of the slices that their counts are of', async (t) => {
+  const journal = new Journal(t);
+  journal.tell('load', 8);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.deepEqual((await rowsOf(page, 'causes-table')).map(([, count, , first, last]) => [count, first, last]), [['7', '0:08', '0:15'], ['7', '0:08', '0:15']]);
+});
+
+test('times of errors that are known by the bucket are marked, in the CSV too', async (t) => {
+  const journal = new Journal(t);
+  for (let slice = 1; slice <= 1100; ++slice)
+    await journal.slice({'login.failed': ['Timer', 2], ...(slice === 500 ? {'login.failed.timeout': ['TransactionReasonCounter', 1]} : {})});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.deepEqual((await rowsOf(page, 'causes-table')).map((row) => row.slice(3, 5)), [['≈ 8:18', '≈ 8:20']]);
+  const text = await saved(page, () => page.getByRole('button', {name: 'Save errors by cause as CSV'}).click());
+  assert.match(text.bytes.toString(), /,≈ 498,≈ 500,/);
 });
 
 test('a run without names of failures has no share of errors', async (t) => {
@@ -118,6 +146,15 @@ test('the part that a reader chooses by keyboard is in the address', async (t) =
   assert.equal(await tile(page, 'errors'), '3.33 %');
 });
 
+test('on the axis of the clock the part is chosen by the clock', async (t) => {
+  const {page} = await glance(t, {...SCREEN, timezoneId: 'UTC'}, '#5-10');
+  await page.getByRole('button', {name: 'Clock'}).click();
+  assert.equal(await page.getByLabel('From, h:mm:ss').inputValue(), '22:13:25');
+  await page.getByLabel('To, h:mm:ss').fill('22:13:35');
+  await page.keyboard.press('Enter');
+  assert.equal(new URL(page.url()).hash, '#5-15');
+});
+
 test('charts are folded by the first part of their names, and a name leads to its chart', async (t) => {
   const {page} = await glance(t);
   assert.deepEqual(await page.locator('.group summary b').allTextContents(), ['clients', 'login', 'request', 'responses', 'search']);
@@ -125,6 +162,15 @@ test('charts are folded by the first part of their names, and a name leads to it
   await page.locator('#table').getByRole('link', {name: 'login.time'}).click();
   await page.locator('.card[data-name="login.time"] canvas').first().waitFor();
   assert.equal(await page.locator('.card:visible').count(), 1);
+});
+
+test('charts are folded again as they were before a search', async (t) => {
+  const {page} = await glance(t);
+  await page.locator('.group[data-group="login"] summary').click();
+  await page.getByRole('searchbox').fill('search');
+  await page.locator('.card[data-name="search.time"]').waitFor();
+  await page.getByRole('searchbox').fill('');
+  assert.deepEqual(await page.locator('.group[open] summary b').allTextContents(), ['login']);
 });
 
 test('counters of one kind are drawn over each other, equal names once', async (t) => {
@@ -154,7 +200,7 @@ test('the conditions of a run are judged', async (t) => {
   for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
   await journal.end();
   const page = await open(t, `file://${reportOf(journal.path)}`);
-  assert.equal(await tile(page, '1 of 3 conditions'), 'FAILED');
+  assert.equal(await tile(page, '1 failed, 1 passed, 1 cannot tell'), 'FAILED');
   const texts = await page.locator('#conditions li').allTextContents();
   assert.match(texts[0], /^passed request\.time p95 < 50ms [\d.]+ ms$/);
   assert.match(texts[1], /^FAILED errors share < 1% [\d.]+ %$/);
@@ -167,15 +213,15 @@ const opacityAt = (page, part) => page.locator('#lanes canvas').first().evaluate
   return data[3];
 }, part);
 
-test('what lies outside of the load is shaded, and no figure is of it', async (t) => {
+test('what lies outside of the load is shaded, and no figure is of what was before', async (t) => {
   const journal = new Journal(t);
-  journal.tell('load', 0, SLICES - 5);
-  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice({'request.time': ['Timer', slice > SLICES - 5 ? 500 : 10]});
+  journal.tell('load', 5, SLICES - 5);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice({'request.time': ['Timer', 10]});
   await journal.end();
   const page = await open(t, `file://${reportOf(journal.path)}`);
-  assert.match(await page.locator('#subtitle').textContent(), /under load 0:00 – 0:15/);
+  assert.match(await page.locator('#subtitle').textContent(), /under load 0:05 – 0:15/);
   assert.equal(await tile(page, 'requests'), '15');
-  assert.ok(await opacityAt(page, 0.9) > 0);
+  for (const outside of [0.1, 0.9]) assert.ok(await opacityAt(page, outside) > 0);
   assert.equal(await opacityAt(page, 0.53), 0);
 });
 
@@ -195,6 +241,18 @@ test('a generator that was the bottleneck itself is warned of', async (t) => {
   await page.waitForSelector('#lanes canvas');
   assert.equal(await page.locator('#warning').textContent(), 'the generator was saturated from 0:12 on');
   assert.equal(await page.getByRole('img', {name: 'Overview, processors of the generator'}).count(), 1);
+});
+
+test('a note is read at its flag', async (t) => {
+  const path = reportOf(await workingRun(t));
+  writeFileSync(path, readFileSync(path, 'utf8').replace('"notes":[]', `"notes":[{"time":${START + 5.2},"text":"deployed"}]`));
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${path}`);
+  await page.waitForSelector('#lanes canvas');
+  const area = page.locator('#lanes .u-over').first();
+  const {width, height} = await area.boundingBox();
+  await area.hover({position: {x: 5.2 / SLICES * width, y: height / 2}});
+  assert.equal(await page.locator('.tooltip dt', {hasText: 'note'}).count(), 1);
 });
 
 test('without a measured cost there is no warning', async (t) => {

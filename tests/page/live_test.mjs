@@ -1,7 +1,7 @@
 import {test} from 'node:test';
 import {renameSync} from 'node:fs';
 import {assertFiguresOf, cell, drawnPixels, figure, hasSlices, newPage, open} from './browser.mjs';
-import {Journal, Server, shop} from './runs.mjs';
+import {Journal, reportOf, Server, shop} from './runs.mjs';
 import assert from 'node:assert/strict';
 
 async function writing(test, slices) {
@@ -60,6 +60,17 @@ test('says that the run has ended', async (t) => {
   await says(page, 'ended');
 });
 
+test('says that the process of the run is gone', async (t) => {
+  const journal = await writing(t, 3);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await says(page, 'live');
+  journal.process.kill('SIGKILL');
+  await says(page, 'its process is gone');
+  const report = await open(t, `file://${reportOf(journal.path)}`);
+  await says(report, 'its process is gone');
+});
+
 test('shows a name that comes late', async (t) => {
   const journal = await writing(t, 3);
   const server = await Server.start(t, journal.path, '--port', '0');
@@ -107,6 +118,19 @@ test('shows the run that takes the place of one that has ended', async (t) => {
   await next.end();
   renameSync(next.path, journal.path);
   await hasSlices(page, 5);
+});
+
+test('of the run that takes the place of another one, all is shown', async (t) => {
+  const journal = await writing(t, 3);
+  await journal.end();
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, `${server.url}/#1-2`);
+  await hasSlices(page, 1);
+  const next = await writing(t, 5);
+  await next.end();
+  renameSync(next.path, journal.path);
+  await hasSlices(page, 5);
+  assert.equal(new URL(page.url()).hash, '');
 });
 
 test('keeps names in order as their figures change', async (t) => {

@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 import {drawingsOf} from '../../tools/kzstat/page/src/drawings.js';
-import {byHurt, operationRow} from '../../tools/kzstat/page/src/operations.js';
+import {byHurt, operationRow, OPERATIONS, withUnits} from '../../tools/kzstat/page/src/operations.js';
 import {mainOperation, nounOf, operationsOf, tellsFailures} from '../../tools/kzstat/page/src/outcomes.js';
 import {bucketsOf, spanOf} from '../../tools/kzstat/page/src/run.js';
 
@@ -33,6 +33,18 @@ test('a run is about the work that was done most, of that whose outcome is told'
   assert.deepEqual([main.name, nounOf(main)], ['request.time', 'requests']);
   assert.equal(mainOperation(operationsOf(names.slice(0, 1))).name, 'parse');
   assert.equal(mainOperation([]), null);
+});
+
+test('of work that was done as often, a run is about its requests', () => {
+  for (const names of [['GET /.time', 'request.time'], ['request.time', 'GET /.time']])
+    assert.equal(mainOperation(operationsOf(names.map((name) => timer(name, 8)))).name, 'request.time');
+});
+
+test('where units differ, each time has its own', () => {
+  const rowOf = (name) => operationRow(operationsOf([name])[0], figuresOf, true);
+  const {unit, rows} = withUnits([rowOf(timer('login', 1, 40)), rowOf({...timer('wait', 1, 2), unit: 's'})]);
+  const {text} = OPERATIONS.find(({key}) => key === 'p95');
+  assert.deepEqual([unit, ...rows.map(text)], ['', '40 ms', '2 s']);
 });
 
 test('errors hurt more than slowness, slowness more than a name', () => {

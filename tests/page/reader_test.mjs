@@ -1,20 +1,14 @@
 // What a reader takes away from a page, and how it is read without a mouse or without eyes.
 
 import assert from 'node:assert/strict';
-import {readFileSync} from 'node:fs';
 import {createRequire} from 'node:module';
 import {test} from 'node:test';
-import {cell, hasSlices, open} from './browser.mjs';
+import {cell, hasSlices, open, saved} from './browser.mjs';
 import {Journal, NASTY, reportOf, Server, shop, shopRun, spread, spreading} from './runs.mjs';
 
 const AXE = createRequire(`${process.env.PACKAGES}/package.json`).resolve('axe-core/axe.min.js');
 
 const openShop = async (test, options) => open(test, `file://${reportOf(await shopRun(test, 20))}`, options);
-
-async function saved(page, click) {
-  const [download] = await Promise.all([page.waitForEvent('download'), click()]);
-  return {name: download.suggestedFilename(), bytes: readFileSync(await download.path())};
-}
 
 test('the figures are saved as CSV, unrounded and in the order that they are shown in', async (t) => {
   const page = await openShop(t);
@@ -25,6 +19,14 @@ test('the figures are saved as CSV, unrounded and in the order that they are sho
   assert.equal(head, 'name,count,rate,min,mean,p50,p95,p99,max,stddev,sum,last,unit,type');
   assert.deepEqual(rows.map((row) => row.split(',')[0]).filter((each) => /^\w/.test(each)), ['clients', 'page.time', 'pages.sent', 'queue.length']);
   assert.match(rows.find((row) => row.startsWith('page.time')), /^page\.time,60,3,20,41\.3,,,,70\.25,17\.784754\d+,/);
+});
+
+test('figures of a part that are known roughly are saved as such', async (t) => {
+  const journal = await spreading(t, 10);
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}#2-5`);
+  const {bytes} = await saved(page, () => page.getByRole('button', {name: 'Save the figures as CSV'}).click());
+  assert.match(bytes.toString(), /^page\.time,300,100,≈ [\d.]+,[\d.]+,≈ [\d.]+,≈ [\d.]+,≈ [\d.]+,[\d.]+,/m);
 });
 
 test('quotes in a name stay in its field of the CSV', async (t) => {

@@ -74,6 +74,7 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_saturation(m_facts.sliceLength),
       m_hasEnded(run.HasEnded()),
+      m_isAbandoned(run.IsAbandoned()),
       m_lostSlices(LostSlicesOf(run)),
       m_notes(run.Notes()),
       m_conditions(run.Conditions()) {
@@ -108,6 +109,7 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
 RunHistory::News RunHistory::NewsSince(RunReader& run, int sliceId) {
     // The end is asked for first, so that no slice follows it.
     News news{{}, run.HasEnded(), LostSlicesOf(run), run.Notes()};
+    news.isAbandoned = run.IsAbandoned();
     run.ForEachSliceAfter(sliceId,
                           [&](const kzjournal::Slice& slice) { news.slices.push_back(slice); });
     // As it is known with the last one of them, or later.
@@ -163,8 +165,10 @@ bool RunHistory::Add(const News& news) {
     m_figuresRange = news.figures;
     m_seconds = news.seconds;
     for (const kzjournal::Slice& slice : news.slices) Add(slice);
-    const bool isNew = !news.slices.empty() || news.hasEnded != m_hasEnded;
+    const bool isNew =
+        !news.slices.empty() || news.hasEnded != m_hasEnded || news.isAbandoned != m_isAbandoned;
     m_hasEnded = news.hasEnded;
+    m_isAbandoned = news.isAbandoned;
     m_lostSlices = news.lostSlices;
     m_notes = news.notes;
     return isNew;

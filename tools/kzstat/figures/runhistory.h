@@ -1,6 +1,7 @@
 #ifndef KZSTATPROGRAM_RUNHISTORY_H
 #define KZSTATPROGRAM_RUNHISTORY_H
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -53,6 +54,7 @@ public:
         kzjournal::LoadSpan load = {};
         SliceRange figures = {};
         double seconds = 0;  ///< of the figures
+        bool isAbandoned = false;
     };
     /// Throws kzjournal::Error.
     static News NewsSince(RunReader& run, int sliceId);
@@ -80,6 +82,8 @@ public:
     }
     /// The time of the figures.
     double Seconds() const { return m_seconds; }
+    /// No slice of the figures begins before, in seconds since the start of the run.
+    double FiguresFrom() const { return std::max(m_figuresRange.from, 0.0); }
     /// The distribution of the values in `entry.latest.totals`; null if it is not known.
     static const CKZStatDistribution* DistributionOf(const Entry& entry);
     /// The number of buckets of the longest course.
@@ -90,6 +94,8 @@ public:
     double Elapsed() const { return m_elapsed; }
     long long Slices() const { return m_slices; }
     bool HasEnded() const { return m_hasEnded; }
+    /// It has not ended and its process is gone, as far as that can be known.
+    bool IsAbandoned() const { return m_isAbandoned; }
     /// Those that the run had, as far as is known, and that are not stored.
     long long LostSlices() const { return m_lostSlices; }
     const std::vector<kzjournal::Note>& Notes() const { return m_notes; }
@@ -142,6 +148,7 @@ private:
     double m_elapsed = 0;
     long long m_slices = 0;
     bool m_hasEnded = false;
+    bool m_isAbandoned = false;
     long long m_lostSlices = 0;
     std::vector<kzjournal::Note> m_notes;
     const std::vector<std::string> m_conditions;

@@ -11,6 +11,11 @@ namespace {
 
 constexpr long kMillisecondsBetweenLooks = 200;
 
+const char* StateOf(const RunHistory& history) {
+    if (history.HasEnded()) return "ended";
+    return history.IsAbandoned() ? "abandoned" : "going";
+}
+
 }  // namespace
 
 LiveHistory::LiveHistory(const RunOpener& runs, const std::string& name)
@@ -137,8 +142,8 @@ std::string LiveHistory::Form() const {
 
 /// The form, where the run is, and what there is of it.
 std::string LiveHistory::Position() const {
-    return Form() + (m_history->HasEnded() ? "ended/" : "going/") +
-           std::to_string(m_history->LastSliceId()) + "/" + std::to_string(m_history->Buckets());
+    return Form() + StateOf(*m_history) + "/" + std::to_string(m_history->LastSliceId()) + "/" +
+           std::to_string(m_history->Buckets());
 }
 
 /// The last bucket that a page has may have been filled further.

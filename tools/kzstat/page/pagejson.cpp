@@ -285,7 +285,8 @@ Json ConditionsJson(const RunHistory& history) {
 }
 
 /// `seconds` is the time of the figures, which are those of the slices under load unless the user
-/// has chosen others; `elapsed` and `slices` are of all that is drawn.
+/// has chosen others, and `figuresFrom` where it begins; `elapsed` and `slices` are of all that is
+/// drawn.
 ///
 /// `processorShare` is the share of its processors that the generator used, from 0 to 1, per bucket
 /// of the grid from `grid.from` on; null where it was not measured, and shorter than the grid where
@@ -296,6 +297,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
     return {{"run", RunJson(history.Facts())},
             {"sources", SourcesJson(history.Sources())},
             {"hasEnded", history.HasEnded()},
+            {"isAbandoned", history.IsAbandoned()},
             {"lostSlices", history.LostSlices()},
             {"notes", NotesJson(history.Notes())},
             {"conditions", ConditionsJson(history)},
@@ -303,6 +305,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"elapsed", Number(history.Elapsed())},
             {"slices", history.Slices()},
             {"seconds", Number(history.Seconds())},
+            {"figuresFrom", Number(history.FiguresFrom())},
             {"grid",
              {{"first", Number(history.TimeGrid().First())},
               {"width", Number(history.TimeGrid().Width())},

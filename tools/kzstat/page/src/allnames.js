@@ -3,11 +3,17 @@
 import {figureColumn, textColumn} from './figurecolumns.js';
 import {number} from './format.js';
 
+// As `kzstat show` tells them: what the single values of a counter are would hide their sum, which is its count.
+export function tabled(figures) {
+  const isAddedUp = figures.sum !== null && figures.sum !== undefined;
+  return isAddedUp ? {count: figures.sum, rate: figures.rate, sum: figures.sum, last: figures.last} : figures;
+}
+
 const figuresOf = ({shownFigures}) => shownFigures;
 
 // What rounding has left nothing of is told as a bound, as `kzstat show` does.
 function deviation({stddev, stddevError}) {
-  return stddev !== null && stddev <= stddevError ? `<${number(stddevError)}` : number(stddev);
+  return Number.isFinite(stddev) && stddev <= stddevError ? `<${number(stddevError)}` : number(stddev);
 }
 
 export const ALL_NAMES = [

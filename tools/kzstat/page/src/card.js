@@ -9,7 +9,7 @@ import {hideTooltip} from './tooltip.js';
 const LEGEND_HEIGHT = 16;
 const HEADING_HEIGHT = 22;
 
-const plotsOf = (name) => [...timePlots(name), ...(name.cumulative ? [new CumulativePlot()] : [])];
+const plotsOf = (name, isPart) => [...timePlots(name), ...(name.cumulative ? [new CumulativePlot(isPart)] : [])];
 
 export class Card {
   constructor(drawing, id) {
@@ -42,8 +42,8 @@ export class Card {
     return this.drawing.isStack ? this.drawing.names : this.drawing.names[0];
   }
 
-  wanted() {
-    return this.drawing.isStack ? [new StackPlot(this.drawing.prefix)] : plotsOf(this.subject());
+  wanted(view = null) {
+    return this.drawing.isStack ? [new StackPlot(this.drawing.prefix)] : plotsOf(this.subject(), Boolean(view?.zoom));
   }
 
   // Keeps its place on the page while it holds no charts.
@@ -58,7 +58,7 @@ export class Card {
 
   draw(view, width = this.width()) {
     this.erase();
-    for (const plot of this.wanted()) {
+    for (const plot of this.wanted(view)) {
       const heading = document.createElement('h4');
       heading.textContent = plot.title;
       const place = document.createElement('div');
@@ -73,7 +73,7 @@ export class Card {
 
   // New data in the charts that are there, unless the name has others now.
   update(view) {
-    const wanted = this.wanted();
+    const wanted = this.wanted(view);
     const fits = this.drawn.length === wanted.length && this.drawn.every((plot, i) => plot.title === wanted[i].title);
     if (!fits || !this.drawn.every((plot) => plot.update(this.subject(), view))) this.draw(view);
   }

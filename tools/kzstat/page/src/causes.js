@@ -1,8 +1,8 @@
 // The table of errors by cause.
 
-import {textColumn} from './figurecolumns.js';
+import {approximated, textColumn} from './figurecolumns.js';
 import {number, percent} from './format.js';
-import {bucketBegin, bucketEnd} from './run.js';
+import {bucketBegin, bucketEnd, bucketsOfFigures} from './run.js';
 
 const WITHOUT_CAUSE = 'no cause told';
 
@@ -20,7 +20,7 @@ const countOf = (figures) => figures.count ?? figures.sum ?? 0;
 
 function rowOf(source, work, cause, view, attempts) {
   const count = countOf(view.figuresOf(source));
-  const [first, last] = firstAndLast(source, view.buckets);
+  const [first, last] = firstAndLast(source, bucketsOfFigures(view));
   return {
     name: source.name,
     source,
@@ -30,6 +30,7 @@ function rowOf(source, work, cause, view, attempts) {
     share: attempts > 0 ? count / attempts : null,
     first: first === null ? null : bucketBegin(view.run, view.axis, first),
     last: last === null ? null : bucketEnd(view.run, view.axis, last),
+    areTimesApproximate: view.run.grid.width > 1,
   };
 }
 
@@ -46,11 +47,23 @@ export function causeRows(rows, view) {
 
 export const byCount = (a, b) => b.count - a.count;
 
+function momentColumn(key, momentText, more = {}) {
+  const isApproximate = ({areTimesApproximate, [key]: moment}) => areTimesApproximate && moment !== null;
+  return {
+    key,
+    title: key,
+    value: (row) => row[key],
+    text: (row) => approximated(momentText(row[key]), isApproximate(row)),
+    csv: (row) => approximated(row[key], isApproximate(row)),
+    ...more,
+  };
+}
+
 export const causeColumns = (momentText) => [
   {...textColumn('cause'), text: ({cause}) => cause},
   {key: 'count', title: 'count', value: ({count}) => count, text: ({count}) => number(count)},
   {key: 'share', title: 'share', value: ({share}) => share, text: ({share}) => percent(share), hint: ({work}) => `of all attempts of ${work}`},
-  {key: 'first', title: 'first', isMinor: true, value: ({first}) => first, text: ({first}) => momentText(first)},
-  {key: 'last', title: 'last', value: ({last}) => last, text: ({last}) => momentText(last)},
+  momentColumn('first', momentText, {isMinor: true}),
+  momentColumn('last', momentText),
   {...textColumn('work'), title: 'of', isMinor: true},
 ];

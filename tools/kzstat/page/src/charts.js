@@ -109,6 +109,15 @@ export class Charts {
     for (const {element} of this.groups.values()) element.open = areOpen;
   }
 
+  // Which groups are folded, for `foldAs`.
+  folding() {
+    return [...this.groups.values()].map(({element}) => [element, element.open]);
+  }
+
+  foldAs(folding) {
+    for (const [element, wasOpen] of folding) element.open = wasOpen;
+  }
+
   // Brings the card of a name before the reader.
   reveal(name) {
     const {element} = this.cardOf.get(name);
@@ -141,7 +150,7 @@ export class Charts {
   // each question after a change lays the page out.
   drawAll() {
     this.observer.disconnect();
-    this.opened = [...this.groups.values()].map(({element}) => [element, element.open]);
+    this.foldingBefore = this.folding();
     this.unfold(true);
     const shown = [...this.cards.values()].filter(({element}) => !element.hidden);
     const widths = shown.map((card) => card.width());
@@ -150,7 +159,7 @@ export class Charts {
 
   drawNear() {
     this.near.clear();
-    for (const [element, wasOpen] of this.opened) element.open = wasOpen;
+    this.foldAs(this.foldingBefore);
     for (const card of this.cards.values()) {
       card.erase();
       this.observer.observe(card.element);

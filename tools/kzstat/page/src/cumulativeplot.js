@@ -16,8 +16,12 @@ const positionOf = (rank) => -Math.log10(1 - rank);
 const sameRank = (a, b) => Math.abs(a - b) < 1e-9;
 
 export class CumulativePlot {
-  title = 'cumulative distribution, % of all values';
   height = HEIGHT;
+
+  // It is that of the whole run whatever part is looked at.
+  constructor(isPart) {
+    this.title = `cumulative distribution${isPart ? ' of the whole run' : ''}, % of all values`;
+  }
 
   draw(place, name, view) {
     this.show(name, view);

@@ -2,11 +2,11 @@
 
 import {number} from './format.js';
 
+export const approximated = (value, isApproximate) => (isApproximate ? `≈ ${value}` : value);
+
 // A percentile of a part of the run is known as well as the heat map tells it.
-export function figureText(figures, key) {
-  const text = number(figures[key]);
-  return figures.bounds?.[key] ? `≈ ${text}` : text;
-}
+const isApproximate = (figures, key) => Boolean(figures.bounds?.[key]);
+export const figureText = (figures, key) => approximated(number(figures[key]), isApproximate(figures, key));
 
 export function figureHint(figures, key) {
   const bounds = figures.bounds?.[key];
@@ -22,6 +22,7 @@ export function figureColumn(key, figuresOf, more = {}) {
     value: (row) => figuresOf(row)[key],
     text: (row) => figureText(figuresOf(row), key),
     hint: (row) => figureHint(figuresOf(row), key),
+    csv: (row) => approximated(figuresOf(row)[key], isApproximate(figuresOf(row), key)),
     ...more,
   };
 }

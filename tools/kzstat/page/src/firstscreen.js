@@ -3,7 +3,7 @@
 import {byCount, causeColumns, causeRows} from './causes.js';
 import {save} from './exports.js';
 import {momentOf, number} from './format.js';
-import {byHurt, operationRow, OPERATIONS} from './operations.js';
+import {byHurt, operationRow, OPERATIONS, withUnits} from './operations.js';
 import {mainOperation, nounOf, operationsOf, tellsFailures} from './outcomes.js';
 import {Overview} from './overview.js';
 import {showConditions, showTiles, showTitle, showWarning} from './summary.js';
@@ -54,7 +54,9 @@ export class FirstScreen {
     this.operations.offer('percentile', hasPercentiles);
     const slowest = hasPercentiles ? 'the slowest p95' : 'the slowest mean';
     byId('order').textContent = areFailuresTold ? `the largest error share first, then ${slowest}` : `${slowest} first`;
-    this.operations.show(rows);
+    const {unit, rows: shown} = withUnits(rows);
+    this.operations.tellUnit(unit);
+    this.operations.show(shown);
     this.operations.arrange();
   }
 

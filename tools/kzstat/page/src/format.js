@@ -50,14 +50,17 @@ export function percent(share) {
 
 const two = (value) => String(value).padStart(2, '0');
 
+const fraction = (milliseconds) => (milliseconds > 0 ? `.${String(milliseconds).padStart(3, '0').replace(/0+$/, '')}` : '');
+
 // 3725 is 1:02:05.
 export function elapsed(seconds) {
-  const whole = Math.floor(seconds);
-  const rest = Math.round((seconds - whole) * 1000);
+  const milliseconds = Math.round(seconds * 1000);
+  const whole = Math.floor(milliseconds / 1000);
+  const rest = milliseconds % 1000;
   const hours = Math.floor(whole / 3600);
   const minutes = Math.floor(whole / 60) % 60;
   const text = hours > 0 ? `${hours}:${two(minutes)}:${two(whole % 60)}` : `${minutes}:${two(whole % 60)}`;
-  return rest > 0 ? `${text}.${String(rest).padStart(3, '0').replace(/0+$/, '')}` : text;
+  return text + fraction(rest);
 }
 
 // What `elapsed` writes, or plain seconds; NaN for anything else.
@@ -77,6 +80,28 @@ export function clock(secondsSince1970) {
   const moment = new Date(secondsSince1970 * 1000);
   return `${moment.getFullYear()}-${two(moment.getMonth() + 1)}-${two(moment.getDate())} ` +
     `${two(moment.getHours())}:${two(moment.getMinutes())}:${two(moment.getSeconds())}`;
+}
+
+const DAY = 86400;
+
+// The time of the clock at that moment of a run, to the millisecond; behind the first day with its date.
+export function timeOfRun(seconds, start) {
+  const milliseconds = Math.round((start + seconds) * 1000);
+  const text = clock(milliseconds / 1000) + fraction(milliseconds % 1000);
+  return seconds < DAY ? text.split(' ')[1] : text;
+}
+
+// The moment of the run that `timeOfRun` writes so, in seconds; NaN for anything else.
+export function secondsAtTime(text, start) {
+  const found = /^(?:(\d{4})-(\d\d?)-(\d\d?) )?(\d\d?):(\d\d)(?::(\d\d(?:\.\d+)?))?$/.exec(text.trim());
+  if (!found) return NaN;
+  const [year, month, day, hours, minutes, seconds] = found.slice(1).map((part) => Number(part ?? 0));
+  const first = new Date(start * 1000);
+  const secondsOn = (...date) => Math.round((new Date(...date, hours, minutes).getTime() / 1000 + seconds - start) * 1000) / 1000;
+  if (found[1]) return secondsOn(year, month - 1, day);
+  const onDay = (number) => secondsOn(first.getFullYear(), first.getMonth(), first.getDate() + number);
+  // Without a fraction of a second, the start may seem to be before itself.
+  return onDay(0) > -1 ? onDay(0) : onDay(1);
 }
 
 // A mark on an axis of the clock, `step` seconds from the next one. A day begins with its date.

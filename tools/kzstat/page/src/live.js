@@ -1,5 +1,7 @@
 // Follows a run through the server's events.
 
+import {stateOf} from './summary.js';
+
 const PATIENCE = 1000;  // milliseconds before the next try
 const SILENCE = 15000;  // the server says something more often than that
 
@@ -10,7 +12,8 @@ export function follow(onData, onState) {
   let lastId = '';
   // The names of the parts that have come of an update.
   let names = [];
-  let hasEnded = false;
+  // What the last whole update says of the run.
+  let state = 'live';
 
   const connect = () => {
     clearTimeout(timer);
@@ -28,14 +31,14 @@ export function follow(onData, onState) {
     timer = setTimeout(away, SILENCE);
   };
   const stillThere = () => {
-    onState(hasEnded ? 'ended' : 'live');
+    onState(state);
     listen();
   };
   const heard = (event) => {
     const update = JSON.parse(event.data);
     names = update.part === 0 ? update.names : names.concat(update.names);
     if (update.isLastPart) {
-      hasEnded = update.hasEnded;
+      state = stateOf(update, 'live');
       lastId = event.lastEventId;
       onData({...update, names});
     }

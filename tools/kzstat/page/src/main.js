@@ -1,16 +1,18 @@
 import {spanInAddress, tellAddress} from './address.js';
-import {ALL_NAMES} from './allnames.js';
+import {ALL_NAMES, tabled} from './allnames.js';
 import {Charts} from './charts.js';
 import {save} from './exports.js';
 import {FirstScreen} from './firstscreen.js';
-import {elapsed, secondsIn} from './format.js';
+import {elapsed, secondsAtTime, secondsIn, timeOfRun} from './format.js';
 import {follow} from './live.js';
 import {keepingPlace} from './place.js';
 import {updated} from './run.js';
-import {showState} from './summary.js';
+import {showState, stateOf} from './summary.js';
 import {Table} from './table.js';
 import {offerPrinting, offerThemes} from './theme.js';
 import {viewOf} from './view.js';
+
+const MIN_FIELD_SIZE = 7;  // characters
 
 const byId = (id) => document.getElementById(id);
 const charts = new Charts(byId('charts'));
@@ -19,6 +21,7 @@ const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arr
 let run = null;
 let axis = 'elapsed';
 let zoom = spanInAddress();
+let foldingBefore = null;  // the search
 
 function matches(name) {
   const words = byId('search').value.toLowerCase().split(/\s+/);
@@ -37,10 +40,16 @@ function arrange() {
   byId('nothing').textContent = run.names.length === 0 ? 'Nothing was reported yet.' : 'No name matches.';
 }
 
-// What was searched for is not folded.
+// What is searched for is not folded.
 function search() {
   arrange();
-  if (byId('shown').textContent) charts.unfold(true);
+  if (byId('shown').textContent) {
+    foldingBefore ??= charts.folding();
+    charts.unfold(true);
+  } else if (foldingBefore) {
+    charts.foldAs(foldingBefore);
+    foldingBefore = null;
+  }
 }
 
 function offerTypes() {
@@ -51,26 +60,35 @@ function offerTypes() {
   byId('type').value = types.includes(chosen) ? chosen : '';
 }
 
+// A moment of the run as the axis tells it, and the moment of a text.
+const momentText = (moment) => (axis === 'clock' ? timeOfRun(moment, run.run.startTime) : elapsed(moment));
+const momentIn = (text) => (axis === 'clock' ? secondsAtTime(text, run.run.startTime) : secondsIn(text));
+
 function showSpan({zoom: shown}) {
   byId('whole').hidden = shown === null;
-  byId('part').textContent = shown ? `${elapsed(shown[0])} – ${elapsed(shown[1])}` : '';
+  byId('part').textContent = shown ? shown.map(momentText).join(' – ') : '';
   const [from, to] = shown ?? [run.grid.first * run.run.sliceLength, run.elapsed];
   for (const [field, moment] of [['from', from], ['to', to]]) {
     const input = byId('span').elements[field];
-    if (document.activeElement !== input) input.value = elapsed(moment);
+    if (document.activeElement === input) continue;
+    input.value = momentText(moment);
+    input.size = Math.max(MIN_FIELD_SIZE, input.value.length);
   }
 }
 
 function showFigures(view) {
   firstScreen.show(view);
-  table.offer('percentile', run.names.some(({figures}) => figures.p50 !== null));
-  table.show(run.names.map((name) => ({...name, shownFigures: view.figuresOf(name)})));
+  table.offer('percentile', run.names.some(({figures}) => Number.isFinite(tabled(figures).p50)));
+  table.show(run.names.map((name) => ({...name, shownFigures: tabled(view.figuresOf(name))})));
   showSpan(view);
 }
 
 function show(data) {
-  // Another run is served at the same address now.
-  if (run && run.run.id !== data.run.id) return location.reload();
+  // Another run is served at the same address now. What was looked at is a part of this one.
+  if (run && run.run.id !== data.run.id) {
+    tellAddress(null);
+    return location.reload();
+  }
   run = data;
   const view = viewOf(run, axis, zoom, setZoom);
   keepingPlace(() => {
@@ -105,15 +123,18 @@ function setAxis(chosen) {
 
 function showAxis() {
   for (const button of document.querySelectorAll('[data-axis]')) button.ariaPressed = String(button.dataset.axis === axis);
+  const form = axis === 'clock' ? 'h:mm:ss of the clock' : 'seconds or h:mm:ss of the run';
+  for (const [field, label] of [['from', 'From'], ['to', 'To']]) byId('span').elements[field].ariaLabel = `${label}, ${form}`;
 }
 
 function offerSpan() {
   byId('whole').addEventListener('click', () => setZoom(null));
   byId('span').addEventListener('submit', (event) => {
     event.preventDefault();
-    const [from, to] = ['from', 'to'].map((field) => secondsIn(event.target.elements[field].value));
+    if (!run) return;
+    const [from, to] = ['from', 'to'].map((field) => momentIn(event.target.elements[field].value));
     document.activeElement.blur();
-    if (run && from < to) setZoom([from, to]);
+    if (from < to) setZoom([from, to]);
     else showAgain();
   });
   addEventListener('hashchange', () => {
@@ -140,7 +161,7 @@ const inlined = JSON.parse(byId('data').textContent);
 offerControls();
 if (inlined) {
   show(inlined);
-  showState(inlined.hasEnded ? 'ended' : 'open');
+  showState(stateOf(inlined, 'open'));
   byId('note').textContent = 'Drag over a chart to look closer; double-click for the whole run.';
 } else {
   follow((update) => show(run && update.grid.from > 0 ? updated(run, update) : update), showState);

@@ -4,10 +4,15 @@ import {bucketBegin} from './run.js';
 
 const FLAG = 7;  // pixels
 
-// Those made while the slices of a bucket lasted.
-export function notesIn(run, bucket) {
+// Where a note is on the axis.
+const positionOf = ({run, origin}, time) => origin + time - run.run.startTime;
+
+// Those made while the slices of a bucket lasted, and those whose flags are at this place of the chart.
+export function notesAt(chart, view, bucket, left) {
+  const {run} = view;
   const [from, to] = [bucket, bucket + 1].map((each) => bucketBegin(run, 'clock', each));
-  return run.notes.filter(({time}) => time >= from && time < to);
+  const isNear = (time) => Math.abs(chart.valToPos(positionOf(view, time), 'x') - left) <= FLAG;
+  return run.notes.filter(({time}) => (time >= from && time < to) || isNear(time));
 }
 
 // Runs of buckets without slices, as [from, to).
@@ -58,12 +63,12 @@ function flag({ctx, bbox}, colour, x, isFirst) {
 // Where a moment of the run is, in pixels of the canvas.
 const positionIn = (chart, view) => (seconds) => (Number.isFinite(seconds) ? chart.valToPos(view.origin + seconds, 'x', true) : seconds);
 
-// The time in which the generator was the bottleneck.
+// The time under load in which the generator was the bottleneck.
 export function paintSaturation(chart, view) {
-  const {saturatedFrom} = view.run;
+  const {saturatedFrom, run} = view.run;
   if (saturatedFrom === null) return;
   chart.ctx.save();
-  shade(chart, `${view.colours.bad}30`, positionIn(chart, view)(saturatedFrom), Infinity);
+  shade(chart, `${view.colours.bad}30`, ...[saturatedFrom, run.loadEnd ?? Infinity].map(positionIn(chart, view)));
   chart.ctx.restore();
 }
 
@@ -74,8 +79,9 @@ export function paintMarks(chart, view, isFirst) {
   ctx.save();
   for (const span of shadedSpans(view)) shade(chart, view.colours.outside, ...span.map(position));
   ctx.lineWidth = devicePixelRatio;
+  ctx.setLineDash([]);  // the chart leaves that of the line which it drew last
   for (const {time} of view.run.notes) {
-    const x = Math.round(position(time - view.run.run.startTime)) + 0.5;
+    const x = Math.round(chart.valToPos(positionOf(view, time), 'x', true)) + 0.5;
     if (x >= bbox.left && x <= bbox.left + bbox.width) flag(chart, view.colours.flag, x, isFirst);
   }
   ctx.restore();

@@ -1,6 +1,6 @@
 // The table of the names that matter: all work that is timed, with its failures.
 
-import {figureColumn, textColumn} from './figurecolumns.js';
+import {figureColumn, figureText, textColumn} from './figurecolumns.js';
 import {number, percent} from './format.js';
 import {compare} from './table.js';
 
@@ -34,9 +34,23 @@ export function byHurt(a, b) {
   return shareB - shareA || slowB - slowA || compare(a.name, b.name);
 }
 
-const typeText = ({type, unit}) => (unit ? `${type}, ${unit}` : type);
-
 const figuresOf = ({figures}) => figures;
+const hasFigure = (figures, key) => figures[key] !== null && figures[key] !== undefined;
+
+// Of a row with a unit of its own.
+function textWithUnit({figures, ownUnit}, key) {
+  const text = figureText(figures, key);
+  return ownUnit && hasFigure(figures, key) ? `${text} ${ownUnit}` : text;
+}
+
+const timeColumn = (key, more = {}) => figureColumn(key, figuresOf, {hasUnit: true, text: (row) => textWithUnit(row, key), ...more});
+
+// The unit that all rows have, and the rows; where units differ, each row has its own.
+export function withUnits(rows) {
+  const units = new Set(rows.map(({unit}) => unit));
+  if (units.size === 1) return {unit: rows[0].unit, rows};
+  return {unit: '', rows: rows.map((row) => ({...row, ownUnit: row.unit}))};
+}
 
 export const OPERATIONS = [
   textColumn('name'),
@@ -44,9 +58,10 @@ export const OPERATIONS = [
   {key: 'rate', title: 'rate/s', isMinor: true, value: ({rate}) => rate, text: ({rate}) => number(rate)},
   {key: 'errors', title: 'errors', isMinor: true, kind: 'failures', value: ({errors}) => errors, text: ({errors}) => number(errors)},
   {key: 'share', title: 'error share', kind: 'failures', value: ({share}) => share, text: ({share}) => percent(share)},
-  figureColumn('p50', figuresOf, {kind: 'percentile', isMinor: true}),
-  figureColumn('p95', figuresOf, {kind: 'percentile'}),
-  figureColumn('p99', figuresOf, {kind: 'percentile', isMinor: true}),
-  figureColumn('max', figuresOf, {isMinor: true}),
-  textColumn('type', {isMinor: true, text: typeText, hint: typeText}),
+  timeColumn('p50', {kind: 'percentile', isMinor: true}),
+  timeColumn('p95', {kind: 'percentile'}),
+  timeColumn('p99', {kind: 'percentile', isMinor: true}),
+  timeColumn('max', {isMinor: true}),
+  textColumn('unit', {kind: 'only-saved'}),
+  textColumn('type', {isMinor: true, hint: ({type}) => type}),
 ];

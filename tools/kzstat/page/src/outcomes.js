@@ -41,12 +41,15 @@ const valuesOf = ({times, failed}) => (times?.figures.count ?? 0) + (failed?.fig
 // Whether failures have names of their own; otherwise nothing is known about them.
 export const tellsFailures = (operations) => operations.some(({failed, abandoned, isWatched}) => failed || abandoned || isWatched);
 
+// What the tiles call it.
+export const nounOf = ({name}) => (/^requests?(\.|$)/.test(name) ? 'requests' : 'values');
+
+// A run of requests to one page has as many under the name of the page.
+const byImportance = (one, other) => valuesOf(one) - valuesOf(other) || Number(nounOf(one) === 'requests') - Number(nounOf(other) === 'requests');
+
 // What the run was about: the work that was done most often, of that whose outcome is told if there is any.
 export function mainOperation(operations) {
   const told = operations.filter((operation) => tellsFailures([operation]));
   const candidates = told.length > 0 ? told : operations;
-  return candidates.reduce((most, each) => (most && valuesOf(most) >= valuesOf(each) ? most : each), null);
+  return candidates.reduce((most, each) => (most && byImportance(most, each) >= 0 ? most : each), null);
 }
-
-// What the tiles call it.
-export const nounOf = ({name}) => (/^requests?(\.|$)/.test(name) ? 'requests' : 'values');

@@ -3,9 +3,9 @@
 
 import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
-import {notesIn, paintMarks, paintSaturation} from './marks.js';
+import {notesAt, paintMarks, paintSaturation} from './marks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
-import {axisLook, fromZero, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot} from './timeplots.js';
+import {axisLook, fromZero, indexAt, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
 const RIGHT_AXIS = 44;
 const HEIGHTS = {throughput: 108, times: 90, errors: 60, processor: 46};
@@ -69,8 +69,8 @@ class Lane extends TimePlot {
     this.view = view;
   }
 
-  data({times}) {
-    return [times, ...this.lane.lines.map(({values}) => values)];
+  data(view) {
+    return [view.times, ...this.lane.lines.map(({values}) => withinSpan(values, view))];
   }
 
   options(view) {
@@ -97,7 +97,7 @@ class Lane extends TimePlot {
   }
 
   describe(left) {
-    return this.describeAt(this.chart.posToIdx(left));
+    return this.describeAt(this.chart, left);
   }
 }
 
@@ -145,7 +145,7 @@ export class Overview {
       place.className = 'plot';
       place.setAttribute('role', 'img');
       place.setAttribute('aria-label', `Overview, ${lane.lines.map(({label}) => label).join(' and ')}`);
-      const plot = new Lane(lane, i === this.lanes.length - 1, (at) => this.describe(at));
+      const plot = new Lane(lane, i === this.lanes.length - 1, (chart, left) => this.describe(chart, left));
       // The chart takes its room only after the page was laid out.
       place.style.height = `${plot.height}px`;
       this.place.append(keyOf(lane, this.view.colours), place);
@@ -154,11 +154,13 @@ export class Overview {
     });
   }
 
-  describe(i) {
+  describe(chart, left) {
     const {run, axis, times, colours} = this.view;
-    if (!(run.grid.slices[i] > 0)) return null;
-    const notes = notesIn(run, i).map(({text}) => ['note', text]);
-    const lines = this.lanes.flatMap(({unit, lines: each}) => each.map((line) => ({...line, unit})));
+    const i = indexAt(chart, this.view, left);
+    const notes = notesAt(chart, this.view, i, left).map(({text}) => ['note', text]);
+    const hasSlices = run.grid.slices[i] > 0;
+    if (!hasSlices && notes.length === 0) return null;
+    const lines = (hasSlices ? this.lanes : []).flatMap(({unit, lines: each}) => each.map((line) => ({...line, unit})));
     return {
       title: momentOf(axis, times[i]),
       rows: [

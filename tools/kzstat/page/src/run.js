@@ -84,6 +84,13 @@ export function bucketsOf(run, span) {
   return [from * columnWidth, Math.min(to * columnWidth, slices.length)];
 }
 
+// The buckets that the figures of a view are of, as far as whole buckets can be.
+export function bucketsOfFigures({run, zoom, buckets: [from, to]}) {
+  if (zoom) return [from, to];
+  const slicesBefore = Math.ceil(run.figuresFrom / run.run.sliceLength - 1e-6) - run.grid.first;
+  return [Math.max(from, Math.floor(slicesBefore / run.grid.width)), to];
+}
+
 // The seconds of the run that these buckets cover.
 export const spanOf = (run, [from, to]) => [bucketBegin(run, 'elapsed', from), bucketBegin(run, 'elapsed', to)];
 

@@ -2,7 +2,7 @@
 
 import {momentOf, number, percent} from './format.js';
 import {flowSeries} from './run.js';
-import {axisLook, fromZero, LEFT_AXIS, ticksWith, timeAxis, timeOptions, TimePlot} from './timeplots.js';
+import {axisLook, fromZero, indexAt, LEFT_AXIS, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
 const HEIGHT = 190;
 const OTHERS = 5;
@@ -55,10 +55,10 @@ export class StackPlot extends TimePlot {
   }
 
   // From the sum of all down to the first one alone; bands fill what lies between them.
-  data({times}) {
-    let below = times.map(() => 0);
+  data(view) {
+    let below = view.times.map(() => 0);
     const sums = this.rates.map((rates) => (below = rates.map((rate, i) => (rate === null ? null : rate + (below[i] ?? 0)))));
-    return [times, ...sums.reverse()];
+    return [view.times, ...sums.reverse().map((values) => withinSpan(values, view))];
   }
 
   options(view) {
@@ -78,7 +78,7 @@ export class StackPlot extends TimePlot {
   }
 
   describe(left) {
-    const i = this.chart.posToIdx(left);
+    const i = indexAt(this.chart, this.view, left);
     if (!(this.view.run.grid.slices[i] > 0)) return null;
     const total = this.rates.reduce((sum, rates) => sum + rates[i], 0);
     const fills = coloursOf(this.labels, this.view.colours);

@@ -141,15 +141,20 @@ function verdictTile(conditions) {
   const of = (outcome) => conditions.filter((condition) => condition.outcome === outcome).length;
   const [passed, failed] = [of('passed'), of('FAILED')];
   const verdict = failed > 0 ? 'FAILED' : passed === conditions.length ? 'passed' : 'cannot tell';
-  return {label: `${passed} of ${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
+  const counts = [[failed, 'failed'], [passed, 'passed'], [of('cannot tell'), 'cannot tell']].filter(([count]) => count > 0);
+  return {label: counts.map(([count, outcome]) => `${count} ${outcome}`).join(', '), hint: `${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
 }
 
 const STATES = {
   live: 'live',
   away: 'no connection – trying again',
   ended: 'ended',
+  abandoned: 'its process is gone',
   open: 'no end recorded',
 };
+
+// `otherwise` is that of a run that may go on.
+export const stateOf = ({hasEnded, isAbandoned}, otherwise) => (hasEnded ? 'ended' : isAbandoned ? 'abandoned' : otherwise);
 
 export function showState(state) {
   const element = byId('state');

@@ -1,7 +1,8 @@
 // A table of rows that have a name: sorted by a column, in place as its figures change.
 //
-// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `isText` if it
-// holds no numbers; `isMinor` if a narrow screen does without it. The first one heads the rows.
+// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `csv(row)`, if
+// that is not the value; `isText` if it holds no numbers; `hasUnit` if they have the unit of the table; `isMinor` if a
+// narrow screen does without it. The first one heads the rows.
 
 import {csvOf} from './exports.js';
 
@@ -134,14 +135,20 @@ export class Table {
     }
   }
 
+  // Tells the unit of all rows in the headings.
+  tellUnit(unit) {
+    for (const {key, title, hasUnit} of this.columns)
+      this.head.querySelector(`[data-column="${key}"] button`).textContent = hasUnit && unit ? `${title}, ${unit}` : title;
+  }
+
   // Shows columns of this kind, or hides them.
   offer(kind, isOffered) {
     this.table.classList.toggle(`without-${kind}`, !isOffered);
   }
 
-  // The rows as they stand, with unrounded numbers.
+  // The rows as they stand, with unrounded numbers; approximate ones are marked.
   csv() {
     const shown = [...this.body.rows].map(({dataset}) => this.rows.get(dataset.name).row);
-    return csvOf([this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value}) => value(row)))]);
+    return csvOf([this.columns.map(({key}) => key), ...shown.map((row) => this.columns.map(({value, csv = value}) => csv(row)))]);
   }
 }

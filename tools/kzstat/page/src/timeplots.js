@@ -30,9 +30,9 @@ export function axisLook(colours) {
 }
 
 export function fromZero(_, least, most) {
-  if (least === null) return [0, 1];
+  if (least === null || (least >= 0 && most === 0)) return [0, 1];
   const [low, high] = uPlot.rangeNum(Math.min(least, 0), Math.max(most, 0), 0.1, true);
-  return [least >= 0 ? 0 : low, high === 0 && low === 0 ? 1 : high];
+  return [least >= 0 ? 0 : low, high];
 }
 
 // No mark lies within a slice.
@@ -65,6 +65,12 @@ export function timeOptions(height, view, room = LABEL_ROOM) {
     hooks: {setSelect: [(chart) => zoomed(chart, view.onZoom)]},
   };
 }
+
+// The values of what is looked at: a point is at the end of its slices, so that the one before is at the edge.
+export const withinSpan = (values, {buckets: [from, to]}) => values.map((value, i) => (i >= from && i < to ? value : null));
+
+// The point of what is looked at that is next to this place of the chart.
+export const indexAt = (chart, {buckets: [from, to]}, left) => Math.min(Math.max(chart.posToIdx(left), from), to - 1);
 
 // A plot has: `title`, `height`, `show(name, view)`, `options(view)` and `data(view)`.
 export class TimePlot {
@@ -109,7 +115,7 @@ class LinePlot extends TimePlot {
   }
 
   data(view) {
-    return [view.times, ...this.lines.map(({values}) => values)];
+    return [view.times, ...this.lines.map(({values}) => withinSpan(values, view))];
   }
 
   options(view) {
@@ -126,7 +132,7 @@ class LinePlot extends TimePlot {
   }
 
   describe(left) {
-    const i = this.chart.posToIdx(left);
+    const i = indexAt(this.chart, this.view, left);
     if (!(this.view.run.grid.slices[i] > 0)) return null;
     const rows = this.lines.map(({kind, label, values}) => [label, withUnit(values[i], this.unit), looksOf(kind, this.view.colours).stroke]);
     return {title: momentOf(this.view.axis, this.view.times[i]), rows: [...rows, ...this.rowsBeside(i)]};
