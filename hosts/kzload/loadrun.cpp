@@ -21,6 +21,7 @@ constexpr double kWaitWorthANoteSeconds = 2;
 
 std::vector<std::string> TextsOf(const std::vector<kzconditions::Condition>& conditions) {
     std::vector<std::string> texts;
+    texts.reserve(conditions.size());
     for (const kzconditions::Condition& each : conditions) texts.push_back(each.text);
     return texts;
 }

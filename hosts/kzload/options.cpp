@@ -143,7 +143,7 @@ std::vector<kzconditions::Condition> ConditionsInFile(const std::string& path) {
     std::vector<kzconditions::Condition> conditions = kzconditions::ReadConditions(path);
     for (const kzconditions::Condition& each : conditions)
         if (const std::string mistake = MistakeIn(each); !mistake.empty())
-            throw kzjournal::Error(path + ": " + mistake);
+            throw kzjournal::Error(std::string(path).append(": ").append(mistake));
     return conditions;
 }
 

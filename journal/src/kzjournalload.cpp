@@ -13,8 +13,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kSlackInSlices = 0.25;
 
 double EndOf(const LoadSpan& load) {
-    const double end = load.end.value_or(kInfinity);
-    return load.begin && end < *load.begin ? kInfinity : end;
+    if (!load.end || (load.begin && *load.end < *load.begin)) return kInfinity;
+    return *load.end;
 }
 
 }  // namespace

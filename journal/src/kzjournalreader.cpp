@@ -150,6 +150,7 @@ std::vector<std::pair<int, Annotations>> Reader::State::AllAnnotations(
         // One view of a run's row and of what the row has the checksum of.
         const SQLite::Transaction view(database);
         std::vector<std::pair<int, Annotations>> all;
+        all.reserve(runs.size());
         for (const int each : runs)
             all.emplace_back(each, ReadAnnotations(database, path, RowOf(each), version));
         return all;

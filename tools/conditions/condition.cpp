@@ -142,6 +142,7 @@ Condition ConditionOf(std::string_view text) {
 
 std::vector<Condition> ConditionsOf(const std::vector<std::string>& texts) {
     std::vector<Condition> conditions;
+    conditions.reserve(texts.size());
     for (const std::string& text : texts) conditions.push_back(ConditionOf(text));
     return conditions;
 }

@@ -96,6 +96,7 @@ Judgement Judge(const Condition& condition, Demand demand, const Figures& run,
 std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand demand,
                                 const Figures& run, const Figures* baseline) {
     std::vector<Judgement> judgements;
+    judgements.reserve(conditions.size());
     for (const Condition& condition : conditions)
         judgements.push_back(Judge(condition, demand, run, baseline));
     return judgements;
@@ -104,6 +105,7 @@ std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand
 std::vector<Judgement> JudgeTexts(const std::vector<std::string>& texts, Demand demand,
                                   const Figures& run, const Figures* baseline) {
     std::vector<Judgement> judgements;
+    judgements.reserve(texts.size());
     for (const std::string& text : texts) {
         try {
             judgements.push_back(Judge(ConditionOf(text), demand, run, baseline));

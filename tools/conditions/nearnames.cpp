@@ -1,9 +1,9 @@
 #include "conditions/nearnames.h"
 
 #include <algorithm>
-#include <compare>
 #include <numeric>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 namespace kzconditions {
@@ -44,7 +44,10 @@ struct Near {
     std::size_t mistakes;
     std::string name;
 
-    auto operator<=>(const Near&) const = default;
+    bool operator<(const Near& other) const {
+        return std::tie(beginsOtherwise, mistakes, name) <
+               std::tie(other.beginsOtherwise, other.mistakes, other.name);
+    }
 };
 
 }  // namespace

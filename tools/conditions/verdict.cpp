@@ -35,7 +35,7 @@ const char* TextOf(Outcome outcome) {
 
 std::string VerdictLine(const std::vector<Judgement>& judgements) {
     const Outcome verdict = VerdictOf(judgements);
-    const std::string line = std::string("verdict: ") + TextOf(verdict);
+    std::string line = std::string("verdict: ") + TextOf(verdict);
     if (verdict == Outcome::Passed) return line;
     return line + ", " + std::to_string(CountOf(judgements, verdict)) + " of " +
            std::to_string(judgements.size()) + " conditions";
@@ -48,6 +48,7 @@ std::vector<std::string> LinesOf(const std::vector<Judgement>& judgements) {
     columns = std::min(columns, kMaxPaddedColumns);
     const std::size_t outcomeColumns = std::string_view(TextOf(Outcome::CannotTell)).size();
     std::vector<std::string> lines;
+    lines.reserve(judgements.size());
     for (const Judgement& each : judgements)
         lines.push_back(Padded(TextOf(each.outcome), outcomeColumns) + "  " +
                         Padded(kzterminal::Printable(each.condition), columns) + "  " +

@@ -106,6 +106,7 @@ void Table::MakeRoom(std::vector<std::size_t>& shown, std::vector<std::size_t>& 
 void Table::CutCells(std::size_t column, std::size_t width,
                      std::vector<std::vector<std::string>>& rows) {
     std::vector<std::string> texts;
+    texts.reserve(rows.size());
     for (const auto& row : rows) texts.push_back(row[column]);
     texts = CutTexts(texts, width);
     for (std::size_t i = 0; i < rows.size(); ++i) rows[i][column] = std::move(texts[i]);

@@ -23,8 +23,9 @@ ExitStatus Report(const ReportOptions& options, const RunOpener& runs, Output& o
     kzfiles::RefuseToReplaceAJournal(options.page);
     const std::unique_ptr<RunReader> run = runs.Open(options.journal);
     const std::string description = DescribeJournal(*run, options.journal);
+    const SliceRange drawn = options.range.RangeWithoutLoad(*run);
     const RunHistory history(runs, options.journal,
-                             {options.range.RangeWithoutLoad(*run), options.range.RangeOf(*run)});
+                             {{drawn.from, drawn.to}, options.range.RangeOf(*run)});
     const std::string page = PageWith(PageJson(history));
     if (options.page == "-")
         output.Write(page);

@@ -41,7 +41,7 @@ public:
     explicit SaturationFinder(double sliceLength) : m_sliceLength(sliceLength) {}
 
     /// REQUIRES: slices of one generator come in the order of time.
-    void Add(const std::string& generator, const kzjournal::SliceCost& slice);
+    void Add(const std::string& name, const kzjournal::SliceCost& slice);
     /// Adds the slices that came since the last call; the run itself is the only generator. Throws
     /// `kzjournal::Error`.
     void Update(RunReader& run);
