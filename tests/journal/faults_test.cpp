@@ -248,6 +248,8 @@ private:
                 hasReturned = true;
             });
             clock.WaitForSleepers(1);
+            // The time of a writer that has not begun would be up, too.
+            disk.WaitUntilAWriteHangs();
             clock.Advance(0.99 * seconds);
             clock.WaitForSleepers(1);
             EXPECT_FALSE(hasReturned);
