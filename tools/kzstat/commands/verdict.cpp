@@ -86,10 +86,7 @@ std::vector<std::string> WarningsOf(RunReader& run, const char* title,
     if (state == State::Lacking) warnings.push_back(std::string(title) + " lacks slices");
     if (state == State::NotEnded)
         warnings.push_back(std::string(title) + " has not ended, or was killed");
-    if (saturation) {
-        const std::string line = DescribeSaturation(*saturation);
-        warnings.push_back(std::string(title) + ": " + line.substr(line.find(": ") + 2));
-    }
+    if (saturation) warnings.push_back(std::string(title) + ": " + SaturationText(*saturation));
     return warnings;
 }
 

@@ -129,7 +129,7 @@ bool RunHistory::CanAdd(const News& news) const {
 /// As far as the slices are concerned that were added.
 void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name,
                            const kzjournal::TimeRange& range) {
-    ForEachCostOf(runs, name, range,
+    ForEachCostOf(*runs.Open(name), runs, name, range,
                   [this](const std::string& generator, const kzjournal::SliceCost& slice) {
                       AddCost(generator, slice);
                   });

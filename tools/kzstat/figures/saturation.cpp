@@ -91,15 +91,14 @@ std::optional<Saturation> SaturationFinder::Get() const {
     return first;
 }
 
-void ForEachCostOf(const RunOpener& runs, const std::string& name,
+void ForEachCostOf(RunReader& run, const RunOpener& runs, const std::string& name,
                    const kzjournal::TimeRange& range,
                    const std::function<void(const std::string& generator,
                                             const kzjournal::SliceCost& slice)>& visit) {
-    const std::unique_ptr<RunReader> run = runs.Open(name);
-    run->ForEachCost(range, [&](const kzjournal::SliceCost& slice) { visit("", slice); });
-    for (const kzjournal::Source& source : run->Sources()) {
+    run.ForEachCost(range, [&](const kzjournal::SliceCost& slice) { visit("", slice); });
+    for (const kzjournal::Source& source : run.Sources()) {
         if (source.isMerged) continue;
-        const double offset = source.run.startTime - run->Facts().startTime;
+        const double offset = source.run.startTime - run.Facts().startTime;
         const std::string generator = source.run.generator + " on " + source.run.host;
         runs.Open(name, source.number)
             ->ForEachCost({range.from - offset, range.to - offset},
@@ -112,21 +111,26 @@ void ForEachCostOf(const RunOpener& runs, const std::string& name,
 
 std::optional<Saturation> FindSaturation(const RunOpener& runs, const std::string& name,
                                          const kzjournal::TimeRange& range) {
-    SaturationFinder finder(runs.Open(name)->Facts().sliceLength);
-    ForEachCostOf(runs, name, range,
+    const std::unique_ptr<RunReader> run = runs.Open(name);
+    SaturationFinder finder(run->Facts().sliceLength);
+    ForEachCostOf(*run, runs, name, range,
                   [&](const std::string& generator, const kzjournal::SliceCost& slice) {
                       finder.Add(generator, slice);
                   });
     return finder.Get();
 }
 
-std::string DescribeSaturation(const Saturation& saturation) {
+std::string SaturationText(const Saturation& saturation) {
     const std::string generator = saturation.generator.empty()
                                       ? "the generator"
                                       : kzterminal::Printable(saturation.generator);
-    return "warning: " + generator + " was saturated from " + TimeOfRun(saturation.from) +
-           " on, in " + std::to_string(saturation.slices) + " of " +
-           std::to_string(saturation.measured) + " slices: " + saturation.reason;
+    return generator + " was saturated from " + TimeOfRun(saturation.from) + " on, in " +
+           std::to_string(saturation.slices) + " of " + std::to_string(saturation.measured) +
+           " slices: " + saturation.reason;
+}
+
+std::string DescribeSaturation(const Saturation& saturation) {
+    return "warning: " + SaturationText(saturation);
 }
 
 }  // namespace kzstatprogram

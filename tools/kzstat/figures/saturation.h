@@ -61,10 +61,10 @@ private:
     std::map<std::string, Generator> m_generators;
 };
 
-/// Visits the costs in the range of the run with this name and of its sources that have slices:
-/// times are those of the run with this name. `generator` is as in `Saturation`. Throws
+/// Visits the costs in the range of a run, which `runs` knows by this name, and of its sources that
+/// have slices: times are those of the run. `generator` is as in `Saturation`. Throws
 /// `kzjournal::Error`.
-void ForEachCostOf(const RunOpener& runs, const std::string& name,
+void ForEachCostOf(RunReader& run, const RunOpener& runs, const std::string& name,
                    const kzjournal::TimeRange& range,
                    const std::function<void(const std::string& generator,
                                             const kzjournal::SliceCost& slice)>& visit);
@@ -73,7 +73,9 @@ void ForEachCostOf(const RunOpener& runs, const std::string& name,
 std::optional<Saturation> FindSaturation(const RunOpener& runs, const std::string& name,
                                          const kzjournal::TimeRange& range = {});
 
-/// "warning: the generator was saturated from 0:34 on, in 27 of 30 slices: it used ...".
+/// "the generator was saturated from 0:34 on, in 27 of 30 slices: it used ...".
+std::string SaturationText(const Saturation& saturation);
+/// The same as a warning: "warning: the generator ...".
 std::string DescribeSaturation(const Saturation& saturation);
 
 }  // namespace kzstatprogram
