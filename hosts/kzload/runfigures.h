@@ -8,6 +8,7 @@
 
 #include "conditions/figures.h"
 #include "kzstatdistribution.h"
+#include "kzstatmessage.h"
 #include "kzstatslicevalues.h"
 
 namespace kzload {
@@ -27,16 +28,13 @@ public:
                                   const std::string& statistic) const override;
 
 private:
-    struct Record {
-        CKZStatPointTypeEnum::PointType type = CKZStatPointTypeEnum::NotSet;
-        CKZStatAggregate totals;
-        CKZStatAggregate lasts;  // of the last slice under load
+    struct Sum {
+        CKZStatMessageRecord record;  // the lasts are of the last slice under load
         std::optional<CKZStatDistribution> distribution = CKZStatDistribution();
     };
-    std::optional<double> RateOf(const Record& record) const;
 
     double m_loadSeconds = 0;
-    std::map<std::string, Record> m_records;
+    std::map<std::string, Sum> m_sums;  // by name
 };
 
 }  // namespace kzload
