@@ -236,23 +236,31 @@ private:
         loops.End();
     }
 
-    /// Until everything that was reported was sent. The first time a hook may still be reporting;
-    /// when it is over, none does any more.
+    /// Until everything that was reported was sent. The machine may be slower than the slices are
+    /// short: what is sent while more of them end is sent once.
     void Drain() {
         m_generator.Quieten();
-        m_watchdog.WaitsFor(m_key.round, "the values of clients to be sent");
-        SendCurrentSlice();
-        m_watchdog.WaitsFor(m_key.round, "the last values of hooks to be sent");
-        SendCurrentSlice();
+        m_watchdog.WaitsFor(m_key.round, "the last values of hooks to be reported");
+        // When a message more was sent, the hook is over that may still have been reporting.
+        const int messages = m_generator.MessageCount();
+        while (m_generator.MessageCount() == messages) LetTimePass();
+        m_watchdog.WaitsFor(m_key.round, "all values to be sent");
+        const double end = CurrentEnd();
+        double seen = 0;
+        for (double sent; (sent = m_generator.LastSentEnd()) < end; seen = sent) {
+            if (sent > seen) m_watchdog.NotesProgress();
+            LetTimePass();
+        }
     }
 
-    void SendCurrentSlice() {
+    double CurrentEnd() {
         m_control.client->GetNewDictionary();
-        const double end = m_control.client->GetCurrentEndTime();
-        while (m_generator.LastSentEnd() < end) {
-            std::this_thread::sleep_for(kPauseBetweenLooks);
-            m_control.client->GetNewDictionary();
-        }
+        return m_control.client->GetCurrentEndTime();
+    }
+
+    void LetTimePass() {
+        std::this_thread::sleep_for(kPauseBetweenLooks);
+        m_control.client->GetNewDictionary();
     }
 
     const RoundKey m_key;

@@ -31,7 +31,8 @@ public:
     void SendSliceValues(const CKZStatSliceValues& slice) override;
     int SendDictionaryString(RWCString& text, double elapsed, const char* name) override;
 
-    /// Hooks that begin after this report no values any more.
+    /// Hooks that begin after this report no values any more, nor are they slow on purpose: else
+    /// slices could end faster than they are sent, and the round not at all.
     void Quieten() { m_isQuiet = true; }
     /// Called by one thread.
     void PauseFor(double seconds);

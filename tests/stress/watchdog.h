@@ -5,14 +5,16 @@
 #include <cstdint>
 #include <thread>
 
-/// Ends the process with one line when the run waits too long for the same thing. The steps of a
-/// round are short, so that each new step is the progress. Safe for concurrent use.
+/// Ends the process with one line when the run waits too long for the same thing and hears of no
+/// progress meanwhile. Safe for concurrent use.
 class Watchdog {
 public:
     explicit Watchdog(std::uint64_t seed);
 
     /// From now on the run waits for `what`, a text that lives as long as the process.
     void WaitsFor(std::uint64_t round, const char* what);
+    /// What it waits for has come nearer.
+    void NotesProgress() { ++m_steps; }
 
 private:
     void Watch(const std::stop_token& stop) const;
