@@ -1,11 +1,13 @@
 import {spanInAddress, tellAddress} from './address.js';
 import {ALL_NAMES, tabled} from './allnames.js';
 import {Charts} from './charts.js';
+import {drawingsOf} from './drawings.js';
 import {save} from './exports.js';
 import {FirstScreen} from './firstscreen.js';
 import {elapsed, secondsAtTime, secondsIn, timeOfRun} from './format.js';
 import {follow} from './live.js';
 import {keepingPlace} from './place.js';
+import {plotsOf} from './plots.js';
 import {updated} from './run.js';
 import {showState, stateOf} from './summary.js';
 import {Table} from './table.js';
@@ -15,7 +17,7 @@ import {viewOf} from './view.js';
 const MIN_FIELD_SIZE = 7;  // characters
 
 const byId = (id) => document.getElementById(id);
-const charts = new Charts(byId('charts'));
+const charts = new Charts(byId('charts'), drawingsOf, plotsOf);
 const firstScreen = new FirstScreen((name) => charts.reveal(name));
 const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arrange, onChosen: ({name}) => charts.reveal(name)});
 let run = null;
