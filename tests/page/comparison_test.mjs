@@ -118,7 +118,7 @@ test('every run is a curve from the begin of its load to its own end', async (t)
 test('the values of all runs at a moment appear beside the pointer', async (t) => {
   const {page} = await opened(t, await twoRuns(t));
   await page.getByRole('img', {name: 'overview, requests/s', exact: true}).locator('.u-over').hover();
-  assert.match(await page.locator('.tooltip b').textContent(), /^0:(20|21) since the begin$/);
+  assert.match(await page.locator('.tooltip b').textContent(), /^0:(20|21) after the begin$/);
   assert.deepEqual(await page.locator('.tooltip dd').allTextContents(), ['20 /s', '22 /s']);
 });
 

@@ -74,6 +74,7 @@ TEST_F(ComparisonPage, ComparesEachSideWithTheFirst) {
     EXPECT_EQ(0.5, slower["relative_difference"]);
     EXPECT_EQ("mean ms", slower["quantity"]);
     EXPECT_EQ("unclear", Find(page["comparisons"][1]["names"], "login")["finding"]);
+    EXPECT_EQ(0.01, page["comparisons"][0]["significance"]);
     EXPECT_EQ("c", page["comparisons"][1]["second"]["runs"][0]["path"]);
 }
 

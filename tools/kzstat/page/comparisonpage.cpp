@@ -67,6 +67,7 @@ std::string ComparisonText(const SideOfPage& first, const SideOfPage& second, do
     Json json = ComparisonJson(report, percentiles);
     for (std::size_t i = 0; i < report.differences.size(); ++i)
         json["names"][i]["quantity"] = QuantityOf(report.differences[i]);
+    json["significance"] = kSignificance;
     Escape(json);
     return json.dump();
 }

@@ -93,8 +93,8 @@ function offerControls() {
 }
 
 function tellTest() {
-  const {least_difference: least, samples_are: samples} = compared.comparisons[0];
-  byId('test').textContent = `* is at least ${number(100 * least)} %, and rarer than 1 % by chance over ${samples}`;
+  const {least_difference: least, samples_are: samples, significance} = compared.comparisons[0];
+  byId('test').textContent = `* is at least ${number(100 * least)} %, and rarer than ${number(100 * significance)} % by chance over ${samples}`;
 }
 
 offerControls();

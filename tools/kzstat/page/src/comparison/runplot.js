@@ -75,7 +75,7 @@ export class CurvePlot extends TimePlot {
     if (told.length === 0) return null;
     const end = Math.min(...told.map((each) => each.end));
     const rows = told.map(({run, value}) => [`${run.letter} ${run.title}`, this.valueText(value), this.view.colours[run.colour]]);
-    return {title: `${elapsed(Math.round(end * 10) / 10)} since the begin`, rows};
+    return {title: `${elapsed(Math.round(end * 10) / 10)} after the begin`, rows};
   }
 
   valueText(value) {

@@ -63,20 +63,33 @@ function namedItems(verdict, rows, i, most) {
   return [group];
 }
 
-function headlineOf({after, before}, {worse, better, changed}) {
-  const than = `than ${before.letter}`;
-  if (worse.length > 0 && better.length > 0) return [`${after.letter} is partly better, partly worse ${than}`, 'mixed'];
-  if (worse.length > 0) return [`${after.letter} is worse ${than}`, 'worse'];
-  if (better.length > 0) return [`${after.letter} is better ${than}`, 'better'];
-  return changed.length > 0 ? [`${after.letter} differs from ${before.letter}`, 'changed'] : [`${after.letter} is as good as ${before.letter}`, 'alike'];
+// What chance would hardly mark among so many names as are tested.
+function areSure(rows, {names, significance}, i) {
+  const tested = names.filter(({p_value: probability}) => isThere(probability)).length;
+  return rows.some(({cells}) => cells[i].p_value * tested < significance);
 }
 
-function remarksOf(comparison, isAnyMarked) {
-  const {names, nothing_tested_because: reason, samples_are: samples, followed: {load: [before, after]}} = comparison;
+// What is sure decides; where nothing is, the headline says so.
+function headlineOf(comparison, {worse, better, changed}, i) {
+  const {after: {letter}, before} = comparison;
+  const than = `than ${before.letter}`;
+  const [isWorse, isBetter] = [worse, better].map((rows) => areSure(rows, comparison, i));
+  if (isWorse && isBetter) return [`${letter} is partly better, partly worse ${than}`, 'mixed'];
+  if (isWorse) return [`${letter} is worse ${than}`, 'worse'];
+  if (isBetter) return [`${letter} is better ${than}`, 'better'];
+  if (worse.length > 0 && better.length > 0) return [`${letter} is hardly better or worse ${than}`, 'unsure'];
+  if (worse.length > 0) return [`${letter} may be worse ${than}`, 'unsure'];
+  if (better.length > 0) return [`${letter} may be better ${than}`, 'unsure'];
+  return changed.length > 0 ? [`${letter} differs from ${before.letter}`, 'changed'] : [`${letter} is as good as ${before.letter}`, 'alike'];
+}
+
+function remarksOf(comparison, isAnyMarked, state) {
+  const {names, nothing_tested_because: reason, samples_are: samples, followed: {load: [before, after]}, significance} = comparison;
   const untested = names.filter(({finding}) => finding === 'too_few_samples').length;
   return [
     ...(isThere(before) && isThere(after) && before !== after ? [`at another load: ${number(before)} and ${number(after)}`] : []),
     ...(reason ? [reason] : isAnyMarked ? [] : [`none of ${names.length} names is marked`]),
+    ...(state === 'unsure' ? [`chance alone marks about ${number(100 * significance)} % of ${names.length} names`] : []),
     ...(!reason && untested > 0 ? [`${untested} of ${names.length} names have too few ${samples} to tell`] : []),
   ];
 }
@@ -86,10 +99,10 @@ function verdictItem(comparison, rows, i, isOne) {
   const found = {worse: of('worse'), better: of('better'), changed: of('changed')};
   const isAnyMarked = Object.values(found).some((each) => each.length > 0);
   const {after, before, nothing_tested_because: reason} = comparison;
-  const [headline, state] = reason ? [`${after.letter} against ${before.letter}`, 'untested'] : headlineOf(comparison, found);
+  const [headline, state] = reason ? [`${after.letter} against ${before.letter}`, 'untested'] : headlineOf(comparison, found, i);
   const most = isOne ? MOST_NAMED : MOST_NAMED_OF_MANY;
   const findings = Object.entries(found).flatMap(([verdict, each]) => namedItems(verdict, each, i, verdict === 'changed' && !isOne ? 0 : most));
-  const remarks = remarksOf(comparison, isAnyMarked).map((text) => element('span', 'more', text));
+  const remarks = remarksOf(comparison, isAnyMarked, state).map((text) => element('span', 'more', text));
   const item = element('li', '', element('strong', '', headline), ...findings, ...remarks);
   item.dataset.state = state;
   return item;
