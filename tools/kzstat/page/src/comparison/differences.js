@@ -74,9 +74,10 @@ const HINTS = {
 
 // What a comparison says of a name, for a row of the table.
 function cellOf(difference, comparison) {
-  const kind = kindOf(difference);
-  const verdict = verdictOf({...difference, kind}, comparison.followed);
   const alone = [[comparison.first, comparison.before], [comparison.second, comparison.after]].find(([side]) => side.alone.has(difference.name))?.[1];
+  // Work that one side alone did is other work.
+  const kind = alone && kindOf(difference) === 'successes' ? 'other' : kindOf(difference);
+  const verdict = verdictOf({...difference, kind}, comparison.followed);
   const finding = verdict || PLAIN(comparison)[difference.finding];
   return {...difference, kind, verdict, text: finding + (alone ? `, only in ${alone.letter}` : ''), hint: hintOf(difference)};
 }

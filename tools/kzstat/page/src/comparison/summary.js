@@ -109,6 +109,7 @@ function verdictItem(comparison, rows, i, isOne) {
 }
 
 export function showVerdicts({comparisons}, rows) {
+  byId('verdicts').classList.toggle('many', comparisons.length > 3);
   byId('verdicts').replaceChildren(...comparisons.map((comparison, i) => verdictItem(comparison, rows, i, comparisons.length === 1)));
 }
 
@@ -152,7 +153,8 @@ export function followWork({sides, comparisons}, main) {
 // comparison that are of its kind.
 function tilesOf({sides}, main) {
   const loads = {label: sides.some(({runs}) => runs.length > 1) ? 'peak load, mean' : 'peak load', values: sides.map(peakOfSide), text: number, kind: 'other', names: () => false};
-  if (!main) return [loads];
+  const isTold = ({values}) => values.some(isThere);
+  if (!main) return [loads].filter(isTold);
   const {work, noun, rows, areFailuresTold} = main;
   const unit = rows.find((row) => row !== null).unit;
   const time = (key) => ({label: unit ? `${key}, ${unit}` : key, values: rows.map((row) => row?.figures[key]), text: number, kind: 'times', names: ({name}) => name === work.name});
@@ -161,7 +163,7 @@ function tilesOf({sides}, main) {
     ...['mean', 'p50', 'p95', 'p99'].map(time),
     ...(areFailuresTold ? [{label: 'error share, %', values: rows.map((row) => row?.share), text: (share) => number(isThere(share) ? 100 * share : null), kind: 'shares', names: ({kind}) => kind === 'failures', isShare: true}] : []),
     loads,
-  ].filter(({values}) => values.some(isThere));
+  ].filter(isTold);
 }
 
 // A difference of shares is told in percentage points, since a share of a share says little.
