@@ -243,15 +243,87 @@ test('a generator that was the bottleneck itself is warned of', async (t) => {
   assert.equal(await page.getByRole('img', {name: 'Overview, processors of the generator'}).count(), 1);
 });
 
+// How many pixels of the lane's canvas are of this colour of the theme, whatever lies over them.
+const pixelsOf = (page, name, colour) => page.getByRole('img', {name}).locator('canvas').evaluate((canvas, variable) => {
+  const probe = document.createElement('canvas').getContext('2d');
+  probe.fillStyle = getComputedStyle(document.documentElement).getPropertyValue(variable);
+  probe.fillRect(0, 0, 1, 1);
+  const wanted = probe.getImageData(0, 0, 1, 1).data;
+  const {data} = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+  let count = 0;
+  for (let i = 0; i < data.length; i += 4) if (wanted.every((part, at) => Math.abs(data[i + at] - part) < 3)) ++count;
+  return count;
+}, colour);
+
+const LANE = 'Overview, requests/s and load';
+
+async function hover(page, second) {
+  const area = page.locator('#lanes .u-over').first();
+  const {width, height} = await area.boundingBox();
+  await area.hover({position: {x: second / SLICES * width, y: height / 2}});
+}
+
+// A run without its slices 6 to 10, whose generator did not run in slices 15 and 16.
+async function interruptedRun(test) {
+  const journal = new Journal(test);
+  for (let slice = 1; slice <= SLICES; ++slice) {
+    if (slice === 14) journal.tell('measured', 3);
+    if (slice > 5 && slice <= 10) journal.lose();
+    else await journal.slice(slice === 15 || slice === 16 ? {} : work(slice));
+  }
+  await journal.end();
+  return journal.path;
+}
+
+test('times without figures are hatched, and told in words', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${reportOf(await interruptedRun(t))}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.deepEqual(await page.locator('#remarks li').allTextContents(), ['no slices from 0:05 to 0:10', 'the generator stood still from 0:14 to 0:16']);
+  assert.ok(await pixelsOf(page, LANE, '--gap') > 100);
+  await hover(page, 8);
+  assert.deepEqual([await page.locator('.tooltip dt').allTextContents(), await page.locator('.tooltip dd').allTextContents()], [['no slices'], ['0:05 – 0:10']]);
+  await hover(page, 15);
+  assert.equal(await page.locator('.tooltip dt', {hasText: 'the generator stood still'}).count(), 1);
+});
+
+test('a run without interruptions has no remarks', async (t) => {
+  const {page} = await glance(t);
+  assert.equal(await page.locator('#remarks').isVisible(), false);
+  assert.equal(await pixelsOf(page, LANE, '--gap'), 0);
+});
+
+test('the time in which the generator was the bottleneck is shaded in its lane', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${await saturatedReport(t)}`);
+  await page.waitForSelector('#lanes canvas');
+  const redAt = (second) => page.getByRole('img', {name: /processors/}).locator('canvas').evaluate((canvas, part) => {
+    const scale = devicePixelRatio;
+    const [left, right] = [58, 44].map((room) => room * scale);
+    const at = left + part * (canvas.width - left - right);
+    const [red, green, blue, opacity] = canvas.getContext('2d').getImageData(Math.round(at), 20 * scale, 1, 1).data;
+    return opacity > 0 && red > green && red > blue;
+  }, second / SLICES);
+  assert.deepEqual([await redAt(6.3), await redAt(16.3)], [false, true]);
+});
+
+test('a note has a flag and is listed', async (t) => {
+  const path = reportOf(await workingRun(t));
+  writeFileSync(path, readFileSync(path, 'utf8').replace('"notes":[]', `"notes":[{"time":${START + 5.2},"text":"the system clock was set back by 3 s"}]`));
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${path}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.ok(await pixelsOf(page, LANE, '--flag') > 20);
+  assert.deepEqual(await page.locator('#remarks li').allTextContents(), ['0:05.2 the system clock was set back by 3 s']);
+});
+
 test('a note is read at its flag', async (t) => {
   const path = reportOf(await workingRun(t));
   writeFileSync(path, readFileSync(path, 'utf8').replace('"notes":[]', `"notes":[{"time":${START + 5.2},"text":"deployed"}]`));
   const page = await newPage(t, SCREEN);
   await page.goto(`file://${path}`);
   await page.waitForSelector('#lanes canvas');
-  const area = page.locator('#lanes .u-over').first();
-  const {width, height} = await area.boundingBox();
-  await area.hover({position: {x: 5.2 / SLICES * width, y: height / 2}});
+  await hover(page, 5.2);
   assert.equal(await page.locator('.tooltip dt', {hasText: 'note'}).count(), 1);
 });
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "figures/distributioncourse.h"
+#include "figures/interruptions.h"
 #include "figures/livesummary.h"
 #include "figures/saturation.h"
 #include "figures/slicerange.h"
@@ -76,6 +77,8 @@ public:
     const Course& ProcessorShares() const { return m_processorShares; }
     /// Of the generator, or the first one of several; no value if there is none in what is drawn.
     std::optional<Saturation> GetSaturation() const { return m_saturation.Get(); }
+    /// Of the run and its sources, in what is drawn.
+    std::vector<Interruption> Interruptions() const { return m_interruptions.Get(); }
     /// What all slices of the range of the figures say of each name that is in one.
     const std::map<std::string, kzjournal::NameSummary>& Figures() const {
         return m_figures.Names();
@@ -141,6 +144,7 @@ private:
     Course m_load;
     Course m_processorShares;
     SaturationFinder m_saturation;
+    InterruptionFinder m_interruptions;
     SliceRange m_figuresRange;
     LiveSummary m_figures;
     double m_seconds = 0;

@@ -22,6 +22,8 @@ constexpr double kMaxExactInteger = 9007199254740992.0;
 /// A name more fits into each part.
 constexpr std::size_t kMaxPartBytes = std::size_t{128} << 10;
 
+constexpr std::size_t kMaxInterruptions = 1000;
+
 /// JSON knows neither NaN nor infinity; the absence of a value is told as null.
 Json Number(double value) {
     if (!std::isfinite(value)) return nullptr;
@@ -70,6 +72,20 @@ Json NotesJson(const std::vector<kzjournal::Note>& notes) {
     Json all = Json::array();
     for (const kzjournal::Note& note : notes)
         all.push_back({{"time", Number(note.time)}, {"text", kzterminal::EscapedText(note.text)}});
+    return all;
+}
+
+/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. A page
+/// draws no more of them than `kMaxInterruptions`.
+Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
+    Json all = Json::array();
+    for (const Interruption& each : interruptions) {
+        if (all.size() == kMaxInterruptions) break;
+        all.push_back({{"kind", each.kind == Interruption::Missing ? "missing" : "standstill"},
+                       {"from", Number(each.from)},
+                       {"to", Number(each.to)},
+                       {"generator", kzterminal::EscapedText(each.generator)}});
+    }
     return all;
 }
 
@@ -300,6 +316,7 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"isAbandoned", history.IsAbandoned()},
             {"lostSlices", history.LostSlices()},
             {"notes", NotesJson(history.Notes())},
+            {"interruptions", InterruptionsJson(history.Interruptions())},
             {"conditions", ConditionsJson(history)},
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},

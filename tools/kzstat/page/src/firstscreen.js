@@ -6,6 +6,7 @@ import {momentOf, number} from './format.js';
 import {byHurt, operationRow, OPERATIONS, withUnits} from './operations.js';
 import {mainOperation, nounOf, operationsOf, tellsFailures} from './outcomes.js';
 import {Overview} from './overview.js';
+import {showRemarks} from './remarks.js';
 import {showConditions, showTiles, showTitle, showWarning} from './summary.js';
 import {Table} from './table.js';
 
@@ -43,6 +44,7 @@ export class FirstScreen {
     showConditions(view);
     byId('work').textContent = work?.name ?? '';
     this.overview.show(view, {work, noun, areFailuresTold: areFailuresTold && Boolean(work)});
+    showRemarks(byId('remarks'), view);
     this.showOperations(rows, areFailuresTold);
     this.showCauses(causeRows(rows, view), operations, view);
   }

@@ -3,7 +3,8 @@
 
 import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
-import {notesAt, paintMarks, paintSaturation} from './marks.js';
+import {interruptionsAt, notesAt, paintMarks, paintSaturation} from './marks.js';
+import {kindText, spanText} from './remarks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
 import {axisLook, fromZero, indexAt, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
@@ -157,15 +158,18 @@ export class Overview {
   describe(chart, left) {
     const {run, axis, times, colours} = this.view;
     const i = indexAt(chart, this.view, left);
-    const notes = notesAt(chart, this.view, i, left).map(({text}) => ['note', text]);
+    const marks = [
+      ...interruptionsAt(chart, this.view, left).map((each) => [kindText(each), spanText(this.view, each)]),
+      ...notesAt(chart, this.view, i, left).map(({text}) => ['note', text]),
+    ];
     const hasSlices = run.grid.slices[i] > 0;
-    if (!hasSlices && notes.length === 0) return null;
+    if (!hasSlices && marks.length === 0) return null;
     const lines = (hasSlices ? this.lanes : []).flatMap(({unit, lines: each}) => each.map((line) => ({...line, unit})));
     return {
       title: momentOf(axis, times[i]),
       rows: [
         ...lines.map(({kind, label, values, unit, attempts}) => [label, this.valueText(values[i], unit, attempts?.[i]), seriesOf({kind}, colours).stroke]),
-        ...notes,
+        ...marks,
       ],
     };
   }
