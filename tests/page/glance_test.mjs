@@ -146,6 +146,42 @@ test('the part that a reader chooses by keyboard is in the address', async (t) =
   assert.equal(await tile(page, 'errors'), '3.33 %');
 });
 
+test('the way back leads to what was looked at before', async (t) => {
+  const {page} = await glance(t);
+  const choose = async (from, to) => {
+    await page.getByLabel('From, seconds').fill(from);
+    await page.getByLabel('To, seconds').fill(to);
+    await page.keyboard.press('Enter');
+  };
+  await choose('5', '15');
+  await choose('5', '10');
+  assert.equal(await tile(page, 'requests'), '150');
+  await page.goBack();
+  assert.deepEqual([await tile(page, 'requests'), new URL(page.url()).hash], ['300', '#5-15']);
+  await page.goBack();
+  assert.deepEqual([await tile(page, 'requests'), new URL(page.url()).hash], ['590', '']);
+  assert.equal(await page.getByLabel('To, seconds').inputValue(), '0:20');
+});
+
+test('times that choose no part stay where they are, and it is said why', async (t) => {
+  const {page} = await glance(t);
+  const [from, to] = [page.getByLabel('From, seconds'), page.getByLabel('To, seconds')];
+  const complaint = async (first, second) => {
+    await from.fill(first);
+    await to.fill(second);
+    await page.keyboard.press('Enter');
+    assert.deepEqual([await from.inputValue(), await to.inputValue()], [first, second]);
+    return page.locator('#span-fault').textContent();
+  };
+  assert.equal(await complaint('now', '10'), '“now” is no time: enter seconds or h:mm:ss of the run.');
+  assert.equal(await from.getAttribute('aria-invalid'), 'true');
+  assert.equal(await complaint('10', '5'), 'The part ends before it begins.');
+  assert.equal(await complaint('30', '40'), 'The run ends at 0:20.');
+  assert.equal(await tile(page, 'requests'), '590');
+  assert.equal(await complaint('0:05', '0:10'), '');
+  assert.equal(await tile(page, 'requests'), '150');
+});
+
 test('on the axis of the clock the part is chosen by the clock', async (t) => {
   const {page} = await glance(t, {...SCREEN, timezoneId: 'UTC'}, '#5-10');
   await page.getByRole('button', {name: 'Clock'}).click();
@@ -205,6 +241,44 @@ test('the conditions of a run are judged', async (t) => {
   assert.match(texts[0], /^passed request\.time p95 < 50ms [\d.]+ ms$/);
   assert.match(texts[1], /^FAILED errors share < 1% [\d.]+ %$/);
   assert.match(texts[2], /^cannot tell no\.such p95 < 1ms /);
+});
+
+test('conditions are judged over the whole run while a part is looked at, and it is said so', async (t) => {
+  const journal = new Journal(t, START, ['errors share < 1%']);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}#0-5`);
+  assert.equal(await tile(page, '1 failed, of the whole run'), 'FAILED');
+  assert.equal(await page.locator('#conditions .scope').textContent(), 'Judged over the whole run:');
+  await page.getByRole('button', {name: 'Show the whole run'}).click();
+  assert.equal(await tile(page, '1 failed'), 'FAILED');
+  assert.equal(await page.locator('#conditions .scope').count(), 0);
+});
+
+async function reportOfSlices(test, reported) {
+  const journal = new Journal(test);
+  journal.showDistributions();
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(reported);
+  await journal.end();
+  const page = await newPage(test, SCREEN);
+  await page.goto(`file://${reportOf(journal.path)}`);
+  await page.waitForSelector('#lanes canvas');
+  return page;
+}
+
+test('a run that only counts shows how much and how fast', async (t) => {
+  const page = await reportOfSlices(t, {'clients': ['LoadSize', 3], 'mails.sent': ['Counter', 7], 'mails.lost': ['Counter', 1]});
+  assert.deepEqual([await tile(page, 'mails.sent'), await tile(page, 'mails.sent/s'), await tile(page, 'mails.lost/s'), await tile(page, 'peak load')], ['140', '7', '1', '3']);
+  assert.equal(await page.getByRole('img', {name: 'Overview, mails.sent/s and load'}).count(), 1);
+  assert.equal(await page.getByRole('img', {name: 'Overview, mails.lost/s'}).count(), 1);
+});
+
+test('a run in which all failed shows the times of the failures', async (t) => {
+  const page = await reportOfSlices(t, {'request.time.failed': ['Timer', 30, 40], 'request.time.failed.timeout': ['TransactionReasonCounter', 2]});
+  assert.equal(await tile(page, 'errors'), '100 %');
+  assert.match(await tile(page, 'p50 of failures'), /^\d+(\.\d+)? ms$/);
+  assert.equal(await page.getByRole('img', {name: 'Overview, p95 of failures and p50 of failures'}).count(), 1);
+  assert.deepEqual((await rowsOf(page, 'operations-table'))[0][0], 'request.time (never succeeded: times of failures)');
 });
 
 // How opaque the first lane of the overview is at a part of its width, where nothing but shades and lines are drawn.

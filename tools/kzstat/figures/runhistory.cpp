@@ -71,6 +71,7 @@ RunHistory::RunHistory(const Open& open, const Ranges& ranges)
 RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     : m_facts(run.Facts()),
       m_sources(run.Sources()),
+      m_drawn(ranges.drawn),
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_saturation(m_facts.sliceLength),
       m_interruptions(m_facts.sliceLength, std::max(ranges.drawn.from, 0.0)),

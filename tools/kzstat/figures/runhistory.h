@@ -68,6 +68,8 @@ public:
     /// With the load as it is known by now.
     const kzjournal::Run& Facts() const { return m_facts; }
     const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
+    /// What was to be drawn.
+    const kzjournal::TimeRange& Drawn() const { return m_drawn; }
     const Grid& TimeGrid() const { return m_grid; }
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
@@ -139,6 +141,7 @@ private:
 
     kzjournal::Run m_facts;
     const std::vector<kzjournal::Source> m_sources;
+    const kzjournal::TimeRange m_drawn;
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;

@@ -39,6 +39,12 @@ export function offerThemes(button, onChanged) {
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', onChanged);
 }
 
+function tellLeftOut(names) {
+  const element = document.getElementById('left-out');
+  element.hidden = names.length === 0;
+  element.textContent = `Left out: the charts of ${names.length} names, which were folded or filtered when this was printed.`;
+}
+
 // Paper is white. `showAgain` draws what is shown in the colours of the theme.
 export function offerPrinting(charts, showAgain) {
   const root = document.documentElement;
@@ -52,13 +58,14 @@ export function offerPrinting(charts, showAgain) {
     wereFactsOpen = facts.open;
     facts.open = true;
     showAgain();
-    charts.drawAll();
+    tellLeftOut(charts.drawForPaper());
   });
   addEventListener('afterprint', () => {
     dark.media = media;
     root.classList.remove('printing');
     facts.open = wereFactsOpen;
     charts.drawNear();
+    tellLeftOut([]);
     showAgain();
   });
 }
