@@ -230,6 +230,20 @@ test('on a narrow screen a name has three numbers and nothing scrolls sideways',
   assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 420);
 });
 
+test('on a narrow screen names have their unit, and the verdict is on one line', async (t) => {
+  const journal = new Journal(t, START, ['request.time p95 < 50ms', 'errors share < 1%', 'no.such p95 < 1ms']);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await newPage(t, {viewport: {width: 420, height: 800}});
+  await page.goto(`file://${reportOf(journal.path)}`);
+  await page.waitForSelector('#lanes canvas');
+  const after = (name) => page.locator(`#table tr[data-name="${name}"] th`).evaluate((cell) => getComputedStyle(cell, '::after').content);
+  assert.equal(await after('login.time'), '" ms"');
+  assert.equal(await after('responses.2xx'), 'none');
+  const {height} = await page.locator('.tile span', {hasText: 'cannot tell'}).boundingBox();
+  assert.ok(height < 20, `${height}`);
+});
+
 test('the conditions of a run are judged', async (t) => {
   const journal = new Journal(t, START, ['request.time p95 < 50ms', 'errors share < 1%', 'no.such p95 < 1ms']);
   journal.showDistributions();

@@ -6,9 +6,9 @@ import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
 const byId = (id) => document.getElementById(id);
 
-function tile({label, value, hint = '', state = ''}) {
+function tile({label, value, hint = '', state = '', isWide = false}) {
   const element = document.createElement('div');
-  element.className = 'tile';
+  element.className = isWide ? 'tile wide' : 'tile';
   element.dataset.state = state;
   element.title = hint;
   const strong = document.createElement('b');
@@ -176,7 +176,7 @@ function verdictTile(conditions, scope) {
   const [passed, failed] = [of('passed'), of('FAILED')];
   const verdict = failed > 0 ? 'FAILED' : passed === conditions.length ? 'passed' : 'cannot tell';
   const counts = [[failed, 'failed'], [passed, 'passed'], [of('cannot tell'), 'cannot tell']].filter(([count]) => count > 0);
-  return {label: counts.map(([count, outcome]) => `${count} ${outcome}`).join(', ') + scope, hint: `${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
+  return {label: counts.map(([count, outcome]) => `${count} ${outcome}`).join(', ') + scope, hint: `${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict], isWide: true};
 }
 
 const STATES = {
