@@ -39,10 +39,18 @@ export function offerThemes(button, onChanged) {
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', onChanged);
 }
 
+// As the style has it: the table of all names has the others, too.
+const MOST_ROWS_ON_PAPER = 40;
+
 function tellLeftOut(names) {
+  const rows = document.querySelectorAll('#operations-table tbody tr').length - MOST_ROWS_ON_PAPER;
+  const parts = [
+    ...(names.length > 0 ? [`the charts of ${names.length} names, which were folded or filtered when this was printed`] : []),
+    ...(rows > 0 ? [`${rows} of what was timed, which all names have, too`] : []),
+  ];
   const element = document.getElementById('left-out');
-  element.hidden = names.length === 0;
-  element.textContent = `Left out: the charts of ${names.length} names, which were folded or filtered when this was printed.`;
+  element.hidden = parts.length === 0;
+  element.textContent = `Left out: ${parts.join('; ')}.`;
 }
 
 // Paper is white. `showAgain` draws what is shown in the colours of the theme.
@@ -65,7 +73,7 @@ export function offerPrinting(charts, showAgain) {
     root.classList.remove('printing');
     facts.open = wereFactsOpen;
     charts.drawNear();
-    tellLeftOut([]);
+    document.getElementById('left-out').hidden = true;
     showAgain();
   });
 }
