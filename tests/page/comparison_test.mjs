@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import {createRequire} from 'node:module';
 import {dirname, join} from 'node:path';
-import {test} from 'node:test';
+import {after, before, test} from 'node:test';
 import {newPage, saved} from './browser.mjs';
 import {dataOf, Journal, kzstat, NASTY, START} from './runs.mjs';
 
@@ -48,8 +48,14 @@ async function opened(test, args, options = SCREEN) {
   return {page, file};
 }
 
-// A run, and one that is slower, has errors and a longer queue.
-const twoRuns = async (test) => [await runOf(test), await runOf(test, {time: 15, errors: 2, queue: 9, start: START + 1000})];
+// A run, and one that is slower, has errors and a longer queue; made once for all tests.
+let twoRuns;
+const cleanups = [];
+const all = {after: (cleanup) => cleanups.push(cleanup)};
+before(async () => {
+  twoRuns = [await runOf(all), await runOf(all, {time: 15, errors: 2, queue: 9, start: START + 1000})];
+});
+after(() => cleanups.forEach((cleanup) => cleanup()));
 
 const rowsOf = (page) => page.locator('#table tbody tr').evaluateAll((rows) => rows.map((row) => Object.fromEntries([...row.cells].map((cell) => [cell.dataset.column, cell.textContent]))));
 const linesOf = (page, label) => page.locator('.tile').filter({has: page.getByText(label, {exact: true})}).locator('.line').evaluateAll((lines) => lines.map((line) => [...line.children].map(({textContent}) => textContent)));
@@ -69,7 +75,7 @@ async function drawnIn(page, plot, colour) {
 }
 
 test('the first screen says which run is worse, in what and by how much', async (t) => {
-  const {page} = await opened(t, await twoRuns(t));
+  const {page} = await opened(t, twoRuns);
   assert.equal(await page.locator('#verdicts strong').textContent(), 'B is worse than A');
   const worse = await page.locator('.findings[data-state="worse"]').textContent();
   assert.match(worse, /^3 worserequest\.time \+41\.67 %request\.time\.failed \+2 \(values\/s\)request\.time\.failed\.http-500 \+2 \(rate\/s\)$/);
@@ -83,10 +89,9 @@ test('the first screen says which run is worse, in what and by how much', async 
 });
 
 test('the table marks what kzstat compare marks, worst first', async (t) => {
-  const runs = await twoRuns(t);
-  const {page} = await opened(t, runs);
+  const {page} = await opened(t, twoRuns);
   const rows = await rowsOf(page);
-  const told = JSON.parse(kzstat('compare', ...runs, '--format', 'json').stdout);
+  const told = JSON.parse(kzstat('compare', ...twoRuns, '--format', 'json').stdout);
   const marked = told.names.filter((each) => each.is_significant).map(({name}) => name);
   assert.deepEqual(rows.filter(({change}) => change.endsWith(' *')).map(({name}) => name).sort(), marked.sort());
   assert.deepEqual(rows.slice(0, 3).map(({name, finding}) => [name, finding]), [
@@ -97,7 +102,7 @@ test('the table marks what kzstat compare marks, worst first', async (t) => {
 });
 
 test('the differences are saved as CSV, unrounded', async (t) => {
-  const {page} = await opened(t, await twoRuns(t));
+  const {page} = await opened(t, twoRuns);
   const {name, bytes} = await saved(page, () => page.getByRole('button', {name: 'Save the differences as CSV'}).click());
   assert.equal(name, 'comparison.csv');
   const [head, first] = bytes.toString().split('\r\n');
@@ -107,7 +112,7 @@ test('the differences are saved as CSV, unrounded', async (t) => {
 
 test('every run is a curve from the begin of its load to its own end', async (t) => {
   const short = await runOf(t, {start: START + 500}, SLICES / 2);
-  const {page} = await opened(t, [await runOf(t), short]);
+  const {page} = await opened(t, [twoRuns[0], short]);
   for (const plot of ['overview, requests/s', 'overview, p95', 'overview, load']) {
     const [, endOfA] = await drawnIn(page, plot, 'run-1');
     const [beginOfB, endOfB] = await drawnIn(page, plot, 'run-2');
@@ -116,14 +121,14 @@ test('every run is a curve from the begin of its load to its own end', async (t)
 });
 
 test('the values of all runs at a moment appear beside the pointer', async (t) => {
-  const {page} = await opened(t, await twoRuns(t));
+  const {page} = await opened(t, twoRuns);
   await page.getByRole('img', {name: 'overview, requests/s', exact: true}).locator('.u-over').hover();
   assert.match(await page.locator('.tooltip b').textContent(), /^0:(20|21) after the begin$/);
   assert.deepEqual(await page.locator('.tooltip dd').allTextContents(), ['20 /s', '22 /s']);
 });
 
 test('a name has its curves and its distributions over each other', async (t) => {
-  const {page} = await opened(t, await twoRuns(t));
+  const {page} = await opened(t, twoRuns);
   await page.locator('#table').getByRole('link', {name: 'request.time', exact: true}).click();
   for (const plot of ['request.time, p95', 'request.time, cumulative distribution, % of all values'])
     for (const colour of ['run-1', 'run-2']) assert.notEqual((await drawnIn(page, plot, colour))[0], null, `${plot} ${colour}`);
@@ -132,7 +137,7 @@ test('a name has its curves and its distributions over each other', async (t) =>
 });
 
 test('runs that are as good say so', async (t) => {
-  const {page} = await opened(t, [await runOf(t), await runOf(t, {start: START + 9})]);
+  const {page} = await opened(t, [twoRuns[0], await runOf(t, {start: START + 9})]);
   assert.match(await page.locator('#verdicts').textContent(), /^B is as good as Anone of 6 names is marked/);
 });
 
@@ -142,7 +147,7 @@ test('too few slices are told as the reason why nothing is marked', async (t) =>
 });
 
 test('each of more than two runs is compared with the first', async (t) => {
-  const {page} = await opened(t, [...await twoRuns(t), await runOf(t, {time: 5, start: START + 9})]);
+  const {page} = await opened(t, [...twoRuns, await runOf(t, {time: 5, start: START + 9})]);
   assert.deepEqual(await page.locator('#verdicts strong').allTextContents(), ['B is worse than A', 'C is better than A']);
   const row = (await rowsOf(page)).find(({name}) => name === 'request.time');
   assert.deepEqual([row['change B'], row['change C']], ['+41.67 % *', '-41.67 % *']);
@@ -160,7 +165,7 @@ test('several runs a side are samples, each a curve in the colour of its side', 
 
 for (const colorScheme of ['light', 'dark']) {
   test(`nothing bars a screen reader, ${colorScheme}`, async (t) => {
-    const {page} = await opened(t, await twoRuns(t), {...SCREEN, colorScheme});
+    const {page} = await opened(t, twoRuns, {...SCREEN, colorScheme});
     await page.getByRole('button', {name: 'Unfold all'}).click();
     await page.waitForSelector('.card canvas');
     await page.addScriptTag({path: AXE});
@@ -170,7 +175,7 @@ for (const colorScheme of ['light', 'dark']) {
 }
 
 test('a narrow screen has a name and three numbers and does not scroll sideways', async (t) => {
-  const {page} = await opened(t, await twoRuns(t), {viewport: {width: 420, height: 900}});
+  const {page} = await opened(t, twoRuns, {viewport: {width: 420, height: 900}});
   const sizes = await page.evaluate(() => [document.documentElement, document.querySelector('#differences .scroll')].map(({scrollWidth, clientWidth}) => scrollWidth - clientWidth));
   assert.deepEqual(sizes, [0, 0]);
   const shown = await page.locator('#table tbody tr').first().locator('th:visible, td:visible').evaluateAll((cells) => cells.map(({dataset}) => dataset.column));
@@ -178,7 +183,7 @@ test('a narrow screen has a name and three numbers and does not scroll sideways'
 });
 
 test('a part of the time is looked at in all charts, and told by the address', async (t) => {
-  const {page} = await opened(t, await twoRuns(t));
+  const {page} = await opened(t, twoRuns);
   const box = await page.getByRole('img', {name: 'overview, p95', exact: true}).locator('.u-over').boundingBox();
   await page.mouse.move(box.x + box.width / 4, box.y + 20);
   await page.mouse.down();

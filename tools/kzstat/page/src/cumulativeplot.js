@@ -1,10 +1,12 @@
-// The cumulative distribution of a name over the run. Shares of values are spread so that each step
-// towards the slowest ones, from 90 to 99 and to 99.9 %, is as wide; values are on a logarithmic axis.
+// The cumulative distribution of a name over the run, or over the part that is looked at. Shares of values are spread
+// so that each step towards the slowest ones, from 90 to 99 and to 99.9 %, is as wide; values are on a logarithmic axis.
 
 import uPlot from 'uplot';
+import {approximated} from './figurecolumns.js';
 import {number, withUnit} from './format.js';
 import {atMost} from './run.js';
 import {logTicks} from './scale.js';
+import {boundsOfRanks, middle} from './spanfigures.js';
 import {axisLook, fromZero, LEFT_AXIS, ticksWith} from './timeplots.js';
 import {offerTooltip} from './tooltip.js';
 
@@ -18,19 +20,19 @@ const sameRank = (a, b) => Math.abs(a - b) < 1e-9;
 // Where the marks are among the ranks.
 export const marksIn = (ranks) => MARKS.map((mark) => ranks.findIndex((rank) => sameRank(rank, mark / 100)));
 
-// The value at a rank. Those that are left out at the end equal the last one.
-export const valueAtRank = (values, i, maximum) => atMost(values[Math.min(i, values.length - 1)], maximum);
+// The value at a rank. Those that are left out at the end equal the last one. Null if there are no values.
+export const valueAtRank = (values, i, maximum) => (values.length === 0 ? null : atMost(values[Math.min(i, values.length - 1)], maximum));
 
 export const shareText = (rank) => `${Number((100 * rank).toPrecision(4))} % of the values`;
 
-// The values at the marks, and the largest one; after `heading`, which may be missing.
+// Figures of [label, text], behind `heading`, which may be missing.
 export function keyOf(heading, figures) {
   const key = document.createElement('p');
   key.className = 'marks';
-  const spans = figures.map(([label, value]) => {
+  const spans = figures.map(([label, figureText]) => {
     const figure = document.createElement('span');
     const text = document.createElement('b');
-    text.textContent = number(value);
+    text.textContent = figureText;
     figure.append(`${label} `, text);
     return figure;
   });
@@ -65,9 +67,9 @@ export function rankOptions({width, height, colours, unit, isLogarithmic, series
 export class CumulativePlot {
   height = HEIGHT;
 
-  // It is that of the whole run whatever part is looked at.
+  // That of a part is known as well as the heat map tells it.
   constructor(isPart) {
-    this.title = `cumulative distribution${isPart ? ' of the whole run' : ''}, % of all values`;
+    this.title = isPart ? 'cumulative distribution of this part, ≈, % of its values' : 'cumulative distribution, % of all values';
   }
 
   draw(place, name, view) {
@@ -89,18 +91,21 @@ export class CumulativePlot {
     return true;
   }
 
-  show(name, {run}) {
+  show(name, view) {
     this.name = name;
-    this.ranks = run.ranks;
-    this.marks = marksIn(run.ranks);
+    this.ranks = view.run.ranks;
+    this.figures = view.figuresOf(name);
+    this.bounds = view.zoom && boundsOfRanks(view.run, name, view.buckets);
+    this.values = view.zoom ? (this.bounds ?? []).map(middle) : name.cumulative;
+    this.marks = marksIn(this.ranks);
   }
 
   valueAt(i) {
-    return valueAtRank(this.name.cumulative, i, this.name.figures.max);
+    return valueAtRank(this.values, i, this.figures.max);
   }
 
   isLogarithmic() {
-    return this.name.cumulative[0] > 0;
+    return this.values[0] > 0;
   }
 
   data() {
@@ -108,7 +113,8 @@ export class CumulativePlot {
   }
 
   newKey() {
-    return keyOf(null, [...MARKS.map((mark, i) => [`p${mark}`, this.valueAt(this.marks[i])]), ['max', this.name.figures.max]]);
+    const marks = MARKS.map((mark, i) => [`p${mark}`, approximated(number(this.valueAt(this.marks[i])), this.bounds)]);
+    return keyOf(null, [...marks, ['max', number(this.figures.max)]]);
   }
 
   options({width, colours}) {
@@ -121,7 +127,13 @@ export class CumulativePlot {
     const {unit} = this.name;
     return {
       title: shareText(this.ranks[i]),
-      rows: [['at most', withUnit(this.valueAt(i), unit)], ['max', withUnit(this.name.figures.max, unit)], ['count', number(this.name.figures.count)]],
+      rows: [this.valueRow(i, unit), ['max', withUnit(this.figures.max, unit)], ['count', number(this.figures.count)]],
     };
+  }
+
+  valueRow(i, unit) {
+    if (!this.bounds) return ['at most', withUnit(this.valueAt(i), unit)];
+    const [low, high] = this.bounds[i];
+    return ['at most, between', `${number(low)} and ${withUnit(high, unit)}`];
   }
 }

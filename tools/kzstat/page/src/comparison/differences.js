@@ -74,7 +74,7 @@ const HINTS = {
 
 // What a comparison says of a name, for a row of the table.
 function cellOf(difference, comparison) {
-  const alone = [[comparison.first, comparison.before], [comparison.second, comparison.after]].find(([side]) => side.alone.has(difference.name))?.[1];
+  const alone = comparison.only.get(difference.name);
   // Work that one side alone did is other work.
   const kind = alone && kindOf(difference) === 'successes' ? 'other' : kindOf(difference);
   const verdict = verdictOf({...difference, kind}, comparison.followed);
@@ -92,7 +92,6 @@ function hintOf({finding, p_value: probability, samples}) {
 export function rowsOf(comparisons) {
   const rows = new Map();
   comparisons.forEach((comparison, i) => {
-    for (const side of [comparison.first, comparison.second]) side.alone = new Set(side.only_here);
     for (const difference of comparison.names) {
       const key = JSON.stringify([difference.name, difference.quantity]);
       if (!rows.has(key)) rows.set(key, {name: key, title: difference.name, quantity: difference.quantity, cells: comparisons.map(() => null)});

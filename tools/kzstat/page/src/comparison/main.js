@@ -2,6 +2,7 @@ import {spanInAddress, tellAddress} from '../address.js';
 import {Charts} from '../charts.js';
 import {save} from '../exports.js';
 import {elapsed, number} from '../format.js';
+import {jsonOf, withInfinities} from '../run.js';
 import {Table} from '../table.js';
 import {offerPrinting, offerThemes} from '../theme.js';
 import {coloursNow} from '../view.js';
@@ -13,6 +14,7 @@ import {followWork, mainWork, showFacts, showRuns, showTiles, showVerdicts, show
 
 const byId = (id) => document.getElementById(id);
 const data = JSON.parse(byId('data').textContent);
+data.sides.forEach(withInfinities);
 const compared = comparedRuns(data);
 const names = namesOf(compared.sides);
 const main = mainWork(compared, names);
@@ -83,7 +85,7 @@ function offerControls() {
   byId('fold').addEventListener('click', () => charts.unfold(false));
   byId('whole').addEventListener('click', () => setZoom(null));
   byId('csv').addEventListener('click', () => save('comparison.csv', [table.csv()], 'text/csv'));
-  byId('json').addEventListener('click', () => save('comparison.json', [JSON.stringify(data)], 'application/json'));
+  byId('json').addEventListener('click', () => save('comparison.json', [jsonOf(data)], 'application/json'));
   addEventListener('hashchange', () => {
     zoom = spanInAddress();
     showAgain();

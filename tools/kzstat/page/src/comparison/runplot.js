@@ -126,7 +126,8 @@ export class CumulativeCurvesPlot {
   }
 
   newKey(line) {
-    return keyOf(swatchOf(line.run), [...MARKS.map((mark, i) => [`p${mark}`, this.valueAt(line, this.marks[i])]), ['max', line.curve.max]]);
+    const marks = MARKS.map((mark, i) => [`p${mark}`, number(this.valueAt(line, this.marks[i]))]);
+    return keyOf(swatchOf(line.run), [...marks, ['max', number(line.curve.max)]]);
   }
 
   describe(i) {

@@ -44,6 +44,13 @@ function sideOf({names, runs}, i) {
   };
 }
 
+// `only` has the side of each name that the other one lacks.
+function comparisonOf(comparison, before, after) {
+  const namesOf = ({only_here: names}, side) => names.map((name) => [name, side]);
+  const only = new Map([...namesOf(comparison.first, before), ...namesOf(comparison.second, after)]);
+  return {...comparison, before, after, only};
+}
+
 // {sides, runs, comparisons}: each side but the first has a comparison with it.
 export function comparedRuns({sides: told, comparisons}) {
   const sides = told.map(sideOf);
@@ -53,7 +60,7 @@ export function comparedRuns({sides: told, comparisons}) {
   return {
     sides,
     runs,
-    comparisons: comparisons.map((comparison, i) => ({...comparison, before: sides[0], after: sides[i + 1]})),
+    comparisons: comparisons.map((comparison, i) => comparisonOf(comparison, sides[0], sides[i + 1])),
   };
 }
 
