@@ -12,7 +12,7 @@ const SCREEN = {viewport: {width: 1280, height: 800}};
 const SLICES = 40;
 
 // 20 requests a second that take about as long as it says, `errors` of which fail.
-const work = (slice, {time = 10, errors = 0, queue = 5} = {}) => ({
+const work = (slice, {time = 10, errors = 0, failure = 3, queue = 5} = {}) => ({
   'clients': ['LoadSize', 8],
   'request.time': ['Timer', ...[...Array(20).keys()].map((i) => time + ((i + slice) % 5))],
   'login.time': ['Timer', 50 + slice % 3, 50 - slice % 3],
@@ -20,7 +20,7 @@ const work = (slice, {time = 10, errors = 0, queue = 5} = {}) => ({
   'responses.2xx': ['Counter', 20],
   [NASTY]: ['Counter', 1],
   ...(errors > 0 ? {
-    'request.time.failed': ['Timer', ...Array(errors).fill(3)],
+    'request.time.failed': ['Timer', ...Array(errors).fill(failure)],
     'request.time.failed.http-500': ['TransactionReasonCounter', errors],
   } : {}),
 });
@@ -60,6 +60,7 @@ after(() => cleanups.forEach((cleanup) => cleanup()));
 const rowsOf = (page) => page.locator('#table tbody tr').evaluateAll((rows) => rows.map((row) => Object.fromEntries([...row.cells].map((cell) => [cell.dataset.column, cell.textContent]))));
 const linesOf = (page, label) => page.locator('.tile').filter({has: page.getByText(label, {exact: true})}).locator('.line').evaluateAll((lines) => lines.map((line) => [...line.children].map(({textContent}) => textContent)));
 
+// The parts of a plot's width at which the colour is.
 async function drawnIn(page, plot, colour) {
   return page.getByRole('img', {name: plot, exact: true}).locator('canvas').evaluate((canvas, name) => {
     const probe = document.createElement('canvas').getContext('2d');
@@ -70,7 +71,7 @@ async function drawnIn(page, plot, colour) {
     const {data} = canvas.getContext('2d').getImageData(0, 0, width, height);
     const columns = new Set();
     for (let i = 0; i < data.length; i += 4) if (data[i] === red && data[i + 1] === green && data[i + 2] === blue) columns.add((i / 4) % width);
-    return columns.size === 0 ? [null, null] : [Math.min(...columns) / width, Math.max(...columns) / width];
+    return [...columns].sort((a, b) => a - b).map((column) => column / width);
   }, `--${colour}`);
 }
 
@@ -114,10 +115,27 @@ test('every run is a curve from the begin of its load to its own end', async (t)
   const short = await runOf(t, {start: START + 500}, SLICES / 2);
   const {page} = await opened(t, [twoRuns[0], short]);
   for (const plot of ['overview, requests/s', 'overview, p95', 'overview, load']) {
-    const [, endOfA] = await drawnIn(page, plot, 'run-1');
-    const [beginOfB, endOfB] = await drawnIn(page, plot, 'run-2');
+    const endOfA = (await drawnIn(page, plot, 'run-1')).at(-1);
+    const ofB = await drawnIn(page, plot, 'run-2');
+    const [beginOfB, endOfB] = [ofB[0], ofB.at(-1)];
     assert.ok(beginOfB < 0.2 && endOfB < 0.6 && endOfA > 0.9, `${plot}: ${beginOfB} to ${endOfB}, ${endOfA}`);
   }
+});
+
+test('a gap of a run is one, also where other runs have slices at almost the same moments', async (t) => {
+  const paths = [];
+  for (const [begin, isBroken] of [[0.25, true], [0.249, false], [0.251, false]]) {
+    const journal = new Journal(t, START + begin);
+    journal.tell('load', begin);
+    for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice, {errors: isBroken && slice >= 10 && slice <= 30 ? 0 : 1, failure: isBroken ? 9 : 3}));
+    await journal.end();
+    paths.push(journal.path);
+  }
+  const {page} = await opened(t, paths);
+  await page.locator('#table').getByRole('link', {name: 'request.time.failed', exact: true}).click();
+  const drawn = await drawnIn(page, 'request.time.failed, mean', 'run-1');
+  assert.ok(drawn[0] < 0.3 && drawn.at(-1) > 0.8, `${drawn[0]} to ${drawn.at(-1)}`);
+  assert.deepEqual(drawn.filter((part) => part > 0.4 && part < 0.7), []);
 });
 
 test('the values of all runs at a moment appear beside the pointer', async (t) => {
@@ -131,7 +149,7 @@ test('a name has its curves and its distributions over each other', async (t) =>
   const {page} = await opened(t, twoRuns);
   await page.locator('#table').getByRole('link', {name: 'request.time', exact: true}).click();
   for (const plot of ['request.time, p95', 'request.time, cumulative distribution, % of all values'])
-    for (const colour of ['run-1', 'run-2']) assert.notEqual((await drawnIn(page, plot, colour))[0], null, `${plot} ${colour}`);
+    for (const colour of ['run-1', 'run-2']) assert.notEqual((await drawnIn(page, plot, colour)).length, 0, `${plot} ${colour}`);
   assert.deepEqual(await page.locator('.card[data-name="request.time"] .marks').first().locator('span').evaluateAll((all) => all.map(({textContent}) => textContent.split(' ')[0])),
     ['p50', 'p90', 'p95', 'p99', 'p99.9', 'max']);
 });

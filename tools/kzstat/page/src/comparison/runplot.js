@@ -10,6 +10,8 @@ const CUMULATIVE_HEIGHT = 190;
 const AXIS_HEIGHT = 26;
 const LABEL_ROOM_BELOW = 6;  // half of the height of a label at zero
 const DASH = [6, 4];
+// Of each column that is joined: a gap ends at the next value of its run, whatever times others have between.
+const NULL_MODES = [0, 2];
 
 function lookOf({colour, isDashed}, {colours, areThin}) {
   return {stroke: colours[colour], width: areThin ? 1 : 1.75, ...(isDashed ? {dash: DASH} : {})};
@@ -48,7 +50,7 @@ export class CurvePlot extends TimePlot {
 
   // Runs have slices at times of their own.
   data() {
-    return uPlot.join(this.lines.map(tableOf));
+    return uPlot.join(this.lines.map(tableOf), this.lines.map(() => NULL_MODES));
   }
 
   options(view) {
