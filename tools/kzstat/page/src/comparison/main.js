@@ -106,6 +106,7 @@ showWarnings(compared);
 showTiles(compared, main, rows);
 showFacts(compared);
 tellTest();
+byId('table').classList.toggle('many', compared.comparisons.length > 1);
 byId('work').textContent = main?.work.name ?? '';
 table.show(rows);
 charts.show(viewOf());
