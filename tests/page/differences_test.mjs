@@ -44,6 +44,10 @@ test('new failures are worse, and work that one side alone did is other work', (
     [['x.failed.timeout', 'worse'], ['responses.2xx', 'changed']]);
 });
 
+test('what is closed in the end is no failure, and what timed out is', () => {
+  assert.deepEqual(verdictsOf([named('connections.closed', 1, 9), named('reasons.login.timeout', 1, 5)]), [['reasons.login.timeout', 'worse'], ['connections.closed', 'changed']]);
+});
+
 test('what is not marked says why', () => {
   const texts = (finding) => rowsOf([comparing([named('a.time', 10, 20, {is_significant: false, finding})])])[0].cells[0].text;
   assert.deepEqual(['unclear', 'below_least', 'too_few_samples', 'not_comparable'].map(texts), ['unclear', 'below 3 %', 'too few slices', 'not comparable']);

@@ -5,8 +5,8 @@ import {meaningOf} from '../outcomes.js';
 import {compare} from '../table.js';
 
 const TIMERS = new Set(['Timer', 'TransactionTimer']);
-const FAILURE = /\.failed(\.|$)|\.abandoned$|(^|\.)errors?(\.|$)/;
-const BAD = new Set(['server-error', 'client-error', 'no-answer']);
+const FAILURE = /\.failed(\.|$)|\.abandoned$|(^|\.)errors?(\.|$)|(^|\.)timeouts?$/;
+const BAD = new Set(['server-error', 'client-error']);
 
 const isThere = (value) => value !== null && value !== undefined;
 
@@ -47,17 +47,14 @@ function verdictOf(difference, followed) {
   return judged(difference.kind, [difference.first, difference.second], followed) || 'changed';
 }
 
-export function signed(value, text = number) {
-  return value > 0 ? `+${text(value)}` : text(value);
-}
+export const signed = (value) => (value > 0 ? `+${number(value)}` : number(value));
 
 export const changeText = ({relative_difference: relative, difference}) => {
   if (isThere(relative)) return `${signed(100 * relative)} %`;
-  return isThere(difference) && difference !== 0 ? `${signed(difference)}` : number(null);
+  return isThere(difference) && difference !== 0 ? signed(difference) : number(null);
 };
 
 const PLAIN = ({least_difference: least, samples_are: samples}) => ({
-  marked: 'changed',
   unclear: 'unclear',
   below_least: `below ${number(100 * least)} %`,
   too_few_samples: `too few ${samples}`,
