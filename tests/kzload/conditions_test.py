@@ -3,8 +3,10 @@
 import json
 import os
 import re
+import signal
 import subprocess
 import tempfile
+import time
 import unittest
 
 import runs
@@ -101,6 +103,23 @@ class Require(unittest.TestCase):
                                     capture_output=True, text=True, check=False)
         self.assertEqual((1, ""), (judged.returncode, judged.stderr))
         self.assertEqual(judged.stdout.splitlines()[1:], result.out.splitlines()[-len(texts) - 1:])
+
+
+class Saturation(unittest.TestCase):
+    def test_a_generator_that_was_itself_the_bottleneck_is_told_with_the_figures(self):
+        process = runs.start("--clients", 3, "--think-time", 5, "--slice", 0.1, "--duration", 60,
+                             "--require", "requests.rate rate > 0")
+        runs.wait_for_row(process)
+        for _ in range(5):  # while it is stopped, it is late for the end of a slice
+            process.send_signal(signal.SIGSTOP)
+            time.sleep(0.2)
+            process.send_signal(signal.SIGCONT)
+            time.sleep(0.05)
+        process.send_signal(signal.SIGINT)
+        result = runs.finish(process)
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertRegex(result.out, r"(?m)^requests made .*\nwarning: the generator was saturated from"
+                                     r" 0:0\S+ on, in \d+ of \d+ slices: .*\n\npassed .*\nverdict: passed$")
 
 
 class AbortIf(unittest.TestCase):

@@ -55,7 +55,8 @@ Lines LinesOf(RunReader& run, std::vector<Statistics> rows, const ShowOptions& o
     Lines lines;
     for (std::string& line : DescribeRun(run, options.range.RangeOf(run)))
         lines.push_back({std::move(line)});
-    if (beside.saturation) lines.push_back({DescribeSaturation(*beside.saturation), Output::Bad});
+    if (beside.saturation)
+        lines.push_back({kzconditions::DescribeSaturation(*beside.saturation), Output::Bad});
     for (std::string& line : DescribeNotes(run)) lines.push_back({std::move(line)});
     const TableContents contents{PercentilesFor(rows, options),
                                  options.percentiles.numbers.has_value(), beside.latest};
@@ -89,7 +90,7 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
         latest.Update(run);
         const SliceRange range = options.range.RangeOf(run);
         summary.Update(run, range);
-        saturation.Update(run);
+        AddNews(run, saturation);
         screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
                             {saturation.Get(), &latest}));
     } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));

@@ -87,7 +87,8 @@ std::vector<std::string> WarningsOf(RunReader& run, const char* title,
     if (state == State::Lacking) warnings.push_back(std::string(title) + " lacks slices");
     if (state == State::NotEnded)
         warnings.push_back(std::string(title) + " has not ended, or was killed");
-    if (saturation) warnings.push_back(std::string(title) + ": " + SaturationText(*saturation));
+    if (saturation)
+        warnings.push_back(std::string(title) + ": " + kzconditions::SaturationText(*saturation));
     return warnings;
 }
 

@@ -324,10 +324,10 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"processorShare", ShareSeries(history.ProcessorShares(), from)},
             {"saturatedFrom",
              history.GetSaturation() ? Number(history.GetSaturation()->from) : Json(nullptr)},
-            {"saturation",
-             history.GetSaturation()
-                 ? Json(kzterminal::EscapedText(DescribeSaturation(*history.GetSaturation())))
-                 : Json(nullptr)},
+            {"saturation", history.GetSaturation()
+                               ? Json(kzterminal::EscapedText(
+                                     kzconditions::DescribeSaturation(*history.GetSaturation())))
+                               : Json(nullptr)},
             {"ranks", Ranks()}};
 }
 

@@ -1,7 +1,5 @@
 #include "text/texts.h"
 
-#include <cmath>
-#include <cstdio>
 #include <ctime>
 
 #include "kzstatpointkind.h"
@@ -25,24 +23,6 @@ std::string WallClock(double secondsSince1970) {
     if (gmtime_r(&seconds, &utc) != nullptr)
         std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
     return text;
-}
-
-std::string TimeOfRun(double seconds) {
-    constexpr long long perMinute = 600;
-    constexpr long long perHour = 60 * perMinute;
-    const bool isNegative = seconds <= -0.05;
-    const auto tenths = RyPTruncate<long long>(std::abs(seconds) * 10 + 0.5);
-    const long long minutes = tenths / perMinute;
-    char text[64] = {};
-    if (tenths >= perHour)
-        std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", minutes / 60, minutes % 60,
-                      tenths % perMinute / 10);
-    else
-        std::snprintf(text, sizeof text, "%lld:%02lld", minutes, tenths % perMinute / 10);
-    std::string time = isNegative ? "-" : "";
-    time.append(text);
-    if (tenths % 10 > 0) time.append(".").append(std::to_string(tenths % 10));
-    return time;
 }
 
 std::string CompletenessText(RunReader& run) {
