@@ -334,6 +334,13 @@ TEST_F(Commands, CompareNeedsTwoSides) {
     }
 }
 
+TEST_F(Commands, ShowTellsThatValuesWhichAreAllTheSameDoNotSpread) {
+    for (const double constant : {0.0, 0.1}) {
+        Make("run", {{constant, constant}, {constant}});
+        EXPECT_THAT(Run({"show", "run"}).lines.back(), testing::Not(HasSubstr("<")));
+    }
+}
+
 TEST_F(Commands, VerdictWarnsOfAGeneratorThatWasItselfTheBottleneck) {
     MemoryRun& run = runs.Make("run");
     SliceMaker maker;
@@ -401,6 +408,11 @@ TEST_F(Commands, CheckMissesSlicesThatCouldNotBeKept) {
     EXPECT_EQ(kzstatprogram::kDoesNotHold, checked.status);
     EXPECT_THAT(checked.lines,
                 ElementsAre("2 of 5 slices", "after slice 2: 3 slices could not be kept"));
+}
+
+TEST_F(Commands, CheckMissesASingleSlice) {
+    Make("run", {{10, 30}, {20}}).lostSlices = 1;
+    EXPECT_EQ("after slice 2: 1 slice could not be kept", Run({"check", "run"}).lines.back());
 }
 
 TEST_F(Commands, CheckFindsASliceThatIsThereTwice) {

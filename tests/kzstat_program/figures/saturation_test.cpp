@@ -34,9 +34,13 @@ protected:
             run.Add(added);
         }
     }
+    std::optional<Saturation> FindIn(const std::string& name,
+                                     const kzjournal::TimeRange& range = {}) {
+        return FindSaturation(*runs.Open(name, 0), runs, name, range);
+    }
     std::optional<Saturation> Find(const std::string& slices) {
         Add(runs.Make("run"), slices);
-        return FindSaturation(runs, "run");
+        return FindIn("run");
     }
 
     MemoryRuns runs;
@@ -65,8 +69,8 @@ TEST_F(SaturationOfRuns, PassesOverSlicesThatWereNotMeasured) {
 
 TEST_F(SaturationOfRuns, IsLookedForInARange) {
     Add(runs.Make("run"), "xxx....");
-    EXPECT_TRUE(FindSaturation(runs, "run", {0, 3}));
-    EXPECT_FALSE(FindSaturation(runs, "run", {2, 7}));
+    EXPECT_TRUE(FindIn("run", {0, 3}));
+    EXPECT_FALSE(FindIn("run", {2, 7}));
 }
 
 TEST_F(SaturationOfRuns, IsFoundAsTheRunGoesOn) {
@@ -94,7 +98,7 @@ TEST_F(SaturationOfRuns, OfAMergedRunIsTheFirstOfItsSources) {
         source.facts = facts;
         Add(source, i == 1 ? "...xxx" : ".xxx");
     }
-    const auto found = FindSaturation(runs, "run");
+    const auto found = FindIn("run");
     ASSERT_TRUE(found);
     EXPECT_EQ(3, found->from);
     EXPECT_THAT(kzconditions::DescribeSaturation(*found),
@@ -133,9 +137,10 @@ private:
 };
 
 bool IsSaturatedWithin(double seconds, const std::string& path) {
+    const NamedRuns runs;
     const double end = RyPSysTime() + seconds;
     while (RyPSysTime() < end) {
-        if (FindSaturation(NamedRuns(), path)) return true;
+        if (FindSaturation(*runs.Open(path, 0), runs, path)) return true;
         RyPSleep(0.05);
     }
     return false;

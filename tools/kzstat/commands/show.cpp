@@ -142,7 +142,7 @@ Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output)
 
 void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
     const SliceRange range = options.range.RangeOf(run);
-    const Beside beside{FindSaturation(runs, options.journal, range.underLoad)};
+    const Beside beside{FindSaturation(run, runs, options.journal, range.underLoad)};
     Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
 }
 

@@ -98,7 +98,7 @@ JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const c
     const SliceRange range = options.RangeOf(*run);
     return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
             StatisticsOf(*run, range),
-            WarningsOf(*run, title, FindSaturation(runs, path, range.underLoad)),
+            WarningsOf(*run, title, FindSaturation(*run, runs, path, range.underLoad)),
             run->Conditions(),
             kzconditions::EarlyStopIn(run->Notes())};
 }

@@ -22,11 +22,11 @@ void ForEachCostOf(RunReader& run, const RunOpener& runs, const std::string& nam
     }
 }
 
-std::optional<Saturation> FindSaturation(const RunOpener& runs, const std::string& name,
+std::optional<Saturation> FindSaturation(RunReader& run, const RunOpener& runs,
+                                         const std::string& name,
                                          const kzjournal::TimeRange& range) {
-    const std::unique_ptr<RunReader> run = runs.Open(name);
-    SaturationFinder finder(run->Facts().sliceLength);
-    ForEachCostOf(*run, runs, name, range,
+    SaturationFinder finder(run.Facts().sliceLength);
+    ForEachCostOf(run, runs, name, range,
                   [&](const std::string& generator, const kzjournal::SliceCost& slice) {
                       finder.Add(generator, slice);
                   });

@@ -21,8 +21,9 @@ void ForEachCostOf(RunReader& run, const RunOpener& runs, const std::string& nam
                    const std::function<void(const std::string& generator,
                                             const kzjournal::SliceCost& slice)>& visit);
 
-/// The first saturation of the run with this name or of one of its sources. The same errors.
-std::optional<Saturation> FindSaturation(const RunOpener& runs, const std::string& name,
+/// The first saturation of the run or of one of its sources. The same errors.
+std::optional<Saturation> FindSaturation(RunReader& run, const RunOpener& runs,
+                                         const std::string& name,
                                          const kzjournal::TimeRange& range = {});
 
 /// Adds the slices that came since the last call to `finder`; the run itself is the only generator.

@@ -25,12 +25,15 @@ std::string WallClock(double secondsSince1970) {
     return text;
 }
 
+std::string SlicesText(long long slices) {
+    return std::to_string(slices) + (slices == 1 ? " slice" : " slices");
+}
+
 std::string CompletenessText(RunReader& run) {
     const kzjournal::Completeness completeness = run.GetCompleteness();
-    std::string text = std::to_string(completeness.slices);
+    std::string text = SlicesText(completeness.expectedSlices);
     if (completeness.expectedSlices > completeness.slices)
-        text += " of " + std::to_string(completeness.expectedSlices);
-    text += completeness.expectedSlices == 1 ? " slice" : " slices";
+        text.insert(0, std::to_string(completeness.slices) + " of ");
     if (completeness.state != kzjournal::Completeness::NotEnded) return text;
     // A merge is never written through a log.
     const bool lacksLog = completeness.lacksLog && run.Sources().empty();

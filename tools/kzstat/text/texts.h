@@ -20,6 +20,9 @@ std::string WallClock(double secondsSince1970);
 
 using kzterminal::TimeOfRun;
 
+/// "1 slice", "2 slices".
+std::string SlicesText(long long slices);
+
 /// How much of a run is stored: "1 slice", "8 of 10 slices" or "not ended, at least 8 slices".
 /// Throws kzjournal::Error.
 std::string CompletenessText(RunReader& run);
