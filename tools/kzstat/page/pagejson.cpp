@@ -77,20 +77,19 @@ Json NotesJson(const std::vector<kzjournal::Note>& notes) {
 
 /// The bounds that the user gave for what is drawn, null where there is none.
 Json AskedJson(const kzjournal::TimeRange& drawn) {
-    return {{"from", drawn.from > 0 ? Number(drawn.from) : Json(nullptr)}, {"to", Number(drawn.to)}};
+    return {{"from", drawn.from > 0 ? Number(drawn.from) : Json(nullptr)},
+            {"to", Number(drawn.to)}};
 }
 
-/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. A page
-/// draws no more of them than `kMaxInterruptions`.
+/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. Of very
+/// many a page draws the longest ones.
 Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
     Json all = Json::array();
-    for (const Interruption& each : interruptions) {
-        if (all.size() == kMaxInterruptions) break;
+    for (const Interruption& each : LongestOf(interruptions, kMaxInterruptions))
         all.push_back({{"kind", each.kind == Interruption::Missing ? "missing" : "standstill"},
                        {"from", Number(each.from)},
                        {"to", Number(each.to)},
                        {"generator", kzterminal::EscapedText(each.generator)}});
-    }
     return all;
 }
 
