@@ -42,9 +42,9 @@ TEST_F(Interruptions, AreSlicesThatAreMissing) {
     for (const int id : {2, 3, 7, 8, 10}) Add(run, id);
     EXPECT_EQ((Texts{"no slices from 0:00 to 0:01", "no slices from 0:03 to 0:06",
                      "no slices from 0:08 to 0:09"}),
-              TextsOf(FindInterruptions(runs, "run")));
+              TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run")));
     EXPECT_EQ(Texts{"no slices from 0:03 to 0:06"},
-              TextsOf(FindInterruptions(runs, "run", {2, 8})));
+              TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run", {2, 8})));
 }
 
 TEST_F(Interruptions, OfLessThanHalfASliceAreNone) {
@@ -82,7 +82,7 @@ TEST_F(Interruptions, AreSlicesWhoseEndsTheProcessDidNotSee) {
     Add(run, 2, 31);
     for (int id = 3; id <= 33; ++id) Add(run, id, 0);
     EXPECT_EQ(Texts{"the generator stood still from 0:02 to 0:32"},
-              TextsOf(FindInterruptions(runs, "run")));
+              TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run")));
 }
 
 TEST_F(Interruptions, AreNoSlicesOfAProcessThatWorkedMeanwhile) {
@@ -114,7 +114,7 @@ TEST_F(Interruptions, OfAMergedRunAreThoseOfItsSources) {
     source.facts = facts;
     Add(source, 1, 5);
     EXPECT_EQ(Texts{"load on host stood still from 0:03 to 0:07"},
-              TextsOf(FindInterruptions(runs, "run")));
+              TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run")));
 }
 
 }  // namespace

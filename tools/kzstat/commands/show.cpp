@@ -57,7 +57,8 @@ Lines LinesOf(RunReader& run, std::vector<Statistics> rows, const ShowOptions& o
     Lines lines;
     for (std::string& line : DescribeRun(run, options.range.RangeOf(run)))
         lines.push_back({std::move(line)});
-    if (beside.saturation) lines.push_back({DescribeSaturation(*beside.saturation), Output::Bad});
+    if (beside.saturation)
+        lines.push_back({kzconditions::DescribeSaturation(*beside.saturation), Output::Bad});
     for (std::string& line : DescribeInterruptions(run, beside.interruptions))
         lines.push_back({std::move(line), Output::Bad});
     for (std::string& line : DescribeNotes(run)) lines.push_back({std::move(line)});
@@ -94,7 +95,7 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
         latest.Update(run);
         const SliceRange range = options.range.RangeOf(run);
         summary.Update(run, range);
-        saturation.Update(run);
+        AddNews(run, saturation);
         interruptions.Update(run);
         screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
                             {saturation.Get(), interruptions.Get(), &latest}));
@@ -147,8 +148,8 @@ Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output)
 
 void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
     const SliceRange range = options.range.RangeOf(run);
-    const Beside beside{FindSaturation(runs, options.journal, range.underLoad),
-                        FindInterruptions(runs, options.journal, range.underLoad)};
+    const Beside beside{FindSaturation(run, runs, options.journal, range.underLoad),
+                        FindInterruptions(run, runs, options.journal, range.underLoad)};
     Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
 }
 

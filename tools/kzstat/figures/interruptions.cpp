@@ -55,12 +55,12 @@ std::vector<Interruption> InterruptionFinder::Get() const {
     return found;
 }
 
-std::vector<Interruption> FindInterruptions(const RunOpener& runs, const std::string& name,
+std::vector<Interruption> FindInterruptions(RunReader& run, const RunOpener& runs,
+                                            const std::string& name,
                                             const kzjournal::TimeRange& range) {
-    const std::unique_ptr<RunReader> run = runs.Open(name);
-    InterruptionFinder finder(run->Facts().sliceLength, std::max(range.from, 0.0));
-    for (const double end : run->SliceEnds(range)) finder.AddEnd(end);
-    ForEachCostOf(*run, runs, name, range,
+    InterruptionFinder finder(run.Facts().sliceLength, std::max(range.from, 0.0));
+    for (const double end : run.SliceEnds(range)) finder.AddEnd(end);
+    ForEachCostOf(run, runs, name, range,
                   [&](const std::string& generator, const kzjournal::SliceCost& slice) {
                       finder.AddCost(generator, slice);
                   });

@@ -46,8 +46,10 @@ private:
     std::vector<Interruption> m_found;
 };
 
-/// Those of the run with this name in the range, and of its sources. Throws `kzjournal::Error`.
-std::vector<Interruption> FindInterruptions(const RunOpener& runs, const std::string& name,
+/// Those of the run in the range, which `runs` knows by this name, and of its sources. Throws
+/// `kzjournal::Error`.
+std::vector<Interruption> FindInterruptions(RunReader& run, const RunOpener& runs,
+                                            const std::string& name,
                                             const kzjournal::TimeRange& range = {});
 
 /// The longest ones, in the order of time.

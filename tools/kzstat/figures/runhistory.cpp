@@ -141,7 +141,8 @@ void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name,
 void RunHistory::AddCost(const std::string& generator, const kzjournal::SliceCost& slice) {
     if (IsUnderLoad(slice.elapsed)) m_saturation.Add(generator, slice);
     m_interruptions.AddCost(generator, slice);
-    const std::optional<double> share = ProcessorShare(slice.cost, m_facts.sliceLength);
+    const std::optional<double> share =
+        kzconditions::ProcessorShare(slice.cost, m_facts.sliceLength);
     if (share && m_grid.Holds(slice.elapsed))
         m_processorShares.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, *share});
 }

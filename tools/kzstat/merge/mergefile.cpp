@@ -9,6 +9,7 @@
 #include "files/newfile.h"
 #include "kzjournalbulkwriter.h"
 #include "merge/mergenotes.h"
+#include "text/texts.h"
 
 namespace kzstatprogram {
 namespace {
@@ -65,8 +66,8 @@ bool Replaces(const std::string& path, const RunOpener& runs,
         const auto former = kept.find(input.run.id);
         if (former == kept.end()) continue;
         if (former->second > input.slices)
-            Refuse(path, "it holds " + std::to_string(former->second) + " slices of the run " +
-                             input.run.id + ", of which " + input.Text() + " has only " +
+            Refuse(path, "it holds " + SlicesText(former->second) + " of the run " + input.run.id +
+                             ", of which " + input.Text() + " has only " +
                              std::to_string(input.slices));
         kept.erase(former);
     }

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "conditions/earlystop.h"
 #include "conditions/verdict.h"
 #include "figures/figuresofstatistics.h"
 #include "figures/statistics.h"
@@ -294,16 +295,23 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
-/// What the run was to meet, judged by the figures.
-Json ConditionsJson(const RunHistory& history) {
-    Json all = Json::array();
-    if (history.Conditions().empty()) return all;
+/// By the figures; nothing where the run was to meet nothing.
+std::vector<kzconditions::Judgement> JudgeConditions(const RunHistory& history) {
+    if (history.Conditions().empty()) return {};
     std::vector<Statistics> statistics;
     for (const auto& [name, entry] : history.Names())
         statistics.push_back(StatisticsIn(name, entry, history));
     const FiguresOfStatistics figures("the run", statistics);
-    for (const kzconditions::Judgement& judgement :
-         kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures))
+    return kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures);
+}
+
+/// What the run was to meet. One that was stopped early has failed besides.
+Json ConditionsJson(const RunHistory& history) {
+    std::vector<kzconditions::Judgement> judgements = JudgeConditions(history);
+    if (auto stop = kzconditions::EarlyStopIn(history.Notes()))
+        judgements.push_back(std::move(*stop));
+    Json all = Json::array();
+    for (const kzconditions::Judgement& judgement : judgements)
         all.push_back({{"text", kzterminal::EscapedText(judgement.condition)},
                        {"outcome", kzconditions::TextOf(judgement.outcome)},
                        {"measured", kzterminal::EscapedText(judgement.text)}});
@@ -344,10 +352,10 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"processorShare", ShareSeries(history.ProcessorShares(), from)},
             {"saturatedFrom",
              history.GetSaturation() ? Number(history.GetSaturation()->from) : Json(nullptr)},
-            {"saturation",
-             history.GetSaturation()
-                 ? Json(kzterminal::EscapedText(DescribeSaturation(*history.GetSaturation())))
-                 : Json(nullptr)},
+            {"saturation", history.GetSaturation()
+                               ? Json(kzterminal::EscapedText(
+                                     kzconditions::DescribeSaturation(*history.GetSaturation())))
+                               : Json(nullptr)},
             {"ranks", Ranks()}};
 }
 

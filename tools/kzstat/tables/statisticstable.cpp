@@ -71,10 +71,13 @@ private:
         return Cell(row, value) + (lacksUnit ? std::string(" ") + row.unit : "");
     }
 
-    /// A deviation that rounding may have made up is shown as the bound that it stays below.
+    /// A deviation that rounding may have made up is shown as the bound that it stays below. Values
+    /// that are all the same have none.
     std::string DeviationCell(const Statistics& row) const {
         const CKZStatDeviation& deviation = *row.deviation;
-        if (deviation.value <= deviation.error && deviation.error > 0)
+        const bool isBelowRounding = deviation.value <= deviation.error;
+        if (isBelowRounding && row.minimum && row.minimum == row.maximum) return Cell(row, 0);
+        if (isBelowRounding && deviation.error > 0)
             return std::string("<").append(Cell(row, deviation.value + deviation.error));
         return Cell(row, deviation.value);
     }
