@@ -183,6 +183,18 @@ class Show(JournalTest):
                          tuple(login[key] for key in ("p50", "p95", "p99")))
         self.assertEqual("101.2", self.table("--to", "2")["login.time"]["p50"])
 
+    def test_times_without_figures(self):
+        journal = journals.Journal(self.run_path)
+        journal.slice()
+        journal.lose()
+        journal.lose()
+        journal.slice()
+        journal.measured(7)
+        journal.slice()
+        journal.end()
+        self.assertEqual(["no slices from 0:01 to 0:03", "the generator stood still from 0:05 to 0:11"],
+                         run("show", self.run_path).out.splitlines()[2:4])
+
     def test_no_columns_of_percentiles_without_distributions(self):
         self.make_run()
         self.assertNotIn("p50", self.table()["login.time"])

@@ -13,7 +13,7 @@ namespace kzconditions {
 /// the generator rather than of what was tested. A slice is saturated if in it
 ///
 /// - the process used 80 % of the processors that it may use, behind which work queues up, or
-/// - one of its threads used 95 % of a processor, or
+/// - one of its threads used 95 % of a processor, or waited for one for a fifth of the time, or
 /// - a timer of it, or something that the host had scheduled, began 50 ms late, or
 /// - packing the slice and the listeners of the one before took longer than a slice.
 ///

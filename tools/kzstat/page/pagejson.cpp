@@ -23,6 +23,8 @@ constexpr double kMaxExactInteger = 9007199254740992.0;
 /// A name more fits into each part.
 constexpr std::size_t kMaxPartBytes = std::size_t{128} << 10;
 
+constexpr std::size_t kMaxInterruptions = 1000;
+
 /// JSON knows neither NaN nor infinity; the absence of a value is told as null.
 Json Number(double value) {
     if (!std::isfinite(value)) return nullptr;
@@ -74,23 +76,49 @@ Json NotesJson(const std::vector<kzjournal::Note>& notes) {
     return all;
 }
 
+/// The bounds that the user gave for what is drawn, null where there is none.
+Json AskedJson(const kzjournal::TimeRange& drawn) {
+    return {{"from", drawn.from > 0 ? Number(drawn.from) : Json(nullptr)},
+            {"to", Number(drawn.to)}};
+}
+
+/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. A page
+/// draws no more of them than `kMaxInterruptions`.
+Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
+    Json all = Json::array();
+    for (const Interruption& each : interruptions) {
+        if (all.size() == kMaxInterruptions) break;
+        all.push_back({{"kind", each.kind == Interruption::Missing ? "missing" : "standstill"},
+                       {"from", Number(each.from)},
+                       {"to", Number(each.to)},
+                       {"generator", kzterminal::EscapedText(each.generator)}});
+    }
+    return all;
+}
+
+/// Infinities are texts.
+Json Figure(const std::optional<double>& value) {
+    if (value && std::isinf(*value)) return *value > 0 ? "Infinity" : "-Infinity";
+    return Number(value);
+}
+
 /// `distribution` is null where none is known.
 Json FiguresJson(const Statistics& s, const CKZStatDistribution* distribution) {
     const auto percentile = [&](double q) {
-        return distribution != nullptr ? Number(distribution->Quantile(q)) : Json(nullptr);
+        return distribution != nullptr ? Figure(distribution->Quantile(q)) : Json(nullptr);
     };
-    return {{"count", Number(s.count)},
-            {"rate", Number(s.rate)},
-            {"min", Number(s.minimum)},
-            {"mean", Number(s.average)},
+    return {{"count", Figure(s.count)},
+            {"rate", Figure(s.rate)},
+            {"min", Figure(s.minimum)},
+            {"mean", Figure(s.average)},
             {"p50", percentile(0.50)},
             {"p95", percentile(0.95)},
             {"p99", percentile(0.99)},
-            {"max", Number(s.maximum)},
-            {"stddev", s.deviation ? Number(s.deviation->value) : Json(nullptr)},
+            {"max", Figure(s.maximum)},
+            {"stddev", s.deviation ? Figure(s.deviation->value) : Json(nullptr)},
             {"stddevError", s.deviation ? Number(s.deviation->error) : Json(nullptr)},
-            {"sum", Number(s.sum)},
-            {"last", Number(s.current)}};
+            {"sum", Figure(s.sum)},
+            {"last", Figure(s.current)}};
 }
 
 template <class Field>
@@ -307,7 +335,9 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"hasEnded", history.HasEnded()},
             {"isAbandoned", history.IsAbandoned()},
             {"lostSlices", history.LostSlices()},
+            {"asked", AskedJson(history.Drawn())},
             {"notes", NotesJson(history.Notes())},
+            {"interruptions", InterruptionsJson(history.Interruptions())},
             {"conditions", ConditionsJson(history)},
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},

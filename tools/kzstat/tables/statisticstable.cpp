@@ -21,6 +21,7 @@ using kzterminal::Output;
 using kzterminal::Table;
 
 constexpr std::size_t kMaxNotes = 10;
+constexpr std::size_t kMaxInterruptions = 5;
 
 constexpr std::size_t kMinNameColumns = 16;
 constexpr std::size_t kMinShareOfNames = 5;  // a fifth
@@ -183,6 +184,20 @@ std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
     if (range.isOfLoad)
         lines.push_back(LoadText(range.load) + ", " + std::to_string(chosen) + " of " +
                         std::to_string(all) + " slices");
+    return lines;
+}
+
+std::vector<std::string> DescribeInterruptions(RunReader& run,
+                                               const std::vector<Interruption>& interruptions) {
+    const bool isMerged = !run.Sources().empty();
+    std::vector<std::string> lines;
+    for (const Interruption& each : interruptions)
+        if (!isMerged || each.kind != Interruption::Missing)
+            lines.push_back(InterruptionText(each));
+    if (lines.size() <= kMaxInterruptions) return lines;
+    const std::size_t more = lines.size() - kMaxInterruptions;
+    lines.resize(kMaxInterruptions);
+    lines.push_back("... and " + std::to_string(more) + " more times without figures");
     return lines;
 }
 

@@ -6,6 +6,8 @@ import {drawingsOf, prefixOf} from './drawings.js';
 import {compare} from './table.js';
 
 const NEAR_THE_SCREEN = '400px';
+// Cards of a run that is printed although all are folded.
+const MOST_PRINTED_FOLDED = 24;
 
 class Group {
   constructor(prefix) {
@@ -146,15 +148,20 @@ export class Charts {
     for (const card of this.near) card.resize();
   }
 
-  // Draws every card that is shown, wherever it is, until `drawNear` is called. Widths are asked for at once, since
-  // each question after a change lays the page out.
-  drawAll() {
+  // Draws every card that is shown and unfolded, wherever it is, until `drawNear` is called; those of a small run also
+  // where all are folded. Returns the names that are left out. Widths are asked for at once, since each question after
+  // a change lays the page out.
+  drawForPaper() {
     this.observer.disconnect();
     this.foldingBefore = this.folding();
-    this.unfold(true);
-    const shown = [...this.cards.values()].filter(({element}) => !element.hidden);
-    const widths = shown.map((card) => card.width());
-    shown.forEach((card, i) => card.draw(this.view, widths[i]));
+    const offered = [...this.cards.values()].filter(({element}) => !element.hidden);
+    const isUnfolded = ({element}) => element.closest('details').open;
+    if (offered.length <= MOST_PRINTED_FOLDED && !offered.some(isUnfolded)) this.unfold(true);
+    const printed = new Set(offered.filter(isUnfolded));
+    const widths = [...printed].map((card) => card.width());
+    [...printed].forEach((card, i) => card.draw(this.view, widths[i]));
+    const leftOut = [...this.cards.values()].filter((card) => !printed.has(card));
+    return leftOut.flatMap(({drawing}) => drawing.names);
   }
 
   drawNear() {

@@ -1,10 +1,12 @@
-// The cumulative distribution of a name over the run. Shares of values are spread so that each step
+// The cumulative distribution of a name over the run, or over the part that is looked at. Shares of values are spread so that each step
 // towards the slowest ones, from 90 to 99 and to 99.9 %, is as wide; values are on a logarithmic axis.
 
 import uPlot from 'uplot';
+import {approximated} from './figurecolumns.js';
 import {number, withUnit} from './format.js';
 import {atMost} from './run.js';
 import {logTicks} from './scale.js';
+import {boundsOfRanks, middle} from './spanfigures.js';
 import {axisLook, fromZero, LEFT_AXIS, ticksWith} from './timeplots.js';
 import {offerTooltip} from './tooltip.js';
 
@@ -18,9 +20,9 @@ const sameRank = (a, b) => Math.abs(a - b) < 1e-9;
 export class CumulativePlot {
   height = HEIGHT;
 
-  // It is that of the whole run whatever part is looked at.
+  // That of a part is known as well as the heat map tells it.
   constructor(isPart) {
-    this.title = `cumulative distribution${isPart ? ' of the whole run' : ''}, % of all values`;
+    this.title = isPart ? 'cumulative distribution of this part, ≈, % of its values' : 'cumulative distribution, % of all values';
   }
 
   draw(place, name, view) {
@@ -42,20 +44,23 @@ export class CumulativePlot {
     return true;
   }
 
-  show(name, {run}) {
+  show(name, view) {
     this.name = name;
-    this.ranks = run.ranks;
+    this.ranks = view.run.ranks;
+    this.figures = view.figuresOf(name);
+    this.bounds = view.zoom && boundsOfRanks(view.run, name, view.buckets);
+    this.values = view.zoom ? (this.bounds ?? []).map(middle) : name.cumulative;
     this.marks = MARKS.map((mark) => this.ranks.findIndex((rank) => sameRank(rank, mark / 100)));
   }
 
-  // Those that are left out at the end equal the last one.
+  // Those that are left out at the end equal the last one. Null if there are no values.
   valueAt(i) {
-    const values = this.name.cumulative;
-    return atMost(values[Math.min(i, values.length - 1)], this.name.figures.max);
+    const {values} = this;
+    return values.length === 0 ? null : atMost(values[Math.min(i, values.length - 1)], this.figures.max);
   }
 
   isLogarithmic() {
-    return this.name.cumulative[0] > 0;
+    return this.values[0] > 0;
   }
 
   data() {
@@ -64,10 +69,10 @@ export class CumulativePlot {
 
   showKey() {
     const figures = MARKS.map((mark, i) => [`p${mark}`, this.valueAt(this.marks[i])]);
-    this.key.replaceChildren(...[...figures, ['max', this.name.figures.max]].map(([label, value]) => {
+    this.key.replaceChildren(...[...figures, ['max', this.figures.max]].map(([label, value]) => {
       const figure = document.createElement('span');
       const text = document.createElement('b');
-      text.textContent = number(value);
+      text.textContent = approximated(number(value), label !== 'max' && this.bounds);
       figure.append(`${label} `, text);
       return figure;
     }));
@@ -108,7 +113,12 @@ export class CumulativePlot {
     const {unit} = this.name;
     return {
       title: `${Number((100 * this.ranks[i]).toPrecision(4))} % of the values`,
-      rows: [['at most', withUnit(this.valueAt(i), unit)], ['max', withUnit(this.name.figures.max, unit)], ['count', number(this.name.figures.count)]],
+      rows: [this.valueRow(i, unit), ['max', withUnit(this.figures.max, unit)], ['count', number(this.figures.count)]],
     };
+  }
+  valueRow(i, unit) {
+    if (!this.bounds) return ['at most', withUnit(this.valueAt(i), unit)];
+    const [low, high] = this.bounds[i];
+    return ['at most, between', `${number(low)} and ${withUnit(high, unit)}`];
   }
 }

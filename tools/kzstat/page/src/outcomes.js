@@ -53,3 +53,11 @@ export function mainOperation(operations) {
   const candidates = told.length > 0 ? told : operations;
   return candidates.reduce((most, each) => (most && byImportance(most, each) >= 0 ? most : each), null);
 }
+
+const MOST_COUNTERS = 3;
+
+// What a run that times nothing was about: the counters that counted most.
+export function mainCounters(names) {
+  const sumOf = ({figures}) => figures.sum ?? 0;
+  return names.filter(({figures}) => figures.sum > 0).sort((a, b) => sumOf(b) - sumOf(a)).slice(0, MOST_COUNTERS);
+}

@@ -50,6 +50,7 @@ class Row {
 
   show(row) {
     this.row = row;
+    this.cells[0].dataset.unit = row.unit ?? '';
     this.columns.forEach((column, i) => {
       const place = i === 0 && this.link ? this.link : this.cells[i];
       const text = column.text(row);

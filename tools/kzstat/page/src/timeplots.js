@@ -16,8 +16,12 @@ const CLOCK_LABEL = 70;
 
 const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
 
+// Those that are too long for an axis.
+const SHORT_UNITS = {bytes: 'B'};
+
 // The uppermost mark has the unit.
-export function ticksWith(unit) {
+export function ticksWith(fullUnit) {
+  const unit = SHORT_UNITS[fullUnit] ?? fullUnit;
   return (_, splits) => {
     const last = splits.findLastIndex((value) => value !== null);
     return splits.map((value, i) => (i === last && unit ? `${tick(value)} ${unit}` : tick(value)));

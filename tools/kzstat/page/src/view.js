@@ -5,7 +5,7 @@ import {bucketsOf, loadSeries, originOf, spanOf, times, wholeSpan} from './run.j
 import {figuresOver} from './spanfigures.js';
 
 const COLOURS = [
-  'accent', 'band', 'edge', 'faint', 'grid', 'load', 'p95', 'p99', 'maximum', 'heat', 'bad', 'panel', 'text', 'outside', 'flag',
+  'accent', 'band', 'edge', 'faint', 'grid', 'load', 'p95', 'p99', 'maximum', 'heat', 'bad', 'panel', 'text', 'outside', 'flag', 'gap',
   'ok', 'redirect', 'client-error', 'server-error', 'no-answer', 'other-1', 'other-2', 'other-3', 'other-4', 'other-5',
 ];
 
