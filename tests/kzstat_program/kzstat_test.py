@@ -1045,12 +1045,15 @@ class Note(JournalTest):
     def test_the_size_limit_of_files_is_told(self):
         self.make_run()
 
-        def limit_size():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (600, 600))
+        size = os.path.getsize(self.run_path)
+        for limit in (600, size // 2, size - 1, size):
+            def limit_size():
+                resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
-        self.assert_fails(run("note", self.run_path, "--at", "1", "x", preexec_fn=limit_size),
-                          f"cannot write {self.run_path}: the disk does not work, or the size"
-                          " limit of files is reached; check both (ulimit -f)")
+            self.assert_fails(run("note", self.run_path, "--at", "1", "x" * 60000,
+                                  preexec_fn=limit_size),
+                              f"cannot write {self.run_path}: ")
+            self.assertEqual(["run.kzj"], os.listdir(self.folder))
         self.assertEqual([], self.shown())
 
     def test_blank_texts_are_refused(self):
@@ -1079,6 +1082,20 @@ class Note(JournalTest):
         self.assertEqual(0, self.note("--at", "2", "of both").status)
         self.assertEqual(["2023-11-14 22:13:21 UTC  of one", "2023-11-14 22:13:22 UTC  of both"],
                          self.shown())
+        self.assertEqual(0, run("check", self.run_path).status)
+
+    def test_a_run_that_is_merged_again_keeps_what_users_added_to_it(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 20)
+        self.assertEqual(0, run("merge", one, two, "-o", self.run_path).status)
+        run("note", one, "--at", "1", "of one")
+        self.note("--at", "2", "of both")
+        run("verdict", self.run_path, "--store", "--require", "login.time count > 0")
+        self.assertEqual(0, run("merge", one, two, "-o", self.run_path).status)
+        self.assertEqual(["of one", "of both", "gap: no run has slices 11 to 20 (10 s)",
+                          "restart: load"],
+                         [line.split("  ")[1].split(" on ")[0] for line in self.shown()])
+        self.assertIn("login.time count > 0", run("verdict", self.run_path).out)
         self.assertEqual(0, run("check", self.run_path).status)
 
 

@@ -82,17 +82,15 @@ Json AskedJson(const kzjournal::TimeRange& drawn) {
             {"to", Number(drawn.to)}};
 }
 
-/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. A page
-/// draws no more of them than `kMaxInterruptions`.
+/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. Of very
+/// many a page draws the longest ones.
 Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
     Json all = Json::array();
-    for (const Interruption& each : interruptions) {
-        if (all.size() == kMaxInterruptions) break;
+    for (const Interruption& each : LongestOf(interruptions, kMaxInterruptions))
         all.push_back({{"kind", each.kind == Interruption::Missing ? "missing" : "standstill"},
                        {"from", Number(each.from)},
                        {"to", Number(each.to)},
                        {"generator", kzterminal::EscapedText(each.generator)}});
-    }
     return all;
 }
 
