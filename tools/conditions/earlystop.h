@@ -18,7 +18,7 @@ namespace kzconditions {
 std::string EarlyStopNote(const Judgement& judgement);
 
 /// The judgement of a run that a note with this text is about: that it was not stopped early is
-/// what failed. Nothing for any other text.
+/// what failed. Nothing for any other text, such as one without a reason.
 std::optional<Judgement> EarlyStopOf(const std::string& note);
 
 /// The judgement of a run with these notes, by the first such note; nothing without one.
