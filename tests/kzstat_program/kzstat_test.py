@@ -1411,6 +1411,25 @@ class Files(JournalTest):
                           f"cannot write {other}: it is a journal")
         self.assertEqual(0, run("check", other).status)
 
+    def test_a_page_of_several_runs_goes_over_none_of_them(self):
+        self.make_run()
+        other = self.make_run("other.kzj")
+        self.assert_fails(run("report", self.run_path, other, "-o", other),
+                          f"cannot write {other}: it belongs to the journal")
+        self.assertEqual(0, run("check", other).status)
+
+    def test_a_page_of_runs_of_which_one_cannot_be_read(self):
+        self.make_run()
+        page = self.path("page.html")
+        with open(self.path("text"), "w") as file:
+            file.write("no journal")
+        for unreadable in ("text", "missing.kzj"):
+            self.assert_fails(run("report", self.run_path, self.path(unreadable), "-o", page),
+                              self.path(unreadable))
+        self.assert_fails(run("report", self.run_path, self.run_path, "-o", page),
+                          f"{self.run_path}: this run is there twice")
+        self.assertFalse(os.path.exists(page))
+
     def test_standard_output_does_not_go_over_the_run(self):
         self.make_run()
         before = self.content(self.run_path)

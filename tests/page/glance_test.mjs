@@ -281,8 +281,8 @@ async function reportOfSlices(test, reported) {
 }
 
 test('a run that only counts shows how much and how fast', async (t) => {
-  const page = await reportOfSlices(t, {'clients': ['LoadSize', 3], 'mails.sent': ['Counter', 7], 'mails.lost': ['Counter', 1]});
-  assert.deepEqual([await tile(page, 'mails.sent'), await tile(page, 'mails.sent/s'), await tile(page, 'mails.lost/s'), await tile(page, 'peak load')], ['140', '7', '1', '3']);
+  const page = await reportOfSlices(t, {'clients': ['LoadSize', 3], 'bytes.sent': ['Counter', 900], 'mails.sent': ['Counter', 7], 'mails.lost': ['Counter', 1]});
+  assert.deepEqual([await tile(page, 'mails.sent'), await tile(page, 'mails.sent/s'), await tile(page, 'mails.lost/s'), await tile(page, 'bytes.sent/s'), await tile(page, 'peak load')], ['140', '7', '1', '900 bytes', '3']);
   assert.equal(await page.getByRole('img', {name: 'Overview, mails.sent/s and load'}).count(), 1);
   assert.equal(await page.getByRole('img', {name: 'Overview, mails.lost/s'}).count(), 1);
 });
@@ -292,7 +292,7 @@ test('a run in which all failed shows the times of the failures', async (t) => {
   assert.equal(await tile(page, 'errors'), '100 %');
   assert.match(await tile(page, 'p50 of failures'), /^\d+(\.\d+)? ms$/);
   assert.equal(await page.getByRole('img', {name: 'Overview, p95 of failures and p50 of failures'}).count(), 1);
-  assert.deepEqual((await rowsOf(page, 'operations-table'))[0][0], 'request.time (never succeeded: times of failures)');
+  assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'request.time (all failed)');
 });
 
 // How opaque the first lane of the overview is at a part of its width, where nothing but shades and lines are drawn.
@@ -373,6 +373,18 @@ test('times without figures are hatched, and told in words', async (t) => {
   assert.deepEqual([await page.locator('.tooltip dt').allTextContents(), await page.locator('.tooltip dd').allTextContents()], [['no slices'], ['0:05 – 0:10']]);
   await hover(page, 15);
   assert.equal(await page.locator('.tooltip dt', {hasText: 'the generator stood still'}).count(), 1);
+});
+
+test('of many times without figures the longest are told in words, and all notes among few', async (t) => {
+  const gaps = [...Array(12).keys()].map((i) => ({kind: 'missing', from: i, to: i + (i % 3 === 0 ? 0.5 : 0.25), generator: ''}));
+  const path = reportOf(await workingRun(t));
+  writeFileSync(path, readFileSync(path, 'utf8').replace('"interruptions":[]', `"interruptions":${JSON.stringify(gaps)}`)
+    .replace('"notes":[]', `"notes":[{"time":${START + 15},"text":"deployed"}]`));
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${path}`);
+  await page.waitForSelector('#lanes canvas');
+  const texts = await page.locator('#remarks li').allTextContents();
+  assert.deepEqual([texts.length, texts.filter((text) => / to \d+:\d+\.5$/.test(text)).length, ...texts.slice(-2)], [7, 4, '0:15 deployed', 'and 7 more, which the charts mark']);
 });
 
 test('a run without interruptions has no remarks', async (t) => {

@@ -446,6 +446,46 @@ TEST_F(Commands, ReportHasAnEarlyStopAmongTheConditionsOfTheRun) {
                                             "\"measured\":\"errors share > 5%, it is 6 %\"")));
 }
 
+TEST_F(Commands, ReportComparesSeveralRuns) {
+    for (const char* const name : {"a", "b", "c"}) Make(name, {{10, 30}, {20}}).facts.id = name;
+    const Result reported = Run({"report", "a", "b", "c", "-o", "-", "--least", "5"});
+    EXPECT_EQ("a: 2 slices\nb: 2 slices\nc: 2 slices\n", reported.error);
+    EXPECT_THAT(reported.lines, testing::Contains(HasSubstr("\"least_difference\":0.05")));
+    EXPECT_THAT(Run({"report", "a", "b", "--", "c", "-o", "-"}).lines,
+                testing::Contains(HasSubstr("\"samples_are\":\"runs\"")));
+}
+
+TEST_F(Commands, ReportDrawsFromTheBeginOfTheLoadToItsEnd) {
+    for (const char* const name : {"a", "b"}) {
+        MemoryRun& run = Make(name, {{10}, {10}, {10}, {10}});
+        run.facts.id = name;
+        run.SetLoad({0.5, 2.75});
+    }
+    const auto page = [this](std::vector<std::string> options) {
+        options.insert(options.begin(), {"report", "a", "b", "-o", "-"});
+        return Run(std::move(options)).lines;
+    };
+    EXPECT_THAT(page({}), testing::Contains(HasSubstr("\"begin\":0.5,\"end\":2.75")));
+    EXPECT_THAT(page({"--all"}), testing::Contains(HasSubstr("\"begin\":0.0,\"end\":null")));
+    EXPECT_THAT(page({"--from=1"}), testing::Contains(HasSubstr("\"begin\":1.0,\"end\":2.75")));
+}
+
+TEST_F(Commands, ReportRefusesWhatItCannotCompare) {
+    for (const char* const name : {"a", "b"}) Make(name, {{10, 30}, {20}}).facts.id = name;
+    Make("copy", {{10, 30}, {20}}).facts.id = "a";
+    const auto errorOf = [this](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "report");
+        arguments.insert(arguments.end(), {"-o", "-"});
+        return Run(std::move(arguments)).error;
+    };
+    EXPECT_EQ("copy: this run is there twice", errorOf({"a", "b", "copy"}));
+    EXPECT_EQ("a: this run is there twice", errorOf({"a", "--", "a"}));
+    EXPECT_THAT(errorOf({"a", "--"}), StartsWith("name a run, or runs to compare"));
+    EXPECT_THAT(errorOf({"a", "--", "b", "--", "b"}), StartsWith("name a run, or runs"));
+    EXPECT_EQ("--least: one run is not compared", errorOf({"a", "--least", "5"}));
+    EXPECT_EQ("--percentiles: one run is not compared", errorOf({"a", "--percentiles", "9"}));
+}
+
 TEST_F(Commands, FailWhereThereIsNoSuchRun) {
     for (const char* const command : {"show", "check"})
         EXPECT_EQ("there is no run lost", Run({command, "lost"}).error);

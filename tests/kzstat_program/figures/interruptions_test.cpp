@@ -47,6 +47,35 @@ TEST_F(Interruptions, AreSlicesThatAreMissing) {
               TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run", {2, 8})));
 }
 
+TEST_F(Interruptions, OfLessThanHalfASliceAreNone) {
+    InterruptionFinder finder(1);
+    for (const double end : {1.5, 3.0, 4.51, 5.5}) finder.AddEnd(end);
+    EXPECT_EQ(Texts{"no slices from 0:03 to 0:03.5"}, TextsOf(finder.Get()));
+}
+
+TEST_F(Interruptions, OfLessThanASecondMayBeABusyMachine) {
+    InterruptionFinder finder(0.1);
+    finder.AddCost("", {1, 0.1, Measured(1.09)});
+    EXPECT_TRUE(finder.Get().empty());
+    finder.AddCost("", {2, 0.2, Measured(1.11)});
+    EXPECT_EQ(1U, finder.Get().size());
+}
+
+TEST_F(Interruptions, AreNotLookedForInWhatIsUnknown) {
+    InterruptionFinder finder(1);
+    finder.AddCost("", {1, 1, CKZStatSliceCost()});
+    EXPECT_TRUE(finder.Get().empty());
+}
+
+TEST_F(Interruptions, OfManyTheLongestAreInTheOrderOfTime) {
+    std::vector<Interruption> all;
+    for (const double seconds : {1.0, 7.0, 2.0, 5.0})
+        all.push_back({Interruption::Missing, 10 * seconds, 11 * seconds});
+    EXPECT_EQ((Texts{"no slices from 0:50 to 0:55", "no slices from 1:10 to 1:17"}),
+              TextsOf(LongestOf(all, 2)));
+    EXPECT_EQ(4U, LongestOf(all, 4).size());
+}
+
 TEST_F(Interruptions, AreSlicesWhoseEndsTheProcessDidNotSee) {
     MemoryRun& run = runs.Make("run");
     Add(run, 1, 1.99);

@@ -16,6 +16,10 @@ constexpr double kMissingSlices = 0.5;
 /// A busy machine wakes a process late by less.
 constexpr double kLeastStandstill = 1;  // seconds
 
+bool IsEarlier(const Interruption& a, const Interruption& b) {
+    return a.from < b.from;
+}
+
 }  // namespace
 
 void InterruptionFinder::AddEnd(double elapsed) {
@@ -47,8 +51,7 @@ void InterruptionFinder::Update(RunReader& run) {
 
 std::vector<Interruption> InterruptionFinder::Get() const {
     std::vector<Interruption> found = m_found;
-    std::stable_sort(found.begin(), found.end(),
-                     [](const Interruption& a, const Interruption& b) { return a.from < b.from; });
+    std::stable_sort(found.begin(), found.end(), IsEarlier);
     return found;
 }
 
@@ -62,6 +65,17 @@ std::vector<Interruption> FindInterruptions(RunReader& run, const RunOpener& run
                       finder.AddCost(generator, slice);
                   });
     return finder.Get();
+}
+
+std::vector<Interruption> LongestOf(std::vector<Interruption> interruptions, std::size_t most) {
+    if (interruptions.size() <= most) return interruptions;
+    std::stable_sort(
+        interruptions.begin(), interruptions.end(),
+        [](const Interruption& a, const Interruption& b) { return a.to - a.from > b.to - b.from; });
+    interruptions.erase(interruptions.begin() + static_cast<std::ptrdiff_t>(most),
+                        interruptions.end());
+    std::stable_sort(interruptions.begin(), interruptions.end(), IsEarlier);
+    return interruptions;
 }
 
 std::string InterruptionText(const Interruption& interruption) {

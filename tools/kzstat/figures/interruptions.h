@@ -1,7 +1,7 @@
 #ifndef KZSTATPROGRAM_INTERRUPTIONS_H
 #define KZSTATPROGRAM_INTERRUPTIONS_H
 
-#include <optional>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -51,6 +51,9 @@ private:
 std::vector<Interruption> FindInterruptions(RunReader& run, const RunOpener& runs,
                                             const std::string& name,
                                             const kzjournal::TimeRange& range = {});
+
+/// The longest ones, in the order of time.
+std::vector<Interruption> LongestOf(std::vector<Interruption> interruptions, std::size_t most);
 
 /// "no slices from 0:12 to 0:42", or "the generator stood still from 0:12 to 0:42".
 std::string InterruptionText(const Interruption& interruption);

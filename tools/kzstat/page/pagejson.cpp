@@ -82,17 +82,15 @@ Json AskedJson(const kzjournal::TimeRange& drawn) {
             {"to", Number(drawn.to)}};
 }
 
-/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. A page
-/// draws no more of them than `kMaxInterruptions`.
+/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. Of very
+/// many a page draws the longest ones.
 Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
     Json all = Json::array();
-    for (const Interruption& each : interruptions) {
-        if (all.size() == kMaxInterruptions) break;
+    for (const Interruption& each : LongestOf(interruptions, kMaxInterruptions))
         all.push_back({{"kind", each.kind == Interruption::Missing ? "missing" : "standstill"},
                        {"from", Number(each.from)},
                        {"to", Number(each.to)},
                        {"generator", kzterminal::EscapedText(each.generator)}});
-    }
     return all;
 }
 
@@ -261,11 +259,15 @@ Statistics StatisticsIn(const std::string& name, const RunHistory::Entry& entry,
     return StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
 }
 
+/// Null if it is not known.
+const CKZStatDistribution* DistributionOf(const Statistics& statistics) {
+    return statistics.distribution ? &*statistics.distribution : nullptr;
+}
+
 Json NameJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history,
               const PageState& page) {
     const Statistics statistics = StatisticsIn(name, entry, history);
-    const CKZStatDistribution* const distribution =
-        statistics.distribution ? &*statistics.distribution : nullptr;
+    const CKZStatDistribution* const distribution = DistributionOf(statistics);
     const std::size_t from = page.firstBucketMissing;
     Json json = {{"name", kzterminal::EscapedText(statistics.name)},
                  {"type", Types::GetStringFromEnumType(entry.latest.type)},
@@ -281,6 +283,33 @@ Json NameJson(const std::string& name, const RunHistory::Entry& entry, const Run
         json["cumulative"] = CumulativeJson(distribution);
     }
     return json;
+}
+
+Json MeanSeries(const Course& course) {
+    Json series = Json::array();
+    for (const Bucket& bucket : course.Buckets())
+        series.push_back(bucket.count > 0 ? RoundedNumber(bucket.sum / bucket.count)
+                                          : Json(nullptr));
+    return series;
+}
+
+/// Only samples have a distribution to compare.
+Json CurveJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history) {
+    const Types::PointType type = entry.latest.type;
+    const Statistics statistics = StatisticsIn(name, entry, history);
+    Json course = Json::object();
+    if (IsSampled(type) && !entry.distributions.IsEmpty())
+        course["p95"] = PercentileSeries(entry, 0, &BucketPercentiles::p95);
+    else if (IsSampled(type))
+        course["mean"] = MeanSeries(entry.course);
+    if (IsLevel(type))
+        course["flow"] = LevelSeries(entry.course, 0);
+    else if (!std::isnan(FlowOf(type, {})))
+        course["flow"] = Series(entry.course, 0, &Bucket::flow);
+    return {{"name", kzterminal::EscapedText(statistics.name)},
+            {"max", Number(statistics.maximum)},
+            {"course", course},
+            {"cumulative", IsSampled(type) ? CumulativeJson(DistributionOf(statistics)) : Json()}};
 }
 
 /// How many slices each bucket holds. A name that comes late is missing in the first ones.
@@ -399,8 +428,31 @@ PagePart NextPagePart(const RunHistory& history, const PageState& page,
     return part;
 }
 
+std::string CurvesJson(const RunHistory& history) {
+    Json json = PageWithoutNames(history, {});
+    Json& names = json["names"] = Json::array();
+    for (const auto& [name, entry] : history.Names())
+        names.push_back(CurveJson(name, entry, history));
+    return json.dump();
+}
+
+Json NamesJson(const std::vector<Statistics>& names) {
+    Json json = Json::array();
+    for (const Statistics& each : names)
+        json.push_back({{"name", kzterminal::EscapedText(each.name)},
+                        {"type", Types::GetStringFromEnumType(each.type)},
+                        {"unit", each.unit},
+                        {"isLevel", IsLevel(each.type)},
+                        {"figures", FiguresJson(each, DistributionOf(each))}});
+    return json;
+}
+
+std::string PageWith(const BuiltPage& page, const std::string& json) {
+    return std::string(page.head) + InsideScript(json) + std::string(page.tail);
+}
+
 std::string PageWith(const std::string& json) {
-    return std::string(kPageHead) + InsideScript(json) + std::string(kPageTail);
+    return PageWith(kRunPage, json);
 }
 
 std::string PageWithoutData() {

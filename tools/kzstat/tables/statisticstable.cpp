@@ -190,14 +190,15 @@ std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
 std::vector<std::string> DescribeInterruptions(RunReader& run,
                                                const std::vector<Interruption>& interruptions) {
     const bool isMerged = !run.Sources().empty();
-    std::vector<std::string> lines;
+    std::vector<Interruption> told;
     for (const Interruption& each : interruptions)
-        if (!isMerged || each.kind != Interruption::Missing)
-            lines.push_back(InterruptionText(each));
-    if (lines.size() <= kMaxInterruptions) return lines;
-    const std::size_t more = lines.size() - kMaxInterruptions;
-    lines.resize(kMaxInterruptions);
-    lines.push_back("... and " + std::to_string(more) + " more times without figures");
+        if (!isMerged || each.kind != Interruption::Missing) told.push_back(each);
+    std::vector<std::string> lines;
+    for (const Interruption& each : LongestOf(told, kMaxInterruptions))
+        lines.push_back(InterruptionText(each));
+    if (told.size() > lines.size())
+        lines.push_back("... and " + std::to_string(told.size() - lines.size()) +
+                        " shorter times without figures");
     return lines;
 }
 

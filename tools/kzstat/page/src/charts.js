@@ -2,7 +2,7 @@
 // hundreds of canvases would take more memory than a browser has.
 
 import {Card} from './card.js';
-import {drawingsOf, prefixOf} from './drawings.js';
+import {prefixOf} from './drawings.js';
 import {compare} from './table.js';
 
 const NEAR_THE_SCREEN = '400px';
@@ -33,8 +33,11 @@ class Group {
 }
 
 export class Charts {
-  constructor(container) {
+  // `drawingsOf(names)` tells what a card each is of; `plotsOf(drawing, view)` makes the plots of one.
+  constructor(container, drawingsOf, plotsOf) {
     this.container = container;
+    this.drawingsOf = drawingsOf;
+    this.plotsOf = plotsOf;
     this.groups = new Map();
     this.cards = new Map();
     this.cardOf = new Map();
@@ -48,7 +51,7 @@ export class Charts {
   show(view) {
     const isFirst = this.cards.size === 0;
     this.view = view;
-    const drawings = drawingsOf(view.run.names).sort((a, b) => compare(a.key, b.key));
+    const drawings = this.drawingsOf(view.run.names).sort((a, b) => compare(a.key, b.key));
     const keys = new Set(drawings.map(({key}) => key));
     for (const key of [...this.cards.keys()]) if (!keys.has(key)) this.remove(key);
     this.cardOf.clear();
@@ -74,7 +77,7 @@ export class Charts {
 
   // Behind those that are there, so that these stay where they are.
   add(drawing) {
-    const card = new Card(drawing, `card-${++this.ids}`);
+    const card = new Card(drawing, `card-${++this.ids}`, this.plotsOf);
     this.cards.set(drawing.key, card);
     this.groupOf(drawing.names[0].name).cards.append(card.element);
     this.observer.observe(card.element);

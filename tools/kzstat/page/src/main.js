@@ -1,10 +1,12 @@
 import {replaceAddress, spanInAddress, tellAddress} from './address.js';
 import {ALL_NAMES, tabled} from './allnames.js';
 import {Charts} from './charts.js';
+import {drawingsOf} from './drawings.js';
 import {save} from './exports.js';
 import {FirstScreen} from './firstscreen.js';
 import {follow} from './live.js';
 import {keepingPlace} from './place.js';
+import {plotsOf} from './plots.js';
 import {jsonOf, updated, withInfinities} from './run.js';
 import {SpanForm} from './spanform.js';
 import {showState, stateOf} from './summary.js';
@@ -13,7 +15,7 @@ import {offerPrinting, offerThemes} from './theme.js';
 import {viewOf} from './view.js';
 
 const byId = (id) => document.getElementById(id);
-const charts = new Charts(byId('charts'));
+const charts = new Charts(byId('charts'), drawingsOf, plotsOf);
 const firstScreen = new FirstScreen((name) => charts.reveal(name));
 const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arrange, onChosen: ({name}) => charts.reveal(name)});
 const spanForm = new SpanForm(byId('span'), {whole: byId('whole'), fault: byId('span-fault')}, setZoom);

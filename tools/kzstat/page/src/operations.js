@@ -55,7 +55,7 @@ export function withUnits(rows) {
 }
 
 export const OPERATIONS = [
-  textColumn('name', {text: ({name, areOfFailures}) => (areOfFailures ? `${name} (never succeeded: times of failures)` : name)}),
+  textColumn('name', {text: ({name, areOfFailures}) => (areOfFailures ? `${name} (all failed)` : name)}),
   {key: 'count', title: 'count', value: ({count}) => count, text: ({count}) => number(count)},
   {key: 'rate', title: 'rate/s', isMinor: true, value: ({rate}) => rate, text: ({rate}) => number(rate)},
   {key: 'errors', title: 'errors', isMinor: true, kind: 'failures', value: ({errors}) => errors, text: ({errors}) => number(errors)},

@@ -2,7 +2,7 @@
 
 import {elapsed, timeOfRun} from './format.js';
 
-const MOST_SHOWN = 5;
+const MOST_SHOWN = 5;  // of each kind
 
 const tenths = (seconds) => Math.round(seconds * 10) / 10;
 
@@ -32,23 +32,27 @@ function item(text, kind) {
   return element;
 }
 
-// Those of what is looked at, in the order of time. Missing slices of a merged run are noted in it.
+const longest = (interruptions) => [...interruptions].sort((a, b) => b.to - b.from - (a.to - a.from)).slice(0, MOST_SHOWN);
+
+// Those of what is looked at, in the order of time, and how many more there are. Missing slices of a merged run are noted in it.
 function remarksOf(view) {
   const {run} = view;
   const isTold = ({kind}) => kind !== 'missing' || run.sources.length === 0;
   const moment = ({time}) => time - run.run.startTime;
-  return [
-    ...run.interruptions.filter((each) => isTold(each) && isSeen(view, each.from, each.to)).map((each) => ({at: each.from, kind: 'gap', text: interruptionText(view, each)})),
-    ...run.notes.filter((note) => isSeen(view, moment(note), moment(note))).map((note) => ({at: moment(note), kind: 'note', text: noteText(view, note)})),
+  const interruptions = run.interruptions.filter((each) => isTold(each) && isSeen(view, each.from, each.to));
+  const notes = run.notes.filter((note) => isSeen(view, moment(note), moment(note)));
+  const remarks = [
+    ...longest(interruptions).map((each) => ({at: each.from, kind: 'gap', text: interruptionText(view, each)})),
+    ...notes.slice(0, MOST_SHOWN).map((note) => ({at: moment(note), kind: 'note', text: noteText(view, note)})),
   ].sort((a, b) => a.at - b.at);
+  return {remarks, more: interruptions.length + notes.length - remarks.length};
 }
 
 export function showRemarks(list, view) {
-  const remarks = remarksOf(view);
-  const more = remarks.length - MOST_SHOWN;
+  const {remarks, more} = remarksOf(view);
   list.hidden = remarks.length === 0;
   list.replaceChildren(
-    ...remarks.slice(0, MOST_SHOWN).map(({text, kind}) => item(text, kind)),
+    ...remarks.map(({text, kind}) => item(text, kind)),
     ...(more > 0 ? [item(`and ${more} more, which the charts mark`, 'more')] : []),
   );
 }

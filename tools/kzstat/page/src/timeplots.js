@@ -148,11 +148,11 @@ class LinePlot extends TimePlot {
   }
 }
 
-// Values between gaps, which no line shows.
+// Values between gaps, which no line shows. What is undefined is the time of another line.
 function loneValues(chart, series) {
-  const values = chart.data[series];
-  const isNothing = (i) => values[i] === null || values[i] === undefined;
-  return values.map((_, i) => i).filter((i) => !isNothing(i) && isNothing(i - 1) && isNothing(i + 1));
+  const own = chart.data[series].map((value, i) => [value, i]).filter(([value]) => value !== undefined);
+  const isNothing = (i) => (own[i]?.[0] ?? null) === null;
+  return own.filter((_, i) => !isNothing(i) && isNothing(i - 1) && isNothing(i + 1)).map(([, i]) => i);
 }
 
 // Every value is a point where there is room for them.

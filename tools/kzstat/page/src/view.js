@@ -9,15 +9,16 @@ const COLOURS = [
   'ok', 'redirect', 'client-error', 'server-error', 'no-answer', 'other-1', 'other-2', 'other-3', 'other-4', 'other-5',
 ];
 
-function coloursNow() {
+// Those of the theme, by their names.
+export function coloursNow(names) {
   const style = getComputedStyle(document.documentElement);
-  return Object.fromEntries(COLOURS.map((name) => [name, style.getPropertyValue(`--${name}`).trim()]));
+  return Object.fromEntries(names.map((name) => [name, style.getPropertyValue(`--${name}`).trim()]));
 }
 
 // `zoom` is a span of seconds of the run, or null for the whole run. `onZoom` gets another one.
 export function viewOf(run, axis, zoom, onZoom) {
   const buckets = bucketsOf(run, zoom);
-  const colours = coloursNow();
+  const colours = coloursNow(COLOURS);
   const origin = originOf(run, axis);
   return {
     run,
