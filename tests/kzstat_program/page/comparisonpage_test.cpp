@@ -95,7 +95,7 @@ TEST_F(ComparisonPage, TakesSeveralRunsOfASideForSamples) {
 
 TEST_F(ComparisonPage, DrawsWhatEachRunHas) {
     const json page = Told({{Read("a", 10)}, {Read("b", 10, "", false)}});
-    const auto courseIn = [&](int side, const char* name) {
+    const auto courseIn = [&](std::size_t side, const char* name) {
         return Find(page["sides"][side]["runs"][0]["curves"]["names"], name)["course"];
     };
     EXPECT_THAT(KeysOf(courseIn(0, "login")), UnorderedElementsAre("p95", "flow"));
