@@ -118,23 +118,25 @@ const CKZStatBucketTable::Count* CKZStatBucketTable::SearchRow(Bucket bucket) co
 }
 
 CKZStatBucketTable::Count* CKZStatBucketTable::FindOrCreateRow(Bucket bucket) {
+    Hint& hint = const_cast<Hint&>(std::as_const(*this).HintOf(bucket));
     const Bucket front = kzstatbucket::FrontOf(bucket) / kRow;
-    Hint& hint = m_hints[front % kHints];
-    if (hint.power == front) return m_counts.data() + std::size_t{hint.row} * kRow;
-
-    auto found = Search(bucket);
-    if (found == m_powers.end() || found->number != bucket / kRow) {
-        const std::size_t rows = m_powers.size() + 1;
-        // As few more as may be without copying a large table for each.
-        constexpr std::size_t kShare = 64;
-        m_counts.reserve(kRow * std::min(rows + rows / kShare, kAllPowers));
-        m_counts.resize(kRow * rows);
-        found = m_powers.insert(found, {static_cast<std::uint16_t>(bucket / kRow),
-                                        static_cast<std::uint16_t>(rows - 1)});
+    if (hint.power != front) {
+        const auto found = Search(bucket);
+        const bool isKnown = found != m_powers.end() && found->number == bucket / kRow;
+        hint = {static_cast<std::uint16_t>(front), isKnown ? found->row : CreateRow(bucket)};
     }
-    // Denormal numbers have the bucket of zero, but not its front.
-    if (bucket != kzstatbucket::kZero) hint = {static_cast<std::uint16_t>(front), found->row};
-    return m_counts.data() + std::size_t{found->row} * kRow;
+    return m_counts.data() + std::size_t{hint.row} * kRow;
+}
+
+std::uint16_t CKZStatBucketTable::CreateRow(Bucket bucket) {
+    const std::size_t rows = m_powers.size() + 1;
+    // As few more as may be without copying a large table for each.
+    constexpr std::size_t kShare = 64;
+    m_counts.reserve(kRow * std::min(rows + rows / kShare, kAllPowers));
+    m_counts.resize(kRow * rows);
+    const auto row = static_cast<std::uint16_t>(rows - 1);
+    m_powers.insert(Search(bucket), {static_cast<std::uint16_t>(bucket / kRow), row});
+    return row;
 }
 
 CKZStatBucketTable& CKZStatBucketTable::FindOrCreateCarries() {

@@ -32,19 +32,20 @@ public:
 
     /// Returns false and counts nothing if that takes more than a moment. REQUIRES: not NaN.
     bool TryIncrement(double value) {
-        const std::uint32_t front = kzstatbucket::FrontOf(value);
+        const Bucket front = kzstatbucket::FrontOf(value);
         const Hint& hint = m_hints[front / kRow % kHints];
-        if (hint.power != front / kRow) return false;
-        Count& count = m_counts[std::size_t{hint.row} * kRow + front % kRow];
-        if (++count != 0) return true;
-        --count;
-        return false;
+        if (hint.power == front / kRow) return TryIncrement(hint, front % kRow);
+        return m_hintOfZero.power != kNone && kzstatbucket::Of(value) == kzstatbucket::kZero &&
+               TryIncrement(m_hintOfZero, 0);
     }
     /// If memory runs out, throws and counts nothing.
     void Increment(Bucket bucket);
 
     /// Until the next change of a bucket, `TryIncrement` returns false.
-    void ForgetHints() { m_hints.fill({}); }
+    void ForgetHints() {
+        m_hints.fill({});
+        m_hintOfZero = {};
+    }
 
     /// Adds all counts. If memory runs out, throws and adds nothing. REQUIRES: the counts of both
     /// add up to less than 2^64.
@@ -115,22 +116,34 @@ private:
         std::uint16_t row;
     };
 
+    bool TryIncrement(const Hint& hint, unsigned at) {
+        Count& count = m_counts[std::size_t{hint.row} * kRow + at];
+        if (++count != 0) return true;
+        --count;
+        return false;
+    }
+
     static Bucket FirstBucketOf(const Power& power) { return power.number * kRow; }
     static unsigned PlaceOf(Bucket bucket) { return kzstatbucket::FrontOf(bucket) % kRow; }
 
     // Of the power of two of a bucket. Null if there is none.
 
     const Count* FindRow(Bucket bucket) const {
-        const Hint& hint = m_hints[kzstatbucket::FrontOf(bucket) / kRow % kHints];
+        const Hint& hint = HintOf(bucket);
         return hint.power == kzstatbucket::FrontOf(bucket) / kRow ? RowAt(hint.row)
                                                                   : SearchRow(bucket);
     }
     Count* FindRow(Bucket bucket) {
         return const_cast<Count*>(std::as_const(*this).FindRow(bucket));
     }
+    const Hint& HintOf(Bucket bucket) const {
+        if (bucket == kzstatbucket::kZero) return m_hintOfZero;
+        return m_hints[kzstatbucket::FrontOf(bucket) / kRow % kHints];
+    }
     const Count* SearchRow(Bucket bucket) const;
     const Count* RowAt(std::size_t row) const { return m_counts.data() + row * kRow; }
     Count* FindOrCreateRow(Bucket bucket);
+    std::uint16_t CreateRow(Bucket bucket);
 
     bool HasCarries(Bucket bucket) const {
         return m_carries != nullptr && m_carries->FindRow(bucket) != nullptr;
@@ -154,6 +167,9 @@ private:
     // this saves may be one that waits for memory.
     std::array<Hint, kHints> m_hints{};
     std::vector<Count> m_counts;
+    // The denormal numbers share the bucket of zero, but not its front. Besides, zeros often come
+    // among other values.
+    Hint m_hintOfZero;
     std::vector<Power> m_powers;                    // by number, ascending
     std::unique_ptr<CKZStatBucketTable> m_carries;  // counts of 2^16 values each
 };
