@@ -82,8 +82,15 @@ CKZStatBucketTable::Bucket CKZStatBucketTable::OfRank(std::uint64_t rank) const 
 }
 
 std::uint64_t CKZStatBucketTable::CountBelow(Bucket limit) const {
+    Counts counts;
     std::uint64_t below = 0;
-    ForEach([&](Bucket bucket, std::uint64_t count) { below += bucket < limit ? count : 0; });
+    for (const Power& power : m_powers) {
+        const Bucket first = FirstBucketOf(power);
+        if (first >= limit) break;
+        Unpack(first, counts);
+        const Bucket end = std::min(first + kRow, limit);
+        for (Bucket bucket = first; bucket < end; ++bucket) below += counts[PlaceOf(bucket)];
+    }
     return below;
 }
 
@@ -94,15 +101,18 @@ std::size_t CKZStatBucketTable::GetMemorySize() const {
 }
 
 bool CKZStatBucketTable::operator==(const CKZStatBucketTable& other) const {
-    return Includes(other) && other.Includes(*this);
+    return HasCountsOf(other) && other.HasCountsOf(*this);
 }
 
-bool CKZStatBucketTable::Includes(const CKZStatBucketTable& other) const {
-    bool isIncluded = true;
-    other.ForEach([&](Bucket bucket, std::uint64_t count) {
-        isIncluded = isIncluded && GetCount(bucket) == count;
+/// Whether those of the powers of two that the other one has are the same.
+bool CKZStatBucketTable::HasCountsOf(const CKZStatBucketTable& other) const {
+    Counts own;
+    Counts theirs;
+    return std::all_of(other.m_powers.begin(), other.m_powers.end(), [&](const Power& power) {
+        Unpack(FirstBucketOf(power), own);
+        other.Unpack(FirstBucketOf(power), theirs);
+        return own == theirs;
     });
-    return isIncluded;
 }
 
 /// Its power of two, or the one before which that would stand.
@@ -117,26 +127,20 @@ const CKZStatBucketTable::Count* CKZStatBucketTable::SearchRow(Bucket bucket) co
     return found != m_powers.end() && found->number == bucket / kRow ? RowAt(found->row) : nullptr;
 }
 
-CKZStatBucketTable::Count* CKZStatBucketTable::FindOrCreateRow(Bucket bucket) {
-    Hint& hint = const_cast<Hint&>(std::as_const(*this).HintOf(bucket));
-    const Bucket front = kzstatbucket::FrontOf(bucket) / kRow;
-    if (hint.power != front) {
-        const auto found = Search(bucket);
-        const bool isKnown = found != m_powers.end() && found->number == bucket / kRow;
-        hint = {static_cast<std::uint16_t>(front), isKnown ? found->row : CreateRow(bucket)};
-    }
-    return m_counts.data() + std::size_t{hint.row} * kRow;
-}
+/// Of the power of two of a bucket.
+CKZStatBucketTable::Hint CKZStatBucketTable::SearchOrCreateRow(Bucket bucket) {
+    const auto front = static_cast<std::uint16_t>(kzstatbucket::FrontOf(bucket) / kRow);
+    const auto found = Search(bucket);
+    if (found != m_powers.end() && found->number == bucket / kRow) return {front, found->row};
 
-std::uint16_t CKZStatBucketTable::CreateRow(Bucket bucket) {
     const std::size_t rows = m_powers.size() + 1;
     // As few more as may be without copying a large table for each.
     constexpr std::size_t kShare = 64;
     m_counts.reserve(kRow * std::min(rows + rows / kShare, kAllPowers));
     m_counts.resize(kRow * rows);
     const auto row = static_cast<std::uint16_t>(rows - 1);
-    m_powers.insert(Search(bucket), {static_cast<std::uint16_t>(bucket / kRow), row});
-    return row;
+    m_powers.insert(found, {static_cast<std::uint16_t>(bucket / kRow), row});
+    return {front, row};
 }
 
 CKZStatBucketTable& CKZStatBucketTable::FindOrCreateCarries() {

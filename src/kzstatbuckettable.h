@@ -60,12 +60,13 @@ public:
     }
     /// Makes room for so many more. REQUIRES: the sum does not exceed 64 bits.
     void MakeRoomForMore(Bucket bucket, std::uint64_t more) {
-        MakeRoomFor(bucket, GetCount(bucket) + more);
+        const Count count = FindOrCreateRow(bucket)[PlaceOf(bucket)];
+        if (more > static_cast<Count>(kMost - count)) MakeRoomFor(bucket, GetCount(bucket) + more);
     }
 
     /// REQUIRES: there is room.
     void Add(Bucket bucket, std::uint64_t more) {
-        Count& count = FindRow(bucket)[PlaceOf(bucket)];
+        Count& count = FindOrCreateRow(bucket)[PlaceOf(bucket)];
         const std::uint64_t sum = count + more;
         count = static_cast<Count>(sum);
         if (sum > kMost) m_carries->Add(bucket, sum >> kCountBits);
@@ -142,8 +143,12 @@ private:
     }
     const Count* SearchRow(Bucket bucket) const;
     const Count* RowAt(std::size_t row) const { return m_counts.data() + row * kRow; }
-    Count* FindOrCreateRow(Bucket bucket);
-    std::uint16_t CreateRow(Bucket bucket);
+    Count* FindOrCreateRow(Bucket bucket) {
+        Hint& hint = const_cast<Hint&>(std::as_const(*this).HintOf(bucket));
+        if (hint.power != kzstatbucket::FrontOf(bucket) / kRow) hint = SearchOrCreateRow(bucket);
+        return m_counts.data() + std::size_t{hint.row} * kRow;
+    }
+    Hint SearchOrCreateRow(Bucket bucket);
 
     bool HasCarries(Bucket bucket) const {
         return m_carries != nullptr && m_carries->FindRow(bucket) != nullptr;
@@ -158,7 +163,7 @@ private:
     std::uint64_t AddUp(Bucket bucket, const CKZStatBucketTable& other, Counts& sums) const;
     template <class Visit>
     void ForEachOf(const Power& power, const Visit& visit) const;
-    bool Includes(const CKZStatBucketTable& other) const;
+    bool HasCountsOf(const CKZStatBucketTable& other) const;
 
     // First what a value reads besides its count, so that it lies together with what a distribution
     // has for it.
@@ -177,22 +182,23 @@ private:
 template <class Visit>
 void CKZStatBucketTable::ForEachOf(const Power& power, const Visit& visit) const {
     const Bucket first = FirstBucketOf(power);
-    const Count* const row = RowAt(power.row);
-    Counts counts;
-    const bool isPlain = !HasCarries(first);
-    if (!isPlain) Unpack(first, counts);
-
     // The rows of negative values run backwards.
     const unsigned flip = PlaceOf(first);
+    if (HasCarries(first)) {
+        Counts counts;
+        Unpack(first, counts);
+        for (unsigned at = 0; at < kRow; ++at)
+            if (counts[at ^ flip] != 0) visit(first + at, counts[at ^ flip]);
+        return;
+    }
+    const Count* const row = RowAt(power.row);
     std::uint64_t word = 0;
     constexpr unsigned kPerWord = sizeof word / sizeof row[0];
     for (unsigned begin = 0; begin < kRow; begin += kPerWord) {
         std::memcpy(&word, row + (begin ^ flip) / kPerWord * kPerWord, sizeof word);
-        if (isPlain && word == 0) continue;
-        for (unsigned at = begin; at < begin + kPerWord; ++at) {
-            const std::uint64_t count = isPlain ? row[at ^ flip] : counts[at ^ flip];
-            if (count != 0) visit(first + at, count);
-        }
+        if (word == 0) continue;
+        for (unsigned at = begin; at < begin + kPerWord; ++at)
+            if (row[at ^ flip] != 0) visit(first + at, std::uint64_t{row[at ^ flip]});
     }
 }
 
