@@ -195,7 +195,7 @@ void CKZStatBucketTable::ForEachOf(const Power& power, const Visit& visit) const
     std::uint64_t word = 0;
     constexpr unsigned kPerWord = sizeof word / sizeof row[0];
     for (unsigned begin = 0; begin < kRow; begin += kPerWord) {
-        std::memcpy(&word, row + (begin ^ flip) / kPerWord * kPerWord, sizeof word);
+        std::memcpy(&word, row + ((begin ^ flip) & ~(kPerWord - 1)), sizeof word);
         if (word == 0) continue;
         for (unsigned at = begin; at < begin + kPerWord; ++at)
             if (row[at ^ flip] != 0) visit(first + at, std::uint64_t{row[at ^ flip]});
