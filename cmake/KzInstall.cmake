@@ -65,6 +65,9 @@ function(kz_install_program target)
   kz_gzip(${PROJECT_SOURCE_DIR}/docs/man/${name}.1 ${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
+  install(FILES completion.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${name}
+    COMPONENT programs)
 endfunction()
 
 # The CMake package: `find_package(kzstat)` gives kz::stat and, below it, kz::platform; the component

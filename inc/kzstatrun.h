@@ -160,7 +160,7 @@ public:
 
     /// The load begins when it first rises above 0, and ends when it last falls to 0 or when
     /// `Finish` is called, whichever is earlier. `BeginLoad` and `EndLoad` set that moment to now
-    /// instead; the last call before `Finish` counts.
+    /// instead; the last call before `Finish` counts. A load that begins again has not ended.
     void BeginLoad();
     void EndLoad();
     /// Seconds since the start of the run; no value if the load has not begun or not ended.

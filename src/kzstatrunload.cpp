@@ -23,11 +23,19 @@ double CKZStatRunLoad::Level() const {
     return m_set ? *m_set : m_clients;
 }
 
+/// An end before it was that of something else.
+void CKZStatRunLoad::BeginNow() {
+    m_begin = RyPSysTime();
+    if (!m_end || *m_end >= *m_begin) return;
+    m_end.reset();
+    m_endWasTold = false;
+}
+
 /// Moves the moments that were not told to where the level puts them now.
 void CKZStatRunLoad::Follow() {
     if (m_isClosed) return;
     const bool isThere = Level() > 0;
-    if (isThere && !m_begin) m_begin = RyPSysTime();
+    if (isThere && !m_begin) BeginNow();
     if (m_endWasTold) return;
     if (isThere)
         m_end.reset();
@@ -61,7 +69,7 @@ void CKZStatRunLoad::Set(double load) {
 void CKZStatRunLoad::TellBegin() {
     const Guard guard(m_lock);
     if (m_isClosed) return;
-    m_begin = RyPSysTime();
+    BeginNow();
     m_beginWasTold = true;
 }
 

@@ -26,6 +26,7 @@ public:
 
 private:
     double Level() const RYP_REQUIRES(m_lock);
+    void BeginNow() RYP_REQUIRES(m_lock);
     void Follow() RYP_REQUIRES(m_lock);
 
     mutable RWMutexLock m_lock;

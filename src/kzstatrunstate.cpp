@@ -178,7 +178,9 @@ void CKZStatRunState::KeepTime() {
 void CKZStatRunState::FollowTimeline() {
     const auto own =
         std::make_shared<CKZStatRunClientState>(shared_from_this(), kOwnClientId, false);
+    CKZStatClockSteps clockSteps;
     while (own->Client().GetNewDictionary() != nullptr) {
+        NoteClockStep(clockSteps);
         const double end = CKZStatRunGenerator::EndOf(own->Client());
         if (!SleepUntil(end - m_sliceLength / 2)) return;
         ReportOncePerSlice(own);
@@ -187,6 +189,11 @@ void CKZStatRunState::FollowTimeline() {
         if (!SleepUntil(present)) return;
         m_costs.NoteEnd(present);
     }
+}
+
+void CKZStatRunState::NoteClockStep(CKZStatClockSteps& steps) {
+    const std::string note = steps.TakeNote();
+    if (!note.empty()) m_notes.Add(note.c_str(), RyPSysTime());
 }
 
 /// Returns false at once when the run stops.

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "kzstatclocksteps.h"
 #include "kzstatisticsgenerator.h"
 #include "kzstatrun.h"
 #include "kzstatruncosts.h"
@@ -114,6 +115,7 @@ private:
     template <class Work>
     void DoDespiteLackOfMemory(Work work);
     void FollowTimeline();
+    void NoteClockStep(CKZStatClockSteps& steps);
     void ReportOncePerSlice(const std::shared_ptr<CKZStatRunClientState>& own);
     void ReportLoad(CKZStatGenClient& own);
     void ReportUnderWay(CKZStatGenClient& own);

@@ -34,6 +34,7 @@ LoadRun::LoadRun(const Options& options, const Target& target, Terminal& termina
       m_target(target),
       m_terminal(terminal),
       m_messages(messages),
+      m_saturation(options.sliceSeconds),
       m_verdict(options, m_run, terminal),
       m_run(kRunName, options.sliceSeconds) {}
 
@@ -75,10 +76,7 @@ void LoadRun::ListenToSlices() {
     m_run.ReportLoadAs(kClientsActive.name);
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.PrintRow(RowOf(slice));
-        std::vector<Total> totals = TotalsOf(slice);
-        if (!LoadOf(m_run).Covers(slice.GetElapsed(), slice.GetSliceLength()))
-            KeepLevels(m_totals, totals);
-        m_totals = std::move(totals);
+        TakeFigures(slice);
     });
     m_run.OnSlice([this](const CKZStatSliceValues& slice) { m_verdict.OnSlice(slice); });
     if (!m_options.journalFile.empty())
@@ -87,6 +85,16 @@ void LoadRun::ListenToSlices() {
     m_run.OnSlice([this](const CKZStatSliceValues& slice) {
         m_terminal.Complain(m_messages.Append(slice.GetMessage().view()));
     });
+}
+
+/// While the last requests drain, clients are no load.
+void LoadRun::TakeFigures(const CKZStatSliceValues& slice) {
+    const bool isUnderLoad = LoadOf(m_run).Covers(slice.GetElapsed(), slice.GetSliceLength());
+    std::vector<Total> totals = TotalsOf(slice);
+    if (!isUnderLoad) KeepLevels(m_totals, totals);
+    m_totals = std::move(totals);
+    if (const auto& cost = slice.GetFacts().cost; cost && isUnderLoad)
+        m_saturation.Add("", {slice.GetSliceId(), slice.GetElapsed(), *cost});
 }
 
 /// Deals the clients to the threads in turn.
@@ -159,6 +167,9 @@ kzconditions::Outcome LoadRun::PrintResults() {
     const Requests requests = RequestsIn(m_totals);
     m_terminal.PrintTotals(m_totals);
     m_terminal.PrintLines({"", RequestsLine(made, requests)});
+    if (const auto saturation = m_saturation.Get())
+        m_terminal.PrintLines({kzconditions::DescribeSaturation(*saturation)},
+                              kzterminal::Output::Bad);
     if (made != requests.Counted()) m_terminal.Complain("not every request made was counted");
     const bool anySucceeded = requests.ended > requests.failed;
     if (made > 0 && !anySucceeded && !m_complainedAboutConnections)

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "conditions/saturation.h"
 #include "kzstatrun.h"
 #include "loadstate.h"
 #include "loadthread.h"
@@ -34,6 +35,7 @@ private:
     bool Begin();
     void Abandon();
     void ListenToSlices();
+    void TakeFigures(const CKZStatSliceValues& slice);
     void StartLoadThreads();
     double SecondsSinceStart() const;
     bool LoadIsOver() const;
@@ -53,6 +55,7 @@ private:
     // The delivering thread's, until the run has finished.
     MessageFile& m_messages;
     std::vector<Total> m_totals;  // of the latest slice
+    kzconditions::SaturationFinder m_saturation;
     RunVerdict m_verdict;
 
     LoadState m_state;

@@ -147,21 +147,11 @@ std::vector<kzconditions::Condition> ConditionsInFile(const std::string& path) {
     return conditions;
 }
 
-/// A condition that the command line and the file both have is judged once.
-void AddNew(std::vector<kzconditions::Condition> given,
-            std::vector<kzconditions::Condition>& conditions) {
-    for (kzconditions::Condition& each : given) {
-        const auto isSame = [&](const auto& other) { return other.text == each.text; };
-        if (std::none_of(conditions.begin(), conditions.end(), isSame))
-            conditions.push_back(std::move(each));
-    }
-}
-
 /// Throws kzjournal::Error.
 void ReadConditions(const ConditionTexts& texts, Options& options) {
-    AddNew(kzconditions::ConditionsOf(texts.required), options.required);
-    AddNew(kzconditions::ConditionsOf(texts.abortIf), options.abortIf);
-    if (!texts.file.empty()) AddNew(ConditionsInFile(texts.file), options.required);
+    kzconditions::AddNew(kzconditions::ConditionsOf(texts.required), options.required);
+    kzconditions::AddNew(kzconditions::ConditionsOf(texts.abortIf), options.abortIf);
+    if (!texts.file.empty()) kzconditions::AddNew(ConditionsInFile(texts.file), options.required);
 }
 
 /// An option that takes one value each time it is given: the URL may follow it.

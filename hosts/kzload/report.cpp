@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "conditions/kinds.h"
 #include "kzstatpointkind.h"
 #include "ryp/truncate.h"
 #include "terminal/bytes.h"
@@ -17,6 +18,7 @@ namespace kzload {
 namespace {
 
 using Type = CKZStatPointTypeEnum;
+using kzconditions::IsAddedUp;
 
 constexpr std::size_t kMaxBarColumns = 40;
 
@@ -39,11 +41,6 @@ std::string TimeCell(bool isKnown, double time) {
     return isKnown ? Text(" %8.2f", time) : Text(" %8s", "-");
 }
 
-bool IsAddedUp(const Total& total) {
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(total.type);
-    return kind != nullptr && kind->reading == CKZStatPointKind::AddedUp;
-}
-
 std::string ValueText(const Total& total, double value, bool isForPeople) {
     if (isForPeople && kzterminal::NamesBytes(total.name)) return kzterminal::ReadableBytes(value);
     return Text("%.*f", IsDuration(total.type) ? 2 : 0, value);
@@ -58,7 +55,7 @@ struct TotalsColumn {
 
 /// Those of a counter tell in which steps it was counted, which hides its sum.
 std::optional<double> OfValues(const Total& total, double value) {
-    return IsAddedUp(total) ? std::nullopt : std::optional(value);
+    return IsAddedUp(total.type) ? std::nullopt : std::optional(value);
 }
 
 std::optional<double> PercentileOf(const Total& total, double Percentiles::*percentile) {
@@ -73,7 +70,7 @@ constexpr TotalsColumn kTotalsColumns[] = {
     // A counter counts what its values add up to.
     {kCount, kAlways,
      [](const Total& total) {
-         return std::optional(IsAddedUp(total) ? total.values.sum : total.values.count);
+         return std::optional(IsAddedUp(total.type) ? total.values.sum : total.values.count);
      }},
     {kMean, 3, [](const Total& total) { return OfValues(total, total.values.Average()); }},
     {"min", 1, [](const Total& total) { return OfValues(total, total.values.minimum); }},
@@ -86,7 +83,7 @@ constexpr TotalsColumn kTotalsColumns[] = {
 std::string CellOf(const TotalsColumn& column, const Total& total, bool isForPeople) {
     const std::optional<double> value = column.value(total);
     if (!value) return "-";
-    if (column.title == kCount && !IsAddedUp(total)) return Text("%.0f", *value);
+    if (column.title == kCount && !IsAddedUp(total.type)) return Text("%.0f", *value);
     if (column.title == kMean && !(isForPeople && kzterminal::NamesBytes(total.name)))
         return Text("%.2f", *value);
     return ValueText(total, *value, isForPeople);

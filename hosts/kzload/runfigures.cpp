@@ -1,12 +1,13 @@
 #include "runfigures.h"
 
 #include "conditions/condition.h"
+#include "conditions/kinds.h"
 #include "conditions/meaningfulstatistics.h"
 #include "conditions/percentile.h"
-#include "kzstatpointkind.h"
 
 namespace kzload {
 
+using kzconditions::IsLevel;
 using kzconditions::MeaningfulStatistics;
 
 namespace {
@@ -22,14 +23,9 @@ constexpr NamedStatistic kStatistics[] = {{kzconditions::kCount, StatCount},
                                           {"max", StatMax},
                                           {kzconditions::kSum, StatSum}};
 
-bool IsLevel(const CKZStatSliceValues::Record& record) {
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(record.type);
-    return kind != nullptr && kind->reading == CKZStatPointKind::Level;
-}
-
 /// A level is averaged over slices.
 void AddTo(CKZStatAggregate& totals, const CKZStatSliceValues::Record& record) {
-    if (IsLevel(record))
+    if (IsLevel(record.type))
         totals.Add(record.lasts.sum);
     else
         totals.Add(record.lasts);
@@ -44,7 +40,7 @@ void RunFigures::Add(const CKZStatSliceValues& slice, double loadSeconds, bool i
         sum.record.name = RWCString(record.name.data(), record.name.size());
         sum.record.type = record.type;
         if (isUnderLoad) sum.record.lasts = record.lasts;
-        if (!record.lasts.HasValues() || (IsLevel(record) && !isUnderLoad)) continue;
+        if (!record.lasts.HasValues() || (IsLevel(record.type) && !isUnderLoad)) continue;
         AddTo(sum.record.totals, record);
         if (record.lastsDistribution == nullptr)
             sum.distribution.reset();

@@ -1,5 +1,6 @@
 #include "runverdict.h"
 
+#include "conditions/earlystop.h"
 #include "slicefigures.h"
 #include "terminal/numbers.h"
 
@@ -30,7 +31,8 @@ void RunVerdict::OnSlice(const CKZStatSliceValues& slice) {
 Outcome RunVerdict::Tell() {
     NoteWhatWasNeverTold();
     if (m_options.required.empty()) return Outcome::Passed;
-    const std::vector<Judgement> judgements = JudgeAll(m_options.required, Demand::Must, m_figures);
+    std::vector<Judgement> judgements = JudgeAll(m_options.required, Demand::Must, m_figures);
+    if (m_earlyStop) judgements.push_back(*m_earlyStop);
     m_terminal.PrintLines({""});
     m_terminal.PrintLines(LinesOf(judgements));
     m_terminal.PrintLines({VerdictLine(judgements)});
@@ -38,12 +40,21 @@ Outcome RunVerdict::Tell() {
 }
 
 void RunVerdict::LookForReasonToStop(double elapsed) {
+    if (m_earlyStop) return;
     for (const kzconditions::Condition& condition : m_options.abortIf) {
         const Judgement judgement = Judge(condition, Demand::MustNot, m_figures);
-        if (judgement.outcome != Outcome::Failed || m_asksToStop.exchange(true)) continue;
-        m_terminal.Complain("stopped after " + kzterminal::ReadableNumber(elapsed) +
-                            " s: " + judgement.condition + ", it is " + judgement.text);
+        if (judgement.outcome == Outcome::Failed) return Stop(elapsed, judgement);
     }
+}
+
+/// The note comes first: whoever is asked to stop may end the run, which then takes none.
+void RunVerdict::Stop(double elapsed, const Judgement& judgement) {
+    const std::string note = kzconditions::EarlyStopNote(judgement);
+    m_earlyStop = kzconditions::EarlyStopOf(note);
+    if (!m_run.Note(note.c_str())) m_terminal.Complain("cannot note why the load was stopped");
+    m_terminal.Complain("stopped after " + kzterminal::ReadableNumber(elapsed) +
+                        " s: " + m_earlyStop->text);
+    m_asksToStop = true;
 }
 
 /// A name may come late, but one that is mistyped never comes.

@@ -2,6 +2,7 @@
 #define KZLOAD_RUNVERDICT_H
 
 #include <atomic>
+#include <optional>
 
 #include "conditions/verdict.h"
 #include "kzstatrun.h"
@@ -12,31 +13,35 @@
 namespace kzload {
 
 /// Judges a run by its conditions: with each slice by what must not be so, and at the end by what
-/// must be. Both look at what the load caused, also where it came after its end.
+/// must be. A run that is stopped early says so in a note. Both look at what the load caused, also
+/// where it came after its end.
 ///
 /// Owned by the thread that delivers slices until the run has finished, then by the control thread.
 class RunVerdict {
 public:
     /// All must outlive this.
-    RunVerdict(const Options& options, const CKZStatRun& run, Terminal& terminal)
+    RunVerdict(const Options& options, CKZStatRun& run, Terminal& terminal)
         : m_options(options), m_run(run), m_terminal(terminal) {}
 
     void OnSlice(const CKZStatSliceValues& slice);
     /// True once something is so that must not. Safe for concurrent use.
     bool AsksToStop() const { return m_asksToStop; }
 
-    /// Prints how it is with each condition; nothing without any. Passed without conditions.
+    /// Prints how it is with each condition; nothing without any. A run that was stopped early does
+    /// not meet them. Passed without conditions.
     kzconditions::Outcome Tell();
 
 private:
     void LookForReasonToStop(double elapsed);
+    void Stop(double elapsed, const kzconditions::Judgement& judgement);
     void NoteWhatWasNeverTold();
 
     const Options& m_options;
-    const CKZStatRun& m_run;
+    CKZStatRun& m_run;
     Terminal& m_terminal;
     RunFigures m_figures;  // of the slices under load so far
     int m_slicesUnderLoad = 0;
+    std::optional<kzconditions::Judgement> m_earlyStop;
     std::atomic<bool> m_asksToStop{false};
 };
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "conditions/kinds.h"
 #include "kzstatdistribution.h"
-#include "kzstatpointkind.h"
 #include "ryp/truncate.h"
 #include "statnames.h"
 
@@ -32,11 +32,6 @@ const Total* Find(const std::vector<Total>& totals, const std::string& name) {
 double CountIn(const std::vector<Total>& totals, const Stat& stat) {
     const Total* const total = Find(totals, stat.name);
     return total == nullptr ? 0 : total->values.count;
-}
-
-bool IsLevel(const Total& total) {
-    const CKZStatPointKind* const kind = CKZStatPointKind::Find(total.type);
-    return kind != nullptr && kind->reading == CKZStatPointKind::Level;
 }
 
 }  // namespace
@@ -71,7 +66,8 @@ std::vector<Total> TotalsOf(const CKZStatSliceValues& slice) {
 
 void KeepLevels(const std::vector<Total>& before, std::vector<Total>& totals) {
     for (Total& total : totals) {
-        const Total* const known = IsLevel(total) ? Find(before, total.name) : nullptr;
+        const Total* const known =
+            kzconditions::IsLevel(total.type) ? Find(before, total.name) : nullptr;
         if (known != nullptr) total = *known;
     }
 }

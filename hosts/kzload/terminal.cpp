@@ -30,10 +30,10 @@ void Terminal::PrintRow(const SliceRow& row) {
     Flush();
 }
 
-void Terminal::PrintLines(const std::vector<std::string>& lines) {
+void Terminal::PrintLines(const std::vector<std::string>& lines, kzterminal::Output::Style style) {
     const RWMutexLock::LockGuard guard(m_lock);
     Erase();
-    for (const std::string& line : lines) WriteLine(line);
+    for (const std::string& line : lines) WriteLine(line, style);
     Flush();
 }
 

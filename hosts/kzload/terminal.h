@@ -28,7 +28,7 @@ public:
     void PrintFrame(const std::vector<std::string>& lines);
     /// The first row comes with the header.
     void PrintRow(const SliceRow& row);
-    void PrintLines(const std::vector<std::string>& lines);
+    void PrintLines(const std::vector<std::string>& lines, kzterminal::Output::Style style = {});
     /// The final table, in the columns that a terminal has room for.
     void PrintTotals(const std::vector<Total>& totals);
 

@@ -309,7 +309,9 @@ std::string Cause(const SQLite::Exception& error) {
             return "it may not be written; choose another path or change its permissions";
         case SQLITE_IOERR:
             // The database does not tell the two apart.
-            if (error.getExtendedErrorCode() == SQLITE_IOERR_WRITE && HasSizeLimit())
+            if ((error.getExtendedErrorCode() == SQLITE_IOERR_WRITE ||
+                 error.getExtendedErrorCode() == SQLITE_IOERR_SHMSIZE) &&
+                HasSizeLimit())
                 return "the disk does not work, or the size limit of files is reached; check both"
                        " (ulimit -f)";
             return "the disk does not work; check it";

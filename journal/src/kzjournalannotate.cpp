@@ -3,6 +3,8 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -33,6 +35,16 @@ void CheckIsPresentJournal(const std::string& path) {
         Refuse(path, "its schema " + std::to_string(version) + " is older than " +
                          std::to_string(kSchemaVersion) +
                          "; runs of earlier releases are only read");
+}
+
+/// Without a log, pages of the file are replaced in place. If the system stopped that behind a size
+/// limit, it could not be undone behind it either: a part of the file would stay in FILE-journal.
+void RefuseAFileAboveTheSizeLimit(const std::string& path) {
+    struct stat facts = {};
+    rlimit limit = {};
+    if (stat(path.c_str(), &facts) != 0 || getrlimit(RLIMIT_FSIZE, &limit) != 0) return;
+    if (limit.rlim_cur != RLIM_INFINITY && static_cast<rlim_t>(facts.st_size) > limit.rlim_cur)
+        Refuse(path, "it is larger than the size limit of files (ulimit -f)");
 }
 
 bool HasLog(SQLite::Database& database) {
@@ -90,6 +102,7 @@ void Annotate(const std::string& path, Insert insert) {
                                   kWaitForWriterMilliseconds);
         sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         const bool hasLog = HasLog(database);
+        if (!hasLog) RefuseAFileAboveTheSizeLimit(path);
         database.exec("PRAGMA wal_autocheckpoint = 0");
         database.exec(hasLog ? "PRAGMA synchronous = NORMAL" : "PRAGMA synchronous = FULL");
         SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);

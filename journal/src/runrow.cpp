@@ -69,6 +69,8 @@ std::string WhyImpossible(const Run& run) {
         return "its slices have an impossible length";
     if (!IsMoment(run.loadBegin) || !IsMoment(run.loadEnd))
         return "its load begins or ends at no moment in time";
+    if (run.loadBegin && run.loadEnd && *run.loadEnd < *run.loadBegin)
+        return "its load ends before it begins";
     return {};
 }
 

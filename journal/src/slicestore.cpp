@@ -144,6 +144,8 @@ void SliceStore::ForgettingNames(Action action) {
 }
 
 int SliceStore::AddSource(const Run& run, int parent, bool isMerged) {
+    if (const std::string why = WhyImpossible(run); !why.empty())
+        throw Error("cannot keep a run in " + m_path + ": " + why);
     const bool isThere = std::any_of(m_runs.begin(), m_runs.end(),
                                      [&](const Run& other) { return other.id == run.id; });
     if (isThere)

@@ -53,15 +53,39 @@ TEST(Failures, OfAllWorkThatFailedAreTheErrors) {
     EXPECT_THAT(ShareOfErrors(run), Optional(5));
 }
 
-TEST(Failures, AreNotCountedTwiceIfTransactionsHaveThemToo) {
+/// A hundred requests, of which four failed, in twenty transactions.
+void MakeRequestsInTransactions(MadeFigures& run, double failedTransactions) {
+    run.Timer("request", {{"count", 96}})
+        .Timer("request.failed", {{"count", 4}})
+        .Transaction("login", {{"count", 10}})
+        .Transaction("browse", {{"count", 10 - failedTransactions}})
+        .Transaction("browse.failed", {{"count", failedTransactions}});
+}
+
+TEST(Failures, OfRequestsAndOfTransactionsAreSharesOfTheirOwn) {
+    MadeFigures run;
+    MakeRequestsInTransactions(run, 3);
+    EXPECT_THAT(ShareOfErrors(run), Optional(15));
+    MakeRequestsInTransactions(run, 0);
+    EXPECT_THAT(ShareOfErrors(run), Optional(4));
+}
+
+TEST(Failures, OfWhatIsRequestAndTransactionAtOnceAreCountedOnce) {
     MadeFigures run;
     run.Timer("request", {{"count", 96}})
         .Timer("request.failed", {{"count", 4}})
-        .Transaction("browse", {{"count", 4}})
+        .Transaction("login", {{"count", 50}})
+        .Transaction("browse", {{"count", 46}})
         .Transaction("browse.failed", {{"count", 4}});
     EXPECT_THAT(ShareOfErrors(run), Optional(4));
-    run.Transaction("browse.failed", {{"count", 26}});
-    EXPECT_NEAR(100.0 * 30 / 130, ShareOfErrors(run).value(), 1e-9);
+}
+
+TEST(Failures, OfTransactionsAreErrorsThoughRequestsNeverFailed) {
+    MadeFigures run;
+    run.Timer("request", {{"count", 99}})
+        .Transaction("browse", {{"count", 4}})
+        .Transaction("browse.failed", {{"count", 1}});
+    EXPECT_THAT(ShareOfErrors(run), Optional(20));
 }
 
 TEST(Failures, OfTransactionsAloneAreErrors) {

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "journal/journalfixture.h"
+#include "kzjournalbulkwriter.h"
 #include "kzjournalload.h"
 
 namespace {
@@ -114,10 +116,28 @@ TEST_F(StoredLoad, IsTheFormerOneWhereTheLatestIsNoMoment) {
     writer.SetLoad({std::nan(""), 2});
     EXPECT_EQ("", AppendLogins({1}));
     writer.SetLoad({0.5, HUGE_VAL});
+    EXPECT_EQ("", AppendLogins({1}));
+    writer.SetLoad({2, 1});
     EXPECT_EQ("", Close());
     kzjournal::Reader reader(path);
     EXPECT_EQ(0.5, reader.Load().begin);
     EXPECT_FALSE(reader.Load().end);
+}
+
+TEST_F(StoredLoad, DoesNotEndBeforeItBegins) {
+    run.loadBegin = 3;
+    run.loadEnd = 1;
+    EXPECT_EQ("cannot keep a run in " + path + ": its load ends before it begins", Open());
+    EXPECT_FALSE(std::filesystem::exists(path));
+    const std::string merged = folder.Path("merged.kzj");
+    kzjournal::BulkWriter bulk(merged, kzjournal::RunOfThisProcess("merged", 1000, 1));
+    try {
+        bulk.AddSource(run, 0, false);
+        ADD_FAILURE() << "it was accepted";
+    } catch (const kzjournal::Error& error) {
+        EXPECT_EQ("cannot keep a run in " + merged + ": its load ends before it begins",
+                  std::string(error.what()));
+    }
 }
 
 }  // namespace

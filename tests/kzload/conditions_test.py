@@ -1,9 +1,12 @@
 """Tests of the conditions of a load: what must be so at its end, and what ends it."""
 
+import json
 import os
 import re
+import signal
 import subprocess
 import tempfile
+import time
 import unittest
 
 import runs
@@ -102,6 +105,23 @@ class Require(unittest.TestCase):
         self.assertEqual(judged.stdout.splitlines()[1:], result.out.splitlines()[-len(texts) - 1:])
 
 
+class Saturation(unittest.TestCase):
+    def test_a_generator_that_was_itself_the_bottleneck_is_told_with_the_figures(self):
+        process = runs.start("--clients", 3, "--think-time", 5, "--slice", 0.1, "--duration", 60,
+                             "--require", "requests.rate rate > 0")
+        runs.wait_for_row(process)
+        for _ in range(5):  # while it is stopped, it is late for the end of a slice
+            process.send_signal(signal.SIGSTOP)
+            time.sleep(0.2)
+            process.send_signal(signal.SIGCONT)
+            time.sleep(0.05)
+        process.send_signal(signal.SIGINT)
+        result = runs.finish(process)
+        self.assertEqual((0, ""), (result.status, result.err))
+        self.assertRegex(result.out, r"(?m)^requests made .*\nwarning: the generator was saturated from"
+                                     r" 0:0\S+ on, in \d+ of \d+ slices: .*\n\npassed .*\nverdict: passed$")
+
+
 class AbortIf(unittest.TestCase):
     def load(self, *texts, duration, options=()):
         return runs.run(*LOAD, "--duration", duration, *options, *conditions("--abort-if", *texts))
@@ -117,6 +137,25 @@ class AbortIf(unittest.TestCase):
         made, counted = runs.requests(result.out)
         self.assertEqual(made, counted)
         self.assertTrue(re.search("(?m)^totals", result.out))
+
+    def test_the_run_says_why_it_was_stopped_and_does_not_pass(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "run.kzj")
+            result = runs.run(*LOAD, "--duration", 60, "--require", "requests.rate rate > 0",
+                              "--abort-if", "request.time p50 > 0ms", journal=path)
+            shown, judged = (subprocess.run([KZSTAT, command, path], capture_output=True, text=True,
+                                            check=False) for command in ("show", "verdict"))
+            as_json = subprocess.run([KZSTAT, "verdict", path, "--format", "json"],
+                                     capture_output=True, text=True, check=False)
+        self.assertEqual(1, result.status)
+        self.assertRegex(shown.stdout, r"UTC  stopped early: request.time p50 > 0ms, it is [\d.]+ ms\n")
+        lines = judged.stdout.splitlines()[-3:]
+        self.assertEqual(1, judged.returncode)
+        self.assertRegex(lines[1],
+                         r"^FAILED +not stopped early +request.time p50 > 0ms, it is [\d.]+ ms$")
+        self.assertEqual("verdict: FAILED, 1 of 2 conditions", lines[2])
+        self.assertEqual(lines[1:], result.out.splitlines()[-4:-2])
+        self.assertEqual((1, "failed"), (as_json.returncode, json.loads(as_json.stdout)["verdict"]))
 
     def test_what_never_is_so_does_not(self):
         result = self.load("errors share > 99.9%", "request.time p99.9 > 30s", duration=0.5)

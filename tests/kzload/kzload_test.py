@@ -3,6 +3,7 @@
 import concurrent.futures
 import contextlib
 import os
+import re
 import resource
 import signal
 import sqlite3
@@ -261,6 +262,30 @@ class Terminal(RunTest):
         self.assertEqual(1, status)
         self.assertIn(f"kzload: cannot connect to {url}: Connection refused"
                       " - is the server running?", seen.lines)
+
+
+class Completion(unittest.TestCase):
+    SCRIPT = os.path.join(os.path.dirname(__file__), "../../hosts/kzload/completion.bash")
+
+    def complete(self, *words):
+        script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kzload;'
+                  ' printf "%s\\n" "${COMPREPLY[@]}"')
+        with tempfile.TemporaryDirectory() as folder:
+            open(os.path.join(folder, "shop.conditions"), "w").close()
+            out = subprocess.run(["bash", "-c", script, "bash", self.SCRIPT, "kzload", *words],
+                                 check=True, capture_output=True, text=True, cwd=folder).stdout
+        return set(out.split())
+
+    def test_options(self):
+        options = runs.run("--help").out.partition("Options:")[2]
+        options = re.findall(r"^  (?:-h,)?(--[\w-]+)", options, re.MULTILINE)
+        self.assertEqual(set(options), self.complete("-"))
+        self.assertEqual({"--conditions"}, self.complete("--clients", "3", "--co"))
+
+    def test_values(self):
+        self.assertEqual({"shop.conditions"}, self.complete("--conditions", ""))
+        self.assertEqual(set(), self.complete("--clients", ""))
+        self.assertEqual(set(), self.complete(""))
 
 
 class Options(RunTest):

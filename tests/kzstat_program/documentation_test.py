@@ -82,7 +82,7 @@ class Completion(unittest.TestCase):
 class Folders(unittest.TestCase):
     BELOW = {"commands": {"tables", "page", "http", "merge", "figures", "text", "reading"},
              "tables": {"figures", "text", "reading"},
-             "page": {"http", "figures", "text", "reading"},
+             "page": {"tables", "http", "figures", "text", "reading"},
              "http": set(),
              "merge": {"figures", "text", "reading"},
              "figures": {"text", "reading"},

@@ -153,7 +153,7 @@ class HostileFile(unittest.TestCase):
     def test_impossible_times_and_numbers_of_a_run(self):
         for change in ("start_time = 1e300", "start_time = 'soon'", "end_time = -9e999",
                        "end_time = 'soon'", "load_begin = 1e18", "load_begin = 'soon'",
-                       "load_end = 9e999", "load_end = 'soon'", "expected_slices = 9223372036854775807",
+                       "load_begin = 3, load_end = 1", "load_end = 9e999", "load_end = 'soon'", "expected_slices = 9223372036854775807",
                        "lost_slices = -1"):
             with contextlib.closing(sqlite3.connect(self.run_path)) as journal:
                 before = journal.execute("SELECT * FROM runs").fetchone()

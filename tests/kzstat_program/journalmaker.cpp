@@ -4,6 +4,8 @@
 //
 //     value NAME TYPE NUMBER ...    reported in the slice that is ended next
 //     slice                         ends a slice and keeps it
+//     lose                          ends a slice that is not kept
+//     measured SECONDS              what the slice that is ended next took the process
 //     load BEGIN [END]              of which the journal learns with the next slice or at the end
 //     distributions [NAME ...]      slices show the distributions of their values from now on,
 //     those
@@ -20,6 +22,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kzjournalwriter.h"
@@ -72,6 +75,7 @@ int main(int count, char** arguments) {
                         std::vector<std::string>(arguments + 5, arguments + count)));
     SliceMaker slices(generator, sliceLength, startTime);
     std::vector<Reported> reported;
+    std::optional<CKZStatSliceCost> cost;
     std::optional<std::set<std::string>> namesWithDistributions;  // all if empty
     const auto isShown = [&](const CKZStatMessageRecord& record) {
         return namesWithDistributions &&
@@ -82,7 +86,8 @@ int main(int count, char** arguments) {
         const std::vector<std::string> fields = FieldsOf(line);
         if (fields.at(0) == "value") reported.push_back(ValuesOf(fields));
         if (fields.at(0) == "slice") {
-            const MadeSlice slice = slices.NextSlice(reported);
+            MadeSlice slice = slices.NextSlice(reported);
+            slice.facts.cost = std::exchange(cost, std::nullopt);
             std::vector<const CKZStatDistribution*> shown;
             for (const CKZStatDistribution& each : slice.distributions)
                 shown.push_back(isShown(slice.records[shown.size()]) ? &each : nullptr);
@@ -90,6 +95,9 @@ int main(int count, char** arguments) {
             reported.clear();
             std::cout << slices.SliceId() << std::endl;
         }
+        if (fields.at(0) == "lose") slices.NextSlice(std::exchange(reported, {}));
+        if (fields.at(0) == "measured")
+            cost.emplace().measured = std::strtod(fields.at(1).c_str(), nullptr);
         if (fields.at(0) == "load") journal.SetLoad(LoadOf(fields));
         if (fields.at(0) == "distributions")
             namesWithDistributions.emplace(fields.begin() + 1, fields.end());

@@ -33,6 +33,14 @@ class Journal:
         self._tell("slice")
         assert self.process.stdout.readline().strip().isdigit()
 
+    def lose(self):
+        """Ends a slice that is not kept."""
+        self._tell("lose")
+
+    def measured(self, seconds):
+        """What the slice that is ended next took the process."""
+        self._tell("measured", seconds)
+
     def end(self):
         self._tell("end")
         self.leave()

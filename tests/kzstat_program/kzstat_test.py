@@ -183,6 +183,18 @@ class Show(JournalTest):
                          tuple(login[key] for key in ("p50", "p95", "p99")))
         self.assertEqual("101.2", self.table("--to", "2")["login.time"]["p50"])
 
+    def test_times_without_figures(self):
+        journal = journals.Journal(self.run_path)
+        journal.slice()
+        journal.lose()
+        journal.lose()
+        journal.slice()
+        journal.measured(7)
+        journal.slice()
+        journal.end()
+        self.assertEqual(["no slices from 0:01 to 0:03", "the generator stood still from 0:05 to 0:11"],
+                         run("show", self.run_path).out.splitlines()[2:4])
+
     def test_no_columns_of_percentiles_without_distributions(self):
         self.make_run()
         self.assertNotIn("p50", self.table()["login.time"])
@@ -1033,12 +1045,15 @@ class Note(JournalTest):
     def test_the_size_limit_of_files_is_told(self):
         self.make_run()
 
-        def limit_size():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (600, 600))
+        size = os.path.getsize(self.run_path)
+        for limit in (600, size // 2, size - 1, size):
+            def limit_size():
+                resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
-        self.assert_fails(run("note", self.run_path, "--at", "1", "x", preexec_fn=limit_size),
-                          f"cannot write {self.run_path}: the disk does not work, or the size"
-                          " limit of files is reached; check both (ulimit -f)")
+            self.assert_fails(run("note", self.run_path, "--at", "1", "x" * 60000,
+                                  preexec_fn=limit_size),
+                              f"cannot write {self.run_path}: ")
+            self.assertEqual(["run.kzj"], os.listdir(self.folder))
         self.assertEqual([], self.shown())
 
     def test_blank_texts_are_refused(self):
@@ -1067,6 +1082,20 @@ class Note(JournalTest):
         self.assertEqual(0, self.note("--at", "2", "of both").status)
         self.assertEqual(["2023-11-14 22:13:21 UTC  of one", "2023-11-14 22:13:22 UTC  of both"],
                          self.shown())
+        self.assertEqual(0, run("check", self.run_path).status)
+
+    def test_a_run_that_is_merged_again_keeps_what_users_added_to_it(self):
+        one = self.make_run("one.kzj")
+        two = self.make_run("two.kzj", start=1.7e9 + 20)
+        self.assertEqual(0, run("merge", one, two, "-o", self.run_path).status)
+        run("note", one, "--at", "1", "of one")
+        self.note("--at", "2", "of both")
+        run("verdict", self.run_path, "--store", "--require", "login.time count > 0")
+        self.assertEqual(0, run("merge", one, two, "-o", self.run_path).status)
+        self.assertEqual(["of one", "of both", "gap: no run has slices 11 to 20 (10 s)",
+                          "restart: load"],
+                         [line.split("  ")[1].split(" on ")[0] for line in self.shown()])
+        self.assertIn("login.time count > 0", run("verdict", self.run_path).out)
         self.assertEqual(0, run("check", self.run_path).status)
 
 
@@ -1381,6 +1410,25 @@ class Files(JournalTest):
         self.assert_fails(run("report", self.run_path, "-o", other),
                           f"cannot write {other}: it is a journal")
         self.assertEqual(0, run("check", other).status)
+
+    def test_a_page_of_several_runs_goes_over_none_of_them(self):
+        self.make_run()
+        other = self.make_run("other.kzj")
+        self.assert_fails(run("report", self.run_path, other, "-o", other),
+                          f"cannot write {other}: it belongs to the journal")
+        self.assertEqual(0, run("check", other).status)
+
+    def test_a_page_of_runs_of_which_one_cannot_be_read(self):
+        self.make_run()
+        page = self.path("page.html")
+        with open(self.path("text"), "w") as file:
+            file.write("no journal")
+        for unreadable in ("text", "missing.kzj"):
+            self.assert_fails(run("report", self.run_path, self.path(unreadable), "-o", page),
+                              self.path(unreadable))
+        self.assert_fails(run("report", self.run_path, self.run_path, "-o", page),
+                          f"{self.run_path}: this run is there twice")
+        self.assertFalse(os.path.exists(page))
 
     def test_standard_output_does_not_go_over_the_run(self):
         self.make_run()

@@ -21,9 +21,9 @@ async function assertPercentilesOf(page, path, name) {
 }
 
 // The marks under the cumulative distribution.
-async function marksOf(page, name) {
-  const texts = await plot(page, name, CUMULATIVE).locator('.marks span').allTextContents();
-  return Object.fromEntries(texts.map((text) => text.split(' ')));
+async function marksOf(page, name, title = CUMULATIVE) {
+  const texts = await plot(page, name, title).locator('.marks span').allTextContents();
+  return Object.fromEntries(texts.map((text) => /^(\S+) (.*)$/.exec(text).slice(1)));
 }
 
 // Cells of a column of a heat map, as [row, count].
@@ -336,10 +336,18 @@ test('one slice of one value is shown', async (t) => {
   assert.equal((await tooltip(page, 'wait', 'ms', [0.5, 0.5])).p99, '25 ms');
 });
 
-test('while a part is looked at, the cumulative distribution is said to be that of the whole run', async (t) => {
+test('while a part is looked at, the cumulative distribution is that of the part, as well as the heat map tells it', async (t) => {
   const path = await spreadRun(t);
   const page = await open(t, `file://${reportOf(path)}#10-20`);
-  assert.equal(await plot(page, 'page.time', 'cumulative distribution of the whole run, % of all values').count(), 1);
+  const title = 'cumulative distribution of this part, ≈, % of its values';
+  const marks = await marksOf(page, 'page.time', title);
+  const part = shown(path, 'page.time', '--from', '10', '--to', '20');
+  assert.equal(marks.max, part.max);
+  const ratio = (column) => Number(marks[column].replace('≈ ', '')) / Number(part[column]);
+  for (const column of ['p50', 'p95', 'p99']) assert.ok(marks[column].startsWith('≈ ') && Math.abs(ratio(column) - 1) < 0.05, `${column} ${marks[column]} ${part[column]}`);
+  const {count, 'at most, between': bounds} = await tooltip(page, 'page.time', title, [0.5, 0.5]);
+  assert.equal(count, part.count);
+  assert.match(bounds, /^[\d.]+ and [\d.]+ ms$/);
   await page.getByRole('button', {name: 'Show the whole run'}).click();
   assert.equal(await plot(page, 'page.time', CUMULATIVE).count(), 1);
 });

@@ -4,8 +4,8 @@ import {clockTick, elapsed, number, secondsAtTime, tick, timeOfRun} from '../../
 import {boundOf, logTicks} from '../../tools/kzstat/page/src/scale.js';
 
 test('numbers are as the command line writes them', () => {
-  const values = [0, 1454, 0.25, -6.4412, 12345.678, 1e18, 0.001234, -0.0001234, 1.234e-7, 1e-300];
-  assert.deepEqual(values.map(number), ['0', '1454', '0.250', '-6.44', '12346', '1.000e+18', '0.0012', '-0.00012', '1.234e-07', '1.000e-300']);
+  const values = [0, 1454, 0.25, -6.4412, 12345.678, 1e18, 0.001234, -0.0001234, 1.234e-7, 1e-300, Infinity, -Infinity];
+  assert.deepEqual(values.map(number), ['0', '1454', '0.250', '-6.44', '12346', '1.000e+18', '0.0012', '-0.00012', '1.234e-07', '1.000e-300', '∞', '-∞']);
 });
 
 test('marks on an axis differ where their values do', () => {

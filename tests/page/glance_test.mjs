@@ -146,6 +146,42 @@ test('the part that a reader chooses by keyboard is in the address', async (t) =
   assert.equal(await tile(page, 'errors'), '3.33 %');
 });
 
+test('the way back leads to what was looked at before', async (t) => {
+  const {page} = await glance(t);
+  const choose = async (from, to) => {
+    await page.getByLabel('From, seconds').fill(from);
+    await page.getByLabel('To, seconds').fill(to);
+    await page.keyboard.press('Enter');
+  };
+  await choose('5', '15');
+  await choose('5', '10');
+  assert.equal(await tile(page, 'requests'), '150');
+  await page.goBack();
+  assert.deepEqual([await tile(page, 'requests'), new URL(page.url()).hash], ['300', '#5-15']);
+  await page.goBack();
+  assert.deepEqual([await tile(page, 'requests'), new URL(page.url()).hash], ['590', '']);
+  assert.equal(await page.getByLabel('To, seconds').inputValue(), '0:20');
+});
+
+test('times that choose no part stay where they are, and it is said why', async (t) => {
+  const {page} = await glance(t);
+  const [from, to] = [page.getByLabel('From, seconds'), page.getByLabel('To, seconds')];
+  const complaint = async (first, second) => {
+    await from.fill(first);
+    await to.fill(second);
+    await page.keyboard.press('Enter');
+    assert.deepEqual([await from.inputValue(), await to.inputValue()], [first, second]);
+    return page.locator('#span-fault').textContent();
+  };
+  assert.equal(await complaint('now', '10'), '“now” is no time: enter seconds or h:mm:ss of the run.');
+  assert.equal(await from.getAttribute('aria-invalid'), 'true');
+  assert.equal(await complaint('10', '5'), 'The part ends before it begins.');
+  assert.equal(await complaint('30', '40'), 'The run ends at 0:20.');
+  assert.equal(await tile(page, 'requests'), '590');
+  assert.equal(await complaint('0:05', '0:10'), '');
+  assert.equal(await tile(page, 'requests'), '150');
+});
+
 test('on the axis of the clock the part is chosen by the clock', async (t) => {
   const {page} = await glance(t, {...SCREEN, timezoneId: 'UTC'}, '#5-10');
   await page.getByRole('button', {name: 'Clock'}).click();
@@ -194,6 +230,20 @@ test('on a narrow screen a name has three numbers and nothing scrolls sideways',
   assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 420);
 });
 
+test('on a narrow screen names have their unit, and the verdict is on one line', async (t) => {
+  const journal = new Journal(t, START, ['request.time p95 < 50ms', 'errors share < 1%', 'no.such p95 < 1ms']);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await newPage(t, {viewport: {width: 420, height: 800}});
+  await page.goto(`file://${reportOf(journal.path)}`);
+  await page.waitForSelector('#lanes canvas');
+  const after = (name) => page.locator(`#table tr[data-name="${name}"] th`).evaluate((cell) => getComputedStyle(cell, '::after').content);
+  assert.equal(await after('login.time'), '" ms"');
+  assert.equal(await after('responses.2xx'), 'none');
+  const {height} = await page.locator('.tile span', {hasText: 'cannot tell'}).boundingBox();
+  assert.ok(height < 20, `${height}`);
+});
+
 test('the conditions of a run are judged', async (t) => {
   const journal = new Journal(t, START, ['request.time p95 < 50ms', 'errors share < 1%', 'no.such p95 < 1ms']);
   journal.showDistributions();
@@ -205,6 +255,44 @@ test('the conditions of a run are judged', async (t) => {
   assert.match(texts[0], /^passed request\.time p95 < 50ms [\d.]+ ms$/);
   assert.match(texts[1], /^FAILED errors share < 1% [\d.]+ %$/);
   assert.match(texts[2], /^cannot tell no\.such p95 < 1ms /);
+});
+
+test('conditions are judged over the whole run while a part is looked at, and it is said so', async (t) => {
+  const journal = new Journal(t, START, ['errors share < 1%']);
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(work(slice));
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}#0-5`);
+  assert.equal(await tile(page, '1 failed, of the whole run'), 'FAILED');
+  assert.equal(await page.locator('#conditions .scope').textContent(), 'Judged over the whole run:');
+  await page.getByRole('button', {name: 'Show the whole run'}).click();
+  assert.equal(await tile(page, '1 failed'), 'FAILED');
+  assert.equal(await page.locator('#conditions .scope').count(), 0);
+});
+
+async function reportOfSlices(test, reported) {
+  const journal = new Journal(test);
+  journal.showDistributions();
+  for (let slice = 1; slice <= SLICES; ++slice) await journal.slice(reported);
+  await journal.end();
+  const page = await newPage(test, SCREEN);
+  await page.goto(`file://${reportOf(journal.path)}`);
+  await page.waitForSelector('#lanes canvas');
+  return page;
+}
+
+test('a run that only counts shows how much and how fast', async (t) => {
+  const page = await reportOfSlices(t, {'clients': ['LoadSize', 3], 'bytes.sent': ['Counter', 900], 'mails.sent': ['Counter', 7], 'mails.lost': ['Counter', 1]});
+  assert.deepEqual([await tile(page, 'mails.sent'), await tile(page, 'mails.sent/s'), await tile(page, 'mails.lost/s'), await tile(page, 'bytes.sent/s'), await tile(page, 'peak load')], ['140', '7', '1', '900 bytes', '3']);
+  assert.equal(await page.getByRole('img', {name: 'Overview, mails.sent/s and load'}).count(), 1);
+  assert.equal(await page.getByRole('img', {name: 'Overview, mails.lost/s'}).count(), 1);
+});
+
+test('a run in which all failed shows the times of the failures', async (t) => {
+  const page = await reportOfSlices(t, {'request.time.failed': ['Timer', 30, 40], 'request.time.failed.timeout': ['TransactionReasonCounter', 2]});
+  assert.equal(await tile(page, 'errors'), '100 %');
+  assert.match(await tile(page, 'p50 of failures'), /^\d+(\.\d+)? ms$/);
+  assert.equal(await page.getByRole('img', {name: 'Overview, p95 of failures and p50 of failures'}).count(), 1);
+  assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'request.time (all failed)');
 });
 
 // How opaque the first lane of the overview is at a part of its width, where nothing but shades and lines are drawn.
@@ -243,15 +331,99 @@ test('a generator that was the bottleneck itself is warned of', async (t) => {
   assert.equal(await page.getByRole('img', {name: 'Overview, processors of the generator'}).count(), 1);
 });
 
+// How many pixels of the lane's canvas are of this colour of the theme, whatever lies over them.
+const pixelsOf = (page, name, colour) => page.getByRole('img', {name}).locator('canvas').evaluate((canvas, variable) => {
+  const probe = document.createElement('canvas').getContext('2d');
+  probe.fillStyle = getComputedStyle(document.documentElement).getPropertyValue(variable);
+  probe.fillRect(0, 0, 1, 1);
+  const wanted = probe.getImageData(0, 0, 1, 1).data;
+  const {data} = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+  let count = 0;
+  for (let i = 0; i < data.length; i += 4) if (wanted.every((part, at) => Math.abs(data[i + at] - part) < 3)) ++count;
+  return count;
+}, colour);
+
+const LANE = 'Overview, requests/s and load';
+
+async function hover(page, second) {
+  const area = page.locator('#lanes .u-over').first();
+  const {width, height} = await area.boundingBox();
+  await area.hover({position: {x: second / SLICES * width, y: height / 2}});
+}
+
+// A run without its slices 6 to 10, whose generator did not run in slices 15 and 16.
+async function interruptedRun(test) {
+  const journal = new Journal(test);
+  for (let slice = 1; slice <= SLICES; ++slice) {
+    if (slice === 14) journal.tell('measured', 3);
+    if (slice > 5 && slice <= 10) journal.lose();
+    else await journal.slice(slice === 15 || slice === 16 ? {} : work(slice));
+  }
+  await journal.end();
+  return journal.path;
+}
+
+test('times without figures are hatched, and told in words', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${reportOf(await interruptedRun(t))}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.deepEqual(await page.locator('#remarks li').allTextContents(), ['no slices from 0:05 to 0:10', 'the generator stood still from 0:14 to 0:16']);
+  assert.ok(await pixelsOf(page, LANE, '--gap') > 100);
+  await hover(page, 8);
+  assert.deepEqual([await page.locator('.tooltip dt').allTextContents(), await page.locator('.tooltip dd').allTextContents()], [['no slices'], ['0:05 – 0:10']]);
+  await hover(page, 15);
+  assert.equal(await page.locator('.tooltip dt', {hasText: 'the generator stood still'}).count(), 1);
+});
+
+test('of many times without figures the longest are told in words, and all notes among few', async (t) => {
+  const gaps = [...Array(12).keys()].map((i) => ({kind: 'missing', from: i, to: i + (i % 3 === 0 ? 0.5 : 0.25), generator: ''}));
+  const path = reportOf(await workingRun(t));
+  writeFileSync(path, readFileSync(path, 'utf8').replace('"interruptions":[]', `"interruptions":${JSON.stringify(gaps)}`)
+    .replace('"notes":[]', `"notes":[{"time":${START + 15},"text":"deployed"}]`));
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${path}`);
+  await page.waitForSelector('#lanes canvas');
+  const texts = await page.locator('#remarks li').allTextContents();
+  assert.deepEqual([texts.length, texts.filter((text) => / to \d+:\d+\.5$/.test(text)).length, ...texts.slice(-2)], [7, 4, '0:15 deployed', 'and 7 more, which the charts mark']);
+});
+
+test('a run without interruptions has no remarks', async (t) => {
+  const {page} = await glance(t);
+  assert.equal(await page.locator('#remarks').isVisible(), false);
+  assert.equal(await pixelsOf(page, LANE, '--gap'), 0);
+});
+
+test('the time in which the generator was the bottleneck is shaded in its lane', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${await saturatedReport(t)}`);
+  await page.waitForSelector('#lanes canvas');
+  const redAt = (second) => page.getByRole('img', {name: /processors/}).locator('canvas').evaluate((canvas, part) => {
+    const scale = devicePixelRatio;
+    const [left, right] = [58, 44].map((room) => room * scale);
+    const at = left + part * (canvas.width - left - right);
+    const [red, green, blue, opacity] = canvas.getContext('2d').getImageData(Math.round(at), 20 * scale, 1, 1).data;
+    return opacity > 0 && red > green && red > blue;
+  }, second / SLICES);
+  assert.deepEqual([await redAt(6.3), await redAt(16.3)], [false, true]);
+});
+
+test('a note has a flag and is listed', async (t) => {
+  const path = reportOf(await workingRun(t));
+  writeFileSync(path, readFileSync(path, 'utf8').replace('"notes":[]', `"notes":[{"time":${START + 5.2},"text":"the system clock was set back by 3 s"}]`));
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${path}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.ok(await pixelsOf(page, LANE, '--flag') > 20);
+  assert.deepEqual(await page.locator('#remarks li').allTextContents(), ['0:05.2 the system clock was set back by 3 s']);
+});
+
 test('a note is read at its flag', async (t) => {
   const path = reportOf(await workingRun(t));
   writeFileSync(path, readFileSync(path, 'utf8').replace('"notes":[]', `"notes":[{"time":${START + 5.2},"text":"deployed"}]`));
   const page = await newPage(t, SCREEN);
   await page.goto(`file://${path}`);
   await page.waitForSelector('#lanes canvas');
-  const area = page.locator('#lanes .u-over').first();
-  const {width, height} = await area.boundingBox();
-  await area.hover({position: {x: 5.2 / SLICES * width, y: height / 2}});
+  await hover(page, 5.2);
   assert.equal(await page.locator('.tooltip dt', {hasText: 'note'}).count(), 1);
 });
 

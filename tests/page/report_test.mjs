@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {join} from 'node:path';
 import {test} from 'node:test';
-import {assertFiguresOf, drawnPixels, newPage, open, tooltip} from './browser.mjs';
+import {assertFiguresOf, cell, drawnPixels, newPage, open, tooltip} from './browser.mjs';
 import {dataOf, Journal, kzstat, NASTY, reportOf, shop, shopRun, START, temporaryFolder} from './runs.mjs';
 
 const SLICES = 60;
@@ -131,6 +131,47 @@ test('is printed with all of its charts', async (t) => {
   await page.evaluate(() => dispatchEvent(new Event('afterprint')));
   assert.ok(await page.locator('.card canvas').count() < 80);
   assert.equal(await page.getByText('Slice length').isVisible(), false);
+});
+
+test('is printed without the charts that are folded, and says so', async (t) => {
+  const journal = new Journal(t);
+  await journal.slice({'login.time': ['Timer', 99], ...Object.fromEntries([...Array(30).keys()].map((i) => [`step.${i}`, ['Timer', i]]))});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  await page.locator('.group[data-group="step"] summary').click();
+  await page.evaluate(() => dispatchEvent(new Event('beforeprint')));
+  assert.deepEqual(await page.locator('.card:visible h3').allTextContents(), ['login.time']);
+  assert.match(await page.locator('#left-out').textContent(), /^Left out: the charts of 30 names, which were folded/);
+  await page.evaluate(() => dispatchEvent(new Event('afterprint')));
+  assert.equal(await page.locator('#left-out').isVisible(), false);
+});
+
+test('of a small run is printed with all charts although they are folded', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, 5))}`);
+  await page.getByRole('button', {name: 'Fold all', exact: true}).click();
+  await page.evaluate(() => dispatchEvent(new Event('beforeprint')));
+  assert.ok(await page.locator('.card canvas').count() >= 5);
+  assert.equal(await page.locator('#left-out').isVisible(), false);
+});
+
+test('of a part of a run that was asked for says so', async (t) => {
+  const path = await shopRun(t, 20);
+  const subtitle = async (...args) => {
+    const page = await open(t, `file://${reportOf(path, ...args)}`);
+    return page.locator('#subtitle').textContent();
+  };
+  assert.match(await subtitle('--from', '5', '--to', '10'), / made of 0:05 – 0:10 of the run only$/);
+  assert.match(await subtitle('--to', '10'), / made of the run up to 0:10 only$/);
+  assert.doesNotMatch(await subtitle(), /made of/);
+});
+
+test('shows infinite values', async (t) => {
+  const journal = new Journal(t);
+  await journal.slice({'ratio': ['Measurement', 1, Infinity], 'depth': ['Measurement', -Infinity]});
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  assert.equal(await cell(page, 'ratio', 'max').textContent(), '∞');
+  assert.equal(await cell(page, 'depth', 'min').textContent(), '-∞');
 });
 
 test('of a merged run names the runs that have slices', async (t) => {

@@ -35,6 +35,11 @@ export class Journal {
     return Number((await this.lines.next()).value);
   }
 
+  // Ends a slice that is not kept.
+  lose() {
+    this.tell('lose');
+  }
+
   // From now on slices show the distributions of these names, of all if there are none.
   showDistributions(...names) {
     this.tell('distributions', ...names);

@@ -33,4 +33,13 @@ TEST(ExactNumber, ReadsBackToTheSameDouble) {
     EXPECT_EQ("0.1", kzterminal::ExactNumber(0.1));
 }
 
+TEST(TimeOfRun, IsToATenthOfASecond) {
+    EXPECT_EQ("0:00", kzterminal::TimeOfRun(0.04));
+    EXPECT_EQ("0:30.5", kzterminal::TimeOfRun(30.46));
+    EXPECT_EQ("1:00", kzterminal::TimeOfRun(59.96));
+    EXPECT_EQ("10:09", kzterminal::TimeOfRun(609));
+    EXPECT_EQ("1:02:03", kzterminal::TimeOfRun(3723));
+    EXPECT_EQ("-0:00.5", kzterminal::TimeOfRun(-0.5));
+}
+
 }  // namespace

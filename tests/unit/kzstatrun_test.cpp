@@ -562,6 +562,22 @@ TEST_F(Run, GoesByWhatItIsToldOfTheLoad) {
     EXPECT_THAT(run->GetLoadEnd(), Optional(0.5));
 }
 
+TEST_F(Run, ForgetsAnEndOfTheLoadThatItWasToldBeforeTheBegin) {
+    GoTo(0.125);
+    run->EndLoad();
+    EXPECT_THAT(run->GetLoadEnd(), Optional(0.125));
+    GoTo(0.25);
+    const CKZStatRunClient client = run->NewClient(1);
+    EXPECT_THAT(run->GetLoadBegin(), Optional(0.25));
+    EXPECT_FALSE(run->GetLoadEnd());
+    GoTo(0.5);
+    run->EndLoad();
+    GoTo(0.75);
+    run->BeginLoad();
+    EXPECT_THAT(run->GetLoadBegin(), Optional(0.75));
+    EXPECT_FALSE(run->GetLoadEnd());
+}
+
 TEST_F(Run, EndsTheLoadWhenItIsFinished) {
     const CKZStatRunClient client = run->NewClient(1);
     GoTo(0.25);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 #include "conditions/failures.h"
 #include "conditions/percentile.h"
@@ -145,6 +146,14 @@ std::vector<Condition> ConditionsOf(const std::vector<std::string>& texts) {
     conditions.reserve(texts.size());
     for (const std::string& text : texts) conditions.push_back(ConditionOf(text));
     return conditions;
+}
+
+void AddNew(std::vector<Condition> given, std::vector<Condition>& conditions) {
+    for (Condition& each : given) {
+        const auto isSame = [&](const Condition& other) { return other.text == each.text; };
+        if (std::none_of(conditions.begin(), conditions.end(), isSame))
+            conditions.push_back(std::move(each));
+    }
 }
 
 }  // namespace kzconditions

@@ -57,6 +57,9 @@ struct Condition {
 Condition ConditionOf(std::string_view text);
 std::vector<Condition> ConditionsOf(const std::vector<std::string>& texts);
 
+/// Adds those of `given` that are not among `conditions`, each once: nothing is judged twice.
+void AddNew(std::vector<Condition> given, std::vector<Condition>& conditions);
+
 }  // namespace kzconditions
 
 #endif

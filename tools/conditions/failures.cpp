@@ -1,5 +1,6 @@
 #include "conditions/failures.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "conditions/condition.h"
@@ -40,14 +41,27 @@ bool IsTransaction(const std::string& name, const Figures& run) {
            (found->type == Types::TransactionTimer || found->type == Types::TransactionCounter);
 }
 
+std::optional<double> PercentOf(double part, double whole) {
+    if (whole == 0) return std::nullopt;
+    return 100 * part / whole;
+}
+
 struct Attempts {
     double failed = 0;
     double all = 0;
+
+    void Add(const std::string& work, const Figures& run) {
+        failed += NumberOf(FailedOf(work), run);
+        all += AttemptsOf(work, run);
+    }
+    std::optional<double> Share() const { return PercentOf(failed, all); }
 };
 
-std::optional<double> Share(double part, double whole) {
-    if (whole == 0) return std::nullopt;
-    return 100 * part / whole;
+/// Other work that never failed may be a part of an attempt, of which failures are not told.
+bool NeverFailedAsATransaction(const std::string& name, const Figures& run) {
+    const auto found = run.Find(name);
+    return found && found->type == CKZStatPointTypeEnum::TransactionTimer &&
+           !run.Find(FailedOf(name));
 }
 
 /// Work whose failures would be errors.
@@ -84,7 +98,7 @@ double NumberOf(const std::string& name, const Figures& run) {
 std::optional<double> ShareOfFailures(const std::string& name, const Figures& run) {
     const std::optional<std::string> work = WorkThatFailed(name, run);
     if (!work) return std::nullopt;
-    return Share(NumberOf(name, run), AttemptsOf(*work, run));
+    return PercentOf(NumberOf(name, run), AttemptsOf(*work, run));
 }
 
 std::optional<double> ShareOfErrors(const Figures& run) {
@@ -95,16 +109,13 @@ std::optional<double> ShareOfErrors(const Figures& run) {
         anyTakesTime = anyTakesTime || TakesTime(name, run);
         const std::optional<std::string> work = WorkThatFailed(name, run);
         // Causes are parts of it.
-        if (!work || name != FailedOf(*work)) continue;
-        Attempts& attempts = IsTransaction(name, run) ? transactions : rest;
-        attempts.failed += NumberOf(name, run);
-        attempts.all += AttemptsOf(*work, run);
+        if (work && name != FailedOf(*work)) continue;
+        if (work)
+            (IsTransaction(name, run) ? transactions : rest).Add(*work, run);
+        else if (NeverFailedAsATransaction(name, run))
+            transactions.Add(name, run);
     }
-    if (transactions.failed > rest.failed) {
-        rest.failed += transactions.failed;
-        rest.all += transactions.all;
-    }
-    const std::optional<double> share = Share(rest.failed, rest.all);
+    const std::optional<double> share = std::max(transactions.Share(), rest.Share());
     return !share && anyTakesTime ? 0 : share;
 }
 

@@ -29,9 +29,10 @@ double NumberOf(const std::string& name, const Figures& run);
 /// attempt, or if there is no such work.
 std::optional<double> ShareOfFailures(const std::string& name, const Figures& run);
 
-/// The failures among the attempts of all work that has failed, in percent. Transactions report
-/// work that has a name of its own once more: they are left out unless more of them have failed
-/// than of the rest. No value if nothing that takes time was attempted.
+/// The failures among the attempts, in percent: the greater one of two shares, that of all
+/// transactions and that of all other work that has failed. Transactions are made of work that has
+/// names of its own; both together would count a failure twice. No value if nothing that takes time
+/// was attempted.
 std::optional<double> ShareOfErrors(const Figures& run);
 
 }  // namespace kzconditions

@@ -23,7 +23,8 @@ struct Judgement {
     std::optional<double> value;   ///< what was measured
     std::optional<double> before;  ///< the same of the baseline, for a change
     std::string unit;              ///< of both: "ms", "%" or empty
-    std::string reason;            ///< why it cannot be told
+    /// Why it cannot be told, or why the run was stopped early; empty for other conditions.
+    std::string reason;
 
     /// "251 ms", "111 ms, before 100 ms", or the reason.
     std::string text;

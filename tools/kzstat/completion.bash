@@ -26,7 +26,7 @@ _kzstat() {
     elif [[ $word == -* ]]; then
         case $command in
             show) words="--sort --follow --percentiles $range --help" ;;
-            report) words="--output $range --help" ;;
+            report) words="--output --least --percentiles $range --help" ;;
             serve) words='--port --bind --token-file --tls-cert --tls-key --help' ;;
             compare) words="--fail-if --least --format --percentiles $range --help" ;;
             verdict) words="--require --conditions --baseline --store --format $range --help" ;;

@@ -2,9 +2,11 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 #include "rw/cstring.h"
 #include "ryp/numbertext.h"
+#include "ryp/truncate.h"
 
 namespace kzterminal {
 namespace {
@@ -43,6 +45,24 @@ std::string ReadableNumber(double value) {
 std::string ExactNumber(double value) {
     char text[64];
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+std::string TimeOfRun(double seconds) {
+    constexpr long long perMinute = 600;
+    constexpr long long perHour = 60 * perMinute;
+    const bool isNegative = seconds <= -0.05;
+    const auto tenths = RyPTruncate<long long>(std::abs(seconds) * 10 + 0.5);
+    const long long minutes = tenths / perMinute;
+    char text[64] = {};
+    if (tenths >= perHour)
+        std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", minutes / 60, minutes % 60,
+                      tenths % perMinute / 10);
+    else
+        std::snprintf(text, sizeof text, "%lld:%02lld", minutes, tenths % perMinute / 10);
+    std::string time = isNegative ? "-" : "";
+    time.append(text);
+    if (tenths % 10 > 0) time.append(".").append(std::to_string(tenths % 10));
+    return time;
 }
 
 }  // namespace kzterminal

@@ -334,6 +334,13 @@ TEST_F(Commands, CompareNeedsTwoSides) {
     }
 }
 
+TEST_F(Commands, ShowTellsThatValuesWhichAreAllTheSameDoNotSpread) {
+    for (const double constant : {0.0, 0.1}) {
+        Make("run", {{constant, constant}, {constant}});
+        EXPECT_THAT(Run({"show", "run"}).lines.back(), testing::Not(HasSubstr("<")));
+    }
+}
+
 TEST_F(Commands, VerdictWarnsOfAGeneratorThatWasItselfTheBottleneck) {
     MemoryRun& run = runs.Make("run");
     SliceMaker maker;
@@ -362,6 +369,32 @@ TEST_F(Commands, VerdictIsByTheConditionsThatTheRunHas) {
                                           "verdict: FAILED, 1 of 2 conditions"));
 }
 
+TEST_F(Commands, VerdictFailsARunThatWasStoppedEarly) {
+    Make("run", {{10, 30}, {20}}).notes = {{1000, "stopped early: errors share > 5%, it is 6 %"}};
+    const Result judged = Run({"verdict", "run", "--require", "login max <= 30ms"});
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, judged.status);
+    EXPECT_THAT(judged.lines, ElementsAre("run: 2 slices", "passed       login max <= 30ms  30 ms",
+                                          "FAILED       not stopped early  errors share > 5%, it is"
+                                          " 6 %",
+                                          "verdict: FAILED, 1 of 2 conditions"));
+    const Result withoutConditions = Run({"verdict", "run"});
+    EXPECT_EQ(kzstatprogram::kDoesNotHold, withoutConditions.status);
+    EXPECT_EQ("verdict: FAILED, 1 of 1 conditions", withoutConditions.lines.back());
+    Make("other", {{10}});
+    const Result compared =
+        Run({"verdict", "other", "--baseline", "run", "--require", "login mean +10%"});
+    EXPECT_EQ(kzstatprogram::kDone, compared.status);
+    EXPECT_EQ("warning: the baseline was stopped early: errors share > 5%, it is 6 %",
+              compared.lines.at(2));
+}
+
+TEST_F(Commands, VerdictJudgesAConditionThatIsGivenTwiceOnce) {
+    Make("run", {{10}});
+    const Result judged =
+        Run({"verdict", "run", "--require", "login max < 1", "--require", " login max < 1"});
+    EXPECT_EQ("verdict: FAILED, 1 of 1 conditions", judged.lines.back());
+}
+
 TEST_F(Commands, CheckAccountsForEveryValue) {
     Make("run", {{10, 30}, {20}});
     const Result checked = Run({"check", "run"});
@@ -375,6 +408,11 @@ TEST_F(Commands, CheckMissesSlicesThatCouldNotBeKept) {
     EXPECT_EQ(kzstatprogram::kDoesNotHold, checked.status);
     EXPECT_THAT(checked.lines,
                 ElementsAre("2 of 5 slices", "after slice 2: 3 slices could not be kept"));
+}
+
+TEST_F(Commands, CheckMissesASingleSlice) {
+    Make("run", {{10, 30}, {20}}).lostSlices = 1;
+    EXPECT_EQ("after slice 2: 1 slice could not be kept", Run({"check", "run"}).lines.back());
 }
 
 TEST_F(Commands, CheckFindsASliceThatIsThereTwice) {
@@ -399,6 +437,46 @@ TEST_F(Commands, ReportDrawsTheRun) {
     const Result reported = Run({"report", "run", "-o", "-"});
     EXPECT_EQ("run: 2 slices\n", reported.error);
     EXPECT_THAT(reported.lines, testing::Contains(HasSubstr(run.facts.id)));
+}
+
+TEST_F(Commands, ReportComparesSeveralRuns) {
+    for (const char* const name : {"a", "b", "c"}) Make(name, {{10, 30}, {20}}).facts.id = name;
+    const Result reported = Run({"report", "a", "b", "c", "-o", "-", "--least", "5"});
+    EXPECT_EQ("a: 2 slices\nb: 2 slices\nc: 2 slices\n", reported.error);
+    EXPECT_THAT(reported.lines, testing::Contains(HasSubstr("\"least_difference\":0.05")));
+    EXPECT_THAT(Run({"report", "a", "b", "--", "c", "-o", "-"}).lines,
+                testing::Contains(HasSubstr("\"samples_are\":\"runs\"")));
+}
+
+TEST_F(Commands, ReportDrawsFromTheBeginOfTheLoadToItsEnd) {
+    for (const char* const name : {"a", "b"}) {
+        MemoryRun& run = Make(name, {{10}, {10}, {10}, {10}});
+        run.facts.id = name;
+        run.SetLoad({0.5, 2.75});
+    }
+    const auto page = [this](std::vector<std::string> options) {
+        options.insert(options.begin(), {"report", "a", "b", "-o", "-"});
+        return Run(std::move(options)).lines;
+    };
+    EXPECT_THAT(page({}), testing::Contains(HasSubstr("\"begin\":0.5,\"end\":2.75")));
+    EXPECT_THAT(page({"--all"}), testing::Contains(HasSubstr("\"begin\":0.0,\"end\":null")));
+    EXPECT_THAT(page({"--from=1"}), testing::Contains(HasSubstr("\"begin\":1.0,\"end\":2.75")));
+}
+
+TEST_F(Commands, ReportRefusesWhatItCannotCompare) {
+    for (const char* const name : {"a", "b"}) Make(name, {{10, 30}, {20}}).facts.id = name;
+    Make("copy", {{10, 30}, {20}}).facts.id = "a";
+    const auto errorOf = [this](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "report");
+        arguments.insert(arguments.end(), {"-o", "-"});
+        return Run(std::move(arguments)).error;
+    };
+    EXPECT_EQ("copy: this run is there twice", errorOf({"a", "b", "copy"}));
+    EXPECT_EQ("a: this run is there twice", errorOf({"a", "--", "a"}));
+    EXPECT_THAT(errorOf({"a", "--"}), StartsWith("name a run, or runs to compare"));
+    EXPECT_THAT(errorOf({"a", "--", "b", "--", "b"}), StartsWith("name a run, or runs"));
+    EXPECT_EQ("--least: one run is not compared", errorOf({"a", "--least", "5"}));
+    EXPECT_EQ("--percentiles: one run is not compared", errorOf({"a", "--percentiles", "9"}));
 }
 
 TEST_F(Commands, FailWhereThereIsNoSuchRun) {

@@ -213,6 +213,26 @@ TEST_F(RunHistoryTest, KeepsTheFiguresUpToDate) {
     EXPECT_EQ(17.75, history.Facts().loadEnd);
 }
 
+TEST_F(RunHistoryTest, LearnsOfInterruptionsAsTheRunGoesOn) {
+    MemoryRun& run = m_runs.Make("run");
+    SliceMaker maker;
+    const auto add = [&](double measured) {
+        kzjournal::Slice slice = SliceOf(maker.NextSlice({}));
+        slice.cost.emplace().measured = measured;
+        run.Add(slice);
+    };
+    add(4);
+    RunHistory history(m_runs, "run", {});
+    ASSERT_EQ(1U, history.Interruptions().size());
+    EXPECT_EQ(4, history.Interruptions()[0].to);
+    maker.NextSlice({});
+    add(3);
+    history.Add(RunHistory::NewsSince(*m_runs.Open("run", 0), history.LastSliceId()));
+    ASSERT_EQ(3U, history.Interruptions().size());
+    EXPECT_EQ(kzstatprogram::Interruption::Missing, history.Interruptions()[1].kind);
+    EXPECT_EQ(5, history.Interruptions()[2].to);
+}
+
 TEST_F(RunHistoryTest, CannotAddALoadThatIsNotWhatItSeemedToBe) {
     const std::string name = Keep(SpreadOver(10));
     const RunHistory withoutLoad(m_runs, name, {});

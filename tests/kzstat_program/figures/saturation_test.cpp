@@ -5,10 +5,9 @@
 
 #include <array>
 #include <atomic>
-#include <cmath>
 #include <thread>
-#include <vector>
 
+#include "conditions/generatorcosts.h"
 #include "journal/temporaryfolder.h"
 #include "kzjournalkeep.h"
 #include "kzjournalreader.h"
@@ -21,59 +20,6 @@ namespace kzstatprogram {
 namespace {
 
 using testing::HasSubstr;
-
-/// Of a process with four processors that had nothing to do in a slice of a second.
-CKZStatSliceCost IdleCost() {
-    CKZStatSliceCost cost;
-    cost.measured = 1;
-    cost.processorTime = cost.busiestThread = cost.longestWait = cost.packTime = cost.listenerTime =
-        0;
-    cost.processors = 4;
-    cost.timerLateness = 0;
-    return cost;
-}
-
-CKZStatSliceCost BusyCost() {
-    CKZStatSliceCost cost = IdleCost();
-    cost.processorTime = 3.8;
-    return cost;
-}
-
-struct Sign {
-    double CKZStatSliceCost::*number;
-    double notYet;
-    double saturated;
-    const char* reason;
-};
-
-TEST(Saturation, OfASliceHasSeveralSigns) {
-    const std::vector<Sign> signs = {
-        {&CKZStatSliceCost::processorTime, 3.19, 3.2, "it used 80 % of the processors"},
-        {&CKZStatSliceCost::busiestThread, 0.94, 0.95, "one of its threads used 95 %"},
-        {&CKZStatSliceCost::longestWait, 0.19, 0.2, "waited for a processor for 20 % of the time"},
-        {&CKZStatSliceCost::startLateness, 0.049, 0.05, "what it had scheduled began 0.050 s late"},
-        {&CKZStatSliceCost::timerLateness, 0.049, 0.05, "its timer woke 0.050 s late"},
-        {&CKZStatSliceCost::packTime, 1, 1.5, "packing and storing a slice took 1.50 s"},
-        {&CKZStatSliceCost::listenerTime, 1, 1.5, "packing and storing a slice took 1.50 s"}};
-    for (const Sign& sign : signs) {
-        SCOPED_TRACE(sign.reason);
-        CKZStatSliceCost cost = IdleCost();
-        cost.*sign.number = sign.notYet;
-        EXPECT_EQ("", WhySaturated(cost, 1));
-        cost.*sign.number = sign.saturated;
-        EXPECT_THAT(WhySaturated(cost, 1), HasSubstr(sign.reason));
-        cost.measured = 0.49;
-        EXPECT_EQ("", WhySaturated(cost, 1));
-    }
-}
-
-TEST(Saturation, IsNotToldByWhatIsUnknown) {
-    EXPECT_EQ("", WhySaturated(CKZStatSliceCost(), 1));
-    EXPECT_FALSE(ProcessorShare(CKZStatSliceCost(), 1));
-    CKZStatSliceCost cost = BusyCost();
-    cost.processors = std::nan("");
-    EXPECT_EQ("", WhySaturated(cost, 1));
-}
 
 class SaturationOfRuns : public testing::Test {
 protected:
@@ -88,9 +34,13 @@ protected:
             run.Add(added);
         }
     }
+    std::optional<Saturation> FindIn(const std::string& name,
+                                     const kzjournal::TimeRange& range = {}) {
+        return FindSaturation(*runs.Open(name, 0), runs, name, range);
+    }
     std::optional<Saturation> Find(const std::string& slices) {
         Add(runs.Make("run"), slices);
-        return FindSaturation(runs, "run");
+        return FindIn("run");
     }
 
     MemoryRuns runs;
@@ -108,7 +58,7 @@ TEST_F(SaturationOfRuns, BeginsWithThreeSlicesInARow) {
     EXPECT_EQ(
         "warning: the generator was saturated from 0:05 on, in 4 of 5 slices: it used 95 % of"
         " the processors that it may use",
-        DescribeSaturation(*found));
+        kzconditions::DescribeSaturation(*found));
 }
 
 TEST_F(SaturationOfRuns, PassesOverSlicesThatWereNotMeasured) {
@@ -119,8 +69,8 @@ TEST_F(SaturationOfRuns, PassesOverSlicesThatWereNotMeasured) {
 
 TEST_F(SaturationOfRuns, IsLookedForInARange) {
     Add(runs.Make("run"), "xxx....");
-    EXPECT_TRUE(FindSaturation(runs, "run", {0, 3}));
-    EXPECT_FALSE(FindSaturation(runs, "run", {2, 7}));
+    EXPECT_TRUE(FindIn("run", {0, 3}));
+    EXPECT_FALSE(FindIn("run", {2, 7}));
 }
 
 TEST_F(SaturationOfRuns, IsFoundAsTheRunGoesOn) {
@@ -129,7 +79,7 @@ TEST_F(SaturationOfRuns, IsFoundAsTheRunGoesOn) {
     SaturationFinder finder(1);
     for (const char* const slices : {".xx", "x", ".x"}) {
         Add(run, slices);
-        finder.Update(*reader);
+        AddNews(*reader, finder);
     }
     ASSERT_TRUE(finder.Get());
     EXPECT_EQ(1, finder.Get()->from);
@@ -148,10 +98,10 @@ TEST_F(SaturationOfRuns, OfAMergedRunIsTheFirstOfItsSources) {
         source.facts = facts;
         Add(source, i == 1 ? "...xxx" : ".xxx");
     }
-    const auto found = FindSaturation(runs, "run");
+    const auto found = FindIn("run");
     ASSERT_TRUE(found);
     EXPECT_EQ(3, found->from);
-    EXPECT_THAT(DescribeSaturation(*found),
+    EXPECT_THAT(kzconditions::DescribeSaturation(*found),
                 HasSubstr("warning: load 2 on host was saturated from 0:03 on, in 3 of 3 slices"));
 }
 
@@ -187,9 +137,10 @@ private:
 };
 
 bool IsSaturatedWithin(double seconds, const std::string& path) {
+    const NamedRuns runs;
     const double end = RyPSysTime() + seconds;
     while (RyPSysTime() < end) {
-        if (FindSaturation(NamedRuns(), path)) return true;
+        if (FindSaturation(*runs.Open(path, 0), runs, path)) return true;
         RyPSleep(0.05);
     }
     return false;

@@ -234,11 +234,12 @@ TEST_F(MergedRun, SpansTheLoadOfAllRuns) {
     EXPECT_EQ("shop", whole.testName);
 
     add(1000, 3, {});
+    inputs.back().lastElapsed = 70;
     inputs.back().run.testName = "other";
-    const kzjournal::Run open = kzstatprogram::MergedRun(opener, inputs).Facts();
-    EXPECT_THAT(open.loadBegin, testing::Optional(3.0));
-    EXPECT_FALSE(open.loadEnd);
-    EXPECT_EQ("", open.testName);
+    const kzjournal::Run killed = kzstatprogram::MergedRun(opener, inputs).Facts();
+    EXPECT_THAT(killed.loadBegin, testing::Optional(3.0));
+    EXPECT_THAT(killed.loadEnd, testing::Optional(70.0));
+    EXPECT_EQ("", killed.testName);
 }
 
 TEST_F(MergedRun, SurvivesTimesThatLeap) {

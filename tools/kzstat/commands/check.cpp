@@ -37,10 +37,10 @@ void CheckSlices(RunReader& run, bool isMerged) {
     const int slices = conservation.Slices();
     const std::string end = "after slice " + std::to_string(conservation.LastSliceId()) + ": ";
     if (const long long missing = std::max(lost, expected - slices); missing > 0)
-        throw Violation(end + std::to_string(missing) + " slices could not be kept");
+        throw Violation(end + SlicesText(missing) + " could not be kept");
     // Asked for again: it has grown by the slices that came meanwhile.
     if (const long long most = run.ExpectedSlices(); most < slices)
-        throw Violation(end + "there should be only " + std::to_string(most) + " slices");
+        throw Violation(end + "there should be only " + SlicesText(most));
 }
 
 /// The slices of a run that the run with this name was made of.

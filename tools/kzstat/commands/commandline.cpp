@@ -139,7 +139,7 @@ void Command::AddFlag(const char* name, bool& value, const char* description) {
 
 Option Command::AddGroups(const char* name, std::vector<std::vector<std::string>>& groups,
                           const char* description) {
-    m_commandWithGroups = m_app.get_name();
+    m_commandsWithGroups.insert(m_app.get_name());
     return Option(*m_app.add_option_function<std::vector<std::string>>(
         name, [&groups](const std::vector<std::string>& words) { groups = GroupsOf(words); },
         description));
@@ -162,7 +162,7 @@ CommandLine::CommandLine(const char* description, const char* program, const cha
 CommandLine::~CommandLine() = default;
 
 Command CommandLine::AddCommand(const char* name, const char* description) {
-    return Command(*m_app->add_subcommand(name, description), m_chosen, m_commandWithGroups);
+    return Command(*m_app->add_subcommand(name, description), m_chosen, m_commandsWithGroups);
 }
 
 void CommandLine::CheckCommand(const std::string& given) const {
@@ -193,7 +193,7 @@ Action CommandLine::Parse(int argc, char** argv) {
 /// In the order that the parser takes: the last one first.
 std::vector<std::string> CommandLine::WordsOf(int argc, char** argv) const {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-    if (!words.empty() && words.front() == m_commandWithGroups)
+    if (!words.empty() && m_commandsWithGroups.count(words.front()) > 0)
         std::replace(words.begin(), words.end(), std::string("--"), kGroupEnd);
     std::reverse(words.begin(), words.end());
     return words;

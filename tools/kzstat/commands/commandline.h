@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,8 +66,8 @@ private:
 /// Declares what one command takes. Belongs to the command line. Compatible.
 class Command {
 public:
-    Command(CLI::App& app, Action& chosen, std::string& commandWithGroups)
-        : m_app(app), m_chosen(chosen), m_commandWithGroups(commandWithGroups) {}
+    Command(CLI::App& app, Action& chosen, std::set<std::string>& commandsWithGroups)
+        : m_app(app), m_chosen(chosen), m_commandsWithGroups(commandsWithGroups) {}
 
     // Each declares an option ("-o,--option") or an argument ("NAME"). Its variable is set by the
     // time that the action runs, and must live until then.
@@ -78,7 +79,7 @@ public:
     Option Add(const char* names, std::optional<std::string>& value, const char* description);
     void AddFlag(const char* name, bool& value, const char* description);
     /// Declares an argument of one value or more, in groups that "--" separates. Options may follow
-    /// it. Of one command at most.
+    /// it.
     Option AddGroups(const char* name, std::vector<std::vector<std::string>>& groups,
                      const char* description);
 
@@ -89,7 +90,7 @@ public:
 private:
     CLI::App& m_app;
     Action& m_chosen;
-    std::string& m_commandWithGroups;
+    std::set<std::string>& m_commandsWithGroups;
 };
 
 /// The command line of a program with commands, of which the user names one. Compatible.
@@ -114,7 +115,7 @@ private:
 
     const std::unique_ptr<CLI::App> m_app;
     Action m_chosen;
-    std::string m_commandWithGroups;  // empty if there is none
+    std::set<std::string> m_commandsWithGroups;
 };
 
 }  // namespace kzstatprogram

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "commands/percentileoption.h"
+#include "commands/comparisonoptions.h"
 #include "commands/rangeoptions.h"
+#include "figures/comparedsides.h"
 #include "figures/comparison.h"
 #include "figures/failcondition.h"
 #include "tables/comparisonjson.h"
@@ -24,10 +25,9 @@ constexpr char kJson[] = "json";
 
 struct CompareOptions {
     std::vector<std::vector<std::string>> groups;
-    double leastPercent = 3;
     std::string format = "table";
     std::vector<std::string> conditions;
-    PercentileOption percentiles;
+    ComparisonOptions comparison;
     RangeOptions range;
 };
 
@@ -47,14 +47,6 @@ Sides SidesOf(const CompareOptions& options) {
     throw UsageError("name two runs, or several runs a side with -- between the sides");
 }
 
-/// What a comparison is of. Its differences point into it.
-struct ComparedSides {
-    ComparedRun before;
-    ComparedRun after;
-    std::vector<std::string> onlyBefore;
-    std::vector<std::string> onlyAfter;
-};
-
 using ReadRun = std::function<ComparedRun(const std::string& path)>;
 
 std::vector<ComparedRun> ReadAll(const Paths& paths, const ReadRun& read) {
@@ -65,16 +57,7 @@ std::vector<ComparedRun> ReadAll(const Paths& paths, const ReadRun& read) {
 
 ComparedSides Read(const Sides& sides, const ReadRun& readBefore, const ReadRun& readAfter) {
     std::vector<ComparedRun> before = ReadAll(sides.before, readBefore);
-    std::vector<ComparedRun> after = ReadAll(sides.after, readAfter);
-    const bool areRunsSamples = before.size() > 1 || after.size() > 1;
-    ComparedSides compared;
-    compared.before = areRunsSamples ? SideOf(std::move(before)) : std::move(before.front());
-    compared.after = areRunsSamples ? SideOf(std::move(after)) : std::move(after.front());
-    compared.onlyBefore = OnlyIn(compared.before, compared.after);
-    compared.onlyAfter = OnlyIn(compared.after, compared.before);
-    AddMissingNames(compared.before, compared.after);
-    AddMissingNames(compared.after, compared.before);
-    return compared;
+    return SidesOf(std::move(before), ReadAll(sides.after, readAfter));
 }
 
 void Print(const std::vector<ComparisonRow>& rows, Output& output) {
@@ -143,7 +126,7 @@ void Print(const FailFindings& findings, Output& output) {
 ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
                             const std::vector<FailCondition>& conditions, const RunOpener& runs,
                             Output& output) {
-    const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
+    const std::vector<Percentile> percentiles = options.comparison.Percentiles();
     const auto read = [&](const std::string& path) {
         const std::unique_ptr<RunReader> run = runs.Open(path);
         output.WriteLine(DescribeJournal(*run, path));
@@ -151,7 +134,7 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
     };
     const ComparedSides compared = Read(sides, read, read);
     const std::vector<Difference> differences =
-        Compare(compared.before, compared.after, options.leastPercent / 100);
+        Compare(compared.before, compared.after, options.comparison.Least());
     const bool areSides = compared.before.sampling == Sampling::Runs;
     Print(RowsOf(differences, percentiles), output);
     PrintReasons(compared, differences, output);
@@ -165,7 +148,7 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
 ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
                               const std::vector<FailCondition>& conditions, const RunOpener& runs,
                               Output& output) {
-    const std::vector<Percentile> percentiles = options.percentiles.Chosen(UsualPercentiles());
+    const std::vector<Percentile> percentiles = options.comparison.Percentiles();
     ComparisonReport report;
     const auto readInto = [&](ComparisonReport::Side& side) {
         return [&options, &runs, &side](const std::string& path) {
@@ -175,12 +158,7 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
         };
     };
     const ComparedSides compared = Read(sides, readInto(report.before), readInto(report.after));
-    report.before.namesOfItAlone = compared.onlyBefore;
-    report.after.namesOfItAlone = compared.onlyAfter;
-    report.sampling = compared.before.sampling;
-    report.least = options.leastPercent / 100;
-    report.reason = ReasonWhyNothingIsTested(compared.before, compared.after);
-    report.differences = Compare(compared.before, compared.after, report.least);
+    report.Add(compared, options.comparison.Least());
     const FailFindings findings = Check(conditions, compared);
     report.failures = findings.failures;
     report.unknown = findings.unknown;
@@ -224,16 +202,11 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
              " or if that of the second run is so ('login.time p95 > 250ms')")
         .ValueName("CONDITION")
         .Repeatable();
-    command.Add("--least", options->leastPercent, "Mark no difference below this many percent")
-        .NotNegative()
-        .ValueName("PERCENT")
-        .ShowsDefault();
     command.Add("--format", options->format, "table, or json for programs")
         .OneOf({options->format, kJson})
         .ValueName("FORMAT")
         .ShowsDefault();
-    options->percentiles.Declare(
-        command, "The percentiles to compare, such as 50,99.9; by default 50,95,99");
+    options->comparison.Declare(command);
     options->range.Declare(command);
     command.Footer(
         "A '*' marks names whose difference is at least that of --least and has p < 0.01. Of two\n"

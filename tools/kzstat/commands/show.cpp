@@ -8,6 +8,7 @@
 #include "commands/commands.h"
 #include "commands/percentileoption.h"
 #include "commands/rangeoptions.h"
+#include "figures/interruptions.h"
 #include "figures/livesummary.h"
 #include "figures/saturation.h"
 #include "figures/statisticscolumns.h"
@@ -46,6 +47,7 @@ using Lines = std::vector<Output::Line>;
 /// What a table shows beside the figures of the range.
 struct Beside {
     std::optional<Saturation> saturation;
+    std::vector<Interruption> interruptions;
     const LatestValues* latest = nullptr;
 };
 
@@ -55,7 +57,10 @@ Lines LinesOf(RunReader& run, std::vector<Statistics> rows, const ShowOptions& o
     Lines lines;
     for (std::string& line : DescribeRun(run, options.range.RangeOf(run)))
         lines.push_back({std::move(line)});
-    if (beside.saturation) lines.push_back({DescribeSaturation(*beside.saturation), Output::Bad});
+    if (beside.saturation)
+        lines.push_back({kzconditions::DescribeSaturation(*beside.saturation), Output::Bad});
+    for (std::string& line : DescribeInterruptions(run, beside.interruptions))
+        lines.push_back({std::move(line), Output::Bad});
     for (std::string& line : DescribeNotes(run)) lines.push_back({std::move(line)});
     const TableContents contents{PercentilesFor(rows, options),
                                  options.percentiles.numbers.has_value(), beside.latest};
@@ -82,6 +87,7 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
     LatestValues latest;
     LiveSummary summary;
     SaturationFinder saturation(run.Facts().sliceLength);
+    InterruptionFinder interruptions(run.Facts().sliceLength);
     kzterminal::Screen screen(output);
     Ending ending = Ending::None;
     do {
@@ -89,9 +95,10 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
         latest.Update(run);
         const SliceRange range = options.range.RangeOf(run);
         summary.Update(run, range);
-        saturation.Update(run);
+        AddNews(run, saturation);
+        interruptions.Update(run);
         screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
-                            {saturation.Get(), &latest}));
+                            {saturation.Get(), interruptions.Get(), &latest}));
     } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
     return ending;
 }
@@ -141,7 +148,8 @@ Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output)
 
 void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
     const SliceRange range = options.range.RangeOf(run);
-    const Beside beside{FindSaturation(runs, options.journal, range.underLoad)};
+    const Beside beside{FindSaturation(run, runs, options.journal, range.underLoad),
+                        FindInterruptions(run, runs, options.journal, range.underLoad)};
     Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
 }
 

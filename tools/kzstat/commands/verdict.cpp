@@ -9,6 +9,7 @@
 #include "commands/commands.h"
 #include "commands/rangeoptions.h"
 #include "conditions/conditionfile.h"
+#include "conditions/earlystop.h"
 #include "figures/figuresofstatistics.h"
 #include "figures/saturation.h"
 #include "figures/statistics.h"
@@ -58,13 +59,12 @@ std::string Write(const VerdictReport& report, const std::string& format) {
 std::vector<Condition> ConditionsOf(const VerdictOptions& options) {
     std::vector<Condition> conditions;
     try {
-        conditions = kzconditions::ConditionsOf(options.conditions);
+        kzconditions::AddNew(kzconditions::ConditionsOf(options.conditions), conditions);
     } catch (const kzjournal::Error& error) {
         throw UsageError("--require", error.what());
     }
     if (options.conditionsFile)
-        for (Condition& each : kzconditions::ReadConditions(*options.conditionsFile))
-            conditions.push_back(std::move(each));
+        kzconditions::AddNew(kzconditions::ReadConditions(*options.conditionsFile), conditions);
     return conditions;
 }
 
@@ -74,6 +74,7 @@ struct JudgedRun {
     std::vector<Statistics> statistics;
     std::vector<std::string> warnings;
     std::vector<std::string> conditions;  ///< that are stored in it
+    std::optional<Judgement> earlyStop;   ///< if it was stopped early
 };
 
 /// What makes the figures of a run say less than they seem to. A format says by itself that it is a
@@ -86,7 +87,8 @@ std::vector<std::string> WarningsOf(RunReader& run, const char* title,
     if (state == State::Lacking) warnings.push_back(std::string(title) + " lacks slices");
     if (state == State::NotEnded)
         warnings.push_back(std::string(title) + " has not ended, or was killed");
-    if (saturation) warnings.push_back(std::string(title) + ": " + SaturationText(*saturation));
+    if (saturation)
+        warnings.push_back(std::string(title) + ": " + kzconditions::SaturationText(*saturation));
     return warnings;
 }
 
@@ -96,8 +98,9 @@ JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const c
     const SliceRange range = options.RangeOf(*run);
     return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
             StatisticsOf(*run, range),
-            WarningsOf(*run, title, FindSaturation(runs, path, range.underLoad)),
-            run->Conditions()};
+            WarningsOf(*run, title, FindSaturation(*run, runs, path, range.underLoad)),
+            run->Conditions(),
+            kzconditions::EarlyStopIn(run->Notes())};
 }
 
 ExitStatus StatusOf(Outcome verdict) {
@@ -108,15 +111,15 @@ ExitStatus StatusOf(Outcome verdict) {
 /// Those that the run does not have yet.
 void Store(const std::vector<Condition>& conditions, const JudgedRun& run) {
     std::vector<std::string> added;
-    const auto isIn = [](const std::vector<std::string>& texts, const std::string& text) {
-        return std::find(texts.begin(), texts.end(), text) != texts.end();
-    };
     for (const Condition& each : conditions)
-        if (!isIn(run.conditions, each.text) && !isIn(added, each.text)) added.push_back(each.text);
+        if (std::find(run.conditions.begin(), run.conditions.end(), each.text) ==
+            run.conditions.end())
+            added.push_back(each.text);
     if (!added.empty()) kzjournal::AddConditions(run.facts.path, added);
 }
 
-/// By what the command line says or else by what the run has stored. `baseline` may be null.
+/// By what the command line says or else by what the run has stored; one that was stopped early
+/// has failed besides. `baseline` may be null.
 std::vector<Judgement> Judge(const std::vector<Condition>& given, const JudgedRun& run,
                              const JudgedRun* baseline) {
     using kzconditions::Demand;
@@ -124,8 +127,11 @@ std::vector<Judgement> Judge(const std::vector<Condition>& given, const JudgedRu
     std::optional<FiguresOfStatistics> before;
     if (baseline != nullptr) before.emplace(kBaseline, baseline->statistics);
     const FiguresOfStatistics* const with = before ? &*before : nullptr;
-    return given.empty() ? kzconditions::JudgeTexts(run.conditions, Demand::Must, figures, with)
-                         : kzconditions::JudgeAll(given, Demand::Must, figures, with);
+    std::vector<Judgement> judgements =
+        given.empty() ? kzconditions::JudgeTexts(run.conditions, Demand::Must, figures, with)
+                      : kzconditions::JudgeAll(given, Demand::Must, figures, with);
+    if (run.earlyStop) judgements.push_back(*run.earlyStop);
+    return judgements;
 }
 
 VerdictReport ReportOf(std::vector<Judgement> judgements, const JudgedRun& run,
@@ -135,6 +141,9 @@ VerdictReport ReportOf(std::vector<Judgement> judgements, const JudgedRun& run,
     report.baseline = baseline->facts;
     report.warnings.insert(report.warnings.end(), baseline->warnings.begin(),
                            baseline->warnings.end());
+    if (baseline->earlyStop)
+        report.warnings.push_back(std::string(kBaseline) +
+                                  " was stopped early: " + baseline->earlyStop->text);
     return report;
 }
 
@@ -145,7 +154,7 @@ ExitStatus Verdict(const VerdictOptions& options, const RunOpener& runs, Output&
     if (options.baseline) journals.push_back(*options.baseline);
     CheckJournals(journals);
     const JudgedRun run = ReadForVerdict(runs, options.journal, kRun, options.range);
-    if (given.empty() && run.conditions.empty())
+    if (given.empty() && run.conditions.empty() && !run.earlyStop)
         throw UsageError(
             "no condition was given, and the run has none; see --require and --conditions");
     std::optional<JudgedRun> baseline;
@@ -186,8 +195,9 @@ void DeclareVerdict(CommandLine& line, const RunOpener& runs) {
         .ShowsDefault();
     options->range.Declare(command);
     command.Footer(
-        "Exits with status 0 if all conditions passed, 1 if one failed, and 2 if one cannot be"
-        " told.\n"
+        "Exits with status 0 if all conditions passed, 1 if one failed or the run was stopped "
+        "early,"
+        " and 2\nif one cannot be told.\n"
         "Example: kzstat verdict run.kzj --require 'request.time p95 < 250ms'");
     command.Does([options, &runs](Output& output) { return Verdict(*options, runs, output); });
 }

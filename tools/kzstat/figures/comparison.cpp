@@ -5,9 +5,6 @@
 namespace kzstatprogram {
 namespace {
 
-/// Rarer than that by chance counts as a change.
-constexpr double kSignificance = 0.01;
-
 /// In parts of a value: what additions may have rounded.
 constexpr double kRounding = 1e-12;
 

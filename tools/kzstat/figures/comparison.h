@@ -12,6 +12,9 @@
 
 namespace kzstatprogram {
 
+/// Rarer than that by chance counts as a change.
+constexpr double kSignificance = 0.01;
+
 /// What a name is compared by: the mean of its values where those spread (timers, measurements),
 /// the rate at which they come where a side has none, the rate of their sum (counters), or the
 /// level (load sizes).

@@ -71,8 +71,10 @@ RunHistory::RunHistory(const Open& open, const Ranges& ranges)
 RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     : m_facts(run.Facts()),
       m_sources(run.Sources()),
+      m_drawn(ranges.drawn),
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_saturation(m_facts.sliceLength),
+      m_interruptions(m_facts.sliceLength, std::max(ranges.drawn.from, 0.0)),
       m_hasEnded(run.HasEnded()),
       m_isAbandoned(run.IsAbandoned()),
       m_lostSlices(LostSlicesOf(run)),
@@ -89,6 +91,7 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     // Slices may come while this is read: all below is of those up to the last one.
     const kzjournal::TimeRange known{ranges.drawn.from, m_elapsed};
     m_slices = run.CountSlices(known);
+    for (const double end : run.SliceEnds(known)) m_interruptions.AddEnd(end);
     m_figuresRange = ranges.figures ? *ranges.figures : SlicesOfTheLoad(run);
     SetLoad(run.Load());
     SliceRange ofFigures = m_figuresRange;
@@ -137,7 +140,9 @@ void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name,
 
 void RunHistory::AddCost(const std::string& generator, const kzjournal::SliceCost& slice) {
     if (IsUnderLoad(slice.elapsed)) m_saturation.Add(generator, slice);
-    const std::optional<double> share = ProcessorShare(slice.cost, m_facts.sliceLength);
+    m_interruptions.AddCost(generator, slice);
+    const std::optional<double> share =
+        kzconditions::ProcessorShare(slice.cost, m_facts.sliceLength);
     if (share && m_grid.Holds(slice.elapsed))
         m_processorShares.Add(m_grid.PlaceOf(slice.elapsed).bucket, {{}, *share});
 }
@@ -259,6 +264,7 @@ void RunHistory::Add(const kzjournal::Slice& slice) {
     m_lastSliceId = slice.id;
     m_elapsed = slice.elapsed;
     ++m_slices;
+    m_interruptions.AddEnd(m_elapsed);
     if (m_figuresRange.Selects(m_elapsed, m_facts.sliceLength))
         m_figures.Add(slice, IsUnderLoad(m_elapsed));
     for (const CKZStatMessageRecord& record : slice.records) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "figures/distributioncourse.h"
+#include "figures/interruptions.h"
 #include "figures/livesummary.h"
 #include "figures/saturation.h"
 #include "figures/slicerange.h"
@@ -67,6 +68,8 @@ public:
     /// With the load as it is known by now.
     const kzjournal::Run& Facts() const { return m_facts; }
     const std::vector<kzjournal::Source>& Sources() const { return m_sources; }
+    /// What was to be drawn.
+    const kzjournal::TimeRange& Drawn() const { return m_drawn; }
     const Grid& TimeGrid() const { return m_grid; }
     const std::map<std::string, Entry>& Names() const { return m_names; }
     /// The sum of all load sizes.
@@ -76,6 +79,8 @@ public:
     const Course& ProcessorShares() const { return m_processorShares; }
     /// Of the generator, or the first one of several; no value if there is none in what is drawn.
     std::optional<Saturation> GetSaturation() const { return m_saturation.Get(); }
+    /// Of the run and its sources, in what is drawn.
+    std::vector<Interruption> Interruptions() const { return m_interruptions.Get(); }
     /// What all slices of the range of the figures say of each name that is in one.
     const std::map<std::string, kzjournal::NameSummary>& Figures() const {
         return m_figures.Names();
@@ -136,11 +141,13 @@ private:
 
     kzjournal::Run m_facts;
     const std::vector<kzjournal::Source> m_sources;
+    const kzjournal::TimeRange m_drawn;
     Grid m_grid;
     std::map<std::string, Entry> m_names;
     Course m_load;
     Course m_processorShares;
     SaturationFinder m_saturation;
+    InterruptionFinder m_interruptions;
     SliceRange m_figuresRange;
     LiveSummary m_figures;
     double m_seconds = 0;

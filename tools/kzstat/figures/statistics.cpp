@@ -15,33 +15,12 @@ namespace kzstatprogram {
 
 using kzconditions::MeaningfulStatistics;
 
-namespace {
-
-/// `kind` is null for a type that has none.
-bool Reads(const CKZStatPointKind* kind, CKZStatPointKind::Reading reading) {
-    return kind != nullptr && kind->reading == reading;
-}
-
-}  // namespace
-
 std::optional<double> QuantileOf(const Statistics& statistics, double quantile) {
     return kzconditions::QuantileOf(statistics.distribution, quantile);
 }
 
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
     return MeaningfulStatistics(record).Current();
-}
-
-bool IsSampled(CKZStatPointTypeEnum::PointType type) {
-    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Sampled);
-}
-
-bool IsLevel(CKZStatPointTypeEnum::PointType type) {
-    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::Level);
-}
-
-bool IsAddedUp(CKZStatPointTypeEnum::PointType type) {
-    return Reads(CKZStatPointKind::Find(type), CKZStatPointKind::AddedUp);
 }
 
 bool IsInBytes(const Statistics& statistics) {

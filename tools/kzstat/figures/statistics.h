@@ -5,12 +5,17 @@
 #include <string>
 #include <vector>
 
+#include "conditions/kinds.h"
 #include "figures/slicerange.h"
 #include "kzstatdistribution.h"
 #include "kzstatmessage.h"
 #include "reading/runreader.h"
 
 namespace kzstatprogram {
+
+using kzconditions::IsAddedUp;
+using kzconditions::IsLevel;
+using kzconditions::IsSampled;
 
 class LiveSummary;
 
@@ -39,17 +44,8 @@ std::optional<double> QuantileOf(const Statistics& statistics, double quantile);
 /// Of the last slice, what the record's kind calls its current value.
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
 
-/// True for kinds whose values are samples, which spread; those of the others are added up.
-bool IsSampled(CKZStatPointTypeEnum::PointType type);
-
-/// True for kinds whose values are a number of events or an amount.
-bool IsAddedUp(CKZStatPointTypeEnum::PointType type);
-
 /// True where the unit is "bytes".
 bool IsInBytes(const Statistics& statistics);
-
-/// True for kinds whose value is the state of a moment.
-bool IsLevel(CKZStatPointTypeEnum::PointType type);
 
 /// What runs through a slice, as the kind of `type` has it; the level of a level. NaN for the other
 /// kinds, and where no level was reported.

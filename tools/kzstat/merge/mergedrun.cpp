@@ -53,18 +53,22 @@ std::string CommonTestName(const std::vector<const MergeInput*>& leaves) {
     return isCommon ? name : "";
 }
 
-/// From the first load that begins to the last one that ends, once all that began have ended.
+/// Of a run that was killed, or that goes on, it is known up to its last slice.
+std::optional<double> LoadEndOf(const MergeInput& leaf) {
+    const kzjournal::Run& run = leaf.run;
+    if (run.loadEnd || !run.loadBegin) return run.loadEnd;
+    return std::max(*run.loadBegin, leaf.lastElapsed);
+}
+
+/// From the first load that begins to the last one that ends.
 void SpanLoad(const std::vector<const MergeInput*>& leaves, kzjournal::Run& run) {
-    bool goesOn = false;
     for (const MergeInput* leaf : leaves) {
         const double offset = leaf->run.startTime - run.startTime;
         const std::optional<double>& begin = leaf->run.loadBegin;
-        const std::optional<double>& end = leaf->run.loadEnd;
+        const std::optional<double> end = LoadEndOf(*leaf);
         if (begin) run.loadBegin = std::min(run.loadBegin.value_or(HUGE_VAL), offset + *begin);
         if (end) run.loadEnd = std::max(run.loadEnd.value_or(-HUGE_VAL), offset + *end);
-        if (begin && !end) goesOn = true;
     }
-    if (goesOn) run.loadEnd.reset();
 }
 
 kzjournal::Run FactsOf(const std::vector<const MergeInput*>& leaves) {

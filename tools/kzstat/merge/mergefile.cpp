@@ -9,6 +9,7 @@
 #include "files/newfile.h"
 #include "kzjournalbulkwriter.h"
 #include "merge/mergenotes.h"
+#include "text/texts.h"
 
 namespace kzstatprogram {
 namespace {
@@ -65,8 +66,8 @@ bool Replaces(const std::string& path, const RunOpener& runs,
         const auto former = kept.find(input.run.id);
         if (former == kept.end()) continue;
         if (former->second > input.slices)
-            Refuse(path, "it holds " + std::to_string(former->second) + " slices of the run " +
-                             input.run.id + ", of which " + input.Text() + " has only " +
+            Refuse(path, "it holds " + SlicesText(former->second) + " of the run " + input.run.id +
+                             ", of which " + input.Text() + " has only " +
                              std::to_string(input.slices));
         kept.erase(former);
     }
@@ -95,6 +96,16 @@ void AddAnnotations(const RunOpener& runs, const std::vector<MergeInput>& inputs
     }
 }
 
+/// What users have added to the merged run at `path`, which is about to be replaced. What they have
+/// added to its parts comes with these, and what its merge has noted is noted anew.
+void KeepAnnotations(const RunOpener& runs, const std::string& path,
+                     kzjournal::BulkWriter& writer) {
+    const std::unique_ptr<RunReader> former = runs.Open(path);
+    for (const kzjournal::Note& note : former->Notes())
+        if (note.source == 0 && !MergeNotes::IsOne(note.text)) writer.AddNote(note);
+    for (const std::string& condition : former->Conditions()) writer.AddCondition(condition, 0);
+}
+
 void CloseSources(const std::vector<MergeInput>& inputs, kzjournal::BulkWriter& writer) {
     for (std::size_t i = 0; i < inputs.size(); ++i)
         writer.CloseSource(static_cast<int>(i) + 1, inputs[i].endTime, inputs[i].lostSlices,
@@ -115,12 +126,14 @@ bool HaveAllEnded(const std::vector<MergeInput>& inputs) {
                        [](const MergeInput& input) { return input.endTime.has_value(); });
 }
 
+/// `former` is the path of a merged run whose annotations are kept; empty if there is none.
 void Write(const RunOpener& runs, const std::vector<MergeInput>& inputs, const std::string& path,
-           const std::function<void(const MergedSlice&)>& visit) {
+           const std::string& former, const std::function<void(const MergedSlice&)>& visit) {
     MergedRun run(runs, inputs);
     kzjournal::BulkWriter writer(path, run.Facts());
     AddSources(inputs, writer);
     AddAnnotations(runs, inputs, writer);
+    if (!former.empty()) KeepAnnotations(runs, former, writer);
     MergeNotes notes(inputs);
     MergedSlice slice;
     while (run.Next(slice)) {
@@ -142,10 +155,11 @@ void MergeInto(const std::string& path, const RunOpener& runs,
     kzfiles::RefuseToOverwrite(PathsOf(inputs), path);
     RefuseAPartOfAnotherRun(path);
     using kzfiles::NewFile;
-    NewFile file(
-        path, Replaces(path, runs, inputs) ? NewFile::Existing::Replace : NewFile::Existing::Keep,
-        NewFile::Readers::Owner);
-    Write(runs, inputs, file.TemporaryPath(), visit);
+    const bool replaces = Replaces(path, runs, inputs);
+    NewFile file(path, replaces ? NewFile::Existing::Replace : NewFile::Existing::Keep,
+                 NewFile::Readers::Owner);
+    const bool hasFormer = replaces && !std::filesystem::is_empty(path);
+    Write(runs, inputs, file.TemporaryPath(), hasFormer ? path : "", visit);
     file.Rename();
 }
 

@@ -11,8 +11,9 @@ namespace kzstatprogram {
 
 /// Makes the journal of the merged run at `path`, with the facts and slices of every run that it
 /// was made of. A merged run that stands there is replaced where all of its runs are merged again,
-/// each with no fewer slices than before. Gaps and restarts are noted in it, and it has not ended
-/// unless all of the runs have. `visit` sees each slice once it is written.
+/// each with no fewer slices than before; notes and conditions that were added to it are kept. Gaps
+/// and restarts are noted in it, and it has not ended unless all of the runs have. `visit` sees
+/// each slice once it is written.
 ///
 /// Throws kzjournal::Error; `path` is then as it was.
 void MergeInto(const std::string& path, const RunOpener& runs,

@@ -17,6 +17,7 @@ void NoteState(RunReader& run, MergeInput& input) {
         input.expectedSlices = run.ExpectedSlices();
     } while (run.LastSliceId() != input.lastSliceId);
     const auto last = run.LastSlice();
+    input.lastElapsed = last ? last->elapsed : 0;
     if (hasEnded) input.endTime = last ? last->endTime : input.run.startTime;
 }
 

@@ -24,6 +24,8 @@ struct MergeInput {
     long long expectedSlices = 0;
     /// In seconds since 1970-01-01 UTC; nothing if the run had not ended.
     std::optional<double> endTime = std::nullopt;
+    /// The end of its last slice, in seconds since its start; 0 without a slice.
+    double lastElapsed = 0;
 
     /// The file, and which of its runs.
     std::string Text() const;

@@ -6,20 +6,35 @@
 namespace kzstatprogram {
 namespace {
 
+constexpr char kGap[] = "gap: no run has slice";
+constexpr char kRestart[] = "restart: ";
+constexpr char kBeginsAgain[] = " begins again in slice ";
+
 std::string GapText(int first, int last, double sliceLength) {
-    const std::string ids = first == last
-                                ? "slice " + std::to_string(first)
-                                : "slices " + std::to_string(first) + " to " + std::to_string(last);
-    return "gap: no run has " + ids + " (" + ReadableNumber((last - first + 1) * sliceLength) +
-           " s)";
+    std::string text = kGap;
+    if (first != last) text.append("s ").append(std::to_string(first)).append(" to");
+    return text.append(" ")
+        .append(std::to_string(last))
+        .append(" (")
+        .append(ReadableNumber((last - first + 1) * sliceLength))
+        .append(" s)");
 }
 
 std::string RestartText(const kzjournal::Run& run, int sliceId) {
-    return "restart: " + kzterminal::Printable(run.generator) + " on " +
-           kzterminal::Printable(run.host) + " begins again in slice " + std::to_string(sliceId);
+    return std::string(kRestart)
+        .append(kzterminal::Printable(run.generator))
+        .append(" on ")
+        .append(kzterminal::Printable(run.host))
+        .append(kBeginsAgain)
+        .append(std::to_string(sliceId));
 }
 
 }  // namespace
+
+bool MergeNotes::IsOne(const std::string& text) {
+    return text.starts_with(kGap) ||
+           (text.starts_with(kRestart) && text.find(kBeginsAgain) != std::string::npos);
+}
 
 std::vector<kzjournal::Note> MergeNotes::Take(const MergedSlice& slice) {
     std::vector<kzjournal::Note> notes;

@@ -18,6 +18,9 @@ public:
     /// `inputs` must outlive this.
     explicit MergeNotes(const std::vector<MergeInput>& inputs) : m_inputs(inputs) {}
 
+    /// Whether the text is that of such a note.
+    static bool IsOne(const std::string& text);
+
     /// Returns what is to be noted of the next slice.
     std::vector<kzjournal::Note> Take(const MergedSlice& slice);
 

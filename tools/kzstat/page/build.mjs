@@ -1,5 +1,5 @@
-// node build.mjs PAGE.cpp: makes one HTML text of the page, everything inlined, and a C++ source of
-// that text, cut in two where the data goes.
+// node build.mjs PAGE.cpp: makes one HTML text of each page, everything inlined, and a C++ source of
+// those texts, cut in two where the data goes.
 
 import {readFileSync, writeFileSync} from 'node:fs';
 import {createRequire} from 'node:module';
@@ -30,12 +30,12 @@ async function bundled(entry) {
 }
 
 // Functions as replacements, since a text would have its $ interpreted.
-async function page() {
-  const style = await bundled('src/style.css');
-  const dark = await bundled('src/dark.css');
-  const script = licenceOf('uplot') + await bundled('src/main.js');
+async function page(folder) {
+  const style = await bundled(`${folder}/style.css`);
+  const dark = await bundled(`${folder}/dark.css`);
+  const script = licenceOf('uplot') + await bundled(`${folder}/main.js`);
   if (script.includes('</script')) throw new Error('the script would end its own element');
-  return readFileSync(here('src/index.html'), 'utf8')
+  return readFileSync(here(`${folder}/index.html`), 'utf8')
     .replace('/*STYLE*/', () => style)
     .replace('/*DARK*/', () => dark)
     .replace('/*SCRIPT*/', () => script);
@@ -47,13 +47,17 @@ function literal(text) {
   return `R"kzpage(${text}${end}`;
 }
 
-const [head, tail] = (await page()).split(DATA);
+const builtPage = (html) => html.split(DATA).map(literal).join(',\n    ');
+
 writeFileSync(process.argv[2], `#include "builtpage.h"
 
 namespace kzstatprogram {
 
-const std::string_view kPageHead = ${literal(head)};
-const std::string_view kPageTail = ${literal(tail)};
+const BuiltPage kRunPage{
+    ${builtPage(await page('src'))}};
+
+const BuiltPage kComparisonPage{
+    ${builtPage(await page('src/comparison'))}};
 
 }  // namespace kzstatprogram
 `);

@@ -5,9 +5,14 @@
 
 namespace kzstatprogram {
 
-// The page, built into one text, before and after the place of the data.
-extern const std::string_view kPageHead;
-extern const std::string_view kPageTail;
+/// A page, built into one text, before and after the place of the data.
+struct BuiltPage {
+    std::string_view head;
+    std::string_view tail;
+};
+
+extern const BuiltPage kRunPage;
+extern const BuiltPage kComparisonPage;
 
 }  // namespace kzstatprogram
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "conditions/earlystop.h"
 #include "conditions/verdict.h"
 #include "figures/figuresofstatistics.h"
 #include "figures/statistics.h"
@@ -21,6 +22,8 @@ constexpr double kMaxExactInteger = 9007199254740992.0;
 
 /// A name more fits into each part.
 constexpr std::size_t kMaxPartBytes = std::size_t{128} << 10;
+
+constexpr std::size_t kMaxInterruptions = 1000;
 
 /// JSON knows neither NaN nor infinity; the absence of a value is told as null.
 Json Number(double value) {
@@ -73,23 +76,47 @@ Json NotesJson(const std::vector<kzjournal::Note>& notes) {
     return all;
 }
 
+/// The bounds that the user gave for what is drawn, null where there is none.
+Json AskedJson(const kzjournal::TimeRange& drawn) {
+    return {{"from", drawn.from > 0 ? Number(drawn.from) : Json(nullptr)},
+            {"to", Number(drawn.to)}};
+}
+
+/// `kind` is "missing" or "standstill"; a generator is told where a source stood still. Of very
+/// many a page draws the longest ones.
+Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
+    Json all = Json::array();
+    for (const Interruption& each : LongestOf(interruptions, kMaxInterruptions))
+        all.push_back({{"kind", each.kind == Interruption::Missing ? "missing" : "standstill"},
+                       {"from", Number(each.from)},
+                       {"to", Number(each.to)},
+                       {"generator", kzterminal::EscapedText(each.generator)}});
+    return all;
+}
+
+/// Infinities are texts.
+Json Figure(const std::optional<double>& value) {
+    if (value && std::isinf(*value)) return *value > 0 ? "Infinity" : "-Infinity";
+    return Number(value);
+}
+
 /// `distribution` is null where none is known.
 Json FiguresJson(const Statistics& s, const CKZStatDistribution* distribution) {
     const auto percentile = [&](double q) {
-        return distribution != nullptr ? Number(distribution->Quantile(q)) : Json(nullptr);
+        return distribution != nullptr ? Figure(distribution->Quantile(q)) : Json(nullptr);
     };
-    return {{"count", Number(s.count)},
-            {"rate", Number(s.rate)},
-            {"min", Number(s.minimum)},
-            {"mean", Number(s.average)},
+    return {{"count", Figure(s.count)},
+            {"rate", Figure(s.rate)},
+            {"min", Figure(s.minimum)},
+            {"mean", Figure(s.average)},
             {"p50", percentile(0.50)},
             {"p95", percentile(0.95)},
             {"p99", percentile(0.99)},
-            {"max", Number(s.maximum)},
-            {"stddev", s.deviation ? Number(s.deviation->value) : Json(nullptr)},
+            {"max", Figure(s.maximum)},
+            {"stddev", s.deviation ? Figure(s.deviation->value) : Json(nullptr)},
             {"stddevError", s.deviation ? Number(s.deviation->error) : Json(nullptr)},
-            {"sum", Number(s.sum)},
-            {"last", Number(s.current)}};
+            {"sum", Figure(s.sum)},
+            {"last", Figure(s.current)}};
 }
 
 template <class Field>
@@ -232,11 +259,15 @@ Statistics StatisticsIn(const std::string& name, const RunHistory::Entry& entry,
     return StatisticsOf(FiguresOf(name, entry, history), history.Seconds());
 }
 
+/// Null if it is not known.
+const CKZStatDistribution* DistributionOf(const Statistics& statistics) {
+    return statistics.distribution ? &*statistics.distribution : nullptr;
+}
+
 Json NameJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history,
               const PageState& page) {
     const Statistics statistics = StatisticsIn(name, entry, history);
-    const CKZStatDistribution* const distribution =
-        statistics.distribution ? &*statistics.distribution : nullptr;
+    const CKZStatDistribution* const distribution = DistributionOf(statistics);
     const std::size_t from = page.firstBucketMissing;
     Json json = {{"name", kzterminal::EscapedText(statistics.name)},
                  {"type", Types::GetStringFromEnumType(entry.latest.type)},
@@ -254,6 +285,33 @@ Json NameJson(const std::string& name, const RunHistory::Entry& entry, const Run
     return json;
 }
 
+Json MeanSeries(const Course& course) {
+    Json series = Json::array();
+    for (const Bucket& bucket : course.Buckets())
+        series.push_back(bucket.count > 0 ? RoundedNumber(bucket.sum / bucket.count)
+                                          : Json(nullptr));
+    return series;
+}
+
+/// Only samples have a distribution to compare.
+Json CurveJson(const std::string& name, const RunHistory::Entry& entry, const RunHistory& history) {
+    const Types::PointType type = entry.latest.type;
+    const Statistics statistics = StatisticsIn(name, entry, history);
+    Json course = Json::object();
+    if (IsSampled(type) && !entry.distributions.IsEmpty())
+        course["p95"] = PercentileSeries(entry, 0, &BucketPercentiles::p95);
+    else if (IsSampled(type))
+        course["mean"] = MeanSeries(entry.course);
+    if (IsLevel(type))
+        course["flow"] = LevelSeries(entry.course, 0);
+    else if (!std::isnan(FlowOf(type, {})))
+        course["flow"] = Series(entry.course, 0, &Bucket::flow);
+    return {{"name", kzterminal::EscapedText(statistics.name)},
+            {"max", Number(statistics.maximum)},
+            {"course", course},
+            {"cumulative", IsSampled(type) ? CumulativeJson(DistributionOf(statistics)) : Json()}};
+}
+
 /// How many slices each bucket holds. A name that comes late is missing in the first ones.
 Json SlicesJson(const RunHistory& history, std::size_t from) {
     std::vector<int> slices;
@@ -268,16 +326,23 @@ Json SlicesJson(const RunHistory& history, std::size_t from) {
     return json;
 }
 
-/// What the run was to meet, judged by the figures.
-Json ConditionsJson(const RunHistory& history) {
-    Json all = Json::array();
-    if (history.Conditions().empty()) return all;
+/// By the figures; nothing where the run was to meet nothing.
+std::vector<kzconditions::Judgement> JudgeConditions(const RunHistory& history) {
+    if (history.Conditions().empty()) return {};
     std::vector<Statistics> statistics;
     for (const auto& [name, entry] : history.Names())
         statistics.push_back(StatisticsIn(name, entry, history));
     const FiguresOfStatistics figures("the run", statistics);
-    for (const kzconditions::Judgement& judgement :
-         kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures))
+    return kzconditions::JudgeTexts(history.Conditions(), kzconditions::Demand::Must, figures);
+}
+
+/// What the run was to meet. One that was stopped early has failed besides.
+Json ConditionsJson(const RunHistory& history) {
+    std::vector<kzconditions::Judgement> judgements = JudgeConditions(history);
+    if (auto stop = kzconditions::EarlyStopIn(history.Notes()))
+        judgements.push_back(std::move(*stop));
+    Json all = Json::array();
+    for (const kzconditions::Judgement& judgement : judgements)
         all.push_back({{"text", kzterminal::EscapedText(judgement.condition)},
                        {"outcome", kzconditions::TextOf(judgement.outcome)},
                        {"measured", kzterminal::EscapedText(judgement.text)}});
@@ -299,7 +364,9 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"hasEnded", history.HasEnded()},
             {"isAbandoned", history.IsAbandoned()},
             {"lostSlices", history.LostSlices()},
+            {"asked", AskedJson(history.Drawn())},
             {"notes", NotesJson(history.Notes())},
+            {"interruptions", InterruptionsJson(history.Interruptions())},
             {"conditions", ConditionsJson(history)},
             {"lastSliceId", history.LastSliceId()},
             {"elapsed", Number(history.Elapsed())},
@@ -316,10 +383,10 @@ Json PageWithoutNames(const RunHistory& history, const PageState& page) {
             {"processorShare", ShareSeries(history.ProcessorShares(), from)},
             {"saturatedFrom",
              history.GetSaturation() ? Number(history.GetSaturation()->from) : Json(nullptr)},
-            {"saturation",
-             history.GetSaturation()
-                 ? Json(kzterminal::EscapedText(DescribeSaturation(*history.GetSaturation())))
-                 : Json(nullptr)},
+            {"saturation", history.GetSaturation()
+                               ? Json(kzterminal::EscapedText(
+                                     kzconditions::DescribeSaturation(*history.GetSaturation())))
+                               : Json(nullptr)},
             {"ranks", Ranks()}};
 }
 
@@ -361,8 +428,31 @@ PagePart NextPagePart(const RunHistory& history, const PageState& page,
     return part;
 }
 
+std::string CurvesJson(const RunHistory& history) {
+    Json json = PageWithoutNames(history, {});
+    Json& names = json["names"] = Json::array();
+    for (const auto& [name, entry] : history.Names())
+        names.push_back(CurveJson(name, entry, history));
+    return json.dump();
+}
+
+Json NamesJson(const std::vector<Statistics>& names) {
+    Json json = Json::array();
+    for (const Statistics& each : names)
+        json.push_back({{"name", kzterminal::EscapedText(each.name)},
+                        {"type", Types::GetStringFromEnumType(each.type)},
+                        {"unit", each.unit},
+                        {"isLevel", IsLevel(each.type)},
+                        {"figures", FiguresJson(each, DistributionOf(each))}});
+    return json;
+}
+
+std::string PageWith(const BuiltPage& page, const std::string& json) {
+    return std::string(page.head) + InsideScript(json) + std::string(page.tail);
+}
+
 std::string PageWith(const std::string& json) {
-    return std::string(kPageHead) + InsideScript(json) + std::string(kPageTail);
+    return PageWith(kRunPage, json);
 }
 
 std::string PageWithoutData() {

@@ -2,10 +2,14 @@
 #define KZSTATPROGRAM_PAGEJSON_H
 
 #include <cstddef>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "figures/runhistory.h"
+#include "figures/statistics.h"
+#include "page/builtpage.h"
 
 namespace kzstatprogram {
 
@@ -33,7 +37,15 @@ struct PagePart {
 PagePart NextPagePart(const RunHistory& history, const PageState& page,
                       const std::optional<PagePart>& before);
 
-/// The page with data in it, which then needs nothing else.
+/// What is drawn of a run over other runs: all but the figures and the heat maps. A course has the
+/// 95th percentile of values, or their mean without distributions.
+std::string CurvesJson(const RunHistory& history);
+
+/// Names with their figures.
+nlohmann::ordered_json NamesJson(const std::vector<Statistics>& names);
+
+/// A page with data in it, which then needs nothing else.
+std::string PageWith(const BuiltPage& page, const std::string& json);
 std::string PageWith(const std::string& json);
 
 /// The page without data: it asks the server that it came from.

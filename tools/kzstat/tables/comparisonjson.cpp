@@ -88,18 +88,31 @@ Json JsonOf(const ComparisonReport::Side& side) {
 
 }  // namespace
 
-std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>& percentiles) {
+void ComparisonReport::Add(const ComparedSides& sides, double leastDifference) {
+    before.namesOfItAlone = sides.onlyBefore;
+    after.namesOfItAlone = sides.onlyAfter;
+    sampling = sides.before.sampling;
+    least = leastDifference;
+    reason = ReasonWhyNothingIsTested(sides.before, sides.after);
+    differences = Compare(sides.before, sides.after, least);
+}
+
+Json ComparisonJson(const ComparisonReport& report, const std::vector<Percentile>& percentiles) {
     Json names = Json::array();
     for (const Difference& each : report.differences) names.push_back(JsonOf(each, percentiles));
-    const Json json{{"first", JsonOf(report.before)},
-                    {"second", JsonOf(report.after)},
-                    {"samples_are", report.sampling == Sampling::Runs ? "runs" : "slices"},
-                    {"least_difference", report.least},
-                    {"nothing_tested_because", report.reason ? Json(*report.reason) : Json()},
-                    {"names", names},
-                    {"failures", report.failures},
-                    {"cannot_tell", report.unknown}};
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return {{"first", JsonOf(report.before)},
+            {"second", JsonOf(report.after)},
+            {"samples_are", report.sampling == Sampling::Runs ? "runs" : "slices"},
+            {"least_difference", report.least},
+            {"nothing_tested_because", report.reason ? Json(*report.reason) : Json()},
+            {"names", names},
+            {"failures", report.failures},
+            {"cannot_tell", report.unknown}};
+}
+
+std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>& percentiles) {
+    return ComparisonJson(report, percentiles).dump(2, ' ', false, Json::error_handler_t::replace) +
+           "\n";
 }
 
 }  // namespace kzstatprogram

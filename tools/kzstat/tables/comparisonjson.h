@@ -1,10 +1,12 @@
 #ifndef KZSTATPROGRAM_COMPARISONJSON_H
 #define KZSTATPROGRAM_COMPARISONJSON_H
 
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "figures/comparedsides.h"
 #include "figures/comparison.h"
 #include "text/percentile.h"
 
@@ -29,10 +31,16 @@ struct ComparisonReport {
     std::vector<Difference> differences;
     std::vector<std::string> failures;  ///< of conditions, a line each
     std::vector<std::string> unknown;   ///< the same of those that cannot be told
+
+    /// Compares the sides, which must outlive this: all but their runs, and conditions.
+    void Add(const ComparedSides& sides, double leastDifference);
 };
 
-/// An object, with a line end. null for what is missing, NaN and infinities; bytes that are no
-/// UTF-8 become U+FFFD.
+/// null for what is missing, NaN and infinities; texts as they are.
+nlohmann::ordered_json ComparisonJson(const ComparisonReport& report,
+                                      const std::vector<Percentile>& percentiles);
+
+/// The same as an object of lines; bytes that are no UTF-8 become U+FFFD.
 std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>& percentiles);
 
 }  // namespace kzstatprogram

@@ -10,20 +10,6 @@ namespace {
 
 using kzterminal::Table;
 
-/// What the means are means of.
-std::string QuantityOf(const Difference& difference) {
-    switch (difference.tested) {
-        case Tested::Means:
-            return std::string("mean ") + difference.before->unit;
-        case Tested::RatesOfValues:
-            return "values/s";
-        case Tested::Levels:
-            return "level";
-        default:
-            return "rate/s";
-    }
-}
-
 std::string Cell(const std::optional<double>& value) {
     return value ? ReadableNumber(*value) : "-";
 }
@@ -47,6 +33,19 @@ std::string ProbabilityCell(const std::optional<double>& probability) {
 }
 
 }  // namespace
+
+std::string QuantityOf(const Difference& difference) {
+    switch (difference.tested) {
+        case Tested::Means:
+            return std::string("mean ") + difference.before->unit;
+        case Tested::RatesOfValues:
+            return "values/s";
+        case Tested::Levels:
+            return "level";
+        default:
+            return "rate/s";
+    }
+}
 
 std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
                                   const std::vector<Percentile>& percentiles) {

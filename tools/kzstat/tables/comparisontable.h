@@ -21,6 +21,9 @@ struct ComparisonRow {
     bool isMarked = false;
 };
 
+/// What the means of a difference are means of, with its unit.
+std::string QuantityOf(const Difference& difference);
+
 /// For each difference a row of what was tested and, below it, a row per percentile where the
 /// values are samples: as rows, any number of percentiles fits a terminal.
 std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,

@@ -21,6 +21,7 @@ using kzterminal::Output;
 using kzterminal::Table;
 
 constexpr std::size_t kMaxNotes = 10;
+constexpr std::size_t kMaxInterruptions = 5;
 
 constexpr std::size_t kMinNameColumns = 16;
 constexpr std::size_t kMinShareOfNames = 5;  // a fifth
@@ -70,10 +71,13 @@ private:
         return Cell(row, value) + (lacksUnit ? std::string(" ") + row.unit : "");
     }
 
-    /// A deviation that rounding may have made up is shown as the bound that it stays below.
+    /// A deviation that rounding may have made up is shown as the bound that it stays below. Values
+    /// that are all the same have none.
     std::string DeviationCell(const Statistics& row) const {
         const CKZStatDeviation& deviation = *row.deviation;
-        if (deviation.value <= deviation.error && deviation.error > 0)
+        const bool isBelowRounding = deviation.value <= deviation.error;
+        if (isBelowRounding && row.minimum && row.minimum == row.maximum) return Cell(row, 0);
+        if (isBelowRounding && deviation.error > 0)
             return std::string("<").append(Cell(row, deviation.value + deviation.error));
         return Cell(row, deviation.value);
     }
@@ -180,6 +184,21 @@ std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
     if (range.isOfLoad)
         lines.push_back(LoadText(range.load) + ", " + std::to_string(chosen) + " of " +
                         std::to_string(all) + " slices");
+    return lines;
+}
+
+std::vector<std::string> DescribeInterruptions(RunReader& run,
+                                               const std::vector<Interruption>& interruptions) {
+    const bool isMerged = !run.Sources().empty();
+    std::vector<Interruption> told;
+    for (const Interruption& each : interruptions)
+        if (!isMerged || each.kind != Interruption::Missing) told.push_back(each);
+    std::vector<std::string> lines;
+    for (const Interruption& each : LongestOf(told, kMaxInterruptions))
+        lines.push_back(InterruptionText(each));
+    if (told.size() > lines.size())
+        lines.push_back("... and " + std::to_string(told.size() - lines.size()) +
+                        " shorter times without figures");
     return lines;
 }
 

@@ -1,7 +1,5 @@
 #include "text/texts.h"
 
-#include <cmath>
-#include <cstdio>
 #include <ctime>
 
 #include "kzstatpointkind.h"
@@ -27,30 +25,15 @@ std::string WallClock(double secondsSince1970) {
     return text;
 }
 
-std::string TimeOfRun(double seconds) {
-    constexpr long long perMinute = 600;
-    constexpr long long perHour = 60 * perMinute;
-    const bool isNegative = seconds <= -0.05;
-    const auto tenths = RyPTruncate<long long>(std::abs(seconds) * 10 + 0.5);
-    const long long minutes = tenths / perMinute;
-    char text[64] = {};
-    if (tenths >= perHour)
-        std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", minutes / 60, minutes % 60,
-                      tenths % perMinute / 10);
-    else
-        std::snprintf(text, sizeof text, "%lld:%02lld", minutes, tenths % perMinute / 10);
-    std::string time = isNegative ? "-" : "";
-    time.append(text);
-    if (tenths % 10 > 0) time.append(".").append(std::to_string(tenths % 10));
-    return time;
+std::string SlicesText(long long slices) {
+    return std::to_string(slices) + (slices == 1 ? " slice" : " slices");
 }
 
 std::string CompletenessText(RunReader& run) {
     const kzjournal::Completeness completeness = run.GetCompleteness();
-    std::string text = std::to_string(completeness.slices);
+    std::string text = SlicesText(completeness.expectedSlices);
     if (completeness.expectedSlices > completeness.slices)
-        text += " of " + std::to_string(completeness.expectedSlices);
-    text += completeness.expectedSlices == 1 ? " slice" : " slices";
+        text.insert(0, std::to_string(completeness.slices) + " of ");
     if (completeness.state != kzjournal::Completeness::NotEnded) return text;
     // A merge is never written through a log.
     const bool lacksLog = completeness.lacksLog && run.Sources().empty();

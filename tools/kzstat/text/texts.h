@@ -6,6 +6,7 @@
 #include "kzstatpointtypeenum.h"
 #include "reading/runreader.h"
 #include "rw/cstring.h"
+#include "terminal/numbers.h"
 
 namespace kzstatprogram {
 
@@ -17,8 +18,10 @@ std::string TypeText(CKZStatPointTypeEnum::PointType type);
 /// "2026-11-21 20:15:00 UTC".
 std::string WallClock(double secondsSince1970);
 
-/// "0:30.5", "1:02:03": a moment of a run, to a tenth of a second.
-std::string TimeOfRun(double seconds);
+using kzterminal::TimeOfRun;
+
+/// "1 slice", "2 slices".
+std::string SlicesText(long long slices);
 
 /// How much of a run is stored: "1 slice", "8 of 10 slices" or "not ended, at least 8 slices".
 /// Throws kzjournal::Error.

@@ -9,7 +9,13 @@ export function spanInAddress() {
   return from < to ? [from, to] : null;
 }
 
+const addressOf = (span) => (span ? `#${span.map(number).join('-')}` : location.pathname + location.search);
+
+// The way back leads to what was looked at before.
 export function tellAddress(span) {
-  const hash = span ? `#${span.map(number).join('-')}` : '';
-  if (hash !== location.hash) history.replaceState(null, '', hash || location.pathname + location.search);
+  if (span ? addressOf(span) !== location.hash : location.hash) history.pushState(null, '', addressOf(span));
+}
+
+export function replaceAddress(span) {
+  history.replaceState(null, '', addressOf(span));
 }

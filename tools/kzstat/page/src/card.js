@@ -1,18 +1,14 @@
 // The charts of a name, or of a few that belong together.
 
-import {CumulativePlot} from './cumulativeplot.js';
 import {offerPicture} from './exports.js';
-import {StackPlot} from './stackplot.js';
-import {timePlots} from './timeplots.js';
 import {hideTooltip} from './tooltip.js';
 
 const LEGEND_HEIGHT = 16;
 const HEADING_HEIGHT = 22;
 
-const plotsOf = (name, isPart) => [...timePlots(name), ...(name.cumulative ? [new CumulativePlot(isPart)] : [])];
-
 export class Card {
-  constructor(drawing, id) {
+  constructor(drawing, id, plotsOf) {
+    this.plotsOf = plotsOf;
     this.drawn = [];
     this.element = document.createElement('article');
     this.element.className = 'card';
@@ -43,7 +39,7 @@ export class Card {
   }
 
   wanted(view = null) {
-    return this.drawing.isStack ? [new StackPlot(this.drawing.prefix)] : plotsOf(this.subject(), Boolean(view?.zoom));
+    return this.plotsOf(this.drawing, view);
   }
 
   // Keeps its place on the page while it holds no charts.

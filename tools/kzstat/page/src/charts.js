@@ -2,10 +2,12 @@
 // hundreds of canvases would take more memory than a browser has.
 
 import {Card} from './card.js';
-import {drawingsOf, prefixOf} from './drawings.js';
+import {prefixOf} from './drawings.js';
 import {compare} from './table.js';
 
 const NEAR_THE_SCREEN = '400px';
+// Cards of a run that is printed although all are folded.
+const MOST_PRINTED_FOLDED = 24;
 
 class Group {
   constructor(prefix) {
@@ -31,8 +33,11 @@ class Group {
 }
 
 export class Charts {
-  constructor(container) {
+  // `drawingsOf(names)` tells what a card each is of; `plotsOf(drawing, view)` makes the plots of one.
+  constructor(container, drawingsOf, plotsOf) {
     this.container = container;
+    this.drawingsOf = drawingsOf;
+    this.plotsOf = plotsOf;
     this.groups = new Map();
     this.cards = new Map();
     this.cardOf = new Map();
@@ -46,7 +51,7 @@ export class Charts {
   show(view) {
     const isFirst = this.cards.size === 0;
     this.view = view;
-    const drawings = drawingsOf(view.run.names).sort((a, b) => compare(a.key, b.key));
+    const drawings = this.drawingsOf(view.run.names).sort((a, b) => compare(a.key, b.key));
     const keys = new Set(drawings.map(({key}) => key));
     for (const key of [...this.cards.keys()]) if (!keys.has(key)) this.remove(key);
     this.cardOf.clear();
@@ -72,7 +77,7 @@ export class Charts {
 
   // Behind those that are there, so that these stay where they are.
   add(drawing) {
-    const card = new Card(drawing, `card-${++this.ids}`);
+    const card = new Card(drawing, `card-${++this.ids}`, this.plotsOf);
     this.cards.set(drawing.key, card);
     this.groupOf(drawing.names[0].name).cards.append(card.element);
     this.observer.observe(card.element);
@@ -146,15 +151,20 @@ export class Charts {
     for (const card of this.near) card.resize();
   }
 
-  // Draws every card that is shown, wherever it is, until `drawNear` is called. Widths are asked for at once, since
-  // each question after a change lays the page out.
-  drawAll() {
+  // Draws every card that is shown and unfolded, wherever it is, until `drawNear` is called; those of a small run also
+  // where all are folded. Returns the names that are left out. Widths are asked for at once, since each question after
+  // a change lays the page out.
+  drawForPaper() {
     this.observer.disconnect();
     this.foldingBefore = this.folding();
-    this.unfold(true);
-    const shown = [...this.cards.values()].filter(({element}) => !element.hidden);
-    const widths = shown.map((card) => card.width());
-    shown.forEach((card, i) => card.draw(this.view, widths[i]));
+    const offered = [...this.cards.values()].filter(({element}) => !element.hidden);
+    const isUnfolded = ({element}) => element.closest('details').open;
+    if (offered.length <= MOST_PRINTED_FOLDED && !offered.some(isUnfolded)) this.unfold(true);
+    const printed = new Set(offered.filter(isUnfolded));
+    const widths = [...printed].map((card) => card.width());
+    [...printed].forEach((card, i) => card.draw(this.view, widths[i]));
+    const leftOut = [...this.cards.values()].filter((card) => !printed.has(card));
+    return leftOut.flatMap(({drawing}) => drawing.names);
   }
 
   drawNear() {

@@ -4,8 +4,9 @@ import {byCount, causeColumns, causeRows} from './causes.js';
 import {save} from './exports.js';
 import {momentOf, number} from './format.js';
 import {byHurt, operationRow, OPERATIONS, withUnits} from './operations.js';
-import {mainOperation, nounOf, operationsOf, tellsFailures} from './outcomes.js';
+import {mainCounters, mainOperation, nounOf, operationsOf, tellsFailures} from './outcomes.js';
 import {Overview} from './overview.js';
+import {showRemarks} from './remarks.js';
 import {showConditions, showTiles, showTitle, showWarning} from './summary.js';
 import {Table} from './table.js';
 
@@ -38,11 +39,13 @@ export class FirstScreen {
     const work = mainOperation(operations);
     const noun = work ? nounOf(work) : '';
     showTitle(view);
-    showTiles(view, rows.find(({operation}) => operation === work) ?? null, noun);
+    const counters = work ? [] : mainCounters(view.run.names);
+    showTiles(view, rows.find(({operation}) => operation === work) ?? null, noun, counters);
     showWarning(view);
     showConditions(view);
     byId('work').textContent = work?.name ?? '';
-    this.overview.show(view, {work, noun, areFailuresTold: areFailuresTold && Boolean(work)});
+    this.overview.show(view, {work, noun, counters, areFailuresTold: areFailuresTold && Boolean(work)});
+    showRemarks(byId('remarks'), view);
     this.showOperations(rows, areFailuresTold);
     this.showCauses(causeRows(rows, view), operations, view);
   }

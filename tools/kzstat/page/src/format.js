@@ -27,6 +27,7 @@ function fixed(size, decimals) {
 export function number(value) {
   if (value === null || value === undefined) return '–';
   const size = Math.abs(value);
+  if (size === Infinity) return value < 0 ? '-∞' : '∞';
   const isReadable = size === 0 || (size >= LEAST_READABLE && size < MOST_READABLE);
   if (!isReadable) return value.toExponential(3).replace(/e-(\d)$/, 'e-0$1');
   return (value < 0 ? '-' : '') + fixed(size, decimalsOf(size));

@@ -1,23 +1,24 @@
-import {spanInAddress, tellAddress} from './address.js';
+import {replaceAddress, spanInAddress, tellAddress} from './address.js';
 import {ALL_NAMES, tabled} from './allnames.js';
 import {Charts} from './charts.js';
+import {drawingsOf} from './drawings.js';
 import {save} from './exports.js';
 import {FirstScreen} from './firstscreen.js';
-import {elapsed, secondsAtTime, secondsIn, timeOfRun} from './format.js';
 import {follow} from './live.js';
 import {keepingPlace} from './place.js';
-import {updated} from './run.js';
+import {plotsOf} from './plots.js';
+import {jsonOf, updated, withInfinities} from './run.js';
+import {SpanForm} from './spanform.js';
 import {showState, stateOf} from './summary.js';
 import {Table} from './table.js';
 import {offerPrinting, offerThemes} from './theme.js';
 import {viewOf} from './view.js';
 
-const MIN_FIELD_SIZE = 7;  // characters
-
 const byId = (id) => document.getElementById(id);
-const charts = new Charts(byId('charts'));
+const charts = new Charts(byId('charts'), drawingsOf, plotsOf);
 const firstScreen = new FirstScreen((name) => charts.reveal(name));
 const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arrange, onChosen: ({name}) => charts.reveal(name)});
+const spanForm = new SpanForm(byId('span'), {whole: byId('whole'), fault: byId('span-fault')}, setZoom);
 let run = null;
 let axis = 'elapsed';
 let zoom = spanInAddress();
@@ -60,36 +61,21 @@ function offerTypes() {
   byId('type').value = types.includes(chosen) ? chosen : '';
 }
 
-// A moment of the run as the axis tells it, and the moment of a text.
-const momentText = (moment) => (axis === 'clock' ? timeOfRun(moment, run.run.startTime) : elapsed(moment));
-const momentIn = (text) => (axis === 'clock' ? secondsAtTime(text, run.run.startTime) : secondsIn(text));
-
-function showSpan({zoom: shown}) {
-  byId('whole').hidden = shown === null;
-  byId('part').textContent = shown ? shown.map(momentText).join(' – ') : '';
-  const [from, to] = shown ?? [run.grid.first * run.run.sliceLength, run.elapsed];
-  for (const [field, moment] of [['from', from], ['to', to]]) {
-    const input = byId('span').elements[field];
-    if (document.activeElement === input) continue;
-    input.value = momentText(moment);
-    input.size = Math.max(MIN_FIELD_SIZE, input.value.length);
-  }
-}
-
 function showFigures(view) {
   firstScreen.show(view);
   table.offer('percentile', run.names.some(({figures}) => Number.isFinite(tabled(figures).p50)));
   table.show(run.names.map((name) => ({...name, shownFigures: tabled(view.figuresOf(name))})));
-  showSpan(view);
+  spanForm.show(view);
+  byId('part').textContent = spanForm.partText();
 }
 
 function show(data) {
   // Another run is served at the same address now. What was looked at is a part of this one.
   if (run && run.run.id !== data.run.id) {
-    tellAddress(null);
+    replaceAddress(null);
     return location.reload();
   }
-  run = data;
+  run = withInfinities(data);
   const view = viewOf(run, axis, zoom, setZoom);
   keepingPlace(() => {
     showFigures(view);
@@ -123,24 +109,6 @@ function setAxis(chosen) {
 
 function showAxis() {
   for (const button of document.querySelectorAll('[data-axis]')) button.ariaPressed = String(button.dataset.axis === axis);
-  const form = axis === 'clock' ? 'h:mm:ss of the clock' : 'seconds or h:mm:ss of the run';
-  for (const [field, label] of [['from', 'From'], ['to', 'To']]) byId('span').elements[field].ariaLabel = `${label}, ${form}`;
-}
-
-function offerSpan() {
-  byId('whole').addEventListener('click', () => setZoom(null));
-  byId('span').addEventListener('submit', (event) => {
-    event.preventDefault();
-    if (!run) return;
-    const [from, to] = ['from', 'to'].map((field) => momentIn(event.target.elements[field].value));
-    document.activeElement.blur();
-    if (from < to) setZoom([from, to]);
-    else showAgain();
-  });
-  addEventListener('hashchange', () => {
-    zoom = spanInAddress();
-    showAgain();
-  });
 }
 
 function offerControls() {
@@ -149,10 +117,13 @@ function offerControls() {
   byId('unfold').addEventListener('click', () => charts.unfold(true));
   byId('fold').addEventListener('click', () => charts.unfold(false));
   byId('csv').addEventListener('click', () => save('figures.csv', [table.csv()], 'text/csv'));
-  byId('json').addEventListener('click', () => save(`${run.run.generator}.json`, [JSON.stringify(run)], 'application/json'));
+  byId('json').addEventListener('click', () => save(`${run.run.generator}.json`, [jsonOf(run)], 'application/json'));
   for (const button of document.querySelectorAll('[data-axis]')) button.addEventListener('click', () => setAxis(button.dataset.axis));
   showAxis();
-  offerSpan();
+  addEventListener('hashchange', () => {
+    zoom = spanInAddress();
+    showAgain();
+  });
   offerThemes(byId('theme'), showAgain);
   offerPrinting(charts, showAgain);
 }

@@ -1,8 +1,10 @@
-// What is marked on the time axis of the overview: time outside of the load, gaps, notes.
+// What is marked on the time axis of the overview: time outside of the load, times without figures, notes.
 
 import {bucketBegin} from './run.js';
 
 const FLAG = 7;  // pixels
+const HATCH = 5;  // pixels between lines
+const LEAST_WIDTH = 3;  // pixels of a time without figures, so that a short one is seen
 
 // Where a note is on the axis.
 const positionOf = ({run, origin}, time) => origin + time - run.run.startTime;
@@ -15,24 +17,17 @@ export function notesAt(chart, view, bucket, left) {
   return run.notes.filter(({time}) => (time >= from && time < to) || isNear(time));
 }
 
-// Runs of buckets without slices, as [from, to).
-function gapsOf({grid: {slices}}) {
-  const gaps = [];
-  slices.forEach((count, i) => {
-    if (count > 0) return;
-    if (gaps.at(-1)?.[1] === i) gaps.at(-1)[1] = i + 1;
-    else gaps.push([i, i + 1]);
-  });
-  return gaps;
+// The times without figures that are at this place of the chart.
+export function interruptionsAt(chart, {run, origin}, left) {
+  const [from, to] = [left - LEAST_WIDTH, left + LEAST_WIDTH].map((place) => chart.posToVal(place, 'x') - origin);
+  return run.interruptions.filter((each) => each.from <= to && each.to >= from);
 }
 
-// What lies outside of the load and what the run has no slices of, as spans of seconds of the run.
+// What lies outside of the load, as spans of seconds of the run.
 function shadedSpans({run}) {
-  const moment = (bucket) => bucketBegin(run, 'elapsed', bucket);
   const {loadBegin, loadEnd} = run.run;
   const isKnown = (value) => value !== null && value !== undefined;
   return [
-    ...gapsOf(run).map((gap) => gap.map(moment)),
     ...(isKnown(loadBegin) ? [[-Infinity, loadBegin]] : []),
     ...(isKnown(loadEnd) ? [[loadEnd, Infinity]] : []),
   ];
@@ -43,6 +38,23 @@ function shade({ctx, bbox}, colour, from, to) {
   if (right <= left) return;
   ctx.fillStyle = colour;
   ctx.fillRect(left, bbox.top, right - left, bbox.height);
+}
+
+function hatch({ctx, bbox}, colour, from, to) {
+  const [left, right] = [Math.max(from, bbox.left), Math.min(Math.max(to, from + LEAST_WIDTH * devicePixelRatio), bbox.left + bbox.width)];
+  if (right <= left) return;
+  ctx.save();
+  ctx.beginPath();
+  ctx.rect(left, bbox.top, right - left, bbox.height);
+  ctx.clip();
+  ctx.strokeStyle = colour;
+  ctx.beginPath();
+  for (let x = left - bbox.height; x < right; x += HATCH * devicePixelRatio) {
+    ctx.moveTo(x, bbox.top + bbox.height);
+    ctx.lineTo(x + bbox.height, bbox.top);
+  }
+  ctx.stroke();
+  ctx.restore();
 }
 
 function flag({ctx, bbox}, colour, x, isFirst) {
@@ -80,6 +92,7 @@ export function paintMarks(chart, view, isFirst) {
   for (const span of shadedSpans(view)) shade(chart, view.colours.outside, ...span.map(position));
   ctx.lineWidth = devicePixelRatio;
   ctx.setLineDash([]);  // the chart leaves that of the line which it drew last
+  for (const {from, to} of view.run.interruptions) hatch(chart, view.colours.gap, position(from), position(to));
   for (const {time} of view.run.notes) {
     const x = Math.round(chart.valToPos(positionOf(view, time), 'x', true)) + 0.5;
     if (x >= bbox.left && x <= bbox.left + bbox.width) flag(chart, view.colours.flag, x, isFirst);

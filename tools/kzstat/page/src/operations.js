@@ -6,7 +6,8 @@ import {compare} from './table.js';
 
 const NONE = {};
 
-// The figures of an operation, whose times are those of its successes. `areFailuresTold` is false for a run that
+// The figures of an operation, whose times are those of its successes; those of its failures if it never succeeded.
+// `areFailuresTold` is false for a run that
 // has no names of failures: what failed is not known then.
 export function operationRow(operation, figuresOf, areFailuresTold) {
   const {name, times, failed} = operation;
@@ -23,7 +24,8 @@ export function operationRow(operation, figuresOf, areFailuresTold) {
     rate: (ok.rate ?? 0) + (bad.rate ?? 0),
     errors,
     share: errors !== null && count > 0 ? errors / count : null,
-    figures: ok,
+    figures: times ? ok : bad,
+    areOfFailures: !times,
   };
 }
 
@@ -53,7 +55,7 @@ export function withUnits(rows) {
 }
 
 export const OPERATIONS = [
-  textColumn('name'),
+  textColumn('name', {text: ({name, areOfFailures}) => (areOfFailures ? `${name} (all failed)` : name)}),
   {key: 'count', title: 'count', value: ({count}) => count, text: ({count}) => number(count)},
   {key: 'rate', title: 'rate/s', isMinor: true, value: ({rate}) => rate, text: ({rate}) => number(rate)},
   {key: 'errors', title: 'errors', isMinor: true, kind: 'failures', value: ({errors}) => errors, text: ({errors}) => number(errors)},

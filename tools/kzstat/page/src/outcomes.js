@@ -53,3 +53,25 @@ export function mainOperation(operations) {
   const candidates = told.length > 0 ? told : operations;
   return candidates.reduce((most, each) => (most && byImportance(most, each) >= 0 ? most : each), null);
 }
+
+const MOST_COUNTERS = 3;
+
+// What a run that times nothing was about: the counters that counted most. There are more bytes than anything.
+export function mainCounters(names) {
+  const byImportance = (a, b) => Number(a.unit !== '') - Number(b.unit !== '') || b.figures.sum - a.figures.sum;
+  return names.filter(({figures}) => figures.sum > 0).sort(byImportance).slice(0, MOST_COUNTERS);
+}
+
+// Outcomes that everybody reads alike have a colour of their own. The bad ones come first, at the bottom of a stack,
+// where their size is seen best.
+const MEANINGS = [
+  ['server-error', /^(https?-)?5(xx|\d\d)$/i],
+  ['no-answer', /^(timeout|connect|closed|exception)$/i],
+  ['client-error', /^(https?-)?4(xx|\d\d)$/i],
+  ['redirect', /^(https?-)?3(xx|\d\d)$/i],
+  ['ok', /^(ok|(https?-)?2(xx|\d\d))$/i],
+];
+
+// The place of an outcome in a stack, -1 for one without a meaning, and what it means.
+export const rankOf = (label) => MEANINGS.findIndex(([, pattern]) => pattern.test(label));
+export const meaningOf = (label) => MEANINGS[rankOf(label)]?.[0];

@@ -3,12 +3,13 @@
 
 import {offerPicture} from './exports.js';
 import {momentOf, number, percent, withUnit} from './format.js';
-import {notesAt, paintMarks, paintSaturation} from './marks.js';
+import {interruptionsAt, notesAt, paintMarks, paintSaturation} from './marks.js';
+import {kindText, spanText} from './remarks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
 import {axisLook, fromZero, indexAt, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
 const RIGHT_AXIS = 44;
-const HEIGHTS = {throughput: 108, times: 90, errors: 60, processor: 46};
+const HEIGHTS = {throughput: 108, times: 90, errors: 60, counter: 60, processor: 46};
 const AXIS_HEIGHT = 26;
 const LABEL_ROOM_BELOW = 6;  // half of the height of a label at zero
 
@@ -27,11 +28,22 @@ function ratesOf(run, {times, failed}) {
   return {rate: added(ok, bad), errors: bad};
 }
 
-function timesOf(run, name) {
-  if (!name) return [];
-  if (!name.course.p50) return [{kind: 'p95', label: 'mean', values: valueSeries(run, name.course).mean}];
+// Of the failures where nothing succeeded.
+function timesOf(run, {times, failed}) {
+  const name = times ?? failed;
+  const ofWhat = times ? '' : ' of failures';
+  if (!name.course.p50) return [{kind: 'p95', label: `mean${ofWhat}`, values: valueSeries(run, name.course).mean}];
   const {p50, p95} = percentileSeries(run, name.course);
-  return [{kind: 'p95', label: 'p95', values: p95}, {kind: 'p50', label: 'p50', values: p50}];
+  return [{kind: 'p95', label: `p95${ofWhat}`, values: p95}, {kind: 'p50', label: `p50${ofWhat}`, values: p50}];
+}
+
+// A lane for each counter; the uppermost has the load.
+function counterLanes(run, counters, loads) {
+  return counters.map((name, i) => ({
+    key: i === 0 ? 'throughput' : `counter-${i}`,
+    unit: '/s',
+    lines: [{kind: 'throughput', label: `${name.name}/s`, values: filled(run, rateOf(run, name))}, ...(i === 0 ? loads : [])],
+  }));
 }
 
 // How busy the generator itself was, in per cent of its processors.
@@ -42,14 +54,15 @@ function processorLanes({grid, processorShare}) {
 }
 
 // What there is to draw, as lanes of {key, title, unit, lines}. `work` is null if nothing was timed.
-function lanesOf({run, load}, work, noun, areFailuresTold) {
+function lanesOf({run, load}, {work, noun, counters, areFailuresTold}) {
   const loads = load ? [{kind: 'load', label: 'load', values: load}] : [];
+  if (!work && counters.length > 0) return [...counterLanes(run, counters, loads), ...processorLanes(run)];
   if (!work) return [...(loads.length > 0 ? [{key: 'throughput', unit: '', lines: loads}] : []), ...processorLanes(run)];
   const {rate, errors} = ratesOf(run, work);
-  const times = timesOf(run, work.times);
+  const times = timesOf(run, work);
   return [
     {key: 'throughput', unit: '/s', lines: [{kind: 'throughput', label: `${noun}/s`, values: rate}, ...loads]},
-    ...(times.length > 0 ? [{key: 'times', unit: work.times.unit, lines: times}] : []),
+    {key: 'times', unit: (work.times ?? work.failed).unit, lines: times},
     ...(areFailuresTold ? [{key: 'errors', unit: '/s', lines: [{kind: 'errors', label: 'errors/s', values: errors, attempts: rate}]}] : []),
     ...processorLanes(run),
   ];
@@ -61,7 +74,7 @@ class Lane extends TimePlot {
     this.lane = lane;
     this.isLast = isLast;
     this.describeAt = describe;
-    this.height = HEIGHTS[lane.key] + (isLast ? AXIS_HEIGHT : 0);
+    this.height = (HEIGHTS[lane.key] ?? HEIGHTS.counter) + (isLast ? AXIS_HEIGHT : 0);
   }
 
   show(lane, view) {
@@ -124,10 +137,10 @@ export class Overview {
     new ResizeObserver(() => this.resize()).observe(place);
   }
 
-  // `work` is an operation or null, `noun` what its values are called.
-  show(view, {work, noun, areFailuresTold}) {
+  // `work` is an operation or null, `noun` what its values are called, `counters` those that count most without one.
+  show(view, subject) {
     this.view = {...view, width: this.place.clientWidth};
-    this.lanes = lanesOf(this.view, work, noun, areFailuresTold);
+    this.lanes = lanesOf(this.view, subject);
     this.place.parentElement.hidden = this.lanes.length === 0;
     this.view.width = this.place.clientWidth;
     const form = JSON.stringify([view.axis, view.colours, this.lanes.map(({key, lines, unit}) => [key, unit, lines.map(({label}) => label)])]);
@@ -157,15 +170,18 @@ export class Overview {
   describe(chart, left) {
     const {run, axis, times, colours} = this.view;
     const i = indexAt(chart, this.view, left);
-    const notes = notesAt(chart, this.view, i, left).map(({text}) => ['note', text]);
+    const marks = [
+      ...interruptionsAt(chart, this.view, left).map((each) => [kindText(each), spanText(this.view, each)]),
+      ...notesAt(chart, this.view, i, left).map(({text}) => ['note', text]),
+    ];
     const hasSlices = run.grid.slices[i] > 0;
-    if (!hasSlices && notes.length === 0) return null;
+    if (!hasSlices && marks.length === 0) return null;
     const lines = (hasSlices ? this.lanes : []).flatMap(({unit, lines: each}) => each.map((line) => ({...line, unit})));
     return {
       title: momentOf(axis, times[i]),
       rows: [
         ...lines.map(({kind, label, values, unit, attempts}) => [label, this.valueText(values[i], unit, attempts?.[i]), seriesOf({kind}, colours).stroke]),
-        ...notes,
+        ...marks,
       ],
     };
   }

@@ -38,6 +38,17 @@ export function updated(run, update) {
   };
 }
 
+const INFINITIES = {'Infinity': Infinity, '-Infinity': -Infinity};
+
+// JSON has texts in place of infinite figures.
+export function withInfinities(run) {
+  for (const {figures} of run.names)
+    for (const [field, value] of Object.entries(figures)) if (typeof value === 'string') figures[field] = INFINITIES[value];
+  return run;
+}
+
+export const jsonOf = (run) => JSON.stringify(run, (_, value) => (Math.abs(value) === Infinity && typeof value === 'number' ? String(value) : value));
+
 // The moments at which the buckets end, in seconds.
 export function times(run, axis) {
   const {first, width, slices} = run.grid;

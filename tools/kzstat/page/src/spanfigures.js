@@ -52,6 +52,17 @@ function boundsOfPercentile(rows, rowHeight, share) {
   return null;
 }
 
+// Between which values each rank of the run lies among the values of the range; null if it has none.
+export function boundsOfRanks(run, name, range) {
+  const rows = rowsIn(name, run.grid, range);
+  if (rows.length === 0) return null;
+  const maximum = most(name.course.maximum, range);
+  return run.ranks.map((rank) => {
+    const [low, high] = boundsOfPercentile(rows, name.heat.rowHeight, rank);
+    return [low, atMost(high, maximum)];
+  });
+}
+
 // Between which values the percentiles and the least value lie.
 function boundsIn(run, name, range, maximum) {
   if (!name.heat) return {};
@@ -62,7 +73,7 @@ function boundsIn(run, name, range, maximum) {
   return Object.fromEntries(all.map(([field, [low, high]]) => [field, [low, atMost(high, maximum)]]));
 }
 
-const middle = ([low, high]) => (low + high) / 2;
+export const middle = ([low, high]) => (low + high) / 2;
 
 function flowFigures(course, type, range, seconds) {
   if (!course.flow) return {};

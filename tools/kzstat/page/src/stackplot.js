@@ -1,6 +1,7 @@
 // Counters of one kind over each other: how often each outcome came, and how often all did.
 
 import {momentOf, number, percent} from './format.js';
+import {meaningOf, rankOf} from './outcomes.js';
 import {flowSeries} from './run.js';
 import {axisLook, fromZero, indexAt, LEFT_AXIS, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
@@ -9,23 +10,11 @@ const OTHERS = 5;
 // Members of one meaning differ by how much of the panel shows through.
 const OPACITIES = ['ff', 'a8', '70', '48'];
 
-// Outcomes that everybody reads alike have a colour of their own. The bad ones come first, at the bottom, where their
-// size is seen best.
-const MEANINGS = [
-  ['server-error', /^(https?-)?5(xx|\d\d)$/i],
-  ['no-answer', /^(timeout|connect|closed|exception)$/i],
-  ['client-error', /^(https?-)?4(xx|\d\d)$/i],
-  ['redirect', /^(https?-)?3(xx|\d\d)$/i],
-  ['ok', /^(ok|(https?-)?2(xx|\d\d))$/i],
-];
-
-const rankOf = (label) => MEANINGS.findIndex(([, pattern]) => pattern.test(label));
-
 function coloursOf(labels, colours) {
   const seen = new Map();
   let others = 0;
   return labels.map((label) => {
-    const meaning = MEANINGS[rankOf(label)]?.[0];
+    const meaning = meaningOf(label);
     if (!meaning) return colours[`other-${(others++ % OTHERS) + 1}`];
     const position = seen.get(meaning) ?? 0;
     seen.set(meaning, position + 1);

@@ -1,14 +1,14 @@
 // What is said of the run as a whole: what was loaded, when, how; and the figures that matter most.
 
-import {clock, duration, elapsed, number, percent} from './format.js';
+import {clock, duration, elapsed, number, percent, withUnit} from './format.js';
 import {figureHint, figureText} from './figurecolumns.js';
 import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
 const byId = (id) => document.getElementById(id);
 
-function tile({label, value, hint = '', state = ''}) {
+function tile({label, value, hint = '', state = '', isWide = false}) {
   const element = document.createElement('div');
-  element.className = 'tile';
+  element.className = isWide ? 'tile wide' : 'tile';
   element.dataset.state = state;
   element.title = hint;
   const strong = document.createElement('b');
@@ -54,11 +54,18 @@ function whenText(begin, end) {
   return `${first} – ${isSameDay ? last.split(' ')[1] : last}`;
 }
 
-// A part of the run that was asked for when the page was made, or what the reader looks at.
-function partText(page, zoom) {
-  const begin = page.grid.first * page.run.sliceLength;
-  const [from, to] = zoom ?? [begin, page.elapsed];
-  return zoom || begin > 0 ? `from ${elapsed(from)} to ${elapsed(Math.min(to, page.elapsed))} of the run` : '';
+const isKnown = (value) => value !== null && value !== undefined;
+
+// What the reader looks at.
+function partText({elapsed: whole}, zoom) {
+  return zoom ? `from ${elapsed(zoom[0])} to ${elapsed(Math.min(zoom[1], whole))} of the run` : '';
+}
+
+// A part of the run that was asked for when the page was made; it has no more.
+function askedText({asked: {from, to}}) {
+  if (isKnown(from) && isKnown(to)) return `made of ${elapsed(from)} – ${elapsed(to)} of the run only`;
+  if (isKnown(from)) return `made of the run from ${elapsed(from)} on only`;
+  return isKnown(to) ? `made of the run up to ${elapsed(to)} only` : '';
 }
 
 // Where the load begins or ends within the run, so that the figures are not those of all slices.
@@ -77,6 +84,7 @@ export function showTitle({run: page, zoom, buckets}) {
     zoom ? '' : loadText(page),
     `on ${run.host}`,
     partText(page, zoom),
+    askedText(page),
   ];
   document.title = `${run.generator} – ${clock(run.startTime)}`;
   byId('generator').textContent = run.generator;
@@ -94,22 +102,39 @@ function figureTile(label, figures, key, unit) {
 }
 
 function tilesOfWork(row, noun) {
+  const ofWhat = row.areOfFailures ? ' of failures' : '';
   return [
     {label: noun, value: number(row.count), hint: row.name},
     {label: `${noun}/s`, value: number(row.rate), hint: row.name},
-    ...['p50', 'p95', 'p99'].flatMap((key) => figureTile(key, row.figures, key, row.unit)),
-    ...(row.figures.p50 === null ? figureTile('mean', row.figures, 'mean', row.unit) : []),
+    ...['p50', 'p95', 'p99'].flatMap((key) => figureTile(key + ofWhat, row.figures, key, row.unit)),
+    ...(row.figures.p50 === null ? figureTile(`mean${ofWhat}`, row.figures, 'mean', row.unit) : []),
     ...(row.share === null ? [] : [{label: 'errors', value: percent(row.share), hint: `${number(row.errors)} of ${number(row.count)}`, state: row.share > 0 ? 'bad' : 'good'}]),
   ];
 }
 
-// `row` is that of the main operation, or null.
-export function showTiles({run, buckets}, row, noun) {
+// Of a run that counts and times nothing.
+function tilesOfCounters(counters, figuresOf) {
+  const [first] = counters;
+  return [
+    ...(first ? [{label: first.name, value: withUnit(figuresOf(first).sum, first.unit), hint: first.name}] : []),
+    ...counters.map((name) => ({label: `${name.name}/s`, value: withUnit(figuresOf(name).rate, name.unit), hint: name.name})),
+  ];
+}
+
+// What a run is as a whole that a part is none of.
+function wholeText({run, asked}) {
+  if (isKnown(asked.from) || isKnown(asked.to)) return 'all that this page is made of';
+  return isKnown(run.loadBegin) ? 'the whole load' : 'the whole run';
+}
+
+// `row` is that of the main operation, or null; without one, `counters` are those that count most.
+export function showTiles({run, buckets, zoom, figuresOf}, row, noun, counters) {
   const peak = peakIn(run, buckets);
   byId('tiles').replaceChildren(...[
-    ...(row ? tilesOfWork(row, noun) : [{label: 'names', value: number(run.names.length)}]),
+    ...(row ? tilesOfWork(row, noun) : tilesOfCounters(counters, figuresOf)),
+    ...(row || counters.length > 0 ? [] : [{label: 'names', value: number(run.names.length)}]),
     ...(peak === null ? [] : [{label: 'peak load', value: number(peak)}]),
-    ...(run.conditions.length > 0 ? [verdictTile(run.conditions)] : []),
+    ...(run.conditions.length > 0 ? [verdictTile(run.conditions, zoom ? `, of ${wholeText(run)}` : '')] : []),
   ].map(tile));
 }
 
@@ -125,10 +150,19 @@ function conditionItem({text, outcome, measured}) {
   return item;
 }
 
-// They are judged over the time of the run's figures, whatever part the reader looks at.
-export function showConditions({run: {conditions}}) {
+function scopeItem(text) {
+  const item = document.createElement('li');
+  item.className = 'scope';
+  item.textContent = text;
+  return item;
+}
+
+// They are judged over the time of the run's figures, whatever part the reader looks at: percentiles of a part are not
+// known well enough.
+export function showConditions({run, zoom}) {
+  const {conditions} = run;
   byId('conditions').hidden = conditions.length === 0;
-  byId('conditions').replaceChildren(...conditions.map(conditionItem));
+  byId('conditions').replaceChildren(...(zoom ? [scopeItem(`Judged over ${wholeText(run)}:`)] : []), ...conditions.map(conditionItem));
 }
 
 // That the generator was itself the bottleneck makes all figures doubtful.
@@ -137,12 +171,12 @@ export function showWarning({run: {saturation}}) {
   byId('warning').textContent = saturation ?? '';
 }
 
-function verdictTile(conditions) {
+function verdictTile(conditions, scope) {
   const of = (outcome) => conditions.filter((condition) => condition.outcome === outcome).length;
   const [passed, failed] = [of('passed'), of('FAILED')];
   const verdict = failed > 0 ? 'FAILED' : passed === conditions.length ? 'passed' : 'cannot tell';
   const counts = [[failed, 'failed'], [passed, 'passed'], [of('cannot tell'), 'cannot tell']].filter(([count]) => count > 0);
-  return {label: counts.map(([count, outcome]) => `${count} ${outcome}`).join(', '), hint: `${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict]};
+  return {label: counts.map(([count, outcome]) => `${count} ${outcome}`).join(', ') + scope, hint: `${conditions.length} conditions`, value: verdict, state: OUTCOMES[verdict], isWide: true};
 }
 
 const STATES = {

@@ -1,7 +1,7 @@
 // A table of rows that have a name: sorted by a column, in place as its figures change.
 //
-// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `csv(row)`, if
-// that is not the value; `isText` if it holds no numbers; `hasUnit` if they have the unit of the table; `isMinor` if a
+// A column has: `key`; `title`; `value(row)`, which it sorts by; `text(row)`; optionally `hint(row)`; `state(row)`, which
+// colours the cell; `csv(row)`, if that is not the value; `isText` if it holds no numbers; `hasUnit` if they have the unit of the table; `isMinor` if a
 // narrow screen does without it. The first one heads the rows.
 
 import {csvOf} from './exports.js';
@@ -50,12 +50,14 @@ class Row {
 
   show(row) {
     this.row = row;
+    this.cells[0].dataset.unit = row.unit ?? '';
     this.columns.forEach((column, i) => {
       const place = i === 0 && this.link ? this.link : this.cells[i];
       const text = column.text(row);
       if (place.textContent !== text) place.textContent = text;
       const hint = column.hint?.(row) ?? '';
       if (this.cells[i].title !== hint) this.cells[i].title = hint;
+      if (column.state) this.cells[i].dataset.state = column.state(row);
     });
   }
 }

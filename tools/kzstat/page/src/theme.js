@@ -39,6 +39,20 @@ export function offerThemes(button, onChanged) {
   matchMedia('(prefers-color-scheme: dark)').addEventListener('change', onChanged);
 }
 
+// As the style has it: the table of all names has the others, too.
+const MOST_ROWS_ON_PAPER = 40;
+
+function tellLeftOut(names) {
+  const rows = document.querySelectorAll('#operations-table tbody tr').length - MOST_ROWS_ON_PAPER;
+  const parts = [
+    ...(names.length > 0 ? [`the charts of ${names.length} names, which were folded or filtered when this was printed`] : []),
+    ...(rows > 0 ? [`${rows} of what was timed, which all names have, too`] : []),
+  ];
+  const element = document.getElementById('left-out');
+  element.hidden = parts.length === 0;
+  element.textContent = `Left out: ${parts.join('; ')}.`;
+}
+
 // Paper is white. `showAgain` draws what is shown in the colours of the theme.
 export function offerPrinting(charts, showAgain) {
   const root = document.documentElement;
@@ -52,13 +66,14 @@ export function offerPrinting(charts, showAgain) {
     wereFactsOpen = facts.open;
     facts.open = true;
     showAgain();
-    charts.drawAll();
+    tellLeftOut(charts.drawForPaper());
   });
   addEventListener('afterprint', () => {
     dark.media = media;
     root.classList.remove('printing');
     facts.open = wereFactsOpen;
     charts.drawNear();
+    document.getElementById('left-out').hidden = true;
     showAgain();
   });
 }

@@ -16,8 +16,12 @@ const CLOCK_LABEL = 70;
 
 const ELAPSED_STEPS = [0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, 86400, 172800];
 
+// Those that are too long for an axis.
+const SHORT_UNITS = {bytes: 'B'};
+
 // The uppermost mark has the unit.
-export function ticksWith(unit) {
+export function ticksWith(fullUnit) {
+  const unit = SHORT_UNITS[fullUnit] ?? fullUnit;
   return (_, splits) => {
     const last = splits.findLastIndex((value) => value !== null);
     return splits.map((value, i) => (i === last && unit ? `${tick(value)} ${unit}` : tick(value)));
@@ -144,11 +148,11 @@ class LinePlot extends TimePlot {
   }
 }
 
-// Values between gaps, which no line shows.
+// Values between gaps, which no line shows. What is undefined is the time of another line.
 function loneValues(chart, series) {
-  const values = chart.data[series];
-  const isNothing = (i) => values[i] === null || values[i] === undefined;
-  return values.map((_, i) => i).filter((i) => !isNothing(i) && isNothing(i - 1) && isNothing(i + 1));
+  const own = chart.data[series].map((value, i) => [value, i]).filter(([value]) => value !== undefined);
+  const isNothing = (i) => (own[i]?.[0] ?? null) === null;
+  return own.filter((_, i) => !isNothing(i) && isNothing(i - 1) && isNothing(i + 1)).map(([, i]) => i);
 }
 
 // Every value is a point where there is room for them.

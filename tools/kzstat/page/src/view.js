@@ -5,19 +5,20 @@ import {bucketsOf, loadSeries, originOf, spanOf, times, wholeSpan} from './run.j
 import {figuresOver} from './spanfigures.js';
 
 const COLOURS = [
-  'accent', 'band', 'edge', 'faint', 'grid', 'load', 'p95', 'p99', 'maximum', 'heat', 'bad', 'panel', 'text', 'outside', 'flag',
+  'accent', 'band', 'edge', 'faint', 'grid', 'load', 'p95', 'p99', 'maximum', 'heat', 'bad', 'panel', 'text', 'outside', 'flag', 'gap',
   'ok', 'redirect', 'client-error', 'server-error', 'no-answer', 'other-1', 'other-2', 'other-3', 'other-4', 'other-5',
 ];
 
-function coloursNow() {
+// Those of the theme, by their names.
+export function coloursNow(names) {
   const style = getComputedStyle(document.documentElement);
-  return Object.fromEntries(COLOURS.map((name) => [name, style.getPropertyValue(`--${name}`).trim()]));
+  return Object.fromEntries(names.map((name) => [name, style.getPropertyValue(`--${name}`).trim()]));
 }
 
 // `zoom` is a span of seconds of the run, or null for the whole run. `onZoom` gets another one.
 export function viewOf(run, axis, zoom, onZoom) {
   const buckets = bucketsOf(run, zoom);
-  const colours = coloursNow();
+  const colours = coloursNow(COLOURS);
   const origin = originOf(run, axis);
   return {
     run,

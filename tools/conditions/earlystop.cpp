@@ -1,0 +1,35 @@
+#include "conditions/earlystop.h"
+
+#include <string_view>
+
+namespace kzconditions {
+namespace {
+
+constexpr std::string_view kStoppedEarly = "stopped early: ";
+constexpr char kNotStoppedEarly[] = "not stopped early";
+
+}  // namespace
+
+std::string EarlyStopNote(const Judgement& judgement) {
+    return std::string(kStoppedEarly)
+        .append(judgement.condition)
+        .append(", it is ")
+        .append(judgement.text);
+}
+
+std::optional<Judgement> EarlyStopOf(const std::string& note) {
+    if (!note.starts_with(kStoppedEarly)) return std::nullopt;
+    Judgement judgement;
+    judgement.condition = kNotStoppedEarly;
+    judgement.outcome = Outcome::Failed;
+    judgement.reason = judgement.text = note.substr(kStoppedEarly.size());
+    return judgement;
+}
+
+std::optional<Judgement> EarlyStopIn(const std::vector<kzjournal::Note>& notes) {
+    for (const kzjournal::Note& note : notes)
+        if (auto stop = EarlyStopOf(note.text)) return stop;
+    return std::nullopt;
+}
+
+}  // namespace kzconditions

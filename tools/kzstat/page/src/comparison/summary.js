@@ -1,0 +1,218 @@
+// What is said of the comparison as a whole: which runs, which of them is better and in what, and the main figures.
+
+import {clock, duration, number} from '../format.js';
+import {operationRow} from '../operations.js';
+import {mainOperation, nounOf, operationsOf, tellsFailures} from '../outcomes.js';
+import {bucketsOfFigures} from '../run.js';
+import {peakIn} from '../spanfigures.js';
+import {changeText, judged, signed} from './differences.js';
+import {swatchOf} from './runplot.js';
+
+// Of what changed, in the one comparison of the page or in each of several.
+const MOST_NAMED = 4;
+const MOST_NAMED_OF_MANY = 2;
+const MOST_RUNS_IN_A_COLUMN = 4;
+
+const byId = (id) => document.getElementById(id);
+const isThere = (value) => value !== null && value !== undefined;
+
+export function element(tag, className, ...content) {
+  const made = document.createElement(tag);
+  if (className) made.className = className;
+  made.append(...content);
+  return made;
+}
+
+const peakOf = ({curves}) => peakIn(curves, bucketsOfFigures({run: curves, zoom: null, buckets: [0, curves.grid.slices.length]}));
+
+// What was loaded, when, for how long and how much.
+function runItem(run) {
+  const {run: facts, seconds} = run.curves;
+  const peak = peakOf(run);
+  const told = [clock(facts.startTime), duration(Number(seconds.toFixed(1))), isThere(peak) ? `peak load ${number(peak)}` : '', run.completeness, `on ${facts.host}`];
+  const title = element('b', '', run.title);
+  title.title = run.path;
+  const command = element('code', '', facts.commandLine);
+  command.title = facts.commandLine;
+  return element('li', '', swatchOf(run), title, element('span', '', told.filter((text) => text !== '').join(' · ')), command);
+}
+
+export function showRuns({sides, runs}) {
+  const generators = [...new Set(runs.map(({curves}) => curves.run.generator))].join(', ');
+  const counts = sides.some((side) => side.runs.length > 1) ? `${sides.map((side) => side.runs.length).join(' and ')} runs` : `${runs.length} runs`;
+  document.title = `${generators} – ${counts} compared`;
+  byId('generator').textContent = generators;
+  byId('state').textContent = `${counts} compared`;
+  byId('runs').classList.toggle('many', runs.length > MOST_RUNS_IN_A_COLUMN);
+  byId('runs').replaceChildren(...runs.map(runItem));
+}
+
+const nameText = (row, i) => {
+  const cell = row.cells[i];
+  const alone = isThere(cell.relative_difference) ? '' : ` (${cell.quantity})`;
+  return `${row.title} ${changeText(cell)}${alone}`;
+};
+
+// What is marked so, the first few by name.
+function namedItems(verdict, rows, i, most) {
+  if (rows.length === 0) return [];
+  const named = rows.slice(0, most).map((row) => element('span', 'chip', nameText(row, i)));
+  const rest = named.length > 0 && rows.length > most ? [element('span', 'more', `and ${rows.length - most} more`)] : [];
+  const group = element('span', 'findings', element('b', '', `${rows.length} ${verdict}`), ...named, ...rest);
+  group.dataset.state = verdict;
+  return [group];
+}
+
+// What chance would hardly mark among so many names as are tested.
+function areSure(rows, {names, significance}, i) {
+  const tested = names.filter(({p_value: probability}) => isThere(probability)).length;
+  return rows.some(({cells}) => cells[i].p_value * tested < significance);
+}
+
+// What is sure decides; where nothing is, the headline says so.
+function headlineOf(comparison, {worse, better, changed}, i) {
+  const {after: {letter}, before} = comparison;
+  const than = `than ${before.letter}`;
+  const [isWorse, isBetter] = [worse, better].map((rows) => areSure(rows, comparison, i));
+  if (isWorse && isBetter) return [`${letter} is partly better, partly worse ${than}`, 'mixed'];
+  if (isWorse) return [`${letter} is worse ${than}`, 'worse'];
+  if (isBetter) return [`${letter} is better ${than}`, 'better'];
+  if (worse.length > 0 && better.length > 0) return [`${letter} is hardly better or worse ${than}`, 'unsure'];
+  if (worse.length > 0) return [`${letter} may be worse ${than}`, 'unsure'];
+  if (better.length > 0) return [`${letter} may be better ${than}`, 'unsure'];
+  return changed.length > 0 ? [`${letter} differs from ${before.letter}`, 'changed'] : [`${letter} is as good as ${before.letter}`, 'alike'];
+}
+
+function remarksOf(comparison, isAnyMarked, state) {
+  const {names, nothing_tested_because: reason, samples_are: samples, followed: {load: [before, after]}, significance} = comparison;
+  const untested = names.filter(({finding}) => finding === 'too_few_samples').length;
+  return [
+    ...(isThere(before) && isThere(after) && before !== after ? [`at another load: ${number(before)} and ${number(after)}`] : []),
+    ...(reason ? [reason] : isAnyMarked ? [] : [`none of ${names.length} names is marked`]),
+    ...(state === 'unsure' ? [`chance alone marks about ${number(100 * significance)} % of ${names.length} names`] : []),
+    ...(!reason && untested > 0 ? [`${untested} of ${names.length} names have too few ${samples} to tell`] : []),
+  ];
+}
+
+function verdictItem(comparison, rows, i, isOne) {
+  const of = (verdict) => rows.filter(({cells}) => cells[i]?.verdict === verdict);
+  const found = {worse: of('worse'), better: of('better'), changed: of('changed')};
+  const isAnyMarked = Object.values(found).some((each) => each.length > 0);
+  const {after, before, nothing_tested_because: reason} = comparison;
+  const [headline, state] = reason ? [`${after.letter} against ${before.letter}`, 'untested'] : headlineOf(comparison, found, i);
+  const most = isOne ? MOST_NAMED : MOST_NAMED_OF_MANY;
+  const findings = Object.entries(found).flatMap(([verdict, each]) => namedItems(verdict, each, i, verdict === 'changed' && !isOne ? 0 : most));
+  const remarks = remarksOf(comparison, isAnyMarked, state).map((text) => element('span', 'more', text));
+  const item = element('li', '', element('strong', '', headline), ...findings, ...remarks);
+  item.dataset.state = state;
+  return item;
+}
+
+export function showVerdicts({comparisons}, rows) {
+  byId('verdicts').classList.toggle('many', comparisons.length > 3);
+  byId('verdicts').replaceChildren(...comparisons.map((comparison, i) => verdictItem(comparison, rows, i, comparisons.length === 1)));
+}
+
+// That a generator was itself the bottleneck makes all figures of its run doubtful.
+export function showWarnings({runs}) {
+  const warnings = runs.filter(({curves}) => curves.saturation !== null).map((run) => element('p', 'warning', `${run.letter} ${run.title}: ${run.curves.saturation}`));
+  byId('warnings').replaceChildren(...warnings);
+}
+
+function peakOfSide({runs}) {
+  const peaks = runs.map(peakOf).filter(isThere);
+  return peaks.length > 0 ? peaks.reduce((sum, peak) => sum + peak, 0) / peaks.length : null;
+}
+
+const figuresOfName = ({figures}) => figures;
+
+// What the runs are about: the work that was done most often on the first side that did any of it, and its row on each
+// side. A side without failures may lack their name.
+export function mainWork({sides}, names) {
+  const operations = sides.map((side) => operationsOf(side.names));
+  const main = operations.map(mainOperation).find((each) => each !== null) ?? null;
+  if (!main) return null;
+  const work = operationsOf(names).find(({name}) => name === main.name);
+  const areFailuresTold = operations.some(tellsFailures);
+  const rows = operations.map((each) => {
+    const operation = each.find(({name}) => name === work.name);
+    return operation ? operationRow(operation, figuresOfName, areFailuresTold) : null;
+  });
+  return {work, noun: nounOf(work), areFailuresTold, rows};
+}
+
+// How often the main work is done and how large the load is, on both sides of each comparison.
+export function followWork({sides, comparisons}, main) {
+  comparisons.forEach((comparison, i) => {
+    const both = [0, i + 1];
+    comparison.followed = {work: both.map((side) => main?.rows[side]?.rate ?? null), load: both.map((side) => peakOfSide(sides[side]))};
+  });
+}
+
+// A tile is {label, values, text, kind, names, isShare}: a value for each side. `names` tells those names of a
+// comparison that are of its kind.
+function tilesOf({sides}, main) {
+  const loads = {label: sides.some(({runs}) => runs.length > 1) ? 'peak load, mean' : 'peak load', values: sides.map(peakOfSide), text: number, kind: 'other', names: () => false};
+  const isTold = ({values}) => values.some(isThere);
+  if (!main) return [loads].filter(isTold);
+  const {work, noun, rows, areFailuresTold} = main;
+  const unit = rows.find((row) => row !== null).unit;
+  const time = (key) => ({label: unit ? `${key}, ${unit}` : key, values: rows.map((row) => row?.figures[key]), text: number, kind: 'times', names: ({name}) => name === work.name});
+  return [
+    {label: `${noun}/s`, values: rows.map((row) => row?.rate), text: number, kind: 'successes', names: ({kind}) => kind === 'successes'},
+    ...['mean', 'p50', 'p95', 'p99'].map(time),
+    ...(areFailuresTold ? [{label: 'error share, %', values: rows.map((row) => row?.share), text: (share) => number(isThere(share) ? 100 * share : null), kind: 'shares', names: ({kind}) => kind === 'failures', isShare: true}] : []),
+    loads,
+  ].filter(isTold);
+}
+
+// A difference of shares is told in percentage points, since a share of a share says little.
+function changeOfTile(first, second, {isShare}) {
+  if (!isThere(first) || !isThere(second)) return '';
+  if (isShare) return `${signed(100 * (second - first))} pp`;
+  return changeText({difference: second - first, relative_difference: first === 0 ? null : (second - first) / Math.abs(first)});
+}
+
+// Only what is large enough to matter has a colour, and only where a name of its kind is marked so too: percentiles
+// and shares are not tested themselves.
+function stateOfTile([first, second], {kind, names}, comparison, marked) {
+  if (!isThere(first) || !isThere(second) || Math.abs(second - first) < comparison.least_difference * Math.abs(first)) return '';
+  const state = judged(kind, [first, second], comparison.followed);
+  return marked.some((cell) => names(cell) && cell.verdict === state) ? state : '';
+}
+
+function tileOf(tile, {sides, comparisons}, rows) {
+  const lines = sides.map((side, i) => {
+    const line = element('div', 'line', swatchOf(side), element('b', '', tile.text(tile.values[i] ?? null)));
+    if (i === 0) return line;
+    const change = element('em', '', changeOfTile(tile.values[0], tile.values[i], tile));
+    const marked = rows.map(({cells}) => cells[i - 1]).filter((cell) => cell?.verdict);
+    change.dataset.state = stateOfTile([tile.values[0], tile.values[i]], tile, comparisons[i - 1], marked);
+    line.append(change);
+    return line;
+  });
+  return element('div', 'tile', element('span', '', tile.label), ...lines);
+}
+
+export function showTiles(compared, main, rows) {
+  byId('tiles').replaceChildren(...tilesOf(compared, main).map((tile) => tileOf(tile, compared, rows)));
+}
+
+function fact(term, text) {
+  return text === '' ? [] : [element('dt', '', term), element('dd', '', text)];
+}
+
+export function showFacts({runs}) {
+  byId('facts').replaceChildren(...runs.flatMap((run) => {
+    const {run: facts, notes, grid} = run.curves;
+    return [
+      ...fact(`Run ${run.letter}`, run.path),
+      ...fact('Started', `${clock(facts.startTime)} here, ${new Date(facts.startTime * 1000).toISOString()}, on ${facts.host}`),
+      ...fact('Command line', facts.commandLine),
+      ...fact('Slices', `${run.completeness}, of ${number(facts.sliceLength)} s${grid.width > 1 ? `; a point for ${grid.width} of them` : ''}`),
+      ...fact('Compared from', `${number(run.begin)} s of the run on`),
+      ...notes.flatMap((note) => fact('Note', `${clock(note.time)}: ${note.text}`)),
+      ...fact('Id', facts.id),
+    ];
+  }));
+}
