@@ -1,6 +1,6 @@
 // What is said of the run as a whole: what was loaded, when, how; and the figures that matter most.
 
-import {clock, duration, elapsed, number, percent, withUnit} from './format.js';
+import {clock, duration, elapsed, number, percent} from './format.js';
 import {figureHint, figureText} from './figurecolumns.js';
 import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
@@ -115,9 +115,10 @@ function tilesOfWork(row, noun) {
 // Of a run that counts and times nothing.
 function tilesOfCounters(counters, figuresOf) {
   const [first] = counters;
+  const labelOf = ({name, unit}) => (unit ? `${name}, ${unit}` : name);
   return [
-    ...(first ? [{label: first.name, value: withUnit(figuresOf(first).sum, first.unit), hint: first.name}] : []),
-    ...counters.map((name) => ({label: `${name.name}/s`, value: withUnit(figuresOf(name).rate, name.unit), hint: name.name})),
+    ...(first ? [{label: labelOf(first), value: number(figuresOf(first).sum), hint: first.name}] : []),
+    ...counters.map((name) => ({label: `${labelOf(name)}/s`, value: number(figuresOf(name).rate), hint: name.name})),
   ];
 }
 
