@@ -16,9 +16,8 @@ std::string NameOf(const kzjournal::Source& source, const std::vector<kzjournal:
     const auto isNamesake = [&](const kzjournal::Source& other) {
         return !other.isMerged && GeneratorOf(other) == GeneratorOf(source);
     };
-    const std::string generator = GeneratorOf(source);
-    if (std::count_if(all.begin(), all.end(), isNamesake) == 1) return generator;
-    return generator + " (source " + std::to_string(source.number) + ")";
+    if (std::count_if(all.begin(), all.end(), isNamesake) == 1) return GeneratorOf(source);
+    return GeneratorOf(source) + " (source " + std::to_string(source.number) + ")";
 }
 
 }  // namespace
