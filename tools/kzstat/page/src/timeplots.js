@@ -70,8 +70,13 @@ export function timeOptions(height, view, room = LABEL_ROOM) {
   };
 }
 
-// The values of what is looked at: a point is at the end of its slices, so that the one before is at the edge.
-export const withinSpan = (values, {buckets: [from, to]}) => values.map((value, i) => (i >= from && i < to ? value : null));
+// The values of what is looked at: a point is at the end of its slices, so that the one before is at the edge. A line
+// that begins behind a gap begins where its slices do, since it would leave out more than is missing otherwise. Infinite
+// values have no place.
+export function withinSpan(values, {buckets: [from, to], run: {grid: {slices}}}) {
+  const drawn = values.map((value, i) => (i >= from && i < to && Number.isFinite(value) ? value : null));
+  return drawn.map((value, i) => (i > 0 && i >= from && slices[i] === 0 ? (drawn[i + 1] ?? null) : value));
+}
 
 // The point of what is looked at that is next to this place of the chart.
 export const indexAt = (chart, {buckets: [from, to]}, left) => Math.min(Math.max(chart.posToIdx(left), from), to - 1);
