@@ -353,7 +353,7 @@ test('a run that only counts shows how much and how fast', async (t) => {
 
 test('a run in which all failed shows the times of the failures', async (t) => {
   const page = await reportOfSlices(t, {'request.time.failed': ['Timer', 30, 40], 'request.time.failed.timeout': ['TransactionReasonCounter', 2]});
-  assert.equal(await tile(page, 'errors'), '100 %');
+  assert.equal(await tile(page, 'errors of requests'), '100 %');
   assert.match(await tile(page, 'p50 of failures'), /^\d+(\.\d+)? ms$/);
   assert.equal(await page.getByRole('img', {name: 'Overview, p95 of failures and p50 of failures'}).count(), 1);
   assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'request.time (all failed)');
