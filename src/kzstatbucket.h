@@ -36,6 +36,15 @@ inline Number Of(double value) {
     return static_cast<Number>((bits ^ flipped) >> kIgnoredBits);
 }
 
+/// The sign, the exponent and the top bits of the mantissa as they stand in a double. That of the
+/// smallest magnitude, of a bucket.
+inline Number FrontOf(double value) {
+    return static_cast<Number>(std::bit_cast<std::uint64_t>(value) >> kIgnoredBits);
+}
+constexpr Number FrontOf(Number bucket) {
+    return bucket < kZero ? Mirrored(bucket) : bucket - kZero;
+}
+
 /// Whether there is a value with this bucket.
 constexpr bool IsUsed(Number bucket) {
     if (bucket < kZero) bucket = Mirrored(bucket);

@@ -3,161 +3,177 @@
 #include <algorithm>
 #include <numeric>
 
-CKZStatBucketBlock::CKZStatBucketBlock(std::uint32_t key)
-    : m_words(std::make_unique<std::uint64_t[]>(std::size_t{kSize} * kMinWidth /
-                                                sizeof(std::uint64_t))),
-      m_key(static_cast<std::uint16_t>(key)) {}
-
-void CKZStatBucketBlock::Increment(unsigned at) {
-    if (GetPlace().TryIncrement(at)) return;
-    Widen(2U * m_width);
-    GetPlace().TryIncrement(at);
-}
-
-void CKZStatBucketBlock::MakeRoomFor(std::uint64_t count) {
-    unsigned width = m_width;
-    while (width < sizeof count && count >> (8 * width) != 0) width *= 2;
-    if (width != m_width) Widen(width);
-}
-
-void CKZStatBucketBlock::MakeRoomForSums(const Counts& counts) {
-    Counts own;
-    Unpack(own);
-    // As many bits as the largest sum, without looking for it.
-    std::uint64_t bits = 0;
-    for (unsigned at = 0; at < kSize; ++at) bits |= own[at] + counts[at];
-    MakeRoomFor(bits);
-}
-
-void CKZStatBucketBlock::Add(const Counts& counts) {
-    AsTyped([&](auto zero) {
-        using Counter = decltype(zero);
-        for (unsigned at = 0; at < kSize; ++at)
-            Put(at, static_cast<Counter>(Get<Counter>(at) + counts[at]));
-    });
-}
-
-void CKZStatBucketBlock::Add(unsigned at, std::uint64_t more) {
-    AsTyped([&](auto zero) {
-        using Counter = decltype(zero);
-        Put(at, static_cast<Counter>(Get<Counter>(at) + more));
-    });
-}
-
-std::uint64_t CKZStatBucketBlock::GetCount(unsigned at) const {
-    std::uint64_t count = 0;
-    AsTyped([&](auto zero) { count = Get<decltype(zero)>(at); });
-    return count;
-}
-
-void CKZStatBucketBlock::Clear() {
-    std::memset(m_words.get(), 0, GetMemorySize());
-}
-
-void CKZStatBucketBlock::Unpack(Counts& counts) const {
-    AsTyped([&](auto zero) {
-        for (unsigned at = 0; at < kSize; ++at) counts[at] = Get<decltype(zero)>(at);
-    });
-}
-
-bool CKZStatBucketBlock::IsEmpty() const {
-    const std::size_t words = GetMemorySize() / sizeof m_words[0];
-    return std::all_of(m_words.get(), m_words.get() + words, [](auto word) { return word == 0; });
-}
-
-bool CKZStatBucketBlock::operator==(const CKZStatBucketBlock& other) const {
-    if (m_key != other.m_key) return false;
-    Counts own;
-    Unpack(own);
-    Counts theirs;
-    other.Unpack(theirs);
-    return own == theirs;
-}
-
-void CKZStatBucketBlock::Widen(unsigned width) {
-    Counts counts;
-    Unpack(counts);
-    m_words = std::make_unique<std::uint64_t[]>(std::size_t{kSize} * width / sizeof counts[0]);
-    m_width = static_cast<std::uint8_t>(width);
-    Add(counts);
-}
-
 void CKZStatBucketTable::Increment(Bucket bucket) {
-    CKZStatBucketBlock& block = FindOrCreate(KeyOf(bucket));
-    block.Increment(PlaceOf(bucket));
-    Hint(block);
+    Count& count = FindOrCreateRow(bucket)[PlaceOf(bucket)];
+    if (count == kMost) FindOrCreateCarries().Increment(bucket);
+    ++count;
 }
 
 /// Makes all room first, which may run out of memory, then adds, which cannot.
 void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
-    CKZStatBucketBlock::Counts counts;
-    for (const CKZStatBucketBlock& block : other.m_blocks) {
-        if (block.IsEmpty()) continue;
-        block.Unpack(counts);
-        CKZStatBucketBlock& own = FindOrCreate(block.GetKey());
-        own.MakeRoomForSums(counts);
-        Hint(own);
+    Counts sums;
+    // Mostly, nothing is carried.
+    const auto isPlain = [&](Bucket first, const Count* added) {
+        return !other.HasCarries(first) && BitsOfSums(first, added) <= kMost;
+    };
+    for (const Power& power : other.m_powers) {
+        const Bucket first = FirstBucketOf(power);
+        const Count* const added = other.RowAt(power.row);
+        const std::uint64_t bits =
+            isPlain(first, added) ? BitsOfSums(first, added) : AddUp(first, other, sums);
+        if (bits != 0) MakeRoomFor(first, bits);
     }
-    auto own = m_blocks.begin();
-    for (const CKZStatBucketBlock& block : other.m_blocks) {
-        while (own != m_blocks.end() && own->GetKey() < block.GetKey()) ++own;
-        if (own == m_blocks.end() || own->GetKey() != block.GetKey()) continue;
-        block.Unpack(counts);
-        own->Add(counts);
+    for (const Power& power : other.m_powers) {
+        const Bucket first = FirstBucketOf(power);
+        const Count* const added = other.RowAt(power.row);
+        Count* const own = FindRow(first);
+        if (own == nullptr) continue;
+        if (isPlain(first, added)) {
+            for (unsigned at = 0; at < kRow; ++at)
+                own[at] = static_cast<Count>(own[at] + added[at]);
+        } else {
+            AddUp(first, other, sums);
+            Pack(first, sums);
+        }
     }
+}
+
+/// All bits of the sums with `added`, which tell how many the largest has, without looking for it.
+std::uint32_t CKZStatBucketTable::BitsOfSums(Bucket bucket, const Count* added) const {
+    static constexpr Count kNoCounts[kRow]{};
+    const Count* const found = FindRow(bucket);
+    const Count* const own = found != nullptr ? found : kNoCounts;
+    std::uint32_t bits = 0;
+    for (unsigned at = 0; at < kRow; ++at) bits |= std::uint32_t{own[at]} + added[at];
+    return bits;
+}
+
+/// The same with what is carried.
+std::uint64_t CKZStatBucketTable::AddUp(Bucket bucket, const CKZStatBucketTable& other,
+                                        Counts& sums) const {
+    Counts added;
+    Unpack(bucket, sums);
+    other.Unpack(bucket, added);
+    std::uint64_t bits = 0;
+    for (unsigned at = 0; at < kRow; ++at) bits |= sums[at] += added[at];
+    return bits;
 }
 
 void CKZStatBucketTable::Clear() {
-    for (CKZStatBucketBlock& block : m_blocks) block.Clear();
+    std::fill(m_counts.begin(), m_counts.end(), Count{0});
+    if (m_carries != nullptr) m_carries->Clear();
 }
 
 CKZStatBucketTable::Bucket CKZStatBucketTable::OfRank(std::uint64_t rank) const {
-    CKZStatBucketBlock::Counts counts;
-    for (const CKZStatBucketBlock& block : m_blocks) {
-        block.Unpack(counts);
+    Counts counts;
+    for (const Power& power : m_powers) {
+        const Bucket first = FirstBucketOf(power);
+        Unpack(first, counts);
         const std::uint64_t sum = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
         if (rank > sum) {
             rank -= sum;
             continue;
         }
-        unsigned at = 0;
-        for (; rank > counts[at]; ++at) rank -= counts[at];
-        return FirstBucketOf(block) + at;
+        Bucket bucket = first;
+        for (; rank > counts[PlaceOf(bucket)]; ++bucket) rank -= counts[PlaceOf(bucket)];
+        return bucket;
     }
     return kzstatbucket::kLimit;
 }
 
 std::uint64_t CKZStatBucketTable::CountBelow(Bucket limit) const {
+    Counts counts;
     std::uint64_t below = 0;
-    ForEach([&](Bucket bucket, std::uint64_t count) { below += bucket < limit ? count : 0; });
+    for (const Power& power : m_powers) {
+        const Bucket first = FirstBucketOf(power);
+        if (first >= limit) break;
+        Unpack(first, counts);
+        const Bucket end = std::min(first + kRow, limit);
+        for (Bucket bucket = first; bucket < end; ++bucket) below += counts[PlaceOf(bucket)];
+    }
     return below;
 }
 
 std::size_t CKZStatBucketTable::GetMemorySize() const {
-    std::size_t size = m_blocks.capacity() * sizeof m_blocks[0];
-    for (const CKZStatBucketBlock& block : m_blocks) size += block.GetMemorySize();
-    return size;
+    const std::size_t own =
+        m_counts.capacity() * sizeof m_counts[0] + m_powers.capacity() * sizeof m_powers[0];
+    return own + (m_carries != nullptr ? sizeof *m_carries + m_carries->GetMemorySize() : 0);
 }
 
 bool CKZStatBucketTable::operator==(const CKZStatBucketTable& other) const {
-    const auto isEmpty = [](const CKZStatBucketBlock& block) { return block.IsEmpty(); };
-    auto theirs = other.m_blocks.begin();
-    const auto end = other.m_blocks.end();
-    for (const CKZStatBucketBlock& block : m_blocks) {
-        if (block.IsEmpty()) continue;
-        theirs = std::find_if_not(theirs, end, isEmpty);
-        if (theirs == end || block != *theirs++) return false;
-    }
-    return std::all_of(theirs, end, isEmpty);
+    return HasCountsOf(other) && other.HasCountsOf(*this);
 }
 
-CKZStatBucketBlock& CKZStatBucketTable::FindOrCreate(std::uint32_t key) {
-    auto at = std::lower_bound(m_blocks.begin(), m_blocks.end(), key,
-                               [](const CKZStatBucketBlock& block, std::uint32_t wanted) {
-                                   return block.GetKey() < wanted;
-                               });
-    if (at == m_blocks.end() || at->GetKey() != key) {
-        at = m_blocks.insert(at, CKZStatBucketBlock(key));
+/// Whether those of the powers of two that the other one has are the same.
+bool CKZStatBucketTable::HasCountsOf(const CKZStatBucketTable& other) const {
+    Counts own;
+    Counts theirs;
+    return std::all_of(other.m_powers.begin(), other.m_powers.end(), [&](const Power& power) {
+        Unpack(FirstBucketOf(power), own);
+        other.Unpack(FirstBucketOf(power), theirs);
+        return own == theirs;
+    });
+}
+
+/// Its power of two, or the one before which that would stand.
+std::vector<CKZStatBucketTable::Power>::const_iterator CKZStatBucketTable::Search(
+    Bucket bucket) const {
+    return std::lower_bound(m_powers.begin(), m_powers.end(), bucket / kRow,
+                            [](const Power& a, Bucket wanted) { return a.number < wanted; });
+}
+
+const CKZStatBucketTable::Count* CKZStatBucketTable::SearchRow(Bucket bucket) const {
+    const auto found = Search(bucket);
+    return found != m_powers.end() && found->number == bucket / kRow ? RowAt(found->row) : nullptr;
+}
+
+/// Of the power of two of a bucket.
+CKZStatBucketTable::Hint CKZStatBucketTable::SearchOrCreateRow(Bucket bucket) {
+    const auto front = static_cast<std::uint16_t>(kzstatbucket::FrontOf(bucket) / kRow);
+    const auto found = Search(bucket);
+    if (found != m_powers.end() && found->number == bucket / kRow) return {front, found->row};
+
+    const std::size_t rows = m_powers.size() + 1;
+    // As few more as may be without copying a large table for each.
+    constexpr std::size_t kShare = 64;
+    m_counts.reserve(kRow * std::min(rows + rows / kShare, kAllPowers));
+    m_counts.resize(kRow * rows);
+    const auto row = static_cast<std::uint16_t>(rows - 1);
+    m_powers.insert(found, {static_cast<std::uint16_t>(bucket / kRow), row});
+    return {front, row};
+}
+
+CKZStatBucketTable& CKZStatBucketTable::FindOrCreateCarries() {
+    if (m_carries == nullptr) m_carries = std::make_unique<CKZStatBucketTable>();
+    return *m_carries;
+}
+
+std::uint64_t CKZStatBucketTable::GetCount(Bucket bucket) const {
+    const Count* const row = FindRow(bucket);
+    if (row == nullptr) return 0;
+    const std::uint64_t carries = m_carries != nullptr ? m_carries->GetCount(bucket) : 0;
+    return (carries << kCountBits) + row[PlaceOf(bucket)];
+}
+
+void CKZStatBucketTable::Unpack(Bucket bucket, Counts& counts) const {
+    const Count* const row = FindRow(bucket);
+    if (row == nullptr) {
+        counts.fill(0);
+    } else if (m_carries == nullptr) {
+        std::copy_n(row, kRow, counts.begin());
+    } else {
+        m_carries->Unpack(bucket, counts);
+        for (unsigned at = 0; at < kRow; ++at) counts[at] = (counts[at] << kCountBits) + row[at];
     }
-    return *at;
+}
+
+/// Overwrites the counts of a power of two, and those in `counts`. REQUIRES: there is room.
+void CKZStatBucketTable::Pack(Bucket bucket, Counts& counts) {
+    Count* const row = FindRow(bucket);
+    if (row == nullptr) return;  // nothing is carried
+    for (unsigned at = 0; at < kRow; ++at) {
+        row[at] = static_cast<Count>(counts[at]);
+        counts[at] >>= kCountBits;
+    }
+    if (m_carries != nullptr) m_carries->Pack(bucket, counts);
 }

@@ -53,27 +53,25 @@ void CKZStatDistribution::Add(double value) {
     if (!TryAdd(value)) AddWithCare(value);
 }
 
-/// Whichever value it is, and whether or not it needs memory.
 void CKZStatDistribution::AddWithCare(double value) {
-    State& state = FindOrCreateState();
-    if (state.count == kMaxCount) RefuseCount();
-    if (std::isnan(value)) {
-        ++state.nanCount;
-    } else {
-        state.table.Increment(kzstatbucket::Of(value));
-        state.TakeExtremes(value, value);
-    }
-    ++state.count;
+    FindOrCreateState().Add(value);
 }
 
 void CKZStatDistribution::Add(const CKZStatDistribution& other) {
-    if (other.GetCount() == 0) return;
-    if (other.GetCount() > kMaxCount - GetCount()) RefuseCount();
-    State& state = FindOrCreateState();
-    state.table.Add(other.m_state->table);
-    state.count += other.m_state->count;
-    state.nanCount += other.m_state->nanCount;
-    state.TakeExtremes(other.m_state->minimum, other.m_state->maximum);
+    if (other.GetCount() > 0) FindOrCreateState().Add(*other.m_state);
+}
+
+void CKZStatDistribution::State::Add(double value) {
+    if (count == kMaxCount) RefuseCount();
+    const bool isNaN = std::isnan(value);
+    if (!isNaN) table.Increment(kzstatbucket::Of(value));
+    TakeValues(1, isNaN ? 1 : 0, value, value);
+}
+
+void CKZStatDistribution::State::Add(const State& other) {
+    if (other.count > kMaxCount - count) RefuseCount();
+    table.Add(other.table);
+    TakeValues(other.count, other.nanCount, other.minimum, other.maximum);
 }
 
 void CKZStatDistribution::Clear() noexcept {
@@ -257,9 +255,8 @@ bool CKZStatDistribution::Decode(std::string_view bytes) {
     }
 
     State& state = FindOrCreateState();
-    ForEachBucketOf(bytes, [walk = CKZStatBucketTable::Walk(state.table)](
-                               auto bucket, std::uint64_t inBucket) mutable {
-        walk.MakeRoomFor(bucket, inBucket);
+    ForEachBucketOf(bytes, [&state](auto bucket, std::uint64_t inBucket) {
+        state.table.MakeRoomFor(bucket, inBucket);
     });
     state.Clear();
     AddForm(bytes, count);
@@ -272,9 +269,8 @@ bool CKZStatDistribution::AddEncoded(std::string_view bytes) {
     if (count == 0) return true;
     if (count > kMaxCount - GetCount()) RefuseCount();
 
-    ForEachBucketOf(bytes, [walk = CKZStatBucketTable::Walk(FindOrCreateState().table)](
-                               auto bucket, std::uint64_t inBucket) mutable {
-        walk.MakeRoomForMore(bucket, inBucket);
+    ForEachBucketOf(bytes, [&table = FindOrCreateState().table](auto bucket, auto inBucket) {
+        table.MakeRoomForMore(bucket, inBucket);
     });
     AddForm(bytes, count);
     return true;
@@ -283,10 +279,8 @@ bool CKZStatDistribution::AddEncoded(std::string_view bytes) {
 /// REQUIRES: `bytes` are the form of `count` values, and there is room for them.
 void CKZStatDistribution::AddForm(std::string_view bytes, std::uint64_t count) {
     State& state = *m_state;
-    const Head head = ForEachBucketOf(
-        bytes, [walk = CKZStatBucketTable::Walk(state.table)](
-                   auto bucket, std::uint64_t inBucket) mutable { walk.Add(bucket, inBucket); });
-    state.count += count;
-    state.nanCount += head.nanCount;
-    state.TakeExtremes(head.minimum, head.maximum);
+    const Head head = ForEachBucketOf(bytes, [&state](auto bucket, std::uint64_t inBucket) {
+        state.table.Add(bucket, inBucket);
+    });
+    state.TakeValues(count, head.nanCount, head.minimum, head.maximum);
 }

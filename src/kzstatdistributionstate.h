@@ -11,23 +11,39 @@
 
 // What a distribution is made of, for those that add to it with every value.
 
-struct CKZStatDistribution::State {
+/// What a value reads besides its count lies in the first line of memory.
+struct alignas(64) CKZStatDistribution::State {
     std::uint64_t count = 0;
-    std::uint64_t nanCount = 0;
     // An empty range until there is a value other than NaN, so that comparisons need no count.
     double minimum = std::numeric_limits<double>::infinity();
     double maximum = -std::numeric_limits<double>::infinity();
     CKZStatBucketTable table;
+    std::uint64_t nanCount = 0;
 
-    /// Neither the first value nor a new extreme nor NaN.
-    bool IsWithinExtremes(double value) const { return value >= minimum && value <= maximum; }
+    /// Returns false and counts nothing if that takes more than a moment, as it does for the first
+    /// value, a new extreme, zero and NaN.
+    bool TryAdd(double value) {
+        if (!(value >= minimum && value <= maximum) || !table.TryIncrement(value)) return false;
+        ++count;
+        return true;
+    }
+
+    // As those of the distribution.
+    KZSTAT_NO_EXPORT void Add(double value);
+    KZSTAT_NO_EXPORT void Add(const State& other);
 
     std::uint64_t GetOrderedCount() const { return count - nanCount; }
 
-    void TakeExtremes(double least, double greatest) {
+    /// Values that were added to the table, and the NaN among them. REQUIRES: there is room in 64
+    /// bits.
+    void TakeValues(std::uint64_t values, std::uint64_t nans, double least, double greatest) {
+        count += values;
+        nanCount += nans;
         // A negative zero becomes zero, so that the order of the values leaves no trace.
         if (least < minimum) minimum = least + 0.0;
         if (greatest > maximum) maximum = greatest + 0.0;
+        // `TryAdd` asks for no limit.
+        if (count > std::numeric_limits<std::uint64_t>::max() / 2) table.ForgetHints();
     }
 
     void Clear() {
@@ -40,13 +56,7 @@ struct CKZStatDistribution::State {
 
 /// Returns false and counts nothing if that takes more than a moment: `AddWithCare` does.
 inline bool CKZStatDistribution::TryAdd(double value) {
-    State* const state = m_state.get();
-    if (state == nullptr || !state->IsWithinExtremes(value) ||
-        state->count == std::numeric_limits<std::uint64_t>::max() ||
-        !state->table.TryIncrement(kzstatbucket::Of(value)))
-        return false;
-    ++state->count;
-    return true;
+    return m_state != nullptr && m_state->TryAdd(value);
 }
 
 #endif

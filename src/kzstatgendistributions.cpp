@@ -107,8 +107,8 @@ CKZStatGenKnownDistributions::Number CKZStatGenKnownDistributions::NumberOf(
 // ---------------------------------------------------------------- CKZStatGenDistributionTable
 
 void CKZStatGenDistributionTable::AddWithCare(Number number, double value) {
-    if (number >= m_slots.size() || !m_slots[number].isUsed) Use(number);
-    m_slots[number].values.Add(value);
+    if (number >= m_size || !m_slots[number].m_isUsed) Use(number);
+    m_slots[number].m_values.Add(value);
 }
 
 /// Makes room for `number` and notes that it has values.
@@ -117,10 +117,11 @@ void CKZStatGenDistributionTable::Use(Number number) {
         m_used.reserve(std::max<std::size_t>(number + 1, 2 * m_slots.size()));
         const std::size_t former = m_slots.size();
         m_slots.resize(number + 1);
+        m_size = number + 1;
         NoteMemory(static_cast<std::ptrdiff_t>((m_slots.size() - former) *
                                                (sizeof(Slot) + sizeof(Number))));
     }
-    m_slots[number].isUsed = true;
+    m_slots[number].m_isUsed = true;
     m_used.push_back(number);
 }
 
@@ -131,11 +132,11 @@ void CKZStatGenDistributionTable::NoteMemory(std::ptrdiff_t change) {
 
 void CKZStatGenDistributionTable::EmptyLast() {
     Slot& slot = m_slots[m_used.back()];
-    const auto bytes = static_cast<std::uint32_t>(slot.values.GetMemorySize());
-    NoteMemory(static_cast<std::ptrdiff_t>(bytes) - static_cast<std::ptrdiff_t>(slot.bytes));
-    slot.bytes = bytes;
-    slot.values.Clear();
-    slot.isUsed = false;
+    const auto bytes = static_cast<std::uint32_t>(slot.m_values.table.GetMemorySize());
+    NoteMemory(static_cast<std::ptrdiff_t>(bytes) - static_cast<std::ptrdiff_t>(slot.m_bytes));
+    slot.m_bytes = bytes;
+    slot.m_values.Clear();
+    slot.m_isUsed = false;
     m_used.pop_back();
 }
 
@@ -176,12 +177,12 @@ void CKZStatGenDistributions::BeginSlice(std::uint64_t sliceNumber) {
 }
 
 void CKZStatGenDistributions::Join(Table& table) {
-    table.Empty([this](Number number, const CKZStatDistribution& values) {
+    table.Empty([this](Number number, const Table::Slot& values) {
         if (values.GetCount() == 0) return;  // memory ran out over the first one
         MakeRoomFor(number);
         CKZStatDistribution& slice = m_collected[number].slice;
         const bool isFirst = slice.GetCount() == 0;
-        slice.Add(values);
+        values.AddTo(slice);
         if (isFirst) m_inSlice.push_back(number);
     });
 }

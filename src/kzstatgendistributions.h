@@ -116,27 +116,40 @@ public:
     Number NumberOf(std::string_view name, PointType type) {
         return m_known.NumberOf(name, type, m_names);
     }
-    /// Throws std::bad_alloc; nothing was added then.
+    /// Nothing if `number` is a mark for none. Throws std::bad_alloc; nothing was added then.
     void Add(Number number, double value) {
-        // Of one that is not used, every value is a new extreme.
-        if (number >= m_slots.size() || !m_slots[number].values.TryAdd(value))
+        if (number < m_size) {
+            // Of one that is not used, every value is a new extreme.
+            if (!m_slots[number].m_values.TryAdd(value)) AddWithCare(number, value);
+        } else if (number < CKZStatGenMeasurement::kRefusedDistribution) {
             AddWithCare(number, value);
+        }
     }
-    /// The name was reported under another type, too.
-    void NoteOtherType(Number number) { m_names.MarkIncomplete(number); }
+    /// The name was reported under another type, too. Nothing if `number` is a mark for none.
+    void NoteOtherType(Number number) {
+        if (number < CKZStatGenMeasurement::kRefusedDistribution) m_names.MarkIncomplete(number);
+    }
 
-    /// Calls `take(number, const CKZStatDistribution&)` for each that has values and empties it
-    /// afterwards. An exception of `take` ends it; the next call goes on there.
+    /// The values of a name. In place, since each value that is flushed looks for them.
+    class Slot {
+    public:
+        std::uint64_t GetCount() const { return m_values.count; }
+        void AddTo(CKZStatDistribution& sum) const { sum.FindOrCreateState().Add(m_values); }
+
+    private:
+        friend class CKZStatGenDistributionTable;
+
+        CKZStatDistribution::State m_values;
+        std::uint32_t m_bytes = 0;  // beside the slot, as noted last
+        bool m_isUsed = false;
+    };
+
+    /// Calls `take(number, const Slot&)` for each that has values and empties it afterwards. An
+    /// exception of `take` ends it; the next call goes on there.
     template <class Take>
     void Empty(Take take);
 
 private:
-    struct Slot {
-        CKZStatDistribution values;
-        std::uint32_t bytes = 0;  // as noted last
-        bool isUsed = false;
-    };
-
     void AddWithCare(Number number, double value);
     void Use(Number number);
     void EmptyLast();
@@ -144,6 +157,7 @@ private:
 
     CKZStatGenDistributionNames& m_names;
     CKZStatGenKnownDistributions& m_known;
+    Number m_size = 0;           // of m_slots, at hand
     std::vector<Slot> m_slots;   // by number
     std::vector<Number> m_used;  // as large as m_slots, so that it need not grow
     std::ptrdiff_t m_notedBytes = 0;
@@ -218,7 +232,7 @@ private:
 template <class Take>
 void CKZStatGenDistributionTable::Empty(Take take) {
     while (!m_used.empty()) {
-        take(m_used.back(), std::as_const(m_slots[m_used.back()].values));
+        take(m_used.back(), std::as_const(m_slots[m_used.back()]));
         EmptyLast();
     }
 }

@@ -100,7 +100,6 @@ inline void Dictionary::Store::Collect(const CKZStatGenStatsCache::Value& cached
                                        const CKZStatGenMeasurement& measurement,
                                        CKZStatGenDistributionTable& distributions) {
     const CKZStatGenMeasurement::DistributionNumber number = measurement.m_distribution;
-    if (number >= CKZStatGenMeasurement::kRefusedDistribution) return;
     distributions.Add(number, cached.value);
     if (cached.type != measurement.m_type) distributions.NoteOtherType(number);
 }

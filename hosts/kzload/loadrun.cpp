@@ -130,7 +130,10 @@ void LoadRun::KeepGoing() {
 
 /// What is still answered is of the load; the time that takes is not.
 void LoadRun::StopLoad() {
+    const double seconds = SecondsSinceStart();
     m_run.EndLoad();
+    if (kzterminal::StopIsRequested() && seconds < m_options.durationSeconds)
+        m_verdict.NoteInterruption(seconds);
     for (const auto& thread : m_loadThreads) thread->Stop();
     for (const auto& thread : m_loadThreads) thread->Join();
     ComplainAboutConnections();

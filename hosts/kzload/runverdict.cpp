@@ -32,15 +32,26 @@ Outcome RunVerdict::Tell() {
     NoteWhatWasNeverTold();
     if (m_options.required.empty()) return Outcome::Passed;
     std::vector<Judgement> judgements = JudgeAll(m_options.required, Demand::Must, m_figures);
-    if (m_earlyStop) judgements.push_back(*m_earlyStop);
+    if (m_earlyStop)
+        judgements.push_back(*m_earlyStop);
+    else if (m_interruption)
+        judgements.push_back(*m_interruption);
     m_terminal.PrintLines({""});
     m_terminal.PrintLines(LinesOf(judgements));
     m_terminal.PrintLines({VerdictLine(judgements)});
     return VerdictOf(judgements);
 }
 
+void RunVerdict::NoteInterruption(double seconds) {
+    if (m_options.required.empty()) return;
+    m_interruption =
+        NoteEarlyStop("interrupted after " + kzterminal::ReadableNumber(seconds) + " of " +
+                      kzterminal::ReadableNumber(m_options.durationSeconds) + " s");
+}
+
+/// Once the load has ended, there is nothing to stop.
 void RunVerdict::LookForReasonToStop(double elapsed) {
-    if (m_earlyStop) return;
+    if (m_earlyStop || m_run.GetLoadEnd()) return;
     for (const kzconditions::Condition& condition : m_options.abortIf) {
         const Judgement judgement = Judge(condition, Demand::MustNot, m_figures);
         if (judgement.outcome == Outcome::Failed) return Stop(elapsed, judgement);
@@ -49,12 +60,16 @@ void RunVerdict::LookForReasonToStop(double elapsed) {
 
 /// The note comes first: whoever is asked to stop may end the run, which then takes none.
 void RunVerdict::Stop(double elapsed, const Judgement& judgement) {
-    const std::string note = kzconditions::EarlyStopNote(judgement);
-    m_earlyStop = kzconditions::EarlyStopOf(note);
-    if (!m_run.Note(note.c_str())) m_terminal.Complain("cannot note why the load was stopped");
+    m_earlyStop = NoteEarlyStop(kzconditions::ReasonToStop(judgement));
     m_terminal.Complain("stopped after " + kzterminal::ReadableNumber(elapsed) +
                         " s: " + m_earlyStop->text);
     m_asksToStop = true;
+}
+
+std::optional<Judgement> RunVerdict::NoteEarlyStop(const std::string& reason) {
+    const std::string note = kzconditions::EarlyStopNote(reason);
+    if (!m_run.Note(note.c_str())) m_terminal.Complain("cannot note why the load was stopped");
+    return kzconditions::EarlyStopOf(note);
 }
 
 /// A name may come late, but one that is mistyped never comes.

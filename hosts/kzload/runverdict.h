@@ -16,7 +16,8 @@ namespace kzload {
 /// must be. A run that is stopped early says so in a note. Both look at what the load caused, also
 /// where it came after its end.
 ///
-/// Owned by the thread that delivers slices until the run has finished, then by the control thread.
+/// Owned by the thread that delivers slices until the run has finished, then by the control thread;
+/// `AsksToStop` and `NoteInterruption` are the control thread's from the beginning.
 class RunVerdict {
 public:
     /// All must outlive this.
@@ -24,8 +25,10 @@ public:
         : m_options(options), m_run(run), m_terminal(terminal) {}
 
     void OnSlice(const CKZStatSliceValues& slice);
-    /// True once something is so that must not. Safe for concurrent use.
+    /// True once something is so that must not.
     bool AsksToStop() const { return m_asksToStop; }
+    /// The load was interrupted after so many seconds. What is required was to hold for all of it.
+    void NoteInterruption(double seconds);
 
     /// Prints how it is with each condition; nothing without any. A run that was stopped early does
     /// not meet them. Passed without conditions.
@@ -34,6 +37,7 @@ public:
 private:
     void LookForReasonToStop(double elapsed);
     void Stop(double elapsed, const kzconditions::Judgement& judgement);
+    std::optional<kzconditions::Judgement> NoteEarlyStop(const std::string& reason);
     void NoteWhatWasNeverTold();
 
     const Options& m_options;
@@ -43,6 +47,7 @@ private:
     int m_slicesUnderLoad = 0;
     std::optional<kzconditions::Judgement> m_earlyStop;
     std::atomic<bool> m_asksToStop{false};
+    std::optional<kzconditions::Judgement> m_interruption;  // the control thread's
 };
 
 }  // namespace kzload

@@ -9,6 +9,7 @@ using kzconditions::EarlyStopNote;
 using kzconditions::EarlyStopOf;
 using kzconditions::Judgement;
 using kzconditions::Outcome;
+using kzconditions::ReasonToStop;
 
 Judgement TooManyErrors() {
     Judgement judgement;
@@ -19,11 +20,12 @@ Judgement TooManyErrors() {
 }
 
 TEST(EarlyStop, IsToldWithItsConditionAndWhatWasMeasured) {
-    EXPECT_EQ("stopped early: errors share > 50%, it is 62.5 %", EarlyStopNote(TooManyErrors()));
+    EXPECT_EQ("stopped early: errors share > 50%, it is 62.5 %",
+              EarlyStopNote(ReasonToStop(TooManyErrors())));
 }
 
 TEST(EarlyStop, FailsARun) {
-    const auto stop = EarlyStopOf(EarlyStopNote(TooManyErrors()));
+    const auto stop = EarlyStopOf(EarlyStopNote(ReasonToStop(TooManyErrors())));
     ASSERT_TRUE(stop);
     EXPECT_EQ(Outcome::Failed, stop->outcome);
     EXPECT_EQ("not stopped early", stop->condition);

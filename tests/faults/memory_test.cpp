@@ -420,7 +420,7 @@ TEST(LackOfMemory, AddsAValueToADistributionOrChangesNothing) {
     for (int i = 0; i < 65535; ++i) full.Add(1);
     CKZStatDistribution wider = full;
     wider.Add(1);
-    EXPECT_EQ(1, ChangeWithFailingAllocations(
+    EXPECT_LT(0, ChangeWithFailingAllocations(
                      full, wider, [](CKZStatDistribution& distribution) { distribution.Add(1); }));
 }
 

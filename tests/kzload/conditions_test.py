@@ -107,7 +107,7 @@ class Require(unittest.TestCase):
 
 class Saturation(unittest.TestCase):
     def test_a_generator_that_was_itself_the_bottleneck_is_told_with_the_figures(self):
-        process = runs.start("--clients", 3, "--think-time", 5, "--slice", 0.1, "--duration", 60,
+        process = runs.start("--clients", 3, "--think-time", 5, "--slice", 0.1, "--duration", 2,
                              "--require", "requests.rate rate > 0")
         runs.wait_for_row(process)
         for _ in range(5):  # while it is stopped, it is late for the end of a slice
@@ -115,11 +115,29 @@ class Saturation(unittest.TestCase):
             time.sleep(0.2)
             process.send_signal(signal.SIGCONT)
             time.sleep(0.05)
-        process.send_signal(signal.SIGINT)
         result = runs.finish(process)
         self.assertEqual((0, ""), (result.status, result.err))
         self.assertRegex(result.out, r"(?m)^requests made .*\nwarning: the generator was saturated from"
                                      r" 0:0\S+ on, in \d+ of \d+ slices: .*\n\npassed .*\nverdict: passed$")
+
+
+class Interrupted(unittest.TestCase):
+    def test_a_load_that_was_cut_short_does_not_meet_what_was_required_of_all_of_it(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "run.kzj")
+            process = runs.start(*LOAD, "--duration", 60, "--require", "requests.rate rate > 0",
+                                 journal=path)
+            runs.wait_for_row(process)
+            process.send_signal(signal.SIGTERM)
+            result = runs.finish(process)
+            judged = subprocess.run([KZSTAT, "verdict", path],
+                                    capture_output=True, text=True, check=False)
+        self.assertEqual((1, ""), (result.status, result.err))
+        self.assertRegex(result.out,
+                         r"(?m)^FAILED +not stopped early +interrupted after [\d.]+ of 60 s\n"
+                         r"verdict: FAILED, 1 of 2 conditions$")
+        self.assertEqual(1, judged.returncode)
+        self.assertRegex(judged.stdout, r"(?m)^FAILED +not stopped early +interrupted after")
 
 
 class AbortIf(unittest.TestCase):
@@ -156,6 +174,12 @@ class AbortIf(unittest.TestCase):
         self.assertEqual("verdict: FAILED, 1 of 2 conditions", lines[2])
         self.assertEqual(lines[1:], result.out.splitlines()[-4:-2])
         self.assertEqual((1, "failed"), (as_json.returncode, json.loads(as_json.stdout)["verdict"]))
+
+    def test_a_load_that_has_ended_is_not_stopped(self):
+        # The third slice is the first that is judged, and it ends after the load.
+        result = runs.run("--clients", 1, "--slice", 1, "--duration", 2.55,
+                          "--abort-if", "request.time count > 0")
+        self.assertEqual((0, ""), (result.status, result.err))
 
     def test_what_never_is_so_does_not(self):
         result = self.load("errors share > 99.9%", "request.time p99.9 > 30s", duration=0.5)

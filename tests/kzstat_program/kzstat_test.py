@@ -1281,7 +1281,7 @@ class Check(JournalTest):
         self.damage("UPDATE runs SET lost_slices = 1 WHERE number = 2")
         result = run("check", self.run_path)
         self.assertEqual((1, ""), (result.status, result.err))
-        self.assertRegex(result.out, r"^10 slices\nsource 2, load on \S+: after slice 10: 1 slices could not")
+        self.assertRegex(result.out, r"^10 slices\nsource 2, load on \S+: after slice 10: 1 slice could not")
 
     def test_more_slices_than_there_should_be(self):
         self.make_run()

@@ -346,7 +346,7 @@ async function reportOfSlices(test, reported) {
 
 test('a run that only counts shows how much and how fast', async (t) => {
   const page = await reportOfSlices(t, {'clients': ['LoadSize', 3], 'bytes.sent': ['Counter', 900], 'mails.sent': ['Counter', 7], 'mails.lost': ['Counter', 1]});
-  assert.deepEqual([await tile(page, 'mails.sent'), await tile(page, 'mails.sent/s'), await tile(page, 'mails.lost/s'), await tile(page, 'bytes.sent/s'), await tile(page, 'peak load')], ['140', '7', '1', '900 bytes', '3']);
+  assert.deepEqual([await tile(page, 'mails.sent'), await tile(page, 'mails.sent/s'), await tile(page, 'mails.lost/s'), await tile(page, 'bytes.sent, bytes/s'), await tile(page, 'peak load')], ['140', '7', '1', '900', '3']);
   assert.equal(await page.getByRole('img', {name: 'Overview, mails.sent/s and load'}).count(), 1);
   assert.equal(await page.getByRole('img', {name: 'Overview, mails.lost/s'}).count(), 1);
 });

@@ -460,6 +460,30 @@ TEST(DistributionMerge, AddsCountsOfDifferentWidths) {
         }
 }
 
+TEST(Distribution, CountsBeyond16BitsOneByOne) {
+    const double values[] = {-700, -5.5, -5, 0, 5e-324, -1e-310, 2, 5, 512, kInfinity};
+    constexpr std::uint64_t kTimes = 70000;
+    CKZStatDistribution distribution;
+    for (std::uint64_t i = 0; i < kTimes; ++i)
+        for (const double value : values) distribution.Add(value);
+    const std::vector<Bucket> buckets = BucketsOf(distribution);
+    ASSERT_EQ(buckets.size(), 8U);  // zero and the denormal numbers share one
+    for (const Bucket& bucket : buckets)
+        EXPECT_EQ(bucket.count, bucket.low == 0 ? 3 * kTimes : kTimes) << bucket.low;
+    EXPECT_EQ(distribution.CountBelow(-5), 2 * kTimes);
+    EXPECT_EQ(distribution.CountBelow(0), 3 * kTimes);
+    EXPECT_EQ(distribution.CountBelow(5), 7 * kTimes);
+    EXPECT_NEAR(distribution.Quantile(0.15), -5.5, 5.5 / 256);
+
+    CKZStatDistribution decoded;
+    EXPECT_TRUE(decoded.Decode(EncodedOf(distribution)));
+    ExpectSame(decoded, distribution);
+    CKZStatDistribution sum = distribution;
+    sum.Add(distribution);
+    EXPECT_TRUE(decoded.AddEncoded(EncodedOf(distribution)));
+    ExpectSame(decoded, sum);
+}
+
 TEST(DistributionMerge, RefusesToCountBeyond64Bits) {
     CKZStatDistribution full = Many(1, ~std::uint64_t{0} - 1);
     full.Add(kNaN);

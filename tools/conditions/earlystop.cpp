@@ -10,11 +10,12 @@ constexpr char kNotStoppedEarly[] = "not stopped early";
 
 }  // namespace
 
-std::string EarlyStopNote(const Judgement& judgement) {
-    return std::string(kStoppedEarly)
-        .append(judgement.condition)
-        .append(", it is ")
-        .append(judgement.text);
+std::string ReasonToStop(const Judgement& judgement) {
+    return judgement.condition + ", it is " + judgement.text;
+}
+
+std::string EarlyStopNote(const std::string& reason) {
+    return std::string(kStoppedEarly).append(reason);
 }
 
 std::optional<Judgement> EarlyStopOf(const std::string& note) {

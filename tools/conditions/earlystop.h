@@ -14,8 +14,10 @@ namespace kzconditions {
 // else is so of such a run, it does not pass: nobody knows how it would have gone on. These
 // functions are safe for concurrent use.
 
-/// "stopped early: errors share > 50%, it is 62.5 %": the note, for a condition that was met.
-std::string EarlyStopNote(const Judgement& judgement);
+/// "errors share > 50%, it is 62.5 %": the reason, for a condition that was met.
+std::string ReasonToStop(const Judgement& judgement);
+/// "stopped early: REASON": the note.
+std::string EarlyStopNote(const std::string& reason);
 
 /// The judgement of a run that a note with this text is about: that it was not stopped early is
 /// what failed. Nothing for any other text.

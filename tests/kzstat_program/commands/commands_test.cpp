@@ -439,6 +439,13 @@ TEST_F(Commands, ReportDrawsTheRun) {
     EXPECT_THAT(reported.lines, testing::Contains(HasSubstr(run.facts.id)));
 }
 
+TEST_F(Commands, ReportHasAnEarlyStopAmongTheConditionsOfTheRun) {
+    Make("run", {{10}}).notes = {{1000, "stopped early: errors share > 5%, it is 6 %"}};
+    EXPECT_THAT(Run({"report", "run", "-o", "-"}).lines,
+                testing::Contains(HasSubstr("\"text\":\"not stopped early\",\"outcome\":\"FAILED\","
+                                            "\"measured\":\"errors share > 5%, it is 6 %\"")));
+}
+
 TEST_F(Commands, ReportComparesSeveralRuns) {
     for (const char* const name : {"a", "b", "c"}) Make(name, {{10, 30}, {20}}).facts.id = name;
     const Result reported = Run({"report", "a", "b", "c", "-o", "-", "--least", "5"});

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "figures/statistics.h"
+
 namespace kzstatprogram {
 
 CKZStatDistribution& DistributionCourse::Add(const Place& place, double count) {
@@ -41,7 +43,7 @@ void DistributionCourse::SetPercentiles(std::size_t bucket, const Values& values
 }
 
 const CKZStatDistribution* DistributionCourse::OfAll(double count) const {
-    return static_cast<double>(m_all.GetCount()) == count ? &m_all : nullptr;
+    return HasAll(m_all, count) ? &m_all : nullptr;
 }
 
 /// The first ones are exchanged and not added, which is faster and keeps the memory of both.
@@ -59,7 +61,7 @@ void DistributionCourse::Values::Clear() {
 }
 
 bool DistributionCourse::Values::AreComplete() const {
-    return static_cast<double>(distribution.GetCount()) == count;
+    return HasAll(distribution, count);
 }
 
 }  // namespace kzstatprogram

@@ -76,7 +76,6 @@ void LiveSummary::AddLevel(const kzjournal::Slice& slice, std::size_t position) 
     kzstatprogram::AddLevel(record.lasts, summary);
 }
 
-/// A distribution that has missed a value never becomes complete again.
 void LiveSummary::Add(const kzjournal::Slice& slice, std::size_t position) {
     const CKZStatMessageRecord& record = slice.records[position];
     kzjournal::NameSummary& summary = m_names[TextOf(record.name)];
@@ -89,11 +88,8 @@ void LiveSummary::Add(const kzjournal::Slice& slice, std::size_t position) {
 
     if (isFirst && !slice.distributions.FormOf(position).empty()) summary.distribution.emplace();
     if (!summary.distribution) return;
-    const bool hasAll =
-        slice.AddDistributionTo(*summary.distribution, position) || record.lasts.count == 0;
-    if (!hasAll ||
-        static_cast<double>(summary.distribution->GetCount()) != summary.record.totals.count)
-        summary.distribution.reset();
+    slice.AddDistributionTo(*summary.distribution, position);
+    if (!HasAll(*summary.distribution, summary.record.totals.count)) summary.distribution.reset();
 }
 
 }  // namespace kzstatprogram

@@ -19,6 +19,10 @@ std::optional<double> QuantileOf(const Statistics& statistics, double quantile) 
     return kzconditions::QuantileOf(statistics.distribution, quantile);
 }
 
+bool HasAll(const CKZStatDistribution& distribution, double count) {
+    return static_cast<double>(distribution.GetCount()) == count;
+}
+
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record) {
     return MeaningfulStatistics(record).Current();
 }

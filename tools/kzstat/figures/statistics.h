@@ -41,6 +41,10 @@ struct Statistics {
 /// Nothing without a distribution, and without values other than NaN.
 std::optional<double> QuantileOf(const Statistics& statistics, double quantile);
 
+/// Whether it is the distribution of all `count` values: one that has missed a value never becomes
+/// complete again.
+bool HasAll(const CKZStatDistribution& distribution, double count);
+
 /// Of the last slice, what the record's kind calls its current value.
 std::optional<double> CurrentValueOf(const CKZStatMessageRecord& record);
 

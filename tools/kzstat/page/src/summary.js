@@ -1,8 +1,8 @@
 // What is said of the run as a whole: what was loaded, when, how; and the figures that matter most.
 
-import {clock, duration, elapsed, number, percent, withUnit} from './format.js';
 import {errorsOf} from './errors.js';
 import {figureHint, figureText} from './figurecolumns.js';
+import {clock, duration, elapsed, number, percent} from './format.js';
 import {nounOf} from './outcomes.js';
 import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
@@ -133,9 +133,10 @@ function tilesOfWork(row, noun, names, figuresOf) {
 // Of a run that counts and times nothing.
 function tilesOfCounters(counters, figuresOf) {
   const [first] = counters;
+  const labelOf = ({name, unit}) => (unit ? `${name}, ${unit}` : name);
   return [
-    ...(first ? [{label: first.name, value: withUnit(figuresOf(first).sum, first.unit), hint: first.name}] : []),
-    ...counters.map((name) => ({label: `${name.name}/s`, value: withUnit(figuresOf(name).rate, name.unit), hint: name.name})),
+    ...(first ? [{label: labelOf(first), value: number(figuresOf(first).sum), hint: first.name}] : []),
+    ...counters.map((name) => ({label: `${labelOf(name)}/s`, value: number(figuresOf(name).rate), hint: name.name})),
   ];
 }
 

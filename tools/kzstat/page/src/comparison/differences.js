@@ -13,8 +13,6 @@ const isThere = (value) => value !== null && value !== undefined;
 const lastPart = (name) => name.slice(name.lastIndexOf('.') + 1);
 const isFailure = (name) => FAILURE.test(name) || BAD.has(meaningOf(lastPart(name)));
 
-// What the count of a name follows: failures the work that is done, successes the load.
-const FOLLOWED = {failures: 'work', successes: 'load'};
 
 const kindOf = ({name, type, tested}) => {
   if (tested === 'mean') return TIMERS.has(type) && !isFailure(name) ? 'times' : 'other';
@@ -26,17 +24,21 @@ const kindOf = ({name, type, tested}) => {
 // 1 if more is worse, -1 if more is better, 0 if that is for the reader to say.
 const BADNESS = {times: 1, failures: 1, shares: 1, successes: -1, other: 0};
 
-// Whether a change is mostly one of what it follows: twice the failures of twice the work are no worse.
-function isExplained([first, second], [before, after]) {
-  if (![first, second, before, after].every((each) => each > 0)) return false;
-  const change = Math.log(second / first);
-  return Math.abs(change - Math.log(after / before)) < Math.abs(change) / 2;
-}
+const growth = ([before, after]) => (before > 0 && after > 0 ? Math.log(after / before) : NaN);
+
+// Twice the failures of twice the work are no worse: a change counts unless it is mostly that of the work.
+const followsWork = (values, {work}) => Math.abs(growth(values) - growth(work)) < Math.abs(growth(values)) / 2;
+
+// More load does more and less load less, in whatever measure: who asks more often gets more answers.
+const SAME_LOAD = 0.01;
+const followsLoad = (values, {load}) => Math.abs(growth(load)) > SAME_LOAD && growth(load) * growth(values) > 0;
+
+const FOLLOWS = {failures: followsWork, successes: followsLoad};
 
 // 'worse' or 'better'; nothing of what is neither, and of what changes as that does which it follows. `followed` has
 // the rate of the main work and the load, each on both sides.
 export function judged(kind, [first, second], followed) {
-  if (FOLLOWED[kind] && isExplained([first, second], followed[FOLLOWED[kind]])) return '';
+  if (FOLLOWS[kind]?.([first, second], followed)) return '';
   const direction = Math.sign(second - first) * BADNESS[kind];
   return direction > 0 ? 'worse' : direction < 0 ? 'better' : '';
 }

@@ -80,7 +80,7 @@ function headlineOf(comparison, {worse, better, changed}, i) {
   if (worse.length > 0 && better.length > 0) return [`${letter} is hardly better or worse ${than}`, 'unsure'];
   if (worse.length > 0) return [`${letter} may be worse ${than}`, 'unsure'];
   if (better.length > 0) return [`${letter} may be better ${than}`, 'unsure'];
-  return changed.length > 0 ? [`${letter} differs from ${before.letter}`, 'changed'] : [`${letter} is as good as ${before.letter}`, 'alike'];
+  return changed.length > 0 ? [`${letter} differs from ${before.letter}`, 'changed'] : [`No difference between ${before.letter} and ${letter} found`, 'alike'];
 }
 
 function remarksOf(comparison, isAnyMarked, state) {
@@ -169,7 +169,7 @@ function tilesOf({sides}, main) {
 // A difference of shares is told in percentage points, since a share of a share says little.
 function changeOfTile(first, second, {isShare}) {
   if (!isThere(first) || !isThere(second)) return '';
-  if (isShare) return `${signed(100 * (second - first))} pp`;
+  if (isShare) return `${signed(Number((100 * (second - first)).toFixed(2)))} pp`;
   return changeText({difference: second - first, relative_difference: first === 0 ? null : (second - first) / Math.abs(first)});
 }
 
