@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {clockTick, elapsed, number, secondsAtTime, tick, timeOfRun} from '../../tools/kzstat/page/src/format.js';
+import {clockTick, elapsed, number, secondsAtTime, secondsIn, tick, timeOfRun} from '../../tools/kzstat/page/src/format.js';
 import {boundOf, logTicks} from '../../tools/kzstat/page/src/scale.js';
 
 test('numbers are as the command line writes them', () => {
@@ -37,5 +37,12 @@ test('a moment of a run is found again by its time', () => {
   for (const moment of [0, 5, 7200, 86399, 86400, 200000]) assert.ok(secondsAtTime(timeOfRun(moment, start), start) === moment, moment);
   assert.equal(secondsAtTime('1:00', start), 3 * 3600 - 13 * 60 - 20.412);
   assert.ok(Math.abs(secondsAtTime('22:13:20', start)) < 1);
-  for (const text of ['', '5', '25', '10:5', 'x']) assert.ok(Number.isNaN(secondsAtTime(text, start)), text);
+  assert.equal(secondsAtTime('22:13', start), 0);
+  assert.equal(secondsAtTime('1.5m', start), 90);
+  for (const text of ['', '5', '25', '10:5', 'x', '22:99', '25:00', '22:13:60', '2026-02-31 22:13', '2026-13-01 22:13']) assert.ok(Number.isNaN(secondsAtTime(text, start)), text);
+});
+
+test('a time of a run is read as the programs read it', () => {
+  assert.deepEqual(['90', '1:30', '0:01:30.5', '10s', '1.5m', ' 2 h '].map(secondsIn), [90, 90, 90.5, 10, 90, 7200]);
+  for (const text of ['', 's', '10d', '1:2m', '1:60', '1:2:3:4', '-1']) assert.ok(Number.isNaN(secondsIn(text)), text);
 });

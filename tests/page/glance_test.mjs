@@ -49,7 +49,7 @@ test('the tiles tell how much, how fast, how slow and how often in vain', async 
   assert.equal(await tile(page, 'requests'), '590');
   assert.equal(await tile(page, 'requests/s'), '29.50');
   assert.deepEqual([await tile(page, 'p50'), await tile(page, 'p95'), await tile(page, 'p99')], [`${p50} ms`, `${p95} ms`, `${p99} ms`]);
-  assert.equal(await tile(page, 'errors'), '1.69 %');
+  assert.equal(await tile(page, 'errors of all attempts'), '3.23 %');
   assert.equal(await tile(page, 'peak load'), '8');
 });
 
@@ -143,7 +143,7 @@ test('the part that a reader chooses by keyboard is in the address', async (t) =
   await page.getByLabel('To, seconds').fill('15');
   await page.keyboard.press('Enter');
   assert.equal(new URL(page.url()).hash, '#5-15');
-  assert.equal(await tile(page, 'errors'), '3.33 %');
+  assert.equal(await tile(page, 'errors of all attempts'), '6.25 %');
 });
 
 test('the way back leads to what was looked at before', async (t) => {
@@ -178,8 +178,72 @@ test('times that choose no part stay where they are, and it is said why', async 
   assert.equal(await complaint('10', '5'), 'The part ends before it begins.');
   assert.equal(await complaint('30', '40'), 'The run ends at 0:20.');
   assert.equal(await tile(page, 'requests'), '590');
-  assert.equal(await complaint('0:05', '0:10'), '');
+  await from.fill('0:05');
+  await to.fill('10s');
+  await page.keyboard.press('Enter');
+  assert.equal(await page.locator('#span-fault').textContent(), '');
+  assert.deepEqual([await from.inputValue(), await to.inputValue()], ['0:05', '0:10']);
   assert.equal(await tile(page, 'requests'), '150');
+});
+
+test('a complaint about times is gone with the way back', async (t) => {
+  const {page} = await glance(t, SCREEN, '#5-10');
+  await page.getByRole('button', {name: 'Show the whole run'}).click();
+  await page.getByLabel('From, seconds').fill('now');
+  await page.keyboard.press('Enter');
+  assert.notEqual(await page.locator('#span-fault').textContent(), '');
+  await page.goBack();
+  await page.getByRole('button', {name: 'Show the whole run'}).waitFor();
+  assert.equal(await page.locator('#span-fault').textContent(), '');
+  assert.equal(await page.getByLabel('From, seconds').inputValue(), '0:05');
+});
+
+test('an address of no part of the run leads to all of it, and it is said why', async (t) => {
+  const {page} = await glance(t, SCREEN, '#99999-100000');
+  const told = async () => [new URL(page.url()).hash, await tile(page, 'requests'), await page.locator('#span-fault').textContent()];
+  assert.deepEqual(await told(), ['', '590', 'The run ends at 0:20. All of it is shown.']);
+  for (const hash of ['#20-10', '#garbage']) {
+    await page.evaluate((address) => { location.hash = address; }, hash);
+    await page.locator('#span-fault').getByText(hash).waitFor();
+    assert.deepEqual(await told(), ['', '590', `“${hash}” is no part of the run, such as #10-20 for its seconds. All of it is shown.`]);
+  }
+  await page.evaluate(() => { location.hash = '#5-10'; });
+  await page.getByRole('button', {name: 'Show the whole run'}).waitFor();
+  assert.deepEqual(await told(), ['#5-10', '150', '']);
+});
+
+test('errors are the share that the condition of errors is judged by, also of a part', async (t) => {
+  const journal = new Journal(t, START, ['errors share < 5%']);
+  for (let slice = 1; slice <= 10; ++slice)
+    await journal.slice({
+      'buy': ['TransactionTimer', ...Array(9).fill(5)],
+      ...(slice > 5 ? {'buy.failed': ['TransactionTimer', 5, 5], 'request.time.failed': ['Timer', 2]} : {}),
+      'request.time': ['Timer', ...Array(30).fill(7)],
+    });
+  await journal.end();
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${reportOf(journal.path)}`);
+  await page.waitForSelector('#lanes canvas');
+  assert.equal(await tile(page, 'errors of transactions'), '10 %');
+  assert.match(await page.locator('#conditions li').textContent(), /10 %$/);
+  await page.evaluate(() => { location.hash = '#5-10'; });
+  await page.getByText('18.18 %').first().waitFor();
+  assert.equal(await tile(page, 'errors of transactions'), '18.18 %');
+});
+
+test('a part without slices has no figures', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${reportOf(await interruptedRun(t))}#6-9`);
+  await page.waitForSelector('#lanes canvas');
+  for (const label of ['requests', 'requests/s', 'mean', 'errors of all attempts']) assert.equal(await tile(page, label), '–', label);
+  assert.deepEqual(await page.locator('#remarks li').allTextContents(), ['no slices from 0:05 to 0:10']);
+});
+
+test('what has ended before the part that is looked at is not told', async (t) => {
+  const page = await newPage(t, SCREEN);
+  await page.goto(`file://${reportOf(await interruptedRun(t))}#10-13`);
+  await page.waitForSelector('#lanes canvas');
+  assert.equal(await page.locator('#remarks li').count(), 0);
 });
 
 test('on the axis of the clock the part is chosen by the clock', async (t) => {
@@ -289,7 +353,7 @@ test('a run that only counts shows how much and how fast', async (t) => {
 
 test('a run in which all failed shows the times of the failures', async (t) => {
   const page = await reportOfSlices(t, {'request.time.failed': ['Timer', 30, 40], 'request.time.failed.timeout': ['TransactionReasonCounter', 2]});
-  assert.equal(await tile(page, 'errors'), '100 %');
+  assert.equal(await tile(page, 'errors of requests'), '100 %');
   assert.match(await tile(page, 'p50 of failures'), /^\d+(\.\d+)? ms$/);
   assert.equal(await page.getByRole('img', {name: 'Overview, p95 of failures and p50 of failures'}).count(), 1);
   assert.equal((await rowsOf(page, 'operations-table'))[0][0], 'request.time (all failed)');

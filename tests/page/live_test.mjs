@@ -25,6 +25,23 @@ test('shows the history, then each slice as it comes', async (t) => {
   await assertFiguresOf(page, journal.path);
 });
 
+test('what is typed stays as slices come, until it is shown', async (t) => {
+  const journal = await writing(t, 5);
+  const server = await Server.start(t, journal.path, '--port', '0');
+  const page = await open(t, server.url);
+  await hasSlices(page, 5);
+  const [from, to] = [page.getByLabel('From, seconds'), page.getByLabel('To, seconds')];
+  await from.fill('2');
+  await to.focus();
+  await journal.slice(shop(6));
+  await hasSlices(page, 6);
+  assert.equal(await from.inputValue(), '2');
+  await to.fill('4');
+  await page.keyboard.press('Enter');
+  await hasSlices(page, 2);
+  assert.deepEqual([await from.inputValue(), await to.inputValue()], ['0:02', '0:04']);
+});
+
 test('draws what has come', async (t) => {
   const journal = await writing(t, 2);
   const server = await Server.start(t, journal.path, '--port', '0');

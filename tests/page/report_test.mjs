@@ -165,6 +165,13 @@ test('of a part of a run that was asked for says so', async (t) => {
   assert.doesNotMatch(await subtitle(), /made of/);
 });
 
+test('of a part behind the end does not end before it begins', async (t) => {
+  const page = await newPage(t);
+  await page.goto(`file://${reportOf(await shopRun(t, 5), '--from', '200')}`);
+  const fields = await page.locator('#span input').evaluateAll((all) => all.map(({value}) => value));
+  assert.deepEqual(fields, ['3:20', '3:20']);
+});
+
 test('shows infinite values', async (t) => {
   const journal = new Journal(t);
   await journal.slice({'ratio': ['Measurement', 1, Infinity], 'depth': ['Measurement', -Infinity]});
@@ -172,6 +179,24 @@ test('shows infinite values', async (t) => {
   const page = await open(t, `file://${reportOf(journal.path)}`);
   assert.equal(await cell(page, 'ratio', 'max').textContent(), '∞');
   assert.equal(await cell(page, 'depth', 'min').textContent(), '-∞');
+});
+
+test('shows infinite values of a part', async (t) => {
+  const journal = new Journal(t);
+  journal.showDistributions('wait');
+  for (let slice = 1; slice <= 10; ++slice) await journal.slice({
+    'wait': ['Timer', 1, 2, slice === 5 ? Infinity : 3],
+    'ratio': ['Measurement', slice === 5 ? -Infinity : 1],
+    'odd': ['Measurement', 1, ...(slice === 5 ? [Infinity, -Infinity] : [])],
+  });
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}#3-7`);
+  const texts = (name, ...columns) => Promise.all(columns.map((column) => cell(page, name, column).textContent()));
+  assert.deepEqual(await texts('wait', 'mean', 'p95', 'p99', 'max'), ['∞', '∞', '∞', '∞']);
+  assert.match((await texts('wait', 'p50'))[0], /^≈ 2/);
+  assert.deepEqual([await texts('ratio', 'min', 'mean', 'max'), await texts('odd', 'mean')], [['-∞', '-∞', '1'], ['–']]);
+  await page.getByRole('button', {name: 'Show the whole run'}).click();
+  assert.match(await page.locator('.marks').filter({hasText: 'p99.9'}).textContent(), /p99 ∞/);
 });
 
 test('of a merged run names the runs that have slices', async (t) => {
@@ -203,6 +228,35 @@ test('draws no line through a gap and tells of it', async (t) => {
     assert.equal(await drawnPixels(page, name, 0.2, 0.8), 0, name);
   }
   assert.match(await page.locator('dt:text-is("Note") + dd').first().textContent(), /gap: no run has slices 11 to 100 \(90 s\)/);
+  const remarks = () => page.locator('#remarks li').allTextContents();
+  assert.deepEqual((await remarks()).filter((text) => /slices/.test(text)), ['0:10 gap: no run has slices 11 to 100 (90 s)']);
+  await page.evaluate(() => { location.hash = '#20-30'; });
+  await page.getByRole('button', {name: 'Show the whole run'}).waitFor();
+  assert.deepEqual(await remarks(), ['no slices from 0:10 to 1:40']);
+});
+
+test('draws the slice behind a gap from its begin on, and no line through the gap', async (t) => {
+  const journal = new Journal(t);
+  for (let slice = 1; slice <= 10; ++slice) {
+    if (slice === 3 || (slice >= 6 && slice <= 8)) journal.lose();
+    else await journal.slice({'page.time': ['Timer', 10]});
+  }
+  await journal.end();
+  const page = await open(t, `file://${reportOf(journal.path)}`);
+  const drawnAt = (second) => drawnPixels(page, 'page.time', ...[second - 0.1, second + 0.1].map((at) => (58 + at * 112.2) / 1210));
+  const drawn = [];
+  for (const second of [1.5, 2.5, 3.5, 4.5, 5.5, 6.5, 7.5, 8.5, 9.5]) drawn.push(await drawnAt(second) > 0);
+  assert.deepEqual(drawn, [true, false, true, true, false, false, false, true, true]);
+});
+
+test('is printed with the signs of its remarks', async (t) => {
+  const page = await open(t, `file://${reportOf(await shopRun(t, 3))}`);
+  assert.equal(await page.evaluate(() => {
+    const list = document.getElementById('remarks');
+    list.hidden = false;
+    list.append(document.createElement('li'));
+    return getComputedStyle(list.firstChild, '::before').printColorAdjust;
+  }), 'exact');
 });
 
 test('says of a run that has not ended that it has not', async (t) => {

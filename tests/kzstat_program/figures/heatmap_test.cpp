@@ -66,9 +66,19 @@ TEST(HeatMap, MirrorsNegativeValues) {
     EXPECT_EQ(0, rows[1]);
 }
 
-TEST(HeatMap, HasNoRowForWhatHasNoPlaceOnTheScale) {
+TEST(HeatMap, HasNoRowForNaN) {
+    EXPECT_THAT(MapOf({std::nan("")}).Columns().front(), IsEmpty());
+}
+
+TEST(HeatMap, CountsInfiniteValuesBeyondItsRows) {
     const double infinity = std::numeric_limits<double>::infinity();
-    EXPECT_THAT(MapOf({infinity, -infinity, std::nan("")}).Columns().front(), IsEmpty());
+    for (const auto& map :
+         {MapOf({infinity, -infinity, 5}), MapOf({infinity, -infinity, 1e-300, 1e300})}) {
+        const std::vector<int> rows = RowsOf(map.Columns().front());
+        EXPECT_EQ(-HeatMap::kInfiniteRow, rows.front());
+        EXPECT_EQ(HeatMap::kInfiniteRow, rows.back());
+    }
+    EXPECT_EQ(MapOf({5}).RowHeight(), MapOf({infinity, 5}).RowHeight());
 }
 
 TEST(HeatMap, DoublesItsRowsUntilTheValuesFit) {

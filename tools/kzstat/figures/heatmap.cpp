@@ -15,6 +15,7 @@ constexpr int kBitsBelowBucket = 45;
 /// `bound` is the bound of a bucket that is nearer to zero.
 int RowOf(double bound, int rowHeight) {
     if (bound == 0) return 0;
+    if (std::isinf(bound)) return bound > 0 ? HeatMap::kInfiniteRow : -HeatMap::kInfiniteRow;
     const double size = std::abs(bound);
     std::uint64_t bits = 0;
     std::memcpy(&bits, &size, sizeof bits);
@@ -22,7 +23,12 @@ int RowOf(double bound, int rowHeight) {
     return bound > 0 ? distance : -distance;
 }
 
+bool IsInfinite(int row) {
+    return std::abs(row) == HeatMap::kInfiniteRow;
+}
+
 int JoinedRow(int row) {
+    if (IsInfinite(row)) return row;
     return row > 0 ? (row + 1) / 2 : (row - 1) / 2;
 }
 
@@ -64,7 +70,6 @@ void HeatMap::JoinColumns() {
 HeatMap::Column HeatMap::ColumnOf(const CKZStatDistribution& distribution) const {
     Column column;
     distribution.ForEachBucket([&](double low, double high, std::uint64_t count) {
-        if (std::isinf(low) && low == high) return;
         Append(column, {RowOf(low >= 0 ? low : high, m_rowHeight), count});
     });
     return column;
@@ -74,7 +79,7 @@ void HeatMap::Include(const Column& column) {
     for (const Cell& cell : column) {
         if (cell.row == 0)
             m_hasZero = true;
-        else
+        else if (!IsInfinite(cell.row))
             (cell.row > 0 ? m_above : m_below).Include(std::abs(cell.row));
     }
 }

@@ -12,11 +12,13 @@ namespace kzstatprogram {
 
 /// How many values lie where, through time. A row is a range of values: so many neighbouring
 /// buckets of `CKZStatDistribution`, which are a logarithmic scale. Rows double in height
-/// whenever values would take more than `kMaxRows`. Counts are exact; infinite values and NaN have
-/// no row. Compatible.
+/// whenever values would take more than `kMaxRows`. Counts are exact; NaN has no row. Compatible.
 class HeatMap {
 public:
     static constexpr int kMaxRows = 48;
+    /// That of infinity, whatever the height; the negative one is that of -infinity. Neither takes
+    /// up one of `kMaxRows`.
+    static constexpr int kInfiniteRow = 1 << 24;
 
     /// Row r above 0 has the r-th `RowHeight()` buckets from the smallest positive normal number
     /// on, where power of two number e begins at bucket 128 e of the double's exponent; row -r has

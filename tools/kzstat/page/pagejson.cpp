@@ -48,6 +48,23 @@ Json RoundedNumber(double value) {
                                : std::round(value * scale) / scale);
 }
 
+/// Infinities are texts.
+Json Figure(double value) {
+    if (std::isinf(value)) return value > 0 ? "Infinity" : "-Infinity";
+    return Number(value);
+}
+
+Json Figure(const std::optional<double>& value) {
+    return value ? Figure(*value) : Json(nullptr);
+}
+
+Json RoundedFigure(double value) {
+    return std::isinf(value) ? Figure(value) : RoundedNumber(value);
+}
+
+/// How a series tells a number: one that is only drawn has no infinities.
+using Tell = Json (*)(double);
+
 /// `loadBegin` and `loadEnd` are in seconds since the start of the run, null while unknown: a page
 /// tells what is outside them from the load.
 Json RunJson(const kzjournal::Run& run) {
@@ -94,12 +111,6 @@ Json InterruptionsJson(const std::vector<Interruption>& interruptions) {
     return all;
 }
 
-/// Infinities are texts.
-Json Figure(const std::optional<double>& value) {
-    if (value && std::isinf(*value)) return *value > 0 ? "Infinity" : "-Infinity";
-    return Number(value);
-}
-
 /// `distribution` is null where none is known.
 Json FiguresJson(const Statistics& s, const CKZStatDistribution* distribution) {
     const auto percentile = [&](double q) {
@@ -120,10 +131,10 @@ Json FiguresJson(const Statistics& s, const CKZStatDistribution* distribution) {
 }
 
 template <class Field>
-Json Series(const Course& course, std::size_t from, Field field) {
+Json Series(const Course& course, std::size_t from, Field field, Tell tell) {
     Json series = Json::array();
     for (std::size_t i = from; i < course.Size(); ++i)
-        series.push_back(Number(course.Buckets()[i].*field));
+        series.push_back(tell(static_cast<double>(course.Buckets()[i].*field)));
     return series;
 }
 
@@ -134,21 +145,20 @@ Json ShareSeries(const Course& course, std::size_t from) {
     return series;
 }
 
-Json LevelSeries(const Course& course, std::size_t from) {
+Json LevelSeries(const Course& course, std::size_t from, Tell tell) {
     Json series = Json::array();
     for (std::size_t i = from; i < course.Size(); ++i)
-        series.push_back(Number(course.Buckets()[i].MeanFlow()));
+        series.push_back(tell(course.Buckets()[i].MeanFlow()));
     return series;
 }
 
 /// As long as the course, since a page puts the end of each series in place of its own.
 Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
-                      double BucketPercentiles::*field) {
+                      double BucketPercentiles::*field, Tell tell) {
     const std::vector<BucketPercentiles>& percentiles = entry.distributions.Percentiles();
     Json series = Json::array();
     for (std::size_t i = from; i < entry.course.Size(); ++i)
-        series.push_back(i < percentiles.size() ? RoundedNumber(percentiles[i].*field)
-                                                : Json(nullptr));
+        series.push_back(i < percentiles.size() ? tell(percentiles[i].*field) : Json(nullptr));
     return series;
 }
 
@@ -156,17 +166,19 @@ Json PercentileSeries(const RunHistory::Entry& entry, std::size_t from,
 Json SumSeries(const Course& course, std::size_t from) {
     Json series = Json::array();
     for (std::size_t i = from; i < course.Size(); ++i)
-        series.push_back(RoundedNumber(course.Buckets()[i].sum));
+        series.push_back(RoundedFigure(course.Buckets()[i].sum));
     return series;
 }
 
 /// A name that is missing in a slice is a flow of 0, but no level. A bucket of one slice has the
 /// least and the most of it in its flow.
-void AddFlow(const Course& course, std::size_t from, bool isLevel, const Grid& grid, Json& json) {
-    json["flow"] = isLevel ? LevelSeries(course, from) : Series(course, from, &Bucket::flow);
+void AddFlow(const Course& course, std::size_t from, bool isLevel, const Grid& grid, Tell tell,
+             Json& json) {
+    json["flow"] =
+        isLevel ? LevelSeries(course, from, tell) : Series(course, from, &Bucket::flow, tell);
     if (grid.Width() == 1) return;
-    json["leastFlow"] = Series(course, from, &Bucket::leastFlow);
-    json["mostFlow"] = Series(course, from, &Bucket::mostFlow);
+    json["leastFlow"] = Series(course, from, &Bucket::leastFlow, tell);
+    json["mostFlow"] = Series(course, from, &Bucket::mostFlow, tell);
 }
 
 /// Leaves out what is not drawn.
@@ -175,25 +187,25 @@ Json CourseJson(const RunHistory::Entry& entry, std::size_t from, const Grid& gr
     const bool hasDistributions = !entry.distributions.IsEmpty();
     Json json = Json::object();
     if (hasDistributions) {
-        json["p50"] = PercentileSeries(entry, from, &BucketPercentiles::p50);
-        json["p95"] = PercentileSeries(entry, from, &BucketPercentiles::p95);
-        json["p99"] = PercentileSeries(entry, from, &BucketPercentiles::p99);
+        json["p50"] = PercentileSeries(entry, from, &BucketPercentiles::p50, RoundedFigure);
+        json["p95"] = PercentileSeries(entry, from, &BucketPercentiles::p95, RoundedFigure);
+        json["p99"] = PercentileSeries(entry, from, &BucketPercentiles::p99, RoundedFigure);
     } else if (IsSampled(type)) {
-        json["minimum"] = Series(entry.course, from, &Bucket::minimum);
+        json["minimum"] = Series(entry.course, from, &Bucket::minimum, Figure);
     }
     if (hasDistributions || IsSampled(type)) {
-        json["maximum"] = Series(entry.course, from, &Bucket::maximum);
-        json["count"] = Series(entry.course, from, &Bucket::count);
+        json["maximum"] = Series(entry.course, from, &Bucket::maximum, Figure);
+        json["count"] = Series(entry.course, from, &Bucket::count, Number);
         json["sum"] = SumSeries(entry.course, from);
     }
     const bool flows = IsLevel(type) || !std::isnan(FlowOf(type, {}));
-    if (flows) AddFlow(entry.course, from, IsLevel(type), grid, json);
+    if (flows) AddFlow(entry.course, from, IsLevel(type), grid, Figure, json);
     return json;
 }
 
 Json LoadJson(const Course& load, std::size_t from, const Grid& grid) {
     Json json = Json::object();
-    AddFlow(load, from, true, grid, json);
+    AddFlow(load, from, true, grid, Number, json);
     return json;
 }
 
@@ -231,10 +243,10 @@ const std::vector<double>& Ranks() {
 }
 
 /// The value at each rank; those that are left out at the end equal the last one.
-Json CumulativeJson(const CKZStatDistribution* distribution) {
+Json CumulativeJson(const CKZStatDistribution* distribution, Tell tell) {
     if (distribution == nullptr) return nullptr;
     Json values = Json::array();
-    for (const double rank : Ranks()) values.push_back(RoundedNumber(distribution->Quantile(rank)));
+    for (const double rank : Ranks()) values.push_back(tell(distribution->Quantile(rank)));
     while (values.size() > 1 && values[values.size() - 2] == values.back())
         values.erase(values.size() - 1);
     return values;
@@ -280,7 +292,7 @@ Json NameJson(const std::string& name, const RunHistory::Entry& entry, const Run
         const std::size_t column = from / history.TimeGrid().ColumnWidth();
         json["heat"] =
             HeatMapJson(entry.distributions.Map(), FirstColumnMissing(entry, column, page));
-        json["cumulative"] = CumulativeJson(distribution);
+        json["cumulative"] = CumulativeJson(distribution, RoundedFigure);
     }
     return json;
 }
@@ -299,17 +311,18 @@ Json CurveJson(const std::string& name, const RunHistory::Entry& entry, const Ru
     const Statistics statistics = StatisticsIn(name, entry, history);
     Json course = Json::object();
     if (IsSampled(type) && !entry.distributions.IsEmpty())
-        course["p95"] = PercentileSeries(entry, 0, &BucketPercentiles::p95);
+        course["p95"] = PercentileSeries(entry, 0, &BucketPercentiles::p95, RoundedNumber);
     else if (IsSampled(type))
         course["mean"] = MeanSeries(entry.course);
     if (IsLevel(type))
-        course["flow"] = LevelSeries(entry.course, 0);
+        course["flow"] = LevelSeries(entry.course, 0, Number);
     else if (!std::isnan(FlowOf(type, {})))
-        course["flow"] = Series(entry.course, 0, &Bucket::flow);
+        course["flow"] = Series(entry.course, 0, &Bucket::flow, Number);
     return {{"name", kzterminal::EscapedText(statistics.name)},
             {"max", Number(statistics.maximum)},
             {"course", course},
-            {"cumulative", IsSampled(type) ? CumulativeJson(DistributionOf(statistics)) : Json()}};
+            {"cumulative",
+             IsSampled(type) ? CumulativeJson(DistributionOf(statistics), RoundedNumber) : Json()}};
 }
 
 /// How many slices each bucket holds. A name that comes late is missing in the first ones.

@@ -109,11 +109,18 @@ export class CumulativePlot {
   }
 
   data() {
-    return [this.ranks.map(positionOf), this.ranks.map((_, i) => this.valueAt(i))];
+    const values = this.ranks.map((_, i) => this.valueAt(i));
+    return [this.ranks.map(positionOf), values.map((value) => (Number.isFinite(value) ? value : null))];
+  }
+
+  // Between other values than the one that is told.
+  isApproximate(i) {
+    const [low, high] = this.bounds?.[i] ?? [];
+    return low !== high;
   }
 
   newKey() {
-    const marks = MARKS.map((mark, i) => [`p${mark}`, approximated(number(this.valueAt(this.marks[i])), this.bounds)]);
+    const marks = MARKS.map((mark, i) => [`p${mark}`, approximated(number(this.valueAt(this.marks[i])), this.isApproximate(this.marks[i]))]);
     return keyOf(null, [...marks, ['max', number(this.figures.max)]]);
   }
 
@@ -132,7 +139,7 @@ export class CumulativePlot {
   }
 
   valueRow(i, unit) {
-    if (!this.bounds) return ['at most', withUnit(this.valueAt(i), unit)];
+    if (!this.isApproximate(i)) return ['at most', withUnit(this.valueAt(i), unit)];
     const [low, high] = this.bounds[i];
     return ['at most, between', `${number(low)} and ${withUnit(high, unit)}`];
   }

@@ -52,7 +52,7 @@ export class FirstScreen {
 
   showOperations(rows, areFailuresTold) {
     byId('operations').hidden = rows.length === 0;
-    const hasPercentiles = rows.some(({figures}) => figures.p50 !== null && figures.p50 !== undefined);
+    const hasPercentiles = rows.some(({operation: {times, failed}}) => ((times ?? failed).figures.p50 ?? null) !== null);
     this.operations.offer('failures', areFailuresTold);
     this.operations.offer('percentile', hasPercentiles);
     const slowest = hasPercentiles ? 'the slowest p95' : 'the slowest mean';

@@ -64,10 +64,20 @@ export function elapsed(seconds) {
   return text + fraction(rest);
 }
 
-// What `elapsed` writes, or plain seconds; NaN for anything else.
+const SECONDS = {s: 1, m: 60, h: 3600};
+
+// "10s" and "1.5m", as the programs take them; NaN for anything else.
+function secondsWithUnit(text) {
+  const found = /^(\d+(?:\.\d+)?) *([smh])$/.exec(text);
+  return found ? Number(found[1]) * SECONDS[found[2]] : NaN;
+}
+
+// What `elapsed` writes, plain seconds or those with a unit; NaN for anything else.
 export function secondsIn(text) {
-  const parts = text.trim().split(':').map((part) => (/^\d+(\.\d+)?$/.test(part) ? Number(part) : NaN));
-  return parts.length > 3 ? NaN : parts.reduce((seconds, part) => seconds * 60 + part, 0);
+  const parts = text.trim().split(':');
+  if (parts.length === 1 && !/\d$/.test(parts[0])) return secondsWithUnit(parts[0]);
+  const areNumbers = parts.length <= 3 && parts.every((part) => /^\d+(\.\d+)?$/.test(part)) && parts.slice(1).every((part) => Number(part) < 60);
+  return areNumbers ? parts.reduce((seconds, part) => seconds * 60 + Number(part), 0) : NaN;
 }
 
 export function duration(seconds) {
@@ -92,17 +102,25 @@ export function timeOfRun(seconds, start) {
   return seconds < DAY ? text.split(' ')[1] : text;
 }
 
-// The moment of the run that `timeOfRun` writes so, in seconds; NaN for anything else.
+// Whether the clock shows it. The date may be missing.
+function isOfClock([year, month, day, hours, minutes, seconds], hasDate) {
+  const date = new Date(year, month - 1, day);
+  return hours < 24 && minutes < 60 && seconds < 60 && (!hasDate || (date.getMonth() === month - 1 && date.getDate() === day));
+}
+
+// The moment of the run that `timeOfRun` writes so, or `secondsWithUnit` reads, in seconds; NaN for anything else.
 export function secondsAtTime(text, start) {
   const found = /^(?:(\d{4})-(\d\d?)-(\d\d?) )?(\d\d?):(\d\d)(?::(\d\d(?:\.\d+)?))?$/.exec(text.trim());
-  if (!found) return NaN;
+  if (!found) return secondsWithUnit(text.trim());
   const [year, month, day, hours, minutes, seconds] = found.slice(1).map((part) => Number(part ?? 0));
+  if (!isOfClock([year, month, day, hours, minutes, seconds], found[1])) return NaN;
   const first = new Date(start * 1000);
   const secondsOn = (...date) => Math.round((new Date(...date, hours, minutes).getTime() / 1000 + seconds - start) * 1000) / 1000;
   if (found[1]) return secondsOn(year, month - 1, day);
   const onDay = (number) => secondsOn(first.getFullYear(), first.getMonth(), first.getDate() + number);
-  // Without a fraction of a second, the start may seem to be before itself.
-  return onDay(0) > -1 ? onDay(0) : onDay(1);
+  // Without its seconds, or a fraction of them, the start seems to be before itself.
+  const precision = found[6] ? 1 : 60;
+  return onDay(0) > -precision ? Math.max(0, onDay(0)) : onDay(1);
 }
 
 // A mark on an axis of the clock, `step` seconds from the next one. A day begins with its date.

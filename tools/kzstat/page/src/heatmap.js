@@ -3,6 +3,9 @@
 import {boundOf, bucketOf, logTicks} from './scale.js';
 
 const FEWEST_ROWS = 12;
+// That of infinite values, and its negative one. It lies beyond all others, and no map shows it.
+const INFINITE_ROW = 2 ** 24;
+const isDrawn = ([row]) => Math.abs(row) < INFINITE_ROW;
 
 // The cells of a column as [row, count]: the first number is a row, a negative one skips rows.
 export function cellsOf(column) {
@@ -39,6 +42,7 @@ function rowsOf(cells) {
 
 // The values of a row; both bounds are 0 for zero.
 export function boundsOfRow(row, rowHeight) {
+  if (Math.abs(row) === INFINITE_ROW) return [row * Infinity, row * Infinity];
   const inner = boundOf((Math.abs(row) - 1) * rowHeight);
   const outer = boundOf(Math.abs(row) * rowHeight);
   if (row === 0) return [0, 0];
@@ -48,7 +52,7 @@ export function boundsOfRow(row, rowHeight) {
 export class HeatMap {
   constructor({rowHeight, columns}) {
     this.rowHeight = rowHeight;
-    const cells = columns.map(cellsOf);
+    const cells = columns.map((column) => cellsOf(column).filter(isDrawn));
     this.columns = cells.map((column) => new Map(column));
     this.totals = cells.map((column) => column.reduce((sum, [, count]) => sum + count, 0));
     this.most = cells.flat().reduce((most, [, count]) => Math.max(most, count), 0);

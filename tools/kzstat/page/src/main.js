@@ -8,7 +8,7 @@ import {follow} from './live.js';
 import {keepingPlace} from './place.js';
 import {plotsOf} from './plots.js';
 import {jsonOf, updated, withInfinities} from './run.js';
-import {SpanForm} from './spanform.js';
+import {faultOfSpan, SpanForm} from './spanform.js';
 import {showState, stateOf} from './summary.js';
 import {Table} from './table.js';
 import {offerPrinting, offerThemes} from './theme.js';
@@ -21,7 +21,7 @@ const table = new Table(byId('table'), ALL_NAMES, {column: 'name', onSorted: arr
 const spanForm = new SpanForm(byId('span'), {whole: byId('whole'), fault: byId('span-fault')}, setZoom);
 let run = null;
 let axis = 'elapsed';
-let zoom = spanInAddress();
+let zoom = null;
 let foldingBefore = null;  // the search
 
 function matches(name) {
@@ -69,13 +69,31 @@ function showFigures(view) {
   byId('part').textContent = spanForm.partText();
 }
 
+// Why the address shows no part of the run, or null. It may lead to a place of the page.
+function faultOfAddress(span) {
+  if (location.hash === '' || byId(location.hash.slice(1))) return null;
+  return span ? (faultOfSpan({axis, run}, span)?.text ?? null) : `“${location.hash}” is no part of the run, such as #10-20 for its seconds.`;
+}
+
+function followAddress() {
+  const span = spanInAddress();
+  const fault = faultOfAddress(span);
+  zoom = fault ? null : span;
+  spanForm.forget();
+  if (!fault) return;
+  replaceAddress(null);
+  spanForm.complain({text: `${fault} All of it is shown.`});
+}
+
 function show(data) {
   // Another run is served at the same address now. What was looked at is a part of this one.
   if (run && run.run.id !== data.run.id) {
     replaceAddress(null);
     return location.reload();
   }
-  run = withInfinities(data);
+  const isFirst = run === null;
+  run = data;
+  if (isFirst) followAddress();
   const view = viewOf(run, axis, zoom, setZoom);
   keepingPlace(() => {
     showFigures(view);
@@ -98,11 +116,14 @@ function showAgain() {
 function setZoom(span) {
   zoom = span && viewOf(run, axis, span, setZoom).zoom;
   tellAddress(zoom);
+  spanForm.forget();
   showAgain();
 }
 
 function setAxis(chosen) {
   axis = chosen;
+  // What was entered as the one kind of time is none of the other.
+  spanForm.forget();
   showAxis();
   showAgain();
 }
@@ -121,7 +142,7 @@ function offerControls() {
   for (const button of document.querySelectorAll('[data-axis]')) button.addEventListener('click', () => setAxis(button.dataset.axis));
   showAxis();
   addEventListener('hashchange', () => {
-    zoom = spanInAddress();
+    if (run) followAddress();
     showAgain();
   });
   offerThemes(byId('theme'), showAgain);
@@ -131,9 +152,12 @@ function offerControls() {
 const inlined = JSON.parse(byId('data').textContent);
 offerControls();
 if (inlined) {
-  show(inlined);
+  show(withInfinities(inlined));
   showState(stateOf(inlined, 'open'));
   byId('note').textContent = 'Drag over a chart to look closer; double-click for the whole run.';
 } else {
-  follow((update) => show(run && update.grid.from > 0 ? updated(run, update) : update), showState);
+  follow((update) => {
+    const news = withInfinities(update);
+    show(run && news.grid.from > 0 ? updated(run, news) : news);
+  }, showState);
 }

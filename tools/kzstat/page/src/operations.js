@@ -6,26 +6,29 @@ import {compare} from './table.js';
 
 const NONE = {};
 
+// Null if neither is known.
+const total = (one, other) => ((one ?? other ?? null) === null ? null : (one ?? 0) + (other ?? 0));
+
 // The figures of an operation, whose times are those of its successes; those of its failures if it never succeeded.
-// `areFailuresTold` is false for a run that
-// has no names of failures: what failed is not known then.
+// `areFailuresTold` is false for a run that has no names of failures: what failed is not known then.
 export function operationRow(operation, figuresOf, areFailuresTold) {
   const {name, times, failed} = operation;
   const ok = times ? figuresOf(times) : NONE;
   const bad = failed ? figuresOf(failed) : NONE;
-  const count = (ok.count ?? 0) + (bad.count ?? 0);
-  const errors = areFailuresTold ? (bad.count ?? 0) : null;
+  const count = total(ok.count, bad.count);
+  const errors = areFailuresTold && count !== null ? (bad.count ?? 0) : null;
   return {
     name,
     operation,
     type: (times ?? failed).type,
     unit: (times ?? failed).unit,
     count,
-    rate: (ok.rate ?? 0) + (bad.rate ?? 0),
+    rate: total(ok.rate, bad.rate),
     errors,
     share: errors !== null && count > 0 ? errors / count : null,
     figures: times ? ok : bad,
     areOfFailures: !times,
+    areFailuresTold,
   };
 }
 

@@ -6,7 +6,7 @@ import {momentOf, number, percent, withUnit} from './format.js';
 import {interruptionsAt, notesAt, paintMarks, paintSaturation} from './marks.js';
 import {kindText, spanText} from './remarks.js';
 import {flowSeries, percentileSeries, valueSeries} from './run.js';
-import {axisLook, fromZero, indexAt, LEFT_AXIS, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
+import {axisLook, fromZero, indexAt, LEFT_AXIS, partedSeries, seriesOf, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
 const RIGHT_AXIS = 44;
 const HEIGHTS = {throughput: 108, times: 90, errors: 60, counter: 60, processor: 46};
@@ -98,7 +98,7 @@ class Lane extends TimePlot {
       padding: [top, right, this.isLast ? 0 : LABEL_ROOM_BELOW, left],
       scales: {...common.scales, y: {range: this.lane.unit === '%' ? [0, 100] : fromZero}, load: {range: fromZero}},
       legend: {show: false},
-      series: [{}, ...this.lane.lines.map((line) => seriesOf(line, view.colours))],
+      series: partedSeries(this.lane.lines.map((line) => seriesOf(line, view.colours)), this),
       axes: [time, {...look, space: 22, size: LEFT_AXIS, values: ticksWith(this.lane.unit)}, ...(hasLoad ? [load] : [])],
       hooks: {...common.hooks, drawClear: [(chart) => this.paintMarks(chart)]},
     };

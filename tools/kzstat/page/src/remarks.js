@@ -21,9 +21,8 @@ function interruptionText(view, interruption) {
 
 const noteText = (view, {time, text}) => `${momentText(view, time - view.run.run.startTime)} ${text}`;
 
-function isSeen({zoom}, from, to) {
-  return zoom === null || (from < zoom[1] && to >= zoom[0]);
-}
+const isSeen = ({zoom}, moment) => zoom === null || (moment >= zoom[0] && moment < zoom[1]);
+const overlaps = ({zoom}, {from, to}) => zoom === null || (from < zoom[1] && to > zoom[0]);
 
 function item(text, kind) {
   const element = document.createElement('li');
@@ -34,13 +33,18 @@ function item(text, kind) {
 
 const longest = (interruptions) => [...interruptions].sort((a, b) => b.to - b.from - (a.to - a.from)).slice(0, MOST_SHOWN);
 
-// Those of what is looked at, in the order of time, and how many more there are. Missing slices of a merged run are noted in it.
+// Merging notes where slices begin to be missing.
+function isNoted({run}, {kind, from}, notes) {
+  const isOfIt = ({time, text}) => text.startsWith('gap: ') && Math.abs(time - run.run.startTime - from) < run.run.sliceLength / 2;
+  return kind === 'missing' && run.sources.length > 0 && notes.some(isOfIt);
+}
+
+// Those of what is looked at, in the order of time, and how many more there are.
 function remarksOf(view) {
   const {run} = view;
-  const isTold = ({kind}) => kind !== 'missing' || run.sources.length === 0;
   const moment = ({time}) => time - run.run.startTime;
-  const interruptions = run.interruptions.filter((each) => isTold(each) && isSeen(view, each.from, each.to));
-  const notes = run.notes.filter((note) => isSeen(view, moment(note), moment(note)));
+  const notes = run.notes.filter((note) => isSeen(view, moment(note)));
+  const interruptions = run.interruptions.filter((each) => overlaps(view, each) && !isNoted(view, each, notes));
   const remarks = [
     ...longest(interruptions).map((each) => ({at: each.from, kind: 'gap', text: interruptionText(view, each)})),
     ...notes.slice(0, MOST_SHOWN).map((note) => ({at: moment(note), kind: 'note', text: noteText(view, note)})),

@@ -40,10 +40,12 @@ export function updated(run, update) {
 
 const INFINITIES = {'Infinity': Infinity, '-Infinity': -Infinity};
 
-// JSON has texts in place of infinite figures.
+// JSON has texts in place of infinite numbers.
 export function withInfinities(run) {
-  for (const {figures} of run.names)
-    for (const [field, value] of Object.entries(figures)) if (typeof value === 'string') figures[field] = INFINITIES[value];
+  const mend = (numbers) => {
+    for (const key of Object.keys(numbers)) if (typeof numbers[key] === 'string') numbers[key] = INFINITIES[numbers[key]];
+  };
+  for (const {figures, course, cumulative} of run.names) [figures, ...Object.values(course ?? {}), cumulative ?? []].forEach(mend);
   return run;
 }
 

@@ -16,12 +16,22 @@ function extreme(values, [from, to], better) {
   return those.length === 0 ? null : those.reduce((best, value) => (better(value, best) ? value : best));
 }
 
+// NaN is no value.
+const numberOrNull = (value) => (Number.isNaN(value) ? null : value);
+
 const least = (values, range) => extreme(values, range, (a, b) => a < b);
 const most = (values, range) => extreme(values, range, (a, b) => a > b);
 
 export const secondsIn = ({grid, run}, range) => sum(grid.slices, range) * run.sliceLength;
 export const slicesIn = ({grid}, range) => sum(grid.slices, range);
 export const peakIn = ({load}, range) => most(load.mostFlow ?? load.flow, range);
+
+// Of values without a sum, which are infinities of both signs, there is none.
+function mean({count, sum: sums}, range) {
+  const isKnown = (_, i) => i < range[0] || i >= range[1] || !(count[i] > 0) || isThere(sums[i]);
+  const number = sum(count, range);
+  return sums && number > 0 && count.every(isKnown) ? numberOrNull(sum(sums, range) / number) : null;
+}
 
 function meanLevel({flow}, {slices}, [from, to]) {
   let [total, weight] = [0, 0];
@@ -73,7 +83,7 @@ function boundsIn(run, name, range, maximum) {
   return Object.fromEntries(all.map(([field, [low, high]]) => [field, [low, atMost(high, maximum)]]));
 }
 
-export const middle = ([low, high]) => (low + high) / 2;
+export const middle = ([low, high]) => (low === high ? low : (low + high) / 2);
 
 function flowFigures(course, type, range, seconds) {
   if (!course.flow) return {};
@@ -95,16 +105,16 @@ function valueFigures(run, name, range) {
     count,
     max,
     min: course.minimum ? least(course.minimum, range) : null,
-    mean: course.sum && count > 0 ? sum(course.sum, range) / count : null,
+    mean: mean(course, range),
     ...Object.fromEntries(Object.entries(bounds).map(([field, each]) => [field, middle(each)])),
-    bounds,
+    bounds: Object.fromEntries(Object.entries(bounds).filter(([, [low, high]]) => low !== high)),
   };
 }
 
 // Those that the courses tell of the buckets [from, to). `bounds` has those between which a percentile lies.
-// What the whole run has no figure of, a part has none of either.
+// What the whole run has no figure of, a part has none of either; a part without slices has none at all.
 function figuresIn(run, name, range) {
-  const found = name.isLevel ? levelFigures(name, run.grid, range)
+  const found = slicesIn(run, range) === 0 ? {} : name.isLevel ? levelFigures(name, run.grid, range)
     : {...flowFigures(name.course, name.type, range, secondsIn(run, range)), ...valueFigures(run, name, range)};
   const told = Object.keys(name.figures).map((field) => [field, isThere(name.figures[field]) ? (found[field] ?? null) : null]);
   return {...Object.fromEntries(told), bounds: found.bounds ?? {}};

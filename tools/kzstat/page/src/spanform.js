@@ -6,6 +6,21 @@ const MIN_FIELD_SIZE = 7;  // characters
 
 const FORMS = {clock: 'h:mm:ss of the clock', elapsed: 'seconds or h:mm:ss of the run'};
 
+const firstMoment = ({grid, run}) => grid.first * run.sliceLength;
+
+// A moment of the run as the axis tells it.
+const momentText = ({axis, run}, moment) => (axis === 'clock' ? timeOfRun(moment, run.run.startTime) : elapsed(moment));
+
+// Why a span of seconds is no part of what is drawn, as {text, at}, `at` 0 for its begin and 1 for its end; null if it is one.
+export function faultOfSpan(view, [from, to]) {
+  const {run} = view;
+  if (run.grid.slices.length === 0) return {text: 'There are no slices to show.', at: 0};
+  if (from >= run.elapsed) return {text: `The run ends at ${momentText(view, run.elapsed)}.`, at: 0};
+  if (!(from < to)) return {text: 'The part ends before it begins.', at: 1};
+  if (to <= firstMoment(run)) return {text: `Drawn from ${momentText(view, firstMoment(run))} on.`, at: 1};
+  return null;
+}
+
 export class SpanForm {
   // `fault` is the element that says why a part cannot be shown; `onChosen` gets a span of seconds of the run, or
   // null for the whole run.
@@ -14,50 +29,42 @@ export class SpanForm {
     this.whole = whole;
     this.fault = fault;
     this.onChosen = onChosen;
-    whole.addEventListener('click', () => this.choose(null));
+    this.typed = new Set();  // fields whose texts the reader has not yet had shown
+    for (const field of this.fields) field.addEventListener('input', () => this.typed.add(field));
+    whole.addEventListener('click', () => this.onChosen(null));
     form.addEventListener('submit', (event) => {
       event.preventDefault();
       if (this.view) this.submit();
     });
   }
 
+  // What the reader has entered stays there to be corrected.
   submit() {
     const span = this.fields.map((field) => this.momentIn(field.value));
     const fault = this.faultOf(span);
-    this.complain(fault);
-    if (fault) return;
-    document.activeElement.blur();
-    this.choose(span);
+    if (fault) this.complain(fault);
+    else this.onChosen(span);
   }
 
-  choose(span) {
+  // What is shown is another part or told by another axis, so that the fields have to tell it.
+  forget() {
     this.complain(null);
-    this.onChosen(span);
+    this.typed.clear();
+    for (const field of this.fields) field.blur();
   }
 
   // What is wrong, as {text, field}, or null.
-  faultOf([from, to]) {
-    const [first, second] = this.fields;
-    for (const [field, moment] of [[first, from], [second, to]])
-      if (Number.isNaN(moment)) return {text: `“${field.value}” is no time: enter ${FORMS[this.view.axis]}.`, field};
-    const {run} = this.view;
-    if (from >= run.elapsed) return {text: `The run ends at ${this.momentText(run.elapsed)}.`, field: first};
-    if (!(from < to)) return {text: 'The part ends before it begins.', field: second};
-    if (to <= run.grid.first * run.run.sliceLength) return {text: `Drawn from ${this.momentText(run.grid.first * run.run.sliceLength)} on.`, field: second};
-    return null;
+  faultOf(span) {
+    const field = this.fields.find((_, i) => Number.isNaN(span[i]));
+    if (field) return {text: `“${field.value}” is no time: enter ${FORMS[this.view.axis]}.`, field};
+    const fault = faultOfSpan(this.view, span);
+    return fault && {text: fault.text, field: this.fields[fault.at]};
   }
 
-  // What the reader has entered stays there to be corrected.
+  // `fault` may lack a field.
   complain(fault) {
-    this.isFaulty = fault !== null;
     this.fault.textContent = fault?.text ?? '';
     for (const field of this.fields) field.ariaInvalid = field === fault?.field ? 'true' : null;
-  }
-
-  // A moment of the run as the axis tells it, and the moment of a text.
-  momentText(moment) {
-    const {axis, run} = this.view;
-    return axis === 'clock' ? timeOfRun(moment, run.run.startTime) : elapsed(moment);
   }
 
   momentIn(text) {
@@ -66,23 +73,20 @@ export class SpanForm {
   }
 
   show(view) {
-    // What was entered as the one kind of time is none of the other.
-    if (this.view?.axis !== view.axis) this.complain(null);
     this.view = view;
     const {run, zoom} = view;
     this.whole.hidden = zoom === null;
     this.fields.forEach((field, i) => { field.ariaLabel = `${['From', 'To'][i]}, ${FORMS[view.axis]}`; });
-    if (this.isFaulty) return;
-    const span = zoom ?? [run.grid.first * run.run.sliceLength, run.elapsed];
+    const span = zoom ?? [firstMoment(run), Math.max(firstMoment(run), run.elapsed)];
     this.fields.forEach((field, i) => {
-      if (document.activeElement === field) return;
-      field.value = this.momentText(span[i]);
+      if (this.typed.has(field) || document.activeElement === field) return;
+      field.value = momentText(view, span[i]);
       field.size = Math.max(MIN_FIELD_SIZE, field.value.length);
     });
   }
 
   // The part that is shown; empty for the whole run.
   partText() {
-    return this.view.zoom ? this.view.zoom.map((moment) => this.momentText(moment)).join(' – ') : '';
+    return this.view.zoom ? this.view.zoom.map((moment) => momentText(this.view, moment)).join(' – ') : '';
   }
 }

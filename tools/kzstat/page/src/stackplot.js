@@ -3,7 +3,7 @@
 import {momentOf, number, percent} from './format.js';
 import {meaningOf, rankOf} from './outcomes.js';
 import {flowSeries} from './run.js';
-import {axisLook, fromZero, indexAt, LEFT_AXIS, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
+import {axisLook, fromZero, indexAt, LEFT_AXIS, partedSeries, ticksWith, timeAxis, timeOptions, TimePlot, withinSpan} from './timeplots.js';
 
 const HEIGHT = 190;
 const OTHERS = 5;
@@ -60,7 +60,7 @@ export class StackPlot extends TimePlot {
       ...common,
       scales: {...common.scales, y: {range: fromZero}},
       legend: {show: true, live: false, markers: {fill: (chart, i) => fills[count - i], width: 0}},
-      series: [{}, ...series.reverse()],
+      series: partedSeries(series.reverse(), this),
       bands: fills.slice(1).map((fill, i) => ({series: [count - 1 - i, count - i], fill})),
       axes: [timeAxis(view), {...axisLook(view.colours), size: LEFT_AXIS, values: ticksWith('/s')}],
     };

@@ -1,7 +1,9 @@
 // What is said of the run as a whole: what was loaded, when, how; and the figures that matter most.
 
-import {clock, duration, elapsed, number, percent} from './format.js';
+import {errorsOf} from './errors.js';
 import {figureHint, figureText} from './figurecolumns.js';
+import {clock, duration, elapsed, number, percent} from './format.js';
+import {nounOf} from './outcomes.js';
 import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
 const byId = (id) => document.getElementById(id);
@@ -94,21 +96,37 @@ export function showTitle({run: page, zoom, buckets}) {
   showFacts(byId('facts'), page);
 }
 
-function figureTile(label, figures, key, unit) {
-  const value = figures[key];
-  if (value === null || value === undefined) return [];
+// A dash if the run has the figure and the part that is looked at has not.
+function figureTile(label, {figures, operation: {times, failed}, unit}, key) {
+  if (!isKnown((times ?? failed).figures[key])) return [];
   const text = figureText(figures, key);
-  return [{label, value: unit ? `${text} ${unit}` : text, hint: figureHint(figures, key)}];
+  return [{label, value: unit && isKnown(figures[key]) ? `${text} ${unit}` : text, hint: figureHint(figures, key)}];
 }
 
-function tilesOfWork(row, noun) {
+// What the errors are a share of.
+function attemptsText({areTransactions, works}) {
+  if (areTransactions) return 'transactions';
+  if (works.length > 1) return 'all attempts';
+  return nounOf({name: works[0]}) === 'requests' ? 'requests' : works[0];
+}
+
+// Of a run that tells failures and has none, those of the main operation are told.
+function errorTiles(row, names, figuresOf) {
+  if (!row.areFailuresTold) return [];
+  const errors = errorsOf(names, figuresOf) ?? {failed: row.errors, attempts: row.count, share: row.share, works: [row.name]};
+  const hint = `${number(errors.failed)} of ${number(errors.attempts)}: ${errors.works.join(', ')}`;
+  const state = errors.share === null ? '' : errors.share > 0 ? 'bad' : 'good';
+  return [{label: `errors of ${attemptsText(errors)}`, value: percent(errors.share), hint, state}];
+}
+
+function tilesOfWork(row, noun, names, figuresOf) {
   const ofWhat = row.areOfFailures ? ' of failures' : '';
   return [
     {label: noun, value: number(row.count), hint: row.name},
     {label: `${noun}/s`, value: number(row.rate), hint: row.name},
-    ...['p50', 'p95', 'p99'].flatMap((key) => figureTile(key + ofWhat, row.figures, key, row.unit)),
-    ...(row.figures.p50 === null ? figureTile(`mean${ofWhat}`, row.figures, 'mean', row.unit) : []),
-    ...(row.share === null ? [] : [{label: 'errors', value: percent(row.share), hint: `${number(row.errors)} of ${number(row.count)}`, state: row.share > 0 ? 'bad' : 'good'}]),
+    ...['p50', 'p95', 'p99'].flatMap((key) => figureTile(key + ofWhat, row, key)),
+    ...(isKnown((row.operation.times ?? row.operation.failed).figures.p50) ? [] : figureTile(`mean${ofWhat}`, row, 'mean')),
+    ...errorTiles(row, names, figuresOf),
   ];
 }
 
@@ -132,7 +150,7 @@ function wholeText({run, asked}) {
 export function showTiles({run, buckets, zoom, figuresOf}, row, noun, counters) {
   const peak = peakIn(run, buckets);
   byId('tiles').replaceChildren(...[
-    ...(row ? tilesOfWork(row, noun) : tilesOfCounters(counters, figuresOf)),
+    ...(row ? tilesOfWork(row, noun, run.names, figuresOf) : tilesOfCounters(counters, figuresOf)),
     ...(row || counters.length > 0 ? [] : [{label: 'names', value: number(run.names.length)}]),
     ...(peak === null ? [] : [{label: 'peak load', value: number(peak)}]),
     ...(run.conditions.length > 0 ? [verdictTile(run.conditions, zoom ? `, of ${wholeText(run)}` : '')] : []),

@@ -70,8 +70,26 @@ export function timeOptions(height, view, room = LABEL_ROOM) {
   };
 }
 
-// The values of what is looked at: a point is at the end of its slices, so that the one before is at the edge.
-export const withinSpan = (values, {buckets: [from, to]}) => values.map((value, i) => (i >= from && i < to ? value : null));
+// The values of what is looked at: a point is at the end of its slices, so that the one before is at the edge. A line
+// that begins behind a gap begins where its slices do, since it would leave out more than is missing otherwise. Infinite
+// values have no place.
+export function withinSpan(values, {buckets: [from, to], run: {grid: {slices}}}) {
+  const drawn = values.map((value, i) => (i >= from && i < to && Number.isFinite(value) ? value : null));
+  return drawn.map((value, i) => (i > 0 && i >= from && slices[i] === 0 ? (drawn[i + 1] ?? null) : value));
+}
+
+// Series of a plot of `withinSpan`. Where a line begins behind a gap is no value of its own, and after a single missing
+// slice nothing is left between the lines to part them.
+export function partedSeries(series, plot) {
+  const isMissing = (i) => plot.view.run.grid.slices[i] === 0;
+  const gaps = (chart, at, from, to, wide) => {
+    const isThere = (i) => chart.data[at][i] !== null && chart.data[at][i] !== undefined;
+    const place = (i) => chart.valToPos(chart.data[0][i], 'x', true);
+    const single = [...chart.data[0].keys()].slice(from + 1, to + 1).filter((i) => isMissing(i) && isThere(i) && isThere(i - 1));
+    return [...wide, ...single.map((i) => [place(i - 1), place(i)])].sort(([a], [b]) => a - b);
+  };
+  return [{}, ...series.map((each) => ({...each, gaps, points: {...each.points, ...(each.points.filter ? {filter: pointsOf(isMissing)} : {})}}))];
+}
 
 // The point of what is looked at that is next to this place of the chart.
 export const indexAt = (chart, {buckets: [from, to]}, left) => Math.min(Math.max(chart.posToIdx(left), from), to - 1);
@@ -129,7 +147,7 @@ class LinePlot extends TimePlot {
       ...common,
       scales: {...common.scales, y: {range: fromZero}},
       legend: {show: this.lines.length > 1, live: false},
-      series: [{}, ...this.lines.map((line) => seriesOf(line, view.colours))],
+      series: partedSeries(this.lines.map((line) => seriesOf(line, view.colours)), this),
       bands: max > 0 ? [{series: [max, max + 1], fill: view.colours.band}] : [],
       axes: [timeAxis(view), {...axisLook(view.colours), size: LEFT_AXIS, values: ticksWith(this.unit)}],
     };
@@ -149,14 +167,17 @@ class LinePlot extends TimePlot {
 }
 
 // Values between gaps, which no line shows. What is undefined is the time of another line.
-function loneValues(chart, series) {
-  const own = chart.data[series].map((value, i) => [value, i]).filter(([value]) => value !== undefined);
+function loneValues(chart, series, isMissing) {
+  const own = chart.data[series].map((value, i) => [isMissing(i) ? null : value, i]).filter(([value]) => value !== undefined);
   const isNothing = (i) => (own[i]?.[0] ?? null) === null;
   return own.filter((_, i) => !isNothing(i) && isNothing(i - 1) && isNothing(i + 1)).map(([, i]) => i);
 }
 
+const valuesThere = (chart, series, isMissing) => [...chart.data[series].keys()].filter((i) => (chart.data[series][i] ?? null) !== null && !isMissing(i));
+
 // Every value is a point where there is room for them.
-export const points = {filter: (chart, series, hasRoom) => (hasRoom ? null : loneValues(chart, series))};
+const pointsOf = (isMissing) => (chart, series, hasRoom) => (hasRoom ? valuesThere : loneValues)(chart, series, isMissing);
+export const points = {filter: pointsOf(() => false)};
 
 function looksOf(kind, colours) {
   const looks = {
