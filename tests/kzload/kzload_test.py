@@ -729,7 +729,7 @@ class Connections(RunTest):
             results = dict(zip(servers.HOSTILE, pool.map(load, servers.HOSTILE.values())))
         for name, result in results.items():
             with self.subTest(name):
-                self.assertGreaterEqual(runs.requests(result.out)[0], 3)
+                self.assertGreaterEqual(runs.requests(result.out)[0], 1)
                 table = self.assert_accounted_for(result.out)
                 if name != "redirects to itself":
                     self.assertEqual(1, result.status, result.out)

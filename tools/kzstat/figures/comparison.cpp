@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "conditions/failures.h"
+
 namespace kzstatprogram {
 namespace {
 
@@ -13,11 +15,13 @@ bool AreAlike(const Statistics& a, const Statistics& b) {
     return IsSampled(a.type) == IsSampled(b.type) && IsLevel(a.type) == IsLevel(b.type);
 }
 
+/// How often work fails says more than how long that takes.
 Tested TestedOf(const Statistics& row, const Estimates& before, const Estimates& after) {
     if (IsLevel(row.type)) return Tested::Levels;
     if (!IsSampled(row.type)) return Tested::Rates;
     const bool haveMeans = before.mean.samples > 0 && after.mean.samples > 0;
-    return haveMeans ? Tested::Means : Tested::RatesOfValues;
+    const bool areFailures = kzconditions::WorkMeantBy(row.name).has_value();
+    return haveMeans && !areFailures ? Tested::Means : Tested::RatesOfValues;
 }
 
 bool IsAtLeast(double least, double before, double after) {

@@ -16,8 +16,8 @@ namespace kzstatprogram {
 constexpr double kSignificance = 0.01;
 
 /// What a name is compared by: the mean of its values where those spread (timers, measurements),
-/// the rate at which they come where a side has none, the rate of their sum (counters), or the
-/// level (load sizes).
+/// the rate at which they come where a side has none or they are of failures, the rate of their sum
+/// (counters), or the level (load sizes).
 enum class Tested { Means, RatesOfValues, Rates, Levels };
 
 /// What may be said of a difference.

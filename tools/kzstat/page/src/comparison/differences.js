@@ -13,7 +13,6 @@ const isThere = (value) => value !== null && value !== undefined;
 const lastPart = (name) => name.slice(name.lastIndexOf('.') + 1);
 const isFailure = (name) => FAILURE.test(name) || BAD.has(meaningOf(lastPart(name)));
 
-
 const kindOf = ({name, type, tested}) => {
   if (tested === 'mean') return TIMERS.has(type) && !isFailure(name) ? 'times' : 'other';
   if (tested === 'level') return 'other';
@@ -21,24 +20,19 @@ const kindOf = ({name, type, tested}) => {
   return TIMERS.has(type) || meaningOf(lastPart(name)) === 'ok' ? 'successes' : 'other';
 };
 
-// 1 if more is worse, -1 if more is better, 0 if that is for the reader to say.
-const BADNESS = {times: 1, failures: 1, shares: 1, successes: -1, other: 0};
+// 1 if more is worse, 0 if that is for the reader to say. How much was done is up to the load as much as to what was
+// loaded: who asks more often gets more answers, and slower answers show in the times.
+const BADNESS = {times: 1, failures: 1, shares: 1, successes: 0, other: 0};
 
 const growth = ([before, after]) => (before > 0 && after > 0 ? Math.log(after / before) : NaN);
 
-// Twice the failures of twice the work are no worse: a change counts unless it is mostly that of the work.
+// Twice the failures beside twice the successes are no worse: a change counts unless it is mostly that of the work.
 const followsWork = (values, {work}) => Math.abs(growth(values) - growth(work)) < Math.abs(growth(values)) / 2;
 
-// More load does more and less load less, in whatever measure: who asks more often gets more answers.
-const SAME_LOAD = 0.01;
-const followsLoad = (values, {load}) => Math.abs(growth(load)) > SAME_LOAD && growth(load) * growth(values) > 0;
-
-const FOLLOWS = {failures: followsWork, successes: followsLoad};
-
-// 'worse' or 'better'; nothing of what is neither, and of what changes as that does which it follows. `followed` has
-// the rate of the main work and the load, each on both sides.
+// 'worse' or 'better'; nothing of what is neither, and of failures that follow the work. `followed` has how often the
+// main work succeeded and the load, each on both sides.
 export function judged(kind, [first, second], followed) {
-  if (FOLLOWS[kind]?.([first, second], followed)) return '';
+  if (kind === 'failures' && followsWork([first, second], followed)) return '';
   const direction = Math.sign(second - first) * BADNESS[kind];
   return direction > 0 ? 'worse' : direction < 0 ? 'better' : '';
 }

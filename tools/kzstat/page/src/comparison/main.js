@@ -10,7 +10,7 @@ import {drawingsOf, plotsOfRuns} from './cards.js';
 import {byHurt, columnsOf, rowsOf} from './differences.js';
 import {Overview} from './overview.js';
 import {COLOURS_OF_RUNS, comparedRuns, namesOf} from './runs.js';
-import {followWork, mainWork, showFacts, showRuns, showTiles, showVerdicts, showWarnings} from './summary.js';
+import {followWork, mainWork, noteUncertain, showFacts, showRuns, showTiles, showVerdicts, showWarnings} from './summary.js';
 
 const byId = (id) => document.getElementById(id);
 const data = JSON.parse(byId('data').textContent);
@@ -20,6 +20,7 @@ const names = namesOf(compared.sides);
 const main = mainWork(compared, names);
 followWork(compared, main);
 const rows = rowsOf(compared.comparisons);
+noteUncertain(compared, main, rows);
 const wholeSpan = [0, Math.max(...compared.runs.map(({seconds}) => seconds))];
 const sliceLength = Math.min(...compared.runs.map(({curves}) => curves.run.sliceLength));
 

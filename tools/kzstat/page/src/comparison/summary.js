@@ -69,6 +69,12 @@ function areSure(rows, {names, significance}, i) {
   return rows.some(({cells}) => cells[i].p_value * tested < significance);
 }
 
+// Which of both was done, if all that is marked of what succeeded says the same.
+function moreOrLess(changed, i) {
+  const done = changed.map(({cells}) => cells[i]).filter(({kind}) => kind === 'successes').map(({difference}) => Math.sign(difference));
+  return done.length > 0 && new Set(done).size === 1 ? (done[0] > 0 ? 'more' : 'less') : '';
+}
+
 // What is sure decides; where nothing is, the headline says so.
 function headlineOf(comparison, {worse, better, changed}, i) {
   const {after: {letter}, before} = comparison;
@@ -80,17 +86,23 @@ function headlineOf(comparison, {worse, better, changed}, i) {
   if (worse.length > 0 && better.length > 0) return [`${letter} is hardly better or worse ${than}`, 'unsure'];
   if (worse.length > 0) return [`${letter} may be worse ${than}`, 'unsure'];
   if (better.length > 0) return [`${letter} may be better ${than}`, 'unsure'];
-  return changed.length > 0 ? [`${letter} differs from ${before.letter}`, 'changed'] : [`No difference between ${before.letter} and ${letter} found`, 'alike'];
+  const amount = moreOrLess(changed, i);
+  if (amount) return [`${letter} did ${amount} ${than}`, 'changed'];
+  if (changed.length > 0) return [`${letter} differs from ${before.letter}`, 'changed'];
+  if (comparison.uncertain.length > 0) return [`${letter} may differ from ${before.letter}`, 'unsure'];
+  return [`No difference between ${before.letter} and ${letter} found`, 'alike'];
 }
 
 function remarksOf(comparison, isAnyMarked, state) {
   const {names, nothing_tested_because: reason, samples_are: samples, followed: {load: [before, after]}, significance} = comparison;
-  const untested = names.filter(({finding}) => finding === 'too_few_samples').length;
+  const [untested, unlike] = ['too_few_samples', 'not_comparable'].map((wanted) => names.filter(({finding}) => finding === wanted).length);
   return [
     ...(isThere(before) && isThere(after) && before !== after ? [`at another load: ${number(before)} and ${number(after)}`] : []),
     ...(reason ? [reason] : isAnyMarked ? [] : [`none of ${names.length} names is marked`]),
     ...(state === 'unsure' ? [`chance alone marks about ${number(100 * significance)} % of ${names.length} names`] : []),
     ...(!reason && untested > 0 ? [`${untested} of ${names.length} names have too few ${samples} to tell`] : []),
+    ...(!reason && unlike > 0 ? [`${unlike} of ${names.length} names cannot be compared`] : []),
+    ...(comparison.uncertain.length > 0 ? [`large, but not certain: ${comparison.uncertain.join(', ')}`] : []),
   ];
 }
 
@@ -141,11 +153,30 @@ export function mainWork({sides}, names) {
   return {work, noun: nounOf(work), areFailuresTold, rows};
 }
 
-// How often the main work is done and how large the load is, on both sides of each comparison.
+const successRate = (row) => (row && !row.areOfFailures ? row.figures.rate : null);
+
+// How often the main work succeeded and how large the load is, on both sides of each comparison.
 export function followWork({sides, comparisons}, main) {
   comparisons.forEach((comparison, i) => {
     const both = [0, i + 1];
-    comparison.followed = {work: both.map((side) => main?.rows[side]?.rate ?? null), load: both.map((side) => peakOfSide(sides[side]))};
+    comparison.followed = {work: both.map((side) => successRate(main?.rows[side])), load: both.map((side) => peakOfSide(sides[side]))};
+  });
+}
+
+// What changes by so much is told also where it is not marked.
+const LARGE_CHANGE = 0.1;
+const LARGE_CHANGE_OF_SHARE = 0.01;
+
+const isLarge = (first, second, {isShare}) => Math.abs(second - first) >= (isShare ? LARGE_CHANGE_OF_SHARE : LARGE_CHANGE * Math.abs(first));
+
+// The main figures that differ much, where no name of their kind is marked.
+export function noteUncertain(compared, main, rows) {
+  const told = tilesOf(compared, main).filter(({kind}) => kind === 'successes' || kind === 'shares');
+  compared.comparisons.forEach((comparison, i) => {
+    const isMarked = ({names}) => rows.some(({cells}) => cells[i]?.verdict && names(cells[i]));
+    const changes = told.filter((tile) => !isMarked(tile)).map((tile) => ({...tile, first: tile.values[0], second: tile.values[i + 1]}));
+    comparison.uncertain = changes.filter((tile) => Number.isFinite(tile.first) && Number.isFinite(tile.second) && isLarge(tile.first, tile.second, tile))
+      .map((tile) => `${tile.label.replace(', %', '')} ${changeOfTile(tile.first, tile.second, tile)}`);
   });
 }
 
@@ -157,7 +188,11 @@ function tilesOf({sides}, main) {
   if (!main) return [loads].filter(isTold);
   const {work, noun, rows, areFailuresTold} = main;
   const unit = rows.find((row) => row !== null).unit;
-  const time = (key) => ({label: unit ? `${key}, ${unit}` : key, values: rows.map((row) => row?.figures[key]), text: number, kind: 'times', names: ({name}) => name === work.name});
+  // Where a side never succeeded, the times of its failures are not those of the work.
+  const haveSuccesses = rows.some((row) => row && !row.areOfFailures);
+  const timesOf = (row) => (row && !(haveSuccesses && row.areOfFailures) ? row.figures : null);
+  const of = haveSuccesses ? '' : ' of failures';
+  const time = (key) => ({label: `${key}${of}${unit && `, ${unit}`}`, values: rows.map((row) => timesOf(row)?.[key]), text: number, kind: 'times', names: ({name}) => name === work.name});
   return [
     {label: `${noun}/s`, values: rows.map((row) => row?.rate), text: number, kind: 'successes', names: ({kind}) => kind === 'successes'},
     ...['mean', 'p50', 'p95', 'p99'].map(time),
@@ -168,7 +203,7 @@ function tilesOf({sides}, main) {
 
 // A difference of shares is told in percentage points, since a share of a share says little.
 function changeOfTile(first, second, {isShare}) {
-  if (!isThere(first) || !isThere(second)) return '';
+  if (!Number.isFinite(first) || !Number.isFinite(second)) return '';
   if (isShare) return `${signed(Number((100 * (second - first)).toFixed(2)))} pp`;
   return changeText({difference: second - first, relative_difference: first === 0 ? null : (second - first) / Math.abs(first)});
 }
