@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+#include <vector>
+
 #include "kzjournalerror.h"
 
 namespace {
@@ -117,6 +120,32 @@ TEST(Condition, RefusesWhatIsNone) {
                                    "login mean < (5"})
         EXPECT_NE("", RefusalOf(text)) << text;
     EXPECT_NE("", RefusalOf(std::string("login mean < 5\0", 15)));
+}
+
+TEST(Condition, MeansTheSameHoweverItIsWritten) {
+    const auto meanTheSame = [](const char* a, const char* b) {
+        return MeanTheSame(ConditionOf(a), ConditionOf(b));
+    };
+    for (const auto& [a, b] : {std::pair("errors share < 1%", "errors  share<1.0 %"),
+                               std::pair("login p99 < 250ms", "login p99.0 < 0.25 s"),
+                               std::pair("login max < 1.1ms", "login max < 1100us"),
+                               std::pair("login mean +10%", "login  mean +1e1%")})
+        EXPECT_TRUE(meanTheSame(a, b)) << b;
+    for (const char* const other : {"login mean <= 5ms", "login mean > 5ms", "login mean < 6ms",
+                                    "login mean < 5s", "login mean < 5", "login mean < 5B",
+                                    "login max < 5ms", "logins mean < 5ms", "login mean +5"})
+        EXPECT_FALSE(meanTheSame("login mean < 5ms", other)) << other;
+    for (const char* const other : {"login mean -5%", "login mean +5", "login mean +6%"})
+        EXPECT_FALSE(meanTheSame("login mean +5%", other)) << other;
+}
+
+TEST(Condition, IsAddedOnceAsItWasWrittenFirst) {
+    std::vector<Condition> conditions;
+    for (const char* const text : {"errors share < 1%", "errors share<1%", "errors share < 2%"})
+        kzconditions::AddNew({ConditionOf(text)}, conditions);
+    ASSERT_THAT(conditions, SizeIs(2));
+    EXPECT_EQ("errors share < 1%", conditions[0].text);
+    EXPECT_EQ("errors share < 2%", conditions[1].text);
 }
 
 TEST(Condition, TakesAnyBytesInAName) {

@@ -34,7 +34,8 @@ TEST(EarlyStop, FailsARun) {
 }
 
 TEST(EarlyStop, IsNotReadOutOfOtherNotes) {
-    for (const char* const text : {"", "stopped early", "it was stopped early: no"})
+    for (const char* const text :
+         {"", "stopped early", "stopped early: ", "stopped early: \t ", "it was stopped early: no"})
         EXPECT_FALSE(EarlyStopOf(text)) << text;
     EXPECT_FALSE(EarlyStopIn({}));
     EXPECT_FALSE(EarlyStopIn({{1, "deploy"}}));

@@ -163,6 +163,15 @@ TEST(Judgement, OfATextThatIsNoConditionCannotBeTold) {
     EXPECT_THAT(judgements[1].reason, HasSubstr("is no condition like"));
 }
 
+TEST(Judgement, OfTextsThatMeanTheSameIsOne) {
+    const auto judgements = kzconditions::JudgeTexts(
+        {"login mean < 5", "login  mean<5.0", "x", "login mean < 6"}, Demand::Must, LoginsOf(1));
+    ASSERT_EQ(3U, judgements.size());
+    EXPECT_EQ("login mean < 5", judgements[0].condition);
+    EXPECT_EQ("x", judgements[1].condition);
+    EXPECT_EQ("login mean < 6", judgements[2].condition);
+}
+
 TEST(Judgement, OfAChangeLooksInItsDirection) {
     const auto outcome = [](const std::string& change, double before, double after) {
         const LoginsOf baseline(before);

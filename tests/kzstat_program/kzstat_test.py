@@ -40,6 +40,10 @@ def run(*arguments, **options):
     return Result(done.returncode, done.stdout, done.stderr)
 
 
+GAP = "no slices from 0:01 to 0:03"
+STANDSTILL = "the generator stood still from 0:05 to 0:11"
+
+
 class JournalTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -55,6 +59,19 @@ class JournalTest(unittest.TestCase):
         return journals.make(self.path(name), [
             {LOGIN: [factor * (100 + i % 10), factor * (110 + 3 * (i % 10))], LOGINS: [1, 1],
              CLIENTS: [min(i + 1, 3)]} for i in range(slices)], **facts)
+
+    def make_interrupted_run(self, name="run.kzj"):
+        """Two slices are missing, and one was measured for much longer than it lasted."""
+        journal = journals.Journal(self.path(name))
+        journal.slice()
+        journal.lose()
+        journal.lose()
+        journal.slice()
+        journal.measured(7)
+        journal.slice()
+        journal.slice()
+        journal.end()
+        return self.path(name)
 
     def assert_fails(self, result, expected, status=2):
         self.assertEqual(status, result.status)
@@ -184,16 +201,21 @@ class Show(JournalTest):
         self.assertEqual("101.2", self.table("--to", "2")["login.time"]["p50"])
 
     def test_times_without_figures(self):
-        journal = journals.Journal(self.run_path)
-        journal.slice()
-        journal.lose()
-        journal.lose()
-        journal.slice()
-        journal.measured(7)
-        journal.slice()
-        journal.end()
-        self.assertEqual(["no slices from 0:01 to 0:03", "the generator stood still from 0:05 to 0:11"],
-                         run("show", self.run_path).out.splitlines()[2:4])
+        self.make_interrupted_run()
+        self.assertEqual([GAP, STANDSTILL], run("show", self.run_path).out.splitlines()[2:4])
+
+    def test_times_without_figures_are_those_that_reach_into_the_range(self):
+        self.make_interrupted_run()
+        for (options, expected) in ((("--from", "0.3"), [GAP, STANDSTILL]), (("--to", "2"), [GAP]),
+                                    (("--from", "1", "--to", "3"), [GAP]), (("--from", "8"), [STANDSTILL]),
+                                    (("--from", "3.5", "--to", "5"), [])):
+            with self.subTest(options):
+                lines = run("show", self.run_path, *options).out.splitlines()
+                self.assertEqual(expected, [line for line in lines if " from 0:" in line])
+
+    def test_how_long_it_ran_and_how_much_of_that_has_slices(self):
+        self.make_interrupted_run()
+        self.assertIn("UTC, for 0:06 (0:04 with slices), 4 slices of 1 s", run("show", self.run_path).out)
 
     def test_no_columns_of_percentiles_without_distributions(self):
         self.make_run()
@@ -715,6 +737,14 @@ class Compare(JournalTest):
         (line,) = [line for line in result.out.splitlines() if "login.time" in line]
         self.assertIn("+50%", line)
         self.assertTrue(line.endswith("<0.001"), line)
+
+    def test_times_without_figures(self):
+        interrupted = self.make_interrupted_run("interrupted.kzj")
+        lines = run("compare", self.run_path, interrupted).out.splitlines()
+        self.assertEqual([f"{interrupted}: {text}" for text in ("4 slices", GAP, STANDSTILL)], lines[1:4])
+        report = json.loads(run("compare", self.run_path, interrupted, "--format", "json").out)
+        self.assertEqual([[], [GAP, STANDSTILL]],
+                         [report[side]["runs"][0]["interruptions"] for side in ("first", "second")])
 
     def percentile_rows(self, *options):
         rows = [line.split() for line in self.compare_with(*options).splitlines()]

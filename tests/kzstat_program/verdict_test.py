@@ -8,7 +8,7 @@ import unittest
 import xml.etree.ElementTree
 
 import journals
-from kzstat_test import JournalTest, run
+from kzstat_test import GAP, STANDSTILL, JournalTest, run
 
 TIME = ("request.time", "Timer")
 FAILED = ("request.time.failed", "Timer")
@@ -67,6 +67,20 @@ class Verdict(VerdictTest):
                                          "request.time.abandoned sum <= 0",
                                          "request.time.failed.closed share <= 0%").status)
         self.assertEqual(2, self.verdict("request.time.failed.closed mean < 1").status)
+
+    def test_times_without_figures_are_warned_of(self):
+        self.run_path = self.make_interrupted_run("interrupted.kzj")
+        status, lines = self.outcomes("login count <= 0")
+        self.assertEqual([f"warning: the run: {text}" for text in (GAP, STANDSTILL)],
+                         [line for line in lines if " from 0:" in line])
+        self.assertEqual(2, status)
+
+    def test_a_condition_that_is_written_differently_is_judged_once(self):
+        texts = ("errors share < 5%", "errors  share<5%", "errors share < 5.0 %")
+        self.assertEqual((0, ["passed errors share < 5% 4.76 %", "verdict: passed"]), self.outcomes(*texts))
+        self.verdict(texts[0], options=["--store"])
+        self.verdict(texts[1], options=["--store"])
+        self.assertEqual((0, ["passed errors share < 5% 4.76 %", "verdict: passed"]), self.outcomes())
 
     def test_a_run_without_attempts(self):
         self.run_path = journals.make(self.path("idle.kzj"), [{TIME: []}])

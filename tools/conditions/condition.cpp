@@ -104,6 +104,29 @@ void CheckShare(const Condition& condition) {
                   ": a share is that of 'errors', of NAME.failed or of NAME.failed.CAUSE");
 }
 
+/// Converted numbers are rounded.
+bool IsAsMuch(double a, double b) {
+    constexpr double rounding = 1e-12;
+    return std::abs(a - b) <= rounding * std::max(std::abs(a), std::abs(b));
+}
+
+bool MeanTheSame(const Bound& a, const Bound& b) {
+    if (a.comparison != b.comparison) return false;
+    if (a.unit == b.unit) return a.limit == b.limit;
+    const std::optional<double> limit = Convert(b.limit, b.unit, a.unit);
+    return limit && IsAsMuch(a.limit, *limit);
+}
+
+bool MeanTheSame(const Change& a, const Change& b) {
+    return a.isDownwards == b.isDownwards && a.isRelative == b.isRelative && a.limit == b.limit;
+}
+
+/// "p99.0" is "p99".
+std::string TitleOf(const std::string& statistic) {
+    const std::optional<Percentile> percentile = FindPercentile(statistic);
+    return percentile ? percentile->title : statistic;
+}
+
 }  // namespace
 
 bool Bound::Holds(double value, double limitInItsUnit) const {
@@ -148,9 +171,16 @@ std::vector<Condition> ConditionsOf(const std::vector<std::string>& texts) {
     return conditions;
 }
 
+bool MeanTheSame(const Condition& a, const Condition& b) {
+    if (a.name != b.name || TitleOf(a.statistic) != TitleOf(b.statistic)) return false;
+    if (a.IsChange() != b.IsChange()) return false;
+    return a.IsChange() ? MeanTheSame(std::get<Change>(a.limit), std::get<Change>(b.limit))
+                        : MeanTheSame(std::get<Bound>(a.limit), std::get<Bound>(b.limit));
+}
+
 void AddNew(std::vector<Condition> given, std::vector<Condition>& conditions) {
     for (Condition& each : given) {
-        const auto isSame = [&](const Condition& other) { return other.text == each.text; };
+        const auto isSame = [&](const Condition& other) { return MeanTheSame(other, each); };
         if (std::none_of(conditions.begin(), conditions.end(), isSame))
             conditions.push_back(std::move(each));
     }

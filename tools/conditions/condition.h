@@ -57,7 +57,11 @@ struct Condition {
 Condition ConditionOf(std::string_view text);
 std::vector<Condition> ConditionsOf(const std::vector<std::string>& texts);
 
-/// Adds those of `given` that are not among `conditions`, each once: nothing is judged twice.
+/// Whether two say the same, however they are written: "errors share < 1%" and "errors share<1.0%",
+/// or "< 250ms" and "< 0.25s". One that leaves its unit out says the same as no other unit does.
+bool MeanTheSame(const Condition& a, const Condition& b);
+
+/// Adds those of `given` that none of `conditions` means, each once: nothing is judged twice.
 void AddNew(std::vector<Condition> given, std::vector<Condition>& conditions);
 
 }  // namespace kzconditions

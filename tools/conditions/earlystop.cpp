@@ -6,6 +6,7 @@ namespace kzconditions {
 namespace {
 
 constexpr std::string_view kStoppedEarly = "stopped early: ";
+constexpr char kBlanks[] = " \t\r\n";
 constexpr char kNotStoppedEarly[] = "not stopped early";
 
 }  // namespace
@@ -20,6 +21,8 @@ std::string EarlyStopNote(const std::string& reason) {
 
 std::optional<Judgement> EarlyStopOf(const std::string& note) {
     if (!note.starts_with(kStoppedEarly)) return std::nullopt;
+    if (note.find_first_not_of(kBlanks, kStoppedEarly.size()) == std::string::npos)
+        return std::nullopt;
     Judgement judgement;
     judgement.condition = kNotStoppedEarly;
     judgement.outcome = Outcome::Failed;

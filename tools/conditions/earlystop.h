@@ -20,7 +20,7 @@ std::string ReasonToStop(const Judgement& judgement);
 std::string EarlyStopNote(const std::string& reason);
 
 /// The judgement of a run that a note with this text is about: that it was not stopped early is
-/// what failed. Nothing for any other text.
+/// what failed. Nothing for any other text, such as one without a reason.
 std::optional<Judgement> EarlyStopOf(const std::string& note);
 
 /// The judgement of a run with these notes, by the first such note; nothing without one.

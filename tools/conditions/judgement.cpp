@@ -105,10 +105,14 @@ std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand
 std::vector<Judgement> JudgeTexts(const std::vector<std::string>& texts, Demand demand,
                                   const Figures& run, const Figures* baseline) {
     std::vector<Judgement> judgements;
+    std::vector<Condition> judged;
     judgements.reserve(texts.size());
     for (const std::string& text : texts) {
+        const std::size_t known = judged.size();
         try {
-            judgements.push_back(Judge(ConditionOf(text), demand, run, baseline));
+            AddNew({ConditionOf(text)}, judged);
+            if (judged.size() > known)
+                judgements.push_back(Judge(judged.back(), demand, run, baseline));
         } catch (const kzjournal::Error& error) {
             judgements.push_back(Unknown(text, error.what()));
         }

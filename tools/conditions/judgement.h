@@ -36,7 +36,8 @@ Judgement Judge(const Condition& condition, Demand demand, const Figures& run,
                 const Figures* baseline = nullptr);
 std::vector<Judgement> JudgeAll(const std::vector<Condition>& conditions, Demand demand,
                                 const Figures& run, const Figures* baseline = nullptr);
-/// The same of texts that nobody has checked: one that is no condition cannot be told.
+/// The same of texts that nobody has checked: one that is no condition cannot be told. Of those
+/// that mean the same only the first one is judged.
 std::vector<Judgement> JudgeTexts(const std::vector<std::string>& texts, Demand demand,
                                   const Figures& run, const Figures* baseline = nullptr);
 

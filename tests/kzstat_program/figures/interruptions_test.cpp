@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kzstat_program/memoryruns.h"
@@ -43,8 +44,27 @@ TEST_F(Interruptions, AreSlicesThatAreMissing) {
     EXPECT_EQ((Texts{"no slices from 0:00 to 0:01", "no slices from 0:03 to 0:06",
                      "no slices from 0:08 to 0:09"}),
               TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run")));
-    EXPECT_EQ(Texts{"no slices from 0:03 to 0:06"},
-              TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run", {2, 8})));
+}
+
+TEST_F(Interruptions, OfARangeReachIntoItAndAreWhole) {
+    MemoryRun& run = runs.Make("run");
+    for (const int id : {1, 2, 3, 7, 8}) Add(run, id);
+    Add(run, 9, 5);
+    for (int id = 10; id <= 13; ++id) Add(run, id, 0);
+    Add(run, 14);
+    const auto textsIn = [&](double from, double to) {
+        return TextsOf(FindInterruptions(*runs.Open("run", 0), runs, "run", {from, to}));
+    };
+    const Texts gap{"no slices from 0:03 to 0:06"};
+    const Texts standstill{"the generator stood still from 0:09 to 0:13"};
+    EXPECT_EQ(gap, textsIn(2, 8));
+    EXPECT_EQ(gap, textsIn(2, 5));
+    EXPECT_EQ(gap, textsIn(3, 6));
+    EXPECT_EQ(gap, textsIn(5.5, 9));
+    EXPECT_EQ(standstill, textsIn(10, 12));
+    EXPECT_EQ(standstill, textsIn(12.5, 20));
+    for (const auto& [from, to] : {std::pair(0.3, 3.0), std::pair(6.0, 9.0), std::pair(13.0, 20.0)})
+        EXPECT_EQ(Texts(), textsIn(from, to)) << from;
 }
 
 TEST_F(Interruptions, OfLessThanHalfASliceAreNone) {
@@ -90,6 +110,57 @@ TEST_F(Interruptions, AreNoSlicesOfAProcessThatWorkedMeanwhile) {
     kzjournal::SliceCost slice{1, 1, Measured(3)};
     slice.cost.busiestThread = 2.5;
     finder.AddCost("", slice);
+    EXPECT_TRUE(finder.Get().empty());
+}
+
+/// The process used so much processor time.
+kzjournal::SliceCost LateTimer(double elapsed, double measured, double lateness,
+                               double busiestThread = 0) {
+    kzjournal::SliceCost slice{1, elapsed, Measured(measured)};
+    slice.cost.timerLateness = lateness;
+    slice.cost.busiestThread = busiestThread;
+    return slice;
+}
+
+TEST_F(Interruptions, AreTimersThatWokeLateInTheMiddleOfASlice) {
+    InterruptionFinder finder(10);
+    finder.AddCost("", LateTimer(10, 10.01, 3.979, 0.03));
+    finder.AddCost("", LateTimer(20, 10, 0.9));
+    EXPECT_EQ(Texts{"the generator stood still from 0:05 to 0:09"}, TextsOf(finder.Get()));
+}
+
+TEST_F(Interruptions, OfTheEndOfASliceBeginWhereItsTimerWasDue) {
+    InterruptionFinder finder(1);
+    finder.AddCost("middle", LateTimer(1, 5.3, 4.8));
+    finder.AddCost("end", LateTimer(1, 5.3, 4.299));
+    EXPECT_EQ(
+        (Texts{"middle stood still from 0:00.5 to 0:05.3", "end stood still from 0:01 to 0:05.3"}),
+        TextsOf(finder.Get()));
+}
+
+TEST_F(Interruptions, MayBeTwoInASlice) {
+    InterruptionFinder finder(10);
+    finder.AddCost("", LateTimer(10, 12, 3));
+    EXPECT_EQ((Texts{"the generator stood still from 0:05 to 0:08",
+                     "the generator stood still from 0:10 to 0:12"}),
+              TextsOf(finder.Get()));
+}
+
+TEST_F(Interruptions, BehindAnotherOneAreWhereTheTimerWasDue) {
+    InterruptionFinder finder(10);
+    finder.AddCost("", LateTimer(10, 15, 5));
+    finder.AddCost("", LateTimer(20, 6.5, 1.5));
+    EXPECT_EQ((Texts{"the generator stood still from 0:10 to 0:15",
+                     "the generator stood still from 0:20 to 0:21.5"}),
+              TextsOf(finder.Get()));
+}
+
+TEST_F(Interruptions, AreNoTimersThatWokeLateWhileAThreadWorked) {
+    InterruptionFinder finder(10);
+    finder.AddCost("", LateTimer(10, 10, 3, 7.5));
+    // The lateness of the slice before, which was told late.
+    finder.AddCost("", LateTimer(20, 0.002, 4));
+    finder.AddCost("", LateTimer(30, 10, 3, CKZStatSliceCost::kUnknown));
     EXPECT_TRUE(finder.Get().empty());
 }
 

@@ -233,6 +233,29 @@ TEST_F(RunHistoryTest, LearnsOfInterruptionsAsTheRunGoesOn) {
     EXPECT_EQ(5, history.Interruptions()[2].to);
 }
 
+TEST_F(RunHistoryTest, HasInterruptionsThatReachIntoWhatIsDrawn) {
+    MemoryRun& run = m_runs.Make("run");
+    SliceMaker maker;
+    for (int id = 1; id <= 10; ++id) {
+        const MadeSlice made = maker.NextSlice({});
+        if (id == 7) continue;
+        kzjournal::Slice slice = SliceOf(made);
+        slice.cost.emplace().measured = id == 2 ? 4 : 1;
+        run.Add(slice);
+    }
+    const auto endsIn = [&](double from, double to) {
+        std::vector<double> ends;
+        for (const auto& each : RunHistory(m_runs, "run", {{from, to}, {}}).Interruptions())
+            ends.push_back(each.to);
+        return ends;
+    };
+    using Ends = std::vector<double>;
+    EXPECT_EQ((Ends{5, 7}), endsIn(0, 10));
+    EXPECT_EQ(Ends{5}, endsIn(4, 6));
+    EXPECT_EQ(Ends{7}, endsIn(6, 7));
+    EXPECT_EQ(Ends(), endsIn(7.3, 10));
+}
+
 TEST_F(RunHistoryTest, CannotAddALoadThatIsNotWhatItSeemedToBe) {
     const std::string name = Keep(SpreadOver(10));
     const RunHistory withoutLoad(m_runs, name, {});

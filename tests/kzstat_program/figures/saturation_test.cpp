@@ -105,6 +105,22 @@ TEST_F(SaturationOfRuns, OfAMergedRunIsTheFirstOfItsSources) {
                 HasSubstr("warning: load 2 on host was saturated from 0:03 on, in 3 of 3 slices"));
 }
 
+TEST_F(SaturationOfRuns, IsOfOneOfSeveralGeneratorsOfOneName) {
+    MemoryRun& merged = runs.Make("run");
+    for (int i = 1; i <= 3; ++i) {
+        kzjournal::Run facts = kzjournal::RunOfThisProcess("load", 1000 + 10 * i, 1);
+        facts.host = "host";
+        merged.sources.push_back({i, 0, facts, false});
+        MemoryRun& source = runs.Make("run", i);
+        source.facts = facts;
+        Add(source, i == 1 ? "..xx" : "x.xxx");
+    }
+    const auto found = FindIn("run");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(22, found->from);
+    EXPECT_EQ("load on host (source 2)", found->generator);
+}
+
 /// Leaves the calling thread, and those that it starts, one processor.
 void UseOneProcessor() {
     cpu_set_t one;

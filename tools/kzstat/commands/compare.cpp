@@ -12,6 +12,7 @@
 #include "figures/comparedsides.h"
 #include "figures/comparison.h"
 #include "figures/failcondition.h"
+#include "figures/interruptions.h"
 #include "tables/comparisonjson.h"
 #include "tables/comparisontable.h"
 #include "tables/namewidth.h"
@@ -123,14 +124,23 @@ void Print(const FailFindings& findings, Output& output) {
         output.WriteLine("cannot tell: " + line, Output::Bad);
 }
 
+/// The figures of a run that stood still are not those of one that did not.
+std::vector<std::string> InterruptionsOf(RunReader& run, const RunOpener& runs,
+                                         const std::string& path, const SliceRange& range) {
+    return DescribeInterruptions(run, FindInterruptions(run, runs, path, range.Time()));
+}
+
 ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
                             const std::vector<FailCondition>& conditions, const RunOpener& runs,
                             Output& output) {
     const std::vector<Percentile> percentiles = options.comparison.Percentiles();
     const auto read = [&](const std::string& path) {
         const std::unique_ptr<RunReader> run = runs.Open(path);
+        const SliceRange range = options.range.RangeOf(*run);
         output.WriteLine(DescribeJournal(*run, path));
-        return ReadForComparison(*run, options.range.RangeOf(*run));
+        for (const std::string& line : InterruptionsOf(*run, runs, path, range))
+            output.WriteLine(kzterminal::Printable(path) + ": " + line, Output::Bad);
+        return ReadForComparison(*run, range);
     };
     const ComparedSides compared = Read(sides, read, read);
     const std::vector<Difference> differences =
@@ -153,8 +163,10 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
     const auto readInto = [&](ComparisonReport::Side& side) {
         return [&options, &runs, &side](const std::string& path) {
             const std::unique_ptr<RunReader> run = runs.Open(path);
-            side.runs.push_back({path, run->Facts().id, CompletenessText(*run)});
-            return ReadForComparison(*run, options.range.RangeOf(*run));
+            const SliceRange range = options.range.RangeOf(*run);
+            side.runs.push_back({path, run->Facts().id, CompletenessText(*run),
+                                 InterruptionsOf(*run, runs, path, range)});
+            return ReadForComparison(*run, range);
         };
     };
     const ComparedSides compared = Read(sides, readInto(report.before), readInto(report.after));

@@ -74,7 +74,8 @@ RunOfPage ReadForPage(RunReader& run, const std::string& path, const RunOpener& 
             range.load.begin.value_or(std::max(range.from, 0.0)),
             range.load.end,
             ReadForComparison(run, range),
-            CurvesJson(HistoryOf(run, runs, path, options))};
+            CurvesJson(HistoryOf(run, runs, path, options)),
+            DescribeInterruptions(run, FindInterruptions(run, runs, path, range.Time()))};
 }
 
 /// They would differ in nothing, or in the meantime.

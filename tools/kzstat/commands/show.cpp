@@ -97,8 +97,9 @@ Ending FollowOnScreen(RunReader& run, const ShowOptions& options, Output& output
         summary.Update(run, range);
         AddNews(run, saturation);
         interruptions.Update(run);
-        screen.Draw(LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
-                            {saturation.Get(), interruptions.Get(), &latest}));
+        screen.Draw(
+            LinesOf(run, StatisticsOf(summary, SecondsOf(run, range)), options, output,
+                    {saturation.Get(), Within(interruptions.Get(), range.Time()), &latest}));
     } while (ending == Ending::None && !kzterminal::WaitForStop(kBetweenLooks));
     return ending;
 }
@@ -149,7 +150,7 @@ Ending FollowInLines(RunReader& run, const ShowOptions& options, Output& output)
 void PrintTable(RunReader& run, const ShowOptions& options, const RunOpener& runs, Output& output) {
     const SliceRange range = options.range.RangeOf(run);
     const Beside beside{FindSaturation(run, runs, options.journal, range.underLoad),
-                        FindInterruptions(run, runs, options.journal, range.underLoad)};
+                        FindInterruptions(run, runs, options.journal, range.Time())};
     Print(LinesOf(run, StatisticsOf(run, range), options, output, beside), output);
 }
 

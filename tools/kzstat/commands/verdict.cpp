@@ -11,6 +11,7 @@
 #include "conditions/conditionfile.h"
 #include "conditions/earlystop.h"
 #include "figures/figuresofstatistics.h"
+#include "figures/interruptions.h"
 #include "figures/saturation.h"
 #include "figures/statistics.h"
 #include "kzjournalannotate.h"
@@ -79,16 +80,19 @@ struct JudgedRun {
 
 /// What makes the figures of a run say less than they seem to. A format says by itself that it is a
 /// warning.
-std::vector<std::string> WarningsOf(RunReader& run, const char* title,
-                                    const std::optional<Saturation>& saturation) {
+std::vector<std::string> WarningsOf(RunReader& run, const RunOpener& runs, const std::string& path,
+                                    const char* title, const SliceRange& range) {
     using State = kzjournal::Completeness::State;
     std::vector<std::string> warnings;
     const State state = run.GetCompleteness().state;
     if (state == State::Lacking) warnings.push_back(std::string(title) + " lacks slices");
     if (state == State::NotEnded)
         warnings.push_back(std::string(title) + " has not ended, or was killed");
-    if (saturation)
+    if (const auto saturation = FindSaturation(run, runs, path, range.underLoad))
         warnings.push_back(std::string(title) + ": " + kzconditions::SaturationText(*saturation));
+    for (const std::string& line :
+         DescribeInterruptions(run, FindInterruptions(run, runs, path, range.Time())))
+        warnings.push_back(std::string(title) + ": " + line);
     return warnings;
 }
 
@@ -98,7 +102,7 @@ JudgedRun ReadForVerdict(const RunOpener& runs, const std::string& path, const c
     const SliceRange range = options.RangeOf(*run);
     return {{path, run->Facts().id, run->Facts().generator, CompletenessText(*run)},
             StatisticsOf(*run, range),
-            WarningsOf(*run, title, FindSaturation(*run, runs, path, range.underLoad)),
+            WarningsOf(*run, runs, path, title, range),
             run->Conditions(),
             kzconditions::EarlyStopIn(run->Notes())};
 }
@@ -108,12 +112,21 @@ ExitStatus StatusOf(Outcome verdict) {
     return verdict == Outcome::Failed ? kDoesNotHold : kFailed;
 }
 
+/// What a run has stored may be no condition.
+bool MeansTheSame(const std::string& stored, const Condition& condition) {
+    try {
+        return kzconditions::MeanTheSame(kzconditions::ConditionOf(stored), condition);
+    } catch (const kzjournal::Error&) {
+        return false;
+    }
+}
+
 /// Those that the run does not have yet.
 void Store(const std::vector<Condition>& conditions, const JudgedRun& run) {
     std::vector<std::string> added;
     for (const Condition& each : conditions)
-        if (std::find(run.conditions.begin(), run.conditions.end(), each.text) ==
-            run.conditions.end())
+        if (std::none_of(run.conditions.begin(), run.conditions.end(),
+                         [&](const std::string& stored) { return MeansTheSame(stored, each); }))
             added.push_back(each.text);
     if (!added.empty()) kzjournal::AddConditions(run.facts.path, added);
 }

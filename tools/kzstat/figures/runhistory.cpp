@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <functional>
 #include <future>
+#include <limits>
 #include <memory>
 #include <string_view>
 #include <thread>
@@ -25,6 +27,8 @@ constexpr std::size_t kMaxBucketsOfAllNames = 200000;
 /// Narrower buckets are faster to fill from the slices, which have all that is drawn.
 constexpr double kSlicesOfStoredSum = 60;
 constexpr std::size_t kSlicesDrawnTogether = 64;
+/// By which the end of a slice may be rounded.
+constexpr double kSlackInSlices = 0.01;
 /// Columns are at least half as many as this once there are so many buckets.
 constexpr std::size_t kMaxColumns = 200;
 constexpr std::size_t kMinColumns = 60;
@@ -62,7 +66,7 @@ RunHistory::RunHistory(const RunOpener& runs, const std::string& name, const Ran
               return run;
           },
           ranges) {
-    ReadCosts(runs, name, {ranges.drawn.from, m_elapsed});
+    ReadCosts(runs, name);
 }
 
 RunHistory::RunHistory(const Open& open, const Ranges& ranges)
@@ -74,16 +78,19 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
       m_drawn(ranges.drawn),
       m_grid(m_facts.sliceLength, ranges.drawn.from, GridSizeFor(run.Names().size())),
       m_saturation(m_facts.sliceLength),
-      m_interruptions(m_facts.sliceLength, std::max(ranges.drawn.from, 0.0)),
+      m_interruptions(m_facts.sliceLength),
       m_hasEnded(run.HasEnded()),
       m_isAbandoned(run.IsAbandoned()),
       m_lostSlices(LostSlicesOf(run)),
       m_notes(run.Notes()),
       m_conditions(run.Conditions()) {
     const std::optional<kzjournal::Slice> last = run.LastSlice(ranges.drawn);
+    if (last) {
+        m_lastSliceId = last->id;
+        m_elapsed = last->elapsed;
+    }
+    for (const double end : run.SliceEnds(ReadForInterruptions())) m_interruptions.AddEnd(end);
     if (!last) return;
-    m_lastSliceId = last->id;
-    m_elapsed = last->elapsed;
     if (m_grid.Holds(m_elapsed)) {
         m_grid.WidenFor(m_elapsed);
         m_grid.WidenColumnsFor(m_elapsed);
@@ -91,7 +98,6 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     // Slices may come while this is read: all below is of those up to the last one.
     const kzjournal::TimeRange known{ranges.drawn.from, m_elapsed};
     m_slices = run.CountSlices(known);
-    for (const double end : run.SliceEnds(known)) m_interruptions.AddEnd(end);
     m_figuresRange = ranges.figures ? *ranges.figures : SlicesOfTheLoad(run);
     SetLoad(run.Load());
     SliceRange ofFigures = m_figuresRange;
@@ -129,18 +135,23 @@ bool RunHistory::CanAdd(const News& news) const {
            });
 }
 
-/// As far as the slices are concerned that were added.
-void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name,
-                           const kzjournal::TimeRange& range) {
-    ForEachCostOf(*runs.Open(name), runs, name, range,
+/// What reaches into the range may be told by a slice outside of it. Slices that may come while
+/// this is read are added later, where the range has no end.
+kzjournal::TimeRange RunHistory::ReadForInterruptions() const {
+    return {0, std::isinf(m_drawn.to) ? m_elapsed : std::numeric_limits<double>::infinity()};
+}
+
+void RunHistory::ReadCosts(const RunOpener& runs, const std::string& name) {
+    ForEachCostOf(*runs.Open(name), runs, name, ReadForInterruptions(),
                   [this](const std::string& generator, const kzjournal::SliceCost& slice) {
                       AddCost(generator, slice);
                   });
 }
 
 void RunHistory::AddCost(const std::string& generator, const kzjournal::SliceCost& slice) {
-    if (IsUnderLoad(slice.elapsed)) m_saturation.Add(generator, slice);
     m_interruptions.AddCost(generator, slice);
+    if (!IsDrawn(slice.elapsed)) return;
+    if (IsUnderLoad(slice.elapsed)) m_saturation.Add(generator, slice);
     const std::optional<double> share =
         kzconditions::ProcessorShare(slice.cost, m_facts.sliceLength);
     if (share && m_grid.Holds(slice.elapsed))
@@ -154,6 +165,12 @@ bool RunHistory::IsUnderTheSameLoad(const News& news) const {
     };
     return beginOf(m_figuresRange) == beginOf(news.figures) &&
            endOf(m_figuresRange) == endOf(news.figures);
+}
+
+bool RunHistory::IsDrawn(double elapsed) const {
+    const double slack = kSlackInSlices * m_facts.sliceLength;
+    const double begin = elapsed - m_facts.sliceLength;
+    return (m_drawn.from <= 0 || begin >= m_drawn.from - slack) && elapsed <= m_drawn.to + slack;
 }
 
 bool RunHistory::IsUnderLoad(double elapsed) const {

@@ -79,8 +79,10 @@ public:
     const Course& ProcessorShares() const { return m_processorShares; }
     /// Of the generator, or the first one of several; no value if there is none in what is drawn.
     std::optional<Saturation> GetSaturation() const { return m_saturation.Get(); }
-    /// Of the run and its sources, in what is drawn.
-    std::vector<Interruption> Interruptions() const { return m_interruptions.Get(); }
+    /// Of the run and its sources, those that reach into what is drawn.
+    std::vector<Interruption> Interruptions() const {
+        return Within(m_interruptions.Get(), m_drawn);
+    }
     /// What all slices of the range of the figures say of each name that is in one.
     const std::map<std::string, kzjournal::NameSummary>& Figures() const {
         return m_figures.Names();
@@ -125,11 +127,12 @@ private:
     void ReadSlices(RunReader& run, const kzjournal::TimeRange& range);
     void ReadDistributions(RunReader& run, const kzjournal::TimeRange& range);
     void ReadLoad(RunReader& run, const kzjournal::TimeRange& range);
-    void ReadCosts(const RunOpener& runs, const std::string& name,
-                   const kzjournal::TimeRange& range);
+    kzjournal::TimeRange ReadForInterruptions() const;
+    void ReadCosts(const RunOpener& runs, const std::string& name);
     void AddCost(const std::string& generator, const kzjournal::SliceCost& slice);
     bool IsUnderTheSameLoad(const News& news) const;
     /// Whether the slice that ends then is.
+    bool IsDrawn(double elapsed) const;
     bool IsUnderLoad(double elapsed) const;
     void SetLoad(const kzjournal::LoadSpan& load);
     void Add(const kzjournal::Slice& slice);

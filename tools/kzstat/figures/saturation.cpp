@@ -1,18 +1,37 @@
 #include "figures/saturation.h"
 
+#include <algorithm>
 #include <limits>
+#include <vector>
 
 namespace kzstatprogram {
+namespace {
+
+std::string GeneratorOf(const kzjournal::Source& source) {
+    return source.run.generator + " on " + source.run.host;
+}
+
+/// Every source has another one: with its number where several generators of a host have one name.
+std::string NameOf(const kzjournal::Source& source, const std::vector<kzjournal::Source>& all) {
+    const auto isNamesake = [&](const kzjournal::Source& other) {
+        return !other.isMerged && GeneratorOf(other) == GeneratorOf(source);
+    };
+    if (std::count_if(all.begin(), all.end(), isNamesake) == 1) return GeneratorOf(source);
+    return GeneratorOf(source) + " (source " + std::to_string(source.number) + ")";
+}
+
+}  // namespace
 
 void ForEachCostOf(RunReader& run, const RunOpener& runs, const std::string& name,
                    const kzjournal::TimeRange& range,
                    const std::function<void(const std::string& generator,
                                             const kzjournal::SliceCost& slice)>& visit) {
     run.ForEachCost(range, [&](const kzjournal::SliceCost& slice) { visit("", slice); });
-    for (const kzjournal::Source& source : run.Sources()) {
+    const std::vector<kzjournal::Source> sources = run.Sources();
+    for (const kzjournal::Source& source : sources) {
         if (source.isMerged) continue;
         const double offset = source.run.startTime - run.Facts().startTime;
-        const std::string generator = source.run.generator + " on " + source.run.host;
+        const std::string generator = NameOf(source, sources);
         runs.Open(name, source.number)
             ->ForEachCost({range.from - offset, range.to - offset},
                           [&](kzjournal::SliceCost slice) {

@@ -18,6 +18,11 @@ struct SliceRange : kzjournal::TimeRange {
     void BeginAt(double seconds);
     void EndAt(double seconds);
 
+    /// From the begin to the end of what is looked at, to the moment where the load bounds it.
+    kzjournal::TimeRange Time() const {
+        return {load.begin.value_or(underLoad.from), load.end.value_or(underLoad.to)};
+    }
+
     /// Those that show the load: levels, and what is said of the last slice, are of these.
     kzjournal::TimeRange underLoad;
     kzjournal::LoadSpan load;  ///< what has no value cuts nothing off

@@ -36,7 +36,8 @@ std::vector<Statistics> StatisticsOf(const SideOfPage& side) {
 
 std::vector<ComparisonReport::Run> RunsOf(const SideOfPage& side) {
     std::vector<ComparisonReport::Run> runs;
-    for (const RunOfPage& run : side) runs.push_back({run.path, run.figures.id, run.completeness});
+    for (const RunOfPage& run : side)
+        runs.push_back({run.path, run.figures.id, run.completeness, run.interruptions});
     return runs;
 }
 

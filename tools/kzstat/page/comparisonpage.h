@@ -17,7 +17,8 @@ struct RunOfPage {
     double begin = 0;           ///< of what is drawn, in seconds since the start of the run
     std::optional<double> end;  ///< no value if that is the end of the run
     ComparedRun figures;
-    std::string curves;  ///< as `CurvesJson` tells them
+    std::string curves;                           ///< as `CurvesJson` tells them
+    std::vector<std::string> interruptions = {};  ///< as `DescribeInterruptions` has them
 };
 
 /// A run, or several that are samples of the same.

@@ -81,8 +81,10 @@ Json JsonOf(const Difference& difference, const std::vector<Percentile>& percent
 Json JsonOf(const ComparisonReport::Side& side) {
     Json runs = Json::array();
     for (const ComparisonReport::Run& run : side.runs)
-        runs.push_back(
-            {{"path", run.path}, {"run_id", run.id}, {"completeness", run.completeness}});
+        runs.push_back({{"path", run.path},
+                        {"run_id", run.id},
+                        {"completeness", run.completeness},
+                        {"interruptions", run.interruptions}});
     return {{"runs", runs}, {"only_here", side.namesOfItAlone}};
 }
 

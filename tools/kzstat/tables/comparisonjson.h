@@ -17,7 +17,8 @@ struct ComparisonReport {
     struct Run {
         std::string path;
         std::string id;
-        std::string completeness;  ///< as `CompletenessText` has it
+        std::string completeness;                     ///< as `CompletenessText` has it
+        std::vector<std::string> interruptions = {};  ///< as `DescribeInterruptions` has them
     };
     struct Side {
         std::vector<Run> runs;

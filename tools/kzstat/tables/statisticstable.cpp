@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <optional>
 #include <string_view>
 
 #include "figures/statisticscolumns.h"
@@ -21,7 +22,6 @@ using kzterminal::Output;
 using kzterminal::Table;
 
 constexpr std::size_t kMaxNotes = 10;
-constexpr std::size_t kMaxInterruptions = 5;
 
 constexpr std::size_t kMinNameColumns = 16;
 constexpr std::size_t kMinShareOfNames = 5;  // a fifth
@@ -147,6 +147,16 @@ std::string WhatWasRun(const kzjournal::Run& facts) {
 }
 
 /// "under load 0:00 to 0:30".
+/// "0:36", or "0:36 (0:30 with slices)".
+std::string DurationText(RunReader& run) {
+    const double sliceLength = run.Facts().sliceLength;
+    const double withSlices = static_cast<double>(run.CountSlices()) * sliceLength;
+    const std::optional<kzjournal::Slice> last = run.LastSlice();
+    const double whole = last ? last->elapsed : 0;
+    if (std::abs(whole - withSlices) < sliceLength / 2) return TimeOfRun(whole);
+    return TimeOfRun(whole) + " (" + TimeOfRun(withSlices) + " with slices)";
+}
+
 std::string LoadText(const kzjournal::LoadSpan& load) {
     std::string text = load.end ? "under load " : "under load since ";
     text.append(TimeOfRun(load.begin.value_or(0)));
@@ -175,8 +185,7 @@ std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
     const kzjournal::Run& facts = run.Facts();
     const long long all = run.CountSlices();
     const long long chosen = run.CountSlices(range.underLoad);
-    std::string when = WallClock(facts.startTime) + ", for " +
-                       TimeOfRun(static_cast<double>(all) * facts.sliceLength) + ", " +
+    std::string when = WallClock(facts.startTime) + ", for " + DurationText(run) + ", " +
                        CompletenessText(run) + " of " + ReadableNumber(facts.sliceLength) + " s";
     if (!range.isOfLoad && chosen < all) when += ", " + std::to_string(chosen) + " in the range";
     std::vector<std::string> lines{kzterminal::Printable(WhatWasRun(facts) + ", on " + facts.host),
@@ -184,21 +193,6 @@ std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range) {
     if (range.isOfLoad)
         lines.push_back(LoadText(range.load) + ", " + std::to_string(chosen) + " of " +
                         std::to_string(all) + " slices");
-    return lines;
-}
-
-std::vector<std::string> DescribeInterruptions(RunReader& run,
-                                               const std::vector<Interruption>& interruptions) {
-    const bool isMerged = !run.Sources().empty();
-    std::vector<Interruption> told;
-    for (const Interruption& each : interruptions)
-        if (!isMerged || each.kind != Interruption::Missing) told.push_back(each);
-    std::vector<std::string> lines;
-    for (const Interruption& each : LongestOf(told, kMaxInterruptions))
-        lines.push_back(InterruptionText(each));
-    if (told.size() > lines.size())
-        lines.push_back("... and " + std::to_string(told.size() - lines.size()) +
-                        " shorter times without figures");
     return lines;
 }
 

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "figures/interruptions.h"
 #include "figures/statistics.h"
 #include "reading/runreader.h"
 #include "tables/latestvalues.h"
@@ -28,11 +27,6 @@ std::vector<kzterminal::Output::Line> TableOf(const std::vector<Statistics>& row
 /// What was run, when and how much of it is stored and, if the range is that of the load, when it
 /// was under load: a line each.
 std::vector<std::string> DescribeRun(RunReader& run, const SliceRange& range);
-
-/// The times of which the run tells nothing, a line each; what is too much for a terminal is
-/// counted. Missing slices of a merged run are noted in it, and left out.
-std::vector<std::string> DescribeInterruptions(RunReader& run,
-                                               const std::vector<Interruption>& interruptions);
 
 /// What was noted of the run, such as gaps, a line each; what is too much for a terminal is
 /// counted.
