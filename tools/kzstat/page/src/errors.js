@@ -40,11 +40,12 @@ function errorsIn(works, areTransactions, names, figuresOf) {
 }
 
 // The greater share of that of transactions and that of other work that has failed; null if there is neither.
-// Transactions are made of work that has names of its own: both together would count a failure twice.
+// Transactions are made of work that has names of its own: both together would count a failure twice. Of equal shares
+// the one of other work is told, which the other tiles are about.
 export function errorsOf(allNames, figuresOf) {
   const names = new Map(allNames.map((name) => [name.name, name]));
   const {transactions, rest} = worksOf(names);
-  const both = [errorsIn([...transactions], true, names, figuresOf), errorsIn([...rest], false, names, figuresOf)];
+  const both = [errorsIn([...rest], false, names, figuresOf), errorsIn([...transactions], true, names, figuresOf)];
   const [first, second] = both.filter(({works}) => works.length > 0);
   return second && (second.share ?? -1) > (first.share ?? -1) ? second : (first ?? null);
 }

@@ -42,10 +42,13 @@ const INFINITIES = {'Infinity': Infinity, '-Infinity': -Infinity};
 
 // JSON has texts in place of infinite numbers.
 export function withInfinities(run) {
-  const mend = (numbers) => {
-    for (const key of Object.keys(numbers)) if (typeof numbers[key] === 'string') numbers[key] = INFINITIES[numbers[key]];
+  const mend = (numbers, key) => {
+    if (typeof numbers[key] === 'string') numbers[key] = INFINITIES[numbers[key]];
   };
-  for (const {figures, course, cumulative} of run.names) [figures, ...Object.values(course ?? {}), cumulative ?? []].forEach(mend);
+  for (const {figures, course, cumulative} of run.names) {
+    for (const field of Object.keys(figures)) mend(figures, field);
+    for (const series of [...Object.values(course ?? {}), cumulative ?? []]) for (let i = 0; i < series.length; ++i) mend(series, i);
+  }
   return run;
 }
 
