@@ -99,7 +99,7 @@ function remarksOf(comparison, isAnyMarked, state) {
   return [
     ...(isThere(before) && isThere(after) && before !== after ? [`at another load: ${number(before)} and ${number(after)}`] : []),
     ...(reason ? [reason] : isAnyMarked ? [] : [`none of ${names.length} names is marked`]),
-    ...(state === 'unsure' ? [`chance alone marks about ${number(100 * significance)} % of ${names.length} names`] : []),
+    ...(state === 'unsure' && isAnyMarked ? [`chance alone marks about ${number(100 * significance)} % of ${names.length} names`] : []),
     ...(!reason && untested > 0 ? [`${untested} of ${names.length} names have too few ${samples} to tell`] : []),
     ...(!reason && unlike > 0 ? [`${unlike} of ${names.length} names cannot be compared`] : []),
     ...(comparison.uncertain.length > 0 ? [`large, but not certain: ${comparison.uncertain.join(', ')}`] : []),
