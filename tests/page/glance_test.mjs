@@ -432,6 +432,8 @@ test('times without figures are hatched, and told in words', async (t) => {
   await page.goto(`file://${reportOf(await interruptedRun(t))}`);
   await page.waitForSelector('#lanes canvas');
   assert.deepEqual(await page.locator('#remarks li').allTextContents(), ['no slices from 0:05 to 0:10', 'the generator stood still from 0:14 to 0:16']);
+  const [, whole, withSlices] = (await page.locator('#subtitle').textContent()).match(/ (\d+) s \((\d+) s with slices\) /);
+  assert.equal(whole - withSlices, 5);
   assert.ok(await pixelsOf(page, LANE, '--gap') > 100);
   await hover(page, 8);
   assert.deepEqual([await page.locator('.tooltip dt').allTextContents(), await page.locator('.tooltip dd').allTextContents()], [['no slices'], ['0:05 – 0:10']]);

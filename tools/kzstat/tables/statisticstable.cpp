@@ -146,7 +146,6 @@ std::string WhatWasRun(const kzjournal::Run& facts) {
     return name == program ? facts.commandLine : name + ": " + facts.commandLine;
 }
 
-/// "under load 0:00 to 0:30".
 /// "0:36", or "0:36 (0:30 with slices)".
 std::string DurationText(RunReader& run) {
     const double sliceLength = run.Facts().sliceLength;
@@ -157,6 +156,7 @@ std::string DurationText(RunReader& run) {
     return TimeOfRun(whole) + " (" + TimeOfRun(withSlices) + " with slices)";
 }
 
+/// "under load 0:00 to 0:30".
 std::string LoadText(const kzjournal::LoadSpan& load) {
     std::string text = load.end ? "under load " : "under load since ";
     text.append(TimeOfRun(load.begin.value_or(0)));

@@ -76,12 +76,20 @@ function loadText({run, elapsed: whole}) {
   return begin > 0 || end < whole ? `under load ${elapsed(begin)} – ${elapsed(end)}` : '';
 }
 
+// "36 s", or "36 s (30 s with slices)" where some are missing within the run.
+function durationText(page, zoom, buckets) {
+  if (zoom) return duration(secondsIn(page, buckets));
+  const withSlices = page.slices * page.run.sliceLength;
+  const isWhole = askedText(page) !== '' || Math.abs(page.elapsed - withSlices) < page.run.sliceLength / 2;
+  return isWhole ? duration(withSlices) : `${duration(Number(page.elapsed.toFixed(1)))} (${duration(withSlices)} with slices)`;
+}
+
 export function showTitle({run: page, zoom, buckets}) {
   const {run} = page;
   const slices = zoom ? slicesIn(page, buckets) : page.slices;
   const facts = [
     whenText(run.startTime, run.startTime + page.elapsed),
-    duration(zoom ? secondsIn(page, buckets) : page.slices * run.sliceLength),
+    durationText(page, zoom, buckets),
     slicesText(slices, page),
     zoom ? '' : loadText(page),
     `on ${run.host}`,
