@@ -194,7 +194,7 @@ function tilesOf({sides}, main) {
   const of = haveSuccesses ? '' : ' of failures';
   const time = (key) => ({label: `${key}${of}${unit && `, ${unit}`}`, values: rows.map((row) => timesOf(row)?.[key]), text: number, kind: 'times', names: ({name}) => name === work.name});
   return [
-    {label: `${noun}/s`, values: rows.map((row) => row?.rate), text: number, kind: 'successes', names: ({kind}) => kind === 'successes'},
+    {label: `${noun}/s`, values: rows.map((row) => row?.rate), text: number, kind: 'successes', names: ({kind}) => kind === 'successes' || kind === 'failures'},
     ...['mean', 'p50', 'p95', 'p99'].map(time),
     ...(areFailuresTold ? [{label: 'error share, %', values: rows.map((row) => row?.share), text: (share) => number(isThere(share) ? 100 * share : null), kind: 'shares', names: ({kind}) => kind === 'failures', isShare: true}] : []),
     loads,
