@@ -159,6 +159,24 @@ test('runs that are as good say so', async (t) => {
   assert.match(await page.locator('#verdicts').textContent(), /^No difference between A and B foundnone of 6 names is marked/);
 });
 
+test('a run that did more is not called better', async (t) => {
+  const more = new Journal(t, START + 9);
+  more.showDistributions('request.time', 'login.time');
+  for (let slice = 1; slice <= SLICES; ++slice) await more.slice({...work(slice), 'responses.2xx': ['Counter', 30]});
+  await more.end();
+  const {page} = await opened(t, [twoRuns[0], more.path]);
+  assert.equal(await page.locator('#verdicts strong').textContent(), 'B did more than A');
+});
+
+test('a large change that chance may make is told', async (t) => {
+  const broken = new Journal(t, START + 9);
+  broken.showDistributions('request.time', 'login.time');
+  for (let slice = 1; slice <= SLICES; ++slice) await broken.slice(work(slice, {errors: slice > SLICES / 2 ? 20 : 0}));
+  await broken.end();
+  const {page} = await opened(t, [twoRuns[0], broken.path]);
+  assert.match(await page.locator('#verdicts').textContent(), /^B may differ from A.*large, but not certain: .*error share \+33.33 pp/);
+});
+
 test('too few slices are told as the reason why nothing is marked', async (t) => {
   const {page} = await opened(t, [await runOf(t, {}, 10), await runOf(t, {time: 50, start: START + 9}, 10)]);
   assert.match(await page.locator('#verdicts').textContent(), /nothing is marked: that takes at least 30 slices a side, and there are 10 and 10$/);
