@@ -124,12 +124,6 @@ void Print(const FailFindings& findings, Output& output) {
         output.WriteLine("cannot tell: " + line, Output::Bad);
 }
 
-/// The figures of a run that stood still are not those of one that did not.
-std::vector<std::string> InterruptionsOf(RunReader& run, const RunOpener& runs,
-                                         const std::string& path, const SliceRange& range) {
-    return DescribeInterruptions(run, FindInterruptions(run, runs, path, range.Time()));
-}
-
 ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
                             const std::vector<FailCondition>& conditions, const RunOpener& runs,
                             Output& output) {
@@ -138,7 +132,8 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
         const std::unique_ptr<RunReader> run = runs.Open(path);
         const SliceRange range = options.range.RangeOf(*run);
         output.WriteLine(DescribeJournal(*run, path));
-        for (const std::string& line : InterruptionsOf(*run, runs, path, range))
+        // The figures of a run that stood still are not those of one that did not.
+        for (const std::string& line : DescribeInterruptions(*run, runs, path, range.Time()))
             output.WriteLine(kzterminal::Printable(path) + ": " + line, Output::Bad);
         return ReadForComparison(*run, range);
     };
@@ -165,7 +160,7 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
             const std::unique_ptr<RunReader> run = runs.Open(path);
             const SliceRange range = options.range.RangeOf(*run);
             side.runs.push_back({path, run->Facts().id, CompletenessText(*run),
-                                 InterruptionsOf(*run, runs, path, range)});
+                                 DescribeInterruptions(*run, runs, path, range.Time())});
             return ReadForComparison(*run, range);
         };
     };

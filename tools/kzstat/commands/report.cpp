@@ -75,7 +75,7 @@ RunOfPage ReadForPage(RunReader& run, const std::string& path, const RunOpener& 
             range.load.end,
             ReadForComparison(run, range),
             CurvesJson(HistoryOf(run, runs, path, options)),
-            DescribeInterruptions(run, FindInterruptions(run, runs, path, range.Time()))};
+            DescribeInterruptions(run, runs, path, range.Time())};
 }
 
 /// They would differ in nothing, or in the meantime.

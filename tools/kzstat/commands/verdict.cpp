@@ -90,8 +90,7 @@ std::vector<std::string> WarningsOf(RunReader& run, const RunOpener& runs, const
         warnings.push_back(std::string(title) + " has not ended, or was killed");
     if (const auto saturation = FindSaturation(run, runs, path, range.underLoad))
         warnings.push_back(std::string(title) + ": " + kzconditions::SaturationText(*saturation));
-    for (const std::string& line :
-         DescribeInterruptions(run, FindInterruptions(run, runs, path, range.Time())))
+    for (const std::string& line : DescribeInterruptions(run, runs, path, range.Time()))
         warnings.push_back(std::string(title) + ": " + line);
     return warnings;
 }

@@ -142,4 +142,10 @@ std::vector<std::string> DescribeInterruptions(RunReader& run,
     return lines;
 }
 
+std::vector<std::string> DescribeInterruptions(RunReader& run, const RunOpener& runs,
+                                               const std::string& name,
+                                               const kzjournal::TimeRange& range) {
+    return DescribeInterruptions(run, FindInterruptions(run, runs, name, range));
+}
+
 }  // namespace kzstatprogram

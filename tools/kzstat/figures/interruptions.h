@@ -74,6 +74,11 @@ std::vector<Interruption> LongestOf(std::vector<Interruption> interruptions, std
 std::vector<std::string> DescribeInterruptions(RunReader& run,
                                                const std::vector<Interruption>& interruptions);
 
+/// The same of what `FindInterruptions` finds.
+std::vector<std::string> DescribeInterruptions(RunReader& run, const RunOpener& runs,
+                                               const std::string& name,
+                                               const kzjournal::TimeRange& range);
+
 /// "no slices from 0:12 to 0:42", or "the generator stood still from 0:12 to 0:42".
 std::string InterruptionText(const Interruption& interruption);
 

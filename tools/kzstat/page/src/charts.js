@@ -43,6 +43,7 @@ export class Charts {
     this.cardOf = new Map();
     this.near = new Set();
     this.ids = 0;
+    this.foldingBeforeSearch = null;
     this.observer = new IntersectionObserver((entries) => this.moved(entries), {rootMargin: NEAR_THE_SCREEN});
     new ResizeObserver(() => this.resize()).observe(container);
   }
@@ -121,6 +122,17 @@ export class Charts {
 
   foldAs(folding) {
     for (const [element, wasOpen] of folding) element.open = wasOpen;
+  }
+
+  // What is searched for is not folded; afterwards all is as it was before.
+  unfoldForSearch(isSearching) {
+    if (isSearching) {
+      this.foldingBeforeSearch ??= this.folding();
+      this.unfold(true);
+    } else if (this.foldingBeforeSearch) {
+      this.foldAs(this.foldingBeforeSearch);
+      this.foldingBeforeSearch = null;
+    }
   }
 
   // Brings the card of a name before the reader.

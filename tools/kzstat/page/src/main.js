@@ -22,7 +22,6 @@ const spanForm = new SpanForm(byId('span'), {whole: byId('whole'), fault: byId('
 let run = null;
 let axis = 'elapsed';
 let zoom = null;
-let foldingBefore = null;  // the search
 
 function matches(name) {
   const words = byId('search').value.toLowerCase().split(/\s+/);
@@ -41,16 +40,9 @@ function arrange() {
   byId('nothing').textContent = run.names.length === 0 ? 'Nothing was reported yet.' : 'No name matches.';
 }
 
-// What is searched for is not folded.
 function search() {
   arrange();
-  if (byId('shown').textContent) {
-    foldingBefore ??= charts.folding();
-    charts.unfold(true);
-  } else if (foldingBefore) {
-    charts.foldAs(foldingBefore);
-    foldingBefore = null;
-  }
+  charts.unfoldForSearch(byId('shown').textContent !== '');
 }
 
 function offerTypes() {

@@ -28,7 +28,6 @@ const charts = new Charts(byId('charts'), drawingsOf, plotsOfRuns(compared.runs)
 const overview = new Overview(byId('lanes'), compared, main);
 const table = new Table(byId('table'), columnsOf(compared.comparisons), {order: byHurt, onSorted: arrange, onChosen: ({title}) => charts.reveal(title)});
 let zoom = spanInAddress();
-let foldingBefore = null;  // the search
 
 function viewOf() {
   return {
@@ -68,16 +67,9 @@ function arrange() {
   byId('nothing').textContent = names.length === 0 ? 'Nothing was reported.' : 'No name matches.';
 }
 
-// What is searched for is not folded.
 function search() {
   arrange();
-  if (byId('shown').textContent) {
-    foldingBefore ??= charts.folding();
-    charts.unfold(true);
-  } else if (foldingBefore) {
-    charts.foldAs(foldingBefore);
-    foldingBefore = null;
-  }
+  charts.unfoldForSearch(byId('shown').textContent !== '');
 }
 
 function offerControls() {
