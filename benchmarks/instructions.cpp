@@ -23,9 +23,8 @@ constexpr int kRounds = 10;
 
 /// One value by name, its share of the flushes included. On a clock that stands still, since what
 /// the real one takes depends on how much time passes.
-void AddValues(int count) {
+void AddValuesTo(SilentHost& host, int count) {
     const RyPTestClock clock(0);
-    SilentHost host;
     host.Start(0, kEndlessSlice);
     std::deque<CKZStatGenClient> clients;
     for (int id = 0; id < kFewClients; ++id) clients.emplace_back(&host, id);
@@ -35,6 +34,18 @@ void AddValues(int count) {
         clients[static_cast<std::size_t>(report.client)].AddLast(report.name, report.value,
                                                                  CKZStatPointTypeEnum::Measurement);
     }
+}
+
+void AddValues(int count) {
+    SilentHost host;
+    AddValuesTo(host, count);
+}
+
+/// The same with the distribution of every name.
+void AddCollectedValues(int count) {
+    SilentHost host;
+    host.CollectDistributions(CKZStatDistributionChoice::Usual());
+    AddValuesTo(host, count);
 }
 
 void Fill(CKZStatGenMeasurementDictionary& dictionary) {
@@ -72,6 +83,7 @@ struct Operation {
 };
 
 constexpr Operation kOperations[] = {{"AddLast", AddValues},
+                                     {"AddLast with distributions", AddCollectedValues},
                                      {"Distribution::Add", AddToDistribution},
                                      {"merged pair", MergePairs},
                                      {"dumped record", DumpRecords}};
@@ -87,7 +99,8 @@ int main(int argc, char** argv) {
             }
     std::fputs(
         "usage: instructions "
-        "'AddLast'|'Distribution::Add'|'merged pair'|'dumped record' COUNT\n",
+        "'AddLast'|'AddLast with distributions'|'Distribution::Add'|'merged pair'|'dumped record' "
+        "COUNT\n",
         stderr);
     return 2;
 }

@@ -39,13 +39,13 @@ def main() -> None:
             json.dump(measured, file, indent=4)
             file.write("\n")
     exceeded = False
-    print(f"{'instructions per':<20} {'measured':>9} {'record':>9}")
+    print(f"{'instructions per':<27} {'measured':>9} {'record':>9}")
     for operation, count in measured.items():
         verdict = ""
         if count > record[operation] * (1 + TOLERANCE):
             exceeded = True
             verdict = f"over {TOLERANCE:.0%} more than the record"
-        print(f"{operation:<20} {count:>9.1f} {record[operation]:>9.1f} {verdict}".rstrip())
+        print(f"{operation:<27} {count:>9.1f} {record[operation]:>9.1f} {verdict}".rstrip())
     if exceeded and "--record" not in sys.argv:
         sys.exit("instructions.py: mend what costs more, or record it where it is worth it: "
                  "scripts/bench --record")

@@ -51,9 +51,13 @@ constexpr bool IsUsed(Number bucket) {
     return bucket == kZero || (bucket >= kSmallestNormal && bucket <= kInfinity);
 }
 
-/// The smallest magnitude in the bucket. REQUIRES: `bucket` is `kZero` or above.
+// Of the smallest magnitude in the bucket. REQUIRES: `bucket` is `kZero` or above.
+
+constexpr std::uint64_t LowestBits(Number bucket) {
+    return std::uint64_t{bucket - kZero} << kIgnoredBits;
+}
 inline double LowestMagnitude(Number bucket) {
-    return std::bit_cast<double>(std::uint64_t{bucket - kZero} << kIgnoredBits);
+    return std::bit_cast<double>(LowestBits(bucket));
 }
 
 struct Bounds {

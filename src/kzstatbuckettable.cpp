@@ -4,6 +4,7 @@
 #include <numeric>
 
 void CKZStatBucketTable::Increment(Bucket bucket) {
+    if (FindRow(bucket) == nullptr) CreateRowWithin(bucket);
     Count& count = FindOrCreateRow(bucket)[PlaceOf(bucket)];
     if (count == kMost) FindOrCreateCarries().Increment(bucket);
     ++count;
@@ -16,16 +17,16 @@ void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
     const auto isPlain = [&](Bucket first, const Count* added) {
         return !other.HasCarries(first) && BitsOfSums(first, added) <= kMost;
     };
-    for (const Power& power : other.m_powers) {
-        const Bucket first = FirstBucketOf(power);
-        const Count* const added = other.RowAt(power.row);
+    for (std::size_t row = 0; row < other.m_powers.size(); ++row) {
+        const Bucket first = other.FirstBucketOf(row);
+        const Count* const added = other.RowAt(row);
         const std::uint64_t bits =
             isPlain(first, added) ? BitsOfSums(first, added) : AddUp(first, other, sums);
         if (bits != 0) MakeRoomFor(first, bits);
     }
-    for (const Power& power : other.m_powers) {
-        const Bucket first = FirstBucketOf(power);
-        const Count* const added = other.RowAt(power.row);
+    for (std::size_t row = 0; row < other.m_powers.size(); ++row) {
+        const Bucket first = other.FirstBucketOf(row);
+        const Count* const added = other.RowAt(row);
         Count* const own = FindRow(first);
         if (own == nullptr) continue;
         if (isPlain(first, added)) {
@@ -60,14 +61,15 @@ std::uint64_t CKZStatBucketTable::AddUp(Bucket bucket, const CKZStatBucketTable&
 }
 
 void CKZStatBucketTable::Clear() {
+    CloseWindow();
     std::fill(m_counts.begin(), m_counts.end(), Count{0});
     if (m_carries != nullptr) m_carries->Clear();
 }
 
 CKZStatBucketTable::Bucket CKZStatBucketTable::OfRank(std::uint64_t rank) const {
     Counts counts;
-    for (const Power& power : m_powers) {
-        const Bucket first = FirstBucketOf(power);
+    for (std::size_t row = 0; row < m_powers.size(); ++row) {
+        const Bucket first = FirstBucketOf(row);
         Unpack(first, counts);
         const std::uint64_t sum = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
         if (rank > sum) {
@@ -84,8 +86,8 @@ CKZStatBucketTable::Bucket CKZStatBucketTable::OfRank(std::uint64_t rank) const 
 std::uint64_t CKZStatBucketTable::CountBelow(Bucket limit) const {
     Counts counts;
     std::uint64_t below = 0;
-    for (const Power& power : m_powers) {
-        const Bucket first = FirstBucketOf(power);
+    for (std::size_t row = 0; row < m_powers.size(); ++row) {
+        const Bucket first = FirstBucketOf(row);
         if (first >= limit) break;
         Unpack(first, counts);
         const Bucket end = std::min(first + kRow, limit);
@@ -108,39 +110,81 @@ bool CKZStatBucketTable::operator==(const CKZStatBucketTable& other) const {
 bool CKZStatBucketTable::HasCountsOf(const CKZStatBucketTable& other) const {
     Counts own;
     Counts theirs;
-    return std::all_of(other.m_powers.begin(), other.m_powers.end(), [&](const Power& power) {
-        Unpack(FirstBucketOf(power), own);
-        other.Unpack(FirstBucketOf(power), theirs);
+    return std::all_of(other.m_powers.begin(), other.m_powers.end(), [&](std::uint16_t power) {
+        Unpack(power * kRow, own);
+        other.Unpack(power * kRow, theirs);
         return own == theirs;
     });
 }
 
-/// Its power of two, or the one before which that would stand.
-std::vector<CKZStatBucketTable::Power>::const_iterator CKZStatBucketTable::Search(
-    Bucket bucket) const {
-    return std::lower_bound(m_powers.begin(), m_powers.end(), bucket / kRow,
-                            [](const Power& a, Bucket wanted) { return a.number < wanted; });
+/// The row of its power of two, or the one before which that would lie.
+std::size_t CKZStatBucketTable::Search(Bucket bucket) const {
+    const auto found = std::lower_bound(m_powers.begin(), m_powers.end(), bucket / kRow);
+    return static_cast<std::size_t>(found - m_powers.begin());
 }
 
 const CKZStatBucketTable::Count* CKZStatBucketTable::SearchRow(Bucket bucket) const {
-    const auto found = Search(bucket);
-    return found != m_powers.end() && found->number == bucket / kRow ? RowAt(found->row) : nullptr;
+    const std::size_t row = Search(bucket);
+    return HasRow(row, bucket / kRow) ? RowAt(row) : nullptr;
 }
 
 /// Of the power of two of a bucket.
 CKZStatBucketTable::Hint CKZStatBucketTable::SearchOrCreateRow(Bucket bucket) {
-    const auto front = static_cast<std::uint16_t>(kzstatbucket::FrontOf(bucket) / kRow);
-    const auto found = Search(bucket);
-    if (found != m_powers.end() && found->number == bucket / kRow) return {front, found->row};
+    const auto power = static_cast<std::uint16_t>(bucket / kRow);
+    const std::size_t row = Search(bucket);
+    const Hint hint{power, static_cast<std::uint16_t>(row)};
+    if (!HasRow(row, power)) CreateRows(row, power, 1);
+    return hint;
+}
 
-    const std::size_t rows = m_powers.size() + 1;
+/// Of the power of two of a bucket that has none, and those between it and others.
+void CKZStatBucketTable::CreateRowWithin(Bucket bucket) {
+    const std::size_t row = Search(bucket);
+    const std::size_t power = bucket / kRow;
+    std::size_t first = power;
+    std::size_t end = power + 1;
+    if (power > kPowerOfZero) {
+        if (row > 0 && m_powers[row - 1] > kPowerOfZero && power - m_powers[row - 1] <= kReach)
+            first = m_powers[row - 1] + 1U;
+        if (row < m_powers.size() && m_powers[row] - power <= kReach) end = m_powers[row];
+    }
+    CreateRows(row, first, end - first);
+}
+
+/// Of adjacent powers, before that row.
+void CKZStatBucketTable::CreateRows(std::size_t row, std::size_t power, std::size_t count) {
+    const std::size_t rows = m_powers.size() + count;
     // As few more as may be without copying a large table for each.
     constexpr std::size_t kShare = 64;
     m_counts.reserve(kRow * std::min(rows + rows / kShare, kAllPowers));
-    m_counts.resize(kRow * rows);
-    const auto row = static_cast<std::uint16_t>(rows - 1);
-    m_powers.insert(found, {static_cast<std::uint16_t>(bucket / kRow), row});
-    return {front, row};
+    m_powers.reserve(rows);
+    CloseWindow();
+    m_hint = {};
+    const auto at = static_cast<std::ptrdiff_t>(row);
+    m_counts.insert(m_counts.begin() + at * kRow, kRow * count, Count{0});
+    const auto powers = m_powers.insert(m_powers.begin() + at, count, 0);
+    std::iota(powers, powers + static_cast<std::ptrdiff_t>(count),
+              static_cast<std::uint16_t>(power));
+}
+
+void CKZStatBucketTable::MoveWindow(double value, double least, double greatest) {
+    const Bucket bucket = kzstatbucket::Of(value);
+    // Zero has a row as well, but not one where denormal numbers find their count by their bits.
+    if (bucket <= kzstatbucket::kZero) return;
+    std::size_t first = Search(bucket);
+    std::size_t last = first;
+    while (first > 0 && HasRow(first - 1, m_powers[first] - 1U) &&
+           m_powers[first - 1] > kPowerOfZero)
+        --first;
+    while (HasRow(last + 1, m_powers[last] + 1U)) ++last;
+
+    const Bucket begin = FirstBucketOf(first);
+    const double lowest = std::max(least, kzstatbucket::LowestMagnitude(begin));
+    m_window.lowest = std::bit_cast<std::uint64_t>(lowest);
+    m_window.width = std::min(std::bit_cast<std::uint64_t>(greatest) + 1,
+                              kzstatbucket::LowestBits(FirstBucketOf(last) + kRow)) -
+                     m_window.lowest;
+    m_window.origin = kzstatbucket::FrontOf(begin) - static_cast<Bucket>(first) * kRow;
 }
 
 CKZStatBucketTable& CKZStatBucketTable::FindOrCreateCarries() {

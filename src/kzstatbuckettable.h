@@ -2,6 +2,7 @@
 #define KZSTATBUCKETTABLE_H
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -12,11 +13,12 @@
 
 #include "kzstatbucket.h"
 
-/// Counts by bucket, in memory only for powers of two that have or had values.
+/// Counts by bucket, in memory only for powers of two that have or had values, and for some that
+/// lie between two of them.
 ///
 /// Each power of two has a row of counts of 16 bits; the rows lie in one piece of memory, in the
-/// order in which they were needed. A second table, which is there once it is needed, counts how
-/// often a count has exceeded 16 bits.
+/// order of their values. A second table, which is there once it is needed, counts how often a
+/// count has exceeded 16 bits.
 ///
 /// Compatible: one thread at a time changes an object and no other reads it meanwhile.
 class CKZStatBucketTable {
@@ -30,22 +32,27 @@ public:
 
     // Each counts one more value. REQUIRES: the counts of all buckets add up to less than 2^64 - 1.
 
-    /// Returns false and counts nothing if that takes more than a moment. REQUIRES: not NaN.
+    /// Returns false and counts nothing if the value is not in the window.
     bool TryIncrement(double value) {
-        const Bucket front = kzstatbucket::FrontOf(value);
-        const Hint& hint = m_hints[front / kRow % kHints];
-        if (hint.power == front / kRow) return TryIncrement(hint, front % kRow);
-        return m_hintOfZero.power != kNone && kzstatbucket::Of(value) == kzstatbucket::kZero &&
-               TryIncrement(m_hintOfZero, 0);
+        if (std::bit_cast<std::uint64_t>(value) - m_window.lowest >= m_window.width) [[unlikely]]
+            return false;
+        Count& count = m_counts[kzstatbucket::FrontOf(value) - m_window.origin];
+        if (++count != 0) [[likely]]
+            return true;
+        --count;
+        return false;
     }
-    /// If memory runs out, throws and counts nothing.
+    /// Makes rows for powers between this one and the nearest, too, if these are few: values around
+    /// two means often take turns, and shall find both in the window. If memory runs out, throws
+    /// and counts nothing.
     void Increment(Bucket bucket);
 
-    /// Until the next change of a bucket, `TryIncrement` returns false.
-    void ForgetHints() {
-        m_hints.fill({});
-        m_hintOfZero = {};
-    }
+    /// Moves the window to those values from `least` to `greatest` that lie in the power of two of
+    /// `value` and in the adjacent ones, up to the next that has no row. It stays there until a row
+    /// is made. Does nothing if `value` is not positive, or denormal. REQUIRES: its power has a
+    /// row, and it is one of those values.
+    void MoveWindow(double value, double least, double greatest);
+    void CloseWindow() { m_window.width = 0; }
 
     /// Adds all counts. If memory runs out, throws and adds nothing. REQUIRES: the counts of both
     /// add up to less than 2^64.
@@ -72,13 +79,13 @@ public:
         if (sum > kMost) m_carries->Add(bucket, sum >> kCountBits);
     }
 
-    /// Sets all counts to 0 and keeps the memory.
+    /// Sets all counts to 0, closes the window and keeps the memory.
     void Clear();
 
     /// Calls `visit(bucket, count)` for each count that is not 0, in ascending order.
     template <class Visit>
     void ForEach(const Visit& visit) const {
-        for (const Power& power : m_powers) ForEachOf(power, visit);
+        for (std::size_t row = 0; row < m_powers.size(); ++row) ForEachOf(row, visit);
     }
 
     /// The first bucket that has at least `rank` values in it and below. REQUIRES: there is one.
@@ -102,86 +109,77 @@ private:
 
     static constexpr std::size_t kAllPowers = kzstatbucket::kLimit / kRow;
     static constexpr std::uint16_t kNone = kAllPowers;
+    static constexpr std::size_t kPowerOfZero = kzstatbucket::kZero / kRow;
 
-    /// As many adjacent powers of two have hints that do not displace one another.
-    static constexpr std::uint32_t kHints = 8;
+    /// A gap between two powers is filled if they are at most so far apart: a factor of 256. Seven
+    /// rows take less than 2 KB.
+    static constexpr std::size_t kReach = 8;
+
+    /// Positive values whose counts lie in the order of their bits, so that neither a search nor a
+    /// comparison of numbers of powers is needed to find one.
+    struct Window {
+        std::uint64_t lowest = 0;  // the bits of the least value
+        std::uint64_t width = 0;   // so many values from there on
+        std::uint32_t origin = 0;  // the front whose count would be the first of all, modulo 2^32
+    };
 
     /// Where the row of a power of two is.
     struct Hint {
-        std::uint16_t power = kNone;  // the front of its values
+        std::uint16_t power = kNone;  // the number of its buckets, without the lowest bits
         std::uint16_t row = 0;
     };
 
-    struct Power {
-        std::uint16_t number;  // of its buckets, without the lowest bits
-        std::uint16_t row;
-    };
-
-    bool TryIncrement(const Hint& hint, unsigned at) {
-        Count& count = m_counts[std::size_t{hint.row} * kRow + at];
-        if (++count != 0) return true;
-        --count;
-        return false;
-    }
-
-    static Bucket FirstBucketOf(const Power& power) { return power.number * kRow; }
+    Bucket FirstBucketOf(std::size_t row) const { return m_powers[row] * kRow; }
     static unsigned PlaceOf(Bucket bucket) { return kzstatbucket::FrontOf(bucket) % kRow; }
 
     // Of the power of two of a bucket. Null if there is none.
 
     const Count* FindRow(Bucket bucket) const {
-        const Hint& hint = HintOf(bucket);
-        return hint.power == kzstatbucket::FrontOf(bucket) / kRow ? RowAt(hint.row)
-                                                                  : SearchRow(bucket);
+        return m_hint.power == bucket / kRow ? RowAt(m_hint.row) : SearchRow(bucket);
     }
     Count* FindRow(Bucket bucket) {
         return const_cast<Count*>(std::as_const(*this).FindRow(bucket));
     }
-    const Hint& HintOf(Bucket bucket) const {
-        if (bucket == kzstatbucket::kZero) return m_hintOfZero;
-        return m_hints[kzstatbucket::FrontOf(bucket) / kRow % kHints];
-    }
     const Count* SearchRow(Bucket bucket) const;
     const Count* RowAt(std::size_t row) const { return m_counts.data() + row * kRow; }
     Count* FindOrCreateRow(Bucket bucket) {
-        Hint& hint = const_cast<Hint&>(std::as_const(*this).HintOf(bucket));
-        if (hint.power != kzstatbucket::FrontOf(bucket) / kRow) hint = SearchOrCreateRow(bucket);
-        return m_counts.data() + std::size_t{hint.row} * kRow;
+        if (m_hint.power != bucket / kRow) m_hint = SearchOrCreateRow(bucket);
+        return m_counts.data() + std::size_t{m_hint.row} * kRow;
     }
     Hint SearchOrCreateRow(Bucket bucket);
+    void CreateRowWithin(Bucket bucket);
+    void CreateRows(std::size_t row, std::size_t power, std::size_t count);
 
     bool HasCarries(Bucket bucket) const {
         return m_carries != nullptr && m_carries->FindRow(bucket) != nullptr;
     }
     CKZStatBucketTable& FindOrCreateCarries();
 
-    std::vector<Power>::const_iterator Search(Bucket bucket) const;
+    std::size_t Search(Bucket bucket) const;
+    bool HasRow(std::size_t row, std::size_t power) const {
+        return row < m_powers.size() && m_powers[row] == power;
+    }
     std::uint64_t GetCount(Bucket bucket) const;
     void Unpack(Bucket bucket, Counts& counts) const;
     void Pack(Bucket bucket, Counts& counts);
     std::uint32_t BitsOfSums(Bucket bucket, const Count* added) const;
     std::uint64_t AddUp(Bucket bucket, const CKZStatBucketTable& other, Counts& sums) const;
     template <class Visit>
-    void ForEachOf(const Power& power, const Visit& visit) const;
+    void ForEachOf(std::size_t row, const Visit& visit) const;
     bool HasCountsOf(const CKZStatBucketTable& other) const;
 
     // First what a value reads besides its count, so that it lies together with what a distribution
     // has for it.
-
-    // Of the powers that were asked for last, by the lowest bits of their fronts. Each read that
-    // this saves may be one that waits for memory.
-    std::array<Hint, kHints> m_hints{};
+    Window m_window;
+    Hint m_hint;  // to the row that was asked for last: zeros often come among other values
     std::vector<Count> m_counts;
-    // The denormal numbers share the bucket of zero, but not its front. Besides, zeros often come
-    // among other values.
-    Hint m_hintOfZero;
-    std::vector<Power> m_powers;                    // by number, ascending
+    std::vector<std::uint16_t> m_powers;  // by row, ascending: the numbers of their buckets
     std::unique_ptr<CKZStatBucketTable> m_carries;  // counts of 2^16 values each
 };
 
 template <class Visit>
-void CKZStatBucketTable::ForEachOf(const Power& power, const Visit& visit) const {
-    const Bucket first = FirstBucketOf(power);
+void CKZStatBucketTable::ForEachOf(std::size_t row, const Visit& visit) const {
+    const Bucket first = FirstBucketOf(row);
     // The rows of negative values run backwards.
     const unsigned flip = PlaceOf(first);
     if (HasCarries(first)) {
@@ -191,14 +189,14 @@ void CKZStatBucketTable::ForEachOf(const Power& power, const Visit& visit) const
             if (counts[at ^ flip] != 0) visit(first + at, counts[at ^ flip]);
         return;
     }
-    const Count* const row = RowAt(power.row);
+    const Count* const inRow = RowAt(row);
     std::uint64_t word = 0;
-    constexpr unsigned kPerWord = sizeof word / sizeof row[0];
+    constexpr unsigned kPerWord = sizeof word / sizeof inRow[0];
     for (unsigned begin = 0; begin < kRow; begin += kPerWord) {
-        std::memcpy(&word, row + ((begin ^ flip) & ~(kPerWord - 1)), sizeof word);
+        std::memcpy(&word, inRow + ((begin ^ flip) & ~(kPerWord - 1)), sizeof word);
         if (word == 0) continue;
         for (unsigned at = begin; at < begin + kPerWord; ++at)
-            if (row[at ^ flip] != 0) visit(first + at, std::uint64_t{row[at ^ flip]});
+            if (inRow[at ^ flip] != 0) visit(first + at, std::uint64_t{inRow[at ^ flip]});
     }
 }
 

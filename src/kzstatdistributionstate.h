@@ -11,19 +11,19 @@
 
 // What a distribution is made of, for those that add to it with every value.
 
-/// What a value reads besides its count lies in the first line of memory.
-struct alignas(64) CKZStatDistribution::State {
+/// First what a value reads besides its count.
+struct CKZStatDistribution::State {
     std::uint64_t count = 0;
+    CKZStatBucketTable table;
     // An empty range until there is a value other than NaN, so that comparisons need no count.
     double minimum = std::numeric_limits<double>::infinity();
     double maximum = -std::numeric_limits<double>::infinity();
-    CKZStatBucketTable table;
     std::uint64_t nanCount = 0;
 
     /// Returns false and counts nothing if that takes more than a moment, as it does for the first
-    /// value, a new extreme, zero and NaN.
+    /// value, a new extreme, one that is not positive, and NaN.
     bool TryAdd(double value) {
-        if (!(value >= minimum && value <= maximum) || !table.TryIncrement(value)) return false;
+        if (!table.TryIncrement(value)) return false;
         ++count;
         return true;
     }
@@ -33,6 +33,8 @@ struct alignas(64) CKZStatDistribution::State {
     KZSTAT_NO_EXPORT void Add(const State& other);
 
     std::uint64_t GetOrderedCount() const { return count - nanCount; }
+    /// `TryAdd` asks for no limit, and is called less often than this leaves room for.
+    bool HasRoom() const { return count <= std::numeric_limits<std::uint64_t>::max() / 2; }
 
     /// Values that were added to the table, and the NaN among them. REQUIRES: there is room in 64
     /// bits.
@@ -42,8 +44,7 @@ struct alignas(64) CKZStatDistribution::State {
         // A negative zero becomes zero, so that the order of the values leaves no trace.
         if (least < minimum) minimum = least + 0.0;
         if (greatest > maximum) maximum = greatest + 0.0;
-        // `TryAdd` asks for no limit.
-        if (count > std::numeric_limits<std::uint64_t>::max() / 2) table.ForgetHints();
+        if (!HasRoom()) table.CloseWindow();
     }
 
     void Clear() {

@@ -118,7 +118,7 @@ public:
     }
     /// Nothing if `number` is a mark for none. Throws std::bad_alloc; nothing was added then.
     void Add(Number number, double value) {
-        if (number < m_size) {
+        if (number < m_size) [[likely]] {
             // Of one that is not used, every value is a new extreme.
             if (!m_slots[number].m_values.TryAdd(value)) AddWithCare(number, value);
         } else if (number < CKZStatGenMeasurement::kRefusedDistribution) {
@@ -130,8 +130,9 @@ public:
         if (number < CKZStatGenMeasurement::kRefusedDistribution) m_names.MarkIncomplete(number);
     }
 
-    /// The values of a name. In place, since each value that is flushed looks for them.
-    class Slot {
+    /// The values of a name. In place, since each value that is flushed looks for them; what it
+    /// reads lies in one line of memory.
+    class alignas(64) Slot {
     public:
         std::uint64_t GetCount() const { return m_values.count; }
         void AddTo(CKZStatDistribution& sum) const { sum.FindOrCreateState().Add(m_values); }

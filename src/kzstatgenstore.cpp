@@ -70,9 +70,9 @@ void Dictionary::Store::FlushValues(Dictionary& dictionary,
         for (CKZStatGenStatsCache::Reader next(cache); flushed < count; ++flushed) {
             const CKZStatGenStatsCache::Value cached = next();
             CKZStatGenMeasurement* const measurement =
-                MeasurementFor(dictionary, cached, distributions);
+                MeasurementFor<kCollects>(dictionary, cached, distributions);
             // First, since it may run out of memory.
-            if (kCollects) Collect(cached, *measurement, *distributions);
+            if (kCollects) distributions->Add(measurement->m_distribution, cached.value);
             measurement->TakeValue(cached.value);
             if (isTracing) TraceAdding(cached, *measurement);
         }
@@ -84,24 +84,24 @@ void Dictionary::Store::FlushValues(Dictionary& dictionary,
     cache.Clear();
 }
 
-/// The measurement of a cached value, which is expected at that position.
+/// The measurement of a cached value, which is expected at that position. Where distributions are
+/// collected, one of another type is not; it is told that there is one.
+template <bool kCollects>
 inline CKZStatGenMeasurement* Dictionary::Store::MeasurementFor(
     Dictionary& dictionary, const CKZStatGenStatsCache::Value& cached,
     CKZStatGenDistributionTable* distributions) {
     const std::vector<Entry>& entries = dictionary.Entries();
     if (cached.expected < entries.size() && !dictionary.MayHoldOthers()) {
         auto* const made = static_cast<CKZStatGenArenaMeasurement*>(entries[cached.expected].value);
-        if (RyPTextHash::AreEqual(made->Name(), cached.name.text)) return made;
+        if ((!kCollects || made->m_type == cached.type) &&
+            RyPTextHash::AreEqual(made->Name(), cached.name.text))
+            return made;
     }
-    return dictionary.FindOrCreate(cached.name.text, cached.name.hash, cached.type, distributions);
-}
-
-inline void Dictionary::Store::Collect(const CKZStatGenStatsCache::Value& cached,
-                                       const CKZStatGenMeasurement& measurement,
-                                       CKZStatGenDistributionTable& distributions) {
-    const CKZStatGenMeasurement::DistributionNumber number = measurement.m_distribution;
-    distributions.Add(number, cached.value);
-    if (cached.type != measurement.m_type) distributions.NoteOtherType(number);
+    CKZStatGenMeasurement* const measurement =
+        dictionary.FindOrCreate(cached.name.text, cached.name.hash, cached.type, distributions);
+    if (kCollects && measurement->m_type != cached.type)
+        distributions->NoteOtherType(measurement->m_distribution);
+    return measurement;
 }
 
 /// Fetches what a flush will read while values still come in: the names of a client have mostly

@@ -83,13 +83,11 @@ private:
     template <bool kCollects>
     static void FlushValues(Dictionary& dictionary, CKZStatGenDistributionTable* distributions)
         RYP_REQUIRES(*dictionary.m_lock);
+    template <bool kCollects>
     static CKZStatGenMeasurement* MeasurementFor(Dictionary& dictionary,
                                                  const CKZStatGenStatsCache::Value& cached,
                                                  CKZStatGenDistributionTable* distributions)
         RYP_REQUIRES(*dictionary.m_lock);
-    static void Collect(const CKZStatGenStatsCache::Value& cached,
-                        const CKZStatGenMeasurement& measurement,
-                        CKZStatGenDistributionTable& distributions);
     template <class Mark>
     static void AddAll(Dictionary& target, const Dictionary& source, Additions& additions,
                        Mark mark);

@@ -484,6 +484,80 @@ TEST(Distribution, CountsBeyond16BitsOneByOne) {
     ExpectSame(decoded, sum);
 }
 
+/// The bound next to zero of the bucket of a value, by arithmetic on the value instead of its bits.
+double BoundNextToZero(double value) {
+    if (std::isinf(value)) return value;
+    if (std::abs(value) < kSmallestNormal) return 0;
+    int exponent = 0;
+    const double mantissa = std::frexp(std::abs(value), &exponent);
+    return std::copysign(std::ldexp(std::floor(mantissa * 256), exponent - 8), value);
+}
+
+/// A value of any kind; mostly from a few powers of two around one that the generator draws first.
+class AnyValue {
+public:
+    explicit AnyValue(unsigned seed) : m_random(seed) {
+        // One in four begins among the denormal numbers.
+        m_exponent =
+            seed % 4 == 0 ? -1030 : std::uniform_int_distribution<int>(-1000, 1000)(m_random);
+        m_spread = std::uniform_int_distribution<int>(1, 24)(m_random);
+    }
+
+    double operator()() {
+        static const Values kSpecial = {0,      -0.0,      kDenormal, -kDenormal, kSmallestNormal,
+                                        1,      kInfinity, -kLargest, kLargest,   -kSmallestNormal,
+                                        1e-310, -kInfinity};
+        const unsigned kind = std::uniform_int_distribution<unsigned>(0, 99)(m_random);
+        if (kind < 10) return kSpecial[m_random() % kSpecial.size()];
+        const int exponent = std::uniform_int_distribution<int>(0, m_spread)(m_random) + m_exponent;
+        // Whole numbers of 1/16 are bounds; the one before is in the bucket below.
+        const double mantissa = 1 + static_cast<double>(m_random() % 16) / 16;
+        const double value = std::ldexp(mantissa, std::min(exponent, 1023));
+        const double chosen = kind < 50 ? std::nextafter(value, 0) : value;
+        return kind < 20 ? -chosen : chosen;
+    }
+
+private:
+    std::mt19937 m_random;
+    int m_exponent = 0;
+    int m_spread = 0;
+};
+
+TEST(Distribution, CountsEachValueInItsBucketWhateverCameBefore) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        AnyValue value(seed);
+        CKZStatDistribution distribution;
+        for (int round = 0; round < 3; ++round) {
+            std::map<double, std::uint64_t> expected;
+            Values values;
+            for (int i = 0; i < 300; ++i) {
+                values.push_back(value());
+                distribution.Add(values.back());
+                ++expected[BoundNextToZero(values.back())];
+                const auto [least, greatest] = std::minmax_element(values.begin(), values.end());
+                ASSERT_EQ(distribution.GetMinimum(), *least) << "seed " << seed;
+                ASSERT_EQ(distribution.GetMaximum(), *greatest) << "seed " << seed;
+            }
+            std::map<double, std::uint64_t> counted;
+            distribution.ForEachBucket([&](double low, double high, std::uint64_t count) {
+                counted[low < 0 ? high : low] += count;
+            });
+            ASSERT_EQ(counted, expected) << "seed " << seed << ", round " << round;
+            distribution.Clear();
+        }
+    }
+}
+
+TEST(Distribution, GoesOnCountingOneByOneAfterAMerge) {
+    // Powers of two come in below, within and above those that it has.
+    for (const double other : {0.001, 0.7, 3.0, 50.0, 1e9, -5.0, 0.0}) {
+        CKZStatDistribution distribution = DistributionOf({1, 8, 2, 4, 6});
+        distribution.Add(DistributionOf({other}));
+        for (const double value : {1.0, 6.0, 8.0, 2.5}) distribution.Add(value);
+        ExpectSame(distribution, DistributionOf({1, 1, 2, 2.5, 4, 6, 6, 8, 8, other}));
+    }
+}
+
 TEST(DistributionMerge, RefusesToCountBeyond64Bits) {
     CKZStatDistribution full = Many(1, ~std::uint64_t{0} - 1);
     full.Add(kNaN);
@@ -499,6 +573,17 @@ TEST(DistributionMerge, RefusesToCountBeyond64Bits) {
     EXPECT_THROW(one.Add(full), std::overflow_error);
     ExpectSame(one, DistributionOf({5}));
     full.Add(CKZStatDistribution());
+}
+
+TEST(DistributionMerge, RefusesToCountOneByOneBeyond64Bits) {
+    CKZStatDistribution full = DistributionOf({1, 2, 4});
+    full.Add(Many(1, ~std::uint64_t{0} - 5));
+    full.Add(2);
+    full.Add(2);
+    EXPECT_EQ(full.GetCount(), ~std::uint64_t{0});
+    EXPECT_THROW(full.Add(2), std::overflow_error);
+    EXPECT_EQ(full.GetCount(), ~std::uint64_t{0});
+    EXPECT_EQ(BucketsOf(full).at(1).count, 3U);
 }
 
 // Life of an object.
@@ -569,6 +654,17 @@ TEST(Distribution, TakesLittleMemoryForASlice) {
         DistributionOf(Drawn(std::normal_distribution<double>(100, 10), 1000));
     EXPECT_LT(slice.GetMemorySize(), 800U);
     EXPECT_LE(sizeof slice, sizeof(void*));
+}
+
+TEST(Distribution, TakesMemoryBetweenTwoMeansOnlyIfTheyAreNear) {
+    const std::size_t near = DistributionOf({1, 256}).GetMemorySize();
+    EXPECT_GT(near, 9U * 256);
+    EXPECT_LT(near, 9U * 270 + 130);
+    EXPECT_LT(DistributionOf({1, 512}).GetMemorySize(), 2U * 270 + 130);
+    EXPECT_LT(DistributionOf({-1, 0, 1}).GetMemorySize(), 3U * 270 + 130);
+    CKZStatDistribution sum = DistributionOf({1});
+    sum.Add(DistributionOf({256}));
+    EXPECT_LT(sum.GetMemorySize(), 2U * 270 + 130);
 }
 
 TEST(Distribution, TakesNoMoreMemoryThanPromised) {
