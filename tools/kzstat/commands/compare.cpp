@@ -130,7 +130,7 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
     const std::vector<Percentile> percentiles = options.comparison.Percentiles();
     const auto read = [&](const std::string& path) {
         const std::unique_ptr<RunReader> run = runs.Open(path);
-        const SliceRange range = options.range.RangeOf(*run);
+        const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
         output.WriteLine(DescribeJournal(*run, path));
         // The figures of a run that stood still are not those of one that did not.
         for (const std::string& line : DescribeInterruptions(*run, runs, path, range.Time()))
@@ -158,7 +158,7 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
     const auto readInto = [&](ComparisonReport::Side& side) {
         return [&options, &runs, &side](const std::string& path) {
             const std::unique_ptr<RunReader> run = runs.Open(path);
-            const SliceRange range = options.range.RangeOf(*run);
+            const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
             side.runs.push_back({path, run->Facts().id, CompletenessText(*run),
                                  DescribeInterruptions(*run, runs, path, range.Time())});
             return ReadForComparison(*run, range);
@@ -185,11 +185,13 @@ ExitStatus Compare(const CompareOptions& options, const std::vector<FailConditio
 
 /// Refuses a mistake as the rest of the command line does.
 std::vector<FailCondition> ConditionsOf(const CompareOptions& options) {
+    std::vector<kzconditions::Condition> conditions;
     try {
-        return {options.conditions.begin(), options.conditions.end()};
+        kzconditions::AddNew(kzconditions::ConditionsOf(options.conditions), conditions);
     } catch (const kzjournal::Error& error) {
         throw UsageError("--fail-if", error.what());
     }
+    return {conditions.begin(), conditions.end()};
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ void RefuseOptionsOfComparisons(const ReportOptions& options) {
 RunHistory HistoryOf(RunReader& run, const RunOpener& runs, const std::string& path,
                      const RangeOptions& range) {
     const SliceRange drawn = range.RangeWithoutLoad(run);
-    return RunHistory(runs, path, {{drawn.from, drawn.to}, range.RangeOf(run)});
+    return RunHistory(runs, path, {{drawn.from, drawn.to}, range.RangeWithSlicesOf(run, path)});
 }
 
 /// A page, and what to say of its runs. Compatible.
@@ -68,7 +68,7 @@ Made PageOfRun(const std::string& path, const ReportOptions& options, const RunO
 
 RunOfPage ReadForPage(RunReader& run, const std::string& path, const RunOpener& runs,
                       const RangeOptions& options) {
-    const SliceRange range = options.RangeOf(run);
+    const SliceRange range = options.RangeWithSlicesOf(run, path);
     return {path,
             CompletenessText(run),
             range.load.begin.value_or(std::max(range.from, 0.0)),
