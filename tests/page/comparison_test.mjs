@@ -286,6 +286,13 @@ test('of runs that count and time nothing, the rates are compared', async (t) =>
   assert.deepEqual(await linesOf(page, 'pages/s'), [['A', '20'], ['B', '30', '+50 %']]);
   assert.deepEqual(await linesOf(page, 'errors/s'), [['A', '1'], ['B', '1', '0 %']]);
   assert.deepEqual(await page.locator('#lanes h3').allTextContents(), ['pages/s', 'errors/s']);
+  assert.equal(await page.locator('#work').textContent(), 'nothing was timed');
+});
+
+test('runs that neither time nor count anything say so', async (t) => {
+  const levels = {'clients': ['LoadSize', 8], 'queue.length': ['Measurement', 3]};
+  const {page} = await opened(t, await runsOf(t, levels, levels));
+  assert.deepEqual(await page.locator('#tiles > *').allTextContents(), ['Nothing was timed or counted.', 'peak loadA8B80 %']);
 });
 
 test('a part of the time is looked at in all charts, and told by the address', async (t) => {

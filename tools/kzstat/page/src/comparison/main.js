@@ -102,7 +102,7 @@ showTiles(compared, main, rows);
 showFacts(compared);
 tellTest();
 byId('table').classList.toggle('many', compared.comparisons.length > 1);
-byId('work').textContent = main?.work.name ?? '';
+byId('work').textContent = main?.work.name ?? 'nothing was timed';
 table.show(rows);
 charts.show(viewOf());
 arrange();
