@@ -289,6 +289,14 @@ test('of runs that count and time nothing, the rates are compared', async (t) =>
   assert.equal(await page.locator('#work').textContent(), 'nothing was timed');
 });
 
+test('what the first run and another one both lack has not changed', async (t) => {
+  const errors = {'clients': ['LoadSize', 8], 'errors': ['Counter', 1]};
+  const {page} = await opened(t, await runsOf(t, errors, {...errors, 'responses.2xx': ['Counter', 20]}, errors));
+  const [ofB, ofC] = await page.locator('#verdicts li').allTextContents();
+  assert.match(ofB, /large, but not certain: responses\.2xx\/s \+20$/);
+  assert.doesNotMatch(ofC, /large/);
+});
+
 test('runs that neither time nor count anything say so', async (t) => {
   const levels = {'clients': ['LoadSize', 8], 'queue.length': ['Measurement', 3]};
   const {page} = await opened(t, await runsOf(t, levels, levels));

@@ -178,7 +178,7 @@ export function followWork({sides, comparisons}, main) {
 const LARGE_CHANGE = 0.1;
 const LARGE_CHANGE_OF_SHARE = 0.01;
 
-const isLarge = (first, second, {isShare}) => Math.abs(second - first) >= (isShare ? LARGE_CHANGE_OF_SHARE : LARGE_CHANGE * Math.abs(first));
+const isLarge = (first, second, {isShare}) => second !== first && Math.abs(second - first) >= (isShare ? LARGE_CHANGE_OF_SHARE : LARGE_CHANGE * Math.abs(first));
 
 // The main figures that differ much, where no name of their kind is marked.
 export function noteUncertain(compared, main, rows) {
