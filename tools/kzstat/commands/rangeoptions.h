@@ -26,7 +26,7 @@ struct RangeOptions {
     /// `from` and `to` count as they are, in place of the begin and the end of the load.
     SliceRange RangeOf(RunReader& run) const;
     /// The same. Throws kzjournal::Error if the user gave a range in which the run, which is that
-    /// of `path`, has no slice: nothing is left to tell then.
+    /// of `path`, has no slice: nothing is left to compare then.
     SliceRange RangeWithSlicesOf(RunReader& run, const std::string& path) const;
     /// As `RangeOf`, where the load bounds nothing, for what is shown slice by slice.
     SliceRange RangeWithoutLoad(RunReader& run) const;

@@ -50,7 +50,7 @@ void RefuseOptionsOfComparisons(const ReportOptions& options) {
 RunHistory HistoryOf(RunReader& run, const RunOpener& runs, const std::string& path,
                      const RangeOptions& range) {
     const SliceRange drawn = range.RangeWithoutLoad(run);
-    return RunHistory(runs, path, {{drawn.from, drawn.to}, range.RangeWithSlicesOf(run, path)});
+    return RunHistory(runs, path, {{drawn.from, drawn.to}, range.RangeOf(run)});
 }
 
 /// A page, and what to say of its runs. Compatible.
