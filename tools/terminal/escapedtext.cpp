@@ -63,6 +63,7 @@ std::string EscapedText(std::string_view text) {
 }
 
 std::string EscapedName(std::string_view name) {
+    if (name.find('\\') == std::string_view::npos) return EscapedText(name);
     std::string escaped;
     ForEachCharacter(name, [&](std::string_view bytes, std::optional<char32_t> character) {
         const auto at = static_cast<std::size_t>(bytes.data() - name.data());
