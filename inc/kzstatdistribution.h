@@ -24,7 +24,7 @@
 ///
 /// An empty distribution takes one pointer. Otherwise, it takes about 130 bytes, and 270 bytes for
 /// each power of two that has values; these grow to 530, 800 and 1,050 as a bucket exceeds 16, 32
-/// and 48 bits. Up to seven powers between two that have values take as much where these came one
+/// and 48 bits. Up to fifteen powers between two that have values take as much where these came one
 /// by one.
 ///
 /// Compatible: one thread at a time changes an object and no other reads it meanwhile.

@@ -25,8 +25,8 @@ struct KZSTAT_EXPORT CKZStatDistributionChoice {
     /// further name gets one. Those of the names that have one go on and may grow: a name takes a
     /// distribution of the run, one of the slice, and one for each lane and slice in flight in
     /// which it is reported, of 270 to 1,050 bytes for each power of two that its values lie in; in
-    /// lanes, up to seven powers between two of them take as much. Times of one microsecond to one
-    /// hour lie in 32; values in all powers of two would take 4.3 MB each.
+    /// lanes, up to fifteen powers between two of them take as much. Times of one microsecond to
+    /// one hour lie in 32; values in all powers of two would take 4.3 MB each.
     std::size_t memoryLimit = kUsualMemoryLimit;
 
     /// All names of these types.

@@ -3,13 +3,6 @@
 #include <algorithm>
 #include <numeric>
 
-void CKZStatBucketTable::Increment(Bucket bucket) {
-    if (FindRow(bucket) == nullptr) CreateRowWithin(bucket);
-    Count& count = FindOrCreateRow(bucket)[PlaceOf(bucket)];
-    if (count == kMost) FindOrCreateCarries().Increment(bucket);
-    ++count;
-}
-
 /// Makes all room first, which may run out of memory, then adds, which cannot.
 void CKZStatBucketTable::Add(const CKZStatBucketTable& other) {
     Counts sums;
@@ -128,27 +121,20 @@ const CKZStatBucketTable::Count* CKZStatBucketTable::SearchRow(Bucket bucket) co
     return HasRow(row, bucket / kRow) ? RowAt(row) : nullptr;
 }
 
-/// Of the power of two of a bucket.
-CKZStatBucketTable::Hint CKZStatBucketTable::SearchOrCreateRow(Bucket bucket) {
-    const auto power = static_cast<std::uint16_t>(bucket / kRow);
-    const std::size_t row = Search(bucket);
-    const Hint hint{power, static_cast<std::uint16_t>(row)};
-    if (!HasRow(row, power)) CreateRows(row, power, 1);
-    return hint;
-}
-
-/// Of the power of two of a bucket that has none, and those between it and others.
-void CKZStatBucketTable::CreateRowWithin(Bucket bucket) {
-    const std::size_t row = Search(bucket);
+CKZStatBucketTable::Hint CKZStatBucketTable::SearchOrCreateRow(Bucket bucket, std::size_t reach) {
     const std::size_t power = bucket / kRow;
+    const std::size_t row = Search(bucket);
     std::size_t first = power;
-    std::size_t end = power + 1;
-    if (power > kPowerOfZero) {
-        if (row > 0 && m_powers[row - 1] > kPowerOfZero && power - m_powers[row - 1] <= kReach)
-            first = m_powers[row - 1] + 1U;
-        if (row < m_powers.size() && m_powers[row] - power <= kReach) end = m_powers[row];
+    if (!HasRow(row, power)) {
+        std::size_t end = power + 1;
+        if (power > kPowerOfZero) {
+            if (row > 0 && m_powers[row - 1] > kPowerOfZero && power - m_powers[row - 1] <= reach)
+                first = m_powers[row - 1] + 1U;
+            if (row < m_powers.size() && m_powers[row] - power <= reach) end = m_powers[row];
+        }
+        CreateRows(row, first, end - first);
     }
-    CreateRows(row, first, end - first);
+    return {static_cast<std::uint16_t>(power), static_cast<std::uint16_t>(row + (power - first))};
 }
 
 /// Of adjacent powers, before that row.
@@ -158,8 +144,7 @@ void CKZStatBucketTable::CreateRows(std::size_t row, std::size_t power, std::siz
     constexpr std::size_t kShare = 64;
     m_counts.reserve(kRow * std::min(rows + rows / kShare, kAllPowers));
     m_powers.reserve(rows);
-    CloseWindow();
-    m_hint = {};
+    m_window = {};
     const auto at = static_cast<std::ptrdiff_t>(row);
     m_counts.insert(m_counts.begin() + at * kRow, kRow * count, Count{0});
     const auto powers = m_powers.insert(m_powers.begin() + at, count, 0);
@@ -167,24 +152,32 @@ void CKZStatBucketTable::CreateRows(std::size_t row, std::size_t power, std::siz
               static_cast<std::uint16_t>(power));
 }
 
-void CKZStatBucketTable::MoveWindow(double value, double least, double greatest) {
-    const Bucket bucket = kzstatbucket::Of(value);
+void CKZStatBucketTable::MoveWindow(double least, double greatest) {
     // Zero has a row as well, but not one where denormal numbers find their count by their bits.
-    if (bucket <= kzstatbucket::kZero) return;
-    std::size_t first = Search(bucket);
-    std::size_t last = first;
-    while (first > 0 && HasRow(first - 1, m_powers[first] - 1U) &&
-           m_powers[first - 1] > kPowerOfZero)
-        --first;
-    while (HasRow(last + 1, m_powers[last] + 1U)) ++last;
+    const std::size_t power = m_hint.power;
+    if (power <= kPowerOfZero) return;
+    if (power < m_window.firstPower || power > m_window.lastPower) FindRowsOfWindow();
 
-    const Bucket begin = FirstBucketOf(first);
-    const double lowest = std::max(least, kzstatbucket::LowestMagnitude(begin));
+    const double lowest =
+        std::max(least, kzstatbucket::LowestMagnitude(m_window.firstPower * kRow));
     m_window.lowest = std::bit_cast<std::uint64_t>(lowest);
     m_window.width = std::min(std::bit_cast<std::uint64_t>(greatest) + 1,
-                              kzstatbucket::LowestBits(FirstBucketOf(last) + kRow)) -
+                              kzstatbucket::LowestBits((m_window.lastPower + 1U) * kRow)) -
                      m_window.lowest;
-    m_window.origin = kzstatbucket::FrontOf(begin) - static_cast<Bucket>(first) * kRow;
+}
+
+/// Around the row that was asked for last.
+void CKZStatBucketTable::FindRowsOfWindow() {
+    std::size_t first = m_hint.row;
+    std::size_t last = first;
+    while (first > 0 && m_hint.row - first < kMostBeside &&
+           HasRow(first - 1, m_powers[first] - 1U) && m_powers[first - 1] > kPowerOfZero)
+        --first;
+    while (last - m_hint.row < kMostBeside && HasRow(last + 1, m_powers[last] + 1U)) ++last;
+    m_window.firstPower = m_powers[first];
+    m_window.lastPower = m_powers[last];
+    m_window.origin =
+        kzstatbucket::FrontOf(FirstBucketOf(first)) - static_cast<Bucket>(first) * kRow;
 }
 
 CKZStatBucketTable& CKZStatBucketTable::FindOrCreateCarries() {

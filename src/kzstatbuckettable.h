@@ -45,13 +45,18 @@ public:
     /// Makes rows for powers between this one and the nearest, too, if these are few: values around
     /// two means often take turns, and shall find both in the window. If memory runs out, throws
     /// and counts nothing.
-    void Increment(Bucket bucket);
+    void Increment(Bucket bucket) {
+        if (m_hint.power != bucket / kRow) m_hint = SearchOrCreateRow(bucket, kReach);
+        Count& count = m_counts[std::size_t{m_hint.row} * kRow + PlaceOf(bucket)];
+        if (count == kMost) FindOrCreateCarries().Increment(bucket);
+        ++count;
+    }
 
     /// Moves the window to those values from `least` to `greatest` that lie in the power of two of
-    /// `value` and in the adjacent ones, up to the next that has no row. It stays there until a row
-    /// is made. Does nothing if `value` is not positive, or denormal. REQUIRES: its power has a
-    /// row, and it is one of those values.
-    void MoveWindow(double value, double least, double greatest);
+    /// the one that was counted last and in the adjacent ones, up to the next that has no row. It
+    /// stays there until a row is made. Does nothing if that one is not positive, or denormal.
+    /// REQUIRES: what was called last is `Increment`, for one of those values.
+    void MoveWindow(double least, double greatest);
     void CloseWindow() { m_window.width = 0; }
 
     /// Adds all counts. If memory runs out, throws and adds nothing. REQUIRES: the counts of both
@@ -111,9 +116,13 @@ private:
     static constexpr std::uint16_t kNone = kAllPowers;
     static constexpr std::size_t kPowerOfZero = kzstatbucket::kZero / kRow;
 
-    /// A gap between two powers is filled if they are at most so far apart: a factor of 256. Seven
-    /// rows take less than 2 KB.
-    static constexpr std::size_t kReach = 8;
+    /// A gap between two powers is filled if they are at most so far apart: a factor of 65,536,
+    /// since what is found takes microseconds, and what is not, a tenth of a second. Fifteen rows
+    /// take 4 KB.
+    static constexpr std::size_t kReach = 16;
+
+    /// A window has no more powers than this on each side of the value that it was moved to.
+    static constexpr std::size_t kMostBeside = 32;
 
     /// Positive values whose counts lie in the order of their bits, so that neither a search nor a
     /// comparison of numbers of powers is needed to find one.
@@ -121,6 +130,10 @@ private:
         std::uint64_t lowest = 0;  // the bits of the least value
         std::uint64_t width = 0;   // so many values from there on
         std::uint32_t origin = 0;  // the front whose count would be the first of all, modulo 2^32
+        // Of the rows that it may have: the numbers of their powers, the last one less than the
+        // first if they are not known.
+        std::uint16_t firstPower = kNone;
+        std::uint16_t lastPower = 0;
     };
 
     /// Where the row of a power of two is.
@@ -143,12 +156,13 @@ private:
     const Count* SearchRow(Bucket bucket) const;
     const Count* RowAt(std::size_t row) const { return m_counts.data() + row * kRow; }
     Count* FindOrCreateRow(Bucket bucket) {
-        if (m_hint.power != bucket / kRow) m_hint = SearchOrCreateRow(bucket);
+        if (m_hint.power != bucket / kRow) m_hint = SearchOrCreateRow(bucket, 0);
         return m_counts.data() + std::size_t{m_hint.row} * kRow;
     }
-    Hint SearchOrCreateRow(Bucket bucket);
-    void CreateRowWithin(Bucket bucket);
+    /// With one that it creates, those between it and the nearest within `reach`.
+    Hint SearchOrCreateRow(Bucket bucket, std::size_t reach);
     void CreateRows(std::size_t row, std::size_t power, std::size_t count);
+    void FindRowsOfWindow();
 
     bool HasCarries(Bucket bucket) const {
         return m_carries != nullptr && m_carries->FindRow(bucket) != nullptr;

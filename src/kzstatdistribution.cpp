@@ -66,7 +66,7 @@ void CKZStatDistribution::State::Add(double value) {
     const bool isNaN = std::isnan(value);
     if (!isNaN) table.Increment(kzstatbucket::Of(value));
     TakeValues(1, isNaN ? 1 : 0, value, value);
-    if (!isNaN && HasRoom()) table.MoveWindow(value, minimum, maximum);
+    if (!isNaN && HasRoom()) table.MoveWindow(minimum, maximum);
 }
 
 void CKZStatDistribution::State::Add(const State& other) {

@@ -42,8 +42,8 @@ struct CKZStatDistribution::State {
         count += values;
         nanCount += nans;
         // A negative zero becomes zero, so that the order of the values leaves no trace.
-        if (least < minimum) minimum = least + 0.0;
-        if (greatest > maximum) maximum = greatest + 0.0;
+        if (least < minimum) minimum = least == 0 ? 0.0 : least;
+        if (greatest > maximum) maximum = greatest == 0 ? 0.0 : greatest;
         if (!HasRoom()) table.CloseWindow();
     }
 
