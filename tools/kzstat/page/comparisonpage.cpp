@@ -64,8 +64,8 @@ std::string ComparisonText(const SideOfPage& first, const SideOfPage& second, do
     ComparisonReport report;
     report.before.runs = RunsOf(first);
     report.after.runs = RunsOf(second);
-    report.Add(sides, least);
-    Json json = ComparisonJson(report, percentiles);
+    report.Add(sides, least, percentiles);
+    Json json = ComparisonJson(report);
     for (std::size_t i = 0; i < report.differences.size(); ++i)
         json["names"][i]["quantity"] = QuantityOf(report.differences[i]);
     json["significance"] = kSignificance;

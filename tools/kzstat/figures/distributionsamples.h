@@ -1,0 +1,29 @@
+#ifndef KZSTATPROGRAM_DISTRIBUTIONSAMPLES_H
+#define KZSTATPROGRAM_DISTRIBUTIONSAMPLES_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kzjournalload.h"
+#include "reading/runreader.h"
+
+namespace kzstatprogram {
+
+/// The distributions of the values of one name in each sample that has some, encoded: decoded,
+/// those of many names would take ten times the memory.
+using DistributionSamples = std::vector<std::string>;
+
+/// By name, those of successive slices in the range: of each slice, or of groups of slices in long
+/// runs. A name of which a slice has values without their distribution has no samples. Throws
+/// kzjournal::Error.
+std::map<std::string, DistributionSamples> ReadDistributionSamples(
+    RunReader& run, const kzjournal::TimeRange& range);
+
+/// So many slices make one sample. Long runs of few names have 300 samples or somewhat more: their
+/// estimate uses no faster changes. Groups of whole stored sums are read fast.
+long long SlicesPerSample(long long slices, std::size_t names);
+
+}  // namespace kzstatprogram
+
+#endif
