@@ -224,9 +224,9 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
     options->comparison.Declare(command);
     options->range.Declare(command);
     command.Footer(
-        "A '*' marks names whose difference is at least that of --least and has p < 0.01. Of two\n"
-        "runs, slices are the samples: at least 30 a side. Of several, runs are: at least 2 a "
-        "side.\n"
+        "A '*' marks means, rates and percentiles whose difference is at least that of --least and\n"
+        "has p < 0.01. Of two runs, slices are the samples: at least 30 a side. Of several, runs\n"
+        "are: at least 2 a side.\n"
         "Expect false positives in about 1 % of the names.\n"
         "Exits with status 1 if a condition failed, and else 2 if one cannot be told.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");

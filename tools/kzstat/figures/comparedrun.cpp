@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "figures/distributionsamples.h"
 #include "figures/levels.h"
 #include "kzstatpointkind.h"
 #include "terminal/terminaltext.h"

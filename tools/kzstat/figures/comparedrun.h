@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "figures/distributionsamples.h"
 #include "figures/meanestimate.h"
+#include "figures/percentiletest.h"
 #include "figures/slicerange.h"
 #include "figures/statistics.h"
 #include "reading/runreader.h"

@@ -3,16 +3,12 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
+#include "figures/percentiletest.h"
 #include "kzjournalload.h"
 #include "reading/runreader.h"
 
 namespace kzstatprogram {
-
-/// The distributions of the values of one name in each sample that has some, encoded: decoded,
-/// those of many names would take ten times the memory.
-using DistributionSamples = std::vector<std::string>;
 
 /// By name, those of successive slices in the range: of each slice, or of groups of slices in long
 /// runs. A name of which a slice has values without their distribution has no samples. Throws

@@ -1,13 +1,17 @@
 #ifndef KZSTATPROGRAM_PERCENTILETEST_H
 #define KZSTATPROGRAM_PERCENTILETEST_H
 
+#include <string>
 #include <vector>
 
-#include "figures/distributionsamples.h"
 #include "figures/meanestimate.h"
 #include "kzstatdistribution.h"
 
 namespace kzstatprogram {
+
+/// The distributions of the values of one name in each sample that has some, encoded: decoded,
+/// those of many names would take ten times the memory.
+using DistributionSamples = std::vector<std::string>;
 
 /// With fewer values above a percentile, or below it, a side says nothing of it.
 constexpr double kLeastValuesBeyond = 10;
