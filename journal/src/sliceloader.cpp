@@ -303,15 +303,15 @@ void SliceLoader::LoadNewNames() {
         if (id <= m_lastNameId) throw Error("cannot read " + m_path + ": its names are damaged");
         m_lastNameId = id;
         const std::string name = query.getColumn(1).getString();
-        m_names.emplace(m_lastNameId, RWCString(name.data(), name.size()));
+        const auto added = m_names.emplace(id, RWCString(name.data(), name.size())).first;
+        m_ids.emplace(added->second.view(), id);
     }
 }
 
 std::optional<std::int64_t> SliceLoader::FindId(const std::string& name) {
     LoadNewNames();
-    for (const auto& [id, each] : m_names)
-        if (each.view() == name) return id;
-    return std::nullopt;
+    const auto found = m_ids.find(name);
+    return found == m_ids.end() ? std::nullopt : std::optional(found->second);
 }
 
 void SliceLoader::ThrowDamaged(int sliceId) const {

@@ -120,6 +120,7 @@ private:
     std::array<DistributionBlockReader, 2> m_distributionBlocks;
     std::size_t m_currentBlocks = 0;
     std::unordered_map<std::int64_t, RWCString> m_names;
+    std::unordered_map<std::string_view, std::int64_t> m_ids;  // by the names in m_names
     std::int64_t m_lastNameId = 0;
     std::size_t m_distributionBytes = 0;  // of the batch that is read
 };

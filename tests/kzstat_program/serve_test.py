@@ -368,7 +368,9 @@ class Tls(ServeTest):
                 (("--tls-cert", self.certificate), "--tls-cert: it is used with --tls-key"),
                 (("--tls-key", self.key), "--tls-cert: it is used with --tls-key"),
                 (("--tls-cert", self.certificate, "--tls-key", self.certificate),
-                 "cannot serve: "),
+                 "cannot serve by TLS: "),
+                (("--tls-cert", self.path(""), "--tls-key", self.key),
+                 "cannot read " + self.path("")),
                 (("--tls-cert", self.certificate, "--tls-key", self.path("none")),
                  "cannot read " + self.path("none"))):
             self.assertTrue(self.complaint(*options).startswith("kzstat: " + mistake), options)

@@ -56,6 +56,20 @@ TEST(Statistics, KnowsTheReadingOfEachType) {
     EXPECT_FALSE(kzstatprogram::IsLevel(Types::NotSet));
 }
 
+TEST(Statistics, OfValuesThatAreAllTheSameHaveNoDeviation) {
+    const std::vector<double> same(1000, 12.3456789);
+    const auto row = kzstatprogram::StatisticsOf(RecordOf(same), 2);
+    EXPECT_EQ(row.deviation->value, 0);
+    EXPECT_FALSE(kzstatprogram::BoundOfDeviation(*row.deviation));
+}
+
+TEST(Statistics, TellABoundOfTheDeviationOfWhichRoundingHasLeftNothing) {
+    const auto row = kzstatprogram::StatisticsOf(RecordOf({1e12, 1e12 + 1e-3}), 2);
+    EXPECT_GT(kzstatprogram::BoundOfDeviation(*row.deviation), 5e-4);
+    const auto spread = kzstatprogram::StatisticsOf(RecordOf({10, 20}), 2);
+    EXPECT_FALSE(kzstatprogram::BoundOfDeviation(*spread.deviation));
+}
+
 TEST(Statistics, WithoutValuesAreNone) {
     const kzstatprogram::Statistics row = kzstatprogram::StatisticsOf(RecordOf({}), 2);
     EXPECT_FALSE(row.minimum);

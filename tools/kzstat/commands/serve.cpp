@@ -1,6 +1,6 @@
 #include <fstream>
-#include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "commands/commands.h"
@@ -24,9 +24,11 @@ struct ServeOptions {
 
 std::string ContentOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open() || content.empty()) throw kzjournal::Error("cannot read " + path);
-    return content;
+    std::ostringstream content;
+    // Unlike an iterator, this throws nothing that does not name the file where it is a folder.
+    content << file.rdbuf();
+    if (content.str().empty()) throw kzjournal::Error("cannot read " + path);
+    return content.str();
 }
 
 PageServerOptions ServerOptions(const ServeOptions& options) {

@@ -106,7 +106,9 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     m_seconds = SecondsOf(run, ofFigures);
     for (const CKZStatMessageRecord& record : run.Summary(known))
         m_names[TextOf(record.name)] = {record, {}, {}, m_lastSliceId, m_lastSliceId};
-    if (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum) {
+    // In a short run, to read a slice with all names takes less than to look for each of these.
+    const bool isShort = m_grid.Width() <= 1;
+    if (isShort || (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum)) {
         ReadSlices(run, known);
         return;
     }

@@ -19,6 +19,11 @@ std::optional<double> QuantileOf(const Statistics& statistics, double quantile) 
     return kzconditions::QuantileOf(statistics.distribution, quantile);
 }
 
+std::optional<double> BoundOfDeviation(const CKZStatDeviation& deviation) {
+    const bool isBelowRounding = deviation.error > 0 && deviation.value <= deviation.error;
+    return isBelowRounding ? std::optional(deviation.value + deviation.error) : std::nullopt;
+}
+
 bool HasAll(const CKZStatDistribution& distribution, double count) {
     return static_cast<double>(distribution.GetCount()) == count;
 }
@@ -37,6 +42,15 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
     return kind != nullptr ? kind->Flow(aggregate) : std::numeric_limits<double>::quiet_NaN();
 }
 
+/// Values that are all the same have none, though rounding may leave one.
+std::optional<CKZStatDeviation> DeviationOf(const MeaningfulStatistics& meaningful) {
+    const std::optional<CKZStatDeviation> deviation = meaningful.Deviation();
+    const std::optional<double> minimum = meaningful.Get(StatMin);
+    const bool isConstant = minimum && minimum == meaningful.Get(StatMax);
+    if (deviation && isConstant && BoundOfDeviation(*deviation)) return CKZStatDeviation{0, 0};
+    return deviation;
+}
+
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     const MeaningfulStatistics meaningful(record);
     Statistics statistics;
@@ -50,7 +64,7 @@ Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     statistics.maximum = meaningful.Get(StatMax);
     statistics.sum = meaningful.Get(StatSum);
     statistics.current = meaningful.Current();
-    statistics.deviation = meaningful.Deviation();
+    statistics.deviation = DeviationOf(meaningful);
     return statistics;
 }
 

@@ -31,7 +31,7 @@ struct Statistics {
     std::optional<double> minimum;
     std::optional<double> average;
     std::optional<double> maximum;
-    std::optional<CKZStatDeviation> deviation;
+    std::optional<CKZStatDeviation> deviation;  ///< 0 if all values are the same
     std::optional<double> sum;
     std::optional<double> current;  ///< of the last slice
     /// Of all values, as far as it was asked for and is complete.
@@ -40,6 +40,9 @@ struct Statistics {
 
 /// Nothing without a distribution, and without values other than NaN.
 std::optional<double> QuantileOf(const Statistics& statistics, double quantile);
+
+/// What is told of a deviation that rounding may have made up: the bound that it stays below.
+std::optional<double> BoundOfDeviation(const CKZStatDeviation& deviation);
 
 /// Whether it is the distribution of all `count` values: one that has missed a value never becomes
 /// complete again.

@@ -221,7 +221,11 @@ HttpServer::HttpServer(ListenSocket& socket, const TlsIdentity& identity, Handle
                                 MHD_OPTION_STRICT_FOR_CLIENT, 1,                                //
                                 MHD_OPTION_ARRAY, tls.data(),                                   //
                                 MHD_OPTION_END);
-    if (m_daemon == nullptr) throw kzjournal::Error("cannot serve: " + Trouble());
+    if (m_daemon == nullptr)
+        throw kzjournal::Error(
+            hasTls ? "cannot serve by TLS: " + Trouble() +
+                         " (the files must be a certificate and the key of that one, both PEM)"
+                   : "cannot serve: " + Trouble());
     socket.Release();
 }
 

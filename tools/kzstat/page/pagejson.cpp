@@ -125,7 +125,7 @@ Json FiguresJson(const Statistics& s, const CKZStatDistribution* distribution) {
             {"p99", percentile(0.99)},
             {"max", Figure(s.maximum)},
             {"stddev", s.deviation ? Figure(s.deviation->value) : Json(nullptr)},
-            {"stddevError", s.deviation ? Number(s.deviation->error) : Json(nullptr)},
+            {"stddevBound", s.deviation ? Figure(BoundOfDeviation(*s.deviation)) : Json(nullptr)},
             {"sum", Figure(s.sum)},
             {"last", Figure(s.current)}};
 }

@@ -71,15 +71,10 @@ private:
         return Cell(row, value) + (lacksUnit ? std::string(" ") + row.unit : "");
     }
 
-    /// A deviation that rounding may have made up is shown as the bound that it stays below. Values
-    /// that are all the same have none.
     std::string DeviationCell(const Statistics& row) const {
-        const CKZStatDeviation& deviation = *row.deviation;
-        const bool isBelowRounding = deviation.value <= deviation.error;
-        if (isBelowRounding && row.minimum && row.minimum == row.maximum) return Cell(row, 0);
-        if (isBelowRounding && deviation.error > 0)
-            return std::string("<").append(Cell(row, deviation.value + deviation.error));
-        return Cell(row, deviation.value);
+        const std::optional<double> bound = BoundOfDeviation(*row.deviation);
+        if (bound) return std::string("<").append(Cell(row, *bound));
+        return Cell(row, row.deviation->value);
     }
 
     std::string Cell(const NumberColumn& column, const Statistics& row) const {

@@ -11,9 +11,8 @@ export function tabled(figures) {
 
 const figuresOf = ({shownFigures}) => shownFigures;
 
-// What rounding has left nothing of is told as a bound, as `kzstat show` does.
-function deviation({stddev, stddevError}) {
-  return Number.isFinite(stddev) && stddev <= stddevError ? `<${number(stddevError)}` : number(stddev);
+function deviation({stddev, stddevBound}) {
+  return Number.isFinite(stddevBound) ? `<${number(stddevBound)}` : number(stddev);
 }
 
 export const ALL_NAMES = [
