@@ -2,8 +2,10 @@
 // the level of which deviates by 10 % from slice to slice. Of runs with 1,000 values a slice, a
 // tenth of the pairs are drawn.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <random>

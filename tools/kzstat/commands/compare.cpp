@@ -224,7 +224,8 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
     options->comparison.Declare(command);
     options->range.Declare(command);
     command.Footer(
-        "A '*' marks means, rates and percentiles whose difference is at least that of --least and\n"
+        "A '*' marks means, rates and percentiles whose difference is at least that of --least "
+        "and\n"
         "has p < 0.01. Of two runs, slices are the samples: at least 30 a side. Of several, runs\n"
         "are: at least 2 a side.\n"
         "Expect false positives in about 1 % of the names.\n"

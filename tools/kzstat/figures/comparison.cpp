@@ -98,6 +98,7 @@ std::vector<PercentileDifference> PercentilesOf(const Difference& difference,
                                                 const PercentileTest& test, double least,
                                                 const std::vector<Percentile>& percentiles) {
     std::vector<PercentileDifference> differences;
+    differences.reserve(percentiles.size());
     for (const Percentile& each : percentiles)
         differences.push_back(DifferenceOf(each, difference, test(each.quantile), least));
     return differences;
