@@ -84,6 +84,7 @@ Counts Marked(const RunShape& shape, const Pairs& pairs, int count) {
 
 void PrintRows(const Pairs& pairs, int count) {
     std::vector<Counts> marked;
+    marked.reserve(kRunShapes.size());
     for (const RunShape& shape : kRunShapes) marked.push_back(Marked(shape, pairs, count));
     for (std::size_t i = 0; i < kQuantiles.size(); ++i) {
         const std::string title =
