@@ -83,6 +83,17 @@ TEST(DistributionSamples, AreNoneWhereASliceHasValuesWithoutThem) {
     EXPECT_TRUE(ReadDistributionSamples(*runs.Open("run", 0), {}).empty());
 }
 
+TEST(DistributionSamples, AreNoneOfARunOfVeryManyNames) {
+    MemoryRuns runs;
+    MemoryRun& run = runs.Make("run");
+    std::vector<Reported> reported;
+    for (int i = 0; i < 10001; ++i)
+        reported.push_back({"login" + std::to_string(i), Types::Timer, {5}});
+    SliceMaker maker;
+    run.Add(SliceOf(maker.NextSlice(reported), true));
+    EXPECT_TRUE(ReadDistributionSamples(*runs.Open("run", 0), {}).empty());
+}
+
 TEST(DistributionSamples, AreOfWholeStoredSumsInLongRuns) {
     EXPECT_EQ(1, SlicesPerSample(0, 0));
     EXPECT_EQ(1, SlicesPerSample(599, 50));

@@ -14,8 +14,10 @@ namespace {
 
 constexpr long long kMostSamples = 300;
 constexpr long long kLeastSamples = 60;
-/// Some tens of megabytes.
+/// Some megabytes.
 constexpr long long kMostSamplesOfAllNames = 30000;
+/// Their samples take some 100 MB.
+constexpr std::size_t kMostNames = 10000;
 
 /// A stored sum is of so many slices.
 constexpr long long kSlicesOfStoredSum = 60;
@@ -85,8 +87,9 @@ private:
 
 std::map<std::string, DistributionSamples> ReadDistributionSamples(
     RunReader& run, const kzjournal::TimeRange& range) {
-    const Groups groups(run.Facts().sliceLength,
-                        SlicesPerSample(run.CountSlices(range), run.Names().size()));
+    const std::size_t names = run.Names().size();
+    if (names > kMostNames) return {};
+    const Groups groups(run.Facts().sliceLength, SlicesPerSample(run.CountSlices(range), names));
     const auto groupOf = [&](double elapsed) { return groups.Of(elapsed); };
     SampleMaker maker;
     run.ForEachSum(range, groupOf,

@@ -11,7 +11,8 @@
 namespace kzstatprogram {
 
 /// By name, those of successive slices in the range: of each slice, or of groups of slices in long
-/// runs. A name of which a slice has values without their distribution has no samples. Throws
+/// runs. A name of which a slice has values without their distribution has no samples, nor has
+/// any name of a run of more than 10,000, which would take too much memory. Throws
 /// kzjournal::Error.
 std::map<std::string, DistributionSamples> ReadDistributionSamples(
     RunReader& run, const kzjournal::TimeRange& range);
