@@ -746,6 +746,19 @@ class Compare(JournalTest):
         self.assertEqual([[], [GAP, STANDSTILL]],
                          [report[side]["runs"][0]["interruptions"] for side in ("first", "second")])
 
+    def test_a_range_in_which_a_run_has_no_slice_is_refused(self):
+        short = self.make_run("short.kzj", slices=3)
+        for refused, options, expected in (
+                (short, ("--from", "10"), "--from 10 s; the run has slices of 1 s from 0:00 to 0:03"),
+                (self.run_path, ("--to", "0.5"), "--to 0.500 s; the run has slices of 1 s from 0:00 to 0:40"),
+                (self.run_path, ("--from", "1.2", "--to", "2.5"), "--from 1.20 s --to 2.50 s; the run has")):
+            for command in (("compare",), ("compare", "--format", "json"), ("report", "-o", self.path("page.html"))):
+                with self.subTest((command, options)):
+                    result = run(*command, self.run_path, short, *options)
+                    self.assert_fails(result, f"{refused}: no slice lies in the range of {expected}")
+                    self.assertEqual("", result.out)
+        self.assertFalse(os.path.exists(self.path("page.html")))
+
     def percentile_rows(self, *options):
         rows = [line.partition("login.time")
                 for line in self.compare_with(*options).splitlines()]
@@ -865,6 +878,13 @@ class Compare(JournalTest):
 
     def test_a_condition_that_keeps_quiet(self):
         self.assertEqual(0, self.compare("login.time mean +60%", "logins sum -1").status)
+
+    def test_of_conditions_that_mean_the_same_one_is_told(self):
+        self.make_distributed_runs()
+        result = self.compare("login.time p95 > 150ms", "login.time p95.0>0.15s", "logout mean +1%", "logout mean +1.0%")
+        self.assertEqual(["failed: login.time p95 > 150ms: it is 201.5 ms"],
+                         [line for line in result.out.splitlines() if line.startswith("failed: ")])
+        self.assertEqual(1, result.out.count("cannot tell: "))
 
     def test_a_condition_on_a_percentile(self):
         self.make_distributed_runs()

@@ -218,6 +218,91 @@ test('a narrow screen has a name and three numbers and does not scroll sideways'
   assert.deepEqual(shown, ['name', 'A', 'B', 'change']);
 });
 
+// Runs of these names, the same in each slice.
+async function runsOf(t, ...reports) {
+  const paths = [];
+  for (const reported of reports) {
+    const journal = new Journal(t, START + paths.length);
+    for (let slice = 1; slice <= 5; ++slice) await journal.slice(reported);
+    await journal.end();
+    paths.push(journal.path);
+  }
+  return paths;
+}
+
+test('names that are escaped alike have rows and curves of their own', async (t) => {
+  const counted = (control, literal) => ({'clients': ['LoadSize', 8], 'a\x01b': ['Counter', control], 'a\\x01b': ['Counter', literal]});
+  const {page} = await opened(t, await runsOf(t, counted(1, 100), counted(2, 300)));
+  assert.deepEqual((await rowsOf(page)).map(({name, A, B}) => [name, A, B]).sort(), [['a\\x01b', '1', '2'], ['a\\x5cx01b', '100', '300'], ['clients', '8', '8']]);
+  await page.getByRole('button', {name: 'Unfold all'}).click();
+  assert.equal(await page.locator('.card').count(), 3);
+});
+
+// Lacks five of its slices, and stood still for two seconds, from the begin of its load on.
+async function interruptedRun(t, loadBegin) {
+  const journal = new Journal(t, START + 9);
+  if (loadBegin > 0) journal.tell('load', loadBegin);
+  for (let slice = 1; slice <= SLICES; ++slice) {
+    if (slice === 30) journal.tell('measured', 3);
+    for (const [name, [type, ...values]] of Object.entries(work(slice))) journal.tell('value', name, type, ...values);
+    if (slice > 15 && slice <= 20) journal.lose();
+    else await journal.slice({});
+  }
+  await journal.end();
+  return journal.path;
+}
+
+test('times without figures are told as kzstat compare tells them, and hatched', async (t) => {
+  const runs = [twoRuns[0], await interruptedRun(t, 2)];
+  const {page} = await opened(t, runs);
+  const told = JSON.parse(kzstat('compare', ...runs, '--format', 'json').stdout).second.runs[0].interruptions;
+  assert.deepEqual(told, ['no slices from 0:15 to 0:20', 'the generator stood still from 0:30 to 0:32']);
+  assert.deepEqual(await page.locator('#warnings p').allTextContents(), [`B ${runs[1]}: ${told.join(', ')}; compared from 0:02 on`]);
+  const plot = page.getByRole('img', {name: 'overview, requests/s', exact: true}).locator('.u-over');
+  const {width, height} = await plot.boundingBox();
+  await plot.hover({position: {x: (width * 15) / SLICES, y: height / 2}});
+  assert.deepEqual((await page.locator('.tooltip dt').allTextContents()).slice(-1), ['B no slices']);
+  assert.deepEqual((await page.locator('.tooltip dd').allTextContents()).slice(-1), ['0:13 – 0:18']);
+});
+
+// How much is drawn in a plot over the seconds [from, to] of its `all`, in pixels that are not transparent.
+const inkIn = (page, plot, [from, to], all) => page.getByRole('img', {name: plot, exact: true}).evaluate((place, [begin, end]) => {
+  const canvas = place.querySelector('canvas');
+  const [outer, inner] = [canvas, place.querySelector('.u-over')].map((each) => each.getBoundingClientRect());
+  const at = (part) => Math.round(((inner.left - outer.left + part * inner.width) * canvas.width) / outer.width);
+  const {data} = canvas.getContext('2d').getImageData(at(begin), 0, at(end) - at(begin), canvas.height);
+  return data.filter((value, i) => i % 4 === 3 && value > 0).length;
+}, [from / all, to / all]);
+
+test('a run that lacks slices is hatched there, and not where it has some', async (t) => {
+  const {page} = await opened(t, [await interruptedRun(t, 0), twoRuns[0]]);
+  const [gap, rest] = [await inkIn(page, 'overview, requests/s', [15.5, 19.5], SLICES), await inkIn(page, 'overview, requests/s', [5.5, 9.5], SLICES)];
+  assert.ok(gap > 2 * rest, `${gap} pixels, ${rest}`);
+});
+
+test('of runs that count and time nothing, the rates are compared', async (t) => {
+  const counted = (pages) => ({'pages': ['Counter', pages], 'errors': ['Counter', 1]});
+  const {page} = await opened(t, await runsOf(t, counted(20), counted(30)));
+  assert.deepEqual(await linesOf(page, 'pages/s'), [['A', '20'], ['B', '30', '+50 %']]);
+  assert.deepEqual(await linesOf(page, 'errors/s'), [['A', '1'], ['B', '1', '0 %']]);
+  assert.deepEqual(await page.locator('#lanes h3').allTextContents(), ['pages/s', 'errors/s']);
+  assert.equal(await page.locator('#work').textContent(), 'nothing was timed');
+});
+
+test('what the first run and another one both lack has not changed', async (t) => {
+  const errors = {'clients': ['LoadSize', 8], 'errors': ['Counter', 1]};
+  const {page} = await opened(t, await runsOf(t, errors, {...errors, 'responses.2xx': ['Counter', 20]}, errors));
+  const [ofB, ofC] = await page.locator('#verdicts li').allTextContents();
+  assert.match(ofB, /large, but not certain: responses\.2xx\/s \+20$/);
+  assert.doesNotMatch(ofC, /large/);
+});
+
+test('runs that neither time nor count anything say so', async (t) => {
+  const levels = {'clients': ['LoadSize', 8], 'queue.length': ['Measurement', 3]};
+  const {page} = await opened(t, await runsOf(t, levels, levels));
+  assert.deepEqual(await page.locator('#tiles > *').allTextContents(), ['Nothing was timed or counted.', 'peak loadA8B80 %']);
+});
+
 test('a part of the time is looked at in all charts, and told by the address', async (t) => {
   const {page} = await opened(t, twoRuns);
   const box = await page.getByRole('img', {name: 'overview, p95', exact: true}).locator('.u-over').boundingBox();

@@ -4,6 +4,7 @@
 
 namespace {
 
+using kzterminal::EscapedName;
 using kzterminal::EscapedText;
 
 TEST(EscapedText, LeavesCharactersAlone) {
@@ -35,6 +36,22 @@ TEST(EscapedText, ShowsWhatSetsTheDirectionOfWriting) {
 TEST(EscapedText, KeepsNamesApart) {
     EXPECT_NE(EscapedText("a\u202e"), EscapedText("a\u202d"));
     EXPECT_NE(EscapedText("a\xfe"), EscapedText("a\xff"));
+}
+
+TEST(EscapedName, KeepsAnEscapeApartFromWhatReadsLikeIt) {
+    EXPECT_EQ("a\\x01b", EscapedName("a\x01"
+                                     "b"));
+    EXPECT_EQ("a\\x5cx01b", EscapedName("a\\x01b"));
+    EXPECT_EQ("a\\x5cx5cx01b", EscapedName("a\\x5cx01b"));
+    EXPECT_EQ("\\\\x5cx01", EscapedName("\\\\x01"));
+    EXPECT_EQ("\\x5cu202e\\u202e", EscapedName("\\u202e\u202e"));
+    EXPECT_EQ("\\x5cU000e0001", EscapedName("\\U000e0001"));
+}
+
+TEST(EscapedName, LeavesOtherBackslashesAlone) {
+    for (const char* const text :
+         {"\\", "a\\", "C:\\users\\xy", "\\x0", "\\xAB", "\\u20", "\\U202e", "\\n"})
+        EXPECT_EQ(text, EscapedName(text));
 }
 
 }  // namespace

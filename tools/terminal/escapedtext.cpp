@@ -6,6 +6,18 @@
 #include <cstdio>
 
 namespace kzterminal {
+namespace {
+
+/// Whether the text begins with what `EscapeOf` may have written.
+bool BeginsWithEscape(std::string_view text) {
+    if (text.size() < 2 || text[0] != '\\') return false;
+    const std::size_t digits = text[1] == 'x' ? 2 : text[1] == 'u' ? 4 : text[1] == 'U' ? 8 : 0;
+    const std::string_view number = text.substr(2, digits);
+    return digits > 0 && number.size() == digits &&
+           number.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+}  // namespace
 
 void ForEachCharacter(
     std::string_view text,
@@ -46,6 +58,17 @@ std::string EscapedText(std::string_view text) {
     ForEachCharacter(text, [&](std::string_view bytes, std::optional<char32_t> character) {
         const bool isSafe = character && !SteersText(*character);
         escaped += isSafe ? std::string(bytes) : EscapeOf(bytes, character);
+    });
+    return escaped;
+}
+
+std::string EscapedName(std::string_view name) {
+    if (name.find('\\') == std::string_view::npos) return EscapedText(name);
+    std::string escaped;
+    ForEachCharacter(name, [&](std::string_view bytes, std::optional<char32_t> character) {
+        const auto at = static_cast<std::size_t>(bytes.data() - name.data());
+        const bool isAmbiguous = BeginsWithEscape(name.substr(at));
+        escaped += isAmbiguous ? EscapeOf(bytes, character) : EscapedText(bytes);
     });
     return escaped;
 }

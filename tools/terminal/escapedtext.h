@@ -26,6 +26,10 @@ std::string EscapeOf(std::string_view bytes, std::optional<char32_t> character);
 /// UTF-8 in which all that steers and each faulty byte is escaped.
 std::string EscapedText(std::string_view text);
 
+/// The same of a name, by which it is told from all others: a backslash that reads as the begin of
+/// an escape is escaped, too. So this is not for what is escaped already.
+std::string EscapedName(std::string_view name);
+
 }  // namespace kzterminal
 
 #endif

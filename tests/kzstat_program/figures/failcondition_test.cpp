@@ -6,6 +6,7 @@
 
 namespace {
 
+using kzconditions::ConditionOf;
 using kzconditions::Outcome;
 using kzstatprogram::FailCondition;
 using testing::HasSubstr;
@@ -34,7 +35,8 @@ kzstatprogram::ComparedRun RunWithTimes(const std::vector<double>& times) {
 std::optional<std::string> Check(const std::string& condition,
                                  const kzstatprogram::ComparedRun& before,
                                  const kzstatprogram::ComparedRun& after) {
-    const kzstatprogram::FailFinding finding = FailCondition(condition).Check(before, after);
+    const kzstatprogram::FailFinding finding =
+        FailCondition(ConditionOf(condition)).Check(before, after);
     EXPECT_NE(Outcome::CannotTell, finding.outcome) << finding.line;
     if (finding.outcome == Outcome::Passed) return std::nullopt;
     return finding.line;
@@ -46,7 +48,8 @@ std::optional<std::string> Check(const std::string& condition, double before, do
 /// Why it cannot be told.
 std::string ReasonOf(const std::string& condition, const kzstatprogram::ComparedRun& before,
                      const kzstatprogram::ComparedRun& after) {
-    const kzstatprogram::FailFinding finding = FailCondition(condition).Check(before, after);
+    const kzstatprogram::FailFinding finding =
+        FailCondition(ConditionOf(condition)).Check(before, after);
     EXPECT_EQ(Outcome::CannotTell, finding.outcome);
     return finding.line;
 }
@@ -131,8 +134,8 @@ TEST(FailCondition, BoundsAnyPercentile) {
 TEST(FailCondition, BoundsACountWithoutAUnit) {
     EXPECT_THAT(Check("login time count < 5", 0, 0),
                 Optional(std::string("login time count < 5: it is 4")));
-    EXPECT_THROW(FailCondition("login time count < 5ms"), kzjournal::Error);
-    EXPECT_THROW(FailCondition("login time rate < 5s"), kzjournal::Error);
+    EXPECT_THROW(ConditionOf("login time count < 5ms"), kzjournal::Error);
+    EXPECT_THROW(ConditionOf("login time rate < 5s"), kzjournal::Error);
 }
 
 TEST(FailCondition, IsNotKeptQuietByNaN) {
@@ -181,7 +184,7 @@ TEST(FailCondition, RefusesWhatIsNone) {
                                    "login mean == 5",
                                    "login mean > inf",
                                    "login mean > 5ms ms"})
-        EXPECT_THROW(FailCondition condition(text), kzjournal::Error) << text;
+        EXPECT_THROW(ConditionOf(text), kzjournal::Error) << text;
 }
 
 TEST(FailCondition, CannotTellOfARunWithoutTheName) {

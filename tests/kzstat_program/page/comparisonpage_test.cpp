@@ -121,6 +121,17 @@ TEST_F(ComparisonPage, EscapesNamesAlikeEverywhere) {
     EXPECT_EQ("b\\x1b", page["sides"][1]["runs"][0]["path"]);
 }
 
+TEST_F(ComparisonPage, TellsNamesApartThatWouldReadAlike) {
+    const json page = Told({{Read("a", 10, "new\x1b")}, {Read("b", 10, "new\\x1b")}});
+    const std::string control = "new\\x1b";
+    const std::string literal = "new\\x5cx1b";
+    EXPECT_EQ(json({control}), page["comparisons"][0]["first"]["only_here"]);
+    EXPECT_EQ(json({literal}), page["comparisons"][0]["second"]["only_here"]);
+    for (const std::string& name : {control, literal})
+        EXPECT_NE(nullptr, Find(page["comparisons"][0]["names"], name)) << name;
+    EXPECT_NE(nullptr, Find(page["sides"][1]["runs"][0]["curves"]["names"], literal));
+}
+
 TEST_F(ComparisonPage, KnowsWhenARunBeginsAndEnds) {
     RunOfPage loaded = Read("a", 10);
     loaded.begin = 1.5;

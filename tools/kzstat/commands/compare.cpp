@@ -138,7 +138,7 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
     const std::vector<Percentile> percentiles = options.comparison.Percentiles();
     const auto read = [&](const std::string& path) {
         const std::unique_ptr<RunReader> run = runs.Open(path);
-        const SliceRange range = options.range.RangeOf(*run);
+        const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
         output.WriteLine(DescribeJournal(*run, path));
         // The figures of a run that stood still are not those of one that did not.
         for (const std::string& line : DescribeInterruptions(*run, runs, path, range.Time()))
@@ -166,7 +166,7 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
     const auto readInto = [&](ComparisonReport::Side& side) {
         return [&, &side = side](const std::string& path) {
             const std::unique_ptr<RunReader> run = runs.Open(path);
-            const SliceRange range = options.range.RangeOf(*run);
+            const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
             side.runs.push_back({path, run->Facts().id, CompletenessText(*run),
                                  DescribeInterruptions(*run, runs, path, range.Time())});
             return ReadRunOf(sides, *run, range, percentiles);
@@ -193,11 +193,13 @@ ExitStatus Compare(const CompareOptions& options, const std::vector<FailConditio
 
 /// Refuses a mistake as the rest of the command line does.
 std::vector<FailCondition> ConditionsOf(const CompareOptions& options) {
+    std::vector<kzconditions::Condition> conditions;
     try {
-        return {options.conditions.begin(), options.conditions.end()};
+        kzconditions::AddNew(kzconditions::ConditionsOf(options.conditions), conditions);
     } catch (const kzjournal::Error& error) {
         throw UsageError("--fail-if", error.what());
     }
+    return {conditions.begin(), conditions.end()};
 }
 
 }  // namespace
@@ -224,10 +226,9 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
     options->comparison.Declare(command);
     options->range.Declare(command);
     command.Footer(
-        "A '*' marks means, rates and percentiles whose difference is at least that of --least "
-        "and\n"
-        "has p < 0.01. Of two runs, slices are the samples: at least 30 a side. Of several, runs\n"
-        "are: at least 2 a side.\n"
+        "A '*' marks means, rates and percentiles whose difference is at least that of --least\n"
+        "and has p < 0.01. Of two runs, slices are the samples: at least 30 a side. Of several,\n"
+        "runs are: at least 2 a side.\n"
         "Expect false positives in about 1 % of the names.\n"
         "Exits with status 1 if a condition failed, and else 2 if one cannot be told.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");

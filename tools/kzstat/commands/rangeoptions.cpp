@@ -4,7 +4,9 @@
 #include <map>
 
 #include "figures/load.h"
+#include "terminal/terminaltext.h"
 #include "text/numbers.h"
+#include "text/texts.h"
 
 namespace kzstatprogram {
 namespace {
@@ -17,6 +19,15 @@ double EndOfWarmUp(RunReader& run, const SliceRange& range) {
     if (top == load.end())
         throw kzjournal::Error("cannot tell the warm-up: no load size was reported; use --from");
     return top->first - run.Facts().sliceLength;
+}
+
+/// "slices of 1 s from 0:00 to 0:36".
+std::string WhatItHas(RunReader& run) {
+    const std::vector<double> ends = run.SliceEnds();
+    if (ends.empty()) return "no slice";
+    const double length = run.Facts().sliceLength;
+    return "slices of " + ReadableNumber(length) + " s from " + TimeOfRun(ends.front() - length) +
+           " to " + TimeOfRun(ends.back());
 }
 
 }  // namespace
@@ -39,10 +50,26 @@ SliceRange RangeOptions::RangeOf(RunReader& run) const {
     return range;
 }
 
+SliceRange RangeOptions::RangeWithSlicesOf(RunReader& run, const std::string& path) const {
+    const SliceRange range = RangeOf(run);
+    const std::string asked = Text();
+    if (!asked.empty() && run.CountSlices(range) == 0)
+        throw kzjournal::Error(kzterminal::Printable(path) + ": no slice lies in the range of " +
+                               asked + "; the run has " + WhatItHas(run));
+    return range;
+}
+
 SliceRange RangeOptions::RangeWithoutLoad(RunReader& run) const {
     SliceRange range;
     Restrict(run, range);
     return range;
+}
+
+std::string RangeOptions::Text() const {
+    std::string text;
+    if (from) text.append("--from ").append(ReadableNumber(*from)).append(" s");
+    if (to) text.append(from ? " " : "").append("--to ").append(ReadableNumber(*to)).append(" s");
+    return text;
 }
 
 void RangeOptions::Restrict(RunReader& run, SliceRange& range) const {

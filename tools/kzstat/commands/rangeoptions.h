@@ -2,6 +2,7 @@
 #define KZSTATPROGRAM_RANGEOPTIONS_H
 
 #include <optional>
+#include <string>
 
 #include "commands/commandline.h"
 #include "figures/slicerange.h"
@@ -24,10 +25,15 @@ struct RangeOptions {
     void Declare(Command& command, Usual usual = UnderLoad);
     /// `from` and `to` count as they are, in place of the begin and the end of the load.
     SliceRange RangeOf(RunReader& run) const;
-    /// The same where the load bounds nothing, for what is shown slice by slice.
+    /// The same. Throws kzjournal::Error if the user gave a range in which the run, which is that
+    /// of `path`, has no slice: nothing is left to compare then.
+    SliceRange RangeWithSlicesOf(RunReader& run, const std::string& path) const;
+    /// As `RangeOf`, where the load bounds nothing, for what is shown slice by slice.
     SliceRange RangeWithoutLoad(RunReader& run) const;
 
 private:
+    /// "--from 5 s --to 10 s"; empty if neither was given.
+    std::string Text() const;
     void Restrict(RunReader& run, SliceRange& range) const;
 };
 

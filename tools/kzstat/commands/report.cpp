@@ -68,7 +68,7 @@ Made PageOfRun(const std::string& path, const ReportOptions& options, const RunO
 
 RunOfPage ReadForPage(RunReader& run, const std::string& path, const RunOpener& runs,
                       const RangeOptions& options) {
-    const SliceRange range = options.RangeOf(run);
+    const SliceRange range = options.RangeWithSlicesOf(run, path);
     return {path,
             CompletenessText(run),
             range.load.begin.value_or(std::max(range.from, 0.0)),

@@ -2,6 +2,7 @@
 #define KZSTATPROGRAM_FAILCONDITION_H
 
 #include <string>
+#include <utility>
 
 #include "conditions/condition.h"
 #include "conditions/judgement.h"
@@ -18,9 +19,7 @@ struct FailFinding {
 /// What must not be so of the second one of two runs. Compatible.
 class FailCondition {
 public:
-    /// Throws kzjournal::Error.
-    explicit FailCondition(const std::string& text)
-        : m_condition(kzconditions::ConditionOf(text)) {}
+    explicit FailCondition(kzconditions::Condition condition) : m_condition(std::move(condition)) {}
 
     /// NaN keeps no condition quiet. It cannot be told where a run that the condition is about does
     /// not have the statistic, or not in a unit of time where the condition has one.

@@ -16,12 +16,18 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// Texts of runs come from anywhere, and the names in a comparison are those of the curves.
+/// Texts of runs come from anywhere.
 void Escape(Json& json) {
     if (json.is_string())
         json = kzterminal::EscapedText(json.get<std::string>());
     else if (json.is_structured())
         for (Json& each : json) Escape(each);
+}
+
+Json EscapedNames(const std::vector<std::string>& names) {
+    Json json = Json::array();
+    for (const std::string& name : names) json.push_back(kzterminal::EscapedName(name));
+    return json;
 }
 
 std::vector<ComparedRun> FiguresOf(const SideOfPage& side) {
@@ -45,7 +51,8 @@ std::string TextOf(const RunOfPage& run) {
     Json json{{"path", run.path},
               {"completeness", run.completeness},
               {"begin", run.begin},
-              {"end", run.end ? Json(*run.end) : Json()}};
+              {"end", run.end ? Json(*run.end) : Json()},
+              {"interruptions", run.interruptions}};
     Escape(json);
     std::string text = json.dump();
     text.pop_back();
@@ -66,10 +73,15 @@ std::string ComparisonText(const SideOfPage& first, const SideOfPage& second, do
     report.after.runs = RunsOf(second);
     report.Add(sides, least, percentiles);
     Json json = ComparisonJson(report);
-    for (std::size_t i = 0; i < report.differences.size(); ++i)
-        json["names"][i]["quantity"] = QuantityOf(report.differences[i]);
-    json["significance"] = kSignificance;
     Escape(json);
+    // The names are those of the curves.
+    json["first"]["only_here"] = EscapedNames(sides.onlyBefore);
+    json["second"]["only_here"] = EscapedNames(sides.onlyAfter);
+    for (std::size_t i = 0; i < report.differences.size(); ++i) {
+        json["names"][i]["name"] = kzterminal::EscapedName(report.differences[i].before->name);
+        json["names"][i]["quantity"] = QuantityOf(report.differences[i]);
+    }
+    json["significance"] = kSignificance;
     return json.dump();
 }
 

@@ -27,8 +27,8 @@ using SideOfPage = std::vector<RunOfPage>;
 /// Where the page gets its data from: its sides, their runs with their curves, their figures, and
 /// each side but the first compared with the first. A comparison is an object of `ComparisonJson`,
 /// with the `significance` of the test; each name has its `quantity`, as the table of a comparison
-/// calls it. Texts are escaped as on a terminal. Throws kzjournal::Error as `SidesOf` does.
-/// REQUIRES: two sides or more, each with a run.
+/// calls it. Texts are escaped as on a terminal, and names so that each differs from all others.
+/// Throws kzjournal::Error as `SidesOf` does. REQUIRES: two sides or more, each with a run.
 std::string ComparisonPageJson(const std::vector<SideOfPage>& sides, double least,
                                const std::vector<Percentile>& percentiles);
 

@@ -281,7 +281,7 @@ Json NameJson(const std::string& name, const RunHistory::Entry& entry, const Run
     const Statistics statistics = StatisticsIn(name, entry, history);
     const CKZStatDistribution* const distribution = DistributionOf(statistics);
     const std::size_t from = page.firstBucketMissing;
-    Json json = {{"name", kzterminal::EscapedText(statistics.name)},
+    Json json = {{"name", kzterminal::EscapedName(statistics.name)},
                  {"type", Types::GetStringFromEnumType(entry.latest.type)},
                  {"unit", statistics.unit},
                  {"isLevel", IsLevel(entry.latest.type)},
@@ -318,7 +318,7 @@ Json CurveJson(const std::string& name, const RunHistory::Entry& entry, const Ru
         course["flow"] = LevelSeries(entry.course, 0, Number);
     else if (!std::isnan(FlowOf(type, {})))
         course["flow"] = Series(entry.course, 0, &Bucket::flow, Number);
-    return {{"name", kzterminal::EscapedText(statistics.name)},
+    return {{"name", kzterminal::EscapedName(statistics.name)},
             {"max", Number(statistics.maximum)},
             {"course", course},
             {"cumulative",
@@ -452,7 +452,7 @@ std::string CurvesJson(const RunHistory& history) {
 Json NamesJson(const std::vector<Statistics>& names) {
     Json json = Json::array();
     for (const Statistics& each : names)
-        json.push_back({{"name", kzterminal::EscapedText(each.name)},
+        json.push_back({{"name", kzterminal::EscapedName(each.name)},
                         {"type", Types::GetStringFromEnumType(each.type)},
                         {"unit", each.unit},
                         {"isLevel", IsLevel(each.type)},

@@ -40,6 +40,12 @@ function shade({ctx, bbox}, colour, from, to) {
   ctx.fillRect(left, bbox.top, right - left, bbox.height);
 }
 
+// The chart leaves those of the line which it drew last.
+function useThinLines(ctx) {
+  ctx.lineWidth = devicePixelRatio;
+  ctx.setLineDash([]);
+}
+
 function hatch({ctx, bbox}, colour, from, to) {
   const [left, right] = [Math.max(from, bbox.left), Math.min(Math.max(to, from + LEAST_WIDTH * devicePixelRatio), bbox.left + bbox.width)];
   if (right <= left) return;
@@ -47,6 +53,7 @@ function hatch({ctx, bbox}, colour, from, to) {
   ctx.beginPath();
   ctx.rect(left, bbox.top, right - left, bbox.height);
   ctx.clip();
+  useThinLines(ctx);
   ctx.strokeStyle = colour;
   ctx.beginPath();
   for (let x = left - bbox.height; x < right; x += HATCH * devicePixelRatio) {
@@ -58,6 +65,7 @@ function hatch({ctx, bbox}, colour, from, to) {
 }
 
 function flag({ctx, bbox}, colour, x, isFirst) {
+  useThinLines(ctx);
   ctx.strokeStyle = ctx.fillStyle = colour;
   ctx.beginPath();
   ctx.moveTo(x, bbox.top);
@@ -84,15 +92,18 @@ export function paintSaturation(chart, view) {
   chart.ctx.restore();
 }
 
+export function hatchInterruptions(chart, view, colour) {
+  const position = positionIn(chart, view);
+  for (const {from, to} of view.run.interruptions) hatch(chart, colour, position(from), position(to));
+}
+
 // `isFirst` for the uppermost plot, where the flags are.
 export function paintMarks(chart, view, isFirst) {
   const {ctx, bbox} = chart;
   const position = positionIn(chart, view);
   ctx.save();
   for (const span of shadedSpans(view)) shade(chart, view.colours.outside, ...span.map(position));
-  ctx.lineWidth = devicePixelRatio;
-  ctx.setLineDash([]);  // the chart leaves that of the line which it drew last
-  for (const {from, to} of view.run.interruptions) hatch(chart, view.colours.gap, position(from), position(to));
+  hatchInterruptions(chart, view, view.colours.gap);
   for (const {time} of view.run.notes) {
     const x = Math.round(chart.valToPos(positionOf(view, time), 'x', true)) + 0.5;
     if (x >= bbox.left && x <= bbox.left + bbox.width) flag(chart, view.colours.flag, x, isFirst);

@@ -62,6 +62,8 @@ export function mainCounters(names) {
   return names.filter(({figures}) => figures.sum > 0).sort(byImportance).slice(0, MOST_COUNTERS);
 }
 
+export const counterLabel = ({name, unit}) => (unit ? `${name}, ${unit}` : name);
+
 // Outcomes that everybody reads alike have a colour of their own. The bad ones come first, at the bottom of a stack,
 // where their size is seen best.
 const MEANINGS = [

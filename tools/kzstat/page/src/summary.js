@@ -3,7 +3,7 @@
 import {errorsOf} from './errors.js';
 import {figureHint, figureText} from './figurecolumns.js';
 import {clock, duration, elapsed, number, percent} from './format.js';
-import {nounOf} from './outcomes.js';
+import {counterLabel, nounOf} from './outcomes.js';
 import {peakIn, secondsIn, slicesIn} from './spanfigures.js';
 
 const byId = (id) => document.getElementById(id);
@@ -141,10 +141,9 @@ function tilesOfWork(row, noun, names, figuresOf) {
 // Of a run that counts and times nothing.
 function tilesOfCounters(counters, figuresOf) {
   const [first] = counters;
-  const labelOf = ({name, unit}) => (unit ? `${name}, ${unit}` : name);
   return [
-    ...(first ? [{label: labelOf(first), value: number(figuresOf(first).sum), hint: first.name}] : []),
-    ...counters.map((name) => ({label: `${labelOf(name)}/s`, value: number(figuresOf(name).rate), hint: name.name})),
+    ...(first ? [{label: counterLabel(first), value: number(figuresOf(first).sum), hint: first.name}] : []),
+    ...counters.map((name) => ({label: `${counterLabel(name)}/s`, value: number(figuresOf(name).rate), hint: name.name})),
   ];
 }
 

@@ -36,7 +36,7 @@ function filledFlow(run, name) {
 
 // How often work was done, and how often in vain.
 export const attemptLines = (runs, {times, failed}) => lines(runs, (run) => added(filledFlow(run, times), filledFlow(run, failed)));
-export const errorLines = (runs, {failed}) => lines(runs, (run) => filledFlow(run, failed));
+export const rateLines = (runs, name) => lines(runs, (run) => filledFlow(run, name));
 
 export function loadLines(runs) {
   return lines(runs, (run) => padded(run, flowSeries(run.curves, run.curves.load, true).mean));

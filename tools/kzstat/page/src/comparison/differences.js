@@ -13,7 +13,7 @@ const isThere = (value) => value !== null && value !== undefined;
 const lastPart = (name) => name.slice(name.lastIndexOf('.') + 1);
 const isFailure = (name) => FAILURE.test(name) || BAD.has(meaningOf(lastPart(name)));
 
-const kindOf = ({name, type, tested}) => {
+export const kindOf = ({name, type, tested}) => {
   if (tested === 'mean') return TIMERS.has(type) && !isFailure(name) ? 'times' : 'other';
   if (tested === 'level') return 'other';
   if (isFailure(name)) return 'failures';

@@ -2,30 +2,36 @@
 // began.
 
 import {offerPicture} from '../exports.js';
-import {attemptLines, errorLines, loadLines, valueLines} from './curves.js';
+import {counterLabel} from '../outcomes.js';
+import {attemptLines, loadLines, rateLines, valueLines} from './curves.js';
 import {CurvePlot} from './runplot.js';
 import {element} from './summary.js';
 
-const HEIGHTS = {throughput: 112, times: 112, errors: 66, load: 62};
+const HEIGHTS = {throughput: 112, times: 112, errors: 66, counter: 66, load: 62};
 
-// Lanes of {key, title, unit, linesOf}. `main` is null if nothing was timed.
-function lanesOf(runs, main) {
+// The uppermost is the highest.
+function counterLanes(runs, counters) {
+  return counters.map((name, i) => ({key: i === 0 ? 'throughput' : 'counter', title: `${counterLabel(name)}/s`, unit: '/s', linesOf: () => rateLines(runs, name)}));
+}
+
+// Lanes of {key, title, unit, linesOf}. `main` is null if nothing was timed: the counters are drawn then.
+function lanesOf({runs, counters}, main) {
   const load = {key: 'load', title: 'load', unit: '', linesOf: () => loadLines(runs)};
-  if (!main) return [load];
+  if (!main) return [...counterLanes(runs, counters), load];
   const {work, noun, areFailuresTold} = main;
   const times = work.times ? valueLines(runs, work.times) : {lines: []};
   return [
     {key: 'throughput', title: `${noun}/s`, unit: '/s', linesOf: () => attemptLines(runs, work)},
     ...(times.lines.length > 0 ? [{key: 'times', title: times.label, unit: work.times.unit, linesOf: () => valueLines(runs, work.times).lines}] : []),
-    ...(areFailuresTold ? [{key: 'errors', title: 'errors/s', unit: '/s', linesOf: () => errorLines(runs, work)}] : []),
+    ...(areFailuresTold ? [{key: 'errors', title: 'errors/s', unit: '/s', linesOf: () => rateLines(runs, work.failed)}] : []),
     load,
   ];
 }
 
 export class Overview {
-  constructor(place, {runs}, main) {
+  constructor(place, compared, main) {
     this.place = place;
-    this.lanes = lanesOf(runs, main).filter(({linesOf}) => linesOf().length > 0);
+    this.lanes = lanesOf(compared, main).filter(({linesOf}) => linesOf().length > 0);
     this.plots = [];
     place.parentElement.hidden = this.lanes.length === 0;
     place.parentElement.querySelector('.tools').append(offerPicture(place.parentElement, 'overview', 'the overview'));

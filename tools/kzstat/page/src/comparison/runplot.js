@@ -3,6 +3,8 @@
 import uPlot from 'uplot';
 import {keyOf, MARKS, marksIn, positionOf, rankOptions, shareText, valueAtRank} from '../cumulativeplot.js';
 import {elapsed, number, withUnit} from '../format.js';
+import {hatchInterruptions, interruptionsAt} from '../marks.js';
+import {kindText, spanText} from '../remarks.js';
 import {axisLook, fromZero, LEFT_AXIS, points, ticksWith, timeAxis, timeOptions, TimePlot} from '../timeplots.js';
 import {offerTooltip} from '../tooltip.js';
 
@@ -10,6 +12,7 @@ const CUMULATIVE_HEIGHT = 190;
 const AXIS_HEIGHT = 26;
 const LABEL_ROOM_BELOW = 6;  // half of the height of a label at zero
 const DASH = [6, 4];
+const HATCH_OPACITY = '80';  // so that the curves stand out
 // Of each column that is joined: a gap ends at the next value of its run, whatever times others have between.
 const NULL_MODES = [0, 2];
 
@@ -62,9 +65,19 @@ export class CurvePlot extends TimePlot {
       padding: [top, right, this.hasAxis ? bottom : LABEL_ROOM_BELOW, left],
       scales: {...common.scales, y: {range: fromZero}},
       legend: {show: false},
+      hooks: {...common.hooks, drawClear: [(chart) => this.hatch(chart)]},
       series: [{}, ...this.lines.map(({run}) => ({...lookOf(run, view), points}))],
       axes: [time, {...axisLook(view.colours), space: 22, size: LEFT_AXIS, values: ticksWith(this.unit)}],
     };
+  }
+
+  hatch(chart) {
+    for (const {run} of this.lines) hatchInterruptions(chart, {run, origin: 0}, `${this.view.colours[run.colour]}${HATCH_OPACITY}`);
+  }
+
+  interruptionRows(left) {
+    return this.lines.flatMap(({run}) => interruptionsAt(this.chart, {run, origin: 0}, left)
+      .map((each) => [`${run.letter} ${kindText(each)}`, spanText({axis: 'elapsed'}, each), this.view.colours[run.colour]]));
   }
 
   // The value of each run's slice at that moment.
@@ -77,7 +90,7 @@ export class CurvePlot extends TimePlot {
     if (told.length === 0) return null;
     const end = Math.min(...told.map((each) => each.end));
     const rows = told.map(({run, value}) => [`${run.letter} ${run.title}`, this.valueText(value), this.view.colours[run.colour]]);
-    return {title: `${elapsed(Math.round(end * 10) / 10)} after the begin`, rows};
+    return {title: `${elapsed(Math.round(end * 10) / 10)} after the begin`, rows: [...rows, ...this.interruptionRows(left)]};
   }
 
   valueText(value) {

@@ -18,7 +18,15 @@ function titlesOf(paths) {
 // Sides beyond the last colour begin with the first one again, dashed.
 const lookOf = (side) => ({colour: COLOURS_OF_RUNS[side % COLOURS], isDashed: side >= COLOURS});
 
-function runOf({path, completeness, begin, end, curves}, side, letter) {
+// Those of the time that is compared, in seconds since its begin.
+function interruptionsOf({interruptions}, begin, seconds) {
+  const within = interruptions.map((each) => ({...each, from: Math.max(each.from - begin, 0), to: Math.min(each.to - begin, seconds)}));
+  return within.filter(({from, to}) => from < to);
+}
+
+// `interruptionLines` have the times of the run, as all commands tell them.
+function runOf({path, completeness, begin, end, interruptions: interruptionLines, curves}, side, letter) {
+  const seconds = (end ?? curves.elapsed) - begin;
   return {
     ...lookOf(side),
     side,
@@ -28,7 +36,9 @@ function runOf({path, completeness, begin, end, curves}, side, letter) {
     begin,
     curves,
     times: times(curves, 'elapsed').map((moment) => moment - begin),
-    seconds: (end ?? curves.elapsed) - begin,
+    seconds,
+    interruptions: interruptionsOf(curves, begin, seconds),
+    interruptionLines,
     curveOf: new Map(curves.names.map((name) => [name.name, name])),
   };
 }

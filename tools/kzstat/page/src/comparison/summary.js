@@ -1,11 +1,11 @@
 // What is said of the comparison as a whole: which runs, which of them is better and in what, and the main figures.
 
-import {clock, duration, number} from '../format.js';
+import {clock, duration, elapsed, number} from '../format.js';
 import {operationRow} from '../operations.js';
-import {mainOperation, nounOf, operationsOf, tellsFailures} from '../outcomes.js';
+import {counterLabel, mainOperation, nounOf, operationsOf, tellsFailures} from '../outcomes.js';
 import {bucketsOfFigures} from '../run.js';
 import {peakIn} from '../spanfigures.js';
-import {changeText, judged, signed} from './differences.js';
+import {changeText, judged, kindOf, signed} from './differences.js';
 import {swatchOf} from './runplot.js';
 
 // Of what changed, in the one comparison of the page or in each of several.
@@ -125,9 +125,20 @@ export function showVerdicts({comparisons}, rows) {
   byId('verdicts').replaceChildren(...comparisons.map((comparison, i) => verdictItem(comparison, rows, i, comparisons.length === 1)));
 }
 
-// That a generator was itself the bottleneck makes all figures of its run doubtful.
+// The charts count from where the comparison begins, what is told of a run from its start.
+function interruptionText({interruptionLines, begin}) {
+  const since = Math.round(begin * 10) / 10;
+  return interruptionLines.join(', ') + (since > 0 ? `; compared from ${elapsed(since)} on` : '');
+}
+
+// A generator that was itself the bottleneck makes all figures of its run doubtful, and so do times without figures.
+const warningsOf = (run) => [
+  ...(run.curves.saturation !== null ? [run.curves.saturation] : []),
+  ...(run.interruptionLines.length > 0 ? [interruptionText(run)] : []),
+];
+
 export function showWarnings({runs}) {
-  const warnings = runs.filter(({curves}) => curves.saturation !== null).map((run) => element('p', 'warning', `${run.letter} ${run.title}: ${run.curves.saturation}`));
+  const warnings = runs.flatMap((run) => warningsOf(run).map((text) => element('p', 'warning', `${run.letter} ${run.title}: ${text}`)));
   byId('warnings').replaceChildren(...warnings);
 }
 
@@ -167,7 +178,7 @@ export function followWork({sides, comparisons}, main) {
 const LARGE_CHANGE = 0.1;
 const LARGE_CHANGE_OF_SHARE = 0.01;
 
-const isLarge = (first, second, {isShare}) => Math.abs(second - first) >= (isShare ? LARGE_CHANGE_OF_SHARE : LARGE_CHANGE * Math.abs(first));
+const isLarge = (first, second, {isShare}) => second !== first && Math.abs(second - first) >= (isShare ? LARGE_CHANGE_OF_SHARE : LARGE_CHANGE * Math.abs(first));
 
 // The main figures that differ much, where no name of their kind is marked.
 export function noteUncertain(compared, main, rows) {
@@ -180,12 +191,23 @@ export function noteUncertain(compared, main, rows) {
   });
 }
 
+// A side without the name counted nothing.
+function tileOfCounter(counter, sides) {
+  return {
+    label: `${counterLabel(counter)}/s`,
+    values: sides.map(({nameOf}) => (nameOf.has(counter.name) ? nameOf.get(counter.name).figures.rate : 0)),
+    text: number,
+    kind: kindOf({...counter, tested: 'rate'}),
+    names: ({name}) => name === counter.name,
+  };
+}
+
 // A tile is {label, values, text, kind, names, isShare}: a value for each side. `names` tells those names of a
 // comparison that are of its kind.
-function tilesOf({sides}, main) {
+function tilesOf({sides, counters}, main) {
   const loads = {label: sides.some(({runs}) => runs.length > 1) ? 'peak load, mean' : 'peak load', values: sides.map(peakOfSide), text: number, kind: 'other', names: () => false};
   const isTold = ({values}) => values.some(isThere);
-  if (!main) return [loads].filter(isTold);
+  if (!main) return [...counters.map((name) => tileOfCounter(name, sides)), loads].filter(isTold);
   const {work, noun, rows, areFailuresTold} = main;
   const unit = rows.find((row) => row !== null).unit;
   // Where a side never succeeded, the times of its failures are not those of the work.
@@ -230,7 +252,8 @@ function tileOf(tile, {sides, comparisons}, rows) {
 }
 
 export function showTiles(compared, main, rows) {
-  byId('tiles').replaceChildren(...tilesOf(compared, main).map((tile) => tileOf(tile, compared, rows)));
+  const nothing = main || compared.counters.length > 0 ? [] : [element('p', 'remark', 'Nothing was timed or counted.')];
+  byId('tiles').replaceChildren(...nothing, ...tilesOf(compared, main).map((tile) => tileOf(tile, compared, rows)));
 }
 
 function fact(term, text) {
