@@ -87,6 +87,7 @@ TEST(DistributionSamples, AreNoneOfARunOfVeryManyNames) {
     MemoryRuns runs;
     MemoryRun& run = runs.Make("run");
     std::vector<Reported> reported;
+    reported.reserve(10001);
     for (int i = 0; i < 10001; ++i)
         reported.push_back({"login" + std::to_string(i), Types::Timer, {5}});
     SliceMaker maker;
