@@ -2,7 +2,6 @@
 // A table of percentages: of pairs of equal runs, where 1 is right, and of pairs of which one has a
 // mean that is 10 % higher. The same pairs each time.
 
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "figures/meanestimate.h"
+#include "support/runshapes.h"
 
 namespace {
 
@@ -23,37 +23,16 @@ constexpr double kLevel = 0.01;
 constexpr double kMean = 100;
 constexpr double kDeviation = 10;
 
-struct Shape {
-    int slices;
-    double correlation;  // from slice to slice
-};
-
-constexpr std::array<Shape, 9> kShapes = {{{30, 0},
-                                           {30, 0.5},
-                                           {30, 0.8},
-                                           {60, 0},
-                                           {60, 0.5},
-                                           {60, 0.8},
-                                           {300, 0},
-                                           {300, 0.5},
-                                           {300, 0.8}}};
-
 /// Makes what a slice has of a standard normal number that resembles that of the slice before.
 using Maker = std::function<SliceSample(double, Random&)>;
 
-Series Make(const Shape& shape, const Maker& maker, Random& random) {
-    std::normal_distribution<double> normal;
-    const double share = std::sqrt(1 - shape.correlation * shape.correlation);
+Series Make(const RunShape& shape, const Maker& maker, Random& random) {
     Series series;
-    double state = normal(random);
-    for (int i = 0; i < shape.slices; ++i) {
-        series.push_back(maker(state, random));
-        state = shape.correlation * state + share * normal(random);
-    }
+    ForEachState(shape, random, [&](double state) { series.push_back(maker(state, random)); });
     return series;
 }
 
-double PercentMarked(const Shape& shape, const Maker& maker, double factor, int pairs) {
+double PercentMarked(const RunShape& shape, const Maker& maker, double factor, int pairs) {
     Random random(1);
     int marked = 0;
     for (int i = 0; i < pairs; ++i) {
@@ -69,18 +48,10 @@ double PercentMarked(const Shape& shape, const Maker& maker, double factor, int 
 
 void PrintRow(const std::string& title, const Maker& maker, double factor, int pairs) {
     std::printf("%-46s", title.c_str());
-    for (const Shape& shape : kShapes) {
+    for (const RunShape& shape : kRunShapes) {
         std::printf(" %7.2f", PercentMarked(shape, maker, factor, pairs));
         std::fflush(stdout);
     }
-    std::printf("\n");
-}
-
-void PrintHeading() {
-    std::printf("%-46s", "slices");
-    for (const Shape& shape : kShapes) std::printf(" %7d", shape.slices);
-    std::printf("\n%-46s", "correlation");
-    for (const Shape& shape : kShapes) std::printf(" %7.1f", shape.correlation);
     std::printf("\n");
 }
 
@@ -130,7 +101,7 @@ SliceSample Rare(double state, Random& random) {
 
 int main(int argc, char** argv) {
     const int pairs = argc > 1 ? std::atoi(argv[1]) : 10000;
-    PrintHeading();
+    PrintHeadingOfRunShapes();
     PrintRow("equal runs, normal", Normal, 1, pairs);
     PrintRow("equal runs, exponential", Exponential, 1, pairs);
     PrintRow("equal runs, lognormal", Lognormal, 1, pairs);

@@ -760,8 +760,10 @@ class Compare(JournalTest):
         self.assertFalse(os.path.exists(self.path("page.html")))
 
     def percentile_rows(self, *options):
-        rows = [line.split() for line in self.compare_with(*options).splitlines()]
-        return [row[1:] for row in rows if row[0] == "login.time" and row[1].startswith("p")]
+        rows = [line.partition("login.time")
+                for line in self.compare_with(*options).splitlines()]
+        return [[mark.strip(), *row.split()] for mark, name, row in rows
+                if name and row.split()[0].startswith("p")]
 
     def compare_with(self, *options):
         result = run("compare", self.run_path, self.slower, *options)
@@ -770,17 +772,17 @@ class Compare(JournalTest):
 
     def test_percentiles_of_both_runs(self):
         self.make_distributed_runs()
-        self.assertEqual([["p50", "ms", "109.2", "163.5", "+54.25", "+49.66%", "-"],
-                          ["p95", "ms", "134.5", "201.5", "+67", "+49.81%", "-"],
-                          ["p99", "ms", "137", "205.5", "+68.50", "+50%", "-"]],
+        self.assertEqual([["*", "p50", "ms", "109.2", "163.5", "+54.25", "+49.66%", "<0.001"],
+                          ["", "p95", "ms", "134.5", "201.5", "+67", "+49.81%", "-"],
+                          ["", "p99", "ms", "137", "205.5", "+68.50", "+50%", "-"]],
                          self.percentile_rows())
-        self.assertEqual(["p12.5"], [row[0] for row in self.percentile_rows("--percentiles",
+        self.assertEqual(["p12.5"], [row[1] for row in self.percentile_rows("--percentiles",
                                                                             "12.5")])
 
     def test_percentiles_of_one_run_only(self):
         os.remove(self.slower)
         self.make_run("slower.kzj", factor=1.5, slices=40, has_distributions=True)
-        self.assertEqual([["p50", "ms", "-", "163.5", "-", "-", "-"]],
+        self.assertEqual([["", "p50", "ms", "-", "163.5", "-", "-", "-"]],
                          self.percentile_rows("--percentiles", "50"))
 
     def test_no_percentiles_without_distributions(self):
@@ -834,8 +836,14 @@ class Compare(JournalTest):
         self.assertEqual({"first": 40, "second": 40}, login["samples"])
         self.assertLessEqual(login["effective_samples"]["first"], 40)
         self.assertEqual(["p50", "p95", "p99"], list(login["percentiles"]))
+        median = login["percentiles"]["p50"]
+        self.assertLess(median.pop("p_value"), 0.001)
         self.assertEqual({"first": 109.25, "second": 163.5, "difference": 54.25,
-                          "relative_difference": 54.25 / 109.25}, login["percentiles"]["p50"])
+                          "relative_difference": 54.25 / 109.25, "is_significant": True,
+                          "finding": "marked"}, median)
+        self.assertEqual((None, False, "too_few_samples"),
+                         tuple(login["percentiles"]["p99"][each]
+                               for each in ("p_value", "is_significant", "finding")))
         counted = next(each for each in report["names"] if each["name"] == "logins")
         self.assertEqual({}, counted["percentiles"])
 
@@ -845,7 +853,8 @@ class Compare(JournalTest):
         report = json.loads(self.compare_with("--format", "json"))
         login = next(each for each in report["names"] if each["name"] == "login.time")
         self.assertEqual({"first": None, "second": 163.5, "difference": None,
-                          "relative_difference": None}, login["percentiles"]["p50"])
+                          "relative_difference": None, "p_value": None, "is_significant": False,
+                          "finding": "not_comparable"}, login["percentiles"]["p50"])
 
     def assert_cannot_tell(self, expected, *conditions):
         result = self.compare(*conditions)
@@ -948,8 +957,8 @@ class Compare(JournalTest):
         self.assertEqual((1, ""), (result.status, result.err))
         lines = result.out.splitlines()
         self.assertEqual([f"{path}: 10 slices" for path in runs], lines[:4])
-        self.assertEqual(["login.time"],
-                         [line.split()[1] for line in lines if line.startswith("*")])
+        self.assertEqual([["login.time", "mean"], ["login.time", "p50"]],
+                         [line.split()[1:3] for line in lines if line.startswith("*")])
         report = json.loads(run("compare", *runs[:2], "--", *runs[2:], "--format", "json").out)
         self.assertEqual(("runs", runs[2:]), (
             report["samples_are"], [each["path"] for each in report["second"]["runs"]]))

@@ -280,7 +280,7 @@ TEST_F(Commands, OptionsMayComeBeforeArguments) {
 TEST_F(Commands, CompareMarksNothingBelowTheLeastDifference) {
     Make("before", Forty({{10, 11}, {12, 10}}));
     Make("after", Forty({{20, 21}, {22, 20}}));
-    EXPECT_THAT(Run({"compare", "before", "after", "--least", "100"}).lines,
+    EXPECT_THAT(Run({"compare", "before", "after", "--least", "101"}).lines,
                 testing::Not(testing::Contains(StartsWith("*"))));
     for (const char* const least : {"-1", "nan", "inf", "x"})
         EXPECT_THAT(Run({"compare", "before", "after", "--least", least}).error,

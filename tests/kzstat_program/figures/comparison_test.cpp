@@ -14,6 +14,7 @@ using kzstatprogram::Finding;
 using kzstatprogram::SideOf;
 using kzstatprogram::Tested;
 using testing::DoubleEq;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Optional;
@@ -287,6 +288,63 @@ TEST(Comparison, HasThePercentilesOfAllRunsOfASide) {
     EXPECT_EQ(20U, row.distribution->GetCount());
     EXPECT_THAT(row.average, Optional(DoubleEq(320)));
     EXPECT_FALSE(SideOf({logins(128), Logins(512)}).statistics.at(0).distribution);
+}
+
+/// 20 values in each of 40 slices, whose upper half is multiplied by `factor`.
+ComparedRun Spread(double factor, bool isTested = true) {
+    MemoryRuns runs;
+    MemoryRun& run = runs.Make("run");
+    SliceMaker maker;
+    for (int i = 0; i < 40; ++i) {
+        std::vector<double> values;
+        for (int j = 0; j < 20; ++j)
+            values.push_back((100 + 10 * j + i % 3) * (j < 12 ? 1 : factor));
+        run.Add(SliceOf(maker.NextSlice({{"login", Types::Timer, values}}), true));
+    }
+    const auto reader = runs.Open("run", 0);
+    return isTested ? ReadForComparisonOfPercentiles(*reader, {}) : ReadForComparison(*reader, {});
+}
+
+std::vector<Finding> PercentileFindings(const ComparedRun& before, const ComparedRun& after,
+                                        double least = kLeast) {
+    std::vector<Finding> findings;
+    const auto differences =
+        Compare(before, after, least, {{"p50", 0.5}, {"p95", 0.95}, {"p99", 0.99}});
+    for (const auto& each : differences.at(0).percentiles) findings.push_back(each.finding);
+    return findings;
+}
+
+TEST(Comparison, MarksPercentilesThatChanged) {
+    // 800 values say nothing of a p99.
+    EXPECT_THAT(PercentileFindings(Spread(1), Spread(1.5)),
+                ElementsAre(Finding::Unclear, Finding::Marked, Finding::TooFewSamples));
+    EXPECT_THAT(PercentileFindings(Spread(1), Spread(1.5), 0.6),
+                ElementsAre(Finding::Unclear, Finding::BelowLeast, Finding::TooFewSamples));
+    EXPECT_THAT(PercentileFindings(Spread(1), Spread(1)),
+                ElementsAre(Finding::Unclear, Finding::Unclear, Finding::TooFewSamples));
+}
+
+TEST(Comparison, TestsNoPercentilesWithoutTheDistributionsOfSlices) {
+    EXPECT_THAT(PercentileFindings(Spread(1, false), Spread(1.5, false)),
+                Each(Finding::NotComparable));
+}
+
+TEST(Comparison, HasNoPercentilesOfANameThatIsMissing) {
+    ComparedRun before = Empty();
+    const ComparedRun after = Spread(1);
+    AddMissingNames(before, after);
+    EXPECT_THAT(PercentileFindings(before, after), Each(Finding::NotComparable));
+    EXPECT_THAT(PercentileFindings(Logins(100), Logins(110)), testing::IsEmpty());
+}
+
+TEST(Comparison, TakesThePercentilesOfSeveralRunsAsSamples) {
+    const ComparedRun before = SideOf({Spread(1, false), Spread(1.2, false)});
+    const ComparedRun after = SideOf({Spread(1.1, false), Spread(1.3, false)});
+    EXPECT_THAT(PercentileFindings(before, after),
+                ElementsAre(Finding::Unclear, Finding::Unclear, Finding::TooFewSamples));
+    const ComparedRun slower = SideOf({Spread(9, false), Spread(9.2, false)});
+    EXPECT_THAT(PercentileFindings(before, slower),
+                ElementsAre(Finding::Unclear, Finding::Marked, Finding::TooFewSamples));
 }
 
 TEST(Comparison, RefusesASideWithARunTwice) {

@@ -56,6 +56,14 @@ std::vector<ComparedRun> ReadAll(const Paths& paths, const ReadRun& read) {
     return runs;
 }
 
+/// Of several runs a side, slices are no samples.
+ComparedRun ReadRunOf(const Sides& sides, RunReader& run, const SliceRange& range,
+                      const std::vector<Percentile>& percentiles) {
+    const bool areSlicesSamples = sides.before.size() == 1 && sides.after.size() == 1;
+    return areSlicesSamples && !percentiles.empty() ? ReadForComparisonOfPercentiles(run, range)
+                                                    : ReadForComparison(run, range);
+}
+
 ComparedSides Read(const Sides& sides, const ReadRun& readBefore, const ReadRun& readAfter) {
     std::vector<ComparedRun> before = ReadAll(sides.before, readBefore);
     return SidesOf(std::move(before), ReadAll(sides.after, readAfter));
@@ -135,13 +143,13 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
         // The figures of a run that stood still are not those of one that did not.
         for (const std::string& line : DescribeInterruptions(*run, runs, path, range.Time()))
             output.WriteLine(kzterminal::Printable(path) + ": " + line, Output::Bad);
-        return ReadForComparison(*run, range);
+        return ReadRunOf(sides, *run, range, percentiles);
     };
     const ComparedSides compared = Read(sides, read, read);
     const std::vector<Difference> differences =
-        Compare(compared.before, compared.after, options.comparison.Least());
+        Compare(compared.before, compared.after, options.comparison.Least(), percentiles);
     const bool areSides = compared.before.sampling == Sampling::Runs;
-    Print(RowsOf(differences, percentiles), output);
+    Print(RowsOf(differences), output);
     PrintReasons(compared, differences, output);
     PrintNames("first", compared.onlyBefore, areSides, output);
     PrintNames("second", compared.onlyAfter, areSides, output);
@@ -156,20 +164,20 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
     const std::vector<Percentile> percentiles = options.comparison.Percentiles();
     ComparisonReport report;
     const auto readInto = [&](ComparisonReport::Side& side) {
-        return [&options, &runs, &side](const std::string& path) {
+        return [&, &side = side](const std::string& path) {
             const std::unique_ptr<RunReader> run = runs.Open(path);
             const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
             side.runs.push_back({path, run->Facts().id, CompletenessText(*run),
                                  DescribeInterruptions(*run, runs, path, range.Time())});
-            return ReadForComparison(*run, range);
+            return ReadRunOf(sides, *run, range, percentiles);
         };
     };
     const ComparedSides compared = Read(sides, readInto(report.before), readInto(report.after));
-    report.Add(compared, options.comparison.Least());
+    report.Add(compared, options.comparison.Least(), percentiles);
     const FailFindings findings = Check(conditions, compared);
     report.failures = findings.failures;
     report.unknown = findings.unknown;
-    output.Write(JsonOf(report, percentiles));
+    output.Write(JsonOf(report));
     return findings.Status();
 }
 
@@ -218,9 +226,9 @@ void DeclareCompare(CommandLine& line, const RunOpener& runs) {
     options->comparison.Declare(command);
     options->range.Declare(command);
     command.Footer(
-        "A '*' marks names whose difference is at least that of --least and has p < 0.01. Of two\n"
-        "runs, slices are the samples: at least 30 a side. Of several, runs are: at least 2 a "
-        "side.\n"
+        "A '*' marks means, rates and percentiles whose difference is at least that of --least\n"
+        "and has p < 0.01. Of two runs, slices are the samples: at least 30 a side. Of several,\n"
+        "runs are: at least 2 a side.\n"
         "Expect false positives in about 1 % of the names.\n"
         "Exits with status 1 if a condition failed, and else 2 if one cannot be told.\n"
         "Example: kzstat compare old.kzj new.kzj --fail-if 'login.time p95 > 250ms'");

@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "figures/distributionsamples.h"
 #include "figures/levels.h"
 #include "kzstatpointkind.h"
 #include "terminal/terminaltext.h"
@@ -135,6 +136,18 @@ std::optional<CKZStatDistribution> DistributionOver(const Rows& rows) {
     return all;
 }
 
+/// None where values of a run have none.
+DistributionSamples DistributionsOf(const Rows& rows) {
+    DistributionSamples samples;
+    for (const Statistics* row : rows) {
+        if (row->distribution)
+            row->distribution->Encode(samples.emplace_back());
+        else if (row->count.value_or(1) > 0)
+            return {};
+    }
+    return samples;
+}
+
 Statistics MeanRowOf(const Rows& rows) {
     Statistics mean;
     mean.name = rows.front()->name;
@@ -207,6 +220,14 @@ ComparedRun ReadForComparison(RunReader& run, const SliceRange& range) {
     return compared;
 }
 
+ComparedRun ReadForComparisonOfPercentiles(RunReader& run, const SliceRange& range) {
+    ComparedRun compared = ReadForComparison(run, range);
+    auto samples = ReadDistributionSamples(run, range.underLoad);
+    for (std::size_t i = 0; i < compared.statistics.size(); ++i)
+        compared.estimates[i].distributions = std::move(samples[compared.statistics[i].name]);
+    return compared;
+}
+
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other) {
     std::vector<std::string> names;
     for (const Statistics& row : run.statistics)
@@ -223,7 +244,7 @@ void AddMissingNames(ComparedRun& run, const ComparedRun& other) {
     std::size_t i = 0;
     const auto take = [&] {
         complete.statistics.push_back(std::move(run.statistics[i]));
-        complete.estimates.push_back(run.estimates[i]);
+        complete.estimates.push_back(std::move(run.estimates[i]));
         ++i;
     };
     for (const Statistics& row : other.statistics) {
@@ -245,9 +266,10 @@ ComparedRun SideOf(std::vector<ComparedRun> runs) {
     side.sampling = Sampling::Runs;
     side.samples = runs.size();
     for (std::size_t i = 0; i < runs.front().statistics.size(); ++i) {
-        side.statistics.push_back(MeanRowOf(RowsAt(runs, i)));
-        side.estimates.push_back(
-            {EstimateOver(runs, i, &Estimates::mean), EstimateOver(runs, i, &Estimates::flow)});
+        const Rows rows = RowsAt(runs, i);
+        side.statistics.push_back(MeanRowOf(rows));
+        side.estimates.push_back({EstimateOver(runs, i, &Estimates::mean),
+                                  EstimateOver(runs, i, &Estimates::flow), DistributionsOf(rows)});
     }
     return side;
 }

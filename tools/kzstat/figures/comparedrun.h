@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "figures/meanestimate.h"
+#include "figures/percentiletest.h"
 #include "figures/slicerange.h"
 #include "figures/statistics.h"
 #include "reading/runreader.h"
@@ -16,6 +17,9 @@ namespace kzstatprogram {
 struct Estimates {
     MeanEstimate mean;  ///< of the values of a sampled kind; other kinds have no samples of it
     MeanEstimate flow;  ///< the level, or per second: the values of sampled kinds, else their sum
+    /// Of sampled kinds: those of all runs of a side, and those of slices once they are read. None
+    /// where one of them is not known.
+    DistributionSamples distributions = {};
 };
 
 /// What the samples of a comparison are.
@@ -36,6 +40,9 @@ struct ComparedRun {
 };
 
 ComparedRun ReadForComparison(RunReader& run, const SliceRange& range);
+
+/// The same with the distributions of slices, by which percentiles are tested.
+ComparedRun ReadForComparisonOfPercentiles(RunReader& run, const SliceRange& range);
 
 /// The names of `run` that are not in `other`.
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);

@@ -29,6 +29,15 @@ enum class Finding {
     NotComparable   ///< a side has no value, or one that is no finite number
 };
 
+/// A percentile of all values of each side. Compatible.
+struct PercentileDifference {
+    Percentile percentile;
+    std::optional<double> before;
+    std::optional<double> after;
+    std::optional<double> probability;  ///< of such a difference by chance
+    Finding finding;
+};
+
 /// One name of two sides. Compatible.
 struct Difference {
     const Statistics* before;
@@ -38,20 +47,19 @@ struct Difference {
     MeanEstimate meanAfter;
     std::optional<double> probability;  ///< of such a difference by chance
     Finding finding;
+    /// Those that were asked for, if the values are samples on both sides and one has their
+    /// distribution.
+    std::vector<PercentileDifference> percentiles;
 };
 
 /// By name, of the names that both have. `least` is the smallest difference that matters, in parts
 /// of `before`. The differences point into both sides.
-std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after, double least);
+std::vector<Difference> Compare(const ComparedRun& before, const ComparedRun& after, double least,
+                                const std::vector<Percentile>& percentiles = {});
 
 /// Why no name at all is marked: a line. Nothing where names are tested.
 std::optional<std::string> ReasonWhyNothingIsTested(const ComparedRun& before,
                                                     const ComparedRun& after);
-
-/// Those of `percentiles` that are shown of a name: all, if its values are samples on both sides
-/// and one has their distribution.
-std::vector<Percentile> PercentilesIn(const Difference& difference,
-                                      const std::vector<Percentile>& percentiles);
 
 /// The difference in parts of `before`; nothing where one is missing or `before` is 0.
 std::optional<double> RelativeDifference(const std::optional<double>& before,

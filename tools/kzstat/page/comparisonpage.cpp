@@ -71,8 +71,8 @@ std::string ComparisonText(const SideOfPage& first, const SideOfPage& second, do
     ComparisonReport report;
     report.before.runs = RunsOf(first);
     report.after.runs = RunsOf(second);
-    report.Add(sides, least);
-    Json json = ComparisonJson(report, percentiles);
+    report.Add(sides, least, percentiles);
+    Json json = ComparisonJson(report);
     Escape(json);
     // The names are those of the curves.
     json["first"]["only_here"] = EscapedNames(sides.onlyBefore);

@@ -50,14 +50,25 @@ const char* TextOf(Finding finding) {
     }
 }
 
+void AddFinding(const std::optional<double>& probability, Finding finding, Json& json) {
+    json["p_value"] = Number(probability.value_or(kNone));
+    json["is_significant"] = finding == Finding::Marked;
+    json["finding"] = TextOf(finding);
+}
+
 /// Unknown as long as too few samples are there.
 double EffectiveSamples(const MeanEstimate& estimate) {
     return estimate.freedom > 0 ? estimate.effectiveSamples : kNone;
 }
 
-Json JsonOf(const Difference& difference, const std::vector<Percentile>& percentiles) {
+Json JsonOf(const PercentileDifference& difference) {
+    Json json = ComparedJson(difference.before, difference.after);
+    AddFinding(difference.probability, difference.finding, json);
+    return json;
+}
+
+Json JsonOf(const Difference& difference) {
     const Statistics& before = *difference.before;
-    const Statistics& after = *difference.after;
     const MeanEstimate& meanBefore = difference.meanBefore;
     const MeanEstimate& meanAfter = difference.meanAfter;
     Json json{{"name", before.name},
@@ -68,13 +79,10 @@ Json JsonOf(const Difference& difference, const std::vector<Percentile>& percent
     json["samples"] = {{"first", meanBefore.samples}, {"second", meanAfter.samples}};
     json["effective_samples"] = {{"first", Number(EffectiveSamples(meanBefore))},
                                  {"second", Number(EffectiveSamples(meanAfter))}};
-    json["p_value"] = Number(difference.probability.value_or(kNone));
-    json["is_significant"] = difference.finding == Finding::Marked;
-    json["finding"] = TextOf(difference.finding);
+    AddFinding(difference.probability, difference.finding, json);
     json["percentiles"] = Json::object();
-    for (const Percentile& each : PercentilesIn(difference, percentiles))
-        json["percentiles"][each.title] =
-            ComparedJson(QuantileOf(before, each.quantile), QuantileOf(after, each.quantile));
+    for (const PercentileDifference& each : difference.percentiles)
+        json["percentiles"][each.percentile.title] = JsonOf(each);
     return json;
 }
 
@@ -90,18 +98,19 @@ Json JsonOf(const ComparisonReport::Side& side) {
 
 }  // namespace
 
-void ComparisonReport::Add(const ComparedSides& sides, double leastDifference) {
+void ComparisonReport::Add(const ComparedSides& sides, double leastDifference,
+                           const std::vector<Percentile>& percentiles) {
     before.namesOfItAlone = sides.onlyBefore;
     after.namesOfItAlone = sides.onlyAfter;
     sampling = sides.before.sampling;
     least = leastDifference;
     reason = ReasonWhyNothingIsTested(sides.before, sides.after);
-    differences = Compare(sides.before, sides.after, least);
+    differences = Compare(sides.before, sides.after, least, percentiles);
 }
 
-Json ComparisonJson(const ComparisonReport& report, const std::vector<Percentile>& percentiles) {
+Json ComparisonJson(const ComparisonReport& report) {
     Json names = Json::array();
-    for (const Difference& each : report.differences) names.push_back(JsonOf(each, percentiles));
+    for (const Difference& each : report.differences) names.push_back(JsonOf(each));
     return {{"first", JsonOf(report.before)},
             {"second", JsonOf(report.after)},
             {"samples_are", report.sampling == Sampling::Runs ? "runs" : "slices"},
@@ -112,9 +121,8 @@ Json ComparisonJson(const ComparisonReport& report, const std::vector<Percentile
             {"cannot_tell", report.unknown}};
 }
 
-std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>& percentiles) {
-    return ComparisonJson(report, percentiles).dump(2, ' ', false, Json::error_handler_t::replace) +
-           "\n";
+std::string JsonOf(const ComparisonReport& report) {
+    return ComparisonJson(report).dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace kzstatprogram

@@ -34,15 +34,15 @@ struct ComparisonReport {
     std::vector<std::string> unknown;   ///< the same of those that cannot be told
 
     /// Compares the sides, which must outlive this: all but their runs, and conditions.
-    void Add(const ComparedSides& sides, double leastDifference);
+    void Add(const ComparedSides& sides, double leastDifference,
+             const std::vector<Percentile>& percentiles);
 };
 
 /// null for what is missing, NaN and infinities; texts as they are.
-nlohmann::ordered_json ComparisonJson(const ComparisonReport& report,
-                                      const std::vector<Percentile>& percentiles);
+nlohmann::ordered_json ComparisonJson(const ComparisonReport& report);
 
 /// The same as an object of lines; bytes that are no UTF-8 become U+FFFD.
-std::string JsonOf(const ComparisonReport& report, const std::vector<Percentile>& percentiles);
+std::string JsonOf(const ComparisonReport& report);
 
 }  // namespace kzstatprogram
 

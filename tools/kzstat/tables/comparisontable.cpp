@@ -47,16 +47,14 @@ std::string QuantityOf(const Difference& difference) {
     }
 }
 
-std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
-                                  const std::vector<Percentile>& percentiles) {
+std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences) {
     std::vector<ComparisonRow> rows;
     for (const Difference& each : differences) {
         rows.push_back({each.before->name, QuantityOf(each), MeanOf(each.meanBefore),
                         MeanOf(each.meanAfter), each.probability, each.finding == Finding::Marked});
-        for (const Percentile& percentile : PercentilesIn(each, percentiles))
-            rows.push_back({each.before->name, percentile.title + " " + each.before->unit,
-                            QuantileOf(*each.before, percentile.quantile),
-                            QuantileOf(*each.after, percentile.quantile), std::nullopt});
+        for (const PercentileDifference& of : each.percentiles)
+            rows.push_back({each.before->name, of.percentile.title + " " + each.before->unit,
+                            of.before, of.after, of.probability, of.finding == Finding::Marked});
     }
     return rows;
 }

@@ -7,7 +7,6 @@
 
 #include "figures/comparison.h"
 #include "terminal/table.h"
-#include "text/percentile.h"
 
 namespace kzstatprogram {
 
@@ -24,10 +23,9 @@ struct ComparisonRow {
 /// What the means of a difference are means of, with its unit.
 std::string QuantityOf(const Difference& difference);
 
-/// For each difference a row of what was tested and, below it, a row per percentile where the
-/// values are samples: as rows, any number of percentiles fits a terminal.
-std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences,
-                                  const std::vector<Percentile>& percentiles);
+/// For each difference a row of what was tested and, below it, a row per percentile: as
+/// rows, any number of percentiles fits a terminal.
+std::vector<ComparisonRow> RowsOf(const std::vector<Difference>& differences);
 
 /// Names are cut to `nameWidth` characters.
 kzterminal::Table TableOf(const std::vector<ComparisonRow>& rows, std::size_t nameWidth);
