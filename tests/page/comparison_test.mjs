@@ -95,10 +95,12 @@ test('the table marks what kzstat compare marks, worst first', async (t) => {
   const told = JSON.parse(kzstat('compare', ...twoRuns, '--format', 'json').stdout);
   const marked = told.names.filter((each) => each.is_significant).map(({name}) => name);
   assert.deepEqual(rows.filter(({change}) => change.endsWith(' *')).map(({name}) => name).sort(), marked.sort());
+  const percentilesOf = new Map(told.names.map(({name, percentiles}) => [name, percentiles]));
+  for (const {name, 'p95 change': change} of rows) assert.equal(change.endsWith(' *'), percentilesOf.get(name)?.p95?.is_significant ?? false, name);
   assert.deepEqual(rows.slice(0, 3).map(({name, finding}) => [name, finding]), [
     ['request.time', 'worse'], ['request.time.failed', 'worse, only in B'], ['request.time.failed.http-500', 'worse, only in B']]);
   const {of, A, B, 'p95 change': p95} = rows[0];
-  assert.deepEqual([of, A, B, p95], ['mean ms', '12', '17', '+35.71 %']);
+  assert.deepEqual([of, A, B, p95], ['mean ms', '12', '17', '+35.71 % *']);
   assert.equal(rows.length, told.names.length);
 });
 

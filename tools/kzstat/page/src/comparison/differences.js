@@ -129,7 +129,7 @@ function percentileColumns(comparison, i, prefix, kind) {
         isMinor: true,
         ...kind,
         value: (row) => of(row)?.relative_difference,
-        text: (row) => (of(row) ? changeText(of(row)) : ''),
+        text: (row) => (of(row) ? changeText(of(row)) + (of(row).is_significant ? ' *' : '') : ''),
         hint: (row) => (of(row) ? sides.map(([field, {letter}]) => `${letter} ${number(of(row)[field])}`).join(', ') : ''),
       },
     ];

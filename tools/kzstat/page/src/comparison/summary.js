@@ -230,8 +230,8 @@ function changeOfTile(first, second, {isShare}) {
   return changeText({difference: second - first, relative_difference: first === 0 ? null : (second - first) / Math.abs(first)});
 }
 
-// Only what is large enough to matter has a colour, and only where a name of its kind is marked so too: percentiles
-// and shares are not tested themselves.
+// Only what is large enough to matter has a colour, and only where a name of its kind is marked so too: shares are not
+// tested themselves.
 function stateOfTile([first, second], {kind, names}, comparison, marked) {
   if (!isThere(first) || !isThere(second) || Math.abs(second - first) < comparison.least_difference * Math.abs(first)) return '';
   const state = judged(kind, [first, second], comparison.followed);
