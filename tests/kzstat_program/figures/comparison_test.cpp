@@ -11,6 +11,8 @@ namespace {
 using kzstatprogram::ComparedRun;
 using kzstatprogram::Difference;
 using kzstatprogram::Finding;
+using kzstatprogram::Percentile;
+using kzstatprogram::Sampling;
 using kzstatprogram::SideOf;
 using kzstatprogram::Tested;
 using testing::DoubleEq;
@@ -21,6 +23,7 @@ using testing::Optional;
 using Types = CKZStatPointTypeEnum;
 
 constexpr double kLeast = 0.03;
+const std::vector<Percentile> kPercentiles = {{"p50", 0.5}, {"p95", 0.95}, {"p99", 0.99}};
 
 /// What slice number i reports.
 using SliceMaking = std::function<std::vector<Reported>(int)>;
@@ -302,14 +305,14 @@ ComparedRun Spread(double factor, bool isTested = true) {
         run.Add(SliceOf(maker.NextSlice({{"login", Types::Timer, values}}), true));
     }
     const auto reader = runs.Open("run", 0);
-    return isTested ? ReadForComparisonOfPercentiles(*reader, {}) : ReadForComparison(*reader, {});
+    const auto percentiles = isTested ? kPercentiles : std::vector<Percentile>();
+    return ReadForComparison(*reader, {}, Sampling::Slices, percentiles);
 }
 
 std::vector<Finding> PercentileFindings(const ComparedRun& before, const ComparedRun& after,
                                         double least = kLeast) {
     std::vector<Finding> findings;
-    const auto differences =
-        Compare(before, after, least, {{"p50", 0.5}, {"p95", 0.95}, {"p99", 0.99}});
+    const auto differences = Compare(before, after, least, kPercentiles);
     for (const auto& each : differences.at(0).percentiles) findings.push_back(each.finding);
     return findings;
 }

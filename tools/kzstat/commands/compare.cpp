@@ -56,14 +56,6 @@ std::vector<ComparedRun> ReadAll(const Paths& paths, const ReadRun& read) {
     return runs;
 }
 
-/// Of several runs a side, slices are no samples.
-ComparedRun ReadRunOf(const Sides& sides, RunReader& run, const SliceRange& range,
-                      const std::vector<Percentile>& percentiles) {
-    const bool areSlicesSamples = sides.before.size() == 1 && sides.after.size() == 1;
-    return areSlicesSamples && !percentiles.empty() ? ReadForComparisonOfPercentiles(run, range)
-                                                    : ReadForComparison(run, range);
-}
-
 ComparedSides Read(const Sides& sides, const ReadRun& readBefore, const ReadRun& readAfter) {
     std::vector<ComparedRun> before = ReadAll(sides.before, readBefore);
     return SidesOf(std::move(before), ReadAll(sides.after, readAfter));
@@ -136,6 +128,7 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
                             const std::vector<FailCondition>& conditions, const RunOpener& runs,
                             Output& output) {
     const std::vector<Percentile> percentiles = options.comparison.Percentiles();
+    const Sampling sampling = SamplingOf(sides.before.size(), sides.after.size());
     const auto read = [&](const std::string& path) {
         const std::unique_ptr<RunReader> run = runs.Open(path);
         const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
@@ -143,7 +136,7 @@ ExitStatus CompareForPeople(const CompareOptions& options, const Sides& sides,
         // The figures of a run that stood still are not those of one that did not.
         for (const std::string& line : DescribeInterruptions(*run, runs, path, range.Time()))
             output.WriteLine(kzterminal::Printable(path) + ": " + line, Output::Bad);
-        return ReadRunOf(sides, *run, range, percentiles);
+        return ReadForComparison(*run, range, sampling, percentiles);
     };
     const ComparedSides compared = Read(sides, read, read);
     const std::vector<Difference> differences =
@@ -162,6 +155,7 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
                               const std::vector<FailCondition>& conditions, const RunOpener& runs,
                               Output& output) {
     const std::vector<Percentile> percentiles = options.comparison.Percentiles();
+    const Sampling sampling = SamplingOf(sides.before.size(), sides.after.size());
     ComparisonReport report;
     const auto readInto = [&](ComparisonReport::Side& side) {
         return [&, &side = side](const std::string& path) {
@@ -169,7 +163,7 @@ ExitStatus CompareForPrograms(const CompareOptions& options, const Sides& sides,
             const SliceRange range = options.range.RangeWithSlicesOf(*run, path);
             side.runs.push_back({path, run->Facts().id, CompletenessText(*run),
                                  DescribeInterruptions(*run, runs, path, range.Time())});
-            return ReadRunOf(sides, *run, range, percentiles);
+            return ReadForComparison(*run, range, sampling, percentiles);
         };
     };
     const ComparedSides compared = Read(sides, readInto(report.before), readInto(report.after));

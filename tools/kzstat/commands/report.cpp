@@ -8,6 +8,7 @@
 #include "commands/commands.h"
 #include "commands/comparisonoptions.h"
 #include "commands/rangeoptions.h"
+#include "figures/comparedsides.h"
 #include "figures/runhistory.h"
 #include "files/filechecks.h"
 #include "files/newfile.h"
@@ -66,16 +67,15 @@ Made PageOfRun(const std::string& path, const ReportOptions& options, const RunO
             {std::move(description)}};
 }
 
-/// `read` is `ReadForComparison`, or the same for percentiles.
 RunOfPage ReadForPage(RunReader& run, const std::string& path, const RunOpener& runs,
-                      const RangeOptions& options,
-                      ComparedRun (*read)(RunReader& run, const SliceRange& range)) {
+                      const RangeOptions& options, Sampling sampling,
+                      const std::vector<Percentile>& percentiles) {
     const SliceRange range = options.RangeWithSlicesOf(run, path);
     return {path,
             CompletenessText(run),
             range.load.begin.value_or(std::max(range.from, 0.0)),
             range.load.end,
-            read(run, range),
+            ReadForComparison(run, range, sampling, percentiles),
             CurvesJson(HistoryOf(run, runs, path, options)),
             DescribeInterruptions(run, runs, path, range.Time())};
 }
@@ -94,15 +94,13 @@ Made PageOfSides(const std::vector<Paths>& sides, const ReportOptions& options,
     std::vector<SideOfPage> read;
     for (const Paths& side : sides) {
         read.emplace_back();
-        // Of several runs a side, slices are no samples.
-        const auto readRun = side.size() == 1 && !percentiles.empty()
-                                 ? ReadForComparisonOfPercentiles
-                                 : ReadForComparison;
+        const Sampling sampling = SamplingOf(sides.front().size(), side.size());
         for (const std::string& path : side) {
             const std::unique_ptr<RunReader> run = runs.Open(path);
             RefuseKnownRun(run->Facts().id, path, ids);
             made.descriptions.push_back(DescribeJournal(*run, path));
-            read.back().push_back(ReadForPage(*run, path, runs, options.range, readRun));
+            read.back().push_back(
+                ReadForPage(*run, path, runs, options.range, sampling, percentiles));
         }
     }
     made.page =

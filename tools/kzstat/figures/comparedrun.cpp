@@ -220,8 +220,10 @@ ComparedRun ReadForComparison(RunReader& run, const SliceRange& range) {
     return compared;
 }
 
-ComparedRun ReadForComparisonOfPercentiles(RunReader& run, const SliceRange& range) {
+ComparedRun ReadForComparison(RunReader& run, const SliceRange& range, Sampling sampling,
+                              const std::vector<Percentile>& percentiles) {
     ComparedRun compared = ReadForComparison(run, range);
+    if (sampling == Sampling::Runs || percentiles.empty()) return compared;
     auto samples = ReadDistributionSamples(run, range.underLoad);
     for (std::size_t i = 0; i < compared.statistics.size(); ++i)
         compared.estimates[i].distributions = std::move(samples[compared.statistics[i].name]);

@@ -10,6 +10,7 @@
 #include "figures/slicerange.h"
 #include "figures/statistics.h"
 #include "reading/runreader.h"
+#include "text/percentile.h"
 
 namespace kzstatprogram {
 
@@ -41,8 +42,10 @@ struct ComparedRun {
 
 ComparedRun ReadForComparison(RunReader& run, const SliceRange& range);
 
-/// The same with the distributions of slices, by which percentiles are tested.
-ComparedRun ReadForComparisonOfPercentiles(RunReader& run, const SliceRange& range);
+/// The same with the distributions of slices, by which percentiles are tested, if there are any to
+/// be tested by slices.
+ComparedRun ReadForComparison(RunReader& run, const SliceRange& range, Sampling sampling,
+                              const std::vector<Percentile>& percentiles);
 
 /// The names of `run` that are not in `other`.
 std::vector<std::string> OnlyIn(const ComparedRun& run, const ComparedRun& other);

@@ -1,6 +1,7 @@
 #ifndef KZSTATPROGRAM_COMPAREDSIDES_H
 #define KZSTATPROGRAM_COMPAREDSIDES_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,11 @@ struct ComparedSides {
     std::vector<std::string> onlyAfter;
 };
 
-/// The slices are the samples of two runs; of several a side, the runs are. Throws kzjournal::Error
-/// as `SideOf` does. REQUIRES: at least one run a side.
+/// The slices are the samples of two runs; of several a side, the runs are.
+Sampling SamplingOf(std::size_t runsBefore, std::size_t runsAfter);
+
+/// With the samples of `SamplingOf`. Throws kzjournal::Error as `SideOf` does. REQUIRES: at least
+/// one run a side.
 ComparedSides SidesOf(std::vector<ComparedRun> before, std::vector<ComparedRun> after);
 
 }  // namespace kzstatprogram

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "figures/statistics.h"
+#include "figures/timeline.h"
 #include "kzstatdistribution.h"
 #include "text/texts.h"
 
@@ -18,9 +19,6 @@ constexpr long long kLeastSamples = 60;
 constexpr long long kMostSamplesOfAllNames = 30000;
 /// Their samples take some 100 MB.
 constexpr std::size_t kMostNames = 10000;
-
-/// A stored sum is of so many slices.
-constexpr long long kSlicesOfStoredSum = 60;
 
 constexpr double kMostSlices = 1e15;
 

@@ -24,8 +24,6 @@ constexpr std::size_t kMinBuckets = 250;
 /// What a browser reads in a second.
 constexpr std::size_t kMaxBucketsOfAllNames = 200000;
 
-/// Narrower buckets are faster to fill from the slices, which have all that is drawn.
-constexpr double kSlicesOfStoredSum = 60;
 constexpr std::size_t kSlicesDrawnTogether = 64;
 /// By which the end of a slice may be rounded.
 constexpr double kSlackInSlices = 0.01;
@@ -106,7 +104,9 @@ RunHistory::RunHistory(RunReader& run, const Open& open, const Ranges& ranges)
     m_seconds = SecondsOf(run, ofFigures);
     for (const CKZStatMessageRecord& record : run.Summary(known))
         m_names[TextOf(record.name)] = {record, {}, {}, m_lastSliceId, m_lastSliceId};
-    // In a short run, to read a slice with all names takes less than to look for each of these.
+    // In a short run, to read a slice with all names takes less than to look for each of these. And
+    // narrower buckets than stored sums are faster to fill from the slices, which have all that is
+    // drawn.
     const bool isShort = m_grid.Width() <= 1;
     if (isShort || (HasDistributions(*last) && m_grid.Width() < kSlicesOfStoredSum)) {
         ReadSlices(run, known);

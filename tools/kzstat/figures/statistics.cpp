@@ -42,6 +42,8 @@ double FlowOf(CKZStatPointTypeEnum::PointType type, const CKZStatAggregate& aggr
     return kind != nullptr ? kind->Flow(aggregate) : std::numeric_limits<double>::quiet_NaN();
 }
 
+namespace {
+
 /// Values that are all the same have none, though rounding may leave one.
 std::optional<CKZStatDeviation> DeviationOf(const MeaningfulStatistics& meaningful) {
     const std::optional<CKZStatDeviation> deviation = meaningful.Deviation();
@@ -50,6 +52,8 @@ std::optional<CKZStatDeviation> DeviationOf(const MeaningfulStatistics& meaningf
     if (deviation && isConstant && BoundOfDeviation(*deviation)) return CKZStatDeviation{0, 0};
     return deviation;
 }
+
+}  // namespace
 
 Statistics StatisticsOf(const CKZStatMessageRecord& record, double seconds) {
     const MeaningfulStatistics meaningful(record);

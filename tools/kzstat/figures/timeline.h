@@ -52,6 +52,9 @@ struct Place {
     std::size_t column = 0;  ///< of the heat maps
 };
 
+/// The shortest sums that a journal stores are of so many slices.
+constexpr int kSlicesOfStoredSum = 60;
+
 /// How much a grid holds at most.
 struct GridSize {
     std::size_t buckets;
